@@ -1,0 +1,27 @@
+# GoogleTest is built from Debian's sources, so that it is there for every target and sanitizer.
+set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
+set(gtest_force_shared_crt ON CACHE BOOL "" FORCE)
+add_subdirectory(/usr/src/googletest ${PROJECT_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
+foreach(library gtest gtest_main gmock gmock_main)
+  # A system library: its headers are not held to this project's warnings.
+  get_target_property(folders ${library} INTERFACE_INCLUDE_DIRECTORIES)
+  set_target_properties(${library} PROPERTIES INTERFACE_SYSTEM_INCLUDE_DIRECTORIES "${folders}")
+  if(CORVANE_SANITIZE)
+    target_compile_options(${library} PRIVATE -fsanitize=${CORVANE_SANITIZE})
+  endif()
+endforeach()
+
+# corvane_test(<name> SOURCES <file>... [LIBRARIES <target>...] [LABELS <label>...])
+#
+# One test program from GoogleTest sources, run by CTest as one test, under Wine where it was built
+# for Windows. Its results also go to <build>/test-results/<name>.xml, from which scripts/test.sh
+# makes its line of totals.
+function(corvane_test name)
+  cmake_parse_arguments(test "" "" "SOURCES;LIBRARIES;LABELS" ${ARGN})
+  add_executable(${name} ${test_SOURCES})
+  target_link_libraries(${name} PRIVATE corvane_options ${test_LIBRARIES} gmock gtest gtest_main)
+  target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
+  add_test(NAME ${name} COMMAND ${name} --gtest_output=xml:test-results/${name}.xml --gtest_brief=1
+           WORKING_DIRECTORY ${PROJECT_BINARY_DIR})
+  set_tests_properties(${name} PROPERTIES TIMEOUT 300 LABELS "${test_LABELS}")
+endfunction()

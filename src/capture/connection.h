@@ -1,0 +1,37 @@
+#pragma once
+
+#include <fstream>
+#include <memory>
+
+#include "diag/shared_buffer.h"
+#include "filters/mask_lists.h"
+
+namespace corvane {
+
+class cCaptureSession;
+
+// Starts the capture file: copies the filter records into the session, attaches `outputFile` (may be
+// null: nothing is attached) and stores the information item. When the session's device is already
+// open it is set up at once. Returns false when the information item could not be stored. Runs on
+// the session thread, before SetDevice.
+[[nodiscard]] bool StartCapture(cCaptureSession& session, std::unique_ptr<std::ofstream> outputFile,
+                                const EventIdSet& eventIds, const LogCodeSet& logCodes,
+                                const MessageLevelMap& messageLevels);
+
+// The transport's handlers; `session` is a cCaptureSession, null is ignored. They run on the
+// transport's thread. OnConnected records the connection and sets it up, once the capture has
+// started; OnDisconnected drops the connection's requests and always records the disconnection.
+void OnConnected(void* session);
+void OnDisconnected(void* session);
+
+// Queues every request of a connection from sequence number 0 and starts the traffic.
+void SetupSession(cCaptureSession& session);
+
+// Releases every queued request and resets the queue and both counters.
+void ClearRequests(cCaptureSession& session);
+
+// Records `request` in the store, frames it and writes it to the transport. The request stays the
+// caller's (who holds a reference); null is refused. Returns whether the write succeeded.
+bool SendRequest(cCaptureSession& session, sSharedBuffer* request);
+
+}  // namespace corvane

@@ -1,0 +1,77 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <fstream>
+#include <memory>
+#include <vector>
+
+#include "diag/shared_buffer.h"
+#include "ota/sib_assembly.h"
+#include "platform/lock.h"
+
+namespace corvane {
+
+// The item type that asks AddItem to choose one from the packet's content.
+inline constexpr std::uint32_t kAutomaticType = 0xFFFFFFFF;
+
+// Writes the capture file, an ISF item store (docs/capture-format.md has its layout).
+//
+// Results are Win32 error codes (platform/error_codes.h): 0 success, 160 a bad item or argument,
+// 9 a missing or failed file or an inconsistent store, 8 no memory for a block. Nothing is printed.
+//
+// After each AddItem every byte of the item is with the operating system: another process can read
+// the growing file, and a crash of this one loses nothing that was added.
+class cISFStore {
+ public:
+  cISFStore();
+  cISFStore(const cISFStore&) = delete;
+  cISFStore& operator=(const cISFStore&) = delete;
+  // Closes the file first.
+  virtual ~cISFStore();
+
+  // Closes any attached file, then takes over `stream` and writes the file header. A stream that is
+  // null or not open is not attached. Takes storeLock.
+  void Attach(std::unique_ptr<std::ofstream> stream);
+
+  // Appends one item, stamped with the wall clock. `type` is an item type of isf_format.h, or
+  // kAutomaticType. An event report is stored as its single events, a get-item response of the
+  // debug subsystem is stored together with the packet inside it, and a 0x412F log packet may be
+  // followed by rebuilt system-information packets.
+  //
+  // The caller holds storeLock and keeps `item` alive; with kAutomaticType it holds a counted
+  // reference to it too, because the views that classify a packet take and drop one of their own.
+  [[nodiscard]] std::uint32_t AddItem(sSharedBuffer* item, std::uint32_t type);
+
+  // Writes `length` bytes at `position` from the start of the file, in pieces of at most
+  // `writeChunk`, and leaves the stream at the end of the file. 160 without a file, bytes or
+  // length; 9 when the stream has failed or fails. The caller holds storeLock.
+  [[nodiscard]] std::uint32_t WriteAt(std::uint64_t position, const std::uint8_t* bytes,
+                                      std::size_t length);
+
+  // Writes the block index and the trailer and closes the file, if there is one; resets the
+  // counters in any case. Takes storeLock.
+  void Close();
+
+ private:
+  struct sBlockEntry {
+    std::uint64_t blockOffset;  // file position of the block
+    std::uint64_t baseTime;     // milliseconds since 1601-01-01 UTC
+  };
+
+  std::unique_ptr<std::ofstream> file;
+  std::uint32_t itemCount = 0;
+  std::uint32_t writeChunk = 16384;
+  std::vector<sBlockEntry> blockIndex;
+  std::uint32_t blockItems = 0;  // items in the newest block
+  // Learned from requests; 0xFFFFFFFF means not known yet.
+  std::uint32_t technology = 0xFFFFFFFF;
+  std::uint32_t cellValue = 0xFFFFFFFF;
+  SibAssemblyMap sibAssemblies;
+
+ public:
+  // Guards the file and everything above. Held by the callers of AddItem and WriteAt.
+  cLock storeLock{cLock::eCreation::Extended, 5000};
+};
+
+}  // namespace corvane

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <memory>
+
+#include "diag/shared_buffer.h"
+#include "platform/event.h"
+#include "platform/lock.h"
+
+namespace corvane {
+
+// The requests of the current connection, addressed by their sequence number: the n-th one pushed
+// since the last clear has number n - 1. Sending does not remove a request; only a clear does.
+//
+// Every operation checks `magic` first and does nothing without it. `lock` guards the entries and
+// `pushedCount`; no other lock is taken while it is held.
+struct sRequestQueue {
+  static constexpr std::uint32_t kMagic = 0x1799A2BC;
+  static constexpr std::uint32_t kCapacity = 1000;
+
+  sRequestQueue() = default;
+  sRequestQueue(const sRequestQueue&) = delete;
+  sRequestQueue& operator=(const sRequestQueue&) = delete;
+  // Discards the entries without releasing them: ClearRequests comes first.
+  ~sRequestQueue();
+
+  // How many entries are held now; 0 without `magic`.
+  [[nodiscard]] std::size_t Size();
+
+  // The entry with this sequence number, with a reference of the caller's own, or none.
+  [[nodiscard]] cBufferReference Find(std::uint32_t sequenceNumber);
+
+  std::uint32_t magic = kMagic;
+  cLock lock{cLock::eCreation::SpinCount, 5000};
+  std::unique_ptr<cEvent> event;  // none in a capture session
+  std::uint8_t signalOnPush = 0;  // 1: each push sets `event`
+  std::uint32_t capacity = kCapacity;
+  std::uint32_t pushedCount = 0;
+  std::deque<sSharedBuffer*> entries;  // each holds one reference
+};
+
+// Appends `request`, with the reference that the caller took for the queue. At `capacity` entries
+// the oldest one is dropped first, and its reference is not given back. Returns false, and keeps
+// nothing, without `magic`.
+[[nodiscard]] bool PushRequest(sRequestQueue& queue, sSharedBuffer* request);
+
+}  // namespace corvane

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+#include "capture/isf_store.h"
+#include "capture/request_queue.h"
+#include "diag/shared_buffer.h"
+#include "filters/mask_lists.h"
+
+namespace corvane {
+
+class cIO;
+
+// A thread handle of the operating system's, or null.
+using tThreadHandle = void*;
+
+// The C string that SetDevice copies the device name into.
+using sHeapString = std::unique_ptr<char[], sFree>;
+
+// One capture: the store and everything else that lives as long as it. The session thread owns it;
+// the transport's threads and the reader thread reach it between SetDevice(name) and
+// SetDevice(null).
+//
+// Destroying it tears it down in the reverse order of its members: the filter records, the queue,
+// then the store, which closes a file that is still attached.
+class cCaptureSession : public cISFStore {
+ public:
+  sHeapString deviceName;
+  cIO* transport = nullptr;              // owned; SetDevice makes and disposes of it
+  tThreadHandle readerThread = nullptr;  // closed by SetDevice(null)
+
+  sRequestQueue requestQueue;
+  // For the mobile-broadband transport: number of the next request to send, and how many were sent
+  // and not yet answered. Each access stands alone (there is one sender at a time); they are atomic
+  // because a reply can be counted on another thread while its request is still being sent.
+  std::atomic<std::uint32_t> nextRequest = 0;
+  std::atomic<std::uint32_t> outstanding = 0;
+  std::uint8_t sendAllLevelsMask = 0;  // 1: SetupSession queues the all-levels message request
+
+  EventIdSet eventIds;
+  LogCodeSet logCodes;
+  MessageLevelMap messageLevels;
+
+  // Set once the information item is in the capture file, cleared before the store is closed. Read
+  // on the transport's threads.
+  std::atomic<bool> capturing = false;
+};
+
+}  // namespace corvane

@@ -1,0 +1,69 @@
+#include "diag/shared_buffer.h"
+
+#include <cstring>
+#include <mutex>
+
+#include "diag/buffer_lock.h"
+
+namespace corvane {
+
+cLock gBufferLock(cLock::eCreation::Extended, 5000);
+std::uint32_t gBufferLockReady = 0;
+
+namespace {
+
+// Stands behind the lock in this file, so it is built after and destroyed before it.
+const struct sBufferLockReady {
+  sBufferLockReady() { gBufferLockReady = 1; }
+  ~sBufferLockReady() { gBufferLockReady = 0; }
+} bufferLockReady;
+
+// The lock where it is ready, and nothing during start-up and shut-down.
+[[nodiscard]] std::unique_lock<cLock> LockBuffers() {
+  if (gBufferLockReady != 1) return {};
+  return std::unique_lock(gBufferLock);
+}
+
+[[nodiscard]] bool IsLengthAllowed(std::int32_t length) {
+  return static_cast<std::uint32_t>(length) - 1 < kMaxBufferSize;
+}
+
+}  // namespace
+
+sSharedBuffer::sSharedBuffer(const void* source, std::int32_t length, std::uint32_t from)
+    : origin(from) {
+  if (source == nullptr || !IsLengthAllowed(length)) return;
+  const auto count = static_cast<std::uint32_t>(length);
+  data = static_cast<std::uint8_t*>(std::malloc(count));
+  if (data == nullptr) return;
+  std::memcpy(data, source, count);
+  size = count;
+}
+
+sSharedBuffer::sSharedBuffer(std::int32_t length, sHeapBlock block, std::uint32_t from)
+    : origin(from) {
+  if (block == nullptr || !IsLengthAllowed(length)) return;
+  data = block.release();
+  size = static_cast<std::uint32_t>(length);
+}
+
+sSharedBuffer::~sSharedBuffer() {
+  if (data == nullptr) return;
+  // Volatile, or the compiler drops a store to memory that is about to be freed.
+  *static_cast<volatile std::uint8_t*>(data) = 0;
+  std::free(data);
+  data = nullptr;
+}
+
+void AddRef(sSharedBuffer* buffer) {
+  const auto guard = LockBuffers();
+  ++buffer->refCount;
+}
+
+void Release(sSharedBuffer* buffer) {
+  const auto guard = LockBuffers();
+  if (buffer->refCount != 0 && --buffer->refCount != 0) return;
+  delete buffer;
+}
+
+}  // namespace corvane

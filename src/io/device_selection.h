@@ -1,0 +1,18 @@
+#pragma once
+
+namespace corvane {
+
+class cCaptureSession;
+
+// With a name: chooses the transport from it ("QMBE:" anywhere in the name: mobile broadband, whose
+// own name is what follows the first five characters; else a serial port), makes it the session's
+// and opens it with the session's connection handlers. False when the session has a transport
+// already (which stays as it is), when the name has 256 characters or more, when memory runs out,
+// or when the transport's Open failed.
+//
+// With null: closes the transport, waits for the reader thread, and frees both. Always true.
+//
+// Runs on the session thread. Nothing is printed.
+[[nodiscard]] bool SetDevice(cCaptureSession& session, const char* deviceName);
+
+}  // namespace corvane

@@ -1,0 +1,13 @@
+#include "io/io.h"
+
+namespace corvane {
+
+bool cIO::Open(const char*, tConnectionHandler, void*, tConnectionHandler, void*) { return false; }
+
+void cIO::Close() {}
+
+bool cIO::Write(const void*, std::uint32_t) { return false; }
+
+bool cIO::IsOpen() const { return false; }
+
+}  // namespace corvane

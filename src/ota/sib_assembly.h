@@ -1,0 +1,41 @@
+#pragma once
+
+#include <array>
+#include <compare>
+#include <cstdint>
+#include <map>
+
+namespace corvane {
+
+// One system-information block under reassembly, or ready to emit.
+//
+// The 32-byte alignment keeps the map's nodes in the shape that its readers on the capture path
+// were laid out for: the short fields and the start of the data share one cache line.
+struct alignas(32) sSibAssembly {
+  static constexpr std::uint32_t kBufferSize = 8208;
+  static constexpr std::uint32_t kBufferBits = kBufferSize * 8;
+  // The OTA header's bits, which are filled in when the block is emitted.
+  static constexpr std::uint32_t kHeaderBits = 40;
+
+  std::uint8_t channelMarker = 0;  // 254 or 255, see ota_packet.h
+  std::uint8_t rbId = 0;           // radio bearer byte of the packets
+  std::uint8_t sibType = 0;        // 3GPP TS 25.331 SIB-Type, 0 to 31
+  std::uint32_t expectedSegments = 0;
+  std::uint32_t receivedSegments = 0;
+  std::uint32_t bitLength = kHeaderBits;  // bits used in `buffer`
+  std::array<std::uint8_t, kBufferSize> buffer{};
+};
+
+// Compared by marker, then bearer, then type: at most one block of a SIB type, bearer and channel
+// is under reassembly at any time.
+struct sSibKey {
+  std::int32_t channelMarker = 0;
+  std::uint8_t rbId = 0;
+  std::uint8_t sibType = 0;
+
+  friend auto operator<=>(const sSibKey&, const sSibKey&) = default;
+};
+
+using SibAssemblyMap = std::map<sSibKey, sSibAssembly>;
+
+}  // namespace corvane

@@ -1,0 +1,15 @@
+#include <time.h>
+
+#include "platform/calendar.h"
+
+namespace corvane {
+
+std::tm LocalCalendarTime() {
+  __time64_t now = 0;
+  _time64(&now);
+  std::tm local{};
+  if (_localtime64_s(&local, &now) != 0) return std::tm{};
+  return local;
+}
+
+}  // namespace corvane

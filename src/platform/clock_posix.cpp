@@ -1,0 +1,21 @@
+#include <time.h>
+
+#include "platform/clock.h"
+
+namespace corvane {
+namespace {
+
+constexpr std::uint64_t kUnitsPerSecond = 10'000'000;
+// 1601-01-01 to 1970-01-01: 369 years, 89 of them leap years.
+constexpr std::uint64_t kSecondsFrom1601To1970 = 11'644'473'600;
+
+}  // namespace
+
+std::uint64_t SystemFileTime() {
+  timespec now{};
+  clock_gettime(CLOCK_REALTIME, &now);
+  return (static_cast<std::uint64_t>(now.tv_sec) + kSecondsFrom1601To1970) * kUnitsPerSecond +
+         static_cast<std::uint64_t>(now.tv_nsec) / 100;
+}
+
+}  // namespace corvane
