@@ -8,9 +8,7 @@
 namespace corvane {
 
 // One system-information block under reassembly, or ready to emit.
-//
-// The 32-byte alignment keeps the map's nodes in the shape that its readers on the capture path
-// were laid out for: the short fields and the start of the data share one cache line.
+// Aligned to 32 bytes in the map, so that its data may be copied with wide vector moves.
 struct alignas(32) sSibAssembly {
   static constexpr std::uint32_t kBufferSize = 8208;
   static constexpr std::uint32_t kBufferBits = kBufferSize * 8;
