@@ -42,9 +42,8 @@ bool OpenDevice(cCaptureSession& session, const char* deviceName) {
   CopyBounded(session.deviceName.get(), length + 1,
               isMobileBroadband ? deviceName + kMobileBroadbandMarkLength : deviceName);
 
-  if (session.transport != nullptr &&
-      session.transport->Open(session.deviceName.get(), OnConnected, &session, OnDisconnected,
-                              &session)) {
+  if (session.transport != nullptr && session.transport->Open(session.deviceName.get(), OnConnected,
+                                                              &session, OnDisconnected, &session)) {
     return true;
   }
   static_cast<void>(SetDevice(session, nullptr));
