@@ -5,10 +5,12 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <utility>
 
 #include "capture/connection.h"
 #include "capture/session.h"
 #include "io/com_io.h"
+#include "io/qmbe_io.h"
 #include "platform/bounded_copy.h"
 
 namespace corvane {
@@ -20,11 +22,22 @@ constexpr std::size_t kMobileBroadbandMarkLength = 5;
 
 // Null when there is none to be had.
 cIO* MakeTransport(bool isMobileBroadband) {
-  if (isMobileBroadband) return nullptr;
   try {
-    return new cComIO;
+    if (!isMobileBroadband) return new cComIO;
+    auto* const transport = new cQMBEIO;
+    transport->AddRef();
+    return transport;
   } catch (const std::bad_alloc&) {
     return nullptr;
+  }
+}
+
+void DisposeOf(cIO* transport) {
+  if (transport->kind == kMobileBroadband) {
+    // The platform may hold references too; the last one frees it.
+    static_cast<cQMBEIO*>(transport)->Release();
+  } else {
+    delete transport;
   }
 }
 
@@ -42,9 +55,8 @@ bool OpenDevice(cCaptureSession& session, const char* deviceName) {
   CopyBounded(session.deviceName.get(), length + 1,
               isMobileBroadband ? deviceName + kMobileBroadbandMarkLength : deviceName);
 
-  if (session.transport != nullptr &&
-      session.transport->Open(session.deviceName.get(), OnConnected, &session, OnDisconnected,
-                              &session)) {
+  if (session.transport != nullptr && session.transport->Open(session.deviceName.get(), OnConnected,
+                                                              &session, OnDisconnected, &session)) {
     return true;
   }
   static_cast<void>(SetDevice(session, nullptr));
@@ -59,8 +71,7 @@ void CloseDevice(cCaptureSession& session) {
       CloseHandle(session.readerThread);
       session.readerThread = nullptr;
     }
-    delete session.transport;
-    session.transport = nullptr;
+    DisposeOf(std::exchange(session.transport, nullptr));
   }
   session.deviceName.reset();
 }
