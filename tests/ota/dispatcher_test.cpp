@@ -14,13 +14,13 @@ namespace {
 
 constexpr std::uint64_t kTimestamp = 0x1122334455667788;
 
-std::vector<Bytes> Decode(SibAssemblyMap& map, const Bytes& packet) {
+Packets Decode(SibAssemblyMap& map, const Bytes& packet) {
   return BytesOf(DecodeOtaPacket(map, *Item(packet), kTimestamp));
 }
 
-std::vector<Bytes> Decode(const Bytes& packet) {
+Packets Decode(const Bytes& packet) {
   SibAssemblyMap map;
-  std::vector<Bytes> packets = Decode(map, packet);
+  Packets packets = Decode(map, packet);
   EXPECT_TRUE(map.empty());
   return packets;
 }
@@ -48,7 +48,7 @@ TEST(DecodeOtaPacket, RebuildsACompleteSibFromFachByteByByte) {
                     0x55, 0x44, 0x33, 0x22, 0x11, 255,  9,    30,   0,    3};
   expected.insert(expected.end(), 28, 0xFF);
   expected.push_back(0xC0);
-  EXPECT_EQ(Decode(packet), std::vector<Bytes>{expected});
+  EXPECT_EQ(Decode(packet), Packets{expected});
 }
 
 // On BCH the choice stands in bits 3 to 6 of the second byte, counted from the least significant
@@ -65,7 +65,7 @@ TEST(DecodeOtaPacket, RebuildsACompleteSibFromBchByteByByte) {
                     0x55, 0x44, 0x33, 0x22, 0x11, 254,  0,    30,   0,    2};
   expected.insert(expected.end(), 28, 0xFF);
   expected.push_back(0xC0);
-  EXPECT_EQ(Decode(packet), std::vector<Bytes>{expected});
+  EXPECT_EQ(Decode(packet), Packets{expected});
 }
 
 TEST(DecodeOtaPacket, StopsAtAnItemWithoutBytes) {
@@ -196,7 +196,7 @@ TEST(DecodeOtaPacket, ReadsTheChoiceLeastSignificantBitFirstAndTheContentMostSig
     // Only choice 9 makes one block of type 6 out of this content.
     const Bits content = Number(6, 5) + Pattern(226);
     EXPECT_EQ(Decode(LogPacket(channel, 7, BytesOf(Message(channel, 9, content)))),
-              std::vector<Bytes>{RebuiltPacket(channel, 7, 6, Pattern(226), kTimestamp)});
+              Packets{RebuiltPacket(channel, 7, 6, Pattern(226), kTimestamp)});
   }
 }
 
@@ -218,7 +218,7 @@ TEST(DecodeOtaPacket, ASyntheticPacketPassedBackInYieldsNothing) {
       Bits data = BitsOf(CompleteSibMessage(layout));
       data.resize(226, '0');
       const Bits message = Message(channel, 9, Number(0, 5) + data);
-      const std::vector<Bytes> packets = Decode(LogPacket(channel, 7, BytesOf(message)));
+      const Packets packets = Decode(LogPacket(channel, 7, BytesOf(message)));
       ASSERT_EQ(packets.size(), 1u);
       EXPECT_EQ(packets[0][16], channel == kBch ? 254 : 255);
       EXPECT_TRUE(Decode(packets[0]).empty());
@@ -260,7 +260,7 @@ TEST(DecodeOtaPacket, DoesNotChangeOrKeepTheItem) {
 TEST(DecodeOtaPacket, StampsThePacketsWithTheGivenTimeAndNotWithTheModems) {
   const Bytes packet = LogPacket(kFach, 7, CompleteSibMessage(kFach), 0xAAAAAAAAAAAAAAAA);
   EXPECT_EQ(Decode(packet),
-            std::vector<Bytes>{RebuiltPacket(kFach, 7, 3, Pattern(226), kTimestamp)});
+            Packets{RebuiltPacket(kFach, 7, 3, Pattern(226), kTimestamp)});
 }
 
 }  // namespace

@@ -93,8 +93,8 @@ sOwnedBuffer Item(const Bytes& bytes) {
                                          kOriginDevice);
 }
 
-std::vector<Bytes> BytesOf(const SibPacketList& packets) {
-  std::vector<Bytes> all;
+Packets BytesOf(const SibPacketList& packets) {
+  Packets all;
   for (const sOwnedBuffer& packet : packets) {
     all.emplace_back(packet->Bytes().begin(), packet->Bytes().end());
   }

@@ -56,7 +56,9 @@ struct sListedSib {
                                   const Bits& data, std::uint64_t timestamp);
 
 [[nodiscard]] sOwnedBuffer Item(const Bytes& bytes);
-[[nodiscard]] std::vector<Bytes> BytesOf(const SibPacketList& packets);
+// The packets' bytes, in the list's order.
+using Packets = std::vector<Bytes>;
+[[nodiscard]] Packets BytesOf(const SibPacketList& packets);
 
 // A block under reassembly: its bits from the start of its buffer, the five header bytes included.
 struct sBlock {
