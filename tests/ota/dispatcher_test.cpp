@@ -259,8 +259,7 @@ TEST(DecodeOtaPacket, DoesNotChangeOrKeepTheItem) {
 
 TEST(DecodeOtaPacket, StampsThePacketsWithTheGivenTimeAndNotWithTheModems) {
   const Bytes packet = LogPacket(kFach, 7, CompleteSibMessage(kFach), 0xAAAAAAAAAAAAAAAA);
-  EXPECT_EQ(Decode(packet),
-            Packets{RebuiltPacket(kFach, 7, 3, Pattern(226), kTimestamp)});
+  EXPECT_EQ(Decode(packet), Packets{RebuiltPacket(kFach, 7, 3, Pattern(226), kTimestamp)});
 }
 
 }  // namespace

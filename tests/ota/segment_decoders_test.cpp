@@ -18,7 +18,7 @@ constexpr std::uint64_t kTimestamp = 0x0102030405060708;
 class SegmentDecoders : public testing::Test {
  protected:
   Packets Send(unsigned choice, const Bits& content, std::uint8_t channel = kFach,
-                          std::uint8_t rbId = 9) {
+               std::uint8_t rbId = 9) {
     const Bytes packet = LogPacket(channel, rbId, BytesOf(Message(channel, choice, content)));
     return BytesOf(DecodeOtaPacket(map, *Item(packet), kTimestamp));
   }
@@ -97,8 +97,7 @@ TEST_F(SegmentDecoders, AShortSegmentWithALengthFieldOf254Copies255Bits) {
 
 TEST_F(SegmentDecoders, AShortFirstSegmentWithALengthFieldOf255StartsABlockWithoutData) {
   const Bits list = SibList({{1, "1"}});
-  EXPECT_EQ(Send(8, list + Number(2, 5) + Number(1, 4) + Number(255, 8)),
-            Packets{Rebuilt(1, "1")});
+  EXPECT_EQ(Send(8, list + Number(2, 5) + Number(1, 4) + Number(255, 8)), Packets{Rebuilt(1, "1")});
   EXPECT_EQ(Blocks(), (BlockMap{{Key(2), UnfinishedBlock(2, 1, "")}}));
 }
 
@@ -313,8 +312,7 @@ TEST_F(SegmentDecoders, LastAndCompleteAndFirstEmitsInMessageOrderAndStartsTheLa
 
 TEST_F(SegmentDecoders, CompleteAndFirstLeavesAnUnfinishedBlockOfTheListsTypeAlone) {
   Send(1, FirstFixed(2, 2, a));
-  EXPECT_EQ(Send(8, SibList({{2, "1100"}}) + FirstShort(3, 2, "01")),
-            Packets{Rebuilt(2, "1100")});
+  EXPECT_EQ(Send(8, SibList({{2, "1100"}}) + FirstShort(3, 2, "01")), Packets{Rebuilt(2, "1100")});
   EXPECT_EQ(Blocks(),
             (BlockMap{{Key(2), UnfinishedBlock(2, 1, a)}, {Key(3), UnfinishedBlock(2, 1, "01")}}));
 }
