@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstdint>
 #include <filesystem>
 #include <functional>
@@ -48,7 +49,7 @@ struct sFileItem {
 };
 std::ostream& operator<<(std::ostream& stream, const sFileItem& item);
 
-// The items of the first block of a capture file, which may still be growing.
+// The items of a capture file, which may still be growing.
 [[nodiscard]] std::vector<sFileItem> ReadItems(const std::string& path);
 
 // Whether the file ends with a trailer, as it does once the capture was closed.
@@ -72,7 +73,7 @@ class cFakeTransport : public cIO {
 
   bool open = false;
   bool writeResult = true;
-  std::uint32_t writeCount = 0;
+  std::atomic<std::uint32_t> writeCount = 0;
   bool keepsWrites = true;  // false: `writes` stays empty, and a write needs no memory
   std::vector<tBytes> writes;
   std::function<void()> duringWrite;

@@ -101,11 +101,6 @@ Packets BytesOf(const SibPacketList& packets) {
   return all;
 }
 
-std::ostream& operator<<(std::ostream& out, const sBlock& block) {
-  return out << block.received << " of " << block.expected << " segments, " << block.bits.size()
-             << " bits " << block.bits;
-}
-
 sBlock UnfinishedBlock(unsigned expected, unsigned received, const Bits& data) {
   return {expected, received, Bits(kHeaderBits, '0') + data};
 }

@@ -2,15 +2,13 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <map>
-#include <ostream>
-#include <tuple>
 #include <vector>
 
 #include "diag/shared_buffer.h"
 #include "ota/bits.h"
 #include "ota/emit_sib.h"
 #include "ota/sib_assembly.h"
+#include "ota/sib_blocks.h"
 
 // What the tests of the reassembly send and expect, all of it written out independently of the code
 // under test.
@@ -59,18 +57,6 @@ struct sListedSib {
 // The packets' bytes, in the list's order.
 using Packets = std::vector<Bytes>;
 [[nodiscard]] Packets BytesOf(const SibPacketList& packets);
-
-// A block under reassembly: its bits from the start of its buffer, the five header bytes included.
-struct sBlock {
-  unsigned expected = 0;
-  unsigned received = 0;
-  Bits bits;
-
-  friend bool operator==(const sBlock&, const sBlock&) = default;
-  friend std::ostream& operator<<(std::ostream& out, const sBlock& block);
-};
-using BlockKey = std::tuple<int, int, int>;  // marker, radio bearer, SIB type
-using BlockMap = std::map<BlockKey, sBlock>;
 
 // A block that no packet was made of yet.
 [[nodiscard]] sBlock UnfinishedBlock(unsigned expected, unsigned received, const Bits& data);
