@@ -87,8 +87,7 @@ int main(int argc, char** argv) {
        command = corvane::test::NextCommand()) {
     const std::string& verb = command[0];
     if (verb == "start" && command.size() == 4) {
-      const bool started =
-          start(Argument(command[1]), Argument(command[2]), Argument(command[3]));
+      const bool started = start(Argument(command[1]), Argument(command[2]), Argument(command[3]));
       Say(started ? "start true" : "start false");
     } else if (verb == "stop") {
       stop();
