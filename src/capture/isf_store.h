@@ -6,6 +6,7 @@
 #include <memory>
 #include <vector>
 
+#include "capture/item_types.h"
 #include "diag/shared_buffer.h"
 #include "ota/sib_assembly.h"
 #include "platform/lock.h"
@@ -18,7 +19,8 @@ inline constexpr std::uint32_t kAutomaticType = 0xFFFFFFFF;
 // Writes the capture file, an ISF item store (docs/capture-format.md has its layout).
 //
 // Results are Win32 error codes (platform/error_codes.h): 0 success, 160 a bad item or argument,
-// 9 a missing or failed file or an inconsistent store, 8 no memory for a block. Nothing is printed.
+// 9 a missing or failed file or an inconsistent store, 8 no memory for a block or for splitting an
+// event report. Nothing is printed and nothing is thrown.
 //
 // After each AddItem every byte of the item is with the operating system: another process can read
 // the growing file, and a crash of this one loses nothing that was added.
@@ -34,13 +36,18 @@ class cISFStore {
   // null or not open is not attached. Takes storeLock.
   void Attach(std::unique_ptr<std::ofstream> stream);
 
-  // Appends one item, stamped with the wall clock. `type` is an item type of isf_format.h, or
-  // kAutomaticType. An event report is stored as its single events, a get-item response of the
-  // debug subsystem is stored together with the packet inside it, and a 0x412F log packet may be
-  // followed by rebuilt system-information packets.
+  // Appends one item, stamped with the wall clock. `type` is an item type of isf_format.h (its low
+  // five bits are recorded), or kAutomaticType. An event report is stored as its single events, a
+  // get-item response of the debug subsystem is stored together with the packet inside it, and a
+  // 0x412F log packet may be followed by rebuilt system-information packets.
   //
-  // The caller holds storeLock and keeps `item` alive; with kAutomaticType it holds a counted
-  // reference to it too, because the views that classify a packet take and drop one of their own.
+  // The caller holds storeLock and keeps `item` alive; with kAutomaticType or a subsystem item's
+  // type it holds a counted reference to it too, because the views that look into a packet take and
+  // drop one of their own.
+  //
+  // After a failed write the counters are as before, but part of the item may lie at the end of the
+  // file; the stream stays failed, so every later item is refused until another file is attached.
+  // The results of the items that are added along with `item` are not reported.
   [[nodiscard]] std::uint32_t AddItem(sSharedBuffer* item, std::uint32_t type);
 
   // Writes `length` bytes at `position` from the start of the file, in pieces of at most
@@ -53,20 +60,39 @@ class cISFStore {
   // counters in any case. Takes storeLock.
   void Close();
 
+  // The blocks under reassembly. Only the reassembly of system information uses them, from inside
+  // AddItem; they live as long as the store.
+  [[nodiscard]] SibAssemblyMap& SibAssemblies() { return sibAssemblies; }
+
  private:
+  friend struct sStoreCounters;  // through which tests put the counters out of step
+
   struct sBlockEntry {
     std::uint64_t blockOffset;  // file position of the block
     std::uint64_t baseTime;     // milliseconds since 1601-01-01 UTC
   };
+  struct sRecorded;
+
+  // Records one item without what follows from it.
+  [[nodiscard]] sRecorded Record(sSharedBuffer& item, std::uint32_t type);
+  [[nodiscard]] sRecorded RecordChecked(sSharedBuffer& item, std::uint32_t type);
+  // Adds the events of a report instead of the report.
+  void AddEvents(const sSharedBuffer& report);
+  // Appends the record and its directory entry to the newest block.
+  [[nodiscard]] std::uint32_t Append(const sSharedBuffer& item, const sItemKind& kind,
+                                     std::uint64_t itemTime);
+  [[nodiscard]] std::uint32_t StartBlock(std::uint64_t itemTime);
+  [[nodiscard]] bool IsConsistent(std::int64_t endOfFile) const;
+  [[nodiscard]] std::uint32_t WriteIndexAndTrailer();
+  // Moves to the end of the file and returns its position, -1 on a failed stream.
+  [[nodiscard]] std::int64_t SeekToEnd();
 
   std::unique_ptr<std::ofstream> file;
   std::uint32_t itemCount = 0;
   std::uint32_t writeChunk = 16384;
   std::vector<sBlockEntry> blockIndex;
   std::uint32_t blockItems = 0;  // items in the newest block
-  // Learned from requests; 0xFFFFFFFF means not known yet.
-  std::uint32_t technology = 0xFFFFFFFF;
-  std::uint32_t cellValue = 0xFFFFFFFF;
+  sLearnedValues learned;        // from the requests; kept from one file to the next
   SibAssemblyMap sibAssemblies;
 
  public:

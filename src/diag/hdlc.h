@@ -29,6 +29,9 @@ inline constexpr std::uint8_t kFrameStuffing = 0x20;
 // Returns the packet, with the origin of `received`, or null: incomplete when `consumed` is 0, else
 // a frame that failed its check (or found no memory). A frame of nothing but a good CRC comes back
 // as an empty buffer.
+//
+// A flag among the first three bytes behind a leading flag ends a frame only where `received` ends
+// with it.
 [[nodiscard]] sOwnedBuffer UnframePacket(const sSharedBuffer* received, std::uint32_t* consumed);
 
 }  // namespace corvane

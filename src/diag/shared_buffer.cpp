@@ -2,6 +2,8 @@
 
 #include <cstring>
 #include <mutex>
+#include <new>
+#include <utility>
 
 #include "diag/buffer_lock.h"
 
@@ -25,6 +27,7 @@ const struct sBufferLockReady {
 }
 
 [[nodiscard]] bool IsLengthAllowed(std::int32_t length) {
+  // One comparison: as unsigned numbers, 0 and negative lengths lie far above the bound.
   return static_cast<std::uint32_t>(length) - 1 < kMaxBufferSize;
 }
 
@@ -53,6 +56,10 @@ sSharedBuffer::~sSharedBuffer() {
   *static_cast<volatile std::uint8_t*>(data) = 0;
   std::free(data);
   data = nullptr;
+}
+
+sOwnedBuffer AdoptBlock(std::int32_t length, sHeapBlock block, std::uint32_t origin) {
+  return sOwnedBuffer(new (std::nothrow) sSharedBuffer(length, std::move(block), origin));
 }
 
 void AddRef(sSharedBuffer* buffer) {

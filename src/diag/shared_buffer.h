@@ -61,6 +61,10 @@ struct sSharedBuffer {
 // A buffer that still belongs to its creator.
 using sOwnedBuffer = std::unique_ptr<sSharedBuffer>;
 
+// Makes a buffer with the adopting constructor. Returns null, with `block` freed, when there is no
+// memory for the buffer itself; the buffer that it returns may be empty.
+[[nodiscard]] sOwnedBuffer AdoptBlock(std::int32_t length, sHeapBlock block, std::uint32_t origin);
+
 // Takes one reference. `buffer` must not be null.
 void AddRef(sSharedBuffer* buffer);
 

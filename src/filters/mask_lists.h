@@ -16,8 +16,8 @@ using OtaTypeSet = std::set<std::uint32_t>;
 using MessageLevelMap = std::map<std::uint32_t, std::set<std::uint32_t>>;
 
 // Each parser takes the whole text of a configuration and reads its own sections. They never
-// report an error: a number that does not parse counts as 0, duplicates collapse, and a section
-// that is missing or unterminated is empty.
+// report an error: a number that does not parse counts as 0 (filters/number_parsing.h), duplicates
+// collapse, and a section that is missing or unterminated is empty (filters/section_items.h).
 
 // Section "EventIDs", decimal.
 [[nodiscard]] EventIdSet ParseEventIDs(std::string_view text);
@@ -25,11 +25,12 @@ using MessageLevelMap = std::map<std::uint32_t, std::set<std::uint32_t>>;
 // Section "LogCodes", hexadecimal with or without "0x".
 [[nodiscard]] LogCodeSet ParseLogCodes(std::string_view text);
 
-// Section "OTATypes", hexadecimal; of an item only what stands before its first "/" counts.
+// Section "OTATypes", hexadecimal; of an item only its first piece between slashes counts. An item
+// of slashes, or of slashes and white space, contributes nothing.
 [[nodiscard]] OtaTypeSet ParseOTATypes(std::string_view text);
 
-// Section "MessageLevels", items of the form SSID/level, both decimal. One item of any other form
-// empties the whole map.
+// Section "MessageLevels", items of the form SSID/level, both decimal. One item that has not
+// exactly two pieces between slashes empties the whole map.
 [[nodiscard]] MessageLevelMap ParseMessageLevels(std::string_view text);
 
 }  // namespace corvane

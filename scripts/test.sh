@@ -1,0 +1,46 @@
+#!/bin/sh
+# Builds everything and runs every test; installs what is missing first.
+# The last line gives the totals, and the exit code is 0 only when all of them passed.
+set -eu
+cd "$(dirname -- "$0")/.."
+
+scripts/packages.sh cmake ninja-build g++ clang libclang-rt-dev g++-mingw-w64-x86-64-posix \
+  wine wine64 googletest libcli11-dev libfmt-dev nlohmann-json3-dev python3 procps
+
+scripts/build.sh native asan tsan mingw fuzz
+
+# Windows programs of one test run share a Wine prefix; it is ready before the first of them starts.
+WINEPREFIX=${CORVANE_WINEPREFIX:-$PWD/build/wine}
+export WINEPREFIX
+trap 'wineserver -k >>"$WINEPREFIX.log" 2>&1 || true' EXIT
+scripts/wine.sh
+
+rm -rf build/*/test-results build/*/ctest.xml
+failed=
+for preset in native asan tsan mingw; do
+  echo "Testing $preset"
+  mkdir -p "build/$preset/test-results"
+  ctest --preset "$preset" --output-junit ctest.xml --parallel "$(nproc)" \
+    >"build/$preset.test.log" 2>&1 || {
+    cat "build/$preset.test.log" >&2
+    failed="$failed $preset"
+  }
+done
+
+for fuzzer in build/fuzz/bin/*_fuzzer; do
+  name=$(basename "$fuzzer" _fuzzer)
+  echo "Fuzzing $name for ten seconds"
+  # New inputs go to a scratch folder; the committed ones are only read.
+  mkdir -p "build/fuzz/found/$name"
+  "$fuzzer" -max_total_time=10 -print_final_stats=0 -artifact_prefix="build/fuzz/found/" \
+    "build/fuzz/found/$name" "fuzz/corpus/$name" >"build/fuzz/$name.log" 2>&1 || {
+    tail -n 60 "build/fuzz/$name.log" >&2
+    failed="$failed $name-fuzzer"
+  }
+done
+
+python3 scripts/totals.py native asan tsan mingw || failed="$failed totals"
+if [ -n "$failed" ]; then
+  echo "FAILED:$failed"
+  exit 1
+fi

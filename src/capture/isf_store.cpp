@@ -1,0 +1,284 @@
+#include "capture/isf_store.h"
+
+#include <algorithm>
+#include <array>
+#include <limits>
+#include <mutex>
+#include <new>
+#include <utility>
+
+#include "capture/command_codes.h"
+#include "capture/event_report.h"
+#include "capture/isf_format.h"
+#include "diag/little_endian.h"
+#include "diag/protocol_buffer.h"
+#include "ota/dispatcher.h"
+#include "platform/clock.h"
+#include "platform/error_codes.h"
+
+namespace corvane {
+
+// What became of one item.
+struct cISFStore::sRecorded {
+  std::uint32_t result = kErrorSuccess;
+  std::uint32_t type = kAutomaticType;  // the type it was recorded with, if it was
+  std::uint64_t fileTime = 0;
+};
+
+namespace {
+
+// What stands before the packet in a record, and the flags that say so.
+struct sRecordHead {
+  static constexpr std::size_t kMaxSize = 12;  // an absolute time and the extra field
+
+  std::uint8_t flags = 0;
+  std::size_t size = 0;
+  std::array<std::uint8_t, kMaxSize> bytes{};
+};
+
+// A directory entry has 16 bits for the length of a packet, and 32 for its position behind the
+// block: a block full of the longest records stays far below that.
+static_assert(kMaxBufferSize <= std::numeric_limits<std::uint16_t>::max());
+static_assert(std::uint64_t{isf::kItemsPerBlock} * (sRecordHead::kMaxSize + kMaxBufferSize) <=
+              std::numeric_limits<std::uint32_t>::max());
+
+// The bounds are 255, 65535 and 0xFFFFFFFF, not one more: a time field never has all its bits set.
+[[nodiscard]] std::uint8_t ChooseTimeWidth(std::uint64_t itemTime, std::uint64_t baseTime) {
+  if (itemTime < baseTime) return isf::kTimeAbsolute64;
+  const std::uint64_t delta = itemTime - baseTime;
+  if (delta < 0xFF) return isf::kTimeDelta8;
+  if (delta < 0xFFFF) return isf::kTimeDelta16;
+  if (delta < 0xFFFFFFFF) return isf::kTimeDelta32;
+  return isf::kTimeAbsolute64;
+}
+
+[[nodiscard]] sRecordHead MakeRecordHead(const sItemKind& kind, std::uint64_t itemTime,
+                                         std::uint64_t baseTime) {
+  sRecordHead head;
+  const std::uint8_t width = ChooseTimeWidth(itemTime, baseTime);
+  head.flags = static_cast<std::uint8_t>((kind.type & isf::kFlagsTypeMask) |
+                                         (unsigned{width} << isf::kFlagsWidthShift));
+  Store64(head.bytes.data(), width == isf::kTimeAbsolute64 ? itemTime : itemTime - baseTime);
+  head.size = std::size_t{1} << width;  // what lies behind it is overwritten
+  if (kind.extra) {
+    head.flags |= isf::kFlagsExtraField;
+    Store32(head.bytes.data() + head.size, *kind.extra);
+    head.size += 4;
+  }
+  return head;
+}
+
+// A get-item response of the debug subsystem has a status at bytes 9 to 12; a packet that the modem
+// had kept stands behind its head.
+constexpr std::uint8_t kDebugSubsystem = 0x25;
+constexpr std::uint16_t kGetItemCommand = 8;
+constexpr std::uint32_t kGetItemStatus = 9;
+constexpr std::uint32_t kGetItemHeadSize = 13;
+
+// The packet inside a get-item response as a packet of the device, or none: `item` is something
+// else, the response reports a failure or is bare, or there is no memory.
+[[nodiscard]] cBufferReference UnwrapGetItemResponse(sSharedBuffer& item) {
+  sDiagSubsystemCmd command(&item);
+  if (!command.Validate()) return {};
+  if (item.data[1] != kDebugSubsystem || Load16(item.data + 2) != kGetItemCommand) return {};
+  sDiagDbgSSGetItemRsp response(&item);
+  if (!response.Validate()) return {};
+  if (item.size <= kGetItemHeadSize || Load32(item.data + kGetItemStatus) != 0) return {};
+  return cBufferReference(sOwnedBuffer(new (std::nothrow) sSharedBuffer(
+      item.data + kGetItemHeadSize, static_cast<std::int32_t>(item.size - kGetItemHeadSize),
+      kOriginDevice)));
+}
+
+}  // namespace
+
+cISFStore::cISFStore() = default;
+
+cISFStore::~cISFStore() { Close(); }
+
+void cISFStore::Attach(std::unique_ptr<std::ofstream> stream) {
+  Close();
+  const std::lock_guard guard(storeLock);
+  if (stream == nullptr || !stream->is_open()) return;
+  file = std::move(stream);
+  // Failures are seen in the stream's state; none may leave the store as an exception.
+  file->exceptions(std::ios::goodbit);
+  std::array<std::uint8_t, isf::kHeaderSize> header{};
+  Store32(header.data(), isf::kHeaderMagic);
+  // A header that cannot be written leaves the stream failed, so that every item is refused.
+  static_cast<void>(WriteAt(0, header.data(), header.size()));
+}
+
+void cISFStore::Close() {
+  const std::lock_guard guard(storeLock);
+  if (file != nullptr) {
+    // On a failed stream nothing is written: the file ends without index and trailer.
+    static_cast<void>(WriteIndexAndTrailer());
+    file->close();
+    file.reset();
+  }
+  blockItems = 0;
+  blockIndex.clear();
+  itemCount = 0;
+}
+
+std::uint32_t cISFStore::WriteIndexAndTrailer() {
+  auto position = static_cast<std::uint64_t>(SeekToEnd());
+  for (const sBlockEntry& block : blockIndex) {
+    std::array<std::uint8_t, isf::kIndexEntrySize> entry{};
+    Store64(&entry[isf::kIndexBlockOffset], block.blockOffset);
+    Store64(&entry[isf::kIndexBaseTime], block.baseTime);
+    const std::uint32_t error = WriteAt(position, entry.data(), entry.size());
+    if (error != kErrorSuccess) return error;
+    position += entry.size();
+  }
+  std::array<std::uint8_t, isf::kTrailerSize> trailer{};
+  Store32(&trailer[isf::kTrailerItemCount], itemCount);
+  Store32(&trailer[isf::kTrailerMagicOffset], isf::kTrailerMagic);
+  return WriteAt(position, trailer.data(), trailer.size());
+}
+
+std::uint32_t cISFStore::WriteAt(std::uint64_t position, const std::uint8_t* bytes,
+                                 std::size_t length) {
+  if (file == nullptr || bytes == nullptr || length == 0) return kErrorBadArguments;
+  file->seekp(static_cast<std::streamoff>(position), std::ios::beg);
+  while (length != 0 && *file) {
+    const std::size_t piece = std::min<std::size_t>(length, writeChunk);
+    // The one place where the file's bytes become the stream's characters.
+    file->write(reinterpret_cast<const char*>(bytes), static_cast<std::streamsize>(piece));
+    bytes += piece;
+    length -= piece;
+  }
+  // Leaving the place also hands what the stream still holds to the operating system, so a write
+  // that fails there shows before the next look at the state.
+  file->seekp(0, std::ios::end);
+  return *file ? kErrorSuccess : kErrorInvalidBlock;
+}
+
+std::int64_t cISFStore::SeekToEnd() {
+  file->seekp(0, std::ios::end);
+  return static_cast<std::int64_t>(file->tellp());
+}
+
+std::uint32_t cISFStore::AddItem(sSharedBuffer* item, std::uint32_t type) {
+  if (item == nullptr || !item->IsUsable()) return kErrorBadArguments;
+  sRecorded recorded = Record(*item, type);
+  const std::uint32_t result = recorded.result;
+  // A get-item response can hold a get-item response, more than a thousand deep in one packet: they
+  // are unwrapped in turn, so that no packet can exhaust the thread's stack.
+  cBufferReference unwrapped;
+  while (recorded.result == kErrorSuccess) {
+    if (recorded.type == isf::kSignallingLogItem) {
+      ProcessOtaLogItem(*this, *item, recorded.fileTime);
+    }
+    if (recorded.type != isf::kSubsystemItem) break;
+    unwrapped = UnwrapGetItemResponse(*item);
+    if (!unwrapped || !unwrapped->IsUsable()) break;
+    item = unwrapped.Get();
+    recorded = Record(*item, kAutomaticType);
+  }
+  return result;
+}
+
+cISFStore::sRecorded cISFStore::Record(sSharedBuffer& item, std::uint32_t type) {
+  try {
+    return RecordChecked(item, type);
+  } catch (const std::bad_alloc&) {
+    return {kErrorNotEnoughMemory};
+  }
+}
+
+cISFStore::sRecorded cISFStore::RecordChecked(sSharedBuffer& item, std::uint32_t type) {
+  sItemKind kind{type};
+  if (type == kAutomaticType) {
+    if (item.data[0] > command::kLast) return {kErrorBadArguments};
+    if (IsEventReport(item)) {
+      AddEvents(item);
+      return {};
+    }
+    kind = ChooseItemKind(item, learned);
+  }
+  learned.LearnFrom(item);
+
+  const std::uint64_t fileTime = SystemFileTime();
+  const std::uint64_t itemTime = fileTime / isf::kFileTimeUnitsPerMillisecond;
+  if (file == nullptr) return {kErrorInvalidBlock};
+  if (blockItems % isf::kItemsPerBlock == 0) {
+    const std::uint32_t error = StartBlock(itemTime);
+    if (error != kErrorSuccess) return {error};
+  }
+  const std::uint32_t error = Append(item, kind, itemTime);
+  if (error != kErrorSuccess) return {error};
+  ++blockItems;
+  ++itemCount;
+  return {kErrorSuccess, kind.type, fileTime};
+}
+
+void cISFStore::AddEvents(const sSharedBuffer& report) {
+  const cBufferReference copy(std::make_unique<sSharedBuffer>(
+      report.data, static_cast<std::int32_t>(report.size), report.origin));
+  sDiagBuffer view(copy.Get());
+  std::vector<cBufferReference> events;
+  if (!SplitEventReport(view, events)) {
+    // Of a report that breaks off midway nothing is recorded, and the events before the break are
+    // let go without a release: a broken report costs their memory for the life of the process.
+    for (cBufferReference& event : events) static_cast<void>(event.Detach());
+    return;
+  }
+  for (cBufferReference& event : events) {
+    static_cast<void>(AddItem(event.Get(), isf::kEventItem));
+    event = {};
+  }
+}
+
+std::uint32_t cISFStore::StartBlock(std::uint64_t itemTime) {
+  const auto position = static_cast<std::uint64_t>(SeekToEnd());
+  std::vector<std::uint8_t> block(isf::kBlockSize);
+  Store64(&block[isf::kBaseTimeOffset], itemTime);
+  // Room in the index is found before anything is written: no block may be missing from it.
+  if (blockIndex.size() == blockIndex.capacity()) blockIndex.reserve(2 * blockIndex.size() + 1);
+
+  std::uint32_t error = WriteAt(position, block.data(), block.size());
+  if (error != kErrorSuccess) return error;
+  if (!blockIndex.empty()) {
+    std::array<std::uint8_t, 8> nextBlock{};
+    Store64(nextBlock.data(), position);
+    error = WriteAt(blockIndex.back().blockOffset + isf::kNextBlockOffset, nextBlock.data(),
+                    nextBlock.size());
+    if (error != kErrorSuccess) return error;
+  }
+  blockIndex.push_back({position, itemTime});
+  blockItems = 0;
+  return kErrorSuccess;
+}
+
+bool cISFStore::IsConsistent(std::int64_t endOfFile) const {
+  if (blockIndex.empty()) return false;
+  const auto blocks = static_cast<std::uint32_t>(blockIndex.size());
+  if (itemCount != blocks * isf::kItemsPerBlock + blockItems - isf::kItemsPerBlock) return false;
+  const std::uint64_t blockEnd = blockIndex.back().blockOffset + isf::kBlockSize;
+  return endOfFile >= static_cast<std::int64_t>(blockEnd);
+}
+
+std::uint32_t cISFStore::Append(const sSharedBuffer& item, const sItemKind& kind,
+                                std::uint64_t itemTime) {
+  const std::int64_t end = SeekToEnd();
+  if (!IsConsistent(end)) return kErrorInvalidBlock;
+  const sBlockEntry& block = blockIndex.back();
+  const auto position = static_cast<std::uint64_t>(end);
+  const sRecordHead head = MakeRecordHead(kind, itemTime, block.baseTime);
+
+  std::uint32_t error = WriteAt(position, head.bytes.data(), head.size);
+  if (error != kErrorSuccess) return error;
+  error = WriteAt(position + head.size, item.data, item.size);
+  if (error != kErrorSuccess) return error;
+
+  const std::uint64_t blockEnd = block.blockOffset + isf::kBlockSize;
+  std::array<std::uint8_t, isf::kDirectoryEntrySize> entry{};
+  entry[isf::kEntryFlags] = head.flags;
+  Store32(&entry[isf::kEntryPosition], static_cast<std::uint32_t>(position - blockEnd));
+  Store16(&entry[isf::kEntryLength], static_cast<std::uint16_t>(item.size));
+  return WriteAt(block.blockOffset + blockItems * std::uint64_t{isf::kDirectoryEntrySize},
+                 entry.data(), entry.size());
+}
+
+}  // namespace corvane

@@ -1,0 +1,127 @@
+#include "capture/item_types.h"
+
+#include <algorithm>
+#include <span>
+
+#include "capture/command_codes.h"
+#include "capture/isf_format.h"
+#include "diag/little_endian.h"
+
+namespace corvane {
+namespace {
+
+struct sLogCodeRange {
+  std::uint16_t first;
+  std::uint16_t last;
+};
+
+// WCDMA RRC over-the-air signalling.
+constexpr std::uint16_t kOtaLog = 0x412F;
+
+constexpr sLogCodeRange kTechnologyLogs[] = {
+    {0x1004, 0x1008}, {0x1090, 0x1091}, {0x10D6, 0x10D8}, {0x1388, 0x1389}, {0x138B, 0x138D},
+};
+
+// The signalling logs that are not technology logs.
+constexpr sLogCodeRange kOtherSignallingLogs[] = {
+    {0x1048, 0x1049},   {0x104C, 0x104D}, {0x1052, 0x1053}, {0x1076, 0x1079},
+    {0x107C, 0x107C},   {0x1085, 0x1086}, {0x141B, 0x141C}, {0x149F, 0x149F},
+    {kOtaLog, kOtaLog}, {0x512F, 0x512F}, {0x5226, 0x5226}, {0x5230, 0x5230},
+    {0x713A, 0x713A},   {0x7B3A, 0x7B3A}, {0xA000, 0xA000}, {0xA100, 0xA103},
+};
+
+// A log packet has its code at bytes 6 and 7 and its timestamp behind it, which ends at 16.
+constexpr std::uint32_t kLogHeaderSize = 16;
+constexpr std::uint32_t kLogCodeOffset = 6;
+
+// A single event as the store makes them: its event word at bytes 3 and 4, its payload from 13 on.
+constexpr std::uint32_t kEventWordOffset = 3;
+constexpr std::uint16_t kEventIdMask = 0x0FFF;
+constexpr std::uint16_t kTechnologyEvent = 0x103;
+constexpr std::uint32_t kEventTechnologyOffset = 13;
+
+constexpr std::uint32_t kStatusTechnologyOffset = 27;
+
+// A technology of this number or above is none that readers know.
+constexpr std::uint8_t kTechnologyCount = 13;
+
+[[nodiscard]] bool Contains(std::span<const sLogCodeRange> ranges, std::uint16_t logCode) {
+  return std::any_of(ranges.begin(), ranges.end(), [logCode](const sLogCodeRange& range) {
+    return range.first <= logCode && logCode <= range.last;
+  });
+}
+
+[[nodiscard]] std::optional<std::uint32_t> Known(std::uint32_t learned) {
+  if (learned == kNotLearned) return std::nullopt;
+  return learned;
+}
+
+[[nodiscard]] sItemKind ChooseLogKind(const sSharedBuffer& item, const sLearnedValues& learned) {
+  if (item.size < kLogHeaderSize) return {isf::kShortLogItem};
+  const std::uint16_t logCode = Load16(item.data + kLogCodeOffset);
+  if (!IsSignallingLog(logCode)) return {isf::kLogItem};
+  if (IsTechnologyLog(logCode)) return {isf::kSignallingLogItem, Known(learned.technology)};
+  if (logCode == kOtaLog) return {isf::kSignallingLogItem, Known(learned.cellValue)};
+  return {isf::kSignallingLogItem};
+}
+
+// Where a packet of the library tells the technology: the position of that byte, 0 for nowhere.
+[[nodiscard]] std::uint32_t FindTechnology(const sSharedBuffer& item) {
+  const std::uint8_t code = item.data[0];
+  if (code == command::kStatus) return kStatusTechnologyOffset;
+  if (!command::IsEventReport(code) || item.size <= kEventTechnologyOffset) return 0;
+  const std::uint16_t eventWord = Load16(item.data + kEventWordOffset);
+  return (eventWord & kEventIdMask) == kTechnologyEvent ? kEventTechnologyOffset : 0;
+}
+
+}  // namespace
+
+void sLearnedValues::LearnFrom(const sSharedBuffer& item) {
+  // What the device answers would be the better source, but is not looked at: items of the device
+  // leave both values as they are.
+  if (item.origin != kOriginLibrary) return;
+
+  const std::uint32_t at = FindTechnology(item);
+  if (at != 0 && at < item.size && item.data[at] < kTechnologyCount) technology = item.data[at];
+
+  if (command::IsSubsystem(item.data[0]) && item.size >= 7 && item.data[1] == 0x09 &&
+      Load16(item.data + 2) == 0) {
+    cellValue = Load16(item.data + 4) | (std::uint32_t{item.data[6]} << 16);
+  }
+}
+
+bool IsEventReport(const sSharedBuffer& item) {
+  if (item.origin == kOriginLibrary || !command::IsEventReport(item.data[0])) return false;
+  const bool isShortAnswer = item.data[0] == command::kEventReport && item.size == 3 &&
+                             item.data[1] == 0 && item.data[2] == 0;
+  return !isShortAnswer;
+}
+
+sItemKind ChooseItemKind(const sSharedBuffer& item, const sLearnedValues& learned) {
+  const std::uint8_t code = item.data[0];
+  if (item.origin == kOriginLibrary) {
+    return {command::IsSubsystem(code) ? isf::kSubsystemRequestItem : isf::kRequestItem};
+  }
+  switch (code) {
+    case command::kLog:
+      return ChooseLogKind(item, learned);
+    case command::kMessage:
+    case command::kExtendedMessage:
+    case command::kTerseMessage:
+      return {isf::kMessageItem};
+    // A packet too short for its command is still a subsystem packet.
+    case command::kSubsystem:
+    case command::kSecondSubsystem:
+      return {isf::kSubsystemItem};
+    default:
+      return {isf::kPacketItem};
+  }
+}
+
+bool IsTechnologyLog(std::uint16_t logCode) { return Contains(kTechnologyLogs, logCode); }
+
+bool IsSignallingLog(std::uint16_t logCode) {
+  return IsTechnologyLog(logCode) || Contains(kOtherSignallingLogs, logCode);
+}
+
+}  // namespace corvane

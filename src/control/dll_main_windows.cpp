@@ -1,0 +1,28 @@
+#include <windows.h>
+
+#include "control/process_state_windows.h"
+
+namespace corvane {
+
+constinit cKernelHandle StartedEvent;
+constinit cKernelHandle StopEvent;
+
+}  // namespace corvane
+
+// The library's entry. A failure is not reported here: without its events every CorvaneStart
+// returns false.
+extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD reason, void*) {
+  switch (reason) {
+    case DLL_PROCESS_ATTACH:
+      corvane::StartedEvent.Reset(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+      corvane::StopEvent.Reset(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+      break;
+    case DLL_PROCESS_DETACH:
+      corvane::StartedEvent.Reset();
+      corvane::StopEvent.Reset();
+      break;
+    default:
+      break;
+  }
+  return TRUE;
+}

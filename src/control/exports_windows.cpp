@@ -1,0 +1,68 @@
+#include <process.h>
+#include <windows.h>
+
+#include <cstdint>
+
+#include "control/process_state_windows.h"
+#include "control/session_thread_windows.h"
+#include "corvane.h"
+#include "platform/bounded_copy.h"
+
+namespace corvane {
+
+char DeviceName[kDeviceNameSize];
+char ConfigPath[kPathSize];
+char OutputPath[kPathSize];
+
+namespace {
+
+constexpr const char* kDefaultOutputPath = "Corvane.isf";
+
+// Null when no capture thread is known.
+constinit cKernelHandle sessionThread;
+
+void StopSessionThread() {
+  if (!StopEvent) return;
+  SetEvent(StopEvent.Get());
+  if (!sessionThread) return;
+  WaitForSingleObject(sessionThread.Get(), INFINITE);
+  sessionThread.Reset();
+}
+
+bool StartSessionThread() {
+  const std::uintptr_t started = _beginthreadex(nullptr, 0, SessionThread, DeviceName, 0, nullptr);
+  sessionThread.Reset(reinterpret_cast<HANDLE>(started));
+  return static_cast<bool>(sessionThread);
+}
+
+// Waits until the session thread has ended (its set-up failed) or has reported that it runs.
+bool WaitUntilRunning() {
+  const HANDLE outcomes[] = {sessionThread.Get(), StartedEvent.Get()};
+  switch (WaitForMultipleObjects(2, outcomes, FALSE, INFINITE)) {
+    case WAIT_OBJECT_0:
+      sessionThread.Reset();
+      return false;
+    case WAIT_OBJECT_0 + 1:
+      return true;
+    default:
+      StopSessionThread();
+      return false;
+  }
+}
+
+}  // namespace
+}  // namespace corvane
+
+bool CorvaneStart(const char* deviceName, const char* configPath, const char* outputPath) {
+  using namespace corvane;
+  if (!StartedEvent || !StopEvent || deviceName == nullptr || configPath == nullptr) return false;
+  CopyBounded(DeviceName, sizeof DeviceName, deviceName);
+  CopyBounded(ConfigPath, sizeof ConfigPath, configPath);
+  CopyBounded(OutputPath, sizeof OutputPath,
+              outputPath == nullptr ? kDefaultOutputPath : outputPath);
+  ResetEvent(StartedEvent.Get());
+  ResetEvent(StopEvent.Get());
+  return StartSessionThread() && WaitUntilRunning();
+}
+
+void CorvaneStop() { corvane::StopSessionThread(); }

@@ -1,0 +1,80 @@
+#include "diag/protocol_buffer.h"
+
+#include <cstdint>
+
+#include "diag/little_endian.h"
+#include "platform/calendar.h"
+
+namespace corvane {
+namespace {
+
+constexpr std::uint8_t kSubsystemCommand = 0x4B;
+constexpr std::uint8_t kSubsystemCommand2 = 0x80;
+constexpr std::uint8_t kDebugSubsystem = 0x25;
+constexpr std::uint16_t kGetItemCommand = 8;
+
+[[nodiscard]] bool IsSubsystemPacket(const sSharedBuffer& packet) {
+  switch (packet.data[0]) {
+    case kSubsystemCommand:
+      return packet.size >= 4;
+    case kSubsystemCommand2:
+      // The modem's answers carry a status and a delayed-response header that the requests lack.
+      return packet.size >= (packet.origin == kOriginDevice ? 12U : 4U);
+    default:
+      return false;
+  }
+}
+
+}  // namespace
+
+sProtocolBuffer::sProtocolBuffer(sSharedBuffer* viewed) : timestamp(LocalCalendarTime()) {
+  if (viewed != nullptr && viewed->IsUsable()) {
+    AddRef(viewed);
+    buffer = viewed;
+  }
+  valid = buffer != nullptr;
+}
+
+sProtocolBuffer::~sProtocolBuffer() {
+  if (buffer != nullptr && buffer->IsUsable()) Release(buffer);
+  buffer = nullptr;
+  valid = false;
+}
+
+bool sProtocolBuffer::IsValid() const { return valid; }
+
+bool sProtocolBuffer::Validate() {
+  valid = buffer != nullptr && buffer->IsUsable();
+  return valid;
+}
+
+// Each class validates by its own rule, so that a view is ready for use once it is made.
+sDiagBuffer::sDiagBuffer(sSharedBuffer* viewed) : sProtocolBuffer(viewed) {
+  sDiagBuffer::Validate();
+}
+
+bool sDiagBuffer::Validate() {
+  valid = IsValid() && (buffer->origin == kOriginDevice || buffer->origin == kOriginLibrary);
+  return valid;
+}
+
+sDiagSubsystemCmd::sDiagSubsystemCmd(sSharedBuffer* viewed) : sDiagBuffer(viewed) {
+  sDiagSubsystemCmd::Validate();
+}
+
+bool sDiagSubsystemCmd::Validate() {
+  valid = IsValid() && IsSubsystemPacket(*buffer);
+  return valid;
+}
+
+sDiagDbgSSGetItemRsp::sDiagDbgSSGetItemRsp(sSharedBuffer* viewed) : sDiagSubsystemCmd(viewed) {
+  sDiagDbgSSGetItemRsp::Validate();
+}
+
+bool sDiagDbgSSGetItemRsp::Validate() {
+  valid = sDiagSubsystemCmd::Validate() && IsValid() && buffer->size >= 13 &&
+          buffer->data[1] == kDebugSubsystem && Load16(buffer->data + 2) == kGetItemCommand;
+  return valid;
+}
+
+}  // namespace corvane

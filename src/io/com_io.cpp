@@ -1,0 +1,151 @@
+#include "io/com_io.h"
+
+#include <cstdio>
+#include <mutex>
+
+#include "capture/debug_print.h"
+#include "io/com_ports.h"
+
+namespace corvane {
+namespace {
+
+constexpr DWORD kLookIntervalMs = 1000;
+constexpr std::size_t kDevicePathSize = 64;
+
+// Eight data bits, no software flow control, no replacement of bad bytes. Speed, parity, stop bits
+// and modem lines stay as the driver has them.
+bool SetLineState(HANDLE port) {
+  static_assert(sizeof(DCB) == 28);
+  DCB state{};
+  state.DCBlength = sizeof state;
+  if (!GetCommState(port, &state)) return false;
+  state.fOutX = FALSE;
+  state.fInX = FALSE;
+  state.fErrorChar = FALSE;
+  state.fAbortOnError = FALSE;
+  state.ByteSize = 8;
+  return SetCommState(port, &state) != FALSE;
+}
+
+bool SetTimeouts(HANDLE port) {
+  COMMTIMEOUTS timeouts{};
+  // A read returns as soon as nothing has followed the last byte for 2 ms.
+  timeouts.ReadIntervalTimeout = 2;
+  timeouts.ReadTotalTimeoutMultiplier = 0;
+  timeouts.ReadTotalTimeoutConstant = 0;
+  // A second a byte and a millisecond on top. They look swapped, but are meant: a write waits out a
+  // modem that stalls.
+  timeouts.WriteTotalTimeoutMultiplier = 1000;
+  timeouts.WriteTotalTimeoutConstant = 1;
+  return SetCommTimeouts(port, &timeouts) != FALSE;
+}
+
+}  // namespace
+
+cComIO::cComIO() : cIO(kSerialPort) {}
+
+cComIO::~cComIO() {
+  Close();
+  ClosePort();
+}
+
+bool cComIO::Open(const char* wantedPort, tConnectionHandler connected, void* contextOfConnected,
+                  tConnectionHandler disconnected, void* contextOfDisconnected) {
+  const std::lock_guard guard(lock);
+  if (portName != nullptr) {
+    DebugPrint("WatchPortThread already started\n");
+    return false;
+  }
+  stopEvent.Reset(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+  if (!stopEvent) {
+    DebugPrint("Failed to create watch thread stopping event\n");
+    return false;
+  }
+  watcherThread.Reset(
+      CreateThread(nullptr, 0, WatchPortThread, static_cast<cIO*>(this), 0, nullptr));
+  if (!watcherThread) {
+    DebugPrint("Failed to create watch thread\n");
+    stopEvent.Reset();
+    return false;
+  }
+  // The watcher waits a second and then takes the lock, so it never sees these half set.
+  onConnected = connected;
+  onDisconnected = disconnected;
+  connectedContext = contextOfConnected;
+  disconnectedContext = contextOfDisconnected;
+  portName = wantedPort;
+  return true;
+}
+
+void cComIO::Close() {
+  if (!watcherThread) return;
+  SetEvent(stopEvent.Get());
+  WaitForSingleObject(watcherThread.Get(), INFINITE);
+  watcherThread.Reset();
+  stopEvent.Reset();
+
+  const std::lock_guard guard(lock);
+  ClosePort();
+  portName = nullptr;
+  onConnected = nullptr;
+  onDisconnected = nullptr;
+}
+
+bool cComIO::Write(const void* data, std::uint32_t length) {
+  DWORD written = 0;
+  if (WriteFile(port, data, length, &written, nullptr) && written == length) return true;
+  ClosePort();
+  return false;
+}
+
+bool cComIO::IsOpen() const { return port != INVALID_HANDLE_VALUE; }
+
+void cComIO::ClosePort() {
+  const std::lock_guard guard(lock);
+  if (!IsOpen()) return;
+  if (readerThread != nullptr) {
+    CancelSynchronousIo(readerThread);
+    readerThread = nullptr;
+  }
+  CloseHandle(port.exchange(INVALID_HANDLE_VALUE));
+  if (onDisconnected != nullptr) onDisconnected(disconnectedContext);
+}
+
+void cComIO::SetReaderThread(HANDLE reader) {
+  const std::lock_guard guard(lock);
+  readerThread = reader;
+}
+
+void cComIO::LookForPort() {
+  const std::lock_guard guard(lock);
+  const bool present = ComPortIsPresent(portName);
+  if (IsOpen() && !present) {
+    ClosePort();
+  } else if (!IsOpen() && present) {
+    OpenPort();
+  }
+}
+
+// Every failure is silent: the next look tries again.
+void cComIO::OpenPort() {
+  // A name that is too long is cut: no device has the cut name, so it is never opened.
+  char path[kDevicePathSize];
+  std::snprintf(path, sizeof path, R"(\\.\%s)", portName);
+  cFileHandle opened(CreateFileA(path, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
+                                 FILE_ATTRIBUTE_NORMAL, nullptr));
+  if (!opened || !SetLineState(opened.Get()) || !SetTimeouts(opened.Get())) return;
+  port = opened.Detach();
+  if (onConnected != nullptr) onConnected(connectedContext);
+}
+
+DWORD WINAPI WatchPortThread(void* transport) {
+  auto* const io = static_cast<cIO*>(transport);
+  if (io == nullptr || io->kind != kSerialPort) return 0;
+  auto* const watched = static_cast<cComIO*>(io);
+  while (WaitForSingleObject(watched->stopEvent.Get(), kLookIntervalMs) == WAIT_TIMEOUT) {
+    watched->LookForPort();
+  }
+  return 0;
+}
+
+}  // namespace corvane

@@ -1,0 +1,74 @@
+#pragma once
+
+#include <windows.h>
+
+#include <atomic>
+
+#include "io/io.h"
+#include "platform/windows_handle.h"
+
+namespace corvane {
+
+// The transport for a modem whose DIAG port is a COM port. The port may not be there yet, and may
+// vanish when the modem resets: a watcher thread looks once a second at the ports that are present,
+// opens the wanted one when it shows up and closes it when it is gone, and tells the session each
+// time.
+//
+// `lock` serialises the watcher's looks against Open, Close and ClosePort. The handlers run with
+// `lock` held, so they must not call Close. Write, IsOpen and Port read the handle without it: a
+// write or read on a port that is being closed fails.
+class cComIO final : public cIO {
+ public:
+  cComIO();
+  // Does what Close does.
+  ~cComIO() override;
+
+  // Starts the watcher, whose first look comes a second later. `portName` ("COM7") is matched
+  // exactly. False, with the reason printed and nothing changed, when the watcher runs already or
+  // cannot be started.
+  [[nodiscard]] bool Open(const char* portName, tConnectionHandler onConnected,
+                          void* connectedContext, tConnectionHandler onDisconnected,
+                          void* disconnectedContext) override;
+
+  // Ends the watcher, closes the port (an open one is reported as disconnected) and forgets name
+  // and handlers. Without a watcher nothing happens.
+  void Close() override;
+
+  // One synchronous write. A failed or short one closes the port and reports a disconnection; the
+  // watcher opens it again if it is still present.
+  [[nodiscard]] bool Write(const void* data, std::uint32_t length) override;
+
+  [[nodiscard]] bool IsOpen() const override;
+
+  // Closes the port, if it is open, ends the reader's blocked read and reports the disconnection.
+  // The watcher goes on watching.
+  void ClosePort();
+
+  // The open port, for the reader's ReadFile; INVALID_HANDLE_VALUE while closed.
+  [[nodiscard]] HANDLE Port() const { return port; }
+
+  // The thread whose blocked read ClosePort has to end, or null. The handle stays the caller's and
+  // must stay open until the port is closed.
+  void SetReaderThread(HANDLE reader);
+
+ private:
+  friend DWORD WINAPI WatchPortThread(void* transport);
+  void LookForPort();
+  void OpenPort();
+
+  const char* portName = nullptr;  // the session's; non-null once the watcher has been started
+  std::atomic<HANDLE> port = INVALID_HANDLE_VALUE;
+  cKernelHandle watcherThread;
+  cKernelHandle stopEvent;
+  tConnectionHandler onConnected = nullptr;
+  tConnectionHandler onDisconnected = nullptr;
+  void* connectedContext = nullptr;
+  void* disconnectedContext = nullptr;
+  HANDLE readerThread = nullptr;
+};
+
+// The watcher's thread procedure. `transport` is a cIO; null, or one that is no serial port, ends
+// it at once. Always 0.
+DWORD WINAPI WatchPortThread(void* transport);
+
+}  // namespace corvane

@@ -1,0 +1,91 @@
+#include "io/device_selection.h"
+
+#include <windows.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+#include "capture/connection.h"
+#include "capture/session.h"
+#include "io/com_io.h"
+#include "io/qmbe_io.h"
+#include "platform/bounded_copy.h"
+
+namespace corvane {
+namespace {
+
+constexpr std::size_t kNameBound = 256;
+constexpr const char* kMobileBroadbandMark = "QMBE:";
+constexpr std::size_t kMobileBroadbandMarkLength = 5;
+
+cIO* MakeMobileBroadbandTransport() {
+  auto* const made = new cQMBEIO;
+  made->AddRef();
+  return made;
+}
+
+// Null when memory runs out.
+cIO* MakeTransport(bool isMobileBroadband) {
+  try {
+    return isMobileBroadband ? MakeMobileBroadbandTransport() : new cComIO;
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
+}
+
+// A mobile-broadband transport may have references from the platform still, and lives until the
+// last of them is given back.
+void DisposeOfTransport(cIO* transport) {
+  if (transport->kind == kMobileBroadband) {
+    static_cast<cQMBEIO*>(transport)->Release();
+  } else {
+    delete transport;
+  }
+}
+
+bool OpenDevice(cCaptureSession& session, const char* deviceName) {
+  if (session.transport != nullptr) return false;
+  const std::size_t length = strnlen(deviceName, kNameBound);
+  if (length >= kNameBound) return false;
+  session.deviceName.reset(static_cast<char*>(std::calloc(length + 1, 1)));
+  if (!session.deviceName) return false;
+
+  // The mark is looked for anywhere but skipped by position: it belongs at the very start, and of
+  // "xQMBE:ABC" the transport gets ":ABC".
+  const bool isMobileBroadband = std::strstr(deviceName, kMobileBroadbandMark) != nullptr;
+  session.transport = MakeTransport(isMobileBroadband);
+  CopyBounded(session.deviceName.get(), length + 1,
+              isMobileBroadband ? deviceName + kMobileBroadbandMarkLength : deviceName);
+
+  if (session.transport != nullptr && session.transport->Open(session.deviceName.get(), OnConnected,
+                                                              &session, OnDisconnected, &session)) {
+    return true;
+  }
+  static_cast<void>(SetDevice(session, nullptr));
+  return false;
+}
+
+void CloseDevice(cCaptureSession& session) {
+  if (session.transport != nullptr) {
+    session.transport->Close();
+    if (session.readerThread != nullptr) {
+      WaitForSingleObject(session.readerThread, INFINITE);
+      CloseHandle(session.readerThread);
+      session.readerThread = nullptr;
+    }
+    DisposeOfTransport(session.transport);
+    session.transport = nullptr;
+  }
+  session.deviceName.reset();
+}
+
+}  // namespace
+
+bool SetDevice(cCaptureSession& session, const char* deviceName) {
+  if (deviceName != nullptr) return OpenDevice(session, deviceName);
+  CloseDevice(session);
+  return true;
+}
+
+}  // namespace corvane

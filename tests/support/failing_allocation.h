@@ -1,0 +1,67 @@
+#pragma once
+
+#include <cstdint>
+
+// Makes memory run out on purpose, and looks at what is given back.
+//
+// A test program that links corvane_failing_allocation gets every malloc, calloc and free of the
+// code linked into it (the linker wraps them), and every operator new and delete (they are
+// replaced; they do not count as malloc and free). What the C and C++ run-time libraries allocate
+// for themselves counts only where they are linked in statically, as they are for Windows, so a
+// test does not rely on the number of an allocation: it tries one after the other until a run no
+// longer meets the failure.
+//
+//   for (std::uint32_t nth = 1;; ++nth) {
+//     cAllocationFailure failure(eHeap::Malloc, nth);
+//     const sOwnedBuffer made = FramePacket(&packet);
+//     if (!failure.Disarm()) break;   // everything was tried: this run met no failure
+//     EXPECT_EQ(made, nullptr) << "allocation " << nth;
+//   }
+//
+// All threads count, so arm a failure only while no other thread runs that has no part in it, and
+// disarm it before the first assertion: GoogleTest allocates too.
+namespace corvane {
+
+enum class eHeap {
+  Malloc,  // malloc and calloc
+  New,     // operator new in all its forms; the throwing ones throw std::bad_alloc
+};
+
+enum class eFailures {
+  One,      // the chosen allocation only
+  AllSince  // that one and all that follow, until the failure is disarmed
+};
+
+// While it lives, the `nth` allocation (from 1) from `heap` since it was made fails. There is at
+// most one for each heap at a time.
+class cAllocationFailure {
+ public:
+  explicit cAllocationFailure(eHeap heap, std::uint32_t nth, eFailures failures = eFailures::One);
+  ~cAllocationFailure();
+  cAllocationFailure(const cAllocationFailure&) = delete;
+  cAllocationFailure& operator=(const cAllocationFailure&) = delete;
+
+  // Lets allocations succeed again. Returns whether one was made to fail.
+  bool Disarm();
+
+ private:
+  eHeap heap;
+};
+
+// How many blocks of operator new are not deleted yet, in the whole program. Compare two readings.
+[[nodiscard]] std::int64_t LiveNewAllocations();
+
+// While it lives, `observer` sees every block that free is about to give back, with its content
+// still intact. It runs on the thread that frees, allocates and frees nothing itself, and never
+// sees null or what operator delete gives back. There is at most one at a time.
+class cFreeObserver {
+ public:
+  using tObserver = void (*)(const void* block);
+
+  explicit cFreeObserver(tObserver observer);
+  ~cFreeObserver();
+  cFreeObserver(const cFreeObserver&) = delete;
+  cFreeObserver& operator=(const cFreeObserver&) = delete;
+};
+
+}  // namespace corvane
