@@ -36,9 +36,9 @@ struct sRegistryKey {
   static void Close(HKEY key) { RegCloseKey(key); }
 };
 
-// Cuts `path`, such as \\?\USB#VID_1234&PID_0001#0001#{guid}, at every "#" and forms the path of the
-// device's key from the first three tokens, the first one freed of its \\?\. None when there are
-// fewer tokens or the path would be too long for a key. The path is changed.
+// Cuts `path`, such as \\?\USB#VID_1234&PID_0001#0001#{guid}, at every "#" and forms the path of
+// the device's key from the first three tokens, the first one freed of its \\?\. None when there
+// are fewer tokens or the path would be too long for a key. The path is changed.
 std::optional<std::string> DeviceKeyPath(char* path) {
   constexpr std::string_view kPrefix = R"(\\?\)";
 

@@ -5,7 +5,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
-#include <utility>
 
 #include "capture/connection.h"
 #include "capture/session.h"
@@ -20,21 +19,25 @@ constexpr std::size_t kNameBound = 256;
 constexpr const char* kMobileBroadbandMark = "QMBE:";
 constexpr std::size_t kMobileBroadbandMarkLength = 5;
 
-// Null when there is none to be had.
+cIO* MakeMobileBroadbandTransport() {
+  auto* const made = new cQMBEIO;
+  made->AddRef();
+  return made;
+}
+
+// Null when memory runs out.
 cIO* MakeTransport(bool isMobileBroadband) {
   try {
-    if (!isMobileBroadband) return new cComIO;
-    auto* const transport = new cQMBEIO;
-    transport->AddRef();
-    return transport;
+    return isMobileBroadband ? MakeMobileBroadbandTransport() : new cComIO;
   } catch (const std::bad_alloc&) {
     return nullptr;
   }
 }
 
-void DisposeOf(cIO* transport) {
+// A mobile-broadband transport may have references from the platform still, and lives until the
+// last of them is given back.
+void DisposeOfTransport(cIO* transport) {
   if (transport->kind == kMobileBroadband) {
-    // The platform may hold references too; the last one frees it.
     static_cast<cQMBEIO*>(transport)->Release();
   } else {
     delete transport;
@@ -71,7 +74,8 @@ void CloseDevice(cCaptureSession& session) {
       CloseHandle(session.readerThread);
       session.readerThread = nullptr;
     }
-    DisposeOf(std::exchange(session.transport, nullptr));
+    DisposeOfTransport(session.transport);
+    session.transport = nullptr;
   }
   session.deviceName.reset();
 }
