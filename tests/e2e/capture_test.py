@@ -147,6 +147,13 @@ class StartAndStop(CaptureTestCase):
             self.stop()
         wine.wait_until(lambda: open_things() <= before, "threads and files given back")
 
+    def test_a_c_program_linked_with_the_import_library_captures(self):
+        host = environment.prefix().start(
+            environment.programs / "c_host.exe", "COM7", self.config.name, "c.isf", cwd=self.files
+        )
+        self.assertEqual(host.wait(wine.DEADLINE), 0)
+        self.assertEqual(isf.read(self.files / "c.isf").texts, [INFORMATION])
+
     def test_the_library_can_be_unloaded_after_a_capture(self):
         self.assertTrue(self.start())
         self.stop()
