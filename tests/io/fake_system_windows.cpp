@@ -280,8 +280,7 @@ HANDLE WINAPI FakeCreateFileA(const char* path, DWORD access, DWORD shareMode,
                               SECURITY_ATTRIBUTES* security, DWORD disposition, DWORD attributes,
                               HANDLE model) {
   if (std::string_view(path).substr(0, 4) != R"(\\.\)") {
-    return ORIGINAL(CreateFileA)(path, access, shareMode, security, disposition, attributes,
-                                    model);
+    return ORIGINAL(CreateFileA)(path, access, shareMode, security, disposition, attributes, model);
   }
   gFakeSystem->calls.push_back(std::string("open ") + path);
   gFakeSystem->lastAccess = access;
