@@ -10,10 +10,11 @@ namespace corvane {
 
 class cCaptureSession;
 
-// Starts the capture file: copies the filter records into the session, attaches `outputFile` (may be
-// null: nothing is attached) and stores the information item. When the session's device is already
-// open it is set up at once. Returns false when the information item could not be stored. Runs on
-// the session thread, before SetDevice.
+// Starts the capture file: copies the filter records into the session, attaches `outputFile` (may
+// be null: nothing is attached) and stores the information item. When the session's device is
+// already open it is set up at once. Returns false when the information item could not be stored.
+// Runs on the session thread, before SetDevice. Throws std::bad_alloc when there is no memory for
+// the filter records; everything else here reports by its result.
 [[nodiscard]] bool StartCapture(cCaptureSession& session, std::unique_ptr<std::ofstream> outputFile,
                                 const EventIdSet& eventIds, const LogCodeSet& logCodes,
                                 const MessageLevelMap& messageLevels);
@@ -24,14 +25,16 @@ class cCaptureSession;
 void OnConnected(void* session);
 void OnDisconnected(void* session);
 
-// Queues every request of a connection from sequence number 0 and starts the traffic.
+// Queues every request of a connection from sequence number 0 and starts the traffic. Does nothing
+// without a transport. A request that cannot be made is left out.
 void SetupSession(cCaptureSession& session);
 
 // Releases every queued request and resets the queue and both counters.
 void ClearRequests(cCaptureSession& session);
 
-// Records `request` in the store, frames it and writes it to the transport. The request stays the
-// caller's (who holds a reference); null is refused. Returns whether the write succeeded.
+// Records `request` in the store, frames it and writes it to the session's transport: every request
+// is in the capture file before it is on the wire. The request stays the caller's (who holds a
+// counted reference); null is refused. Returns whether the write succeeded.
 bool SendRequest(cCaptureSession& session, sSharedBuffer* request);
 
 }  // namespace corvane

@@ -2,8 +2,8 @@
 
 namespace corvane {
 
-// The library's one diagnostic output: printf's formatting to the process's standard output, with no
-// prefix, time stamp or added newline.
+// The library's one diagnostic output: printf's formatting to the process's standard output, with
+// no prefix, time stamp or added newline.
 void DebugPrint(const char* format, ...);
 
 }  // namespace corvane

@@ -29,8 +29,22 @@ struct sRequestQueue {
   // How many entries are held now; 0 without `magic`.
   [[nodiscard]] std::size_t Size();
 
-  // The entry with this sequence number, with a reference of the caller's own, or none.
+  // How many requests were pushed since the last clear; 0 without `magic`.
+  [[nodiscard]] std::uint32_t PushedCount();
+
+  // A copy of the entry with this sequence number, with the one reference to it, or none.
+  //
+  // A copy, not the entry: a disconnection may release the entry on another thread at any time, and
+  // a second reference to it could not be taken under `lock`, since counting takes a lock of its
+  // own.
   [[nodiscard]] cBufferReference Find(std::uint32_t sequenceNumber);
+
+  // Takes the entry with this sequence number out of its place, which stays behind empty. The
+  // entry's reference is the caller's. Null when there is no such entry.
+  [[nodiscard]] sSharedBuffer* Take(std::uint32_t sequenceNumber);
+
+  // Removes every entry, without releasing any, and starts the numbers from 0 again.
+  void Discard();
 
   std::uint32_t magic = kMagic;
   cLock lock{cLock::eCreation::SpinCount, 5000};
@@ -38,12 +52,17 @@ struct sRequestQueue {
   std::uint8_t signalOnPush = 0;  // 1: each push sets `event`
   std::uint32_t capacity = kCapacity;
   std::uint32_t pushedCount = 0;
-  std::deque<sSharedBuffer*> entries;  // each holds one reference
+  std::deque<sSharedBuffer*> entries;  // each holds one reference; null once taken
+
+ private:
+  // The place of an entry, or null. The caller holds `lock`.
+  [[nodiscard]] sSharedBuffer** Place(std::uint32_t sequenceNumber);
 };
 
 // Appends `request`, with the reference that the caller took for the queue. At `capacity` entries
 // the oldest one is dropped first, and its reference is not given back. Returns false, and keeps
-// nothing, without `magic`.
+// nothing of `request`, without `magic` or when memory runs out: the reference is the caller's
+// again.
 [[nodiscard]] bool PushRequest(sRequestQueue& queue, sSharedBuffer* request);
 
 }  // namespace corvane

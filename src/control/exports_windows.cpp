@@ -30,8 +30,7 @@ void StopSessionThread() {
 }
 
 bool StartSessionThread() {
-  const std::uintptr_t started =
-      _beginthreadex(nullptr, 0, SessionThread, DeviceName, 0, nullptr);
+  const std::uintptr_t started = _beginthreadex(nullptr, 0, SessionThread, DeviceName, 0, nullptr);
   sessionThread.Reset(reinterpret_cast<HANDLE>(started));
   return static_cast<bool>(sessionThread);
 }

@@ -9,6 +9,7 @@
 #include "capture/connection.h"
 #include "capture/session.h"
 #include "io/com_io.h"
+#include "io/qmbe_io.h"
 #include "platform/bounded_copy.h"
 
 namespace corvane {
@@ -18,13 +19,28 @@ constexpr std::size_t kNameBound = 256;
 constexpr const char* kMobileBroadbandMark = "QMBE:";
 constexpr std::size_t kMobileBroadbandMarkLength = 5;
 
-// Null when there is none to be had.
+cIO* MakeMobileBroadbandTransport() {
+  auto* const made = new cQMBEIO;
+  made->AddRef();
+  return made;
+}
+
+// Null when memory runs out.
 cIO* MakeTransport(bool isMobileBroadband) {
-  if (isMobileBroadband) return nullptr;
   try {
-    return new cComIO;
+    return isMobileBroadband ? MakeMobileBroadbandTransport() : new cComIO;
   } catch (const std::bad_alloc&) {
     return nullptr;
+  }
+}
+
+// A mobile-broadband transport may have references from the platform still, and lives until the
+// last of them is given back.
+void DisposeOfTransport(cIO* transport) {
+  if (transport->kind == kMobileBroadband) {
+    static_cast<cQMBEIO*>(transport)->Release();
+  } else {
+    delete transport;
   }
 }
 
@@ -42,9 +58,8 @@ bool OpenDevice(cCaptureSession& session, const char* deviceName) {
   CopyBounded(session.deviceName.get(), length + 1,
               isMobileBroadband ? deviceName + kMobileBroadbandMarkLength : deviceName);
 
-  if (session.transport != nullptr &&
-      session.transport->Open(session.deviceName.get(), OnConnected, &session, OnDisconnected,
-                              &session)) {
+  if (session.transport != nullptr && session.transport->Open(session.deviceName.get(), OnConnected,
+                                                              &session, OnDisconnected, &session)) {
     return true;
   }
   static_cast<void>(SetDevice(session, nullptr));
@@ -59,7 +74,7 @@ void CloseDevice(cCaptureSession& session) {
       CloseHandle(session.readerThread);
       session.readerThread = nullptr;
     }
-    delete session.transport;
+    DisposeOfTransport(session.transport);
     session.transport = nullptr;
   }
   session.deviceName.reset();

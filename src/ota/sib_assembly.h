@@ -7,20 +7,22 @@
 
 namespace corvane {
 
-// One system-information block under reassembly, or ready to emit.
+// One system-information block under reassembly, or ready to emit: its data bits, most significant
+// first, behind room for the OTA header of the packet that it will become.
+//
 // Aligned to 32 bytes in the map, so that its data may be copied with wide vector moves.
 struct alignas(32) sSibAssembly {
   static constexpr std::uint32_t kBufferSize = 8208;
   static constexpr std::uint32_t kBufferBits = kBufferSize * 8;
-  // The OTA header's bits, which are filled in when the block is emitted.
+  // The OTA header and the SIB type byte, which are filled in when the block is emitted.
   static constexpr std::uint32_t kHeaderBits = 40;
 
-  std::uint8_t channelMarker = 0;  // 254 or 255, see ota_packet.h
-  std::uint8_t rbId = 0;           // radio bearer byte of the packets
-  std::uint8_t sibType = 0;        // 3GPP TS 25.331 SIB-Type, 0 to 31
-  std::uint32_t expectedSegments = 0;
+  std::uint8_t channelMarker = 0;      // kOtaChannelSibFromBch or kOtaChannelSibFromFach
+  std::uint8_t rbId = 0;               // radio bearer byte of the packets
+  std::uint8_t sibType = 0;            // 3GPP TS 25.331 SIB-Type, 0 to 31
+  std::uint32_t expectedSegments = 0;  // 1 to 16
   std::uint32_t receivedSegments = 0;
-  std::uint32_t bitLength = kHeaderBits;  // bits used in `buffer`
+  std::uint32_t bitLength = kHeaderBits;  // bits used in `buffer`; the rest of it is zero
   std::array<std::uint8_t, kBufferSize> buffer{};
 };
 
@@ -34,6 +36,8 @@ struct sSibKey {
   friend auto operator<=>(const sSibKey&, const sSibKey&) = default;
 };
 
+// The blocks under reassembly, for the life of one store. A block whose last segment never comes
+// stays; the key bounds their number.
 using SibAssemblyMap = std::map<sSibKey, sSibAssembly>;
 
 }  // namespace corvane

@@ -42,7 +42,7 @@ class cOwnedHandle {
 // Events and threads: "none" is null.
 struct sKernelObject {
   using tHandle = HANDLE;
-  static HANDLE None() { return nullptr; }
+  static constexpr HANDLE None() { return nullptr; }
   static void Close(HANDLE handle) { CloseHandle(handle); }
 };
 using cKernelHandle = cOwnedHandle<sKernelObject>;

@@ -1,0 +1,181 @@
+#include "capture/connection.h"
+
+#include <bitset>
+#include <mutex>
+#include <span>
+#include <tuple>
+#include <utility>
+
+#include "capture/buffer_copy.h"
+#include "capture/data_delivery.h"
+#include "capture/debug_print.h"
+#include "capture/isf_format.h"
+#include "capture/reader_thread.h"
+#include "capture/session.h"
+#include "capture/text_item.h"
+#include "diag/hdlc.h"
+#include "diag/requests.h"
+#include "io/io.h"
+#include "platform/error_codes.h"
+
+namespace corvane {
+namespace {
+
+constexpr std::uint32_t kEquipmentIdShift = 12;
+constexpr std::uint32_t kEquipmentIds = 16;
+
+[[nodiscard]] bool StoreTextItem(cCaptureSession& session, const sOwnedBuffer& item) {
+  if (item == nullptr) return false;
+  const std::lock_guard guard(session.storeLock);
+  return session.AddItem(item.get(), isf::kInformationItem) == kErrorSuccess;
+}
+
+[[nodiscard]] cPortMessage PrintPortMessage(const cCaptureSession& session,
+                                            const char* whatHappened) {
+  const cPortMessage message(session.deviceName.get(), whatHappened);
+  DebugPrint("%s\n", message.CString());
+  return message;
+}
+
+void RecordPortMessage(cCaptureSession& session, const cPortMessage& message) {
+  if (!StoreTextItem(session, MakeTextItem(message.Text()))) {
+    DebugPrint("bad string write response\n");
+  }
+}
+
+// Hands `request` to the queue. False when there is no request or the queue did not take it.
+[[nodiscard]] bool QueueRequest(cCaptureSession& session, sOwnedBuffer request) {
+  if (request == nullptr) return false;
+  cBufferReference reference(std::move(request));
+  if (!PushRequest(session.requestQueue, reference.Get())) return false;
+  std::ignore = reference.Detach();  // it is the queue's now
+  return true;
+}
+
+void QueueStartUpRequests(cCaptureSession& session) {
+  for (const std::span<const std::uint8_t> bytes : StartUpRequests()) {
+    std::ignore = QueueRequest(session, CopyToBuffer(bytes, kOriginLibrary));
+  }
+  if (session.sendAllLevelsMask == 1) {
+    std::ignore = QueueRequest(session, BuildAllLevelsRequest({}));
+  }
+}
+
+void QueueEventMask(cCaptureSession& session) {
+  if (session.eventIds.empty()) return;
+  if (!QueueRequest(session, BuildEventMaskRequest(session.eventIds))) {
+    DebugPrint("failed to create event mask\n");
+  }
+}
+
+void QueueMessageLevels(cCaptureSession& session) {
+  for (const auto& [ssid, levels] : session.messageLevels) {
+    if (!QueueRequest(session, BuildMessageLevelsRequest(ssid, ssid, {&levels, 1}))) {
+      DebugPrint("failed to create msg levels req\n");
+    }
+  }
+}
+
+void QueueLogMasks(cCaptureSession& session) {
+  // A set of its own, since codes above 0xFFFF can name an equipment ID again.
+  std::bitset<kEquipmentIds> equipmentIds;
+  for (const std::uint32_t code : session.logCodes) {
+    equipmentIds.set((code >> kEquipmentIdShift) % kEquipmentIds);
+  }
+  for (std::uint32_t id = 0; id < kEquipmentIds; ++id) {
+    if (!equipmentIds.test(id)) continue;
+    if (!QueueRequest(session, BuildLogMaskRequest(id, session.logCodes))) {
+      DebugPrint("failed to create log mask\n");
+    }
+  }
+}
+
+void StartTraffic(cCaptureSession& session) {
+  switch (session.transport->kind) {
+    case kSerialPort:
+      if (!StartReaderThread(session)) DebugPrint("Failed to create io thread\n");
+      break;
+    case kMobileBroadband:
+      StartDataDelivery(session);
+      break;
+    default:
+      break;
+  }
+}
+
+}  // namespace
+
+bool StartCapture(cCaptureSession& session, std::unique_ptr<std::ofstream> outputFile,
+                  const EventIdSet& eventIds, const LogCodeSet& logCodes,
+                  const MessageLevelMap& messageLevels) {
+  session.eventIds = eventIds;
+  session.logCodes = logCodes;
+  session.messageLevels = messageLevels;
+
+  // Finishes a file of an earlier start first, also when there is none to follow it.
+  session.Attach(std::move(outputFile));
+  const sOwnedBuffer information = MakeTextItem(kInformationText);
+  if (information == nullptr) return false;
+  if (!StoreTextItem(session, information)) {
+    DebugPrint("Unable to write info string\n");
+    return false;
+  }
+  if (session.capturing.exchange(true)) return true;
+  // A transport that found its device before there was a file told OnConnected then, in vain.
+  if (session.transport != nullptr && session.transport->IsOpen()) OnConnected(&session);
+  return true;
+}
+
+void OnConnected(void* context) {
+  if (context == nullptr) return;
+  auto& session = *static_cast<cCaptureSession*>(context);
+  const cPortMessage message = PrintPortMessage(session, "connected");
+  if (!session.capturing) return;
+  RecordPortMessage(session, message);
+  SetupSession(session);
+}
+
+void OnDisconnected(void* context) {
+  if (context == nullptr) return;
+  auto& session = *static_cast<cCaptureSession*>(context);
+  ClearRequests(session);
+  // Recorded whether or not the capture has started: without a file this prints that it failed.
+  RecordPortMessage(session, PrintPortMessage(session, "disconnected"));
+}
+
+void SetupSession(cCaptureSession& session) {
+  if (session.transport == nullptr) return;
+  ClearRequests(session);
+  QueueStartUpRequests(session);
+  QueueEventMask(session);
+  QueueMessageLevels(session);
+  QueueLogMasks(session);
+  StartTraffic(session);
+}
+
+void ClearRequests(cCaptureSession& session) {
+  sRequestQueue& queue = session.requestQueue;
+  // Each request leaves its place before it is released, with the queue's lock given back: a sender
+  // on another thread can then never look up a buffer that is gone.
+  for (std::uint32_t number = 0; number < queue.PushedCount(); ++number) {
+    sSharedBuffer* const request = queue.Take(number);
+    if (request != nullptr) Release(request);
+  }
+  queue.Discard();
+  session.nextRequest = 0;
+  session.outstanding = 0;
+}
+
+bool SendRequest(cCaptureSession& session, sSharedBuffer* request) {
+  if (request == nullptr) return false;
+  {
+    const std::lock_guard guard(session.storeLock);
+    // A request that could not be recorded is sent all the same.
+    std::ignore = session.AddItem(request, kAutomaticType);
+  }
+  const sOwnedBuffer frame = FramePacket(request);
+  if (frame == nullptr) return false;
+  return session.transport->Write(frame->data, frame->size);
+}
+
+}  // namespace corvane

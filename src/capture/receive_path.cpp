@@ -1,0 +1,83 @@
+#include "capture/receive_path.h"
+
+#include <mutex>
+#include <utility>
+
+#include "capture/buffer_copy.h"
+#include "capture/connection.h"
+#include "capture/debug_print.h"
+#include "capture/session.h"
+#include "diag/hdlc.h"
+#include "diag/reply.h"
+#include "platform/error_codes.h"
+
+namespace corvane {
+namespace {
+
+void StorePacket(cCaptureSession& session, sSharedBuffer* packet) {
+  std::uint32_t error = kErrorSuccess;
+  {
+    const std::lock_guard guard(session.storeLock);
+    error = session.AddItem(packet, kAutomaticType);
+  }
+  if (error != kErrorSuccess) {
+    DebugPrint("error %lu writing item\n", static_cast<unsigned long>(error));
+  }
+}
+
+void CountReply(cCaptureSession& session, eReply reply) {
+  switch (reply) {
+    case eReply::None:
+      break;
+    case eReply::Response:
+      // No floor at 0: a reply that nobody asked for wraps the counter, and nothing more is sent
+      // until the queue is cleared.
+      --session.outstanding;
+      break;
+    case eReply::EventReport:
+      if (session.outstanding != 0) --session.outstanding;
+      break;
+  }
+}
+
+void SendNextRequest(cCaptureSession& session) {
+  if (session.requestQueue.Size() <= session.nextRequest) return;
+  const cBufferReference request = session.requestQueue.Find(session.nextRequest++);
+  SendRequest(session, request.Get());
+  // Also after a failed write: the next request waits for a reply, or for the next connection.
+  ++session.outstanding;
+}
+
+}  // namespace
+
+cBufferReference cFrameSplitter::Next() {
+  for (;;) {
+    const std::span<const std::uint8_t> rest = received.subspan(offset);
+    const sOwnedBuffer copy = CopyToBuffer(rest, kOriginDevice);
+    ranOutOfMemory = copy == nullptr && !rest.empty();
+    std::uint32_t consumed = 0;
+    sOwnedBuffer packet = UnframePacket(copy.get(), &consumed);
+    offset += consumed;
+    if (packet != nullptr) return cBufferReference(std::move(packet));
+    if (consumed == 0) return {};
+    DebugPrint("bad CRC\n");
+  }
+}
+
+void OnDeviceData(void* context, sSharedBuffer* data) {
+  if (context == nullptr) return;
+  auto& session = *static_cast<cCaptureSession*>(context);
+  if (!session.capturing) return;
+  if (data != nullptr) {
+    cFrameSplitter splitter(data->Bytes());
+    while (const cBufferReference packet = splitter.Next()) {
+      StorePacket(session, packet.Get());
+      CountReply(session, ClassifyReply(*packet));
+    }
+    // A reply may be among the bytes not looked at, so nothing is sent on this occasion.
+    if (splitter.RanOutOfMemory()) return;
+  }
+  if (session.outstanding == 0) SendNextRequest(session);
+}
+
+}  // namespace corvane

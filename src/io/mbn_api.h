@@ -1,0 +1,212 @@
+#pragma once
+
+// The Windows Mobile Broadband API as far as the library uses it: the interfaces of mbnapi.idl,
+// declared here because not every toolchain has a header for them.
+//
+// What counts is the order of the methods, which is the order of their slots behind IUnknown's
+// three. Methods that the library never calls are declared too: they hold their slots. Who owns
+// what follows COM's rules: an out-parameter gives the caller a reference, a string (SysFreeString)
+// or an array (SafeArrayDestroy); an in-parameter stays the caller's.
+
+#include <windows.h>
+// windows.h comes first: the others build on it.
+#include <oaidl.h>
+#include <ocidl.h>
+#include <unknwn.h>
+
+#include <type_traits>
+
+#include "io/guid.h"
+
+namespace corvane {
+
+// The IID of an interface: each one that the library asks for has its own value below.
+template <class tInterface>
+struct sInterfaceId;
+
+// Told to the sink when a device-service interface comes or goes.
+enum MBN_DEVICE_SERVICES_INTERFACE_STATE : int {
+  MBN_DEVICE_SERVICES_CAPABLE_INTERFACE_ARRIVAL = 0,
+  MBN_DEVICE_SERVICES_CAPABLE_INTERFACE_REMOVAL = 1,
+};
+
+// Only passed on by pointer, by methods that are never called.
+struct MBN_INTERFACE_CAPS;
+struct MBN_PROVIDER;
+enum MBN_READY_STATE : int;
+struct IMbnConnection;
+struct IMbnSubscriberInformation;
+
+// One mobile-broadband network interface.
+struct IMbnInterface : IUnknown {
+  virtual HRESULT STDMETHODCALLTYPE get_InterfaceID(BSTR* interfaceId) = 0;
+  virtual HRESULT STDMETHODCALLTYPE GetInterfaceCapability(MBN_INTERFACE_CAPS* caps) = 0;
+  virtual HRESULT STDMETHODCALLTYPE
+  GetSubscriberInformation(IMbnSubscriberInformation** information) = 0;
+  virtual HRESULT STDMETHODCALLTYPE GetReadyState(MBN_READY_STATE* state) = 0;
+  virtual HRESULT STDMETHODCALLTYPE InEmergencyMode(VARIANT_BOOL* inEmergencyMode) = 0;
+  virtual HRESULT STDMETHODCALLTYPE GetHomeProvider(MBN_PROVIDER* provider) = 0;
+  virtual HRESULT STDMETHODCALLTYPE GetPreferredProviders(SAFEARRAY** providers) = 0;
+  virtual HRESULT STDMETHODCALLTYPE SetPreferredProviders(SAFEARRAY* providers,
+                                                          ULONG* requestId) = 0;
+  virtual HRESULT STDMETHODCALLTYPE GetVisibleProviders(ULONG* age, SAFEARRAY** providers) = 0;
+  virtual HRESULT STDMETHODCALLTYPE ScanNetwork(ULONG* requestId) = 0;
+  virtual HRESULT STDMETHODCALLTYPE GetConnection(IMbnConnection** connection) = 0;
+
+ protected:
+  ~IMbnInterface() = default;
+};
+
+// Lists the machine's mobile-broadband interfaces.
+struct IMbnInterfaceManager : IUnknown {
+  virtual HRESULT STDMETHODCALLTYPE GetInterface(LPCWSTR interfaceId,
+                                                 IMbnInterface** interfaceObject) = 0;
+  // The elements are of VT_UNKNOWN and have to be queried for IMbnInterface.
+  virtual HRESULT STDMETHODCALLTYPE GetInterfaces(SAFEARRAY** interfaces) = 0;
+
+ protected:
+  ~IMbnInterfaceManager() = default;
+};
+
+// One service of a device. Every operation only starts here; the sink hears of its end, which may
+// be before the call that started it has returned. Data arrays are of VT_UI1.
+struct IMbnDeviceService : IUnknown {
+  virtual HRESULT STDMETHODCALLTYPE QuerySupportedCommands(ULONG* requestId) = 0;
+  virtual HRESULT STDMETHODCALLTYPE OpenCommandSession(ULONG* requestId) = 0;
+  virtual HRESULT STDMETHODCALLTYPE CloseCommandSession(ULONG* requestId) = 0;
+  virtual HRESULT STDMETHODCALLTYPE SetCommand(ULONG commandId, SAFEARRAY* data,
+                                               ULONG* requestId) = 0;
+  virtual HRESULT STDMETHODCALLTYPE QueryCommand(ULONG commandId, SAFEARRAY* data,
+                                                 ULONG* requestId) = 0;
+  virtual HRESULT STDMETHODCALLTYPE OpenDataSession(ULONG* requestId) = 0;
+  virtual HRESULT STDMETHODCALLTYPE CloseDataSession(ULONG* requestId) = 0;
+  virtual HRESULT STDMETHODCALLTYPE WriteData(SAFEARRAY* data, ULONG* requestId) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_InterfaceID(BSTR* interfaceId) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_DeviceServiceID(BSTR* deviceServiceId) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_IsCommandSessionOpen(BOOL* isOpen) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_IsDataSessionOpen(BOOL* isOpen) = 0;
+
+ protected:
+  ~IMbnDeviceService() = default;
+};
+
+// The services of one interface's device.
+struct IMbnDeviceServicesContext : IUnknown {
+  virtual HRESULT STDMETHODCALLTYPE EnumerateDeviceServices(SAFEARRAY** deviceServices) = 0;
+  virtual HRESULT STDMETHODCALLTYPE GetDeviceService(BSTR deviceServiceId,
+                                                     IMbnDeviceService** service) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_MaxCommandSize(ULONG* size) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_MaxDataSize(ULONG* size) = 0;
+
+ protected:
+  ~IMbnDeviceServicesContext() = default;
+};
+
+// Gives the services of an interface. It is the connection point container of the sinks too.
+struct IMbnDeviceServicesManager : IUnknown {
+  virtual HRESULT STDMETHODCALLTYPE
+  GetDeviceServicesContext(BSTR interfaceId, IMbnDeviceServicesContext** context) = 0;
+
+ protected:
+  ~IMbnDeviceServicesManager() = default;
+};
+
+// The sink: what the platform calls, on threads of its own.
+struct IMbnDeviceServicesEvents : IUnknown {
+  virtual HRESULT STDMETHODCALLTYPE OnQuerySupportedCommandsComplete(IMbnDeviceService* from,
+                                                                     SAFEARRAY* commandIds,
+                                                                     HRESULT status,
+                                                                     ULONG requestId) = 0;
+  virtual HRESULT STDMETHODCALLTYPE OnOpenCommandSessionComplete(IMbnDeviceService* from,
+                                                                 HRESULT status,
+                                                                 ULONG requestId) = 0;
+  virtual HRESULT STDMETHODCALLTYPE OnCloseCommandSessionComplete(IMbnDeviceService* from,
+                                                                  HRESULT status,
+                                                                  ULONG requestId) = 0;
+  virtual HRESULT STDMETHODCALLTYPE OnSetCommandComplete(IMbnDeviceService* from, ULONG responseId,
+                                                         SAFEARRAY* data, HRESULT status,
+                                                         ULONG requestId) = 0;
+  virtual HRESULT STDMETHODCALLTYPE OnQueryCommandComplete(IMbnDeviceService* from,
+                                                           ULONG responseId, SAFEARRAY* data,
+                                                           HRESULT status, ULONG requestId) = 0;
+  virtual HRESULT STDMETHODCALLTYPE OnEventNotification(IMbnDeviceService* from, ULONG eventId,
+                                                        SAFEARRAY* data) = 0;
+  virtual HRESULT STDMETHODCALLTYPE OnOpenDataSessionComplete(IMbnDeviceService* from,
+                                                              HRESULT status, ULONG requestId) = 0;
+  virtual HRESULT STDMETHODCALLTYPE OnCloseDataSessionComplete(IMbnDeviceService* from,
+                                                               HRESULT status, ULONG requestId) = 0;
+  virtual HRESULT STDMETHODCALLTYPE OnWriteDataComplete(IMbnDeviceService* from, HRESULT status,
+                                                        ULONG requestId) = 0;
+  virtual HRESULT STDMETHODCALLTYPE OnReadData(IMbnDeviceService* from, SAFEARRAY* data) = 0;
+  virtual HRESULT STDMETHODCALLTYPE
+  OnInterfaceStateChange(BSTR interfaceId, MBN_DEVICE_SERVICES_INTERFACE_STATE state) = 0;
+
+ protected:
+  ~IMbnDeviceServicesEvents() = default;
+};
+
+inline constexpr GUID kDeviceServicesManagerClass =
+    GuidFromText("2269DAA3-2A9F-4165-A501-CE00A6F7A75B");
+inline constexpr GUID kInterfaceManagerClass = GuidFromText("BDFEE05B-4418-11DD-90ED-001C257CCFF1");
+
+template <>
+struct sInterfaceId<IUnknown> {
+  static constexpr GUID kValue = GuidFromText("00000000-0000-0000-C000-000000000046");
+};
+template <>
+struct sInterfaceId<IConnectionPointContainer> {
+  static constexpr GUID kValue = GuidFromText("B196B284-BAB4-101A-B69C-00AA00341D07");
+};
+template <>
+struct sInterfaceId<IMbnInterfaceManager> {
+  static constexpr GUID kValue = GuidFromText("DCBBBAB6-201B-4BBB-AAEE-338E368AF6FA");
+};
+template <>
+struct sInterfaceId<IMbnInterface> {
+  static constexpr GUID kValue = GuidFromText("DCBBBAB6-2001-4BBB-AAEE-338E368AF6FA");
+};
+template <>
+struct sInterfaceId<IMbnDeviceServicesManager> {
+  static constexpr GUID kValue = GuidFromText("20A26258-6811-4478-AC1D-13324E45E41C");
+};
+template <>
+struct sInterfaceId<IMbnDeviceServicesContext> {
+  static constexpr GUID kValue = GuidFromText("FC5AC347-1592-4068-80BB-6A57580150D8");
+};
+template <>
+struct sInterfaceId<IMbnDeviceService> {
+  static constexpr GUID kValue = GuidFromText("B3BB9A71-DC70-4BE9-A4DA-7886AE8B191B");
+};
+template <>
+struct sInterfaceId<IMbnDeviceServicesEvents> {
+  static constexpr GUID kValue = GuidFromText("0A900C19-6824-4E97-B76E-CF239D0CA642");
+};
+
+template <class tInterface>
+inline constexpr GUID kInterfaceId = sInterfaceId<tInterface>::kValue;
+
+// An interface is a pointer to a table of slots and nothing else: no field, no second base, no slot
+// for a destructor.
+template <class tInterface>
+inline constexpr bool kIsPlainInterface =
+    sizeof(tInterface) == sizeof(void*) &&
+    std::is_abstract_v<tInterface>&& std::is_base_of_v<IUnknown, tInterface> &&
+    !std::has_virtual_destructor_v<tInterface>;
+
+static_assert(kIsPlainInterface<IMbnInterfaceManager>);
+static_assert(kIsPlainInterface<IMbnInterface>);
+static_assert(kIsPlainInterface<IMbnDeviceServicesManager>);
+static_assert(kIsPlainInterface<IMbnDeviceServicesContext>);
+static_assert(kIsPlainInterface<IMbnDeviceService>);
+static_assert(kIsPlainInterface<IMbnDeviceServicesEvents>);
+
+// The two manager classes' and the five interfaces' identifiers in the layout that COM compares.
+static_assert(sizeof(GUID) == 16);
+static_assert(kInterfaceId<IMbnInterfaceManager>.Data1 == 0xDCBBBAB6 &&
+              kInterfaceId<IMbnInterfaceManager>.Data2 == 0x201B &&
+              kInterfaceId<IMbnInterfaceManager>.Data3 == 0x4BBB &&
+              kInterfaceId<IMbnInterfaceManager>.Data4[0] == 0xAA &&
+              kInterfaceId<IMbnInterfaceManager>.Data4[7] == 0xFA);
+static_assert(sizeof(MBN_DEVICE_SERVICES_INTERFACE_STATE) == 4);
+
+}  // namespace corvane

@@ -1,0 +1,348 @@
+#include "io/qmbe_io.h"
+
+#include <wchar.h>
+
+#include <mutex>
+#include <new>
+#include <span>
+#include <utility>
+
+#include "platform/bounded_copy.h"
+
+namespace corvane {
+namespace {
+
+constexpr const wchar_t* kDiagServiceId = L"{2D0C12C9-0E6A-495A-915C-8D174FE5D63C}";
+constexpr ULONG kDiagDataCommand = 2;
+constexpr int kOpenAttempts = 10;
+constexpr std::size_t kLeastNotification = 4;
+constexpr std::size_t kInterfaceIdSize = 64;  // characters, terminator included
+
+// E_CHANGED_STATE: the service changed while the session was being opened, so it is worth another
+// attempt.
+constexpr HRESULT kChangedState = static_cast<HRESULT>(0x8000000C);
+
+constexpr DWORD kAnyServer =
+    CLSCTX_INPROC_SERVER | CLSCTX_INPROC_HANDLER | CLSCTX_LOCAL_SERVER | CLSCTX_REMOTE_SERVER;
+static_assert(kAnyServer == 23);
+
+template <class tInterface>
+[[nodiscard]] cComPointer<tInterface> CreateObject(const GUID& classId) {
+  cComPointer<tInterface> object;
+  void* created = nullptr;
+  if (FAILED(CoCreateInstance(classId, nullptr, kAnyServer, kInterfaceId<tInterface>, &created))) {
+    return object;
+  }
+  *object.Receive() = static_cast<tInterface*>(created);
+  return object;
+}
+
+template <class tInterface>
+[[nodiscard]] cComPointer<tInterface> QueryFor(IUnknown* object) {
+  cComPointer<tInterface> queried;
+  void* found = nullptr;
+  if (object == nullptr || FAILED(object->QueryInterface(kInterfaceId<tInterface>, &found))) {
+    return queried;
+  }
+  *queried.Receive() = static_cast<tInterface*>(found);
+  return queried;
+}
+
+[[nodiscard]] cBstr MakeInterfaceId(const char* deviceName) {
+  char name[kInterfaceIdSize];
+  CopyBounded(name, sizeof name, deviceName);
+  // One wide character at most for each byte, so the text fits.
+  wchar_t wideName[kInterfaceIdSize];
+  if (swprintf_s(wideName, kInterfaceIdSize, L"%S", name) < 0) return {};
+  return cBstr(wideName);
+}
+
+// Compares without regard to letter case, as the system's own locale has it.
+[[nodiscard]] bool IsSameInterface(const wchar_t* left, const wchar_t* right) {
+  if (left == nullptr || right == nullptr) return false;
+  int order = CompareStringEx(LOCALE_NAME_SYSTEM_DEFAULT, NORM_IGNORECASE, left, -1, right, -1,
+                              nullptr, nullptr, 0);
+  if (order == 0) {
+    // Not "different": the locale name was refused, as some systems do. The older call knows the
+    // same locale by number.
+    order = CompareStringW(LOCALE_SYSTEM_DEFAULT, NORM_IGNORECASE, left, -1, right, -1);
+  }
+  return order == CSTR_EQUAL;
+}
+
+}  // namespace
+
+cQMBEIO::cQMBEIO()
+    : cIO(kMobileBroadband), sessionEvent(CreateEventW(nullptr, TRUE, FALSE, nullptr)) {}
+
+cQMBEIO::~cQMBEIO() { Close(); }
+
+HRESULT STDMETHODCALLTYPE cQMBEIO::QueryInterface(REFIID iid, void** object) {
+  if (object == nullptr) return E_POINTER;
+  *object = nullptr;
+  if (!IsEqualGUID(iid, kInterfaceId<IUnknown>) &&
+      !IsEqualGUID(iid, kInterfaceId<IMbnDeviceServicesEvents>)) {
+    return E_NOINTERFACE;
+  }
+  *object = static_cast<IMbnDeviceServicesEvents*>(this);
+  AddRef();
+  return S_OK;
+}
+
+ULONG STDMETHODCALLTYPE cQMBEIO::AddRef() { return ++refCount; }
+
+ULONG STDMETHODCALLTYPE cQMBEIO::Release() {
+  const ULONG left = --refCount;
+  if (left == 0) delete this;
+  return left;
+}
+
+bool cQMBEIO::Open(const char* deviceName, tConnectionHandler whenConnected,
+                   void* contextOfConnected, tConnectionHandler whenDisconnected,
+                   void* contextOfDisconnected) {
+  if (!sessionEvent) return false;
+  if (FAILED(CoInitializeEx(nullptr, COINIT_MULTITHREADED))) return false;
+  onConnected = whenConnected;
+  connectedContext = contextOfConnected;
+  onDisconnected = whenDisconnected;
+  disconnectedContext = contextOfDisconnected;
+
+  interfaceId = MakeInterfaceId(deviceName);
+  if (!interfaceId) return false;
+  if (!RegisterSink()) return false;
+
+  const auto interfaceManager = CreateObject<IMbnInterfaceManager>(kInterfaceManagerClass);
+  if (!interfaceManager) return false;
+  cSafeArray interfaces;
+  // A system that cannot list its interfaces yet (its service is just starting) is no reason to
+  // give up: the interface is announced when it comes.
+  if (FAILED(interfaceManager->GetInterfaces(interfaces.Receive()))) return true;
+  return OpenWantedInterface(interfaces.Get());
+}
+
+bool cQMBEIO::RegisterSink() {
+  manager = CreateObject<IMbnDeviceServicesManager>(kDeviceServicesManagerClass);
+  if (!manager) return false;
+  pointContainer = CreateObject<IConnectionPointContainer>(kDeviceServicesManagerClass);
+  if (!pointContainer) return false;
+  if (FAILED(pointContainer->FindConnectionPoint(kInterfaceId<IMbnDeviceServicesEvents>,
+                                                 eventPoint.Receive())) ||
+      !eventPoint) {
+    return false;
+  }
+  sinkCalls.Open();
+  DWORD cookie = 0;
+  if (FAILED(eventPoint->Advise(static_cast<IMbnDeviceServicesEvents*>(this), &cookie))) {
+    return false;
+  }
+  adviseCookie = cookie;
+  return true;
+}
+
+bool cQMBEIO::OpenWantedInterface(SAFEARRAY* interfaces) {
+  VARTYPE elementType = VT_EMPTY;
+  if (FAILED(SafeArrayGetVartype(interfaces, &elementType)) || elementType != VT_UNKNOWN) {
+    return false;
+  }
+  const sSafeArrayExtent extent = SafeArrayExtent(interfaces);
+  for (std::uint32_t i = 0; i < extent.count; ++i) {
+    LONG index = static_cast<LONG>(extent.lowerBound + std::int64_t{i});
+    cComPointer<IUnknown> element;
+    if (FAILED(SafeArrayGetElement(interfaces, &index, element.Receive()))) continue;
+    const auto candidate = QueryFor<IMbnInterface>(element.Get());
+    cBstr candidateId;
+    if (!candidate || FAILED(candidate->get_InterfaceID(candidateId.Receive()))) continue;
+    if (IsSameInterface(candidateId.Get(), interfaceId.Get())) {
+      return OpenService(interfaceId.Get());
+    }
+  }
+  return false;
+}
+
+bool cQMBEIO::OpenService(BSTR wantedInterfaceId) {
+  if (!manager || !eventPoint || adviseCookie == 0) return false;
+  const cBstr serviceId(kDiagServiceId);
+  if (!serviceId) return false;
+  for (int attempt = 0; attempt < kOpenAttempts; ++attempt) {
+    cComPointer<IMbnDeviceServicesContext> context;
+    if (FAILED(manager->GetDeviceServicesContext(wantedInterfaceId, context.Receive())) ||
+        !context) {
+      return false;
+    }
+    cComPointer<IMbnDeviceService> found;
+    if (FAILED(context->GetDeviceService(serviceId.Get(), found.Receive())) || !found) continue;
+    // Kept before the session is asked for: the completion, which may come before the answer, is
+    // told by its service.
+    SetService(found);
+    ULONG requestId = 0;
+    const HRESULT opened = found->OpenCommandSession(&requestId);
+    if (SUCCEEDED(opened)) return true;
+    if (opened != kChangedState) return false;
+  }
+  return false;
+}
+
+void cQMBEIO::Close() {
+  if (onDisconnected != nullptr && IsOpen()) CloseSession();
+  // From here on no other thread is in the sink, so all the rest is this thread's alone.
+  sinkCalls.Close();
+
+  const bool comInitialised = onConnected != nullptr;
+  onConnected = nullptr;
+  connectedContext = nullptr;
+  onDisconnected = nullptr;
+  disconnectedContext = nullptr;
+  interfaceId.Reset();
+  SetService({});
+  if (const DWORD cookie = adviseCookie.exchange(0); cookie != 0) eventPoint->Unadvise(cookie);
+  eventPoint.Reset();
+  pointContainer.Reset();
+  manager.Reset();
+  if (comInitialised) CoUninitialize();
+}
+
+void cQMBEIO::CloseSession() {
+  const auto openService = Service();
+  ULONG requestId = 0;
+  const bool refused = !openService || FAILED(openService->CloseCommandSession(&requestId));
+  if (!refused && WaitForSingleObject(sessionEvent.Get(), INFINITE) != WAIT_TIMEOUT) return;
+  // No completion follows that would report the end of the session. It may have ended by itself, by
+  // the interface's removal, and have been reported by now.
+  if (sessionOpen.exchange(0) != 0) onDisconnected(disconnectedContext);
+}
+
+bool cQMBEIO::Write(const void* data, std::uint32_t length) {
+  if (!IsOpen()) return false;
+  const auto openService = Service();
+  if (!openService) return false;
+  const cSafeArray bytes = MakeByteArray({static_cast<const std::uint8_t*>(data), length});
+  if (!bytes) return false;
+  ULONG requestId = 0;
+  return SUCCEEDED(openService->SetCommand(kDiagDataCommand, bytes.Get(), &requestId));
+}
+
+bool cQMBEIO::IsOpen() const { return sessionOpen != 0; }
+
+void cQMBEIO::SetDataHandler(tDataHandler handler, void* context) {
+  onData = handler;
+  dataContext = context;
+}
+
+void cQMBEIO::SetService(cComPointer<IMbnDeviceService> next) {
+  // `next` leaves with the old service in it, and gives it back outside the lock.
+  const std::lock_guard guard(lock);
+  std::swap(service, next);
+}
+
+cComPointer<IMbnDeviceService> cQMBEIO::Service() {
+  const std::lock_guard guard(lock);
+  return service;
+}
+
+bool cQMBEIO::IsOurService(const IMbnDeviceService* other) {
+  const std::lock_guard guard(lock);
+  return other != nullptr && other == service.Get();
+}
+
+void cQMBEIO::ReportConnected() {
+  if (onConnected != nullptr) onConnected(connectedContext);
+}
+
+void cQMBEIO::ReportDisconnected() {
+  if (onDisconnected != nullptr) onDisconnected(disconnectedContext);
+}
+
+HRESULT STDMETHODCALLTYPE cQMBEIO::OnOpenCommandSessionComplete(IMbnDeviceService* from,
+                                                                HRESULT status, ULONG) {
+  const auto pass = sinkCalls.Enter();
+  if (!pass || status != S_OK || !IsOurService(from)) return S_OK;
+  ResetEvent(sessionEvent.Get());
+  sessionOpen = 1;
+  ReportConnected();
+  return S_OK;
+}
+
+HRESULT STDMETHODCALLTYPE cQMBEIO::OnCloseCommandSessionComplete(IMbnDeviceService* from, HRESULT,
+                                                                 ULONG) {
+  const auto pass = sinkCalls.Enter();
+  if (!pass || !IsOurService(from)) return S_OK;
+  sessionOpen = 0;
+  ReportDisconnected();
+  OutputDebugStringW(L"-------- OnCloseCommandSessionComplete\n");
+  SetEvent(sessionEvent.Get());
+  return S_OK;
+}
+
+HRESULT STDMETHODCALLTYPE cQMBEIO::OnEventNotification(IMbnDeviceService* from, ULONG,
+                                                       SAFEARRAY* data) {
+  // Every notification of the DIAG service is DIAG data, whatever its event ID.
+  const auto pass = sinkCalls.Enter();
+  if (!pass || !IsOurService(from)) return S_OK;
+  const tDataHandler handler = onData;
+  void* const context = dataContext;
+  if (handler == nullptr || context == nullptr) return S_OK;
+
+  const cSafeArrayBytes received(data);
+  const auto bytes = received.Bytes();
+  if (bytes.size() < kLeastNotification) return S_OK;
+  // More bytes than a buffer holds make an empty one, which only sends the next request.
+  sOwnedBuffer block(new (std::nothrow) sSharedBuffer(
+      bytes.data(), static_cast<std::int32_t>(bytes.size()), kOriginDevice));
+  if (!block) return S_OK;
+  const cBufferReference reference(std::move(block));
+  handler(context, reference.Get());
+  return S_OK;
+}
+
+HRESULT STDMETHODCALLTYPE cQMBEIO::OnInterfaceStateChange(
+    BSTR changedInterfaceId, MBN_DEVICE_SERVICES_INTERFACE_STATE state) {
+  const auto pass = sinkCalls.Enter();
+  if (!pass || !IsSameInterface(changedInterfaceId, interfaceId.Get())) return S_OK;
+  switch (state) {
+    case MBN_DEVICE_SERVICES_CAPABLE_INTERFACE_REMOVAL:
+      sessionOpen = 0;
+      ReportDisconnected();
+      // The session went with the interface: a Close that waits for its completion waits in vain.
+      SetEvent(sessionEvent.Get());
+      break;
+    case MBN_DEVICE_SERVICES_CAPABLE_INTERFACE_ARRIVAL:
+      // When it fails there is nothing left to do: the next arrival tries again.
+      static_cast<void>(OpenService(interfaceId.Get()));
+      break;
+  }
+  return S_OK;
+}
+
+// The rest of the sink. Command completions say nothing (the modem answers by notifications), and
+// nobody starts the other operations.
+
+HRESULT STDMETHODCALLTYPE cQMBEIO::OnQuerySupportedCommandsComplete(IMbnDeviceService*, SAFEARRAY*,
+                                                                    HRESULT, ULONG) {
+  return S_OK;
+}
+
+HRESULT STDMETHODCALLTYPE cQMBEIO::OnSetCommandComplete(IMbnDeviceService*, ULONG, SAFEARRAY*,
+                                                        HRESULT, ULONG) {
+  return S_OK;
+}
+
+HRESULT STDMETHODCALLTYPE cQMBEIO::OnQueryCommandComplete(IMbnDeviceService*, ULONG, SAFEARRAY*,
+                                                          HRESULT, ULONG) {
+  return S_OK;
+}
+
+HRESULT STDMETHODCALLTYPE cQMBEIO::OnOpenDataSessionComplete(IMbnDeviceService*, HRESULT, ULONG) {
+  return S_OK;
+}
+
+HRESULT STDMETHODCALLTYPE cQMBEIO::OnCloseDataSessionComplete(IMbnDeviceService*, HRESULT, ULONG) {
+  return S_OK;
+}
+
+HRESULT STDMETHODCALLTYPE cQMBEIO::OnWriteDataComplete(IMbnDeviceService*, HRESULT, ULONG) {
+  return S_OK;
+}
+
+HRESULT STDMETHODCALLTYPE cQMBEIO::OnReadData(IMbnDeviceService*, SAFEARRAY*) { return S_OK; }
+
+}  // namespace corvane

@@ -1,0 +1,153 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+#include "diag/shared_buffer.h"
+#include "io/call_gate.h"
+#include "io/com_pointers.h"
+#include "io/io.h"
+#include "io/mbn_api.h"
+#include "platform/windows_handle.h"
+
+namespace corvane {
+
+// Takes one block of received bytes. `data` is the transport's and lasts for the call.
+using tDataHandler = void (*)(void* context, sSharedBuffer* data);
+
+// The transport for a modem that is reached through the Windows Mobile Broadband API: DIAG data
+// goes out as commands of the modem's DIAG device service and comes in as that service's
+// notifications. The device name is the ID of a mobile-broadband interface.
+//
+// It is a COM object, the sink that the platform calls. It starts with a count of 0: its creator
+// takes the first reference with AddRef and gives it back with Release, never with delete. The
+// last Release, on whichever thread, destroys it.
+//
+// Threads. The session thread creates it, opens it and closes it. The platform calls the sink on
+// threads of its own, from the registration inside Open on (so before Open or OpenCommandSession
+// has returned) until Close. These threads call the handlers, and Write through them. It calls
+// about one thing after the other, but a notification that answers a Write can come, on a second
+// thread, while the first is still in that Write. Why the fields can do with so little locking:
+//
+//  refCount        Any thread. Atomic.
+//  interfaceId, manager, pointContainer, eventPoint, onConnected, connectedContext, onDisconnected,
+//  disconnectedContext
+//                  Written by Open before it registers the sink, read by the sink, and cleared by
+//                  Close behind `sinkCalls`, which keeps calls of the sink out and has waited for
+//                  those inside. So they never change while another thread can see them, and a
+//                  handler never runs once Close has returned.
+//  adviseCookie    Written by Open when the registration has returned, which the sink's first call
+//                  may come before. An arrival that still reads 0 is passed over; Open is about to
+//                  look for the interface itself. One atomic word.
+//  service         Set by the session thread (Open) and by the sink (an arrival), used by both:
+//                  each takes a reference of its own under `lock`, and holds `lock` for no more.
+//  sessionOpen     Written by the sink, read by any thread. One atomic byte that announces nothing
+//                  but itself: a Write that still reads 1 just after the session was lost fails in
+//                  the platform, and Close waits for a completion that is under way or refused.
+//  onData, dataContext
+//                  Set by the connect handler, so on the sink's thread, and read there for each
+//                  notification. Each is read once and both have to be there; a reconnection sets
+//                  what stands there already. Close leaves them: without a service no notification
+//                  gets as far as them.
+//  sessionEvent    The handle is there from the constructor to the destructor.
+class cQMBEIO final : public IMbnDeviceServicesEvents, public cIO {
+ public:
+  cQMBEIO();
+
+  // IUnknown. Answers for IUnknown and for the sink.
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override;
+  ULONG STDMETHODCALLTYPE AddRef() override;
+  ULONG STDMETHODCALLTYPE Release() override;
+
+  // Registers the sink, finds the interface named `deviceName` (in any letter case) and asks for a
+  // command session on its DIAG service. To be called once before a Close, on the thread that will
+  // call Close: it enters the multithreaded apartment there. `deviceName` may have 63 characters; a
+  // longer one ends the process, as CopyBounded has it.
+  //
+  // False when the interface is not there, or when any step fails; Close and Release come after
+  // that too. True when the session was asked for (it is open only when the connect handler is
+  // called), or when the interfaces could not be listed: then an arrival is waited for.
+  [[nodiscard]] bool Open(const char* deviceName, tConnectionHandler onConnected,
+                          void* connectedContext, tConnectionHandler onDisconnected,
+                          void* disconnectedContext) override;
+
+  // Ends an open session, which the disconnect handler hears of, and waits for that without a time
+  // limit; then gives back all that Open took. No handler runs when it has returned. Not to be
+  // called by a handler.
+  //
+  // The wait ends too when the platform refuses the request, or reports that the interface has
+  // gone: no completion follows then. A platform that takes the request and stays silent about an
+  // interface that is still there keeps Close waiting.
+  void Close() override;
+
+  // One command with the bytes as its data. Only while the session is open. The command's
+  // completion is not awaited.
+  [[nodiscard]] bool Write(const void* data, std::uint32_t length) override;
+
+  // From the open completion of the command session to its end or the interface's removal.
+  [[nodiscard]] bool IsOpen() const override;
+
+  // Where notifications go from now on. Both have to be non-null for that.
+  void SetDataHandler(tDataHandler handler, void* context);
+
+  // IMbnDeviceServicesEvents. All return S_OK, and only four of them do anything.
+  HRESULT STDMETHODCALLTYPE OnQuerySupportedCommandsComplete(IMbnDeviceService* from,
+                                                             SAFEARRAY* commandIds, HRESULT status,
+                                                             ULONG requestId) override;
+  HRESULT STDMETHODCALLTYPE OnOpenCommandSessionComplete(IMbnDeviceService* from, HRESULT status,
+                                                         ULONG requestId) override;
+  HRESULT STDMETHODCALLTYPE OnCloseCommandSessionComplete(IMbnDeviceService* from, HRESULT status,
+                                                          ULONG requestId) override;
+  HRESULT STDMETHODCALLTYPE OnSetCommandComplete(IMbnDeviceService* from, ULONG responseId,
+                                                 SAFEARRAY* data, HRESULT status,
+                                                 ULONG requestId) override;
+  HRESULT STDMETHODCALLTYPE OnQueryCommandComplete(IMbnDeviceService* from, ULONG responseId,
+                                                   SAFEARRAY* data, HRESULT status,
+                                                   ULONG requestId) override;
+  HRESULT STDMETHODCALLTYPE OnEventNotification(IMbnDeviceService* from, ULONG eventId,
+                                                SAFEARRAY* data) override;
+  HRESULT STDMETHODCALLTYPE OnOpenDataSessionComplete(IMbnDeviceService* from, HRESULT status,
+                                                      ULONG requestId) override;
+  HRESULT STDMETHODCALLTYPE OnCloseDataSessionComplete(IMbnDeviceService* from, HRESULT status,
+                                                       ULONG requestId) override;
+  HRESULT STDMETHODCALLTYPE OnWriteDataComplete(IMbnDeviceService* from, HRESULT status,
+                                                ULONG requestId) override;
+  HRESULT STDMETHODCALLTYPE OnReadData(IMbnDeviceService* from, SAFEARRAY* data) override;
+  HRESULT STDMETHODCALLTYPE OnInterfaceStateChange(
+      BSTR changedInterfaceId, MBN_DEVICE_SERVICES_INTERFACE_STATE state) override;
+
+ private:
+  // Does what Close does. Only Release destroys.
+  ~cQMBEIO() override;
+
+  [[nodiscard]] bool RegisterSink();
+  [[nodiscard]] bool OpenWantedInterface(SAFEARRAY* interfaces);
+  [[nodiscard]] bool OpenService(BSTR wantedInterfaceId);
+  void CloseSession();
+  void ReportConnected();
+  void ReportDisconnected();
+  void SetService(cComPointer<IMbnDeviceService> next);
+  [[nodiscard]] cComPointer<IMbnDeviceService> Service();
+  [[nodiscard]] bool IsOurService(const IMbnDeviceService* other);
+
+  std::atomic<ULONG> refCount = 0;
+  cBstr interfaceId;
+  cComPointer<IMbnDeviceServicesManager> manager;
+  cComPointer<IMbnDeviceService> service;
+  cComPointer<IConnectionPointContainer> pointContainer;
+  cComPointer<IConnectionPoint> eventPoint;
+  std::atomic<DWORD> adviseCookie = 0;  // 0: not registered
+  std::atomic<std::uint8_t> sessionOpen = 0;
+  tConnectionHandler onConnected = nullptr;  // set by Open once COM is initialised
+  void* connectedContext = nullptr;
+  tConnectionHandler onDisconnected = nullptr;
+  void* disconnectedContext = nullptr;
+  std::atomic<tDataHandler> onData = nullptr;
+  std::atomic<void*> dataContext = nullptr;
+  // Manual-reset: unsignalled from the session's opening to its end. None when it could not be
+  // made.
+  cKernelHandle sessionEvent;
+  cCallGate sinkCalls;
+};
+
+}  // namespace corvane

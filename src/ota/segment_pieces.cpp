@@ -1,0 +1,204 @@
+#include "ota/segment_pieces.h"
+
+#include <algorithm>
+#include <new>
+#include <utility>
+
+#include "platform/error_codes.h"
+
+namespace corvane {
+namespace {
+
+// Field widths of 3GPP TS 25.331. Counts, indexes and lengths are sent as their value - 1.
+constexpr std::uint32_t kSibTypeBits = 5;
+constexpr std::uint32_t kSegmentCountBits = 4;
+constexpr std::uint32_t kSegmentIndexBits = 4;
+constexpr std::uint32_t kDataLengthBits = 8;
+constexpr std::uint32_t kListCountBits = 4;
+
+constexpr std::uint32_t kFixedSegmentBits = 222;
+constexpr std::uint32_t kCompleteSibBits = 226;
+
+// What stands in front of the pieces: on BCH the frame number and the payload choice, on FACH the
+// message type and the payload choice.
+constexpr std::uint32_t kBchLeadBits = 11 + 4;
+constexpr std::uint32_t kFachLeadBits = 2 + 4;
+
+}  // namespace
+
+cSegmentPieces::cSegmentPieces(SibAssemblyMap& map, const sOtaPacket& packet,
+                               std::uint64_t timestamp)
+    : assemblyMap(map),
+      diagTimestamp(timestamp),
+      channelMarker(packet.channel == kOtaChannelBcchBch ? kOtaChannelSibFromBch
+                                                         : kOtaChannelSibFromFach),
+      rbId(packet.rbId),
+      reader{.data = packet.message,
+             .position = packet.channel == kOtaChannelBcchBch
+                             ? std::min(packet.bitCount, kBchLeadBits)
+                             : kFachLeadBits,
+             .bitCount = packet.bitCount,
+             .bitOrder = kMostSignificantBitFirst} {}
+
+void cSegmentPieces::FirstSegment(eSegmentForm form) {
+  const auto sibType = ReadField(kSibTypeBits);
+  if (!sibType) return;
+  const auto count = ReadField(kSegmentCountBits);
+  if (!count) return;
+  const auto sentBits = ReadSentBits(form);
+  if (!sentBits) return;
+
+  sSibAssembly block = StartBlock(*sibType, *count + 1u);
+  if (!AppendData(block, *sentBits)) return;
+  if (block.receivedSegments == block.expectedSegments) {
+    EmitSib(block, diagTimestamp, packets);
+  } else {
+    StoreBlock(block);
+  }
+}
+
+void cSegmentPieces::SubsequentSegment() {
+  const auto sibType = ReadField(kSibTypeBits);
+  if (!sibType) return;
+  const auto entry = FindBlock(*sibType);
+  if (entry == assemblyMap.end()) return;
+  // A block that this segment completes stays in the map: its next segment removes it, unless a
+  // first segment replaces it before.
+  if (!AppendSegment(entry->second, ReadSegmentHeader(eSegmentForm::Fixed))) {
+    assemblyMap.erase(entry);
+  }
+}
+
+void cSegmentPieces::LastSegment(eSegmentForm form) {
+  const auto sibType = ReadField(kSibTypeBits);
+  if (!sibType) return;
+  FinishBlock(*sibType, ReadSegmentHeader(form));
+}
+
+bool cSegmentPieces::LeadingLastSegment() {
+  const auto sibType = ReadField(kSibTypeBits);
+  if (!sibType) return false;
+  const auto header = ReadSegmentHeader(eSegmentForm::Short);
+  if (!header) return false;
+
+  const std::uint32_t next = reader.position + header->sentBits;
+  FinishBlock(*sibType, header);
+  reader.position = std::min(next, reader.bitCount);
+  return true;
+}
+
+bool cSegmentPieces::CompleteSibList() {
+  const auto count = ReadField(kListCountBits);
+  if (!count) return false;
+  for (std::uint32_t left = *count + 1u; left != 0; --left) {
+    const auto sibType = ReadField(kSibTypeBits);
+    if (!sibType) return false;
+    const auto sentBits = ReadSentBits(eSegmentForm::Short);
+    if (!sentBits) return false;
+    if (!EmitComplete(*sibType, *sentBits)) return false;
+  }
+  return true;
+}
+
+void cSegmentPieces::CompleteSib() {
+  const auto sibType = ReadField(kSibTypeBits);
+  if (!sibType) return;
+  // A block that is cut short is not collected, and nothing follows it.
+  static_cast<void>(EmitComplete(*sibType, kCompleteSibBits));
+}
+
+SibPacketList cSegmentPieces::TakePackets() { return std::move(packets); }
+
+// The value of the next `bits` bits, 1 to 8, or nothing when fewer are left.
+std::optional<std::uint8_t> cSegmentPieces::ReadField(std::uint32_t bits) {
+  std::uint8_t value = 0;
+  if (ReadBits8(reader, bits, value) != kErrorSuccess) return std::nullopt;
+  return value;
+}
+
+// How many bits of data the sender says it put behind the header.
+std::optional<std::uint32_t> cSegmentPieces::ReadSentBits(eSegmentForm form) {
+  if (form == eSegmentForm::Fixed) return kFixedSegmentBits;
+  const auto length = ReadField(kDataLengthBits);
+  if (!length) return std::nullopt;
+  return *length + 1u;
+}
+
+// A segment's index and the length of its data.
+std::optional<cSegmentPieces::sSegmentHeader> cSegmentPieces::ReadSegmentHeader(eSegmentForm form) {
+  const auto index = ReadField(kSegmentIndexBits);
+  if (!index) return std::nullopt;
+  const auto sentBits = ReadSentBits(form);
+  if (!sentBits) return std::nullopt;
+  return sSegmentHeader{.index = *index + 1u, .sentBits = *sentBits};
+}
+
+SibAssemblyMap::iterator cSegmentPieces::FindBlock(std::uint8_t sibType) {
+  return assemblyMap.find(sSibKey{channelMarker, rbId, sibType});
+}
+
+sSibAssembly cSegmentPieces::StartBlock(std::uint8_t sibType,
+                                        std::uint32_t expectedSegments) const {
+  sSibAssembly block;
+  block.channelMarker = channelMarker;
+  block.rbId = rbId;
+  block.sibType = sibType;
+  block.expectedSegments = expectedSegments;
+  return block;
+}
+
+// Copies one segment's data behind the block's and counts the segment. False when the message ends
+// or the block is full before the copy is done; it is then of no more use.
+bool cSegmentPieces::AppendData(sSibAssembly& block, std::uint32_t sentBits) {
+  // The number of bits wraps at 8 bits: of 256 sent bits none are copied, and the segment counts
+  // nevertheless. In a list, the next block is then read from those bits.
+  const std::uint32_t copiedBits = sentBits % 256;
+  const std::uint32_t end = std::min(block.bitLength, sSibAssembly::kBufferBits);
+  sBitWriter writer{.data = block.buffer.data(),
+                    .position = end,
+                    .length = end,
+                    .capacity = sSibAssembly::kBufferBits,
+                    .bitOrder = kMostSignificantBitFirst};
+  if (!CopyBits(reader, writer, copiedBits)) return false;
+  block.bitLength += copiedBits;
+  ++block.receivedSegments;
+  return true;
+}
+
+// Appends to a stored block, and collects it when that completes it. False when the header could
+// not be read, the segment is not the one that the block waits for, or its data does not fit.
+bool cSegmentPieces::AppendSegment(sSibAssembly& block,
+                                   const std::optional<sSegmentHeader>& header) {
+  if (!header) return false;
+  if (block.receivedSegments != header->index) return false;
+  if (!AppendData(block, header->sentBits)) return false;
+  if (block.receivedSegments == block.expectedSegments) EmitSib(block, diagTimestamp, packets);
+  return true;
+}
+
+// Appends the last segment to its block, if that is stored, and removes the block in any case: one
+// whose last segment came too early is given up.
+void cSegmentPieces::FinishBlock(std::uint8_t sibType,
+                                 const std::optional<sSegmentHeader>& header) {
+  const auto entry = FindBlock(sibType);
+  if (entry == assemblyMap.end()) return;
+  static_cast<void>(AppendSegment(entry->second, header));
+  assemblyMap.erase(entry);
+}
+
+bool cSegmentPieces::EmitComplete(std::uint8_t sibType, std::uint32_t sentBits) {
+  sSibAssembly block = StartBlock(sibType, 1);
+  if (!AppendData(block, sentBits)) return false;
+  EmitSib(block, diagTimestamp, packets);
+  return true;
+}
+
+void cSegmentPieces::StoreBlock(const sSibAssembly& block) {
+  try {
+    assemblyMap.insert_or_assign(sSibKey{channelMarker, rbId, block.sibType}, block);
+  } catch (const std::bad_alloc&) {
+    // Only a block with a new key takes memory. Its later segments will find nothing to continue.
+  }
+}
+
+}  // namespace corvane

@@ -1,0 +1,44 @@
+#include "reader/byte_source.h"
+
+#include <cerrno>
+#include <filesystem>
+#include <system_error>
+
+namespace corvane {
+
+std::unique_ptr<cFileSource> cFileSource::Open(const std::string& path, std::string& reason) {
+  // A folder can be opened as a file on some systems, and fails only when it is read.
+  std::error_code ignored;  // a path that cannot be looked at is no folder; opening it tells why
+  if (std::filesystem::is_directory(path, ignored)) {
+    reason = "it is a folder";
+    return nullptr;
+  }
+  std::unique_ptr<cFileSource> source(new cFileSource);
+  // Unbuffered: a buffer filled earlier would hide what another process has written since.
+  source->file.rdbuf()->pubsetbuf(nullptr, 0);
+  source->file.open(path, std::ios::in | std::ios::binary);
+  if (!source->file.is_open()) {
+    reason = std::generic_category().message(errno);
+    return nullptr;
+  }
+  return source;
+}
+
+std::optional<std::uint64_t> cFileSource::Size() {
+  file.clear();
+  file.seekg(0, std::ios::end);
+  const std::streamoff end = file.tellg();
+  if (!file || end < 0) return std::nullopt;
+  return static_cast<std::uint64_t>(end);
+}
+
+std::size_t cFileSource::ReadAt(std::uint64_t offset, std::span<std::uint8_t> bytes) {
+  // A read at the end of a growing file leaves the stream in a failed state.
+  file.clear();
+  file.seekg(static_cast<std::streamoff>(offset));
+  if (!file) return 0;
+  file.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+  return static_cast<std::size_t>(file.gcount());
+}
+
+}  // namespace corvane

@@ -1,0 +1,472 @@
+#include "io/com_io.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "io/fake_system_windows.h"
+
+namespace corvane {
+namespace {
+
+using test::cFakeSystem;
+using test::UsbPort;
+using ::testing::ElementsAre;
+using ::testing::ElementsAreArray;
+using ::testing::IsEmpty;
+
+// What the handlers of one transport were told.
+struct sReports {
+  std::vector<std::string> told;
+  bool lockWasHeld = true;
+  cComIO* transport = nullptr;
+
+  // Whether some other thread than this one can take the transport's lock.
+  [[nodiscard]] bool OthersCanTakeTheLock() const {
+    bool taken = false;
+    struct sAttempt {
+      cLock* lock;
+      bool* taken;
+    } attempt{&transport->lock, &taken};
+    const cKernelHandle thread(CreateThread(
+        nullptr, 0,
+        [](void* context) -> DWORD {
+          const auto& wanted = *static_cast<sAttempt*>(context);
+          *wanted.taken = wanted.lock->try_lock();
+          if (*wanted.taken) wanted.lock->unlock();
+          return 0;
+        },
+        &attempt, 0, nullptr));
+    WaitForSingleObject(thread.Get(), INFINITE);
+    return taken;
+  }
+
+  void Tell(const char* what) {
+    told.emplace_back(what);
+    if (OthersCanTakeTheLock()) lockWasHeld = false;
+  }
+};
+
+void Connected(void* context) { static_cast<sReports*>(context)->Tell("connected"); }
+void Disconnected(void* context) { static_cast<sReports*>(context)->Tell("disconnected"); }
+
+class ComIO : public ::testing::Test {
+ protected:
+  ComIO() {
+    connected.transport = &transport;
+    disconnected.transport = &transport;
+    system.initialState.DCBlength = sizeof(DCB);
+    system.initialState.ByteSize = 5;
+  }
+
+  [[nodiscard]] bool Open(const char* name = "COM7") {
+    return transport.Open(name, Connected, &connected, Disconnected, &disconnected);
+  }
+
+  void OpenAndConnect() {
+    system.interfaces = {UsbPort("COM7")};
+    ASSERT_TRUE(Open());
+    system.WaitForWatcher();
+    system.Look();
+    ASSERT_TRUE(transport.IsOpen());
+    system.calls.clear();
+  }
+
+  cFakeSystem system;
+  // Two, so that each handler is seen to get its own context. The transport may report until its
+  // end.
+  sReports connected;
+  sReports disconnected;
+  cComIO transport;
+};
+
+TEST_F(ComIO, AFreshTransportIsAClosedSerialPort) {
+  EXPECT_EQ(transport.kind, 0u);
+  EXPECT_FALSE(transport.IsOpen());
+  EXPECT_EQ(transport.Port(), INVALID_HANDLE_VALUE);
+}
+
+TEST_F(ComIO, OpenTwiceWithoutCloseSaysSoAndReturnsFalse) {
+  ASSERT_TRUE(Open());
+  ::testing::internal::CaptureStdout();
+  EXPECT_FALSE(Open("COM8"));
+  EXPECT_EQ(::testing::internal::GetCapturedStdout(), "WatchPortThread already started\n");
+
+  system.interfaces = {UsbPort("COM7")};
+  system.WaitForWatcher();
+  system.Look();
+  EXPECT_THAT(connected.told, ElementsAre("connected")) << "the first Open still holds";
+}
+
+TEST_F(ComIO, OpenWithoutAStopEventSaysSoAndLeavesNothingRunning) {
+  system.failingEvent = 0;
+  ::testing::internal::CaptureStdout();
+  EXPECT_FALSE(Open());
+  EXPECT_EQ(::testing::internal::GetCapturedStdout(),
+            "Failed to create watch thread stopping event\n");
+  EXPECT_THAT(system.watcherWaits, IsEmpty());
+  EXPECT_TRUE(Open()) << "nothing stands in the way of another try";
+}
+
+TEST_F(ComIO, OpenWithoutAWatcherThreadSaysSoAndLeavesNothingRunning) {
+  system.failingThread = 0;
+  ::testing::internal::CaptureStdout();
+  EXPECT_FALSE(Open());
+  EXPECT_EQ(::testing::internal::GetCapturedStdout(), "Failed to create watch thread\n");
+  EXPECT_TRUE(Open()) << "nothing stands in the way of another try";
+}
+
+TEST_F(ComIO, APortThatIsThereAtOpenIsOpenedAfterOneSecondNotAtOnce) {
+  system.interfaces = {UsbPort("COM7")};
+  ASSERT_TRUE(Open());
+  system.WaitForWatcher();
+  EXPECT_EQ(system.looks, 0);
+  EXPECT_FALSE(transport.IsOpen());
+  EXPECT_THAT(system.watcherWaits, ElementsAre(1000u));
+
+  system.Look();
+  EXPECT_EQ(system.looks, 1);
+  EXPECT_TRUE(transport.IsOpen());
+  EXPECT_THAT(connected.told, ElementsAre("connected"));
+  EXPECT_THAT(system.watcherWaits, ElementsAre(1000u, 1000u));
+}
+
+TEST_F(ComIO, APortThatStaysIsOpenedAndReportedOnce) {
+  OpenAndConnect();
+  system.Look();
+  system.Look();
+  EXPECT_THAT(connected.told, ElementsAre("connected"));
+  EXPECT_THAT(disconnected.told, IsEmpty());
+  EXPECT_THAT(system.calls, IsEmpty());
+}
+
+TEST_F(ComIO, APortThatStaysAwayIsNeverReported) {
+  ASSERT_TRUE(Open());
+  system.WaitForWatcher();
+  system.Look();
+  system.Look();
+  EXPECT_THAT(connected.told, IsEmpty());
+  EXPECT_THAT(disconnected.told, IsEmpty());
+  EXPECT_EQ(system.looks, 2);
+}
+
+TEST_F(ComIO, APortThatDisappearsIsClosedAndReportedOnceAtTheFirstLookThatMissesIt) {
+  OpenAndConnect();
+  system.interfaces.clear();
+  EXPECT_TRUE(transport.IsOpen());
+  system.Look();
+  EXPECT_FALSE(transport.IsOpen());
+  EXPECT_THAT(disconnected.told, ElementsAre("disconnected"));
+  EXPECT_THAT(system.calls, ElementsAre("close"));
+  EXPECT_EQ(system.openPorts, 0);
+
+  system.Look();
+  EXPECT_THAT(disconnected.told, ElementsAre("disconnected"));
+}
+
+TEST_F(ComIO, APortCanComeAndGoAnyNumberOfTimes) {
+  OpenAndConnect();
+  for (int round = 0; round < 3; ++round) {
+    system.interfaces.clear();
+    system.Look();
+    system.interfaces = {UsbPort("COM7")};
+    system.Look();
+  }
+  EXPECT_EQ(connected.told.size(), 4u);
+  EXPECT_EQ(disconnected.told.size(), 3u);
+  EXPECT_EQ(system.openPorts, 1);
+}
+
+TEST_F(ComIO, BothHandlersRunWithTheLockHeld) {
+  OpenAndConnect();
+  system.interfaces.clear();
+  system.Look();
+  EXPECT_TRUE(connected.lockWasHeld);
+  EXPECT_TRUE(disconnected.lockWasHeld);
+}
+
+TEST_F(ComIO, TransportWithoutHandlersStillFollowsThePort) {
+  system.interfaces = {UsbPort("COM7")};
+  ASSERT_TRUE(transport.Open("COM7", nullptr, nullptr, nullptr, nullptr));
+  system.WaitForWatcher();
+  system.Look();
+  EXPECT_TRUE(transport.IsOpen());
+  system.interfaces.clear();
+  system.Look();
+  EXPECT_FALSE(transport.IsOpen());
+}
+
+TEST_F(ComIO, AClassListThatCannotBeMadeCountsAsAPortThatIsGone) {
+  OpenAndConnect();
+  system.classListFails = true;
+  system.Look();
+  EXPECT_FALSE(transport.IsOpen());
+  EXPECT_THAT(disconnected.told, ElementsAre("disconnected"));
+}
+
+TEST_F(ComIO, ThePortIsOpenedForItselfAloneAndForSynchronousUse) {
+  OpenAndConnect();
+  system.interfaces.clear();
+  system.Look();
+  system.calls.clear();
+  system.interfaces = {UsbPort("COM7")};
+  system.Look();
+  EXPECT_THAT(system.calls,
+              ElementsAre(R"(open \\.\COM7)", "get state", "set state", "set timeouts"));
+  EXPECT_EQ(system.lastAccess, GENERIC_READ | GENERIC_WRITE);
+  EXPECT_EQ(system.lastShareMode, 0u);
+  EXPECT_EQ(system.lastDisposition, DWORD{OPEN_EXISTING});
+  EXPECT_EQ(system.lastAttributes, DWORD{FILE_ATTRIBUTE_NORMAL});
+}
+
+TEST_F(ComIO, OfALongNameTheDevicePathHasTheFirst59Characters) {
+  const std::string name = "COM" + std::string(60, '7');
+  system.interfaces = {UsbPort(name)};
+  ASSERT_TRUE(Open(name.c_str()));
+  system.WaitForWatcher();
+  system.Look();
+  ASSERT_FALSE(system.calls.empty());
+  EXPECT_EQ(system.calls.front(), R"(open \\.\)" + name.substr(0, 59));
+}
+
+TEST_F(ComIO, TheLineGetsEightBitsWithoutSoftwareFlowControlAndKeepsTheRest) {
+  DCB& before = system.initialState;
+  before.BaudRate = 12345;
+  before.fBinary = TRUE;
+  before.fParity = TRUE;
+  before.fOutxCtsFlow = TRUE;
+  before.fOutxDsrFlow = TRUE;
+  before.fDtrControl = 3;
+  before.fDsrSensitivity = TRUE;
+  before.fTXContinueOnXoff = TRUE;
+  before.fOutX = TRUE;
+  before.fInX = TRUE;
+  before.fErrorChar = TRUE;
+  before.fNull = TRUE;
+  before.fRtsControl = 3;
+  before.fAbortOnError = TRUE;
+  before.ByteSize = 5;
+  before.Parity = ODDPARITY;
+  before.StopBits = TWOSTOPBITS;
+  OpenAndConnect();
+
+  EXPECT_EQ(system.stateLengthAsked, 28u);
+  const DCB& after = system.setState;
+  EXPECT_EQ(after.fOutX, 0u);
+  EXPECT_EQ(after.fInX, 0u);
+  EXPECT_EQ(after.fErrorChar, 0u);
+  EXPECT_EQ(after.fAbortOnError, 0u);
+  EXPECT_EQ(after.ByteSize, 8);
+
+  EXPECT_EQ(after.BaudRate, 12345u);
+  EXPECT_EQ(after.fBinary, 1u);
+  EXPECT_EQ(after.fParity, 1u);
+  EXPECT_EQ(after.fOutxCtsFlow, 1u);
+  EXPECT_EQ(after.fOutxDsrFlow, 1u);
+  EXPECT_EQ(after.fDtrControl, 3u);
+  EXPECT_EQ(after.fDsrSensitivity, 1u);
+  EXPECT_EQ(after.fTXContinueOnXoff, 1u);
+  EXPECT_EQ(after.fNull, 1u);
+  EXPECT_EQ(after.fRtsControl, 3u);
+  EXPECT_EQ(after.Parity, ODDPARITY);
+  EXPECT_EQ(after.StopBits, TWOSTOPBITS);
+}
+
+TEST_F(ComIO, ReadsEndTwoMillisecondsAfterTheDataAndWritesGetASecondAByte) {
+  OpenAndConnect();
+  EXPECT_EQ(system.timeouts.ReadIntervalTimeout, 2u);
+  EXPECT_EQ(system.timeouts.ReadTotalTimeoutMultiplier, 0u);
+  EXPECT_EQ(system.timeouts.ReadTotalTimeoutConstant, 0u);
+  EXPECT_EQ(system.timeouts.WriteTotalTimeoutMultiplier, 1000u);
+  EXPECT_EQ(system.timeouts.WriteTotalTimeoutConstant, 1u);
+}
+
+TEST_F(ComIO, APortThatCannotBeOpenedIsTriedAgainAtEveryLookInSilence) {
+  system.interfaces = {UsbPort("COM7")};
+  system.openFails = true;
+  ASSERT_TRUE(Open());
+  ::testing::internal::CaptureStdout();
+  system.WaitForWatcher();
+  system.Look();
+  system.Look();
+  EXPECT_EQ(::testing::internal::GetCapturedStdout(), "");
+  EXPECT_THAT(system.calls, ElementsAre(R"(open \\.\COM7)", R"(open \\.\COM7)"));
+  EXPECT_THAT(connected.told, IsEmpty());
+
+  system.openFails = false;
+  system.Look();
+  EXPECT_THAT(connected.told, ElementsAre("connected"));
+}
+
+TEST_F(ComIO, APortThatCannotBeSetUpIsClosedInSilenceAndTriedAgain) {
+  bool cFakeSystem::*const failures[] = {&cFakeSystem::getStateFails, &cFakeSystem::setStateFails,
+                                         &cFakeSystem::setTimeoutsFails};
+  system.interfaces = {UsbPort("COM7")};
+  ASSERT_TRUE(Open());
+  system.WaitForWatcher();
+  for (const auto failure : failures) {
+    system.*failure = true;
+    ::testing::internal::CaptureStdout();
+    system.Look();
+    EXPECT_EQ(::testing::internal::GetCapturedStdout(), "");
+    EXPECT_FALSE(transport.IsOpen());
+    EXPECT_EQ(system.openPorts, 0);
+    EXPECT_EQ(system.calls.back(), "close");
+    system.*failure = false;
+  }
+  EXPECT_THAT(connected.told, IsEmpty());
+  EXPECT_THAT(disconnected.told, IsEmpty());
+  system.Look();
+  EXPECT_THAT(connected.told, ElementsAre("connected"));
+}
+
+TEST_F(ComIO, AWriteOfAllBytesSucceeds) {
+  OpenAndConnect();
+  const std::uint8_t bytes[] = {0x1D, 0x1C, 0x3B, 0x7E};
+  EXPECT_TRUE(transport.Write(bytes, sizeof bytes));
+  EXPECT_THAT(system.written, ElementsAre(ElementsAreArray(bytes)));
+  EXPECT_THAT(system.calls, ElementsAre("write"));
+  EXPECT_THAT(disconnected.told, IsEmpty());
+}
+
+TEST_F(ComIO, AWriteOfNothingSucceeds) {
+  OpenAndConnect();
+  EXPECT_TRUE(transport.Write(nullptr, 0));
+  EXPECT_TRUE(transport.IsOpen());
+}
+
+TEST_F(ComIO, AFailedWriteClosesThePortAndReportsADisconnection) {
+  OpenAndConnect();
+  system.writeFails = true;
+  EXPECT_FALSE(transport.Write("x", 1));
+  EXPECT_FALSE(transport.IsOpen());
+  EXPECT_THAT(system.calls, ElementsAre("write", "close"));
+  EXPECT_THAT(disconnected.told, ElementsAre("disconnected"));
+}
+
+TEST_F(ComIO, AShortWriteClosesThePortAndReportsADisconnection) {
+  OpenAndConnect();
+  system.shortWrite = 2;
+  EXPECT_FALSE(transport.Write("xyz", 3));
+  EXPECT_FALSE(transport.IsOpen());
+  EXPECT_THAT(disconnected.told, ElementsAre("disconnected"));
+}
+
+TEST_F(ComIO, AfterAFailedWriteThePortIsReopenedAtTheNextLook) {
+  OpenAndConnect();
+  system.writeFails = true;
+  EXPECT_FALSE(transport.Write("x", 1));
+  system.writeFails = false;
+  system.Look();
+  EXPECT_TRUE(transport.IsOpen());
+  EXPECT_THAT(connected.told, ElementsAre("connected", "connected"));
+}
+
+TEST_F(ComIO, AWriteOnAClosedPortFailsWithoutAReport) {
+  EXPECT_FALSE(transport.Write("x", 1));
+  ASSERT_TRUE(Open());
+  EXPECT_FALSE(transport.Write("x", 1));
+  EXPECT_THAT(disconnected.told, IsEmpty());
+}
+
+TEST_F(ComIO, ClosePortEndsTheReadersReadBeforeItClosesTheHandleAndThenReports) {
+  OpenAndConnect();
+  const HANDLE reader = GetCurrentThread();
+  transport.SetReaderThread(reader);
+  transport.ClosePort();
+  EXPECT_THAT(system.calls, ElementsAre("cancel", "close"));
+  EXPECT_EQ(system.cancelledThread, reader);
+  EXPECT_THAT(disconnected.told, ElementsAre("disconnected"));
+
+  system.calls.clear();
+  system.Look();
+  transport.ClosePort();
+  EXPECT_EQ(system.calls.back(), "close");
+  EXPECT_EQ(std::count(system.calls.begin(), system.calls.end(), "cancel"), 0)
+      << "the reader of the earlier connection is forgotten";
+}
+
+TEST_F(ComIO, ClosePortOnAClosedPortDoesNothing) {
+  transport.SetReaderThread(GetCurrentThread());
+  transport.ClosePort();
+  EXPECT_THAT(system.calls, IsEmpty());
+  EXPECT_THAT(disconnected.told, IsEmpty());
+}
+
+TEST_F(ComIO, CloseWhileThePortIsOpenReportsOneDisconnection) {
+  OpenAndConnect();
+  transport.Close();
+  EXPECT_THAT(disconnected.told, ElementsAre("disconnected"));
+  EXPECT_FALSE(transport.IsOpen());
+  EXPECT_EQ(system.openPorts, 0);
+  transport.Close();
+  EXPECT_THAT(disconnected.told, ElementsAre("disconnected"));
+}
+
+TEST_F(ComIO, CloseWhileThePortIsAbsentReportsNothing) {
+  ASSERT_TRUE(Open());
+  system.WaitForWatcher();
+  system.Look();
+  transport.Close();
+  EXPECT_THAT(disconnected.told, IsEmpty());
+}
+
+TEST_F(ComIO, CloseWithoutAWatcherDoesNothing) {
+  transport.Close();
+  EXPECT_THAT(system.calls, IsEmpty());
+}
+
+TEST_F(ComIO, AfterCloseItCanBeOpenedAgain) {
+  OpenAndConnect();
+  transport.Close();
+  ASSERT_TRUE(Open());
+  system.WaitForWatcher();
+  system.Look();
+  EXPECT_THAT(connected.told, ElementsAre("connected", "connected"));
+}
+
+TEST_F(ComIO, TheDestructorClosesAnOpenPortAndReportsIt) {
+  sReports gone;
+  {
+    cComIO shortLived;
+    connected.transport = &shortLived;
+    gone.transport = &shortLived;
+    system.interfaces = {UsbPort("COM7")};
+    ASSERT_TRUE(shortLived.Open("COM7", Connected, &connected, Disconnected, &gone));
+    system.WaitForWatcher();
+    system.Look();
+    ASSERT_TRUE(shortLived.IsOpen());
+  }
+  EXPECT_THAT(gone.told, ElementsAre("disconnected"));
+  EXPECT_EQ(system.openPorts, 0);
+}
+
+TEST_F(ComIO, AWaitThatFailsEndsTheWatcherAndThePortStays) {
+  OpenAndConnect();
+  system.FailNextWait();
+  transport.Close();
+  EXPECT_THAT(disconnected.told, ElementsAre("disconnected"));
+  EXPECT_EQ(system.looks, 1);
+}
+
+TEST_F(ComIO, EveryLookGivesBackItsListAndKeys) {
+  OpenAndConnect();
+  system.interfaces = {UsbPort("COM1", "0001"), UsbPort("COM2", "0002")};
+  system.Look();
+  system.Look();
+  EXPECT_EQ(system.openClassLists, 0);
+  EXPECT_EQ(system.openKeys, 0);
+}
+
+TEST(WatchPortThread, EndsAtOnceForNullAndForATransportThatIsNoSerialPort) {
+  cFakeSystem system;
+  EXPECT_EQ(WatchPortThread(nullptr), 0u);
+  cIO mobileBroadband(kMobileBroadband);
+  EXPECT_EQ(WatchPortThread(&mobileBroadband), 0u);
+  EXPECT_THAT(system.watcherWaits, IsEmpty());
+}
+
+}  // namespace
+}  // namespace corvane

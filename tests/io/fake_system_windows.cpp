@@ -1,0 +1,354 @@
+#include "io/fake_system_windows.h"
+
+// clang-format off
+#include <windows.h>
+#include <setupapi.h>
+// clang-format on
+
+#include <algorithm>
+#include <cstring>
+#include <optional>
+#include <string_view>
+
+#include "io/replaced_import.h"
+
+namespace corvane::test {
+
+cFakeSystem* gFakeSystem = nullptr;
+
+namespace {
+
+constexpr DWORD kWatcherWaitMs = 1000;
+const HDEVINFO kClassList = reinterpret_cast<HDEVINFO>(std::uintptr_t{0x51});
+
+// The standard library's locks would go through the replaced calls.
+class cPortGuard {
+ public:
+  explicit cPortGuard(cFakeSystem& guarded) : system(guarded) {
+    AcquireSRWLockExclusive(&system.portLock);
+  }
+  ~cPortGuard() { ReleaseSRWLockExclusive(&system.portLock); }
+  cPortGuard(const cPortGuard&) = delete;
+  cPortGuard& operator=(const cPortGuard&) = delete;
+
+ private:
+  cFakeSystem& system;
+};
+
+HKEY KeyOf(std::size_t index) { return reinterpret_cast<HKEY>(std::uintptr_t{0x1000} + index); }
+
+std::size_t IndexOf(HKEY key) { return reinterpret_cast<std::uintptr_t>(key) - 0x1000; }
+
+}  // namespace
+
+sFakeInterface UsbPort(const std::string& portName, const std::string& instance) {
+  sFakeInterface made;
+  made.path =
+      R"(\\?\usb#vid_1234&pid_0001#)" + instance + "#{86e0d1e0-8089-11d0-9ce4-08003e301f73}";
+  made.keyPath = R"(System\CurrentControlSet\Enum\usb\vid_1234&pid_0001\)" + instance +
+                 R"(\Device Parameters)";
+  made.portName = portName + '\0';
+  return made;
+}
+
+cFakeSystem::cFakeSystem()
+    : tick(CreateEventW(nullptr, FALSE, FALSE, nullptr)),
+      failWait(CreateEventW(nullptr, FALSE, FALSE, nullptr)),
+      arrived(CreateSemaphoreW(nullptr, 0, 1000, nullptr)) {
+  // The watcher comes here while a test has memory run out.
+  watcherWaits.reserve(1000);
+  gFakeSystem = this;
+}
+
+cFakeSystem::~cFakeSystem() {
+  gFakeSystem = nullptr;
+  CloseHandle(tick);
+  CloseHandle(failWait);
+  CloseHandle(arrived);
+}
+
+bool cFakeSystem::HasPort(HANDLE handle) {
+  const cPortGuard guard(*this);
+  return ports.contains(handle);
+}
+
+void cFakeSystem::Receive(std::vector<std::uint8_t> bytes) {
+  const cPortGuard guard(*this);
+  toRead.push_back(std::move(bytes));
+  WakeAllConditionVariable(&readable);
+}
+
+void cFakeSystem::WaitForWatcher() { WaitForSingleObject(arrived, INFINITE); }
+
+void cFakeSystem::Look() {
+  SetEvent(tick);
+  WaitForWatcher();
+}
+
+}  // namespace corvane::test
+
+using corvane::test::cPortGuard;
+using corvane::test::gFakeSystem;
+using corvane::test::sFakeInterface;
+
+namespace {
+
+HANDLE WINAPI FakeCreateEventW(SECURITY_ATTRIBUTES*, BOOL, BOOL, const wchar_t*);
+HANDLE WINAPI FakeCreateThread(SECURITY_ATTRIBUTES*, SIZE_T, LPTHREAD_START_ROUTINE, void*, DWORD,
+                               DWORD*);
+DWORD WINAPI FakeWaitForSingleObject(HANDLE, DWORD);
+BOOL WINAPI FakeCloseHandle(HANDLE);
+BOOL WINAPI FakeCancelSynchronousIo(HANDLE);
+HDEVINFO WINAPI FakeSetupDiGetClassDevsW(const GUID*, const wchar_t*, HWND, DWORD);
+BOOL WINAPI FakeSetupDiEnumDeviceInterfaces(HDEVINFO, SP_DEVINFO_DATA*, const GUID*, DWORD,
+                                            SP_DEVICE_INTERFACE_DATA*);
+BOOL WINAPI FakeSetupDiGetDeviceInterfaceDetailA(HDEVINFO, SP_DEVICE_INTERFACE_DATA*,
+                                                 SP_DEVICE_INTERFACE_DETAIL_DATA_A*, DWORD, DWORD*,
+                                                 SP_DEVINFO_DATA*);
+BOOL WINAPI FakeSetupDiGetDeviceRegistryPropertyA(HDEVINFO, SP_DEVINFO_DATA*, DWORD, DWORD*, BYTE*,
+                                                  DWORD, DWORD*);
+BOOL WINAPI FakeSetupDiDestroyDeviceInfoList(HDEVINFO);
+LSTATUS WINAPI FakeRegOpenKeyExA(HKEY, const char*, DWORD, REGSAM, HKEY*);
+LSTATUS WINAPI FakeRegQueryValueExA(HKEY, const char*, DWORD*, DWORD*, BYTE*, DWORD*);
+LSTATUS WINAPI FakeRegCloseKey(HKEY);
+HANDLE WINAPI FakeCreateFileA(const char*, DWORD, DWORD, SECURITY_ATTRIBUTES*, DWORD, DWORD,
+                              HANDLE);
+BOOL WINAPI FakeGetCommState(HANDLE, DCB*);
+BOOL WINAPI FakeSetCommState(HANDLE, DCB*);
+BOOL WINAPI FakeSetCommTimeouts(HANDLE, COMMTIMEOUTS*);
+BOOL WINAPI FakeWriteFile(HANDLE, const void*, DWORD, DWORD*, OVERLAPPED*);
+BOOL WINAPI FakeReadFile(HANDLE, void*, DWORD, DWORD*, OVERLAPPED*);
+
+}  // namespace
+
+REPLACE_IMPORT(CreateEventW, FakeCreateEventW)
+REPLACE_IMPORT(CreateThread, FakeCreateThread)
+REPLACE_IMPORT(WaitForSingleObject, FakeWaitForSingleObject)
+REPLACE_IMPORT(CloseHandle, FakeCloseHandle)
+REPLACE_IMPORT(CancelSynchronousIo, FakeCancelSynchronousIo)
+REPLACE_IMPORT(SetupDiGetClassDevsW, FakeSetupDiGetClassDevsW)
+REPLACE_IMPORT(SetupDiEnumDeviceInterfaces, FakeSetupDiEnumDeviceInterfaces)
+REPLACE_IMPORT(SetupDiGetDeviceInterfaceDetailA, FakeSetupDiGetDeviceInterfaceDetailA)
+REPLACE_IMPORT(SetupDiGetDeviceRegistryPropertyA, FakeSetupDiGetDeviceRegistryPropertyA)
+REPLACE_IMPORT(SetupDiDestroyDeviceInfoList, FakeSetupDiDestroyDeviceInfoList)
+REPLACE_IMPORT(RegOpenKeyExA, FakeRegOpenKeyExA)
+REPLACE_IMPORT(RegQueryValueExA, FakeRegQueryValueExA)
+REPLACE_IMPORT(RegCloseKey, FakeRegCloseKey)
+REPLACE_IMPORT(CreateFileA, FakeCreateFileA)
+REPLACE_IMPORT(GetCommState, FakeGetCommState)
+REPLACE_IMPORT(SetCommState, FakeSetCommState)
+REPLACE_IMPORT(SetCommTimeouts, FakeSetCommTimeouts)
+REPLACE_IMPORT(WriteFile, FakeWriteFile)
+REPLACE_IMPORT(ReadFile, FakeReadFile)
+
+namespace {
+
+// Whether this call is the one that is to fail.
+bool TakesFailure(std::optional<int>& callsBefore) {
+  if (!callsBefore) return false;
+  if (*callsBefore == 0) {
+    callsBefore.reset();
+    return true;
+  }
+  --*callsBefore;
+  return false;
+}
+
+HANDLE WINAPI FakeCreateEventW(SECURITY_ATTRIBUTES* security, BOOL manualReset, BOOL signalled,
+                               const wchar_t* name) {
+  if (gFakeSystem != nullptr && TakesFailure(gFakeSystem->failingEvent)) return nullptr;
+  return ORIGINAL(CreateEventW)(security, manualReset, signalled, name);
+}
+
+HANDLE WINAPI FakeCreateThread(SECURITY_ATTRIBUTES* security, SIZE_T stack,
+                               LPTHREAD_START_ROUTINE routine, void* argument, DWORD flags,
+                               DWORD* identifier) {
+  if (gFakeSystem != nullptr && TakesFailure(gFakeSystem->failingThread)) return nullptr;
+  return ORIGINAL(CreateThread)(security, stack, routine, argument, flags, identifier);
+}
+
+DWORD WINAPI FakeWaitForSingleObject(HANDLE handle, DWORD milliseconds) {
+  if (gFakeSystem == nullptr || milliseconds == INFINITE || milliseconds == 0) {
+    return ORIGINAL(WaitForSingleObject)(handle, milliseconds);
+  }
+  gFakeSystem->watcherWaits.push_back(milliseconds);
+  ReleaseSemaphore(gFakeSystem->arrived, 1, nullptr);
+  const HANDLE ends[] = {handle, gFakeSystem->tick, gFakeSystem->failWait};
+  switch (WaitForMultipleObjects(3, ends, FALSE, INFINITE)) {
+    case WAIT_OBJECT_0:
+      return WAIT_OBJECT_0;
+    case WAIT_OBJECT_0 + 1:
+      return WAIT_TIMEOUT;
+    default:
+      return WAIT_FAILED;
+  }
+}
+
+BOOL WINAPI FakeCloseHandle(HANDLE handle) {
+  if (gFakeSystem != nullptr) {
+    const cPortGuard guard(*gFakeSystem);
+    if (gFakeSystem->ports.erase(handle) != 0) {
+      gFakeSystem->calls.emplace_back("close");
+      --gFakeSystem->openPorts;
+      WakeAllConditionVariable(&gFakeSystem->readable);
+    }
+  }
+  return ORIGINAL(CloseHandle)(handle);
+}
+
+BOOL WINAPI FakeCancelSynchronousIo(HANDLE thread) {
+  gFakeSystem->calls.emplace_back("cancel");
+  gFakeSystem->cancelledThread = thread;
+  return TRUE;
+}
+
+HDEVINFO WINAPI FakeSetupDiGetClassDevsW(const GUID* interfaceClass, const wchar_t*, HWND,
+                                         DWORD flags) {
+  ++gFakeSystem->looks;
+  gFakeSystem->classAsked = *interfaceClass;
+  gFakeSystem->classFlagsAsked = flags;
+  if (gFakeSystem->classListFails) return INVALID_HANDLE_VALUE;
+  ++gFakeSystem->openClassLists;
+  return corvane::test::kClassList;
+}
+
+BOOL WINAPI FakeSetupDiEnumDeviceInterfaces(HDEVINFO, SP_DEVINFO_DATA*, const GUID*, DWORD index,
+                                            SP_DEVICE_INTERFACE_DATA* found) {
+  if (found->cbSize != sizeof *found || index >= gFakeSystem->interfaces.size()) return FALSE;
+  found->Reserved = index;
+  return TRUE;
+}
+
+BOOL WINAPI FakeSetupDiGetDeviceInterfaceDetailA(HDEVINFO, SP_DEVICE_INTERFACE_DATA* found,
+                                                 SP_DEVICE_INTERFACE_DETAIL_DATA_A* detail,
+                                                 DWORD size, DWORD*, SP_DEVINFO_DATA* device) {
+  const sFakeInterface& present = gFakeSystem->interfaces.at(found->Reserved);
+  gFakeSystem->detailSizeAsked = size;
+  if (present.detailFails || detail->cbSize != sizeof *detail) return FALSE;
+  if (offsetof(SP_DEVICE_INTERFACE_DETAIL_DATA_A, DevicePath) + present.path.size() + 1 > size) {
+    return FALSE;
+  }
+  std::memcpy(detail->DevicePath, present.path.c_str(), present.path.size() + 1);
+  if (device != nullptr) device->Reserved = found->Reserved;
+  return TRUE;
+}
+
+BOOL WINAPI FakeSetupDiGetDeviceRegistryPropertyA(HDEVINFO, SP_DEVINFO_DATA* device, DWORD property,
+                                                  DWORD*, BYTE* bytes, DWORD size, DWORD*) {
+  const sFakeInterface& present = gFakeSystem->interfaces.at(device->Reserved);
+  const std::string& text =
+      property == SPDRP_FRIENDLYNAME ? present.friendlyName : present.description;
+  if (text.empty() || text.size() + 1 > size) return FALSE;
+  std::memcpy(bytes, text.c_str(), text.size() + 1);
+  return TRUE;
+}
+
+BOOL WINAPI FakeSetupDiDestroyDeviceInfoList(HDEVINFO) {
+  --gFakeSystem->openClassLists;
+  return TRUE;
+}
+
+LSTATUS WINAPI FakeRegOpenKeyExA(HKEY root, const char* path, DWORD, REGSAM access, HKEY* opened) {
+  gFakeSystem->keysAsked.emplace_back(path);
+  gFakeSystem->keyAccessAsked = access;
+  const auto found = std::find_if(
+      gFakeSystem->interfaces.begin(), gFakeSystem->interfaces.end(),
+      [path](const sFakeInterface& present) { return present.keyPath == std::string(path); });
+  if (root != HKEY_LOCAL_MACHINE || found == gFakeSystem->interfaces.end()) {
+    return ERROR_FILE_NOT_FOUND;
+  }
+  ++gFakeSystem->openKeys;
+  *opened = corvane::test::KeyOf(static_cast<std::size_t>(found - gFakeSystem->interfaces.begin()));
+  return ERROR_SUCCESS;
+}
+
+LSTATUS WINAPI FakeRegQueryValueExA(HKEY key, const char* name, DWORD*, DWORD*, BYTE* bytes,
+                                    DWORD* size) {
+  const sFakeInterface& present = gFakeSystem->interfaces.at(corvane::test::IndexOf(key));
+  gFakeSystem->nameSizeAsked = *size;
+  if (std::string_view(name) != "PortName" || !present.portName) return ERROR_FILE_NOT_FOUND;
+  if (present.portName->size() > *size) return ERROR_MORE_DATA;
+  std::memcpy(bytes, present.portName->data(), present.portName->size());
+  *size = static_cast<DWORD>(present.portName->size());
+  return ERROR_SUCCESS;
+}
+
+LSTATUS WINAPI FakeRegCloseKey(HKEY) {
+  --gFakeSystem->openKeys;
+  return ERROR_SUCCESS;
+}
+
+HANDLE WINAPI FakeCreateFileA(const char* path, DWORD access, DWORD shareMode,
+                              SECURITY_ATTRIBUTES* security, DWORD disposition, DWORD attributes,
+                              HANDLE model) {
+  if (std::string_view(path).substr(0, 4) != R"(\\.\)") {
+    return ORIGINAL(CreateFileA)(path, access, shareMode, security, disposition, attributes, model);
+  }
+  gFakeSystem->calls.push_back(std::string("open ") + path);
+  gFakeSystem->lastAccess = access;
+  gFakeSystem->lastShareMode = shareMode;
+  gFakeSystem->lastDisposition = disposition;
+  gFakeSystem->lastAttributes = attributes;
+  if (gFakeSystem->openFails) return INVALID_HANDLE_VALUE;
+  const HANDLE opened = ORIGINAL(CreateEventW)(nullptr, TRUE, FALSE, nullptr);
+  const cPortGuard guard(*gFakeSystem);
+  gFakeSystem->ports.emplace(opened, path);
+  ++gFakeSystem->openPorts;
+  return opened;
+}
+
+BOOL WINAPI FakeGetCommState(HANDLE, DCB* state) {
+  gFakeSystem->calls.emplace_back("get state");
+  gFakeSystem->stateLengthAsked = state->DCBlength;
+  if (gFakeSystem->getStateFails) return FALSE;
+  *state = gFakeSystem->initialState;
+  return TRUE;
+}
+
+BOOL WINAPI FakeSetCommState(HANDLE, DCB* state) {
+  gFakeSystem->calls.emplace_back("set state");
+  gFakeSystem->setState = *state;
+  return gFakeSystem->setStateFails ? FALSE : TRUE;
+}
+
+BOOL WINAPI FakeSetCommTimeouts(HANDLE, COMMTIMEOUTS* timeouts) {
+  gFakeSystem->calls.emplace_back("set timeouts");
+  gFakeSystem->timeouts = *timeouts;
+  return gFakeSystem->setTimeoutsFails ? FALSE : TRUE;
+}
+
+BOOL WINAPI FakeWriteFile(HANDLE file, const void* bytes, DWORD length, DWORD* written,
+                          OVERLAPPED* overlapped) {
+  if (gFakeSystem == nullptr || !gFakeSystem->HasPort(file)) {
+    return ORIGINAL(WriteFile)(file, bytes, length, written, overlapped);
+  }
+  const cPortGuard guard(*gFakeSystem);
+  gFakeSystem->calls.emplace_back("write");
+  if (gFakeSystem->writeFails) return FALSE;
+  *written = gFakeSystem->shortWrite.value_or(length);
+  const auto* const first = static_cast<const std::uint8_t*>(bytes);
+  gFakeSystem->written.emplace_back(first, first + *written);
+  return TRUE;
+}
+
+BOOL WINAPI FakeReadFile(HANDLE file, void* bytes, DWORD length, DWORD* received,
+                         OVERLAPPED* overlapped) {
+  if (gFakeSystem == nullptr || file == nullptr) {
+    return ORIGINAL(ReadFile)(file, bytes, length, received, overlapped);
+  }
+  const cPortGuard guard(*gFakeSystem);
+  gFakeSystem->readLengthsAsked.push_back(length);
+  *received = 0;
+  if (length == 0) return TRUE;
+  while (gFakeSystem->ports.contains(file) && gFakeSystem->toRead.empty()) {
+    SleepConditionVariableSRW(&gFakeSystem->readable, &gFakeSystem->portLock, INFINITE, 0);
+  }
+  if (!gFakeSystem->ports.contains(file)) return FALSE;
+  const std::vector<std::uint8_t> next = gFakeSystem->toRead.front();
+  gFakeSystem->toRead.pop_front();
+  *received = std::min(length, static_cast<DWORD>(next.size()));
+  std::memcpy(bytes, next.data(), *received);
+  return TRUE;
+}
+
+}  // namespace

@@ -1,0 +1,71 @@
+#include "item_description.h"
+
+#include <fmt/format.h>
+
+#include "capture/isf_format.h"
+#include "diag/little_endian.h"
+#include "log_packet.h"
+#include "message_description.h"
+#include "printable_text.h"
+#include "reader/text_item.h"
+#include "request_description.h"
+#include "signalling_description.h"
+
+namespace corvane::tools {
+namespace {
+
+[[nodiscard]] std::string DescribeText(const sCaptureItem& item) {
+  const std::optional<std::string> text = DecodeTextItem(item.bytes);
+  return text ? "text " + Quote(*text) : "information without a text header";
+}
+
+// The store's form of one event: command, length, event word, time, payload.
+[[nodiscard]] std::string DescribeEvent(const sCaptureItem& item) {
+  constexpr std::size_t kEventWord = 3;
+  constexpr std::size_t kPayload = 13;
+  if (item.bytes.size() < kPayload) return "event that is cut off";
+  const unsigned id = Load16(&item.bytes[kEventWord]) & 0x0FFFu;
+  const std::size_t payload = item.bytes.size() - kPayload;
+  if (payload == 0) return fmt::format("event {}", id);
+  return fmt::format("event {}, {} byte{} of payload", id, payload, payload == 1 ? "" : "s");
+}
+
+[[nodiscard]] std::string DescribeLog(const sCaptureItem& item) {
+  const std::optional<std::uint16_t> code = LogCode(item);
+  if (!code) return "log packet without a log code";
+  if (*code == kOtaLogCode) return DescribeOtaLog(item);
+  std::string text = fmt::format("log 0x{:04X}", *code);
+  if (item.extra) text += fmt::format(", technology {}", *item.extra);
+  return text;
+}
+
+}  // namespace
+
+std::string DescribeItem(const sCaptureItem& item) {
+  switch (item.type) {
+    case isf::kInformationItem:
+      return DescribeText(item);
+    case isf::kEventItem:
+      return DescribeEvent(item);
+    case isf::kShortLogItem:
+    case isf::kLogItem:
+    case isf::kSignallingLogItem:
+      return DescribeLog(item);
+    case isf::kMessageItem:
+      return DescribeMessage(item.bytes);
+    case isf::kRequestItem:
+    case isf::kSubsystemRequestItem:
+      return DescribeRequest(item.bytes);
+    case isf::kPacketItem:
+    case isf::kSubsystemItem:
+      return DescribeReply(item.bytes);
+    default:
+      return "item of an unknown type";
+  }
+}
+
+bool HasCommand(const sCaptureItem& item) {
+  return item.type != isf::kInformationItem && !item.bytes.empty();
+}
+
+}  // namespace corvane::tools

@@ -1,0 +1,117 @@
+#include "list_command.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <charconv>
+#include <iostream>
+#include <iterator>
+#include <memory>
+#include <optional>
+
+#include "exit_codes.h"
+#include "item_description.h"
+#include "item_names.h"
+#include "printable_text.h"
+#include "reader/capture_file.h"
+#include "reader/utc_time.h"
+#include "reading_end.h"
+
+namespace corvane::tools {
+namespace {
+
+// One end of the range to list. Items are in file order, which is not always that of their times: a
+// clock may be set back. So a time does not tell where to begin or to stop, it selects items.
+struct sBound {
+  std::uint64_t number;
+  std::uint64_t time;
+};
+
+[[nodiscard]] bool ParseBound(const std::string& text, sBound& bound) {
+  if (text.empty()) return true;
+  if (const auto time = ParseUtc(text)) {
+    bound.time = *time;
+    return true;
+  }
+  const char* const end = text.data() + text.size();
+  const auto [next, error] = std::from_chars(text.data(), end, bound.number);
+  return error == std::errc() && next == end;
+}
+
+[[nodiscard]] bool IsListed(const sCaptureItem& item, const sListRequest& request,
+                            const sBound& from, const sBound& to) {
+  if (item.time < from.time || item.time > to.time) return false;
+  return request.types.empty() ||
+         std::find(request.types.begin(), request.types.end(), item.type) != request.types.end();
+}
+
+void AppendItem(std::string& text, const sCaptureItem& item, int numberWidth, bool hex) {
+  const auto out = std::back_inserter(text);
+  fmt::format_to(out, "{:>{}}  {}  {:>2} {:<17}  ", item.number, numberWidth, FormatUtc(item.time),
+                 item.type, ItemTypeName(item.type));
+  if (HasCommand(item))
+    fmt::format_to(out, "0x{:02X}", item.bytes[0]);
+  else
+    text += "   -";
+  fmt::format_to(out, "  {:>5}  {}\n", item.bytes.size(), DescribeItem(item));
+  if (hex) AppendHexDump(text, item.bytes, "    ");
+}
+
+}  // namespace
+
+int ListItems(const sListRequest& request, std::ostream& out, std::ostream& errors) {
+  sBound from{0, 0};
+  sBound to{UINT64_MAX, UINT64_MAX};
+  for (const auto& [text, bound] : {std::pair(&request.from, &from), {&request.to, &to}}) {
+    if (ParseBound(*text, *bound)) continue;
+    errors << fmt::format("corvane list: \"{}\" is neither an item number nor a UTC time\n", *text);
+    return kExitUsage;
+  }
+  sCaptureError error;
+  const std::unique_ptr<cCaptureFile> file = cCaptureFile::Open(request.path, error);
+  if (file == nullptr) return ReportUnreadable("list", request.path, error, errors);
+
+  // Lines are handed on in pieces of this size: a stream call for each takes longer than the line.
+  constexpr std::size_t kPiece = 64 * 1024;
+  const int numberWidth = static_cast<int>(std::to_string(file->ItemCount()).size());
+  std::string text;
+  std::optional<sCaptureError> unreadable;
+  sCaptureItem item;
+  for (std::uint64_t number = from.number; number < file->ItemCount() && number <= to.number && out;
+       ++number) {
+    unreadable = file->ReadItem(number, item);
+    if (unreadable) break;
+    if (IsListed(item, request, from, to)) AppendItem(text, item, numberWidth, request.hex);
+    if (text.size() < kPiece) continue;
+    out << text;
+    text.clear();
+  }
+  out << text << std::flush;
+  return ReportEnd("list", request.path, *file, unreadable, out, errors);
+}
+
+void AddListCommand(CLI::App& app, int& exitCode) {
+  CLI::App* const command = app.add_subcommand(
+      "list",
+      "Lists the items of a capture file, one a line: number, UTC time, item type, DIAG command, "
+      "length in bytes, and what it is");
+  const auto request = std::make_shared<sListRequest>();
+  command->add_option("FILE", request->path, "The capture file")->required();
+  command->add_flag("--hex", request->hex, "Show the bytes of each item too");
+  command->add_option("--type", request->types, "Only items of these types (0 to 31)")
+      ->delimiter(',')
+      ->allow_extra_args(false)
+      ->check(CLI::Range(0, 31).description(""))
+      ->type_name("N[,N]...");
+  command
+      ->add_option(
+          "--from", request->from,
+          "First item: its number (from 0), or a UTC time such as 2024-05-17T12:34:56.789Z")
+      ->type_name("ITEM|TIME");
+  command->add_option("--to", request->to, "Last item, in the same way; it is listed too")
+      ->type_name("ITEM|TIME");
+  command->footer(kReadingExitCodes);
+  command->callback([request, &exitCode] { exitCode = ListItems(*request, std::cout, std::cerr); });
+}
+
+}  // namespace corvane::tools

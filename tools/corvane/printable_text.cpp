@@ -1,0 +1,44 @@
+#include "printable_text.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <iterator>
+
+namespace corvane::tools {
+
+std::string Quote(std::string_view text) {
+  std::string quoted = "\"";
+  for (std::size_t place = 0; place < text.size(); ++place) {
+    const auto byte = static_cast<std::uint8_t>(text[place]);
+    const auto next = static_cast<std::uint8_t>(place + 1 < text.size() ? text[place + 1] : 0);
+    if (byte < 0x20 || byte == 0x7F) {
+      fmt::format_to(std::back_inserter(quoted), "\\x{:02X}", byte);
+    } else if (byte == 0xC2 && next >= 0x80 && next < 0xA0) {
+      // The control characters U+0080 to U+009F, which some terminals obey too.
+      fmt::format_to(std::back_inserter(quoted), "\\x{:02X}", next);
+      ++place;
+    } else {
+      if (byte == '"' || byte == '\\') quoted += '\\';
+      quoted += text[place];
+    }
+  }
+  return quoted += '"';
+}
+
+void AppendHexDump(std::string& text, std::span<const std::uint8_t> bytes,
+                   std::string_view indent) {
+  constexpr std::size_t kBytesInLine = 16;
+  const auto out = std::back_inserter(text);
+  for (std::size_t place = 0; place < bytes.size(); place += kBytesInLine) {
+    const auto line = bytes.subspan(place, std::min(kBytesInLine, bytes.size() - place));
+    fmt::format_to(out, "{}{:04X} ", indent, place);
+    for (const std::uint8_t byte : line) fmt::format_to(out, " {:02X}", byte);
+    text.append(3 * (kBytesInLine - line.size()) + 2, ' ');
+    for (const std::uint8_t byte : line)
+      text += byte >= 0x20 && byte < 0x7F ? static_cast<char>(byte) : '.';
+    text += '\n';
+  }
+}
+
+}  // namespace corvane::tools
