@@ -35,13 +35,6 @@ struct sControlCalls {
   bool waitFails = false;
   std::vector<HANDLE> waitedFor;
   std::vector<std::string> eventCalls;
-  struct sCreated {
-    HANDLE handle;
-    bool manualReset;
-    bool signalled;
-    bool named;
-  };
-  std::vector<sCreated> created;
 };
 sControlCalls* gCalls = nullptr;
 
@@ -167,6 +160,7 @@ TEST_F(Control, LoadingCreatesBothEventsUnsignalled) {
   ASSERT_TRUE(StopEvent);
   EXPECT_FALSE(IsSet(StartedEvent));
   EXPECT_FALSE(IsSet(StopEvent));
+  EXPECT_EQ(system.namedEvents, 0);
 }
 
 TEST_F(Control, BothEventsStaySetUntilTheyAreReset) {
@@ -241,7 +235,7 @@ TEST_F(Control, AStartCopiesItsArgumentsResetsBothEventsAndWaitsForTheThreadOrTh
   EXPECT_EQ(calls.threadArgument, DeviceName);
   EXPECT_EQ(calls.threadFlags, 0u);
   ASSERT_EQ(calls.waitedFor.size(), 2u);
-  EXPECT_EQ(GetThreadId(calls.waitedFor[0]) != 0, true);
+  EXPECT_NE(GetThreadId(calls.waitedFor[0]), 0u);
   EXPECT_EQ(calls.waitedFor[1], StartedEvent.Get());
   EXPECT_TRUE(IsSet(StartedEvent));
   EXPECT_FALSE(IsSet(StopEvent));

@@ -156,7 +156,10 @@ bool TakesFailure(std::optional<int>& callsBefore) {
 
 HANDLE WINAPI FakeCreateEventW(SECURITY_ATTRIBUTES* security, BOOL manualReset, BOOL signalled,
                                const wchar_t* name) {
-  if (gFakeSystem != nullptr && TakesFailure(gFakeSystem->failingEvent)) return nullptr;
+  if (gFakeSystem != nullptr) {
+    if (name != nullptr) ++gFakeSystem->namedEvents;
+    if (TakesFailure(gFakeSystem->failingEvent)) return nullptr;
+  }
   return ORIGINAL(CreateEventW)(security, manualReset, signalled, name);
 }
 

@@ -5,8 +5,9 @@
 //
 // Commands: "start DEVICE CONFIG OUTPUT" answers "start true" or "start false"; "stop" answers
 // "stopped"; "child DEVICE CONFIG OUTPUT" runs the second form in a process of its own and answers
-// "exit <status, eight hexadecimal digits>"; "unload" frees the library and answers "unloaded"; "die"
-// answers "dying" and ends the process on the spot; "quit". A field of "(null)" is a null pointer.
+// "exit <status, eight hexadecimal digits>"; "unload" frees the library and answers "unloaded";
+// "die" answers "dying" and ends the process on the spot; "quit". A field of "(null)" is a null
+// pointer.
 #include <windows.h>
 
 #include <cstdio>
