@@ -13,6 +13,7 @@ std::optional<sCaptureError> cBlockChain::Advance() {
     if (*size < isf::kHeaderSize + isf::kBlockSize) return std::nullopt;
     if (auto error = AcceptBlock(isf::kHeaderSize)) return error;
   }
+  TakeBackNewestEntry();
   for (;;) {
     if (auto error = LoadNewestBlock()) return error;
     if (auto error = AcceptEntries()) return error;
@@ -21,6 +22,15 @@ std::optional<sCaptureError> cBlockChain::Advance() {
     if (auto error = CheckNextBlock(next)) return error;
     if (auto error = AcceptBlock(next)) return error;
   }
+}
+
+void cBlockChain::TakeBackNewestEntry() {
+  // A block without entries was only entered once the one before it was full and final.
+  if (blocks.back().items == 0) return;
+  --blocks.back().items;
+  --itemCount;
+  end = endBeforeNewest;
+  gapBytes = gapBytesBeforeNewest;
 }
 
 std::optional<sCaptureError> cBlockChain::AcceptBlock(std::uint64_t offset) {
@@ -77,6 +87,8 @@ std::optional<sCaptureError> cBlockChain::AcceptEntry(const sDirectoryEntry& ent
   if (record < end) return EntryError(block.items, "points into the record before its own");
   if (record > fileSize || fileSize - record < entry.RecordSize())
     return EntryError(block.items, "points past the end of the file");
+  endBeforeNewest = end;
+  gapBytesBeforeNewest = gapBytes;
   gapBytes += record - end;
   end = record + entry.RecordSize();
   return std::nullopt;

@@ -23,7 +23,8 @@ struct sCaptureBlock {
 inline constexpr std::uint64_t kLatestItemTime = UINT64_MAX / isf::kFileTimeUnitsPerMillisecond;
 
 // Follows the blocks of a capture file from the first one on and checks their directories. Records
-// are not read, and nothing is read twice: each call goes on where the one before stopped.
+// are not read. Each call goes on where the one before stopped, with the newest entry: seen while
+// it was being written, it may have lacked its last bytes.
 //
 // What it has accepted holds together: every block but the last is full, blocks and records follow
 // each other in the file without overlapping, and all of them lie inside the file.
@@ -45,6 +46,7 @@ class cBlockChain {
   [[nodiscard]] std::uint64_t GapBytes() const { return gapBytes; }
 
  private:
+  void TakeBackNewestEntry();
   [[nodiscard]] std::optional<sCaptureError> AcceptBlock(std::uint64_t offset);
   [[nodiscard]] std::optional<sCaptureError> LoadNewestBlock();
   [[nodiscard]] std::optional<sCaptureError> AcceptEntries();
@@ -57,6 +59,9 @@ class cBlockChain {
   std::uint64_t itemCount = 0;
   std::uint64_t end = isf::kHeaderSize;
   std::uint64_t gapBytes = 0;
+  // The last two as they were before the newest entry was accepted.
+  std::uint64_t endBeforeNewest = 0;
+  std::uint64_t gapBytesBeforeNewest = 0;
   // The newest block as last read, from its first entry that is not accepted yet, and the size that
   // the file had after that.
   std::array<std::uint8_t, isf::kBlockSize> newest{};

@@ -14,9 +14,6 @@ namespace {
 
 using ConnectionTest = cSessionTest;
 
-sFileItem TextItem(std::string_view text) { return {isf::kInformationItem, TextPacket(text)}; }
-
-const sFileItem kInformation = {isf::kInformationItem, kInformationPacket};
 const sFileItem kHeaderAlone = {isf::kInformationItem, {0xC0, 0xFF, 0xFF, 0xFF}};
 
 TEST_F(ConnectionTest, ANullSessionIsIgnored) {
@@ -41,7 +38,7 @@ TEST_F(ConnectionTest, AConnectIsPrintedRecordedAndSetUp) {
   cPrinted printed;
   OnConnected(&session);
   EXPECT_EQ(printed.Take(), "Port COM3 connected\n");
-  EXPECT_EQ(Items(), (std::vector<sFileItem>{kInformation, TextItem("Port COM3 connected")}));
+  EXPECT_EQ(Items(), (std::vector<sFileItem>{InformationItem(), TextItem("Port COM3 connected")}));
   EXPECT_EQ(Queued(), kStartUpPackets);
   EXPECT_EQ(gTrafficStarts.readerThreads, std::vector<cCaptureSession*>{&session});
 }
@@ -73,7 +70,8 @@ TEST_F(ConnectionTest, ADisconnectIsPrintedAndRecorded) {
   cPrinted printed;
   OnDisconnected(&session);
   EXPECT_EQ(printed.Take(), "Port COM3 disconnected\n");
-  EXPECT_EQ(Items(), (std::vector<sFileItem>{kInformation, TextItem("Port COM3 disconnected")}));
+  EXPECT_EQ(Items(),
+            (std::vector<sFileItem>{InformationItem(), TextItem("Port COM3 disconnected")}));
 }
 
 TEST_F(ConnectionTest, ADisconnectWritesItsItemAlsoBeforeStartCapture) {
@@ -131,7 +129,7 @@ TEST_F(ConnectionTest, ADeviceNameTooLongForTheMessageGivesA4ByteItemAndAnEmptyL
   cPrinted printed;
   OnConnected(&session);
   EXPECT_EQ(printed.Take(), "\n");
-  EXPECT_EQ(Items(), (std::vector<sFileItem>{kInformation, kHeaderAlone}));
+  EXPECT_EQ(Items(), (std::vector<sFileItem>{InformationItem(), kHeaderAlone}));
   EXPECT_EQ(Queued(), kStartUpPackets);
 }
 
@@ -206,7 +204,7 @@ TEST_F(ConnectionTest, AFileCarriesOnAcrossConnections) {
   OnConnected(&session);
   OnDisconnected(&session);
   OnConnected(&session);
-  EXPECT_EQ(Items(), (std::vector<sFileItem>{kInformation, TextItem("Port COM3 connected"),
+  EXPECT_EQ(Items(), (std::vector<sFileItem>{InformationItem(), TextItem("Port COM3 connected"),
                                              TextItem("Port COM3 disconnected"),
                                              TextItem("Port COM3 connected")}));
 }

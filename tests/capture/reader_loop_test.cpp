@@ -49,11 +49,11 @@ TEST_F(ReaderLoopTest, HalfAPacketAtTheEndOfAReadIsCompletedByTheNextRead) {
   EXPECT_EQ(Stored(), (std::vector<tBytes>{kLogPacket, kReply}));
 }
 
-// Also inside an escape, which the third packet has two of.
+// Also inside an escape, which the third packet has two of, and next to a flag.
 TEST_F(ReaderLoopTest, AReadMayEndAtAnyByteOfAFrame) {
   const std::vector<tBytes> packets = {kLogPacket, kReply, {0x79, 0x7E, 0x7D, 0x01}};
   const tBytes stream =
-      Joined({Framed(packets[0]), {0x7E}, Framed(packets[1]), {0x7E}, Framed(packets[2])});
+      Joined({{0x7E}, Framed(packets[0]), Framed(packets[1]), Framed(packets[2])});
   for (std::size_t split = 1; split < stream.size(); ++split) {
     AttachFile();
     cPrinted printed;

@@ -315,9 +315,8 @@ TEST_F(OnDeviceDataTest, ARequestThatWasDroppedAtCapacityCountsAsSent) {
   Push({0x1D});
   sSharedBuffer* const dropped = session.requestQueue.entries.front();
   Push({0x00});
-  Push({0x7C});
   Release(dropped);
-  // Three were pushed and one is left, so that the count of 1 exceeds number 0, which is gone.
+  // One of the two is left, so that the count of 1 exceeds number 0, which is gone.
   OnDeviceData(&session, nullptr);
   EXPECT_TRUE(broadband.writes.empty());
   EXPECT_EQ(session.nextRequest, 1U);

@@ -1,14 +1,15 @@
 #include "capture/session_fixture.h"
 
-#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <iomanip>
 #include <iterator>
 #include <memory>
+#include <optional>
 #include <random>
 #include <stdexcept>
+#include <utility>
 
 #include "capture/connection.h"
 #include "capture/data_delivery.h"
@@ -31,10 +32,6 @@ void StartDataDelivery(cCaptureSession& session) {
   gTrafficStarts.dataDeliveries.push_back(&session);
   OnDeviceData(&session, nullptr);
 }
-
-const tBytes kInformationPacket = {
-    0xC0, 0xFF, 0xFF, 0xFF, 'C', 0, 'o', 0, 'r', 0, 'v', 0, 'a', 0, 'n', 0, 'e', 0, ' ', 0, 'v', 0,
-    'e',  0,    'r',  0,    's', 0, 'i', 0, 'o', 0, 'n', 0, ' ', 0, '1', 0, '.', 0, '0', 0, 0,   0};
 
 const std::vector<tBytes> kStartUpPackets = {
     {0x1D},
@@ -82,24 +79,38 @@ std::ostream& operator<<(std::ostream& stream, const sFileItem& item) {
   return stream << std::dec;
 }
 
+namespace {
+
+// The item that the directory entry at `entry` of the block at `block` tells of; none when the
+// entry is not used.
+std::optional<sFileItem> ReadItem(const tBytes& file, std::size_t block, std::size_t entry) {
+  const std::size_t length = Load16(&file[entry + isf::kEntryLength]);
+  if (length == 0) return std::nullopt;
+  const std::uint32_t flags = file[entry + isf::kEntryFlags];
+  const std::size_t timeSize = std::size_t{1} << ((flags >> isf::kFlagsWidthShift) & 3);
+  const std::size_t extraSize = (flags & isf::kFlagsExtraField) != 0 ? 4 : 0;
+  const std::size_t start =
+      block + isf::kBlockSize + Load32(&file[entry + isf::kEntryPosition]) + timeSize + extraSize;
+  if (start + length > file.size()) throw std::runtime_error("an item lies outside the file");
+  const auto first = file.begin() + static_cast<std::ptrdiff_t>(start);
+  return sFileItem{flags & isf::kFlagsTypeMask,
+                   tBytes(first, first + static_cast<std::ptrdiff_t>(length))};
+}
+
+}  // namespace
+
 std::vector<sFileItem> ReadItems(const std::string& path) {
   const tBytes file = ReadFileBytes(path);
-  const std::size_t block = isf::kHeaderSize;
-  if (file.size() < block + isf::kBlockSize) return {};
   std::vector<sFileItem> items;
-  for (std::uint32_t i = 0; i < isf::kItemsPerBlock; ++i) {
-    const std::uint8_t* entry = &file[block + std::size_t{i} * isf::kDirectoryEntrySize];
-    const std::size_t length = Load16(entry + isf::kEntryLength);
-    if (length == 0) break;
-    const std::uint8_t flags = entry[isf::kEntryFlags];
-    const std::size_t timeSize = std::size_t{1} << ((flags >> isf::kFlagsWidthShift) & 3);
-    const std::size_t extraSize = (flags & isf::kFlagsExtraField) != 0 ? 4 : 0;
-    const std::size_t start =
-        block + isf::kBlockSize + Load32(entry + isf::kEntryPosition) + timeSize + extraSize;
-    if (start + length > file.size()) throw std::runtime_error("an item lies outside the file");
-    const auto first = file.begin() + static_cast<std::ptrdiff_t>(start);
-    items.push_back({std::uint32_t{flags} & isf::kFlagsTypeMask,
-                     tBytes(first, first + static_cast<std::ptrdiff_t>(length))});
+  if (file.size() == isf::kHeaderSize) return items;
+  for (std::size_t block = isf::kHeaderSize; block != 0;) {
+    if (block + isf::kBlockSize > file.size()) throw std::runtime_error("a block is cut off");
+    for (std::size_t i = 0; i < isf::kItemsPerBlock; ++i) {
+      auto item = ReadItem(file, block, block + i * isf::kDirectoryEntrySize);
+      if (!item) break;
+      items.push_back(*std::move(item));
+    }
+    block = static_cast<std::size_t>(Load64(&file[block + isf::kNextBlockOffset]));
   }
   return items;
 }
@@ -129,14 +140,21 @@ tBytes BadFrame(const tBytes& packet) {
   return frame;
 }
 
-tBytes TextPacket(std::string_view text) {
+sFileItem TextItem(std::string_view text) {
   tBytes packet = {0xC0, 0xFF, 0xFF, 0xFF};
   for (const char character : text) {
     packet.push_back(static_cast<std::uint8_t>(character));
     packet.push_back(0);
   }
   packet.insert(packet.end(), {0, 0});
-  return packet;
+  return {isf::kInformationItem, packet};
+}
+
+sFileItem InformationItem() {
+  return {isf::kInformationItem,
+          {0xC0, 0xFF, 0xFF, 0xFF, 'C', 0,   'o', 0,   'r', 0,   'v', 0,   'a', 0,   'n',
+           0,    'e',  0,    ' ',  0,   'v', 0,   'e', 0,   'r', 0,   's', 0,   'i', 0,
+           'o',  0,    'n',  0,    ' ', 0,   '1', 0,   '.', 0,   '0', 0,   0,   0}};
 }
 
 bool cFakeTransport::Write(const void* data, std::uint32_t length) {
@@ -176,7 +194,10 @@ std::unique_ptr<std::ofstream> cSessionTest::OpenFile() const {
                                          std::ios::out | std::ios::trunc | std::ios::binary);
 }
 
-void cSessionTest::AttachFile() { session.Attach(OpenFile()); }
+void cSessionTest::AttachFile() {
+  session.Close();  // before the file is emptied, which may be the same
+  session.Attach(OpenFile());
+}
 
 void cSessionTest::Start(const EventIdSet& eventIds, const LogCodeSet& logCodes,
                          const MessageLevelMap& messageLevels) {

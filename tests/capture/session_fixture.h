@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstdint>
 #include <filesystem>
 #include <functional>
@@ -48,7 +49,7 @@ struct sFileItem {
 };
 std::ostream& operator<<(std::ostream& stream, const sFileItem& item);
 
-// The items of the first block of a capture file, which may still be growing.
+// The items of a capture file, which may still be growing.
 [[nodiscard]] std::vector<sFileItem> ReadItems(const std::string& path);
 
 // Whether the file ends with a trailer, as it does once the capture was closed.
@@ -60,8 +61,10 @@ std::ostream& operator<<(std::ostream& stream, const sFileItem& item);
 // Framed, with a CRC that does not fit.
 [[nodiscard]] tBytes BadFrame(const tBytes& packet);
 
-// A text item's packet: header, 16-bit characters, terminator.
-[[nodiscard]] tBytes TextPacket(std::string_view text);
+// A text item: header, 16-bit characters, terminator. The information item is that of
+// "Corvane version 1.0".
+[[nodiscard]] sFileItem TextItem(std::string_view text);
+[[nodiscard]] sFileItem InformationItem();
 
 class cFakeTransport : public cIO {
  public:
@@ -72,7 +75,7 @@ class cFakeTransport : public cIO {
 
   bool open = false;
   bool writeResult = true;
-  std::uint32_t writeCount = 0;
+  std::atomic<std::uint32_t> writeCount = 0;
   bool keepsWrites = true;  // false: `writes` stays empty, and a write needs no memory
   std::vector<tBytes> writes;
   std::function<void()> duringWrite;
@@ -127,9 +130,6 @@ class cSessionTest : public testing::Test {
   cFakeTransport broadband{kMobileBroadband};
   cCaptureSession session;
 };
-
-// The information item's packet: header, "Corvane version 1.0", terminator.
-extern const tBytes kInformationPacket;
 
 // The 13 requests that open every connection.
 extern const std::vector<tBytes> kStartUpPackets;

@@ -1,0 +1,90 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "reader/capture_file.h"
+
+namespace corvane {
+
+using Bytes = std::vector<std::uint8_t>;
+
+// One item, as a test wants it in a file.
+struct sBuiltItem {
+  unsigned type = 1;
+  std::uint64_t time = 0;  // milliseconds since 1601
+  Bytes packet;
+  std::optional<std::uint32_t> extra;
+};
+
+// Puts capture files together byte by byte. It has numbers of its own for everything in the format,
+// so that it and the code under test cannot be wrong in the same way.
+class cCaptureBuilder {
+ public:
+  cCaptureBuilder();
+
+  // Appends an item, and a block in front of it where one is due. The width of the time field is
+  // the smallest that the format allows.
+  cCaptureBuilder& Add(const sBuiltItem& item);
+  // Appends an item whose record consists of `record`, whatever its flags promise.
+  cCaptureBuilder& AddRaw(unsigned flags, unsigned length, const Bytes& record);
+  // Appends bytes that belong to nothing.
+  cCaptureBuilder& AddGap(std::size_t bytes);
+  // Appends an empty block, as the first item of a block would.
+  cCaptureBuilder& AddBlock(std::uint64_t baseTime);
+
+  // The file without block index and trailer.
+  [[nodiscard]] const Bytes& Unclosed() const { return file; }
+  // The file with both.
+  [[nodiscard]] Bytes Closed() const;
+
+ private:
+  Bytes file;
+  std::vector<std::pair<std::uint64_t, std::uint64_t>> blocks;  // position, base time
+  std::uint32_t items = 0;
+};
+
+// Writes `value` into `file` at `offset`, `size` bytes, lowest first.
+void Put(Bytes& file, std::size_t offset, std::uint64_t value, std::size_t size);
+// Appends the same.
+void Append(Bytes& file, std::uint64_t value, std::size_t size);
+
+// The bytes that `text` names in hexadecimal: "4B 0F 00 00".
+[[nodiscard]] Bytes Hex(std::string_view text);
+
+// A text item: header, UTF-16LE text (from ASCII), terminator.
+[[nodiscard]] Bytes TextItem(std::string_view text);
+
+// A packet that differs for every `number`, of 1 to 300 bytes.
+[[nodiscard]] Bytes NumberedPacket(std::uint32_t number);
+
+// Bytes in memory as a file. `bytes` is shared with the test, which may change and extend them.
+class cMemorySource final : public cByteSource {
+ public:
+  explicit cMemorySource(std::shared_ptr<const Bytes> shared) : bytes(std::move(shared)) {}
+
+  [[nodiscard]] std::optional<std::uint64_t> Size() override { return bytes->size(); }
+  [[nodiscard]] std::size_t ReadAt(std::uint64_t offset, std::span<std::uint8_t> wanted) override;
+
+ private:
+  std::shared_ptr<const Bytes> bytes;
+};
+
+// A file opened from memory, or why it could not be opened.
+struct sOpened {
+  std::unique_ptr<cCaptureFile> file;
+  sCaptureError error;
+};
+[[nodiscard]] sOpened OpenBytes(Bytes bytes);
+[[nodiscard]] sOpened OpenBytes(std::shared_ptr<const Bytes> bytes);
+
+// The text of what is wrong with the bytes: that they cannot be opened, or their damage; empty for
+// none.
+[[nodiscard]] std::string ErrorOf(Bytes bytes);
+
+}  // namespace corvane

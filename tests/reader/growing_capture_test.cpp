@@ -1,0 +1,303 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "reader/capture_builder.h"
+#include "reader/capture_file.h"
+#include "reader/temp_directory.h"
+
+namespace corvane {
+namespace {
+
+constexpr std::uint64_t kStart = 13'360'420'800'000;
+
+// One write of the library: where, and what.
+struct sWrite {
+  std::size_t offset;
+  Bytes bytes;
+  bool isEntry = false;
+};
+
+// The writes that make a capture of `count` items, in the library's order: header; for each block
+// the block, then the link to it; for each item the record, then its directory entry; index and
+// trailer.
+[[nodiscard]] std::vector<sWrite> WritesOf(std::uint32_t count) {
+  cCaptureBuilder builder;
+  std::vector<sWrite> writes = {{0, builder.Unclosed(), false}};
+  std::size_t block = 0;
+  const auto slice = [&builder](std::size_t offset, std::size_t length) {
+    const auto from = builder.Unclosed().begin() + static_cast<std::ptrdiff_t>(offset);
+    return sWrite{offset, Bytes(from, from + static_cast<std::ptrdiff_t>(length)), false};
+  };
+  for (std::uint32_t number = 0; number < count; ++number) {
+    if (number % 8192 == 0) {
+      const std::size_t previous = block;
+      block = builder.Unclosed().size();
+      builder.AddBlock(kStart + number);
+      writes.push_back(slice(block, 57360));
+      if (previous != 0) writes.push_back(slice(previous + 57344, 8));
+    }
+    const std::size_t record = builder.Unclosed().size();
+    const Bytes packet = NumberedPacket(number);
+    Bytes bytes;
+    if (number % 8192 < 255)
+      Append(bytes, number % 8192, 1);
+    else
+      Append(bytes, number % 8192, 2);
+    const unsigned flags = number % 8192 < 255 ? 1 : 1 + 32;
+    bytes.insert(bytes.end(), packet.begin(), packet.end());
+    builder.AddRaw(flags, static_cast<unsigned>(packet.size()), bytes);
+    writes.push_back(slice(record, bytes.size()));
+    writes.push_back(slice(block + 7 * (number % 8192), 7));
+    writes.back().isEntry = true;
+  }
+  const Bytes closed = builder.Closed();
+  const std::size_t end = builder.Unclosed().size();
+  writes.push_back(
+      {end, Bytes(closed.begin() + static_cast<std::ptrdiff_t>(end), closed.end() - 16), false});
+  writes.push_back({closed.size() - 16, Bytes(closed.end() - 16, closed.end()), false});
+  return writes;
+}
+
+void WriteInto(Bytes& file, const sWrite& write, std::size_t from, std::size_t to) {
+  file.resize(std::max(file.size(), write.offset + to));
+  std::copy(write.bytes.begin() + static_cast<std::ptrdiff_t>(from),
+            write.bytes.begin() + static_cast<std::ptrdiff_t>(to),
+            file.begin() + static_cast<std::ptrdiff_t>(write.offset + from));
+}
+
+void ExpectItem(cCaptureFile& file, std::uint32_t number) {
+  sCaptureItem item;
+  ASSERT_EQ(file.ReadItem(number, item), std::nullopt);
+  ASSERT_EQ(item.bytes, NumberedPacket(number));
+  ASSERT_EQ(item.time, kStart + number);
+}
+
+TEST(GrowingCaptureTest, AnItemIsThereOnceItsDirectoryEntryIs) {
+  const std::vector<sWrite> writes = WritesOf(40);
+  const auto bytes = std::make_shared<Bytes>(writes[0].bytes);
+  const sOpened opened = OpenBytes(bytes);
+  ASSERT_NE(opened.file, nullptr);
+  std::uint32_t entries = 0;
+  for (std::size_t number = 1; number < writes.size(); ++number) {
+    ASSERT_EQ(opened.file->State(), eCaptureState::Unclosed);
+    WriteInto(*bytes, writes[number], 0, writes[number].bytes.size());
+    opened.file->Refresh();
+    if (writes[number].isEntry) ++entries;
+    ASSERT_EQ(opened.file->ItemCount(), entries);
+    ASSERT_EQ(opened.file->Size(), bytes->size());
+    if (entries > 0) ExpectItem(*opened.file, entries - 1);
+  }
+  EXPECT_EQ(entries, 40U);
+  EXPECT_TRUE(opened.file->IsComplete());
+}
+
+TEST(GrowingCaptureTest, ItIsReadAtEveryByteOfEveryWrite) {
+  const std::vector<sWrite> writes = WritesOf(5);
+  const auto bytes = std::make_shared<Bytes>(writes[0].bytes);
+  const sOpened opened = OpenBytes(bytes);
+  ASSERT_NE(opened.file, nullptr);
+  std::uint32_t entries = 0;
+  for (std::size_t number = 1; number < writes.size(); ++number) {
+    const sWrite& write = writes[number];
+    const bool entry = write.isEntry;
+    // A block is written before there is anything to read: a few steps of it will do.
+    const std::size_t step = write.bytes.size() > 1000 ? 997 : 1;
+    for (std::size_t from = 0; from < write.bytes.size(); from += step) {
+      WriteInto(*bytes, write, from, std::min(from + step, write.bytes.size()));
+      opened.file->Refresh();
+      const bool last = from + step >= write.bytes.size();
+      ASSERT_GE(opened.file->ItemCount(), entries) << "write " << number << ", byte " << from;
+      ASSERT_LE(opened.file->ItemCount(), entries + (entry ? 1 : 0));
+      // Half an entry may look wrong for as long as it is all that there is; nothing else does.
+      if (!entry || last) {
+        ASSERT_EQ(opened.file->Damage(), std::nullopt) << "write " << number;
+      }
+      for (std::uint32_t item = 0; item < entries; ++item) ExpectItem(*opened.file, item);
+    }
+    if (entry) {
+      ASSERT_EQ(opened.file->ItemCount(), ++entries);
+    }
+  }
+  EXPECT_TRUE(opened.file->IsComplete());
+  EXPECT_EQ(opened.file->UnclaimedBytes(), 0U);
+}
+
+TEST(GrowingCaptureTest, AnEntryFirstSeenWithoutItsLastBytesIsCorrectedLater) {
+  // Entry 1 describes a packet of 300 bytes; without its last byte the packet seems to have 44.
+  cCaptureBuilder builder;
+  builder.Add({1, kStart, {0x42}, {}}).Add({1, kStart, Bytes(300, 0x55), {}});
+  const auto bytes = std::make_shared<Bytes>(builder.Unclosed());
+  (*bytes)[4 + 7 + 6] = 0;
+  const sOpened opened = OpenBytes(bytes);
+  ASSERT_NE(opened.file, nullptr);
+  EXPECT_EQ(opened.file->ItemCount(), 2U);
+
+  *bytes = builder.Unclosed();
+  opened.file->Refresh();
+  sCaptureItem item;
+  ASSERT_EQ(opened.file->ReadItem(1, item), std::nullopt);
+  EXPECT_EQ(item.bytes, Bytes(300, 0x55));
+  EXPECT_EQ(opened.file->UnclaimedBytes(), 0U);
+  *bytes = builder.Closed();
+  opened.file->Refresh();
+  EXPECT_TRUE(opened.file->IsComplete());
+}
+
+TEST(GrowingCaptureTest, NewBlocksAreFoundWhileTheFileGrows) {
+  const std::vector<sWrite> writes = WritesOf(20000);
+  const auto bytes = std::make_shared<Bytes>(writes[0].bytes);
+  const sOpened opened = OpenBytes(bytes);
+  ASSERT_NE(opened.file, nullptr);
+  std::uint32_t entries = 0;
+  for (std::size_t number = 1; number < writes.size(); ++number) {
+    WriteInto(*bytes, writes[number], 0, writes[number].bytes.size());
+    if (writes[number].isEntry) ++entries;
+    const std::uint32_t place = entries % 8192;
+    if (number % 1009 != 0 && place > 2 && place < 8190) continue;
+    opened.file->Refresh();
+    ASSERT_EQ(opened.file->Damage(), std::nullopt);
+    ASSERT_EQ(opened.file->ItemCount(), entries);
+    if (entries > 0) ExpectItem(*opened.file, entries - 1);
+  }
+  opened.file->Refresh();
+  EXPECT_TRUE(opened.file->IsComplete());
+  EXPECT_EQ(opened.file->Blocks().size(), 3U);
+  ExpectItem(*opened.file, 8191);
+  ExpectItem(*opened.file, 8192);
+}
+
+// A file whose writer goes on between any two bytes that are read, as the writer of a real one may.
+class cRacingSource final : public cByteSource {
+ public:
+  // After every `bytesBetween` bytes read the next of `toWrite` happens.
+  cRacingSource(std::vector<sWrite> toWrite, std::size_t bytesBetween)
+      : writes(std::move(toWrite)), pace(bytesBetween) {
+    WriteNext();
+  }
+
+  [[nodiscard]] std::optional<std::uint64_t> Size() override {
+    WriteNext();
+    return file.size();
+  }
+
+  [[nodiscard]] std::size_t ReadAt(std::uint64_t offset, std::span<std::uint8_t> bytes) override {
+    std::size_t count = 0;
+    for (; count < bytes.size() && offset + count < file.size(); ++count) {
+      bytes[count] = file[static_cast<std::size_t>(offset) + count];
+      if (++bytesRead % pace == 0) WriteNext();
+    }
+    return count;
+  }
+
+  [[nodiscard]] bool IsWritten() const { return next == writes.size(); }
+
+ private:
+  void WriteNext() {
+    if (IsWritten()) return;
+    WriteInto(file, writes[next], 0, writes[next].bytes.size());
+    ++next;
+  }
+
+  std::vector<sWrite> writes;
+  std::size_t pace;
+  Bytes file;
+  std::size_t next = 0;
+  std::size_t bytesRead = 0;
+};
+
+class RacingCaptureTest : public ::testing::TestWithParam<std::size_t> {};
+
+TEST_P(RacingCaptureTest, AWriterAtWorkIsNeverTakenForDamage) {
+  auto owned = std::make_unique<cRacingSource>(WritesOf(9000), GetParam());
+  const cRacingSource& source = *owned;
+  sCaptureError error;
+  const auto file = cCaptureFile::Open(std::move(owned), error);
+  ASSERT_NE(file, nullptr) << error.Text();
+  std::uint64_t before = 0;
+  for (bool written = false; !written;) {
+    written = source.IsWritten();
+    file->Refresh();
+    ASSERT_EQ(file->Damage(), std::nullopt) << file->Damage()->Text();
+    ASSERT_GE(file->ItemCount(), before);
+    before = file->ItemCount();
+  }
+  EXPECT_TRUE(file->IsComplete());
+  EXPECT_EQ(file->ItemCount(), 9000U);
+  EXPECT_EQ(file->UnclaimedBytes(), 0U);
+}
+
+INSTANTIATE_TEST_SUITE_P(Paces, RacingCaptureTest,
+                         ::testing::Values(5, 7, 49, 333, 1000, 7001, 57344, 100'003));
+
+TEST(GrowingCaptureTest, DamageThatIsGoneAtTheNextRefreshIsForgotten) {
+  cCaptureBuilder builder;
+  builder.Add({1, kStart, {0x42}, {}}).Add({1, kStart, {0x43}, {}});
+  const auto bytes = std::make_shared<Bytes>(builder.Unclosed());
+  Put(*bytes, 4, 0, 7);
+  const sOpened opened = OpenBytes(bytes);
+  ASSERT_NE(opened.file, nullptr);
+  EXPECT_EQ(opened.file->State(), eCaptureState::Damaged);
+  *bytes = builder.Unclosed();
+  opened.file->Refresh();
+  EXPECT_EQ(opened.file->State(), eCaptureState::Unclosed);
+  EXPECT_EQ(opened.file->ItemCount(), 2U);
+}
+
+TEST(GrowingCaptureTest, AFileThatBecameShorterIsDamaged) {
+  cCaptureBuilder builder;
+  builder.Add({1, kStart, {0x42}, {}}).Add({1, kStart, {0x43}, {}});
+  const auto bytes = std::make_shared<Bytes>(builder.Unclosed());
+  const sOpened opened = OpenBytes(bytes);
+  ASSERT_NE(opened.file, nullptr);
+  sCaptureItem item;
+  for (const std::size_t length :
+       {bytes->size() - 1, std::size_t{57364}, std::size_t{100}, std::size_t{4}, std::size_t{0}}) {
+    bytes->resize(length);
+    opened.file->Refresh();
+    EXPECT_EQ(opened.file->State(), eCaptureState::Damaged) << length;
+    for (std::uint64_t number = 0; number < opened.file->ItemCount(); ++number)
+      (void)opened.file->ReadItem(number, item);
+  }
+  bytes->resize(0);
+  EXPECT_EQ(opened.file->Size(), 0U);
+}
+
+TEST(GrowingCaptureTest, AClosedFileWithoutItemsThatBecameShorterIsDamaged) {
+  const auto bytes = std::make_shared<Bytes>(cCaptureBuilder().Closed());
+  const sOpened opened = OpenBytes(bytes);
+  ASSERT_NE(opened.file, nullptr);
+  bytes->resize(2);
+  opened.file->Refresh();
+  ASSERT_TRUE(opened.file->Damage().has_value());
+  EXPECT_EQ(opened.file->Damage()->Text(),
+            "the file has become shorter than its items need, at offset 2");
+}
+
+TEST(GrowingCaptureOnDiskTest, WhatAnotherStreamWritesIsSeenAtTheNextRefresh) {
+  const cTempDirectory folder;
+  std::ofstream writer(folder.Path("drive.isf"), std::ios::binary | std::ios::trunc);
+  std::unique_ptr<cCaptureFile> file;
+  sCaptureError error;
+  std::uint32_t entries = 0;
+  for (const sWrite& write : WritesOf(300)) {
+    writer.seekp(static_cast<std::streamoff>(write.offset));
+    writer.write(reinterpret_cast<const char*>(write.bytes.data()),
+                 static_cast<std::streamsize>(write.bytes.size()));
+    ASSERT_TRUE(writer.flush());
+    if (file == nullptr) {
+      file = cCaptureFile::Open(folder.Path("drive.isf"), error);
+      ASSERT_NE(file, nullptr) << error.Text();
+      continue;
+    }
+    if (write.isEntry) ++entries;
+    file->Refresh();
+    ASSERT_EQ(file->ItemCount(), entries);
+    ASSERT_EQ(file->Damage(), std::nullopt);
+    if (entries > 0) ExpectItem(*file, entries - 1);
+  }
+  EXPECT_TRUE(file->IsComplete());
+}
+
+}  // namespace
+}  // namespace corvane
