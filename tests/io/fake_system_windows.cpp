@@ -55,6 +55,8 @@ cFakeSystem::cFakeSystem()
     : tick(CreateEventW(nullptr, FALSE, FALSE, nullptr)),
       failWait(CreateEventW(nullptr, FALSE, FALSE, nullptr)),
       arrived(CreateSemaphoreW(nullptr, 0, 1000, nullptr)) {
+  // The watcher comes here while a test has memory run out.
+  watcherWaits.reserve(1000);
   gFakeSystem = this;
 }
 
@@ -154,7 +156,10 @@ bool TakesFailure(std::optional<int>& callsBefore) {
 
 HANDLE WINAPI FakeCreateEventW(SECURITY_ATTRIBUTES* security, BOOL manualReset, BOOL signalled,
                                const wchar_t* name) {
-  if (gFakeSystem != nullptr && TakesFailure(gFakeSystem->failingEvent)) return nullptr;
+  if (gFakeSystem != nullptr) {
+    if (name != nullptr) ++gFakeSystem->namedEvents;
+    if (TakesFailure(gFakeSystem->failingEvent)) return nullptr;
+  }
   return ORIGINAL(CreateEventW)(security, manualReset, signalled, name);
 }
 

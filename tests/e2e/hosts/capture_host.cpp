@@ -7,7 +7,8 @@
 // "stopped"; "child DEVICE CONFIG OUTPUT" runs the second form in a process of its own and answers
 // "exit <status, eight hexadecimal digits>"; "call MODULE FUNCTION TEXT" calls a function of a
 // module that the process has loaded, int FUNCTION(const char*), and answers "called <its result>";
-// "unload" frees the library and answers "unloaded"; "quit". A field of "(null)" is a null pointer.
+// "unload" frees the library and answers "unloaded"; "die" answers "dying" and ends the process on
+// the spot; "quit". A field of "(null)" is a null pointer.
 #include <windows.h>
 
 #include <cstdio>
@@ -104,6 +105,9 @@ int main(int argc, char** argv) {
     } else if (verb == "unload") {
       library.Reset();
       Say("unloaded");
+    } else if (verb == "die") {
+      Say("dying");
+      TerminateProcess(GetCurrentProcess(), 9);
     } else if (verb == "quit") {
       break;
     } else {
