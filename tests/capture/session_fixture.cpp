@@ -33,10 +33,6 @@ void StartDataDelivery(cCaptureSession& session) {
   OnDeviceData(&session, nullptr);
 }
 
-const tBytes kInformationPacket = {
-    0xC0, 0xFF, 0xFF, 0xFF, 'C', 0, 'o', 0, 'r', 0, 'v', 0, 'a', 0, 'n', 0, 'e', 0, ' ', 0, 'v', 0,
-    'e',  0,    'r',  0,    's', 0, 'i', 0, 'o', 0, 'n', 0, ' ', 0, '1', 0, '.', 0, '0', 0, 0,   0};
-
 const std::vector<tBytes> kStartUpPackets = {
     {0x1D},
     {0x00},
@@ -144,14 +140,21 @@ tBytes BadFrame(const tBytes& packet) {
   return frame;
 }
 
-tBytes TextPacket(std::string_view text) {
+sFileItem TextItem(std::string_view text) {
   tBytes packet = {0xC0, 0xFF, 0xFF, 0xFF};
   for (const char character : text) {
     packet.push_back(static_cast<std::uint8_t>(character));
     packet.push_back(0);
   }
   packet.insert(packet.end(), {0, 0});
-  return packet;
+  return {isf::kInformationItem, packet};
+}
+
+sFileItem InformationItem() {
+  return {isf::kInformationItem,
+          {0xC0, 0xFF, 0xFF, 0xFF, 'C', 0,   'o', 0,   'r', 0,   'v', 0,   'a', 0,   'n',
+           0,    'e',  0,    ' ',  0,   'v', 0,   'e', 0,   'r', 0,   's', 0,   'i', 0,
+           'o',  0,    'n',  0,    ' ', 0,   '1', 0,   '.', 0,   '0', 0,   0,   0}};
 }
 
 bool cFakeTransport::Write(const void* data, std::uint32_t length) {

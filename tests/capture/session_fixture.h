@@ -61,8 +61,10 @@ std::ostream& operator<<(std::ostream& stream, const sFileItem& item);
 // Framed, with a CRC that does not fit.
 [[nodiscard]] tBytes BadFrame(const tBytes& packet);
 
-// A text item's packet: header, 16-bit characters, terminator.
-[[nodiscard]] tBytes TextPacket(std::string_view text);
+// A text item: header, 16-bit characters, terminator. The information item is that of
+// "Corvane version 1.0".
+[[nodiscard]] sFileItem TextItem(std::string_view text);
+[[nodiscard]] sFileItem InformationItem();
 
 class cFakeTransport : public cIO {
  public:
@@ -128,9 +130,6 @@ class cSessionTest : public testing::Test {
   cFakeTransport broadband{kMobileBroadband};
   cCaptureSession session;
 };
-
-// The information item's packet: header, "Corvane version 1.0", terminator.
-extern const tBytes kInformationPacket;
 
 // The 13 requests that open every connection.
 extern const std::vector<tBytes> kStartUpPackets;

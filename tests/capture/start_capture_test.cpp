@@ -14,8 +14,6 @@ namespace {
 
 using StartCaptureTest = cSessionTest;
 
-const sFileItem kInformation = {isf::kInformationItem, kInformationPacket};
-
 TEST_F(StartCaptureTest, ANewSessionHasItsInitialValues) {
   const cCaptureSession fresh;
   EXPECT_EQ(fresh.deviceName, nullptr);
@@ -37,7 +35,7 @@ TEST_F(StartCaptureTest, TheFileBeginsWithItsSignatureAndTheInformationItem) {
   const tBytes file = ReadFileBytes(capturePath);
   ASSERT_GE(file.size(), 4U);
   EXPECT_EQ(tBytes(file.begin(), file.begin() + 4), (tBytes{0x08, 0x31, 0x60, 0xAB}));
-  EXPECT_EQ(Items(), (std::vector<sFileItem>{kInformation}));
+  EXPECT_EQ(Items(), (std::vector<sFileItem>{InformationItem()}));
   EXPECT_TRUE(session.capturing);
 }
 
@@ -101,7 +99,7 @@ TEST_F(StartCaptureTest, AnEarlierFileIsFinishedFirst) {
   Start();
   EXPECT_TRUE(IsClosedCapture(earlierPath));
   EXPECT_FALSE(IsClosedCapture(capturePath));
-  EXPECT_EQ(Items(), (std::vector<sFileItem>{kInformation}));
+  EXPECT_EQ(Items(), (std::vector<sFileItem>{InformationItem()}));
 }
 
 TEST_F(StartCaptureTest, AnEarlierFileIsFinishedAlsoWhenNoneFollows) {
@@ -120,7 +118,7 @@ TEST_F(StartCaptureTest, AnotherStartWhileCapturingDoesNotConnectAgain) {
   cPrinted printed;
   EXPECT_TRUE(StartCapture(session, OpenFile(), {}, {}, {}));
   EXPECT_EQ(printed.Take(), "");
-  EXPECT_EQ(Items(), (std::vector<sFileItem>{kInformation}));
+  EXPECT_EQ(Items(), (std::vector<sFileItem>{InformationItem()}));
   EXPECT_EQ(gTrafficStarts.readerThreads.size(), 1U);
 }
 
@@ -134,9 +132,8 @@ TEST_F(StartCaptureTest, WithThePortAlreadyOpenTheConnectionIsHandledAtOnce) {
 
   cReaderLoop(session).Pump();
   EXPECT_EQ(Items(),
-            (std::vector<sFileItem>{kInformation,
-                                    {isf::kInformationItem, TextPacket("Port COM3 connected")},
-                                    {isf::kRequestItem, {0x1D}}}));
+            (std::vector<sFileItem>{
+                InformationItem(), TextItem("Port COM3 connected"), {isf::kRequestItem, {0x1D}}}));
 }
 
 TEST_F(StartCaptureTest, WithThePortClosedNothingIsConnected) {
@@ -149,7 +146,7 @@ TEST_F(StartCaptureTest, WithoutATransportNothingIsConnected) {
   session.transport = nullptr;
   Start();
   EXPECT_TRUE(session.capturing);
-  EXPECT_EQ(Items(), (std::vector<sFileItem>{kInformation}));
+  EXPECT_EQ(Items(), (std::vector<sFileItem>{InformationItem()}));
 }
 
 TEST_F(StartCaptureTest, WithoutMemoryItFailsAndOnlyTheStoresRefusalIsPrinted) {

@@ -20,7 +20,7 @@ TEST(TextItemTest, IsAHeaderTheTextIn16BitCharactersAndATerminator) {
 }
 
 TEST(TextItemTest, TheInformationItemSaysNameAndVersion) {
-  EXPECT_EQ(ItemBytes(kInformationText), kInformationPacket);
+  EXPECT_EQ(ItemBytes(kInformationText), InformationItem().packet);
 }
 
 TEST(TextItemTest, IsOfTheLibraryAndNotReferencedYet) {

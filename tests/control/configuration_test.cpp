@@ -24,8 +24,6 @@ class ConfigurationTest : public cSessionTest {
   std::string configPath = folder.File("capture.cfg");
 };
 
-const sFileItem kInformation = {isf::kInformationItem, kInformationPacket};
-
 TEST_F(ConfigurationTest, ACompleteFileYieldsItsRecords) {
   ASSERT_TRUE(
       LoadText("capture profile for a data call\n"
@@ -48,7 +46,7 @@ TEST_F(ConfigurationTest, TheCaptureFileHasItsFirstItem) {
   cPrinted printed;
   ASSERT_TRUE(LoadText("<LogCodes>1234</LogCodes>"));
   EXPECT_EQ(printed.Take(), "");
-  EXPECT_EQ(Items(), std::vector<sFileItem>{kInformation});
+  EXPECT_EQ(Items(), std::vector<sFileItem>{InformationItem()});
   EXPECT_TRUE(session.capturing);
 }
 
@@ -57,7 +55,7 @@ TEST_F(ConfigurationTest, AnEmptyConfigurationFileStartsTheCaptureWithNothingEna
   EXPECT_TRUE(session.eventIds.empty());
   EXPECT_TRUE(session.logCodes.empty());
   EXPECT_TRUE(session.messageLevels.empty());
-  EXPECT_EQ(Items(), std::vector<sFileItem>{kInformation});
+  EXPECT_EQ(Items(), std::vector<sFileItem>{InformationItem()});
 }
 
 TEST_F(ConfigurationTest, WithoutAConfigurationPathTheCaptureStartsWithNothingEnabled) {
@@ -126,7 +124,7 @@ TEST_F(ConfigurationTest, AnExistingCaptureFileIsTruncated) {
   ASSERT_TRUE(LoadText(""));
   session.Close();
   EXPECT_LT(std::filesystem::file_size(capturePath), 100'000U);
-  EXPECT_EQ(Items(), std::vector<sFileItem>{kInformation});
+  EXPECT_EQ(Items(), std::vector<sFileItem>{InformationItem()});
 }
 
 TEST_F(ConfigurationTest, TheCaptureFileIsBinary) {

@@ -228,6 +228,13 @@ TEST(DiagDbgSSGetItemRspTest, OnlyCommandEightInBothBytesCounts) {
   EXPECT_FALSE(IsValidAs<sDiagDbgSSGetItemRsp>(Padded({0x4B, 0x25, 0x00, 0x08}, 13)));
 }
 
+TEST(DiagDbgSSGetItemRspTest, EveryValidationRunsTheSubsystemRuleFirst) {
+  const cBufferReference packet(MakePacket(Padded({0x10, 0x25, 0x08}, 13)));
+  sDiagDbgSSGetItemRsp view(packet.Get());
+  view.valid = true;
+  EXPECT_FALSE(view.Validate());
+}
+
 TEST(DiagDbgSSGetItemRspTest, TheSubsystemRuleIsItsOwnAndNotThatOfADerivedView) {
   struct sOverriding : sDiagDbgSSGetItemRsp {
     using sDiagDbgSSGetItemRsp::sDiagDbgSSGetItemRsp;

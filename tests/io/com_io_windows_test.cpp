@@ -75,10 +75,11 @@ class ComIO : public ::testing::Test {
   }
 
   cFakeSystem system;
-  cComIO transport;
-  // The contexts differ, so that each handler is seen to get its own.
+  // Two, so that each handler is seen to get its own context. The transport may report until its
+  // end.
   sReports connected;
   sReports disconnected;
+  cComIO transport;
 };
 
 TEST_F(ComIO, AFreshTransportIsAClosedSerialPort) {

@@ -55,6 +55,8 @@ cFakeSystem::cFakeSystem()
     : tick(CreateEventW(nullptr, FALSE, FALSE, nullptr)),
       failWait(CreateEventW(nullptr, FALSE, FALSE, nullptr)),
       arrived(CreateSemaphoreW(nullptr, 0, 1000, nullptr)) {
+  // The watcher comes here while a test has memory run out.
+  watcherWaits.reserve(1000);
   gFakeSystem = this;
 }
 
@@ -154,7 +156,10 @@ bool TakesFailure(std::optional<int>& callsBefore) {
 
 HANDLE WINAPI FakeCreateEventW(SECURITY_ATTRIBUTES* security, BOOL manualReset, BOOL signalled,
                                const wchar_t* name) {
-  if (gFakeSystem != nullptr && TakesFailure(gFakeSystem->failingEvent)) return nullptr;
+  if (gFakeSystem != nullptr) {
+    if (name != nullptr) ++gFakeSystem->namedEvents;
+    if (TakesFailure(gFakeSystem->failingEvent)) return nullptr;
+  }
   return ORIGINAL(CreateEventW)(security, manualReset, signalled, name);
 }
 
@@ -280,8 +285,7 @@ HANDLE WINAPI FakeCreateFileA(const char* path, DWORD access, DWORD shareMode,
                               SECURITY_ATTRIBUTES* security, DWORD disposition, DWORD attributes,
                               HANDLE model) {
   if (std::string_view(path).substr(0, 4) != R"(\\.\)") {
-    return ORIGINAL(CreateFileA)(path, access, shareMode, security, disposition, attributes,
-                                    model);
+    return ORIGINAL(CreateFileA)(path, access, shareMode, security, disposition, attributes, model);
   }
   gFakeSystem->calls.push_back(std::string("open ") + path);
   gFakeSystem->lastAccess = access;

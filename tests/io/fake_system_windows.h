@@ -88,6 +88,7 @@ class cFakeSystem {
   int looks = 0;  // class lists made
   std::vector<DWORD> watcherWaits;
   HANDLE cancelledThread = nullptr;
+  int namedEvents = 0;  // events made with a name
 
   // Of the replaced calls' own.
   HANDLE tick;

@@ -55,9 +55,12 @@ sBlock cRandomMessages::LongBlock() {
 }
 
 Bits cRandomMessages::Noise(std::size_t count) {
-  Bits bits;
-  while (bits.size() < count) bits += Number(engine(), 64);
-  bits.resize(count);
+  Bits bits(count, '0');
+  std::uint64_t word = 0;
+  for (std::size_t k = 0; k < count; ++k) {
+    if (k % 64 == 0) word = engine();
+    bits[k] = static_cast<char>('0' + (word >> k % 64 & 1));
+  }
   return bits;
 }
 

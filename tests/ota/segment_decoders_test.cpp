@@ -33,7 +33,7 @@ class SegmentDecoders : public testing::Test {
 
   void Insert(int sibType, const sBlock& block) { InsertBlock(map, Key(sibType), block); }
 
-  const Packets nothing;
+  const Packets nothing{};
 
   SibAssemblyMap map;
   const Bits a = Pattern(222, 1);

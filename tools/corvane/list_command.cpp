@@ -100,10 +100,9 @@ void AddListCommand(CLI::App& app, int& exitCode) {
   command->add_flag("--hex", request->hex, "Show the bytes of each item too");
   command->add_option("--type", request->types, "Only items of these types (0 to 31)")
       ->delimiter(',')
+      ->allow_extra_args(false)
       ->check(CLI::Range(0, 31).description(""))
-      ->type_name("N[,N]...")
-      ->expected(1)
-      ->take_all();
+      ->type_name("N[,N]");
   command
       ->add_option(
           "--from", request->from,

@@ -6,7 +6,8 @@
 // Commands: "start DEVICE CONFIG OUTPUT" answers "start true" or "start false"; "stop" answers
 // "stopped"; "child DEVICE CONFIG OUTPUT" runs the second form in a process of its own and answers
 // "exit <status, eight hexadecimal digits>"; "unload" frees the library and answers "unloaded";
-// "quit". A field of "(null)" is a null pointer.
+// "die" answers "dying" and ends the process on the spot; "quit". A field of "(null)" is a null
+// pointer.
 #include <windows.h>
 
 #include <cstdio>
@@ -87,8 +88,7 @@ int main(int argc, char** argv) {
        command = corvane::test::NextCommand()) {
     const std::string& verb = command[0];
     if (verb == "start" && command.size() == 4) {
-      const bool started =
-          start(Argument(command[1]), Argument(command[2]), Argument(command[3]));
+      const bool started = start(Argument(command[1]), Argument(command[2]), Argument(command[3]));
       Say(started ? "start true" : "start false");
     } else if (verb == "stop") {
       stop();
@@ -98,6 +98,9 @@ int main(int argc, char** argv) {
     } else if (verb == "unload") {
       library.Reset();
       Say("unloaded");
+    } else if (verb == "die") {
+      Say("dying");
+      TerminateProcess(GetCurrentProcess(), 9);
     } else if (verb == "quit") {
       break;
     } else {

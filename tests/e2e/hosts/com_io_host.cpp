@@ -4,8 +4,8 @@
 //
 // "open" answers "open true <t>" or "open false <t>", "isopen" and "write" "true" or "false"
 // behind their own name, "close" answers "closed". "list" answers one line "port <name>
-// <description>" a port, with tabs, and "listed". The handlers' events are "connected <t>" and "disconnected <t>".
-// <t> is in milliseconds. The transport's own messages appear in between.
+// <description>" a port, with tabs, and "listed". The handlers' events are "connected <t>" and
+// "disconnected <t>". <t> is in milliseconds. The transport's own messages appear in between.
 #include <windows.h>
 
 #include <cstdint>

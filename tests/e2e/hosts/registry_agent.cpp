@@ -23,8 +23,8 @@ using cRegistryKey = corvane::cOwnedHandle<sRegistryKey>;
 
 LSTATUS OpenOrCreate(const std::string& path, cRegistryKey& key) {
   HKEY opened = nullptr;
-  const LSTATUS result = RegCreateKeyExA(HKEY_LOCAL_MACHINE, path.c_str(), 0, nullptr, 0,
-                                         KEY_WRITE, nullptr, &opened, nullptr);
+  const LSTATUS result = RegCreateKeyExA(HKEY_LOCAL_MACHINE, path.c_str(), 0, nullptr, 0, KEY_WRITE,
+                                         nullptr, &opened, nullptr);
   if (result == ERROR_SUCCESS) key.Reset(opened);
   return result;
 }

@@ -116,18 +116,19 @@ class ComPort:
         if self.line is not None:
             self.line.hang_up()
         self.line = Line()
-        link = self._link()
-        link.unlink(missing_ok=True)
-        link.symlink_to(self.line.path)
+        self.link.unlink(missing_ok=True)
+        self.link.symlink_to(self.line.path)
         return self.line
 
-    def _link(self):
+    @property
+    def link(self):
+        """Where the prefix looks for the port's line: a link to a pseudo-terminal."""
         return self._ports.prefix.path / "dosdevices" / self.name.lower()
 
     def remove(self):
         self._ports.agent.delete(self._interface)
         if self.name is not None:
-            self._link().unlink(missing_ok=True)
+            self.link.unlink(missing_ok=True)
         if self.line is not None:
             self.line.hang_up()
 

@@ -158,6 +158,26 @@ def parse(data):
     return CaptureFile(len(data), blocks)
 
 
+def parse_unclosed(data):
+    """The capture file in `data`, whose writer died: no index, no trailer, blocks linked in order.
+
+    Only the last record may be incomplete, as long as no directory entry names it.
+    """
+    _check(len(data) >= 4 and struct.unpack_from("<I", data)[0] == HEADER, "wrong header")
+    blocks, position = [], 4
+    while position:
+        _check(position + BLOCK_SIZE <= len(data), f"block at {position} ends outside the file")
+        entries = data[position : position + DIRECTORY_SIZE]
+        used = [any(entries[i : i + ENTRY_SIZE]) for i in range(0, DIRECTORY_SIZE, ENTRY_SIZE)]
+        (next_block,) = struct.unpack_from("<Q", data, position + DIRECTORY_SIZE)
+        first = len(blocks) * ITEMS_PER_BLOCK
+        block, behind, _ = _read_block(data, position, first, sum(used), next_block == 0)
+        _check(next_block in (0, behind), f"block at {position}: wrong next block")
+        blocks.append(block)
+        position = next_block
+    return CaptureFile(len(data), blocks)
+
+
 def read(path):
     """Parses the complete capture file at `path`."""
     return parse(pathlib.Path(path).read_bytes())

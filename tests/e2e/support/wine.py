@@ -129,6 +129,14 @@ class HostProcess:
         with self._changed:
             return sum(1 for line in self.lines if expression.fullmatch(line))
 
+    def wait_ended(self, deadline=DEADLINE):
+        """Waits until the program has ended by itself."""
+        end = time.monotonic() + deadline
+        with self._changed:
+            while not self._ended:
+                if not self._changed.wait(end - time.monotonic()):
+                    raise AssertionError(f"the program did not end; its lines: {self.lines}")
+
     def finish(self):
         """Ends the program by the end of its input. -> its exit code (the low 8 bits)"""
         if not self._process.stdin.closed:

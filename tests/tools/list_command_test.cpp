@@ -1,0 +1,281 @@
+#include "corvane/list_command.h"
+
+#include <gtest/gtest.h>
+
+#include <CLI/Config.hpp>
+#include <CLI/Formatter.hpp>
+#include <iostream>
+#include <sstream>
+
+#include "corvane/info_command.h"
+#include "reader/capture_builder.h"
+#include "reader/temp_directory.h"
+
+namespace corvane::tools {
+namespace {
+
+// 2024-05-17 12:00:00 UTC, in milliseconds since 1601.
+constexpr std::uint64_t kStart = 13'360'420'800'000;
+
+[[nodiscard]] cCaptureBuilder SampleCapture() {
+  cCaptureBuilder builder;
+  builder.Add({7, kStart, TextItem("Port COM7 connected"), {}});
+  builder.Add({2, kStart + 1000, Hex("1D"), {}});
+  builder.Add({1, kStart + 1010, Hex("1D 01 02 03 04 05 06 07 08"), {}});
+  builder.Add({10, kStart + 1020, Hex("4B 0F 00 00"), {}});
+  builder.Add({8, kStart + 70'000,
+               Hex("10 00 15 00 15 00 2F 41 00 00 00 00 00 00 00 00 04 00 01 00 AA"), 0x123456});
+  return builder;
+}
+
+constexpr char kLine0[] =
+    "0  2024-05-17T12:00:00.000Z   7 information           -     44  text \"Port COM7 "
+    "connected\"\n";
+constexpr char kLine1[] =
+    "1  2024-05-17T12:00:01.000Z   2 request            0x1D      1  time stamp request\n";
+constexpr char kLine2[] =
+    "2  2024-05-17T12:00:01.010Z   1 packet             0x1D      9  time stamp reply\n";
+constexpr char kLine3[] =
+    "3  2024-05-17T12:00:01.020Z  10 subsystem-request  0x4B      4  subsystem 0x0F command 0x0000 "
+    "request\n";
+constexpr char kLine4[] =
+    "4  2024-05-17T12:01:10.000Z   8 signalling-log     0x10     21  log 0x412F, BCCH-BCH, "
+    "captured, "
+    "cell 0x123456\n";
+
+struct sResult {
+  int exitCode;
+  std::string out;
+  std::string errors;
+};
+
+// Runs the command on a file of those bytes. The file's path is written as FILE in the result.
+[[nodiscard]] sResult ListOf(const Bytes& bytes, sListRequest request = {}) {
+  const cTempDirectory folder;
+  request.path = folder.Write("drive.isf", bytes);
+  std::ostringstream out, errors;
+  sResult result{ListItems(request, out, errors), out.str(), errors.str()};
+  if (const auto place = result.errors.find(request.path); place != std::string::npos)
+    result.errors.replace(place, request.path.size(), "FILE");
+  return result;
+}
+
+[[nodiscard]] std::string Lines(std::initializer_list<const char*> lines) {
+  std::string text;
+  for (const char* const line : lines) text += line;
+  return text;
+}
+
+// Runs the program's command line, with what it writes to standard output.
+class ListCommandLineTest : public ::testing::Test {
+ protected:
+  [[nodiscard]] sResult Run(std::vector<std::string> arguments) {
+    CLI::App app("test", "corvane");
+    int exitCode = -1;
+    AddInfoCommand(app, exitCode);
+    AddListCommand(app, exitCode);
+    std::reverse(arguments.begin(), arguments.end());
+    std::ostringstream out, errors;
+    std::streambuf* const standardOutput = std::cout.rdbuf(out.rdbuf());
+    std::streambuf* const standardError = std::cerr.rdbuf(errors.rdbuf());
+    try {
+      app.parse(arguments);
+    } catch (const CLI::ParseError& error) {
+      exitCode = 1000 + error.get_exit_code();
+    }
+    std::cout.rdbuf(standardOutput);
+    std::cerr.rdbuf(standardError);
+    return {exitCode, out.str(), errors.str()};
+  }
+
+  cTempDirectory folder;
+  std::string path = folder.Write("drive.isf", SampleCapture().Closed());
+};
+
+TEST(ListCommandTest, EveryItemHasALine) {
+  const sResult result = ListOf(SampleCapture().Closed());
+  EXPECT_EQ(result.exitCode, 0);
+  EXPECT_EQ(result.errors, "");
+  EXPECT_EQ(result.out, Lines({kLine0, kLine1, kLine2, kLine3, kLine4}));
+}
+
+TEST(ListCommandTest, AFileWithoutItemsHasNoLines) {
+  const sResult result = ListOf(cCaptureBuilder().Closed());
+  EXPECT_EQ(result.exitCode, 0);
+  EXPECT_EQ(result.out, "");
+}
+
+TEST(ListCommandTest, ItemsOfChosenTypesAreListed) {
+  EXPECT_EQ(ListOf(SampleCapture().Closed(), {"", {1}, "", "", false}).out, kLine2);
+  EXPECT_EQ(ListOf(SampleCapture().Closed(), {"", {10, 2}, "", "", false}).out,
+            Lines({kLine1, kLine3}));
+  EXPECT_EQ(ListOf(SampleCapture().Closed(), {"", {31}, "", "", false}).out, "");
+}
+
+TEST(ListCommandTest, ARangeOfNumbersIsListedWithBothItsEnds) {
+  EXPECT_EQ(ListOf(SampleCapture().Closed(), {"", {}, "1", "3", false}).out,
+            Lines({kLine1, kLine2, kLine3}));
+  EXPECT_EQ(ListOf(SampleCapture().Closed(), {"", {}, "4", "", false}).out, kLine4);
+  EXPECT_EQ(ListOf(SampleCapture().Closed(), {"", {}, "", "0", false}).out, kLine0);
+  EXPECT_EQ(ListOf(SampleCapture().Closed(), {"", {}, "5", "", false}).out, "");
+  EXPECT_EQ(ListOf(SampleCapture().Closed(), {"", {}, "3", "2", false}).out, "");
+  EXPECT_EQ(ListOf(SampleCapture().Closed(), {"", {}, "0", "18446744073709551615", false}).exitCode,
+            0);
+}
+
+TEST(ListCommandTest, ARangeOfTimesIsListedWithBothItsEnds) {
+  EXPECT_EQ(ListOf(SampleCapture().Closed(),
+                   {"", {}, "2024-05-17T12:00:01.000Z", "2024-05-17 12:00:01.010", false})
+                .out,
+            Lines({kLine1, kLine2}));
+  EXPECT_EQ(ListOf(SampleCapture().Closed(), {"", {}, "2024-05-17T12:01", "", false}).out, kLine4);
+  EXPECT_EQ(ListOf(SampleCapture().Closed(), {"", {}, "3", "2024-05-17T12:01", false}).out, kLine3);
+}
+
+TEST(ListCommandTest, TimesSelectItemsAlsoWhereTheClockWasSetBack) {
+  cCaptureBuilder builder;
+  builder.Add({2, kStart, Hex("1D"), {}});
+  builder.Add({2, kStart - 60'000, Hex("00"), {}});
+  builder.Add({2, kStart + 1, Hex("1C"), {}});
+  EXPECT_EQ(ListOf(builder.Closed(), {"", {}, "2024-05-17T12:00", "", false}).out,
+            "0  2024-05-17T12:00:00.000Z   2 request            0x1D      1  time stamp request\n"
+            "2  2024-05-17T12:00:00.001Z   2 request            0x1C      1  protocol version "
+            "request\n");
+}
+
+TEST(ListCommandTest, ABoundThatIsNeitherNumberNorTimeIsWrongUsage) {
+  for (const char* bound : {"x", "-1", "1x", "2024-05", "18446744073709551616", " 1"}) {
+    const sResult result = ListOf(SampleCapture().Closed(), {"", {}, "", bound, false});
+    EXPECT_EQ(result.exitCode, 2);
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.errors, "corvane list: \"" + std::string(bound) +
+                                 "\" is neither an item number nor a UTC time\n");
+  }
+  EXPECT_EQ(ListOf(SampleCapture().Closed(), {"", {}, "x", "", false}).exitCode, 2);
+}
+
+TEST(ListCommandTest, TheBytesOfEachItemFollowItsLine) {
+  EXPECT_EQ(ListOf(SampleCapture().Closed(), {"", {}, "3", "4", true}).out,
+            std::string(kLine3) +
+                "    0000  4B 0F 00 00                                      K...\n" + kLine4 +
+                "    0000  10 00 15 00 15 00 2F 41 00 00 00 00 00 00 00 00  ....../A........\n"
+                "    0010  04 00 01 00 AA                                   .....\n");
+}
+
+TEST(ListCommandTest, NumbersAreAlignedToTheLongest) {
+  cCaptureBuilder builder;
+  for (int number = 0; number < 11; ++number) builder.Add({2, kStart, Hex("1D"), {}});
+  const std::string out = ListOf(builder.Closed()).out;
+  const std::string rest =
+      "  2024-05-17T12:00:00.000Z   2 request            0x1D      1  time "
+      "stamp request\n";
+  EXPECT_EQ(out.substr(0, 2 + rest.size()), " 0" + rest);
+  EXPECT_EQ(out.substr(out.size() - 2 - rest.size()), "10" + rest);
+}
+
+TEST(ListCommandTest, LongListsAreWrittenWhole) {
+  cCaptureBuilder builder;
+  for (int number = 0; number < 9000; ++number) builder.Add({2, kStart, Hex("1D"), {}});
+  const std::string out = ListOf(builder.Closed()).out;
+  EXPECT_EQ(out.size(), 9000U * std::string_view("8999  2024-05-17T12:00:00.000Z   2 request       "
+                                                 "     0x1D      1  time stamp request\n")
+                                    .size());
+  EXPECT_EQ(std::count(out.begin(), out.end(), '\n'), 9000);
+  EXPECT_EQ(out.rfind("8999  "), out.size() - out.size() / 9000);
+}
+
+TEST(ListCommandTest, TheItemsOfAFileThatWasNotClosedAreListed) {
+  const sResult result = ListOf(SampleCapture().Unclosed(), {"", {7}, "", "", false});
+  EXPECT_EQ(result.exitCode, 3);
+  EXPECT_EQ(result.out, kLine0);
+  EXPECT_EQ(
+      result.errors,
+      "corvane list: FILE: the file was not closed: it has no trailer after its 5 good items\n");
+}
+
+TEST(ListCommandTest, TheItemsBeforeDamageAreListed) {
+  Bytes bytes = SampleCapture().Closed();
+  Put(bytes, 4 + 7 * 2 + 5, 0, 2);
+  const sResult result = ListOf(bytes);
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_EQ(result.out, Lines({kLine0, kLine1}));
+  EXPECT_EQ(
+      result.errors,
+      "corvane list: FILE: directory entry 2 of the block at offset 4 has length 0, at offset "
+      "18\n");
+}
+
+TEST(ListCommandTest, TheItemsBeforeOneThatCannotBeReadAreListed) {
+  cCaptureBuilder builder;
+  builder.Add({2, kStart, Hex("1D"), {}});
+  builder.AddRaw(2 + 3 * 32, 1, Hex("FF FF FF FF FF FF FF FF 1D"));
+  const sResult result = ListOf(builder.Closed());
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_EQ(result.out,
+            "0  2024-05-17T12:00:00.000Z   2 request            0x1D      1  time stamp request\n");
+  EXPECT_EQ(result.errors,
+            "corvane list: FILE: the time of item 1 is later than any clock can be, at offset "
+            "57366\n");
+}
+
+TEST(ListCommandTest, AFileThatIsNoCaptureFileIsRefused) {
+  const sResult result = ListOf(Hex("08 31"));
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_EQ(result.errors,
+            "corvane list: FILE: the file is too short to be a capture file, at offset 2\n");
+}
+
+TEST(ListCommandTest, OutputThatCannotBeWrittenIsAFailure) {
+  const cTempDirectory folder;
+  std::ostringstream out, errors;
+  out.setstate(std::ios::badbit);
+  sListRequest request;
+  request.path = folder.Write("drive.isf", SampleCapture().Closed());
+  EXPECT_EQ(ListItems(request, out, errors), 1);
+  EXPECT_EQ(errors.str(), "corvane list: the output cannot be written\n");
+}
+
+TEST_F(ListCommandLineTest, OptionsMayStandBeforeAndAfterTheFile) {
+  for (const std::vector<std::string>& arguments :
+       {std::vector<std::string>{"list", path, "--type", "1,2"},
+        std::vector<std::string>{"list", "--type", "1,2", path},
+        std::vector<std::string>{"list", "--type=1", path, "--type", "2"}}) {
+    const sResult result = Run(arguments);
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_EQ(result.out, Lines({kLine1, kLine2}));
+  }
+}
+
+TEST_F(ListCommandLineTest, AllOptionsReachTheCommand) {
+  const sResult result = Run(
+      {"list", path, "--from", "1", "--to", "2024-05-17T12:00:01.020Z", "--hex", "--type", "10"});
+  EXPECT_EQ(result.exitCode, 0);
+  EXPECT_EQ(result.out, std::string(kLine3) +
+                            "    0000  4B 0F 00 00                                      K...\n");
+}
+
+TEST_F(ListCommandLineTest, TypesOutsideFiveBitsAreWrongUsage) {
+  for (const char* types : {"32", "-1", "x", "1,32"})
+    EXPECT_GT(Run({"list", path, "--type", types}).exitCode, 1000) << types;
+}
+
+TEST_F(ListCommandLineTest, AMissingFileArgumentIsWrongUsage) {
+  EXPECT_GT(Run({"list"}).exitCode, 1000);
+  EXPECT_GT(Run({"info"}).exitCode, 1000);
+}
+
+TEST_F(ListCommandLineTest, InfoIsACommandToo) {
+  const sResult result = Run({"info", path});
+  EXPECT_EQ(result.exitCode, 0);
+  EXPECT_EQ(result.out.find("File:         " + path + "\n"), 0U);
+}
+
+TEST_F(ListCommandLineTest, TheExitCodeOfTheCommandIsHandedOn) {
+  const sResult result = Run({"list", folder.Path("no.isf")});
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_EQ(result.errors, "corvane list: " + folder.Path("no.isf") +
+                               ": the file cannot be opened (No such file or directory)\n");
+}
+
+}  // namespace
+}  // namespace corvane::tools

@@ -1,0 +1,96 @@
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <cstdlib>
+#include <iterator>
+
+#include "reader/capture_builder.h"
+#include "reader/temp_directory.h"
+
+namespace corvane {
+namespace {
+
+// The built program, run by a shell.
+class CorvaneProgramTest : public ::testing::Test {
+ protected:
+  // Returns the exit code; `output` and `errors` receive what the program wrote.
+  int Run(const std::string& arguments) {
+    const std::string command = std::string("\"" CORVANE_PROGRAM "\" ") + arguments + " >\"" +
+                                folder.Path("output") + "\" 2>\"" + folder.Path("errors") + "\"";
+    const int status = std::system(command.c_str());
+    output = Content("output");
+    errors = Content("errors");
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  }
+
+  [[nodiscard]] std::string Content(const char* name) const {
+    std::ifstream file(folder.Path(name), std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+  }
+
+  [[nodiscard]] static cCaptureBuilder Sample() {
+    cCaptureBuilder builder;
+    builder.Add({2, 13'360'420'800'000, Hex("1D"), {}});
+    return builder;
+  }
+
+  cTempDirectory folder;
+  std::string output;
+  std::string errors;
+};
+
+constexpr char kSampleLine[] =
+    "0  2024-05-17T12:00:00.000Z   2 request            0x1D      1  time stamp request\n";
+
+TEST_F(CorvaneProgramTest, ACompleteFileIsListedWithCode0) {
+  EXPECT_EQ(Run("list " + folder.Write("drive.isf", Sample().Closed())), 0);
+  EXPECT_EQ(output, kSampleLine);
+  EXPECT_EQ(errors, "");
+}
+
+TEST_F(CorvaneProgramTest, ADamagedFileGivesCode1) {
+  Bytes bytes = Sample().Closed();
+  bytes[bytes.size() - 5] = 1;
+  EXPECT_EQ(Run("list " + folder.Write("drive.isf", bytes)), 1);
+  EXPECT_EQ(output, kSampleLine);
+  EXPECT_EQ(errors, "corvane list: " + folder.Path("drive.isf") +
+                        ": the trailer counts 16777217 items, the directories hold 1, at offset " +
+                        std::to_string(bytes.size() - 8) + "\n");
+}
+
+TEST_F(CorvaneProgramTest, AnUnclosedFileGivesCode3) {
+  EXPECT_EQ(Run("info " + folder.Write("drive.isf", Sample().Unclosed())), 3);
+  EXPECT_NE(output.find("State:        not closed\n"), std::string::npos);
+}
+
+TEST_F(CorvaneProgramTest, WrongUsageGivesCode2) {
+  for (const char* arguments : {"", "nonsense", "list", "list a b", "list --type 99 a",
+                                "list --from x a", "info", "info --nonsense a"})
+    EXPECT_EQ(Run(arguments), 2) << arguments;
+}
+
+TEST_F(CorvaneProgramTest, HelpAndVersionGiveCode0) {
+  EXPECT_EQ(Run("--version"), 0);
+  EXPECT_EQ(output, "corvane 1.0.0\n");
+  EXPECT_EQ(Run("--help"), 0);
+  EXPECT_NE(output.find("info"), std::string::npos);
+  EXPECT_EQ(Run("list --help"), 0);
+  EXPECT_NE(output.find("Exit codes: 0 the file is complete"), std::string::npos);
+}
+
+TEST_F(CorvaneProgramTest, AFullDiskGivesCode1) {
+  cCaptureBuilder builder;
+  for (int number = 0; number < 9000; ++number) builder.Add({2, 13'360'420'800'000, Hex("1D"), {}});
+  const std::string path = folder.Write("drive.isf", builder.Closed());
+  for (const char* command : {"list ", "info "}) {
+    const int status = std::system((std::string("\"" CORVANE_PROGRAM "\" ") + command + path +
+                                    " >/dev/full 2>\"" + folder.Path("errors") + "\"")
+                                       .c_str());
+    EXPECT_EQ(WEXITSTATUS(status), 1);
+    EXPECT_EQ(Content("errors"),
+              "corvane " + std::string(command, 4) + ": the output cannot be written\n");
+  }
+}
+
+}  // namespace
+}  // namespace corvane
