@@ -144,7 +144,21 @@ void AddDuration(CLI::App& app, const std::string& name, milliseconds& value,
       "TIME");
 }
 
+template <typename T>
+void AddChoice(CLI::App& app, const std::string& name, T& value, const std::string& description,
+               const std::map<std::string, T>& choices) {
+  AddText(
+      app, name, description,
+      [&value, choices](const std::string& text) {
+        const auto choice = choices.find(text);
+        if (choice == choices.end()) Refuse(text, "one of its values");
+        value = choice->second;
+      },
+      "NAME");
+}
+
 void AddConnectionOptions(CLI::App& app, sOptions& options) {
+  app.option_defaults()->group("Connection and report");
   app.add_option("--link", options.link,
                  "Keep a symbolic link to the terminal here, such as Wine's dosdevices/com7")
       ->type_name("PATH");
@@ -160,9 +174,10 @@ void AddConnectionOptions(CLI::App& app, sOptions& options) {
 }
 
 void AddStreamOptions(CLI::App& app, sOptions& options) {
-  app.add_option("--scenario", options.scenario, "What is streamed: mixed or sib [mixed]")
-      ->check(CLI::IsMember({"mixed", "sib"}))
-      ->type_name("NAME");
+  app.option_defaults()->group("Stream");
+  AddChoice<std::string>(app, "--scenario", options.scenario,
+                         "What is streamed: mixed or sib [mixed]",
+                         {{"mixed", "mixed"}, {"sib", "sib"}});
   AddNumber(app, "--seed", options.stream.seed,
             "Everything that is random follows from this number [1]");
   AddText(
@@ -170,12 +185,11 @@ void AddStreamOptions(CLI::App& app, sOptions& options) {
       [&options](const std::string& text) { options.rate = ParseRate(text); }, "N");
   AddNumber(app, "--count", options.count, "End the stream after so many packets");
   AddDuration(app, "--duration", options.duration, "End the stream after so much time");
-  app.add_option("--then", options.then, "At the stream's end: idle, hang-up or quit [idle]")
-      ->transform(CLI::CheckedTransformer(
-          std::map<std::string, eAfterStream>{{"idle", eAfterStream::Idle},
-                                              {"hang-up", eAfterStream::HangUp},
-                                              {"quit", eAfterStream::Quit}}))
-      ->type_name("WHAT");
+  AddChoice<eAfterStream>(app, "--then", options.then,
+                          "At the stream's end: idle, hang-up or quit [idle]",
+                          {{"idle", eAfterStream::Idle},
+                           {"hang-up", eAfterStream::HangUp},
+                           {"quit", eAfterStream::Quit}});
   AddDuration(app, "--settle", options.settle,
               "Begin to stream once no request has come for so long [250ms]");
   app.add_flag("--paused", options.paused, "Begin to stream only at the command resume");
@@ -199,10 +213,14 @@ void AddStreamOptions(CLI::App& app, sOptions& options) {
       app, "--log-codes", "Send these log codes only, as far as they are switched on",
       [&options](const std::string& text) { options.stream.logCodes = ParseLogCodes(text); },
       "LIST");
-  app.add_option("--max-frame", options.stream.maxFrame,
-                 "The longest frame in bytes [8191, what the recorder's serial buffer holds]")
-      ->check(CLI::Range(1024, 33000))
-      ->type_name("N");
+  AddText(
+      app, "--max-frame", "The longest frame in bytes [8191, what a serial recorder takes]",
+      [&options](const std::string& text) {
+        const auto size = ParseUnsigned<std::size_t>(text);
+        if (!size || *size < 1024 || *size > 33000) Refuse(text, "a number from 1024 to 33000");
+        options.stream.maxFrame = *size;
+      },
+      "N");
   AddText(
       app, "--sib-loss", "System-information messages lost on the air, up to 90% [5%]",
       [&options](const std::string& text) { options.stream.sibLoss = ParseLoss(text); }, "P%");
@@ -216,6 +234,7 @@ void AddPacketFault(CLI::App& app, const std::string& name, cSelection& selectio
 }
 
 void AddFaultOptions(CLI::App& app, sOptions& options) {
+  app.option_defaults()->group("Faults");
   sFaultOptions& faults = options.faults;
   AddPacketFault(app, "--bad-crc", faults.badCrc, "Flip a bit in these packets");
   AddPacketFault(app, "--noise", faults.noise, "Noise and a flag before these packets");
