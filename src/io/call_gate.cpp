@@ -2,21 +2,28 @@
 
 namespace corvane {
 
+void cCallGate::Open() {
+  const std::lock_guard guard(mutex);
+  isOpen = true;
+}
+
 void cCallGate::Close() {
-  state |= kClosed;
-  for (std::uint32_t seen = state; seen != kClosed; seen = state) state.wait(seen);
+  std::unique_lock guard(mutex);
+  isOpen = false;
+  lastOneLeft.wait(guard, [this] { return callsInside == 0; });
 }
 
 cCallGate::cPass cCallGate::Enter() {
-  std::uint32_t seen = state;
-  do {
-    if ((seen & kClosed) != 0) return cPass(nullptr);
-  } while (!state.compare_exchange_weak(seen, seen + 1));
+  const std::lock_guard guard(mutex);
+  if (!isOpen) return cPass(nullptr);
+  ++callsInside;
   return cPass(this);
 }
 
 void cCallGate::Leave() {
-  if (--state == kClosed) state.notify_all();
+  // Told with the mutex held: the gate may be gone as soon as Close has seen that nobody is inside.
+  const std::lock_guard guard(mutex);
+  if (--callsInside == 0) lastOneLeft.notify_all();
 }
 
 }  // namespace corvane

@@ -1,7 +1,8 @@
 #pragma once
 
-#include <atomic>
+#include <condition_variable>
 #include <cstdint>
+#include <mutex>
 
 namespace corvane {
 
@@ -25,7 +26,7 @@ class cCallGate {
   };
 
   // A new gate is closed.
-  void Open() { state &= ~kClosed; }
+  void Open();
 
   // Returns once nobody is inside, and nobody can come in until the next Open. Must not be called
   // from inside.
@@ -34,11 +35,13 @@ class cCallGate {
   [[nodiscard]] cPass Enter();
 
  private:
-  static constexpr std::uint32_t kClosed = 0x80000000;
-
   void Leave();
 
-  std::atomic<std::uint32_t> state = kClosed;  // kClosed, plus the number of calls inside
+  // Never held while anything else is called.
+  std::mutex mutex;
+  std::condition_variable lastOneLeft;
+  bool isOpen = false;
+  std::uint32_t callsInside = 0;
 };
 
 }  // namespace corvane

@@ -9,7 +9,6 @@
 #include <cstdio>
 #include <cstring>
 #include <new>
-#include <optional>
 #include <string_view>
 
 #include "platform/windows_handle.h"
@@ -37,30 +36,32 @@ struct sRegistryKey {
 };
 
 // Cuts `path`, such as \\?\USB#VID_1234&PID_0001#0001#{guid}, at every "#" and forms the path of
-// the device's key from the first three tokens, the first one freed of its \\?\. None when there
-// are fewer tokens or the path would be too long for a key. The path is changed.
-std::optional<std::string> DeviceKeyPath(char* path) {
-  constexpr std::string_view kPrefix = R"(\\?\)";
+// the device's key from the first three tokens, the first one freed of its \\?\. False when there
+// are fewer tokens or the path would be too long for a key. `path` is changed.
+bool DeviceKeyPath(char* path, char (&keyPath)[kKeyPathSize]) {
+  constexpr const char* kPrefix = R"(\\?\)";
 
   char* rest = nullptr;
   const char* const enumerator = strtok_s(path, "#", &rest);
   const char* const device = enumerator == nullptr ? nullptr : strtok_s(nullptr, "#", &rest);
   const char* const instance = device == nullptr ? nullptr : strtok_s(nullptr, "#", &rest);
-  if (instance == nullptr) return std::nullopt;
+  if (instance == nullptr) return false;
 
-  std::string bareEnumerator = enumerator;
-  const std::size_t prefix = bareEnumerator.find(kPrefix);
-  if (prefix != std::string::npos) bareEnumerator.erase(prefix, kPrefix.size());
-
-  char keyPath[kKeyPathSize];
-  const int length = std::snprintf(keyPath, sizeof keyPath,
-                                   R"(System\CurrentControlSet\Enum\%s\%s\%s\Device Parameters)",
-                                   bareEnumerator.c_str(), device, instance);
-  if (length < 0 || static_cast<std::size_t>(length) >= sizeof keyPath) return std::nullopt;
-  return keyPath;
+  const char* beforePrefix = enumerator;
+  int lengthBeforePrefix = 0;
+  const char* behindPrefix = enumerator;
+  if (const char* const prefix = std::strstr(enumerator, kPrefix); prefix != nullptr) {
+    lengthBeforePrefix = static_cast<int>(prefix - beforePrefix);
+    behindPrefix = prefix + std::strlen(kPrefix);
+  }
+  const int length = std::snprintf(
+      keyPath, sizeof keyPath, R"(System\CurrentControlSet\Enum\%.*s%s\%s\%s\Device Parameters)",
+      lengthBeforePrefix, beforePrefix, behindPrefix, device, instance);
+  return length >= 0 && static_cast<std::size_t>(length) < sizeof keyPath;
 }
 
-// One walk over the present COM-port interfaces.
+// One walk over the present COM-port interfaces. It allocates nothing, so the watcher cannot be
+// ended by memory running out.
 class cComPortScan {
  public:
   cComPortScan()
@@ -122,12 +123,11 @@ class cComPortScan {
 
   // Puts the value "PortName" of the device's key over the record. False without a key.
   bool ReadPortName() {
-    const std::optional<std::string> keyPath =
-        DeviceKeyPath(Text() + offsetof(SP_DEVICE_INTERFACE_DETAIL_DATA_A, DevicePath));
-    if (!keyPath) return false;
+    char* const path = Text() + offsetof(SP_DEVICE_INTERFACE_DETAIL_DATA_A, DevicePath);
+    char keyPath[kKeyPathSize];
+    if (!DeviceKeyPath(path, keyPath)) return false;
     HKEY opened = nullptr;
-    if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, keyPath->c_str(), 0, KEY_READ, &opened) !=
-        ERROR_SUCCESS) {
+    if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, keyPath, 0, KEY_READ, &opened) != ERROR_SUCCESS) {
       return false;
     }
     const cOwnedHandle<sRegistryKey> key(opened);

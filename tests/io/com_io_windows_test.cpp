@@ -75,10 +75,11 @@ class ComIO : public ::testing::Test {
   }
 
   cFakeSystem system;
-  cComIO transport;
-  // The contexts differ, so that each handler is seen to get its own.
+  // Two, so that each handler is seen to get its own context. The transport may report until its
+  // end.
   sReports connected;
   sReports disconnected;
+  cComIO transport;
 };
 
 TEST_F(ComIO, AFreshTransportIsAClosedSerialPort) {
@@ -100,7 +101,7 @@ TEST_F(ComIO, OpenTwiceWithoutCloseSaysSoAndReturnsFalse) {
 }
 
 TEST_F(ComIO, OpenWithoutAStopEventSaysSoAndLeavesNothingRunning) {
-  system.eventsThatFail = 1;
+  system.failingEvent = 0;
   ::testing::internal::CaptureStdout();
   EXPECT_FALSE(Open());
   EXPECT_EQ(::testing::internal::GetCapturedStdout(),
@@ -110,7 +111,7 @@ TEST_F(ComIO, OpenWithoutAStopEventSaysSoAndLeavesNothingRunning) {
 }
 
 TEST_F(ComIO, OpenWithoutAWatcherThreadSaysSoAndLeavesNothingRunning) {
-  system.threadsThatFail = 1;
+  system.failingThread = 0;
   ::testing::internal::CaptureStdout();
   EXPECT_FALSE(Open());
   EXPECT_EQ(::testing::internal::GetCapturedStdout(), "Failed to create watch thread\n");
@@ -325,7 +326,7 @@ TEST_F(ComIO, AWriteOfAllBytesSucceeds) {
   OpenAndConnect();
   const std::uint8_t bytes[] = {0x1D, 0x1C, 0x3B, 0x7E};
   EXPECT_TRUE(transport.Write(bytes, sizeof bytes));
-  EXPECT_THAT(system.written, ElementsAreArray(bytes));
+  EXPECT_THAT(system.written, ElementsAre(ElementsAreArray(bytes)));
   EXPECT_THAT(system.calls, ElementsAre("write"));
   EXPECT_THAT(disconnected.told, IsEmpty());
 }

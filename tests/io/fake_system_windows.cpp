@@ -7,15 +7,10 @@
 
 #include <algorithm>
 #include <cstring>
+#include <optional>
 #include <string_view>
 
-// Every call that this program's objects make to one of these functions goes through the import
-// pointer, which the linker's --wrap replaces with the pointer here.
-#define REPLACE(function, replacement)                       \
-  extern "C" {                                               \
-  extern decltype(&function) __real___imp_##function;        \
-  decltype(&function) __wrap___imp_##function = replacement; \
-  }
+#include "io/replaced_import.h"
 
 namespace corvane::test {
 
@@ -25,6 +20,20 @@ namespace {
 
 constexpr DWORD kWatcherWaitMs = 1000;
 const HDEVINFO kClassList = reinterpret_cast<HDEVINFO>(std::uintptr_t{0x51});
+
+// The standard library's locks would go through the replaced calls.
+class cPortGuard {
+ public:
+  explicit cPortGuard(cFakeSystem& guarded) : system(guarded) {
+    AcquireSRWLockExclusive(&system.portLock);
+  }
+  ~cPortGuard() { ReleaseSRWLockExclusive(&system.portLock); }
+  cPortGuard(const cPortGuard&) = delete;
+  cPortGuard& operator=(const cPortGuard&) = delete;
+
+ private:
+  cFakeSystem& system;
+};
 
 HKEY KeyOf(std::size_t index) { return reinterpret_cast<HKEY>(std::uintptr_t{0x1000} + index); }
 
@@ -46,6 +55,8 @@ cFakeSystem::cFakeSystem()
     : tick(CreateEventW(nullptr, FALSE, FALSE, nullptr)),
       failWait(CreateEventW(nullptr, FALSE, FALSE, nullptr)),
       arrived(CreateSemaphoreW(nullptr, 0, 1000, nullptr)) {
+  // The watcher comes here while a test has memory run out.
+  watcherWaits.reserve(1000);
   gFakeSystem = this;
 }
 
@@ -54,6 +65,17 @@ cFakeSystem::~cFakeSystem() {
   CloseHandle(tick);
   CloseHandle(failWait);
   CloseHandle(arrived);
+}
+
+bool cFakeSystem::HasPort(HANDLE handle) {
+  const cPortGuard guard(*this);
+  return ports.contains(handle);
+}
+
+void cFakeSystem::Receive(std::vector<std::uint8_t> bytes) {
+  const cPortGuard guard(*this);
+  toRead.push_back(std::move(bytes));
+  WakeAllConditionVariable(&readable);
 }
 
 void cFakeSystem::WaitForWatcher() { WaitForSingleObject(arrived, INFINITE); }
@@ -65,6 +87,7 @@ void cFakeSystem::Look() {
 
 }  // namespace corvane::test
 
+using corvane::test::cPortGuard;
 using corvane::test::gFakeSystem;
 using corvane::test::sFakeInterface;
 
@@ -94,52 +117,62 @@ BOOL WINAPI FakeGetCommState(HANDLE, DCB*);
 BOOL WINAPI FakeSetCommState(HANDLE, DCB*);
 BOOL WINAPI FakeSetCommTimeouts(HANDLE, COMMTIMEOUTS*);
 BOOL WINAPI FakeWriteFile(HANDLE, const void*, DWORD, DWORD*, OVERLAPPED*);
+BOOL WINAPI FakeReadFile(HANDLE, void*, DWORD, DWORD*, OVERLAPPED*);
 
 }  // namespace
 
-REPLACE(CreateEventW, FakeCreateEventW)
-REPLACE(CreateThread, FakeCreateThread)
-REPLACE(WaitForSingleObject, FakeWaitForSingleObject)
-REPLACE(CloseHandle, FakeCloseHandle)
-REPLACE(CancelSynchronousIo, FakeCancelSynchronousIo)
-REPLACE(SetupDiGetClassDevsW, FakeSetupDiGetClassDevsW)
-REPLACE(SetupDiEnumDeviceInterfaces, FakeSetupDiEnumDeviceInterfaces)
-REPLACE(SetupDiGetDeviceInterfaceDetailA, FakeSetupDiGetDeviceInterfaceDetailA)
-REPLACE(SetupDiGetDeviceRegistryPropertyA, FakeSetupDiGetDeviceRegistryPropertyA)
-REPLACE(SetupDiDestroyDeviceInfoList, FakeSetupDiDestroyDeviceInfoList)
-REPLACE(RegOpenKeyExA, FakeRegOpenKeyExA)
-REPLACE(RegQueryValueExA, FakeRegQueryValueExA)
-REPLACE(RegCloseKey, FakeRegCloseKey)
-REPLACE(CreateFileA, FakeCreateFileA)
-REPLACE(GetCommState, FakeGetCommState)
-REPLACE(SetCommState, FakeSetCommState)
-REPLACE(SetCommTimeouts, FakeSetCommTimeouts)
-REPLACE(WriteFile, FakeWriteFile)
+REPLACE_IMPORT(CreateEventW, FakeCreateEventW)
+REPLACE_IMPORT(CreateThread, FakeCreateThread)
+REPLACE_IMPORT(WaitForSingleObject, FakeWaitForSingleObject)
+REPLACE_IMPORT(CloseHandle, FakeCloseHandle)
+REPLACE_IMPORT(CancelSynchronousIo, FakeCancelSynchronousIo)
+REPLACE_IMPORT(SetupDiGetClassDevsW, FakeSetupDiGetClassDevsW)
+REPLACE_IMPORT(SetupDiEnumDeviceInterfaces, FakeSetupDiEnumDeviceInterfaces)
+REPLACE_IMPORT(SetupDiGetDeviceInterfaceDetailA, FakeSetupDiGetDeviceInterfaceDetailA)
+REPLACE_IMPORT(SetupDiGetDeviceRegistryPropertyA, FakeSetupDiGetDeviceRegistryPropertyA)
+REPLACE_IMPORT(SetupDiDestroyDeviceInfoList, FakeSetupDiDestroyDeviceInfoList)
+REPLACE_IMPORT(RegOpenKeyExA, FakeRegOpenKeyExA)
+REPLACE_IMPORT(RegQueryValueExA, FakeRegQueryValueExA)
+REPLACE_IMPORT(RegCloseKey, FakeRegCloseKey)
+REPLACE_IMPORT(CreateFileA, FakeCreateFileA)
+REPLACE_IMPORT(GetCommState, FakeGetCommState)
+REPLACE_IMPORT(SetCommState, FakeSetCommState)
+REPLACE_IMPORT(SetCommTimeouts, FakeSetCommTimeouts)
+REPLACE_IMPORT(WriteFile, FakeWriteFile)
+REPLACE_IMPORT(ReadFile, FakeReadFile)
 
 namespace {
 
+// Whether this call is the one that is to fail.
+bool TakesFailure(std::optional<int>& callsBefore) {
+  if (!callsBefore) return false;
+  if (*callsBefore == 0) {
+    callsBefore.reset();
+    return true;
+  }
+  --*callsBefore;
+  return false;
+}
+
 HANDLE WINAPI FakeCreateEventW(SECURITY_ATTRIBUTES* security, BOOL manualReset, BOOL signalled,
                                const wchar_t* name) {
-  if (gFakeSystem != nullptr && gFakeSystem->eventsThatFail > 0) {
-    --gFakeSystem->eventsThatFail;
-    return nullptr;
+  if (gFakeSystem != nullptr) {
+    if (name != nullptr) ++gFakeSystem->namedEvents;
+    if (TakesFailure(gFakeSystem->failingEvent)) return nullptr;
   }
-  return __real___imp_CreateEventW(security, manualReset, signalled, name);
+  return ORIGINAL(CreateEventW)(security, manualReset, signalled, name);
 }
 
 HANDLE WINAPI FakeCreateThread(SECURITY_ATTRIBUTES* security, SIZE_T stack,
                                LPTHREAD_START_ROUTINE routine, void* argument, DWORD flags,
                                DWORD* identifier) {
-  if (gFakeSystem != nullptr && gFakeSystem->threadsThatFail > 0) {
-    --gFakeSystem->threadsThatFail;
-    return nullptr;
-  }
-  return __real___imp_CreateThread(security, stack, routine, argument, flags, identifier);
+  if (gFakeSystem != nullptr && TakesFailure(gFakeSystem->failingThread)) return nullptr;
+  return ORIGINAL(CreateThread)(security, stack, routine, argument, flags, identifier);
 }
 
 DWORD WINAPI FakeWaitForSingleObject(HANDLE handle, DWORD milliseconds) {
   if (gFakeSystem == nullptr || milliseconds == INFINITE || milliseconds == 0) {
-    return __real___imp_WaitForSingleObject(handle, milliseconds);
+    return ORIGINAL(WaitForSingleObject)(handle, milliseconds);
   }
   gFakeSystem->watcherWaits.push_back(milliseconds);
   ReleaseSemaphore(gFakeSystem->arrived, 1, nullptr);
@@ -155,11 +188,15 @@ DWORD WINAPI FakeWaitForSingleObject(HANDLE handle, DWORD milliseconds) {
 }
 
 BOOL WINAPI FakeCloseHandle(HANDLE handle) {
-  if (gFakeSystem != nullptr && gFakeSystem->ports.erase(handle) != 0) {
-    gFakeSystem->calls.emplace_back("close");
-    --gFakeSystem->openPorts;
+  if (gFakeSystem != nullptr) {
+    const cPortGuard guard(*gFakeSystem);
+    if (gFakeSystem->ports.erase(handle) != 0) {
+      gFakeSystem->calls.emplace_back("close");
+      --gFakeSystem->openPorts;
+      WakeAllConditionVariable(&gFakeSystem->readable);
+    }
   }
-  return __real___imp_CloseHandle(handle);
+  return ORIGINAL(CloseHandle)(handle);
 }
 
 BOOL WINAPI FakeCancelSynchronousIo(HANDLE thread) {
@@ -248,8 +285,7 @@ HANDLE WINAPI FakeCreateFileA(const char* path, DWORD access, DWORD shareMode,
                               SECURITY_ATTRIBUTES* security, DWORD disposition, DWORD attributes,
                               HANDLE model) {
   if (std::string_view(path).substr(0, 4) != R"(\\.\)") {
-    return __real___imp_CreateFileA(path, access, shareMode, security, disposition, attributes,
-                                    model);
+    return ORIGINAL(CreateFileA)(path, access, shareMode, security, disposition, attributes, model);
   }
   gFakeSystem->calls.push_back(std::string("open ") + path);
   gFakeSystem->lastAccess = access;
@@ -257,7 +293,8 @@ HANDLE WINAPI FakeCreateFileA(const char* path, DWORD access, DWORD shareMode,
   gFakeSystem->lastDisposition = disposition;
   gFakeSystem->lastAttributes = attributes;
   if (gFakeSystem->openFails) return INVALID_HANDLE_VALUE;
-  const HANDLE opened = __real___imp_CreateEventW(nullptr, TRUE, FALSE, nullptr);
+  const HANDLE opened = ORIGINAL(CreateEventW)(nullptr, TRUE, FALSE, nullptr);
+  const cPortGuard guard(*gFakeSystem);
   gFakeSystem->ports.emplace(opened, path);
   ++gFakeSystem->openPorts;
   return opened;
@@ -285,14 +322,35 @@ BOOL WINAPI FakeSetCommTimeouts(HANDLE, COMMTIMEOUTS* timeouts) {
 
 BOOL WINAPI FakeWriteFile(HANDLE file, const void* bytes, DWORD length, DWORD* written,
                           OVERLAPPED* overlapped) {
-  if (gFakeSystem == nullptr || !gFakeSystem->ports.contains(file)) {
-    return __real___imp_WriteFile(file, bytes, length, written, overlapped);
+  if (gFakeSystem == nullptr || !gFakeSystem->HasPort(file)) {
+    return ORIGINAL(WriteFile)(file, bytes, length, written, overlapped);
   }
+  const cPortGuard guard(*gFakeSystem);
   gFakeSystem->calls.emplace_back("write");
   if (gFakeSystem->writeFails) return FALSE;
   *written = gFakeSystem->shortWrite.value_or(length);
   const auto* const first = static_cast<const std::uint8_t*>(bytes);
-  gFakeSystem->written.assign(first, first + *written);
+  gFakeSystem->written.emplace_back(first, first + *written);
+  return TRUE;
+}
+
+BOOL WINAPI FakeReadFile(HANDLE file, void* bytes, DWORD length, DWORD* received,
+                         OVERLAPPED* overlapped) {
+  if (gFakeSystem == nullptr || file == nullptr) {
+    return ORIGINAL(ReadFile)(file, bytes, length, received, overlapped);
+  }
+  const cPortGuard guard(*gFakeSystem);
+  gFakeSystem->readLengthsAsked.push_back(length);
+  *received = 0;
+  if (length == 0) return TRUE;
+  while (gFakeSystem->ports.contains(file) && gFakeSystem->toRead.empty()) {
+    SleepConditionVariableSRW(&gFakeSystem->readable, &gFakeSystem->portLock, INFINITE, 0);
+  }
+  if (!gFakeSystem->ports.contains(file)) return FALSE;
+  const std::vector<std::uint8_t> next = gFakeSystem->toRead.front();
+  gFakeSystem->toRead.pop_front();
+  *received = std::min(length, static_cast<DWORD>(next.size()));
+  std::memcpy(bytes, next.data(), *received);
   return TRUE;
 }
 

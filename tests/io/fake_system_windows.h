@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include <cstdint>
+#include <deque>
 #include <map>
 #include <optional>
 #include <string>
@@ -45,13 +46,17 @@ class cFakeSystem {
   // Has the watcher's next wait fail.
   void FailNextWait() { SetEvent(failWait); }
 
+  // Gives one read of an open port these bytes. Without any a read waits until its port is closed,
+  // and fails then.
+  void Receive(std::vector<std::uint8_t> bytes);
+
   // What is present.
   std::vector<sFakeInterface> interfaces;
   bool classListFails = false;
 
   // What fails.
-  int eventsThatFail = 0;   // as many calls of CreateEventW from now on
-  int threadsThatFail = 0;  // of CreateThread
+  std::optional<int> failingEvent;   // the call of CreateEventW that fails: 0 is the next one
+  std::optional<int> failingThread;  // of CreateThread
   bool openFails = false;
   bool getStateFails = false;
   bool setStateFails = false;
@@ -65,7 +70,8 @@ class cFakeSystem {
   DCB setState{};
   DWORD stateLengthAsked = 0;
   COMMTIMEOUTS timeouts{};
-  std::vector<std::uint8_t> written;
+  std::vector<std::vector<std::uint8_t>> written;  // one entry a write
+  std::vector<DWORD> readLengthsAsked;
   DWORD lastShareMode = 1;
   DWORD lastAccess = 0;
   DWORD lastDisposition = 0;
@@ -82,12 +88,17 @@ class cFakeSystem {
   int looks = 0;  // class lists made
   std::vector<DWORD> watcherWaits;
   HANDLE cancelledThread = nullptr;
+  int namedEvents = 0;  // events made with a name
 
   // Of the replaced calls' own.
   HANDLE tick;
   HANDLE failWait;
   HANDLE arrived;
+  [[nodiscard]] bool HasPort(HANDLE handle);
+  SRWLOCK portLock = SRWLOCK_INIT;  // guards what the reads and writes of an open port touch
+  CONDITION_VARIABLE readable = CONDITION_VARIABLE_INIT;
   std::map<HANDLE, std::string> ports;
+  std::deque<std::vector<std::uint8_t>> toRead;
 };
 
 extern cFakeSystem* gFakeSystem;

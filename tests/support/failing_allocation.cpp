@@ -5,6 +5,8 @@
 #include <cstdlib>
 #include <new>
 
+#include "support/failing_new.h"
+
 // The names that the linker's --wrap makes: a call of malloc ends up in __wrap_malloc, and
 // __real_malloc is the C library's (or the sanitizer's).
 extern "C" {
@@ -45,14 +47,16 @@ constinit std::atomic<cFreeObserver::tObserver> freeObserver{nullptr};
   return heap == eHeap::Malloc ? mallocCountdown : newCountdown;
 }
 
-[[nodiscard]] void* AllocateNew(std::size_t size) {
+}  // namespace
+
+void* AllocateNew(std::size_t size) {
   if (newCountdown.FailsNow()) return nullptr;
   void* const block = __real_malloc(size == 0 ? 1 : size);
   if (block != nullptr) ++liveNewAllocations;
   return block;
 }
 
-[[nodiscard]] void* AllocateNewOrThrow(std::size_t size) {
+void* AllocateNewOrThrow(std::size_t size) {
   void* const block = AllocateNew(size);
   if (block == nullptr) throw std::bad_alloc();
   return block;
@@ -65,7 +69,7 @@ void FreeNew(void* block) {
 }
 
 // An over-aligned block lies within a larger one, whose start is kept right before it.
-[[nodiscard]] void* AllocateAligned(std::size_t size, std::align_val_t alignment) {
+void* AllocateAligned(std::size_t size, std::align_val_t alignment) {
   const auto step = static_cast<std::size_t>(alignment);
   void* const whole = AllocateNew(size + step + sizeof(void*));
   if (whole == nullptr) return nullptr;
@@ -75,7 +79,7 @@ void FreeNew(void* block) {
   return block;
 }
 
-[[nodiscard]] void* AllocateAlignedOrThrow(std::size_t size, std::align_val_t alignment) {
+void* AllocateAlignedOrThrow(std::size_t size, std::align_val_t alignment) {
   void* const block = AllocateAligned(size, alignment);
   if (block == nullptr) throw std::bad_alloc();
   return block;
@@ -84,8 +88,6 @@ void FreeNew(void* block) {
 void FreeAligned(void* block) {
   if (block != nullptr) FreeNew(static_cast<void**>(block)[-1]);
 }
-
-}  // namespace
 
 cAllocationFailure::cAllocationFailure(eHeap from, std::uint32_t nth, eFailures failures)
     : heap(from) {
@@ -124,45 +126,4 @@ void __wrap_free(void* block) {
   const corvane::cFreeObserver::tObserver observer = corvane::freeObserver;
   if (observer != nullptr && block != nullptr) observer(block);
   __real_free(block);
-}
-
-void* operator new(std::size_t size) { return corvane::AllocateNewOrThrow(size); }
-void* operator new[](std::size_t size) { return corvane::AllocateNewOrThrow(size); }
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-  return corvane::AllocateNew(size);
-}
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
-  return corvane::AllocateNew(size);
-}
-void* operator new(std::size_t size, std::align_val_t alignment) {
-  return corvane::AllocateAlignedOrThrow(size, alignment);
-}
-void* operator new[](std::size_t size, std::align_val_t alignment) {
-  return corvane::AllocateAlignedOrThrow(size, alignment);
-}
-void* operator new(std::size_t size, std::align_val_t alignment, const std::nothrow_t&) noexcept {
-  return corvane::AllocateAligned(size, alignment);
-}
-void* operator new[](std::size_t size, std::align_val_t alignment, const std::nothrow_t&) noexcept {
-  return corvane::AllocateAligned(size, alignment);
-}
-void operator delete(void* block) noexcept { corvane::FreeNew(block); }
-void operator delete[](void* block) noexcept { corvane::FreeNew(block); }
-void operator delete(void* block, std::size_t) noexcept { corvane::FreeNew(block); }
-void operator delete[](void* block, std::size_t) noexcept { corvane::FreeNew(block); }
-void operator delete(void* block, const std::nothrow_t&) noexcept { corvane::FreeNew(block); }
-void operator delete[](void* block, const std::nothrow_t&) noexcept { corvane::FreeNew(block); }
-void operator delete(void* block, std::align_val_t) noexcept { corvane::FreeAligned(block); }
-void operator delete[](void* block, std::align_val_t) noexcept { corvane::FreeAligned(block); }
-void operator delete(void* block, std::size_t, std::align_val_t) noexcept {
-  corvane::FreeAligned(block);
-}
-void operator delete[](void* block, std::size_t, std::align_val_t) noexcept {
-  corvane::FreeAligned(block);
-}
-void operator delete(void* block, std::align_val_t, const std::nothrow_t&) noexcept {
-  corvane::FreeAligned(block);
-}
-void operator delete[](void* block, std::align_val_t, const std::nothrow_t&) noexcept {
-  corvane::FreeAligned(block);
 }

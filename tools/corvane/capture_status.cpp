@@ -33,7 +33,7 @@ std::string FormatCount(std::uint64_t count) {
   std::string digits = std::to_string(count);
   for (std::size_t place = digits.size(); place > 3;) {
     place -= 3;
-    digits.insert(place, ",");
+    digits.insert(place, 1, ',');
   }
   return digits;
 }

@@ -1,7 +1,8 @@
+#include "capture_command_windows.h"
 #include "platform_commands.h"
 
 namespace corvane::tools {
 
-void AddPlatformCommands(CLI::App&, int&) {}
+void AddPlatformCommands(CLI::App& app, int& exitCode) { AddCaptureCommand(app, exitCode); }
 
 }  // namespace corvane::tools

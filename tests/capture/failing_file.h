@@ -1,0 +1,81 @@
+#pragma once
+
+#include <cstdint>
+#include <fstream>
+#include <functional>
+#include <ios>
+#include <limits>
+#include <stdexcept>
+#include <streambuf>
+#include <vector>
+
+namespace corvane {
+
+// Puts itself between a file stream and its file: forwards everything, counts the writes, and lets
+// one of them (or of the seeks) fail. It must outlive the stream's use.
+class cFailingFile : public std::streambuf {
+ public:
+  static constexpr std::uint32_t kNever = std::numeric_limits<std::uint32_t>::max();
+
+  enum class eFailure { Fails, Throws };
+
+  explicit cFailingFile(std::ofstream& stream) : real(*stream.rdbuf()) {
+    static_cast<std::ios&>(stream).rdbuf(this);
+  }
+
+  // The `nth` write (from 1) from now on fails.
+  void FailWrite(std::uint32_t nth, eFailure how = eFailure::Fails) {
+    writesToGo = nth;
+    failure = how;
+  }
+  void FailSeek(std::uint32_t nth) { seeksToGo = nth; }
+  void Heal() { writesToGo = seeksToGo = kNever; }
+
+  std::vector<std::streamsize> writes;  // the length of each
+  std::function<void()> duringWrites;
+  bool hasFailed = false;
+
+ protected:
+  std::streamsize xsputn(const char* bytes, std::streamsize length) override {
+    writes.push_back(length);
+    if (duringWrites) duringWrites();
+    if (writesToGo != kNever && --writesToGo == 0) {
+      writesToGo = kNever;
+      hasFailed = true;
+      if (failure == eFailure::Throws) throw std::runtime_error("the device is gone");
+      return 0;
+    }
+    return real.sputn(bytes, length);
+  }
+
+  int_type overflow(int_type next) override {
+    if (traits_type::eq_int_type(next, traits_type::eof())) return traits_type::not_eof(next);
+    const char byte = traits_type::to_char_type(next);
+    return xsputn(&byte, 1) == 1 ? next : traits_type::eof();
+  }
+
+  pos_type seekoff(off_type offset, std::ios::seekdir way, std::ios::openmode mode) override {
+    return SeekFails() ? pos_type(off_type{-1}) : real.pubseekoff(offset, way, mode);
+  }
+
+  pos_type seekpos(pos_type position, std::ios::openmode mode) override {
+    return SeekFails() ? pos_type(off_type{-1}) : real.pubseekpos(position, mode);
+  }
+
+  int sync() override { return real.pubsync(); }
+
+ private:
+  [[nodiscard]] bool SeekFails() {
+    if (seeksToGo == kNever || --seeksToGo != 0) return false;
+    seeksToGo = kNever;
+    hasFailed = true;
+    return true;
+  }
+
+  std::filebuf& real;
+  std::uint32_t writesToGo = kNever;
+  std::uint32_t seeksToGo = kNever;
+  eFailure failure = eFailure::Fails;
+};
+
+}  // namespace corvane

@@ -1,0 +1,98 @@
+#include <gtest/gtest.h>
+
+#include "capture/store_fixture.h"
+#include "platform/error_codes.h"
+#include "support/failing_allocation.h"
+
+namespace corvane {
+namespace {
+
+class IsfStoreEventsTest : public cStoreTest {};
+
+// Three events: a full time and no payload, and two short times with payloads.
+const tBytes kThreeEvents = {0x60, 0x15, 0x00, 0x23, 0x01, 0x01, 0x02, 0x03,
+                             0x04, 0x05, 0x06, 0x07, 0x08, 0x56, 0xA4, 0xAA,
+                             0xBB, 0x11, 0xFF, 0xEF, 0xCC, 0xDD, 0x01, 0x21};
+const std::vector<tBytes> kSingleEvents = {
+    {0x60, 0x0A, 0x00, 0x23, 0x01, 0x01, 0x02, 0x03, 0x04, 0x05, 0x06, 0x07, 0x08},
+    {0x60, 0x0B, 0x00, 0x56, 0x24, 0x01, 0xAA, 0xBB, 0x04, 0x05, 0x06, 0x07, 0x08, 0x11},
+    {0x60, 0x0C, 0x00, 0xFF, 0x6F, 0x01, 0xCC, 0xDD, 0x04, 0x05, 0x06, 0x07, 0x08, 0x01, 0x21}};
+
+// The same, with nothing behind the last event word.
+[[nodiscard]] tBytes BrokenReport() {
+  tBytes report(kThreeEvents.begin(), kThreeEvents.end() - 4);
+  report[1] = 0x11;
+  return report;
+}
+
+TEST_F(IsfStoreEventsTest, AnEventReportHoldingThreeEventsYieldsThreeType4ItemsAndNoType1Item) {
+  EXPECT_EQ(Add(kThreeEvents), kErrorSuccess);
+  const auto items = Items();
+  ASSERT_EQ(items.size(), 3U);
+  for (std::size_t i = 0; i < 3; ++i) {
+    EXPECT_EQ(items[i].type, 4U);
+    EXPECT_EQ(items[i].packet, kSingleEvents[i]);
+    EXPECT_EQ(items[i].extra, std::nullopt);
+  }
+}
+
+TEST_F(IsfStoreEventsTest, TheOtherReportCodeIsSplitToo) {
+  tBytes report = kThreeEvents;
+  report[0] = 0x74;
+  EXPECT_EQ(Add(report), kErrorSuccess);
+  const auto items = Items();
+  ASSERT_EQ(items.size(), 3U);
+  EXPECT_EQ(items[0].packet[0], 0x74);
+}
+
+TEST_F(IsfStoreEventsTest, OfABrokenReportNothingIsRecordedAndTheResultIsSuccess) {
+  EXPECT_EQ(Add(BrokenReport()), kErrorSuccess);
+  EXPECT_EQ(Contents().size(), 4U);
+}
+
+TEST_F(IsfStoreEventsTest, OnlyTheExactShortAnswerEscapesTheSplitting) {
+  for (const tBytes& packet :
+       {tBytes{0x60}, tBytes{0x60, 0x00}, tBytes{0x60, 0x01, 0x00}, tBytes{0x60, 0x00, 0x01},
+        tBytes{0x60, 0x00, 0x00, 0x00}, tBytes{0x74, 0x00, 0x00}}) {
+    EXPECT_EQ(Add(packet), kErrorSuccess);
+  }
+  EXPECT_EQ(Contents().size(), 4U);
+  EXPECT_EQ(Add({0x60, 0x00, 0x00}), kErrorSuccess);
+  EXPECT_EQ(Items().size(), 1U);
+}
+
+TEST_F(IsfStoreEventsTest, AReportOfUnknownOriginIsNotSplit) {
+  EXPECT_EQ(Add(kThreeEvents, kAutomaticType, 5), kErrorSuccess);
+  EXPECT_EQ(Contents().size(), 4U);
+}
+
+TEST_F(IsfStoreEventsTest, AReportIsSplitAndForgottenWithoutAFileToo) {
+  store.Close();
+  EXPECT_EQ(Add(kThreeEvents), kErrorSuccess);
+}
+
+TEST_F(IsfStoreEventsTest, TheEventsOfAWholeReportAreFreed) {
+  const std::int64_t before = LiveNewAllocations();
+  for (int i = 0; i < 10; ++i) ASSERT_EQ(Add(kThreeEvents), kErrorSuccess);
+  const std::int64_t after = LiveNewAllocations();
+  // The index of the first block.
+  EXPECT_EQ(after - before, 1);
+}
+
+TEST_F(IsfStoreEventsTest, TheEventsBeforeTheBreakOfAReportAreNeverFreed) {
+  ASSERT_EQ(Add(kThreeEvents), kErrorSuccess);
+  const std::int64_t before = LiveNewAllocations();
+  ASSERT_EQ(Add(BrokenReport()), kErrorSuccess);
+  const std::int64_t after = LiveNewAllocations();
+  EXPECT_EQ(after - before, 2);
+}
+
+TEST_F(IsfStoreEventsTest, AReportThatBreaksInItsFirstEventLeavesNothingBehind) {
+  const std::int64_t before = LiveNewAllocations();
+  ASSERT_EQ(Add({0x60, 0x01, 0x00, 0x23}), kErrorSuccess);
+  const std::int64_t after = LiveNewAllocations();
+  EXPECT_EQ(after, before);
+}
+
+}  // namespace
+}  // namespace corvane

@@ -1,0 +1,208 @@
+#include "capture/request_queue.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <vector>
+
+#include "capture/session_fixture.h"
+#include "support/failing_allocation.h"
+
+namespace corvane {
+namespace {
+
+// A queue whose entries the test can tell apart by their bytes. Each entry has two references: the
+// queue's and one of the test's own, so that the test sees what becomes of the queue's.
+class RequestQueueTest : public testing::Test {
+ protected:
+  ~RequestQueueTest() override {
+    for (sSharedBuffer* request : requests) {
+      while (request->refCount > 1) Release(request);
+      Release(request);
+    }
+  }
+
+  sSharedBuffer* Make() {
+    const auto number = static_cast<std::uint32_t>(requests.size());
+    const std::uint8_t bytes[2] = {static_cast<std::uint8_t>(number),
+                                   static_cast<std::uint8_t>(number >> 8)};
+    requests.push_back(new sSharedBuffer(bytes, 2, kOriginLibrary));
+    AddRef(requests.back());
+    return requests.back();
+  }
+
+  void Push(std::uint32_t count = 1) {
+    for (std::uint32_t i = 0; i < count; ++i) {
+      sSharedBuffer* const request = Make();
+      AddRef(request);
+      ASSERT_TRUE(PushRequest(queue, request));
+    }
+  }
+
+  static tBytes BytesOf(const cBufferReference& found) {
+    if (!found) return {};
+    return {found->Bytes().begin(), found->Bytes().end()};
+  }
+
+  std::vector<sSharedBuffer*> requests;
+  sRequestQueue queue;
+};
+
+TEST_F(RequestQueueTest, ANewQueueIsEmptyAndHasItsInitialValues) {
+  EXPECT_EQ(queue.magic, 0x1799A2BCU);
+  EXPECT_EQ(queue.event, nullptr);
+  EXPECT_EQ(queue.signalOnPush, 0);
+  EXPECT_EQ(queue.capacity, 1000U);
+  EXPECT_EQ(queue.pushedCount, 0U);
+  EXPECT_TRUE(queue.entries.empty());
+  EXPECT_EQ(queue.Size(), 0U);
+}
+
+TEST_F(RequestQueueTest, TheNthEntryPushedHasTheSequenceNumberBeforeN) {
+  Push(3);
+  EXPECT_EQ(queue.Size(), 3U);
+  EXPECT_EQ(queue.PushedCount(), 3U);
+  EXPECT_EQ(BytesOf(queue.Find(0)), (tBytes{0, 0}));
+  EXPECT_EQ(BytesOf(queue.Find(2)), (tBytes{2, 0}));
+  EXPECT_FALSE(queue.Find(3));
+  EXPECT_FALSE(queue.Find(0xFFFFFFFF));
+}
+
+TEST_F(RequestQueueTest, FindLeavesTheEntryInItsPlace) {
+  Push();
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(BytesOf(queue.Find(0)), (tBytes{0, 0}));
+  EXPECT_EQ(queue.Size(), 1U);
+  EXPECT_EQ(requests[0]->refCount, 2U);
+}
+
+TEST_F(RequestQueueTest, WhatFindReturnsOutlivesTheEntry) {
+  Push();
+  const cBufferReference found = queue.Find(0);
+  Release(queue.Take(0));
+  queue.Discard();
+  EXPECT_EQ(BytesOf(found), (tBytes{0, 0}));
+  EXPECT_EQ(found->origin, kOriginLibrary);
+  EXPECT_EQ(found->refCount, 1U);
+}
+
+TEST_F(RequestQueueTest, TakeLeavesAnEmptyPlaceAndTheOtherNumbersAlone) {
+  Push(3);
+  EXPECT_EQ(queue.Take(1), requests[1]);
+  EXPECT_EQ(requests[1]->refCount, 2U);  // the queue's reference is the caller's now
+  EXPECT_EQ(queue.Take(1), nullptr);
+  EXPECT_FALSE(queue.Find(1));
+  EXPECT_EQ(BytesOf(queue.Find(2)), (tBytes{2, 0}));
+  EXPECT_EQ(queue.Size(), 3U);
+}
+
+TEST_F(RequestQueueTest, TakeOfAnUnknownNumberIsNull) {
+  Push();
+  EXPECT_EQ(queue.Take(1), nullptr);
+}
+
+TEST_F(RequestQueueTest, DiscardStartsTheNumbersAgainAndReleasesNothing) {
+  Push(2);
+  queue.Discard();
+  EXPECT_EQ(queue.Size(), 0U);
+  EXPECT_EQ(queue.PushedCount(), 0U);
+  EXPECT_EQ(requests[0]->refCount, 2U);
+  Push();
+  EXPECT_EQ(BytesOf(queue.Find(0)), (tBytes{2, 0}));
+}
+
+TEST_F(RequestQueueTest, AThousandEntriesFit) {
+  Push(1000);
+  EXPECT_EQ(queue.Size(), 1000U);
+  EXPECT_EQ(BytesOf(queue.Find(0)), (tBytes{0, 0}));
+  EXPECT_EQ(BytesOf(queue.Find(999)), (tBytes{0xE7, 0x03}));
+}
+
+TEST_F(RequestQueueTest, AtCapacityTheOldestEntryIsDroppedWithoutARelease) {
+  Push(1001);
+  EXPECT_EQ(queue.Size(), 1000U);
+  EXPECT_EQ(queue.PushedCount(), 1001U);
+  EXPECT_EQ(requests[0]->refCount, 2U);
+  EXPECT_FALSE(queue.Find(0));
+  EXPECT_EQ(BytesOf(queue.Find(1)), (tBytes{1, 0}));
+  EXPECT_EQ(BytesOf(queue.Find(1000)), (tBytes{0xE8, 0x03}));
+  EXPECT_FALSE(queue.Find(1001));
+}
+
+TEST_F(RequestQueueTest, APushSetsTheEventOnlyWhenTheFlagIs1) {
+  queue.event = std::make_unique<cEvent>();
+  Push();
+  EXPECT_FALSE(queue.event->IsSet());
+  queue.signalOnPush = 2;
+  Push();
+  EXPECT_FALSE(queue.event->IsSet());
+  queue.signalOnPush = 1;
+  Push();
+  EXPECT_TRUE(queue.event->IsSet());
+}
+
+TEST_F(RequestQueueTest, TheFlagWithoutAnEventDoesNothing) {
+  queue.signalOnPush = 1;
+  Push();
+  EXPECT_EQ(queue.Size(), 1U);
+}
+
+TEST_F(RequestQueueTest, WithoutMagicEveryOperationDoesNothing) {
+  Push(2);
+  queue.magic = 0;
+  sSharedBuffer* const refused = Make();
+  EXPECT_FALSE(PushRequest(queue, refused));
+  EXPECT_EQ(queue.Size(), 0U);
+  EXPECT_EQ(queue.PushedCount(), 0U);
+  EXPECT_FALSE(queue.Find(0));
+  EXPECT_EQ(queue.Take(0), nullptr);
+  queue.Discard();
+  EXPECT_EQ(queue.entries.size(), 2U);
+  EXPECT_EQ(queue.pushedCount, 2U);
+  EXPECT_EQ(refused->refCount, 1U);
+}
+
+TEST_F(RequestQueueTest, DestroyingAQueueReleasesNoEntry) {
+  sSharedBuffer* const request = Make();
+  for (const std::uint32_t magic : {sRequestQueue::kMagic, 0U}) {
+    AddRef(request);
+    {
+      sRequestQueue other;
+      other.event = std::make_unique<cEvent>();
+      ASSERT_TRUE(PushRequest(other, request));
+      other.magic = magic;
+    }
+  }
+  EXPECT_EQ(request->refCount, 3U);
+}
+
+TEST_F(RequestQueueTest, APushWithoutMemoryKeepsNothing) {
+  // Enough pushes for the entries to need memory more than once.
+  std::uint32_t refused = 0;
+  for (std::uint32_t i = 0; i < 200; ++i) {
+    sSharedBuffer* const request = Make();
+    AddRef(request);
+    const std::size_t before = queue.Size();
+    cAllocationFailure failure(eHeap::New, 1);
+    const bool pushed = PushRequest(queue, request);
+    const bool failed = failure.Disarm();
+    EXPECT_EQ(pushed, !failed);
+    EXPECT_EQ(queue.Size(), before + (pushed ? 1 : 0));
+    EXPECT_EQ(queue.PushedCount(), queue.Size());
+    refused += pushed ? 0 : 1;
+  }
+  EXPECT_GT(refused, 0U);
+}
+
+TEST_F(RequestQueueTest, WithoutMemoryForTheCopyAnEntryIsNotFound) {
+  Push();
+  for (const eHeap heap : {eHeap::Malloc, eHeap::New}) {
+    cAllocationFailure failure(heap, 1);
+    const bool found = static_cast<bool>(queue.Find(0));
+    EXPECT_TRUE(failure.Disarm());
+    EXPECT_FALSE(found);
+  }
+  EXPECT_EQ(BytesOf(queue.Find(0)), (tBytes{0, 0}));
+}
+
+}  // namespace
+}  // namespace corvane

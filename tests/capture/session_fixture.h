@@ -1,0 +1,137 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <ostream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "capture/session.h"
+#include "filters/mask_lists.h"
+#include "io/io.h"
+
+// What the tests of the capture session share: a session with a capture file in a folder of its
+// own, a transport that remembers what was written to it, and definitions of StartReaderThread and
+// StartDataDelivery, which are otherwise of Windows.
+namespace corvane {
+
+using tBytes = std::vector<std::uint8_t>;
+
+// A new folder in the system's folder for temporary files, removed with everything in it.
+class cTemporaryFolder {
+ public:
+  cTemporaryFolder();
+  ~cTemporaryFolder();
+  cTemporaryFolder(const cTemporaryFolder&) = delete;
+  cTemporaryFolder& operator=(const cTemporaryFolder&) = delete;
+
+  // The path of the file `name` in the folder.
+  [[nodiscard]] std::string File(std::string_view name) const;
+
+ private:
+  std::filesystem::path path;
+};
+
+[[nodiscard]] tBytes ReadFileBytes(const std::string& path);
+void WriteFileText(const std::string& path, std::string_view text);
+
+// One item of a capture file.
+struct sFileItem {
+  std::uint32_t type;
+  tBytes packet;
+
+  friend bool operator==(const sFileItem&, const sFileItem&) = default;
+};
+std::ostream& operator<<(std::ostream& stream, const sFileItem& item);
+
+// The items of a capture file, which may still be growing.
+[[nodiscard]] std::vector<sFileItem> ReadItems(const std::string& path);
+
+// Whether the file ends with a trailer, as it does once the capture was closed.
+[[nodiscard]] bool IsClosedCapture(const std::string& path);
+
+// The packet in its frame, and frames one after the other.
+[[nodiscard]] tBytes Framed(const tBytes& packet);
+[[nodiscard]] tBytes Joined(const std::vector<tBytes>& parts);
+// Framed, with a CRC that does not fit.
+[[nodiscard]] tBytes BadFrame(const tBytes& packet);
+
+// A text item: header, 16-bit characters, terminator. The information item is that of
+// "Corvane version 1.0".
+[[nodiscard]] sFileItem TextItem(std::string_view text);
+[[nodiscard]] sFileItem InformationItem();
+
+class cFakeTransport : public cIO {
+ public:
+  using cIO::cIO;
+
+  bool Write(const void* data, std::uint32_t length) override;
+  bool IsOpen() const override { return open; }
+
+  bool open = false;
+  bool writeResult = true;
+  std::atomic<std::uint32_t> writeCount = 0;
+  bool keepsWrites = true;  // false: `writes` stays empty, and a write needs no memory
+  std::vector<tBytes> writes;
+  std::function<void()> duringWrite;
+};
+
+// What StartReaderThread and StartDataDelivery were called with since the last Reset.
+struct sTrafficStarts {
+  std::vector<cCaptureSession*> readerThreads;
+  std::vector<cCaptureSession*> dataDeliveries;
+  bool readerThreadCanStart = true;
+};
+extern sTrafficStarts gTrafficStarts;
+
+// Collects the standard output of this process from its construction to Take.
+class cPrinted {
+ public:
+  cPrinted();
+  ~cPrinted();
+  cPrinted(const cPrinted&) = delete;
+  cPrinted& operator=(const cPrinted&) = delete;
+
+  [[nodiscard]] std::string Take();
+
+ private:
+  bool taken = false;
+};
+
+class cSessionTest : public testing::Test {
+ protected:
+  cSessionTest();
+  ~cSessionTest() override;
+
+  void NameDevice(std::string_view name);
+
+  // Opens a capture file and attaches it, without starting the capture.
+  void AttachFile();
+  // Starts the capture into the file, with what it prints discarded.
+  void Start(const EventIdSet& eventIds = {}, const LogCodeSet& logCodes = {},
+             const MessageLevelMap& messageLevels = {});
+
+  [[nodiscard]] std::unique_ptr<std::ofstream> OpenFile() const;
+  [[nodiscard]] std::vector<sFileItem> Items() const { return ReadItems(capturePath); }
+
+  // A request in the queue, which keeps it.
+  void Push(const tBytes& request);
+  // The bytes of the queued requests, in order.
+  [[nodiscard]] std::vector<tBytes> Queued();
+
+  cTemporaryFolder folder;
+  std::string capturePath = folder.File("capture.isf");
+  cFakeTransport serial{kSerialPort};
+  cFakeTransport broadband{kMobileBroadband};
+  cCaptureSession session;
+};
+
+// The 13 requests that open every connection.
+extern const std::vector<tBytes> kStartUpPackets;
+
+}  // namespace corvane

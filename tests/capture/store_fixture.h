@@ -1,0 +1,96 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <initializer_list>
+#include <memory>
+#include <vector>
+
+#include "capture/capture_decoder.h"
+#include "capture/failing_file.h"
+#include "capture/isf_store.h"
+#include "diag/shared_buffer.h"
+
+namespace corvane {
+
+// Reaches the counters of a store.
+struct sStoreCounters {
+  explicit sStoreCounters(cISFStore& store);
+
+  std::uint32_t& itemCount;
+  std::uint32_t& blockItems;
+
+  [[nodiscard]] std::size_t Blocks() const;
+  // Adds so many entries like the newest one.
+  void PadBlocks(std::size_t count);
+  void DropBlocks();
+
+ private:
+  cISFStore& store;
+};
+
+// A folder of its own for a test's files, removed with everything in it.
+class cScratchFolder {
+ public:
+  cScratchFolder();
+  ~cScratchFolder();
+  cScratchFolder(const cScratchFolder&) = delete;
+  cScratchFolder& operator=(const cScratchFolder&) = delete;
+
+  [[nodiscard]] std::filesystem::path File(const char* name) const { return folder / name; }
+
+ private:
+  std::filesystem::path folder;
+};
+
+// `size` bytes: `start`, then zeros.
+[[nodiscard]] tBytes Packet(std::initializer_list<std::uint8_t> start, std::size_t size);
+
+// A log packet of `size` bytes, 16 or more, with the given log code.
+[[nodiscard]] tBytes LogPacket(std::uint16_t logCode, std::size_t size = 24);
+
+// What a test does with one of its store's files is seen through a second stream, as another
+// process sees it.
+[[nodiscard]] tBytes ReadFile(const std::filesystem::path& path);
+
+// A store with a file attached and the clock at kClockStart.
+class cStoreTest : public ::testing::Test {
+ protected:
+  cStoreTest();
+  void TearDown() override { store.Close(); }
+
+  // A new binary stream over the file of that name.
+  [[nodiscard]] std::unique_ptr<std::ofstream> Create(const char* name) const;
+  // Attaches the file of that name; `stream` is the store's stream until it is closed.
+  void Attach(const char* name);
+  // Closes the first file and attaches it again, empty.
+  void StartAnew();
+
+  // Puts itself between a stream and its file, and stays there for the rest of the test.
+  cFailingFile& Intercept(std::ofstream& between);
+
+  // Adds a packet, as its callers do: under the lock, with one reference to it held.
+  std::uint32_t Add(const tBytes& packet, std::uint32_t type = kAutomaticType,
+                    std::uint32_t origin = kOriginDevice);
+  std::uint32_t AddRequest(const tBytes& packet) {
+    return Add(packet, kAutomaticType, kOriginLibrary);
+  }
+
+  // What the first file holds by now.
+  [[nodiscard]] tBytes Contents() const { return ReadFile(scratch.File(kFileName)); }
+  [[nodiscard]] std::vector<sDecodedItem> Items() const {
+    return DecodeCapture(Contents()).Items();
+  }
+
+  static constexpr const char* kFileName = "first.isf";
+
+  cScratchFolder scratch;
+  std::vector<std::unique_ptr<cFailingFile>> interceptors;
+  cISFStore store;
+  std::ofstream* stream = nullptr;
+};
+
+}  // namespace corvane

@@ -1,0 +1,77 @@
+#include "diag/crc16.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <string_view>
+#include <vector>
+
+#include "diag/packets.h"
+
+namespace corvane {
+namespace {
+
+std::uint16_t CrcOf(const tByteVector& bytes) { return Crc16X25(bytes.data(), bytes.size()); }
+
+// The definition, one bit at a time.
+std::uint16_t BitwiseCrcOf(const tByteVector& bytes) {
+  std::uint32_t crc = 0xFFFF;
+  for (const std::uint8_t byte : bytes) {
+    for (int bit = 0; bit < 8; ++bit) {
+      const bool divides = ((crc ^ (std::uint32_t{byte} >> bit)) & 1) != 0;
+      crc >>= 1;
+      if (divides) crc ^= 0x8408;
+    }
+  }
+  return static_cast<std::uint16_t>(crc ^ 0xFFFF);
+}
+
+TEST(Crc16Test, TheDigitsOneToNineGiveThePublishedCheckValue) {
+  constexpr std::string_view kDigits = "123456789";
+  EXPECT_EQ(CrcOf({kDigits.begin(), kDigits.end()}), 0x906E);
+}
+
+TEST(Crc16Test, NoBytesGiveZero) { EXPECT_EQ(Crc16X25(nullptr, 0), 0); }
+
+TEST(Crc16Test, TheSecondAndThirdTableEntriesAreTheStandardOnes) {
+  // The register starts as 0xFFFF, so that the bytes FE and FD look up the entries 1 and 2; the
+  // complement of 0x00FF ^ entry comes out.
+  EXPECT_EQ(CrcOf({0xFE}), 0xFFFF ^ 0x00FF ^ 0x1189);
+  EXPECT_EQ(CrcOf({0xFD}), 0xFFFF ^ 0x00FF ^ 0x2312);
+}
+
+TEST(Crc16Test, EveryTableEntryAgreesWithTheBitwiseDefinition) {
+  for (std::uint32_t byte = 0; byte < 256; ++byte) {
+    const tByteVector bytes = {static_cast<std::uint8_t>(byte)};
+    EXPECT_EQ(CrcOf(bytes), BitwiseCrcOf(bytes)) << "byte " << byte;
+  }
+}
+
+TEST(Crc16Test, LongDataAgreesWithTheBitwiseDefinition) {
+  tByteVector bytes;
+  std::uint32_t state = 1;
+  for (int i = 0; i < 16640; ++i) {
+    state = state * 1664525 + 1013904223;
+    bytes.push_back(static_cast<std::uint8_t>(state >> 24));
+  }
+  EXPECT_EQ(CrcOf(bytes), BitwiseCrcOf(bytes));
+}
+
+TEST(Crc16Test, DataWithItsOwnCrcLeavesTheGoodResidue) {
+  EXPECT_EQ(kCrc16GoodResidue, 0x0F47);
+  EXPECT_EQ(CrcOf({0x1D, 0x1C, 0x3B}), kCrc16GoodResidue);
+  EXPECT_EQ(CrcOf({0x4B, 0x0F, 0x00, 0x00, 0xBB, 0x60}), kCrc16GoodResidue);
+  EXPECT_EQ(CrcOf({'1', '2', '3', '4', '5', '6', '7', '8', '9', 0x6E, 0x90}), kCrc16GoodResidue);
+}
+
+TEST(Crc16Test, AWrongBitAnywhereIsNoticed) {
+  const tByteVector good = {0x4B, 0x0F, 0x00, 0x00, 0xBB, 0x60};
+  for (std::size_t bit = 0; bit < good.size() * 8; ++bit) {
+    tByteVector wrong = good;
+    wrong[bit / 8] = static_cast<std::uint8_t>(wrong[bit / 8] ^ (1U << (bit % 8)));
+    EXPECT_NE(CrcOf(wrong), kCrc16GoodResidue) << "bit " << bit;
+  }
+}
+
+}  // namespace
+}  // namespace corvane

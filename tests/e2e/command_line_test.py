@@ -1,0 +1,215 @@
+"""`corvane capture` as its user runs it: status line, end, exit code, and what it refuses."""
+
+import re
+import signal
+import subprocess
+
+from support import diag, environment, isf, simulator, wine
+
+STATUS = re.compile(r"\d+:\d\d:\d\d  [\d,]+ items  [\d.]+ k?M?B  \d+ items/s")
+
+
+class CommandLineTestCase(environment.WineTestCase):
+    def setUp(self):
+        super().setUp()
+        self.files = self.folder()
+        self.config = self.files / "capture.cfg"
+        self.config.write_text("")
+        self.output = self.files / "capture.isf"
+
+    def run_corvane(self, *arguments):
+        """Starts corvane.exe. -> Popen; its standard error is what the user reads"""
+        process = subprocess.Popen(
+            [wine.ROOT / "scripts" / "wine.sh", environment.programs / "corvane.exe", *arguments],
+            env=environment.prefix().environment,
+            stdin=subprocess.DEVNULL,
+            stdout=subprocess.PIPE,
+            stderr=subprocess.PIPE,
+            text=True,
+        )
+        self.addCleanup(self.clean_up, process)
+        return process
+
+    @staticmethod
+    def clean_up(process):
+        if process.poll() is None:
+            process.kill()
+        process.communicate()
+
+    def capture(self, *arguments, device="COM7", config=None, output=None):
+        return self.run_corvane(
+            "capture",
+            "--device",
+            device,
+            "--config",
+            wine.windows_path(self.config) if config is None else config,
+            "--output",
+            wine.windows_path(self.output) if output is None else output,
+            *arguments,
+        )
+
+    def assert_refused(self, process, reason, code=1):
+        _, errors = process.communicate(timeout=wine.DEADLINE)
+        self.assertEqual(process.returncode, code, errors)
+        self.assertIn(reason, errors)
+        self.assertNotIn("Capturing", errors)
+
+
+class Capture(CommandLineTestCase):
+    def test_it_captures_for_the_duration_and_exits_with_0(self):
+        port = self.ports.add("COM7")
+        self.config.write_text("<LogCodes>4125</LogCodes>")
+        modem = simulator.Simulator(port.link, *"--rate 500 --seed 1".split())
+        self.addCleanup(modem.close)
+        port.set_present(True)
+        process = self.capture("--duration", "4s")
+        printed, errors = process.communicate(timeout=wine.DEADLINE)
+        self.assertEqual(process.returncode, 0, errors)
+        capture = isf.read(self.output)
+        self.assertEqual(capture.packets(isf.REQUEST)[:6], diag.START_UP_REQUESTS[:6])
+        lines = errors.splitlines()
+        status = [line for line in lines if STATUS.fullmatch(line)]
+        self.assertGreaterEqual(len(status), 4, errors)
+        self.assertIn(f"is complete: {len(capture.items):,} items", lines[-1])
+        self.assertNotIn("not present", errors)
+        self.assertIn("Port COM7 connected", printed)
+
+    def test_the_status_line_follows_the_growing_file(self):
+        port = self.ports.add("COM7")
+        line = port.plug()
+        modem = diag.MinimalModem(line)
+        process = self.capture()
+        # 13 requests, 13 replies, the information and the connected text.
+        seen = ""
+        while " 28 items " not in seen:
+            seen = process.stderr.readline()
+            self.assertNotEqual(seen, "", "the program has ended")
+        process.send_signal(signal.SIGINT)
+        wine.wait_until(
+            lambda: "Port COM7 disconnected".encode("utf-16-le") in self.output.read_bytes(),
+            "the port closed",
+        )
+        modem.stop()
+        line.hang_up()
+        process.communicate(timeout=wine.DEADLINE)
+        self.assertEqual(process.returncode, 0)
+        self.assertEqual(len(isf.read(self.output).items), 29)
+
+    def test_ctrl_c_ends_a_capture_that_waits_for_its_port(self):
+        process = self.capture()
+        line = ""
+        while "COM7 is not present yet: waiting for it" not in line:
+            line = process.stderr.readline()
+            self.assertNotEqual(line, "", "the program has ended")
+        while not STATUS.fullmatch(line.strip()):
+            line = process.stderr.readline()
+        process.send_signal(signal.SIGINT)
+        _, errors = process.communicate(timeout=wine.DEADLINE)
+        self.assertEqual(process.returncode, 0, errors)
+        self.assertIn("is complete: 1 items", errors)
+        self.assertEqual(isf.read(self.output).texts, ["Corvane version 1.0"])
+
+    def test_a_duration_of_nothing_writes_a_complete_file(self):
+        process = self.capture("--duration", "0s")
+        process.communicate(timeout=wine.DEADLINE)
+        self.assertEqual(process.returncode, 0)
+        isf.read(self.output)
+
+
+class Refusals(CommandLineTestCase):
+    def test_a_missing_configuration_is_named_and_nothing_is_overwritten(self):
+        self.output.write_bytes(b"an earlier capture")
+        missing = wine.windows_path(self.files / "missing.cfg")
+        self.assert_refused(
+            self.capture(config=missing),
+            f"the configuration file {missing} cannot be read: No such file or directory",
+        )
+        self.assertEqual(self.output.read_bytes(), b"an earlier capture")
+
+    def test_a_folder_is_no_configuration(self):
+        folder = wine.windows_path(self.files)
+        self.assert_refused(
+            self.capture(config=folder), f"the configuration file {folder} is a folder"
+        )
+
+    def test_an_output_that_cannot_be_written_is_named(self):
+        nowhere = wine.windows_path(self.files / "missing" / "capture.isf")
+        self.assert_refused(
+            self.capture(output=nowhere),
+            f"the capture file {nowhere} cannot be written: No such file or directory",
+        )
+
+    def test_a_folder_is_no_output(self):
+        folder = wine.windows_path(self.files)
+        self.assert_refused(self.capture(output=folder), f"the capture file {folder} is a folder")
+
+    def test_the_configuration_is_not_overwritten(self):
+        self.config.write_text("<LogCodes>412F</LogCodes>")
+        path = wine.windows_path(self.config)
+        self.assert_refused(
+            self.capture(output=path), "the capture would overwrite its configuration file"
+        )
+        self.assertEqual(self.config.read_text(), "<LogCodes>412F</LogCodes>")
+
+    def test_a_device_name_of_64_characters_is_refused(self):
+        self.assert_refused(
+            self.capture(device="C" * 64),
+            "the device name has 64 characters; at most 63 are possible",
+        )
+
+    def test_paths_of_260_characters_are_refused(self):
+        self.assert_refused(
+            self.capture(config="c" * 260),
+            "the path of the configuration file has 260 characters; at most 259 are possible",
+        )
+        self.assert_refused(
+            self.capture(output="o" * 260),
+            "the path of the capture file has 260 characters; at most 259 are possible",
+        )
+
+    def test_empty_names_are_refused(self):
+        self.assert_refused(self.capture(device=""), "the device name is empty")
+
+    def test_a_duration_that_is_none_is_wrong_usage(self):
+        self.assert_refused(self.capture("--duration", "soon"), '"soon" is no duration', code=2)
+
+    def test_a_missing_option_is_wrong_usage(self):
+        self.assert_refused(self.run_corvane("capture", "--device", "COM7"), "--config", code=2)
+
+    def test_a_full_disk_is_no_complete_capture(self):
+        # Every write to this device fails for want of room.
+        process = self.capture(output="Z:\\dev\\full")
+        _, errors = process.communicate(timeout=wine.DEADLINE)
+        self.assertEqual(process.returncode, 1, errors)
+        self.assertIn("the library refused to start", errors)
+
+    def test_without_its_library_it_says_so(self):
+        lonely = self.files / "corvane.exe"
+        lonely.write_bytes((environment.programs / "corvane.exe").read_bytes())
+        process = subprocess.run(
+            [
+                *(wine.ROOT / "scripts" / "wine.sh", lonely, "capture", "--device", "COM7"),
+                *("--config", wine.windows_path(self.config)),
+                *("--output", wine.windows_path(self.output)),
+            ],
+            env=environment.prefix().environment,
+            stdin=subprocess.DEVNULL,
+            stdout=subprocess.DEVNULL,
+            stderr=subprocess.PIPE,
+            text=True,
+            check=False,
+            timeout=wine.DEADLINE,
+        )
+        self.assertEqual(process.returncode, 1)
+        self.assertIn("corvane.dll, which belongs beside this program, cannot be loaded", process.stderr)
+
+
+class ReadingCommands(CommandLineTestCase):
+    def test_info_and_list_read_a_capture_on_windows_too(self):
+        process = self.capture("--duration", "0s")
+        process.communicate(timeout=wine.DEADLINE)
+        for command in ("info", "list"):
+            process = self.run_corvane(command, wine.windows_path(self.output))
+            printed, errors = process.communicate(timeout=wine.DEADLINE)
+            self.assertEqual(process.returncode, 0, errors)
+            self.assertIn("Corvane version 1.0", printed)

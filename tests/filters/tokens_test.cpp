@@ -1,0 +1,35 @@
+#include "filters/tokens.h"
+
+#include <gtest/gtest.h>
+
+#include <string_view>
+#include <vector>
+
+namespace corvane {
+namespace {
+
+using tPieces = std::vector<std::string_view>;
+
+TEST(TokensTest, PiecesStandBetweenTheSeparators) {
+  EXPECT_EQ(SplitAtRuns("a,b,c", ','), (tPieces{"a", "b", "c"}));
+}
+
+TEST(TokensTest, ARunOfSeparatorsCountsAsOne) {
+  EXPECT_EQ(SplitAtRuns("a,,,b", ','), (tPieces{"a", "b"}));
+}
+
+TEST(TokensTest, SeparatorsAtTheEndsMakeNoEmptyPieces) {
+  EXPECT_EQ(SplitAtRuns(",,a,b,,", ','), (tPieces{"a", "b"}));
+}
+
+TEST(TokensTest, TextWithoutASeparatorIsOnePiece) {
+  EXPECT_EQ(SplitAtRuns(" a b\n", ','), (tPieces{" a b\n"}));
+}
+
+TEST(TokensTest, NothingButSeparatorsOrNothingAtAllHasNoPieces) {
+  EXPECT_TRUE(SplitAtRuns(",,,", ',').empty());
+  EXPECT_TRUE(SplitAtRuns("", ',').empty());
+}
+
+}  // namespace
+}  // namespace corvane

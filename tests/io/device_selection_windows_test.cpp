@@ -1,0 +1,271 @@
+#include "io/device_selection.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <optional>
+#include <string>
+
+#include "capture/session.h"
+#include "io/com_io.h"
+#include "io/fake_system_windows.h"
+#include "io/replaced_import.h"
+#include "support/failing_allocation.h"
+
+// clang-format off
+#include <objbase.h>
+// clang-format on
+
+namespace corvane {
+namespace {
+
+// What the mobile-broadband transport asked of the system while SetDevice opened it.
+struct sMobileBroadbandOpen {
+  cCaptureSession* session = nullptr;
+  std::optional<std::uint32_t> kind;
+  std::optional<std::wstring> interfaceId;
+};
+sMobileBroadbandOpen gOpen;
+
+// There is no mobile broadband on this system. Of the transport under way it is known by then
+// which one the session has.
+HRESULT WINAPI NoSuchClass(REFCLSID, IUnknown*, DWORD, REFIID, void**) {
+  if (gOpen.session != nullptr) gOpen.kind = gOpen.session->transport->kind;
+  return REGDB_E_CLASSNOTREG;
+}
+
+BSTR WINAPI RememberInterfaceId(const wchar_t* text);
+
+}  // namespace
+}  // namespace corvane
+
+REPLACE_IMPORT(CoCreateInstance, corvane::NoSuchClass)
+REPLACE_IMPORT(SysAllocString, corvane::RememberInterfaceId)
+
+namespace corvane {
+namespace {
+
+using test::cFakeSystem;
+using test::UsbPort;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+
+BSTR WINAPI RememberInterfaceId(const wchar_t* text) {
+  gOpen.interfaceId = text;
+  return ORIGINAL(SysAllocString)(text);
+}
+
+class DeviceSelection : public ::testing::Test {
+ protected:
+  DeviceSelection() { gOpen = {&session, {}, {}}; }
+  ~DeviceSelection() override {
+    gOpen = {};
+    EXPECT_TRUE(SetDevice(session, nullptr));
+  }
+
+  void ExpectNoDevice() {
+    EXPECT_EQ(session.transport, nullptr);
+    EXPECT_EQ(session.deviceName, nullptr);
+  }
+
+  cFakeSystem system;
+  cCaptureSession session;
+};
+
+TEST_F(DeviceSelection, Com7SelectsTheSerialTransportWithThatPortName) {
+  ASSERT_TRUE(SetDevice(session, "COM7"));
+  ASSERT_NE(session.transport, nullptr);
+  EXPECT_EQ(session.transport->kind, kSerialPort);
+  EXPECT_STREQ(session.deviceName.get(), "COM7");
+
+  system.interfaces = {UsbPort("COM7")};
+  system.WaitForWatcher();
+  system.Look();
+  EXPECT_TRUE(session.transport->IsOpen());
+}
+
+TEST_F(DeviceSelection, TheNameIsCopied) {
+  char name[] = "COM7";
+  ASSERT_TRUE(SetDevice(session, name));
+  std::memset(name, 'x', sizeof name - 1);
+  EXPECT_STREQ(session.deviceName.get(), "COM7");
+}
+
+TEST_F(DeviceSelection, TheHandlersAreTheSessionsWithTheSessionAsTheirContext) {
+  system.interfaces = {UsbPort("COM7")};
+  ASSERT_TRUE(SetDevice(session, "COM7"));
+  ::testing::internal::CaptureStdout();
+  system.WaitForWatcher();
+  system.Look();
+  system.interfaces.clear();
+  system.Look();
+  const std::string printed = ::testing::internal::GetCapturedStdout();
+  EXPECT_THAT(printed, HasSubstr("Port COM7 connected\n"));
+  EXPECT_THAT(printed, HasSubstr("Port COM7 disconnected\n"));
+}
+
+TEST_F(DeviceSelection, QmbeAbcSelectsTheMobileBroadbandTransportWithDeviceNameAbc) {
+  EXPECT_FALSE(SetDevice(session, "QMBE:ABC")) << "there is no mobile broadband here";
+  EXPECT_EQ(gOpen.kind, kMobileBroadband);
+  EXPECT_EQ(gOpen.interfaceId, L"ABC");
+  ExpectNoDevice();
+}
+
+TEST_F(DeviceSelection, XqmbeAbcSelectsTheMobileBroadbandTransportWithFiveCharactersSkipped) {
+  EXPECT_FALSE(SetDevice(session, "xQMBE:ABC"));
+  EXPECT_EQ(gOpen.kind, kMobileBroadband);
+  EXPECT_EQ(gOpen.interfaceId, L":ABC");
+}
+
+TEST_F(DeviceSelection, QmbeAtTheEndOfANameAlsoSelectsTheMobileBroadbandTransport) {
+  EXPECT_FALSE(SetDevice(session, "COM7QMBE:"));
+  EXPECT_EQ(gOpen.kind, kMobileBroadband);
+  EXPECT_EQ(gOpen.interfaceId, L"MBE:");
+}
+
+TEST_F(DeviceSelection, QmbeAloneSelectsTheMobileBroadbandTransportWithAnEmptyName) {
+  EXPECT_FALSE(SetDevice(session, "QMBE:"));
+  EXPECT_EQ(gOpen.kind, kMobileBroadband);
+  EXPECT_EQ(gOpen.interfaceId, L"");
+}
+
+TEST_F(DeviceSelection, QmbeInOtherLettersOrWithoutItsColonIsASerialPort) {
+  for (const char* const name : {"qmbe:ABC", "QMBE", "QMB:E"}) {
+    ASSERT_TRUE(SetDevice(session, name));
+    EXPECT_EQ(session.transport->kind, kSerialPort);
+    EXPECT_STREQ(session.deviceName.get(), name);
+    ASSERT_TRUE(SetDevice(session, nullptr));
+  }
+  EXPECT_EQ(gOpen.kind, std::nullopt);
+}
+
+TEST_F(DeviceSelection, ANameOfExactly255CharactersIsAccepted) {
+  const std::string name(255, 'C');
+  ASSERT_TRUE(SetDevice(session, name.c_str()));
+  EXPECT_EQ(session.deviceName.get(), name);
+}
+
+TEST_F(DeviceSelection, ANameOf256CharactersIsRefused) {
+  EXPECT_FALSE(SetDevice(session, std::string(256, 'C').c_str()));
+  ExpectNoDevice();
+  EXPECT_FALSE(SetDevice(session, ("QMBE:" + std::string(251, 'C')).c_str()));
+  EXPECT_EQ(gOpen.kind, std::nullopt);
+}
+
+TEST_F(DeviceSelection, AnEmptyNameIsASerialPortThatNeverComes) {
+  system.interfaces = {UsbPort("COM7")};
+  ASSERT_TRUE(SetDevice(session, ""));
+  system.WaitForWatcher();
+  system.Look();
+  EXPECT_FALSE(session.transport->IsOpen());
+}
+
+TEST_F(DeviceSelection, OpeningTwiceReturnsFalseTheSecondTimeAndLeavesTheFirstTransportRunning) {
+  ASSERT_TRUE(SetDevice(session, "COM7"));
+  const cIO* const first = session.transport;
+  EXPECT_FALSE(SetDevice(session, "COM8"));
+  EXPECT_FALSE(SetDevice(session, "QMBE:ABC"));
+  EXPECT_EQ(session.transport, first);
+  EXPECT_STREQ(session.deviceName.get(), "COM7");
+
+  system.interfaces = {UsbPort("COM7")};
+  system.WaitForWatcher();
+  system.Look();
+  EXPECT_TRUE(session.transport->IsOpen());
+}
+
+TEST_F(DeviceSelection, ATransportWhoseOpenFailsIsUndone) {
+  system.failingThread = 0;
+  ::testing::internal::CaptureStdout();
+  EXPECT_FALSE(SetDevice(session, "COM7"));
+  EXPECT_EQ(::testing::internal::GetCapturedStdout(), "Failed to create watch thread\n")
+      << "the transport tells its own reason, and nobody else prints";
+  ExpectNoDevice();
+  EXPECT_TRUE(SetDevice(session, "COM7")) << "nothing stands in the way of another try";
+}
+
+TEST_F(DeviceSelection, AMobileBroadbandTransportIsFreedByItsLastReference) {
+  // The first one leaves what the run-time libraries keep for later.
+  EXPECT_FALSE(SetDevice(session, "QMBE:ABC"));
+  const std::int64_t before = LiveNewAllocations();
+  EXPECT_FALSE(SetDevice(session, "QMBE:ABC"));
+  EXPECT_EQ(LiveNewAllocations(), before);
+}
+
+TEST_F(DeviceSelection, WithoutMemoryForTheNameItReturnsFalse) {
+  cAllocationFailure failure(eHeap::Malloc, 1);
+  const bool opened = SetDevice(session, "COM7");
+  ASSERT_TRUE(failure.Disarm());
+  EXPECT_FALSE(opened);
+  ExpectNoDevice();
+}
+
+TEST_F(DeviceSelection, WithoutMemoryForTheTransportItReturnsFalse) {
+  for (const char* const name : {"COM7", "QMBE:ABC"}) {
+    for (std::uint32_t nth = 1;; ++nth) {
+      const std::int64_t before = LiveNewAllocations();
+      cAllocationFailure failure(eHeap::New, nth);
+      const bool opened = SetDevice(session, name);
+      const bool failed = failure.Disarm();
+      if (!failed) break;
+      EXPECT_FALSE(opened) << name << ", allocation " << nth;
+      ExpectNoDevice();
+      EXPECT_EQ(LiveNewAllocations(), before);
+    }
+    ASSERT_TRUE(SetDevice(session, nullptr));
+  }
+}
+
+TEST_F(DeviceSelection, NullOnASessionWithoutATransportReturnsTrue) {
+  EXPECT_TRUE(SetDevice(session, nullptr));
+  ExpectNoDevice();
+}
+
+TEST_F(DeviceSelection, NullOnASessionWithoutATransportFreesANameThatIsLeft) {
+  session.deviceName.reset(static_cast<char*>(std::calloc(5, 1)));
+  EXPECT_TRUE(SetDevice(session, nullptr));
+  EXPECT_EQ(session.deviceName, nullptr);
+}
+
+TEST_F(DeviceSelection, NullWithoutATransportLeavesTheReaderThreadsHandle) {
+  session.readerThread = GetCurrentThread();
+  EXPECT_TRUE(SetDevice(session, nullptr));
+  EXPECT_EQ(session.readerThread, GetCurrentThread());
+  session.readerThread = nullptr;
+}
+
+TEST_F(DeviceSelection, NullClosesTheTransportAndThenWaitsForTheReaderThread) {
+  system.interfaces = {UsbPort("COM7")};
+  ASSERT_TRUE(SetDevice(session, "COM7"));
+  system.WaitForWatcher();
+  system.Look();
+  ASSERT_TRUE(session.transport->IsOpen());
+
+  // This reader reads until the port is closed, as the real one does.
+  struct sReader {
+    cFakeSystem* system;
+    HANDLE port;
+    bool ended;
+  } reader{&system, static_cast<cComIO*>(session.transport)->Port(), false};
+  session.readerThread = CreateThread(
+      nullptr, 0,
+      [](void* context) -> DWORD {
+        auto& self = *static_cast<sReader*>(context);
+        char byte = 0;
+        DWORD received = 0;
+        while (ReadFile(self.port, &byte, 1, &received, nullptr)) {
+        }
+        self.ended = true;
+        return 0;
+      },
+      &reader, 0, nullptr);
+  ASSERT_NE(session.readerThread, nullptr);
+  EXPECT_TRUE(SetDevice(session, nullptr));
+  EXPECT_TRUE(reader.ended);
+  EXPECT_EQ(session.readerThread, nullptr);
+  ExpectNoDevice();
+}
+
+}  // namespace
+}  // namespace corvane

@@ -1,0 +1,53 @@
+#pragma once
+
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace mbn_stand_in {
+
+// The service's own threads. They take turns: the n-th task runs on thread n modulo their number,
+// and no task begins before the one in front of it is done.
+class cDelivery {
+ public:
+  using tTask = std::function<void()>;
+
+  cDelivery() = default;
+  cDelivery(const cDelivery&) = delete;
+  cDelivery& operator=(const cDelivery&) = delete;
+  ~cDelivery() { Stop(); }
+
+  // Tasks that were posted before wait for this.
+  void Start(std::uint32_t threadCount);
+  // Waits for the task in progress and drops the rest. Not to be called by a task.
+  void Stop();
+
+  void Post(tTask task);
+  // Returns when every task posted so far is done.
+  void Flush();
+
+  // Runs a task on a thread of its own and returns when it is done.
+  static void RunApart(const tTask& task);
+
+  // "1", "2", ... on a delivery thread, "own" on one of RunApart's.
+  [[nodiscard]] static std::string ThreadName();
+
+ private:
+  void Work(std::uint32_t number, std::uint32_t threadCount);
+
+  std::mutex mutex;
+  std::condition_variable changed;
+  std::deque<tTask> tasks;
+  std::vector<std::thread> threads;
+  std::uint64_t posted = 0;
+  std::uint64_t begun = 0;
+  std::uint64_t done = 0;
+  bool isStopping = false;
+};
+
+}  // namespace mbn_stand_in

@@ -1,0 +1,87 @@
+#include "frames.h"
+
+#include <stdexcept>
+
+namespace mbn_stand_in {
+namespace {
+
+// Bit by bit, unlike the library's table: what is compared here should not be computed alike.
+std::uint16_t Crc(const tBytes& bytes) {
+  std::uint16_t crc = 0xFFFF;
+  for (const std::uint8_t byte : bytes) {
+    crc = static_cast<std::uint16_t>(crc ^ byte);
+    for (int bit = 0; bit < 8; ++bit) {
+      const bool isSet = (crc & 1) != 0;
+      crc = static_cast<std::uint16_t>(crc >> 1);
+      if (isSet) crc = static_cast<std::uint16_t>(crc ^ 0x8408);
+    }
+  }
+  return static_cast<std::uint16_t>(~crc);
+}
+
+int HexDigit(char c) {
+  if (c >= '0' && c <= '9') return c - '0';
+  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+  throw std::invalid_argument("not a hexadecimal digit");
+}
+
+}  // namespace
+
+tBytes Frame(const tBytes& packet) {
+  const std::uint16_t crc = Crc(packet);
+  tBytes body = packet;
+  body.push_back(static_cast<std::uint8_t>(crc & 0xFF));
+  body.push_back(static_cast<std::uint8_t>(crc >> 8));
+  tBytes frame;
+  for (const std::uint8_t byte : body) {
+    if (byte == 0x7D || byte == 0x7E) {
+      frame.push_back(0x7D);
+      frame.push_back(static_cast<std::uint8_t>(byte ^ 0x20));
+    } else {
+      frame.push_back(byte);
+    }
+  }
+  frame.push_back(0x7E);
+  return frame;
+}
+
+tBytes Unframe(const tBytes& frame) {
+  tBytes body;
+  bool escaped = false;
+  for (const std::uint8_t byte : frame) {
+    if (byte == 0x7E) break;
+    if (byte == 0x7D) {
+      escaped = true;
+      continue;
+    }
+    body.push_back(escaped ? static_cast<std::uint8_t>(byte ^ 0x20) : byte);
+    escaped = false;
+  }
+  if (body.size() < 3) return {};
+  tBytes packet(body.begin(), body.end() - 2);
+  const std::uint16_t crc = Crc(packet);
+  const bool isGood = body[body.size() - 2] == (crc & 0xFF) && body[body.size() - 1] == (crc >> 8);
+  return isGood ? packet : tBytes{};
+}
+
+tBytes BytesFromHex(const std::string& text) {
+  if (text.size() % 2 != 0) throw std::invalid_argument("an odd number of hexadecimal digits");
+  tBytes bytes;
+  for (std::size_t i = 0; i < text.size(); i += 2) {
+    bytes.push_back(static_cast<std::uint8_t>(HexDigit(text[i]) * 16 + HexDigit(text[i + 1])));
+  }
+  return bytes;
+}
+
+std::string HexFromBytes(const tBytes& bytes) {
+  static constexpr char kDigits[] = "0123456789ABCDEF";
+  std::string text;
+  for (const std::uint8_t byte : bytes) {
+    text += kDigits[byte >> 4];
+    text += kDigits[byte & 0xF];
+  }
+  return text;
+}
+
+}  // namespace mbn_stand_in

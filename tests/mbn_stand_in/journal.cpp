@@ -1,0 +1,39 @@
+#include "journal.h"
+
+#include <windows.h>
+
+#include <array>
+#include <cstdio>
+
+namespace mbn_stand_in {
+
+void Log(const std::string& line) {
+  std::array<wchar_t, MAX_PATH> path{};
+  const DWORD length = GetEnvironmentVariableW(L"CORVANE_MBN_LOG", path.data(), MAX_PATH);
+  if (length == 0 || length >= MAX_PATH) return;
+  // Opened for each line, so that a process that dies has lost none; appended by one write, so that
+  // lines of several threads stay whole.
+  const HANDLE file = CreateFileW(path.data(), FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                  nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (file == INVALID_HANDLE_VALUE) return;
+  const std::string whole = line + "\n";
+  DWORD written = 0;
+  WriteFile(file, whole.data(), static_cast<DWORD>(whole.size()), &written, nullptr);
+  CloseHandle(file);
+}
+
+std::string ResultText(long result) {
+  std::array<char, 16> text{};
+  const int length = std::snprintf(text.data(), text.size(), "0x%08lX",
+                                   static_cast<unsigned long>(result) & 0xFFFFFFFFUL);
+  return {text.data(), static_cast<std::size_t>(length)};
+}
+
+std::string Narrow(const wchar_t* text) {
+  if (text == nullptr) return "null";
+  std::string narrow;
+  for (; *text != L'\0'; ++text) narrow += *text < 0x80 ? static_cast<char>(*text) : '?';
+  return narrow;
+}
+
+}  // namespace mbn_stand_in

@@ -1,0 +1,137 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "delivery.h"
+#include "journal.h"
+#include "mbn_interfaces.h"
+#include "scenario.h"
+
+namespace mbn_stand_in {
+
+// One run of the stand-in, from the first object that a client asks for to the last one's end: the
+// scenario and how far it has come, the interfaces, the sinks and the command session. All objects
+// of a run share it and keep it alive.
+//
+// Objects are made with one reference, the caller's.
+class cWorld : public std::enable_shared_from_this<cWorld> {
+ public:
+  // The run in progress, or a new one. Null when the scenario cannot be read, which is logged.
+  [[nodiscard]] static std::shared_ptr<cWorld> CurrentOrNew();
+  // Null when there is none.
+  [[nodiscard]] static std::shared_ptr<cWorld> Current();
+
+  explicit cWorld(sScenario read);
+  ~cWorld();
+
+  // Runs and logs one call of the client's, or gives the result that the scenario has for it.
+  long Call(const std::string& name, const std::string& arguments,
+            const std::function<long()>& body);
+
+  // The objects that are alive. Enter returns the new one's name for the log.
+  [[nodiscard]] std::string Enter(const std::string& kind, const std::atomic<ULONG>* references);
+  void Leave(const std::string& name);
+  void LogLiveObjects();
+
+  // The interfaces that are there now.
+  [[nodiscard]] std::vector<std::wstring> Interfaces();
+  [[nodiscard]] bool HasInterface(const wchar_t* id);
+  [[nodiscard]] const std::string& InterfaceListForm() const { return scenario.interfaceList; }
+
+  // `sink` brings a reference. Calls of sinks begin with the first one.
+  [[nodiscard]] DWORD AddSink(iDeviceServicesSink* sink);
+  // Ends all calls first, when it was the last one. False for an unknown cookie.
+  [[nodiscard]] bool RemoveSink(DWORD cookie);
+
+  // The command session's life, as its service sees it.
+  void OpenSession(iDeviceService* service, ULONG requestId);
+  void CloseSession(ULONG requestId);
+  void TakeCommand(const tBytes& frame);
+  [[nodiscard]] bool IsSessionOf(const iDeviceService* service);
+  [[nodiscard]] ULONG NextRequestId() { return ++lastRequestId; }
+
+  // Has a step's calls made by the delivery threads. `command` is the packet it replies to.
+  void Do(const sStep& step, const tBytes& command = {});
+  void Flush() { delivery.Flush(); }
+
+ private:
+  using tSinkCall = std::function<long(iDeviceServicesSink&, iDeviceService*)>;
+
+  void CallSinks(const std::string& description, iDeviceService* from, const tSinkCall& call);
+  void CallSinksFromSession(const std::string& description, const tSinkCall& call);
+  void Complete(const sCompletion& completion, const std::function<void()>& tellSinks);
+  void TellOpened(long status);
+  void TellClosed(long status);
+  void TellStateChange(const std::string& id, int state);
+  void TellOthers();
+  void Notify(iDeviceService* from, SAFEARRAY* data, const std::string& description);
+  void NotifyBytes(const tBytes& bytes);
+  void NotifyArray(const std::function<SAFEARRAY*()>& make, const std::string& description);
+  void NotifyFromStranger(const tBytes& bytes);
+  void DoReply(const std::string& kind, const std::vector<std::string>& arguments,
+               const tBytes& command);
+  void Remove(const std::string& id);
+  void Arrive(const std::string& id);
+  void EndSession();
+  [[nodiscard]] iDeviceService* SessionService();
+
+  std::mutex mutex;  // guards all below but what is atomic or never changes; never held in a call
+  sScenario scenario;
+  std::vector<std::wstring> present;
+  std::map<DWORD, iDeviceServicesSink*> sinks;  // each with a reference
+  DWORD lastCookie = 0;
+  iDeviceService* session = nullptr;  // with a reference, from its opening to its end
+  std::uint32_t commandsTaken = 0;
+  std::map<std::string, const std::atomic<ULONG>*> live;
+  std::map<std::string, int> made;
+  std::atomic<ULONG> lastRequestId = 0;
+  std::atomic<ULONG> nextEventId = 0;
+  cDelivery delivery;
+};
+
+// What all objects of the stand-in have in common: the count, and their place among the living.
+// Logged by `kind` and a number.
+template <class tFirst, class... tOthers>
+class cObject : public tFirst, public tOthers... {
+ public:
+  cObject(std::shared_ptr<cWorld> itsWorld, const std::string& kind)
+      : world(std::move(itsWorld)), name(world->Enter(kind, &references)) {}
+  cObject(const cObject&) = delete;
+  cObject& operator=(const cObject&) = delete;
+  virtual ~cObject() { world->Leave(name); }
+
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
+    if (object == nullptr) return E_POINTER;
+    *object = IsEqualGUID(iid, kUnknownId) ? static_cast<tFirst*>(this) : Find(iid);
+    if (*object == nullptr) return E_NOINTERFACE;
+    AddRef();
+    return S_OK;
+  }
+  ULONG STDMETHODCALLTYPE AddRef() override { return ++references; }
+  ULONG STDMETHODCALLTYPE Release() override {
+    const ULONG left = --references;
+    if (left == 0) delete this;
+    return left;
+  }
+
+ protected:
+  // The object as this interface, or null.
+  virtual void* Find(REFIID iid) = 0;
+
+  const std::shared_ptr<cWorld> world;
+
+ private:
+  std::atomic<ULONG> references = 1;
+  const std::string name;
+};
+
+}  // namespace mbn_stand_in
