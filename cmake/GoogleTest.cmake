@@ -11,6 +11,19 @@ foreach(library gtest gtest_main gmock gmock_main)
   endif()
 endforeach()
 
+# What every test includes is compiled once a build.
+add_library(corvane_test_headers STATIC ${CMAKE_CURRENT_LIST_DIR}/test_headers.cpp)
+target_link_libraries(corvane_test_headers PRIVATE corvane_options gmock gtest)
+target_precompile_headers(corvane_test_headers PRIVATE <gmock/gmock.h> <gtest/gtest.h> <map>
+                          <optional> <string> <vector>)
+if(MSVC)
+  set(CORVANE_TEST_OPTIONS)
+else()
+  # Tests check results, not speed: they are compiled fast.
+  set(CORVANE_TEST_OPTIONS -O0 -g1)
+endif()
+target_compile_options(corvane_test_headers PRIVATE ${CORVANE_TEST_OPTIONS})
+
 # corvane_test(<name> SOURCES <file>... [LIBRARIES <target>...] [LABELS <label>...])
 #
 # One test program from GoogleTest sources, run by CTest as one test, under Wine where it was built
@@ -21,6 +34,8 @@ function(corvane_test name)
   add_executable(${name} ${test_SOURCES})
   target_link_libraries(${name} PRIVATE corvane_options ${test_LIBRARIES} gmock gtest gtest_main)
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
+  target_compile_options(${name} PRIVATE ${CORVANE_TEST_OPTIONS})
+  target_precompile_headers(${name} REUSE_FROM corvane_test_headers)
   add_test(NAME ${name} COMMAND ${name} --gtest_output=xml:test-results/${name}.xml --gtest_brief=1
            WORKING_DIRECTORY ${PROJECT_BINARY_DIR})
   set_tests_properties(${name} PROPERTIES TIMEOUT 300 LABELS "${test_LABELS}")

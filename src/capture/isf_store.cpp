@@ -70,20 +70,15 @@ static_assert(std::uint64_t{isf::kItemsPerBlock} * (sRecordHead::kMaxSize + kMax
 
 // A get-item response of the debug subsystem has a status at bytes 9 to 12; a packet that the modem
 // had kept stands behind its head.
-constexpr std::uint8_t kDebugSubsystem = 0x25;
-constexpr std::uint16_t kGetItemCommand = 8;
 constexpr std::uint32_t kGetItemStatus = 9;
 constexpr std::uint32_t kGetItemHeadSize = 13;
 
 // The packet inside a get-item response as a packet of the device, or none: `item` is something
 // else, the response reports a failure or is bare, or there is no memory.
 [[nodiscard]] cBufferReference UnwrapGetItemResponse(sSharedBuffer& item) {
-  sDiagSubsystemCmd command(&item);
-  if (!command.Validate()) return {};
-  if (item.data[1] != kDebugSubsystem || Load16(item.data + 2) != kGetItemCommand) return {};
   sDiagDbgSSGetItemRsp response(&item);
-  if (!response.Validate()) return {};
-  if (item.size <= kGetItemHeadSize || Load32(item.data + kGetItemStatus) != 0) return {};
+  if (!response.Validate() || item.size <= kGetItemHeadSize) return {};
+  if (Load32(item.data + kGetItemStatus) != 0) return {};
   return cBufferReference(sOwnedBuffer(new (std::nothrow) sSharedBuffer(
       item.data + kGetItemHeadSize, static_cast<std::int32_t>(item.size - kGetItemHeadSize),
       kOriginDevice)));
@@ -141,7 +136,7 @@ std::uint32_t cISFStore::WriteAt(std::uint64_t position, const std::uint8_t* byt
                                  std::size_t length) {
   if (file == nullptr || bytes == nullptr || length == 0) return kErrorBadArguments;
   file->seekp(static_cast<std::streamoff>(position), std::ios::beg);
-  while (length != 0 && *file) {
+  while (length != 0) {
     const std::size_t piece = std::min<std::size_t>(length, writeChunk);
     // The one place where the file's bytes become the stream's characters.
     file->write(reinterpret_cast<const char*>(bytes), static_cast<std::streamsize>(piece));

@@ -8,8 +8,9 @@ class cCaptureSession;
 // and write it meanwhile), reads the configuration file at `configPath` and starts the capture with
 // the filter records of its sections. A null `configPath` starts it with none.
 //
-// False when either file cannot be opened or the capture does not start. A configuration file that
-// cannot be opened leaves a zero-length capture file behind. Nothing is printed.
+// False when either file cannot be opened, when memory runs out, or when the capture does not
+// start. A configuration file that cannot be opened leaves a zero-length capture file behind.
+// Nothing is printed here.
 [[nodiscard]] bool LoadConfiguration(cCaptureSession& session, const char* outputPath,
                                      const char* configPath);
 

@@ -31,7 +31,9 @@ struct sDirectoryEntry {
 }
 
 [[nodiscard]] inline bool IsAllZero(std::span<const std::uint8_t> bytes) {
-  return std::all_of(bytes.begin(), bytes.end(), [](std::uint8_t byte) { return byte == 0; });
+  // Every byte equals the one before it: a comparison of memory, quicker than a loop over bytes.
+  return bytes.empty() ||
+         (bytes[0] == 0 && std::equal(bytes.begin() + 1, bytes.end(), bytes.begin()));
 }
 
 }  // namespace corvane

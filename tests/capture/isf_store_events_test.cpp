@@ -61,6 +61,11 @@ TEST_F(IsfStoreEventsTest, OnlyTheExactShortAnswerEscapesTheSplitting) {
   EXPECT_EQ(Items().size(), 1U);
 }
 
+TEST_F(IsfStoreEventsTest, AReportOfUnknownOriginIsNotSplit) {
+  EXPECT_EQ(Add(kThreeEvents, kAutomaticType, 5), kErrorSuccess);
+  EXPECT_EQ(Contents().size(), 4U);
+}
+
 TEST_F(IsfStoreEventsTest, AReportIsSplitAndForgottenWithoutAFileToo) {
   store.Close();
   EXPECT_EQ(Add(kThreeEvents), kErrorSuccess);

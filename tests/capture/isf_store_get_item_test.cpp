@@ -109,6 +109,11 @@ TEST_F(IsfStoreGetItemTest, AResponseGivenType9IsUnwrappedTooAndAnyOtherTypeIsNo
   EXPECT_EQ(Types(), (tTypes{9, 1, 1}));
 }
 
+TEST_F(IsfStoreGetItemTest, ThePacketInsideIsOneOfTheDeviceWhoeverMadeTheResponse) {
+  EXPECT_EQ(Add(GetItemResponse({0x4B, 0, 0, 0}), 9, kOriginLibrary), kErrorSuccess);
+  EXPECT_EQ(Types(), (tTypes{9, 9}));
+}
+
 TEST_F(IsfStoreGetItemTest, AResponseThatCouldNotBeRecordedIsNotUnwrapped) {
   cFailingFile& file = Intercept(*stream);
   ASSERT_EQ(Add({0x0A}), kErrorSuccess);

@@ -102,6 +102,8 @@ TEST_F(IsfStoreRefusalTest, AStreamThatIsNotOpenIsNotAttachedButTheFileBeforeIsF
   store.Attach(std::make_unique<std::ofstream>());
   EXPECT_EQ(DecodeEnd(Contents(), 1).itemCount, 1U);
   EXPECT_EQ(Add({0x0A}), 9U);
+  const std::uint8_t byte = 1;
+  EXPECT_EQ(store.WriteAt(0, &byte, 1), 160U) << "there is no file, rather than a failed one";
   Attach("second.isf");
   store.Attach(nullptr);
   EXPECT_EQ(DecodeEnd(ReadFile(scratch.File("second.isf")), 0).itemCount, 0U);

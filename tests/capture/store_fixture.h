@@ -60,6 +60,7 @@ class cScratchFolder {
 class cStoreTest : public ::testing::Test {
  protected:
   cStoreTest();
+  void TearDown() override { store.Close(); }
 
   // A new binary stream over the file of that name.
   [[nodiscard]] std::unique_ptr<std::ofstream> Create(const char* name) const;
@@ -86,7 +87,6 @@ class cStoreTest : public ::testing::Test {
 
   static constexpr const char* kFileName = "first.isf";
 
-  // In this order: the store's file is used until the store is gone.
   cScratchFolder scratch;
   std::vector<std::unique_ptr<cFailingFile>> interceptors;
   cISFStore store;

@@ -53,7 +53,7 @@ void ParseStatement(sScenario& scenario, const std::vector<std::string>& words) 
     sFailure failure;
     failure.timesLeft = words.at(2) == "always" ? UINT32_MAX : ParseCount(words.at(2));
     failure.result = name == "fail" ? ParseResult(words.at(3)) : S_OK;
-    scenario.failures[words.at(1)] = failure;
+    scenario.failures[words.at(1)].push_back(failure);
   } else if (name == "open-completion") {
     scenario.openCompletion = ParseCompletion(words);
   } else if (name == "close-completion") {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <map>
 #include <string>
 #include <vector>
@@ -24,7 +25,8 @@ namespace mbn_stand_in {
 //   fail CALL TIMES HRESULT   the first TIMES calls ("always": all) of this method of any object
 //                             return HRESULT and do nothing; "CreateInstance(NAME)" is the making
 //                             of an object for one of the client's three CoCreateInstance calls:
-//                             DeviceServicesManager, ConnectionPointContainer, InterfaceManager
+//                             DeviceServicesManager, ConnectionPointContainer, InterfaceManager.
+//                             More lines for one CALL follow one another
 //   nothing CALL TIMES        the same, but they return success without giving anything
 //   open-completion WHEN [HRESULT]
 //   close-completion WHEN [HRESULT]
@@ -40,7 +42,8 @@ namespace mbn_stand_in {
 //   at command * STEP         steps. "*": every command without lines of its own
 //   at opened STEP            what follows an open completion
 //
-// Steps, each a call of the sink's on a delivery thread unless it says otherwise:
+// Steps, each a call of the sink's on a delivery thread unless it says otherwise (the event IDs of
+// notifications count up from 0):
 //
 //   reply                     a notification with the reply's frame (only "at command")
 //   reply-twice               the reply's frame twice in one notification
@@ -81,7 +84,8 @@ struct sFailure {
 struct sScenario {
   std::vector<std::wstring> interfaces;
   std::string interfaceList = "vector";
-  std::map<std::string, sFailure> failures;  // by method; its result may be success
+  // By method, in order; a result may be success.
+  std::map<std::string, std::deque<sFailure>> failures;
   sCompletion openCompletion;
   sCompletion closeCompletion;
   std::uint32_t threads = 1;

@@ -62,10 +62,11 @@ long cWorld::Call(const std::string& name, const std::string& arguments,
   std::optional<long> result;
   {
     const std::lock_guard guard(mutex);
-    const auto failure = scenario.failures.find(name);
-    if (failure != scenario.failures.end() && failure->second.timesLeft > 0) {
-      if (failure->second.timesLeft != UINT32_MAX) --failure->second.timesLeft;
-      result = failure->second.result;
+    auto& failures = scenario.failures[name];
+    while (!failures.empty() && failures.front().timesLeft == 0) failures.pop_front();
+    if (!failures.empty()) {
+      if (failures.front().timesLeft != UINT32_MAX) --failures.front().timesLeft;
+      result = failures.front().result;
     }
   }
   if (!result) result = body();
@@ -130,6 +131,7 @@ bool cWorld::RemoveSink(DWORD cookie) {
     sinks.erase(found);
     isLast = sinks.empty();
   }
+  Log("sink leaves");
   if (isLast) {
     delivery.Stop();
     EndSession();
@@ -277,7 +279,7 @@ void cWorld::TellOthers() {
 void cWorld::Notify(iDeviceService* from, SAFEARRAY* data, const std::string& description) {
   CallSinks("OnEventNotification " + description, from,
             [&](iDeviceServicesSink& sink, iDeviceService* service) {
-              return sink.OnEventNotification(service, 1, data);
+              return sink.OnEventNotification(service, nextEventId++, data);
             });
 }
 

@@ -94,6 +94,7 @@ class cWorld : public std::enable_shared_from_this<cWorld> {
   std::map<std::string, const std::atomic<ULONG>*> live;
   std::map<std::string, int> made;
   std::atomic<ULONG> lastRequestId = 0;
+  std::atomic<ULONG> nextEventId = 0;
   cDelivery delivery;
 };
 

@@ -102,7 +102,7 @@ void AddListCommand(CLI::App& app, int& exitCode) {
       ->delimiter(',')
       ->allow_extra_args(false)
       ->check(CLI::Range(0, 31).description(""))
-      ->type_name("N[,N]...");
+      ->type_name("N[,N]");
   command
       ->add_option(
           "--from", request->from,

@@ -113,7 +113,28 @@ double ParseRate(const std::string& text) {
 
 void AddText(CLI::App& app, const std::string& name, const std::string& description,
              std::function<void(const std::string&)> take, const std::string& placeholder) {
-  app.add_option_function<std::string>(name, std::move(take), description)->type_name(placeholder);
+  const auto takeOrName = [name, take = std::move(take)](const std::string& text) {
+    try {
+      take(text);
+    } catch (const CLI::ValidationError& error) {
+      throw CLI::ValidationError(name, error.what());
+    }
+  };
+  app.add_option_function<std::string>(name, takeOrName, description)
+      ->type_name(placeholder)
+      ->trigger_on_parse();
+}
+
+void AddNumber(CLI::App& app, const std::string& name, std::uint64_t& value,
+               const std::string& description) {
+  AddText(
+      app, name, description,
+      [&value](const std::string& text) {
+        const auto number = ParseUnsigned<std::uint64_t>(text);
+        if (!number) Refuse(text, "a number");
+        value = *number;
+      },
+      "N");
 }
 
 void AddDuration(CLI::App& app, const std::string& name, milliseconds& value,
@@ -142,13 +163,12 @@ void AddStreamOptions(CLI::App& app, sOptions& options) {
   app.add_option("--scenario", options.scenario, "What is streamed: mixed or sib [mixed]")
       ->check(CLI::IsMember({"mixed", "sib"}))
       ->type_name("NAME");
-  app.add_option("--seed", options.stream.seed,
-                 "Everything that is random follows from this number [1]")
-      ->type_name("N");
+  AddNumber(app, "--seed", options.stream.seed,
+            "Everything that is random follows from this number [1]");
   AddText(
       app, "--rate", "Packets in a second, or max [100]",
       [&options](const std::string& text) { options.rate = ParseRate(text); }, "N");
-  app.add_option("--count", options.count, "End the stream after so many packets")->type_name("N");
+  AddNumber(app, "--count", options.count, "End the stream after so many packets");
   AddDuration(app, "--duration", options.duration, "End the stream after so much time");
   app.add_option("--then", options.then, "At the stream's end: idle, hang-up or quit [idle]")
       ->transform(CLI::CheckedTransformer(
@@ -220,14 +240,9 @@ void AddFaultOptions(CLI::App& app, sOptions& options) {
       app, "--spoil-reply", "Flip a bit in the replies to these requests",
       [&faults](const std::string& text) { faults.spoilReply = ParseSelection(text, true); },
       "WHICH");
-  app.add_option_function<std::vector<std::string>>(
-         "--late",
-         [&faults](const std::vector<std::string>& texts) {
-           for (const std::string& text : texts) faults.late.push_back(ParseLate(text));
-         },
-         "Answer these requests so much later, such as 0x73=500ms; may be given again")
-      ->allow_extra_args(false)
-      ->type_name("WHICH=TIME");
+  AddText(
+      app, "--late", "Answer these requests so much later, such as 0x73=500ms; may be given again",
+      [&faults](const std::string& text) { faults.late.push_back(ParseLate(text)); }, "WHICH=TIME");
   AddText(
       app, "--chunk", "Write so many bytes at a time, such as 64 or 1-200",
       [&options](const std::string& text) { ParseChunk(text, options.writes); }, "N[-M]");

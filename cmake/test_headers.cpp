@@ -1,0 +1,1 @@
+// Nothing but a place for the precompiled headers of the tests.

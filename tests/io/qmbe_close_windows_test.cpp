@@ -1,0 +1,244 @@
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <thread>
+
+#include "io/qmbe_fixture_windows.h"
+
+namespace corvane::test {
+namespace {
+
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::SizeIs;
+
+constexpr const char* kDebuggerLine = "debugger -------- OnCloseCommandSessionComplete\n";
+
+class QmbeClose : public QmbeTest {
+ protected:
+  // Runs Close here, and `meanwhile` on another thread once Close has asked for the session's end.
+  void CloseWhile(const std::function<void()>& meanwhile) {
+    std::thread other([&] {
+      EXPECT_TRUE(service->WaitForLog("call CloseCommandSession"));
+      meanwhile();
+    });
+    transport->Close();
+    hasReturned = true;
+    other.join();
+  }
+
+  std::atomic<bool> hasReturned = false;
+};
+
+TEST_F(QmbeClose, WaitsForTheCloseCompletionAndTheDisconnectHandlerRunsOnceFromIt) {
+  Serve("close-completion withheld");
+  OpenSession();
+  std::thread::id handlersThread;
+  whenDisconnected = [&] { handlersThread = std::this_thread::get_id(); };
+  CloseWhile([&] {
+    // Give Close the time that it would need to be over.
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    EXPECT_FALSE(hasReturned);
+    EXPECT_THAT(record.Events(), ElementsAre("connected"));
+    service->Do("closed 0");
+  });
+  EXPECT_THAT(record.Events(), ElementsAre("connected", "disconnected", kDebuggerLine));
+  EXPECT_NE(handlersThread, std::this_thread::get_id());
+  EXPECT_FALSE(transport->IsOpen());
+}
+
+TEST_F(QmbeClose, ACompletionBeforeCloseCommandSessionHasReturnedCounts) {
+  Serve("close-completion before-return");
+  OpenSession();
+  transport->Close();
+  EXPECT_THAT(record.Events(), ElementsAre("connected", "disconnected", kDebuggerLine));
+}
+
+TEST_F(QmbeClose, ACompletionWithAnErrorEndsTheSessionToo) {
+  Serve("close-completion queued 0x80004005");
+  OpenSession();
+  transport->Close();
+  EXPECT_THAT(record.Events(), ElementsAre("connected", "disconnected", kDebuggerLine));
+}
+
+TEST_F(QmbeClose, TheSessionIsClosedWhenTheDisconnectHandlerRuns) {
+  Serve();
+  OpenSession();
+  bool wasOpen = true;
+  whenDisconnected = [&] { wasOpen = transport->IsOpen(); };
+  transport->Close();
+  EXPECT_FALSE(wasOpen);
+}
+
+TEST_F(QmbeClose, ACompletionThatWasNotAskedForEndsTheSession) {
+  Serve();
+  OpenSession();
+  service->Do("closed 0");
+  EXPECT_FALSE(transport->IsOpen());
+  EXPECT_THAT(record.Events(), ElementsAre("connected", "disconnected", kDebuggerLine));
+  transport->Close();
+  EXPECT_THAT(service->Log("call CloseCommandSession"), IsEmpty());
+}
+
+TEST_F(QmbeClose, ARefusedRequestIsNotWaitedForAndIsReportedAtOnce) {
+  Serve("fail CloseCommandSession always 0x80070015");
+  OpenSession();
+  transport->Close();
+  EXPECT_THAT(record.Events(), ElementsAre("connected", "disconnected"));
+}
+
+TEST_F(QmbeClose, ARemovalEndsTheWait) {
+  Serve("close-completion withheld");
+  OpenSession();
+  CloseWhile([&] { service->Do(std::string("remove ") + kWantedId); });
+  EXPECT_THAT(record.Events(), ElementsAre("connected", "disconnected"));
+}
+
+TEST_F(QmbeClose, ASessionThatDidNotOpenYetIsNotClosed) {
+  Serve("open-completion withheld");
+  ASSERT_TRUE(Open());
+  transport->Close();
+  EXPECT_THAT(service->Log("call CloseCommandSession"), IsEmpty());
+  EXPECT_THAT(record.Events(), IsEmpty());
+}
+
+TEST_F(QmbeClose, ARemovedInterfacesSessionIsNotClosed) {
+  Serve();
+  OpenSession();
+  service->Do(std::string("remove ") + kWantedId);
+  transport->Close();
+  EXPECT_THAT(service->Log("call CloseCommandSession"), IsEmpty());
+  EXPECT_THAT(record.Events(), ElementsAre("connected", "disconnected"));
+}
+
+TEST_F(QmbeClose, WithoutADisconnectHandlerTheSessionIsOnlyLetGoOf) {
+  Serve();
+  ASSERT_TRUE(transport->Open(
+      kWantedId, [](void*) {}, this, nullptr, nullptr));
+  ASSERT_TRUE(service->WaitForLog("callback OnOpenCommandSessionComplete"));
+  ASSERT_TRUE(transport->IsOpen());
+  transport->Close();
+  EXPECT_THAT(service->Log("call CloseCommandSession"), IsEmpty());
+}
+
+TEST_F(QmbeClose, AReopenedSessionIsWaitedForToo) {
+  // The first session's end has left its mark; the second one's opening takes it back.
+  Serve("close-completion withheld");
+  OpenSession();
+  service->Do(std::string("remove ") + kWantedId);
+  service->Do(std::string("arrive ") + kWantedId);
+  ASSERT_TRUE(record.WaitFor(3));
+  CloseWhile([&] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    EXPECT_FALSE(hasReturned);
+    service->Do("closed 0");
+  });
+}
+
+TEST_F(QmbeClose, GivesEverythingBackInThisOrder) {
+  Serve();
+  OpenSession();
+  transport->Close();
+  auto log = service->Log();
+  log.erase(log.begin(),
+            std::find(log.begin(), log.end(), "call CloseCommandSession -> 0x00000000"));
+  EXPECT_THAT(
+      log, ElementsAre("call CloseCommandSession -> 0x00000000",
+                       "callback OnCloseCommandSessionComplete 0x00000000 on 1 -> 0x00000000",
+                       "gone Service#1", "sink leaves", "sink released 1",
+                       "call Unadvise 1 -> 0x00000000", "gone ConnectionPoint#1",
+                       "gone ConnectionPointContainer#1", "gone DeviceServicesManager#1", "end"));
+  EXPECT_EQ(gImports.uninitialised, 1);
+}
+
+TEST_F(QmbeClose, ASecondOneDoesNothing) {
+  Serve();
+  OpenSession();
+  transport->Close();
+  const auto log = service->Log();
+  transport->Close();
+  EXPECT_EQ(service->Log(), log);
+  EXPECT_EQ(gImports.uninitialised, 1);
+}
+
+TEST_F(QmbeClose, WithoutAnOpenDoesNothing) {
+  transport->Close();
+  EXPECT_EQ(gImports.uninitialised, 0);
+}
+
+TEST_F(QmbeClose, TheLastReleaseDoesTheSame) {
+  // The service's own reference to the sink has to go first: nothing that is registered is ever
+  // destroyed.
+  Serve("fail Advise always 0x80040202");
+  EXPECT_FALSE(Open());
+  EXPECT_EQ(transport->Release(), 0U);
+  transport = nullptr;
+  EXPECT_TRUE(service->HasNothingLeft());
+  EXPECT_EQ(gImports.uninitialised, 1);
+}
+
+TEST_F(QmbeClose, AfterAFailedOpenTheSinkIsTakenBack) {
+  Serve("fail GetDeviceServicesContext always 0x80004005");
+  EXPECT_FALSE(Open());
+  transport->Close();
+  EXPECT_THAT(service->Log("sink released "), ElementsAre("1"));
+  EXPECT_THAT(service->Log(), Contains("call Unadvise 1 -> 0x00000000"));
+}
+
+TEST_F(QmbeClose, NoHandlerRunsWhenItHasReturned) {
+  // A removal is being reported, and its handler takes its time, when Close comes. The session is
+  // closed already, so there is no completion to wait for.
+  Serve();
+  OpenSession();
+  std::atomic<bool> isInHandler = false;
+  std::atomic<bool> isClosing = false;
+  std::atomic<bool> isHandlerDone = false;
+  whenDisconnected = [&] {
+    isInHandler = true;
+    while (!isClosing) std::this_thread::yield();
+    // Long enough for a Close that did not wait to take the sink back.
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(100);
+    while (std::chrono::steady_clock::now() < end) std::this_thread::yield();
+    EXPECT_THAT(service->Log("sink leaves"), IsEmpty());
+    isHandlerDone = true;
+  };
+  service->Post(std::string("remove ") + kWantedId);
+  while (!isInHandler) std::this_thread::yield();
+  isClosing = true;
+  transport->Close();
+  EXPECT_TRUE(isHandlerDone);
+}
+
+TEST_F(QmbeClose, TheSinkIsDeafAfterwards) {
+  Serve();
+  OpenSession();
+  transport->Close();
+  const auto before = record.Events();
+  const BSTR id = SysAllocString(L"{5A1B9A3C-61F0-4E0B-9D3E-0000000000AB}");
+  EXPECT_EQ(transport->OnInterfaceStateChange(id, MBN_DEVICE_SERVICES_CAPABLE_INTERFACE_REMOVAL),
+            S_OK);
+  EXPECT_EQ(transport->OnInterfaceStateChange(id, MBN_DEVICE_SERVICES_CAPABLE_INTERFACE_ARRIVAL),
+            S_OK);
+  SysFreeString(id);
+  EXPECT_EQ(transport->OnOpenCommandSessionComplete(nullptr, S_OK, 0), S_OK);
+  EXPECT_EQ(transport->OnEventNotification(nullptr, 0, nullptr), S_OK);
+  EXPECT_EQ(record.Events(), before);
+  EXPECT_FALSE(transport->IsOpen());
+}
+
+TEST_F(QmbeClose, ATransportCanBeOpenedAgain) {
+  Serve();
+  OpenSession();
+  transport->Close();
+  ASSERT_TRUE(Open());
+  ASSERT_TRUE(record.WaitFor(4));
+  EXPECT_EQ(record.Events().back(), "connected");
+  transport->Close();
+  EXPECT_EQ(gImports.uninitialised, 2);
+}
+
+}  // namespace
+}  // namespace corvane::test

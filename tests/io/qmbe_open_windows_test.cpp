@@ -1,0 +1,319 @@
+#include <gmock/gmock.h>
+
+#include "io/qmbe_fixture_windows.h"
+#include "platform/bounded_copy_end.h"
+
+namespace corvane::test {
+namespace {
+
+using ::testing::Each;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::SizeIs;
+
+class QmbeOpen : public QmbeTest {};
+
+TEST_F(QmbeOpen, TheSessionCountsAsOpenOnlyWhenTheCompletionArrives) {
+  Serve("open-completion withheld");
+  EXPECT_TRUE(Open());
+  EXPECT_FALSE(transport->IsOpen());
+  EXPECT_THAT(record.Events(), IsEmpty());
+  service->Do("opened 0");
+  EXPECT_TRUE(transport->IsOpen());
+  EXPECT_THAT(record.Events(), ElementsAre("connected"));
+}
+
+TEST_F(QmbeOpen, ACompletionBeforeOpenCommandSessionHasReturnedCounts) {
+  Serve("open-completion before-return");
+  EXPECT_TRUE(Open());
+  EXPECT_TRUE(transport->IsOpen());
+  EXPECT_THAT(record.Events(), ElementsAre("connected"));
+}
+
+TEST_F(QmbeOpen, TheSessionIsOpenWhenTheConnectHandlerRuns) {
+  Serve();
+  bool wasOpen = false;
+  whenConnected = [&] { wasOpen = transport->IsOpen(); };
+  OpenSession();
+  Finish();
+  EXPECT_TRUE(wasOpen);
+}
+
+TEST_F(QmbeOpen, ACompletionWithAnErrorOpensNothing) {
+  Serve("open-completion withheld");
+  ASSERT_TRUE(Open());
+  service->Do("opened 0x80004005");
+  EXPECT_FALSE(transport->IsOpen());
+  service->Do("opened 1");  // S_FALSE: only S_OK counts
+  EXPECT_FALSE(transport->IsOpen());
+  EXPECT_THAT(record.Events(), IsEmpty());
+}
+
+TEST_F(QmbeOpen, ACompletionFromAnotherServiceIsIgnored) {
+  Serve("open-completion withheld");
+  ASSERT_TRUE(Open());
+  service->Do("stranger-opened");
+  EXPECT_FALSE(transport->IsOpen());
+  EXPECT_THAT(record.Events(), IsEmpty());
+}
+
+TEST_F(QmbeOpen, TheManagersAreCreatedInAnyServerAndInThisOrder) {
+  Serve();
+  ASSERT_TRUE(Open());
+  EXPECT_THAT(gImports.contexts, ElementsAre(23U, 23U, 23U));
+  ASSERT_THAT(gImports.createdClasses, SizeIs(3));
+  EXPECT_TRUE(IsEqualGUID(gImports.createdClasses[0], kDeviceServicesManagerClass));
+  EXPECT_TRUE(IsEqualGUID(gImports.createdClasses[1], kDeviceServicesManagerClass));
+  EXPECT_TRUE(IsEqualGUID(gImports.createdClasses[2], kInterfaceManagerClass));
+  EXPECT_TRUE(IsEqualGUID(gImports.createdInterfaces[0], kInterfaceId<IMbnDeviceServicesManager>));
+  EXPECT_TRUE(IsEqualGUID(gImports.createdInterfaces[1], kInterfaceId<IConnectionPointContainer>));
+  EXPECT_TRUE(IsEqualGUID(gImports.createdInterfaces[2], kInterfaceId<IMbnInterfaceManager>));
+}
+
+// What fails, and the calls of the service until then.
+
+TEST_F(QmbeOpen, WithoutTheSessionEventItReturnsFalseBeforeAnythingElse) {
+  Finish();
+  gImports.eventsFail = true;
+  transport = new cQMBEIO;
+  transport->AddRef();
+  Serve();
+  EXPECT_FALSE(Open());
+  EXPECT_EQ(gImports.initialised, 0);
+  EXPECT_THAT(service->Log(), IsEmpty());
+}
+
+TEST_F(QmbeOpen, AThreadThatIsInAnotherKindOfApartmentMakesItReturnFalse) {
+  ASSERT_EQ(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED), S_OK);
+  Serve();
+  EXPECT_FALSE(Open());
+  EXPECT_THAT(service->Log(), IsEmpty());
+  // The thread's own apartment is none of the transport's business.
+  Finish();
+  EXPECT_EQ(gImports.uninitialised, 0);
+  CoUninitialize();
+}
+
+TEST_F(QmbeOpen, AThreadThatIsInTheMultithreadedApartmentAlreadyStaysInIt) {
+  ASSERT_EQ(CoInitializeEx(nullptr, COINIT_MULTITHREADED), S_OK);
+  Serve();
+  EXPECT_TRUE(Open());
+  Finish();
+  EXPECT_EQ(gImports.uninitialised, 1);
+  CoUninitialize();
+}
+
+TEST_F(QmbeOpen, WithoutMemoryForTheInterfaceIdItReturnsFalse) {
+  Serve();
+  gImports.failingString = 0;
+  EXPECT_FALSE(Open());
+  EXPECT_THAT(service->Log(), IsEmpty());
+}
+
+TEST_F(QmbeOpen, WithoutMemoryForTheServiceIdItReturnsFalse) {
+  Serve();
+  gImports.failingString = 1;
+  EXPECT_FALSE(Open());
+  EXPECT_THAT(service->Log("call GetDeviceServicesContext"), IsEmpty());
+}
+
+TEST_F(QmbeOpen, WithoutARegisteredServiceItReturnsFalse) {
+  const cUnregisteredMbnService none;
+  Serve();
+  EXPECT_FALSE(Open());
+  EXPECT_THAT(gImports.contexts, SizeIs(1));
+}
+
+TEST_F(QmbeOpen, WithoutADeviceServicesManagerItReturnsFalse) {
+  Serve("fail CreateInstance(DeviceServicesManager) always 0x80004005");
+  EXPECT_FALSE(Open());
+  EXPECT_THAT(service->Log("call "),
+              ElementsAre("CreateInstance(DeviceServicesManager) -> 0x80004005"));
+}
+
+TEST_F(QmbeOpen, WithoutAConnectionPointContainerItReturnsFalse) {
+  Serve("fail CreateInstance(ConnectionPointContainer) always 0x80004002");
+  EXPECT_FALSE(Open());
+  EXPECT_THAT(service->Log("call "),
+              ElementsAre("CreateInstance(DeviceServicesManager) -> 0x00000000",
+                          "CreateInstance(ConnectionPointContainer) -> 0x80004002"));
+}
+
+TEST_F(QmbeOpen, WithoutAConnectionPointItReturnsFalse) {
+  for (const char* const scenario :
+       {"fail FindConnectionPoint always 0x80040200", "nothing FindConnectionPoint always"}) {
+    Serve(scenario);
+    EXPECT_FALSE(Open());
+    EXPECT_THAT(service->Log("call Advise"), IsEmpty()) << scenario;
+    transport->Close();
+    EXPECT_TRUE(service->HasNothingLeft());
+  }
+}
+
+TEST_F(QmbeOpen, ARefusedSinkMakesItReturnFalse) {
+  Serve("fail Advise always 0x80040202");
+  EXPECT_FALSE(Open());
+  EXPECT_THAT(service->Log("call CreateInstance(InterfaceManager)"), IsEmpty());
+  Finish();
+  EXPECT_THAT(service->Log("call Unadvise"), IsEmpty());
+}
+
+TEST_F(QmbeOpen, WithoutAnInterfaceManagerItReturnsFalse) {
+  Serve("fail CreateInstance(InterfaceManager) always 0x80004005");
+  EXPECT_FALSE(Open());
+  EXPECT_THAT(service->Log("call GetInterfaces"), IsEmpty());
+  Finish();
+  EXPECT_THAT(service->Log("sink released "), SizeIs(1));
+}
+
+// The list of interfaces.
+
+TEST_F(QmbeOpen, WhenTheInterfacesCannotBeListedItReturnsTrueAndWaitsForAnArrival) {
+  Serve("fail GetInterfaces always 0x80070015");
+  EXPECT_TRUE(Open());
+  EXPECT_FALSE(transport->IsOpen());
+  EXPECT_THAT(service->Log("call GetDeviceServicesContext"), IsEmpty());
+  service->Do(std::string("arrive ") + kWantedId);
+  ASSERT_TRUE(record.WaitFor(1));
+  EXPECT_TRUE(transport->IsOpen());
+}
+
+TEST_F(QmbeOpen, AnInterfaceThatIsNotPresentYetMakesItReturnFalseUnlessTheListingFailed) {
+  ServeOnly(std::string("interface ") + kOtherId);
+  EXPECT_FALSE(Open());
+  EXPECT_THAT(service->Log("call GetDeviceServicesContext"), IsEmpty());
+}
+
+TEST_F(QmbeOpen, WithNoInterfacesAtAllItReturnsFalse) {
+  ServeOnly("");
+  EXPECT_FALSE(Open());
+}
+
+TEST_F(QmbeOpen, OfSeveralInterfacesTheWantedOneIsOpened) {
+  ServeOnly(std::string("interface ") + kOtherId + "\ninterface " + kWantedId + "\ninterface " +
+            "{00000000-0000-0000-0000-000000000001}");
+  EXPECT_TRUE(Open());
+  EXPECT_THAT(service->Log("call GetDeviceServicesContext "),
+              ElementsAre(std::string(kWantedId) + " -> 0x00000000"));
+  EXPECT_THAT(service->Log("call get_InterfaceID"), SizeIs(2)) << "the search stops there";
+}
+
+TEST_F(QmbeOpen, AnInterfaceIdGivenInOtherLetterCaseStillMatches) {
+  Serve();
+  EXPECT_TRUE(Open("{5a1b9a3c-61f0-4e0b-9d3e-0000000000ab}"));
+  ASSERT_TRUE(record.WaitFor(1));
+  EXPECT_TRUE(transport->IsOpen());
+}
+
+TEST_F(QmbeOpen, APrefixOfAnInterfaceIdDoesNotMatch) {
+  Serve();
+  EXPECT_FALSE(Open("{5A1B9A3C-61F0-4E0B-9D3E-0000000000AB"));
+}
+
+TEST_F(QmbeOpen, AtTheFirstEqualInterfaceTheSearchStopsAlsoWhenItsServiceDoesNotOpen) {
+  Serve(std::string("interface ") + kWantedId + "\nfail GetDeviceServicesContext 1 0x80004005");
+  EXPECT_FALSE(Open());
+  EXPECT_THAT(service->Log("call get_InterfaceID"), SizeIs(1));
+  EXPECT_THAT(service->Log("call GetDeviceServicesContext"), SizeIs(1));
+}
+
+TEST_F(QmbeOpen, AListThatBeginsAtOneIsReadToItsEnd) {
+  ServeOnly(std::string("interface-list from-one\ninterface ") + kOtherId + "\ninterface " +
+            kWantedId);
+  EXPECT_TRUE(Open());
+}
+
+TEST_F(QmbeOpen, ElementsThatAreNoInterfacesArePassedOver) {
+  Serve("interface-list strangers");
+  EXPECT_TRUE(Open());
+}
+
+TEST_F(QmbeOpen, AnInterfaceThatDoesNotTellItsIdIsPassedOver) {
+  for (const char* const trouble :
+       {"fail get_InterfaceID 1 0x80004005", "nothing get_InterfaceID 1"}) {
+    Serve(std::string("interface ") + kWantedId + "\n" + trouble);
+    EXPECT_TRUE(Open()) << "the second one has the same ID: " << trouble;
+    EXPECT_THAT(service->Log("call get_InterfaceID"), SizeIs(2));
+    transport->Close();
+    EXPECT_TRUE(service->HasNothingLeft());
+  }
+}
+
+TEST_F(QmbeOpen, AResultThatIsNoOneDimensionalArrayOfInterfacesMakesItReturnFalse) {
+  for (const char* const form : {"matrix", "numbers", "nothing"}) {
+    Serve(std::string("interface-list ") + form);
+    EXPECT_FALSE(Open()) << form;
+    EXPECT_THAT(service->Log("call GetDeviceServicesContext"), IsEmpty()) << form;
+    transport->Close();
+    EXPECT_TRUE(service->HasNothingLeft()) << form;
+  }
+}
+
+// The comparison.
+
+TEST_F(QmbeOpen, IdsAreComparedOnTheSystemDefaultLocaleIgnoringCase) {
+  Serve();
+  ASSERT_TRUE(Open());
+  EXPECT_THAT(gImports.comparedLocales, Each(std::wstring(L"!x-sys-default-locale")));
+  EXPECT_THAT(gImports.compareFlags, Each(DWORD{NORM_IGNORECASE}));
+}
+
+TEST_F(QmbeOpen, WhereTheLocaleNameIsTakenTheOlderCallIsNotMade) {
+  Serve();
+  gImports.compareExResult = CSTR_EQUAL;
+  EXPECT_TRUE(Open());
+  EXPECT_EQ(gImports.plainCompares, 0);
+}
+
+TEST_F(QmbeOpen, ADifferenceFoundByLocaleNameIsNotLookedAtAgain) {
+  Serve();
+  for (const int order : {CSTR_LESS_THAN, CSTR_GREATER_THAN}) {
+    gImports.compareExResult = order;
+    EXPECT_FALSE(Open());
+    EXPECT_EQ(gImports.plainCompares, 0);
+    transport->Close();
+  }
+}
+
+TEST_F(QmbeOpen, WhereTheLocaleNameIsRefusedTheOlderCallDecides) {
+  Serve();
+  gImports.compareExResult = 0;
+  EXPECT_TRUE(Open());
+  EXPECT_EQ(gImports.plainCompares, 1);
+}
+
+TEST_F(QmbeOpen, AComparisonThatFailsBothWaysIsNoMatch) {
+  Serve();
+  gImports.compareExResult = 0;
+  gImports.compareResult = 0;
+  EXPECT_FALSE(Open());
+}
+
+// The name.
+
+TEST_F(QmbeOpen, ANameOf63CharactersFits) {
+  const std::string name(63, 'a');
+  ServeOnly("interface " + name);
+  EXPECT_TRUE(Open(name));
+  EXPECT_THAT(service->Log("call GetDeviceServicesContext " + name), SizeIs(1));
+}
+
+TEST_F(QmbeOpen, AnEmptyNameMatchesNoInterface) {
+  Serve();
+  EXPECT_FALSE(Open(""));
+}
+
+// GoogleTest runs suites of this name first.
+TEST(QmbeOpenDeathTest, ANameOf64CharactersEndsTheProcess) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  const auto open = [] {
+    auto* const transport = new cQMBEIO;
+    transport->AddRef();
+    static_cast<void>(
+        transport->Open(std::string(64, 'a').c_str(), nullptr, nullptr, nullptr, nullptr));
+  };
+  EXPECT_EXIT(open(), IsEndOfOverlongCopy, "");
+}
+
+}  // namespace
+}  // namespace corvane::test

@@ -1,0 +1,129 @@
+#include <gmock/gmock.h>
+
+#include <algorithm>
+
+#include "io/qmbe_fixture_windows.h"
+
+namespace corvane::test {
+namespace {
+
+using ::testing::Each;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::SizeIs;
+
+class QmbeOpenService : public QmbeTest {
+ protected:
+  [[nodiscard]] std::size_t Attempts() const {
+    return service->Log("call GetDeviceServicesContext").size();
+  }
+};
+
+TEST_F(QmbeOpenService, AsksForTheDiagServiceOfTheInterfaceAndACommandSessionOnIt) {
+  Serve();
+  EXPECT_TRUE(Open());
+  EXPECT_THAT(service->Log("call GetDeviceServicesContext "),
+              ElementsAre(std::string(kWantedId) + " -> 0x00000000"));
+  EXPECT_THAT(service->Log("call GetDeviceService "),
+              ElementsAre("{2D0C12C9-0E6A-495A-915C-8D174FE5D63C} -> 0x00000000"));
+  EXPECT_THAT(service->Log("call OpenCommandSession"), ElementsAre(" -> 0x00000000"));
+}
+
+TEST_F(QmbeOpenService, WithoutAContextItFailsAtOnce) {
+  for (const char* const trouble : {"fail GetDeviceServicesContext always 0x80070490",
+                                    "nothing GetDeviceServicesContext always"}) {
+    Serve(trouble);
+    EXPECT_FALSE(Open()) << trouble;
+    EXPECT_EQ(Attempts(), 1U) << trouble;
+    transport->Close();
+    EXPECT_TRUE(service->HasNothingLeft()) << trouble;
+  }
+}
+
+TEST_F(QmbeOpenService, AServiceThatIsNotGivenNineTimesIsOpenedAtTheTenthAttempt) {
+  Serve("fail GetDeviceService 9 0x80004005");
+  EXPECT_TRUE(Open());
+  EXPECT_EQ(Attempts(), 10U);
+  EXPECT_THAT(service->Log("call OpenCommandSession"), SizeIs(1));
+}
+
+TEST_F(QmbeOpenService, AServiceThatIsNotGivenTenTimesIsGivenUp) {
+  Serve("fail GetDeviceService 10 0x80004005");
+  EXPECT_FALSE(Open());
+  EXPECT_EQ(Attempts(), 10U);
+  EXPECT_THAT(service->Log("call OpenCommandSession"), IsEmpty());
+}
+
+TEST_F(QmbeOpenService, SuccessWithoutAServiceUsesUpTheAttempt) {
+  Serve("nothing GetDeviceService 9");
+  EXPECT_TRUE(Open());
+  EXPECT_EQ(Attempts(), 10U);
+}
+
+TEST_F(QmbeOpenService, AChangedStateNineTimesIsOpenedAtTheTenthAttempt) {
+  Serve("fail OpenCommandSession 9 0x8000000C");
+  EXPECT_TRUE(Open());
+  EXPECT_EQ(Attempts(), 10U);
+  ASSERT_TRUE(record.WaitFor(1));
+  EXPECT_TRUE(transport->IsOpen());
+}
+
+TEST_F(QmbeOpenService, AChangedStateTenTimesIsGivenUp) {
+  Serve("fail OpenCommandSession 10 0x8000000C");
+  EXPECT_FALSE(Open());
+  EXPECT_EQ(Attempts(), 10U);
+}
+
+TEST_F(QmbeOpenService, BothKindsOfTroubleUseUpTheSameTenAttempts) {
+  Serve("fail GetDeviceService 4 0x80004005\nfail OpenCommandSession 6 0x8000000C");
+  EXPECT_FALSE(Open());
+  EXPECT_EQ(Attempts(), 10U);
+  EXPECT_THAT(service->Log("call OpenCommandSession"), Each(std::string(" -> 0x8000000C")));
+}
+
+TEST_F(QmbeOpenService, AnyOtherErrorOfTheSessionFailsAtOnce) {
+  Serve("fail OpenCommandSession always 0x80070005");
+  EXPECT_FALSE(Open());
+  EXPECT_EQ(Attempts(), 1U);
+}
+
+TEST_F(QmbeOpenService, AnotherErrorAfterChangedStatesFailsAtOnce) {
+  Serve("fail OpenCommandSession 2 0x8000000C\nfail OpenCommandSession 1 0x80004005");
+  EXPECT_FALSE(Open());
+  EXPECT_EQ(Attempts(), 3U);
+}
+
+TEST_F(QmbeOpenService, TheContextIsReleasedAfterEachAttempt) {
+  Serve("fail GetDeviceService 2 0x80004005\nfail OpenCommandSession 1 0x8000000C");
+  ASSERT_TRUE(Open());
+  const auto log = service->Log();
+  const auto place = [&](const std::string& line) {
+    return std::find(log.begin(), log.end(), line) - log.begin();
+  };
+  EXPECT_LT(place("gone Context#1"), place("made Context#2"));
+  EXPECT_LT(place("gone Context#2"), place("made Context#3"));
+  EXPECT_LT(place("gone Context#3"), place("made Context#4"));
+  EXPECT_THAT(service->Log("gone Context"), SizeIs(4));
+}
+
+TEST_F(QmbeOpenService, AServiceWhoseSessionDidNotOpenIsGivenBackForTheNext) {
+  Serve("fail OpenCommandSession 1 0x8000000C");
+  ASSERT_TRUE(Open());
+  EXPECT_THAT(service->Log("made Service"), ElementsAre("#1", "#2"));
+  EXPECT_THAT(service->Log("gone Service"), ElementsAre("#1"));
+}
+
+TEST_F(QmbeOpenService, AnArrivalGetsTenAttemptsOfItsOwn) {
+  Serve("fail GetInterfaces always 0x80004005\nfail GetDeviceService 19 0x80004005");
+  ASSERT_TRUE(Open());
+  service->Do(std::string("arrive ") + kWantedId);
+  EXPECT_EQ(Attempts(), 10U);
+  EXPECT_FALSE(transport->IsOpen());
+  service->Do(std::string("arrive ") + kWantedId);
+  EXPECT_EQ(Attempts(), 20U);
+  ASSERT_TRUE(record.WaitFor(1));
+  EXPECT_TRUE(transport->IsOpen());
+}
+
+}  // namespace
+}  // namespace corvane::test
