@@ -115,6 +115,7 @@ TEST_F(ComIO, OpenWithoutAWatcherThreadSaysSoAndLeavesNothingRunning) {
   ::testing::internal::CaptureStdout();
   EXPECT_FALSE(Open());
   EXPECT_EQ(::testing::internal::GetCapturedStdout(), "Failed to create watch thread\n");
+  EXPECT_EQ(system.OpenEvents(), 0);
   EXPECT_TRUE(Open()) << "nothing stands in the way of another try";
 }
 
@@ -401,6 +402,7 @@ TEST_F(ComIO, CloseWhileThePortIsOpenReportsOneDisconnection) {
   EXPECT_THAT(disconnected.told, ElementsAre("disconnected"));
   EXPECT_FALSE(transport.IsOpen());
   EXPECT_EQ(system.openPorts, 0);
+  EXPECT_EQ(system.OpenEvents(), 0);
   transport.Close();
   EXPECT_THAT(disconnected.told, ElementsAre("disconnected"));
 }

@@ -78,6 +78,18 @@ void cFakeSystem::Receive(std::vector<std::uint8_t> bytes) {
   WakeAllConditionVariable(&readable);
 }
 
+int cFakeSystem::OpenEvents() {
+  const cPortGuard guard(*this);
+  return static_cast<int>(
+      events.size() - static_cast<std::size_t>(std::count(events.begin(), events.end(), nullptr)));
+}
+
+void cFakeSystem::FailReads() {
+  const cPortGuard guard(*this);
+  readsFail = true;
+  WakeAllConditionVariable(&readable);
+}
+
 void cFakeSystem::WaitForWatcher() { WaitForSingleObject(arrived, INFINITE); }
 
 void cFakeSystem::Look() {
@@ -156,11 +168,15 @@ bool TakesFailure(std::optional<int>& callsBefore) {
 
 HANDLE WINAPI FakeCreateEventW(SECURITY_ATTRIBUTES* security, BOOL manualReset, BOOL signalled,
                                const wchar_t* name) {
-  if (gFakeSystem != nullptr) {
-    if (name != nullptr) ++gFakeSystem->namedEvents;
-    if (TakesFailure(gFakeSystem->failingEvent)) return nullptr;
+  if (gFakeSystem == nullptr) {
+    return ORIGINAL(CreateEventW)(security, manualReset, signalled, name);
   }
-  return ORIGINAL(CreateEventW)(security, manualReset, signalled, name);
+  if (name != nullptr) ++gFakeSystem->namedEvents;
+  if (TakesFailure(gFakeSystem->failingEvent)) return nullptr;
+  const HANDLE made = ORIGINAL(CreateEventW)(security, manualReset, signalled, name);
+  const cPortGuard guard(*gFakeSystem);
+  *std::find(gFakeSystem->events.begin(), gFakeSystem->events.end(), nullptr) = made;
+  return made;
 }
 
 HANDLE WINAPI FakeCreateThread(SECURITY_ATTRIBUTES* security, SIZE_T stack,
@@ -190,6 +206,7 @@ DWORD WINAPI FakeWaitForSingleObject(HANDLE handle, DWORD milliseconds) {
 BOOL WINAPI FakeCloseHandle(HANDLE handle) {
   if (gFakeSystem != nullptr) {
     const cPortGuard guard(*gFakeSystem);
+    std::replace(gFakeSystem->events.begin(), gFakeSystem->events.end(), handle, HANDLE{nullptr});
     if (gFakeSystem->ports.erase(handle) != 0) {
       gFakeSystem->calls.emplace_back("close");
       --gFakeSystem->openPorts;
@@ -343,10 +360,11 @@ BOOL WINAPI FakeReadFile(HANDLE file, void* bytes, DWORD length, DWORD* received
   gFakeSystem->readLengthsAsked.push_back(length);
   *received = 0;
   if (length == 0) return TRUE;
-  while (gFakeSystem->ports.contains(file) && gFakeSystem->toRead.empty()) {
+  while (gFakeSystem->ports.contains(file) && gFakeSystem->toRead.empty() &&
+         !gFakeSystem->readsFail) {
     SleepConditionVariableSRW(&gFakeSystem->readable, &gFakeSystem->portLock, INFINITE, 0);
   }
-  if (!gFakeSystem->ports.contains(file)) return FALSE;
+  if (!gFakeSystem->ports.contains(file) || gFakeSystem->readsFail) return FALSE;
   const std::vector<std::uint8_t> next = gFakeSystem->toRead.front();
   gFakeSystem->toRead.pop_front();
   *received = std::min(length, static_cast<DWORD>(next.size()));

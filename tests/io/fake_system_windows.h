@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include <array>
 #include <cstdint>
 #include <deque>
 #include <map>
@@ -49,6 +50,11 @@ class cFakeSystem {
   // Gives one read of an open port these bytes. Without any a read waits until its port is closed,
   // and fails then.
   void Receive(std::vector<std::uint8_t> bytes);
+  // Has every read of an open port fail from now on.
+  void FailReads();
+
+  // How many events are there that CreateEventW has made since the start.
+  [[nodiscard]] int OpenEvents();
 
   // What is present.
   std::vector<sFakeInterface> interfaces;
@@ -99,6 +105,8 @@ class cFakeSystem {
   CONDITION_VARIABLE readable = CONDITION_VARIABLE_INIT;
   std::map<HANDLE, std::string> ports;
   std::deque<std::vector<std::uint8_t>> toRead;
+  bool readsFail = false;
+  std::array<HANDLE, 100> events{};  // of fixed size: tests have memory run out, and count it
 };
 
 extern cFakeSystem* gFakeSystem;

@@ -145,12 +145,12 @@ TEST_F(QmbeClose, GivesEverythingBackInThisOrder) {
   auto log = service->Log();
   log.erase(log.begin(),
             std::find(log.begin(), log.end(), "call CloseCommandSession -> 0x00000000"));
-  EXPECT_THAT(log,
-              ElementsAre("call CloseCommandSession -> 0x00000000",
-                          "callback OnCloseCommandSessionComplete 0x00000000 on 1 -> 0x00000000",
-                          "gone Service#1", "sink released 1", "call Unadvise 1 -> 0x00000000",
-                          "gone ConnectionPoint#1", "gone ConnectionPointContainer#1",
-                          "gone DeviceServicesManager#1", "end"));
+  EXPECT_THAT(
+      log, ElementsAre("call CloseCommandSession -> 0x00000000",
+                       "callback OnCloseCommandSessionComplete 0x00000000 on 1 -> 0x00000000",
+                       "gone Service#1", "sink leaves", "sink released 1",
+                       "call Unadvise 1 -> 0x00000000", "gone ConnectionPoint#1",
+                       "gone ConnectionPointContainer#1", "gone DeviceServicesManager#1", "end"));
   EXPECT_EQ(gImports.uninitialised, 1);
 }
 
@@ -202,7 +202,7 @@ TEST_F(QmbeClose, NoHandlerRunsWhenItHasReturned) {
     // Long enough for a Close that did not wait to take the sink back.
     const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(100);
     while (std::chrono::steady_clock::now() < end) std::this_thread::yield();
-    EXPECT_THAT(service->Log("sink released"), IsEmpty());
+    EXPECT_THAT(service->Log("sink leaves"), IsEmpty());
     isHandlerDone = true;
   };
   service->Post(std::string("remove ") + kWantedId);

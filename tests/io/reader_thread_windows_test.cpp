@@ -75,10 +75,18 @@ TEST_F(ReaderThread, TheHandleOfAnEarlierConnectionIsOverwrittenNotClosed) {
 TEST_F(ReaderThread, AFailedReadClosesThePortReportsTheDisconnectionAndEndsTheThread) {
   ASSERT_TRUE(StartReaderThread(session));
   ::testing::internal::CaptureStdout();
-  Port().ClosePort();
+  system.FailReads();
   WaitForReader();
   EXPECT_THAT(::testing::internal::GetCapturedStdout(), HasSubstr("Port COM7 disconnected\n"));
   EXPECT_FALSE(Port().IsOpen());
+}
+
+TEST_F(ReaderThread, APortThatIsClosedMeanwhileEndsTheThreadWithoutASecondReport) {
+  ASSERT_TRUE(StartReaderThread(session));
+  Port().ClosePort();
+  ::testing::internal::CaptureStdout();
+  WaitForReader();
+  EXPECT_EQ(::testing::internal::GetCapturedStdout(), "");
 }
 
 TEST_F(ReaderThread, AnEmptyReadEndsTheThreadAndLeavesThePortOpen) {

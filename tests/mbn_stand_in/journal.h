@@ -16,7 +16,8 @@ namespace mbn_stand_in {
 //                            number of the delivering thread, or "own" for a thread of its own
 //   made OBJECT#N            an object came to be, and its last reference was given back
 //   gone OBJECT#N
-//   sink released COUNT      a sink was let go of, and had so many references left
+//   sink leaves              a registration's end was asked for; the calls in progress come first
+//   sink released COUNT      the sink was let go of, and had so many references left
 //   end                      the last object is gone
 //   alive OBJECT#N COUNT     at unload: an object that is still there, with its references
 //   unload OBJECTS REFERENCES

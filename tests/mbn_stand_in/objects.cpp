@@ -288,7 +288,7 @@ class cInterfaceManager final : public cObject<iInterfaceManager> {
     const std::vector<std::wstring> ids = world->Interfaces();
     const auto count = static_cast<ULONG>(ids.size());
     if (form == "nothing") return nullptr;
-    if (form == "numbers") return SafeArrayCreateVector(VT_I4, 0, count);
+    if (form == "numbers") return MakeNumbers(count);
     if (form == "matrix") return MakeMatrix(ids);
     // Left in front of the interfaces: a null element and one that is no interface.
     const LONG others = form == "strangers" ? 2 : 0;
@@ -301,6 +301,16 @@ class cInterfaceManager final : public cObject<iInterfaceManager> {
     }
     for (ULONG i = 0; i < count; ++i) {
       Put(list, lower + others + static_cast<LONG>(i), new cInterface(world, ids[i]));
+    }
+    return list;
+  }
+
+  // None of them 0: taken for pointers, they would not be null.
+  static SAFEARRAY* MakeNumbers(ULONG count) {
+    SAFEARRAY* const list = SafeArrayCreateVector(VT_I4, 0, count);
+    for (LONG i = 0; i < static_cast<LONG>(count); ++i) {
+      LONG number = i + 1;
+      SafeArrayPutElement(list, &i, &number);
     }
     return list;
   }

@@ -131,6 +131,7 @@ bool cWorld::RemoveSink(DWORD cookie) {
     sinks.erase(found);
     isLast = sinks.empty();
   }
+  Log("sink leaves");
   if (isLast) {
     delivery.Stop();
     EndSession();

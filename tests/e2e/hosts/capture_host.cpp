@@ -5,9 +5,10 @@
 //
 // Commands: "start DEVICE CONFIG OUTPUT" answers "start true" or "start false"; "stop" answers
 // "stopped"; "child DEVICE CONFIG OUTPUT" runs the second form in a process of its own and answers
-// "exit <status, eight hexadecimal digits>"; "unload" frees the library and answers "unloaded";
-// "die" answers "dying" and ends the process on the spot; "quit". A field of "(null)" is a null
-// pointer.
+// "exit <status, eight hexadecimal digits>"; "call MODULE FUNCTION TEXT" calls a function of a
+// module that the process has loaded, int FUNCTION(const char*), and answers "called <its result>";
+// "unload" frees the library and answers "unloaded"; "die" answers "dying" and ends the process on
+// the spot; "quit". A field of "(null)" is a null pointer.
 #include <windows.h>
 
 #include <cstdio>
@@ -29,6 +30,7 @@ struct sLibrary {
 
 using tCorvaneStart = bool (*)(const char*, const char*, const char*);
 using tCorvaneStop = void (*)();
+using tTextFunction = int (*)(const char*);
 
 template <typename tFunction>
 tFunction Find(HMODULE library, const char* name) {
@@ -95,6 +97,11 @@ int main(int argc, char** argv) {
       Say("stopped");
     } else if (verb == "child" && command.size() == 4) {
       Say("exit " + RunChild({argv[1], command[1], command[2], command[3]}));
+    } else if (verb == "call" && command.size() == 4) {
+      const auto function =
+          Find<tTextFunction>(GetModuleHandleA(command[1].c_str()), command[2].c_str());
+      Say(function == nullptr ? "not found"
+                              : "called " + std::to_string(function(command[3].c_str())));
     } else if (verb == "unload") {
       library.Reset();
       Say("unloaded");
