@@ -7,6 +7,8 @@
 #include <span>
 #include <utility>
 
+#include "io/com_objects.h"
+#include "io/mbn_interfaces.h"
 #include "platform/bounded_copy.h"
 
 namespace corvane {
@@ -21,32 +23,6 @@ constexpr std::size_t kInterfaceIdSize = 64;  // characters, terminator included
 // E_CHANGED_STATE: the service changed while the session was being opened, so it is worth another
 // attempt.
 constexpr HRESULT kChangedState = static_cast<HRESULT>(0x8000000C);
-
-constexpr DWORD kAnyServer =
-    CLSCTX_INPROC_SERVER | CLSCTX_INPROC_HANDLER | CLSCTX_LOCAL_SERVER | CLSCTX_REMOTE_SERVER;
-static_assert(kAnyServer == 23);
-
-template <class tInterface>
-[[nodiscard]] cComPointer<tInterface> CreateObject(const GUID& classId) {
-  cComPointer<tInterface> object;
-  void* created = nullptr;
-  if (FAILED(CoCreateInstance(classId, nullptr, kAnyServer, kInterfaceId<tInterface>, &created))) {
-    return object;
-  }
-  *object.Receive() = static_cast<tInterface*>(created);
-  return object;
-}
-
-template <class tInterface>
-[[nodiscard]] cComPointer<tInterface> QueryFor(IUnknown* object) {
-  cComPointer<tInterface> queried;
-  void* found = nullptr;
-  if (object == nullptr || FAILED(object->QueryInterface(kInterfaceId<tInterface>, &found))) {
-    return queried;
-  }
-  *queried.Receive() = static_cast<tInterface*>(found);
-  return queried;
-}
 
 [[nodiscard]] cBstr MakeInterfaceId(const char* deviceName) {
   char name[kInterfaceIdSize];
@@ -146,12 +122,8 @@ bool cQMBEIO::OpenWantedInterface(SAFEARRAY* interfaces) {
   }
   const sSafeArrayExtent extent = SafeArrayExtent(interfaces);
   for (std::uint32_t i = 0; i < extent.count; ++i) {
-    LONG index = static_cast<LONG>(extent.lowerBound + std::int64_t{i});
-    cComPointer<IUnknown> element;
-    if (FAILED(SafeArrayGetElement(interfaces, &index, element.Receive()))) continue;
-    const auto candidate = QueryFor<IMbnInterface>(element.Get());
-    cBstr candidateId;
-    if (!candidate || FAILED(candidate->get_InterfaceID(candidateId.Receive()))) continue;
+    const auto index = static_cast<LONG>(extent.lowerBound + std::int64_t{i});
+    const cBstr candidateId = InterfaceIdAt(interfaces, index);
     if (IsSameInterface(candidateId.Get(), interfaceId.Get())) {
       return OpenService(interfaceId.Get());
     }

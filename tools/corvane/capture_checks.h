@@ -18,9 +18,9 @@ struct sCaptureRequest {
 inline constexpr std::size_t kLongestDevice = 63;
 inline constexpr std::size_t kLongestPath = 259;
 
-// The reason why a capture cannot start that can be known beforehand, as a sentence for the user, or
-// nothing. The output file is opened for writing, and so created where it is missing, but only after
-// everything else was found good; what it holds is left as it is.
+// The reason why a capture cannot start that can be known beforehand, as a sentence for the user,
+// or nothing. The output file is opened for writing, and so created where it is missing, but only
+// after everything else was found good; what it holds is left as it is.
 [[nodiscard]] std::optional<std::string> FindObstacle(const sCaptureRequest& request);
 
 }  // namespace corvane::tools

@@ -98,10 +98,10 @@ void WaitForEnd(const cStopRequest& stop, std::optional<milliseconds> duration,
   sCaptureError error;
   const std::unique_ptr<cCaptureFile> file = cCaptureFile::Open(path, error);
   if (file == nullptr || !file->IsComplete()) {
-    const std::string reason =
-        file == nullptr   ? error.Text()
-        : file->Damage()  ? file->Damage()->Text()
-                          : std::string("it has no index and trailer; is the disk full?");
+    const std::string reason = file == nullptr ? error.Text()
+                               : file->Damage()
+                                   ? file->Damage()->Text()
+                                   : std::string("it has no index and trailer; is the disk full?");
     status << fmt::format("corvane capture: {} is not complete: {}\n", path, reason);
     return kExitFailed;
   }
@@ -151,8 +151,9 @@ void AddCaptureCommand(CLI::App& app, int& exitCode) {
       ->add_option("--config", options->request.configuration,
                    "File with what the modem is to report")
       ->required();
-  command->add_option("--output", options->request.output,
-                      "Capture file; one that exists is overwritten")
+  command
+      ->add_option("--output", options->request.output,
+                   "Capture file; one that exists is overwritten")
       ->required();
   command->add_option_function<std::string>(
       "--duration",
@@ -163,7 +164,8 @@ void AddCaptureCommand(CLI::App& app, int& exitCode) {
               "--duration", fmt::format("\"{}\" is no duration: write 500ms, 10s, 5m or 2h", text));
       },
       "End the capture by itself after 500ms, 10s, 5m or 2h; without it, Ctrl-C does");
-  command->footer("Exit codes: 0 a complete capture file was written; 1 it was not; 2 wrong usage.");
+  command->footer(
+      "Exit codes: 0 a complete capture file was written; 1 it was not; 2 wrong usage.");
   command->callback([options, &exitCode] {
     exitCode = RunCapture(options->request, options->duration, std::cerr);
   });

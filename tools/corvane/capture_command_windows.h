@@ -14,8 +14,8 @@ void AddCaptureCommand(CLI::App& app, int& exitCode);
 
 // Captures with corvane.dll until `duration` is over (without one: until a stop is requested, which
 // also ends it earlier), and writes a status line every second to `status`. Returns the exit code,
-// which is kExitGood only when the capture file was read back as complete. Throws std::runtime_error
-// when the library cannot be loaded.
+// which is kExitGood only when the capture file was read back as complete. Throws
+// std::runtime_error when the library cannot be loaded.
 [[nodiscard]] int RunCapture(const sCaptureRequest& request,
                              std::optional<std::chrono::milliseconds> duration,
                              std::ostream& status);

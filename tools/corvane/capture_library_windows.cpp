@@ -33,9 +33,9 @@ void FindExport(HMODULE library, const char* name, tFunction& function) {
 
 cCaptureLibrary::cCaptureLibrary() : library(LoadLibraryW(LibraryPath().c_str())) {
   if (library == nullptr)
-    throw std::runtime_error(fmt::format(
-        "corvane.dll, which belongs beside this program, cannot be loaded (error {})",
-        GetLastError()));
+    throw std::runtime_error(
+        fmt::format("corvane.dll, which belongs beside this program, cannot be loaded (error {})",
+                    GetLastError()));
   FindExport(library.get(), "CorvaneStart", start);
   FindExport(library.get(), "CorvaneStop", stop);
 }

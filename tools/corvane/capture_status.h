@@ -13,8 +13,8 @@ struct sProgress {
   std::uint64_t bytes = 0;  // of the capture file
 };
 
-// One line for the user: "0:00:07  1,204 items  118.4 kB  171 items/s", without a line break. The rate
-// is that since `previous`; 0 when no time has passed.
+// One line for the user: "0:00:07  1,204 items  118.4 kB  171 items/s", without a line break. The
+// rate is that since `previous`; 0 when no time has passed.
 [[nodiscard]] std::string FormatStatus(const sProgress& now, const sProgress& previous);
 
 // A byte count in the largest decimal unit that leaves a number of 1 or more: "998 B", "1.5 MB".

@@ -18,11 +18,8 @@ struct sUnit {
 };
 
 constexpr sUnit kUnits[] = {
-    {"", std::chrono::seconds(1)},
-    {"ms", milliseconds(1)},
-    {"s", std::chrono::seconds(1)},
-    {"m", std::chrono::minutes(1)},
-    {"h", std::chrono::hours(1)},
+    {"", std::chrono::seconds(1)},  {"ms", milliseconds(1)},      {"s", std::chrono::seconds(1)},
+    {"m", std::chrono::minutes(1)}, {"h", std::chrono::hours(1)},
 };
 
 }  // namespace

@@ -29,8 +29,7 @@ BOOL WINAPI OnConsoleControl(DWORD control) {
   state.requested = true;
   state.changed.notify_all();
   // Windows ends the process when a handler of these returns, so it stays until the file is closed.
-  if (control == CTRL_CLOSE_EVENT || control == CTRL_LOGOFF_EVENT ||
-      control == CTRL_SHUTDOWN_EVENT)
+  if (control == CTRL_CLOSE_EVENT || control == CTRL_LOGOFF_EVENT || control == CTRL_SHUTDOWN_EVENT)
     state.changed.wait(guard, [&] { return state.finished; });
   return TRUE;
 }

@@ -1,0 +1,54 @@
+#include "devices_command_windows.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <iostream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "exit_codes.h"
+#include "io/com_ports.h"
+#include "io/mbn_interfaces.h"
+
+namespace corvane::tools {
+
+void ShowDevices(std::ostream& out) {
+  std::vector<std::pair<std::string, std::string>> lines;
+  for (const sComPort& port : ListComPorts()) {
+    lines.emplace_back(port.name, port.description.empty() ? "COM port" : port.description);
+  }
+  // The system's order changes from call to call. COM10 comes behind COM9.
+  std::sort(lines.begin(), lines.end(), [](const auto& left, const auto& right) {
+    return std::pair(left.first.size(), left.first) < std::pair(right.first.size(), right.first);
+  });
+  for (const std::string& id : ListMobileBroadbandInterfaces()) {
+    lines.emplace_back("QMBE:" + id, "mobile-broadband interface");
+  }
+
+  if (lines.empty()) {
+    out << "No COM port and no mobile-broadband interface is present.\n";
+    return;
+  }
+  std::size_t width = 0;
+  for (const auto& [device, description] : lines) width = std::max(width, device.size());
+  for (const auto& [device, description] : lines) {
+    out << fmt::format("{:<{}}  {}\n", device, width, description);
+  }
+}
+
+void AddDevicesCommand(CLI::App& app, int& exitCode) {
+  CLI::App* const command = app.add_subcommand(
+      "devices", "Lists the COM ports and mobile-broadband interfaces that are present");
+  command->footer(
+      "Each line begins with what --device of `corvane capture` takes. Which of a modem's COM "
+      "ports\n"
+      "is the DIAG port, its description tells. Exit code: 0.");
+  command->callback([&exitCode] {
+    ShowDevices(std::cout);
+    exitCode = kExitGood;
+  });
+}
+
+}  // namespace corvane::tools
