@@ -311,8 +311,8 @@ TEST_F(Control, ASecondStartOverwritesTheArgumentsAndTheThreadsHandleOfTheRunnin
   EXPECT_STREQ(ConfigPath, "other.cfg");
   EXPECT_STREQ(OutputPath, "second.isf");
   EXPECT_NE(calls.waitedFor[0], first.Get());
-  DWORD flags = 0;
-  EXPECT_TRUE(GetHandleInformation(first.Get(), &flags)) << "overwritten, not closed";
+  // A closed handle's value may be another object's by now.
+  EXPECT_EQ(GetThreadId(first.Get()), GetThreadId(firstThread.Get())) << "overwritten, not closed";
   EXPECT_EQ(WaitForSingleObject(firstThread.Get(), 0), DWORD{WAIT_TIMEOUT}) << "it goes on";
 
   CorvaneStop();
