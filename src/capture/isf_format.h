@@ -16,7 +16,7 @@ inline constexpr std::uint32_t kHeaderSize = 4;
 inline constexpr std::uint32_t kItemsPerBlock = 8192;
 inline constexpr std::uint32_t kDirectoryEntrySize = 7;
 inline constexpr std::uint32_t kDirectorySize = kItemsPerBlock * kDirectoryEntrySize;
-inline constexpr std::uint32_t kNextBlockOffset = kDirectorySize;      // 64-bit, 0 for the last one
+inline constexpr std::uint32_t kNextBlockOffset = kDirectorySize;  // 64-bit, 0 for the last one
 inline constexpr std::uint32_t kBaseTimeOffset = kNextBlockOffset + 8;  // 64-bit, ms since 1601 UTC
 inline constexpr std::uint32_t kBlockSize = kBaseTimeOffset + 8;
 static_assert(kDirectorySize == 57344);
@@ -53,16 +53,16 @@ inline constexpr std::uint32_t kTrailerSize = 16;
 inline constexpr std::uint64_t kFileTimeUnitsPerMillisecond = 10'000;
 
 // Item types, bits 0 to 4 of an entry's flags.
-inline constexpr std::uint32_t kShortLogItem = 0;            // log packet shorter than 16 bytes
-inline constexpr std::uint32_t kPacketItem = 1;              // any other packet of the device
-inline constexpr std::uint32_t kRequestItem = 2;             // request of the library
-inline constexpr std::uint32_t kEventItem = 4;               // one event, out of an event report
-inline constexpr std::uint32_t kLogItem = 5;                 // log packet
-inline constexpr std::uint32_t kMessageItem = 6;             // debug message packet
-inline constexpr std::uint32_t kInformationItem = 7;         // text of the library
-inline constexpr std::uint32_t kSignallingLogItem = 8;       // log packet of the signalling set
-inline constexpr std::uint32_t kSubsystemItem = 9;           // subsystem packet of the device
-inline constexpr std::uint32_t kSubsystemRequestItem = 10;   // subsystem request of the library
+inline constexpr std::uint32_t kShortLogItem = 0;           // log packet shorter than 16 bytes
+inline constexpr std::uint32_t kPacketItem = 1;             // any other packet of the device
+inline constexpr std::uint32_t kRequestItem = 2;            // request of the library
+inline constexpr std::uint32_t kEventItem = 4;              // one event, out of an event report
+inline constexpr std::uint32_t kLogItem = 5;                // log packet
+inline constexpr std::uint32_t kMessageItem = 6;            // debug message packet
+inline constexpr std::uint32_t kInformationItem = 7;        // text of the library
+inline constexpr std::uint32_t kSignallingLogItem = 8;      // log packet of the signalling set
+inline constexpr std::uint32_t kSubsystemItem = 9;          // subsystem packet of the device
+inline constexpr std::uint32_t kSubsystemRequestItem = 10;  // subsystem request of the library
 
 // The first 32 bits of a text item; UTF-16LE text with a terminator follows.
 inline constexpr std::uint32_t kTextItemHeader = 0xFFFFFFC0;
