@@ -32,7 +32,8 @@ constexpr std::uint32_t kEquipmentIds = 16;
 
 [[nodiscard]] cPortMessage PrintPortMessage(const cCaptureSession& session,
                                             const char* whatHappened) {
-  const cPortMessage message(session.deviceName.get(), whatHappened);
+  const char* const deviceName = session.deviceName != nullptr ? session.deviceName.get() : "";
+  const cPortMessage message(deviceName, whatHappened);
   DebugPrint("%s\n", message.CString());
   return message;
 }

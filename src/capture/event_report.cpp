@@ -7,7 +7,7 @@
 #include <optional>
 #include <span>
 
-#include "capture/command_codes.h"
+#include "diag/command_codes.h"
 #include "diag/little_endian.h"
 
 namespace corvane {

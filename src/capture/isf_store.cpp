@@ -7,9 +7,9 @@
 #include <new>
 #include <utility>
 
-#include "capture/command_codes.h"
 #include "capture/event_report.h"
 #include "capture/isf_format.h"
+#include "diag/command_codes.h"
 #include "diag/little_endian.h"
 #include "diag/protocol_buffer.h"
 #include "ota/dispatcher.h"

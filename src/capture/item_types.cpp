@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <span>
 
-#include "capture/command_codes.h"
 #include "capture/isf_format.h"
+#include "diag/command_codes.h"
 #include "diag/little_endian.h"
 
 namespace corvane {

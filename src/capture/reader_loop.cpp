@@ -1,6 +1,6 @@
 #include "capture/reader_loop.h"
 
-#include <algorithm>
+#include <cstring>
 #include <mutex>
 #include <tuple>
 
@@ -13,11 +13,14 @@ namespace corvane {
 
 void cReaderLoop::Pump() {
   while (credit > 0 && session.requestQueue.Size() != 0) {
+    const sRequestQueue::sFound request = session.requestQueue.Find(sent);
+    // The request keeps its number and the credit stays: the next pump tries again.
+    if (request.outOfMemory) return;
+    // Both are spent even when the queue has no such request (any more).
     --credit;
-    // The number and the credit are spent even when the queue has no such request (any more).
-    const cBufferReference request = session.requestQueue.Find(sent++);
-    if (!request) return;
-    SendRequest(session, request.Get());
+    ++sent;
+    if (!request.copy) return;
+    SendRequest(session, request.copy.Get());
   }
 }
 
@@ -35,7 +38,7 @@ void cReaderLoop::Received(std::size_t count) {
     if (ClassifyReply(*packet) != eReply::None) ++credit;
   }
   const std::span<const std::uint8_t> rest = received.subspan(splitter.Offset());
-  std::copy(rest.begin(), rest.end(), buffer.begin());
+  std::memmove(buffer.data(), rest.data(), rest.size());
   kept = rest.size();
 }
 

@@ -30,12 +30,14 @@ class cReaderLoop {
   cReaderLoop& operator=(const cReaderLoop&) = delete;
 
   // Sends queued requests for as long as there is credit: one at the start, then one for each
-  // reply.
+  // reply. Nothing times a request out: one that is never answered keeps back all that follow it
+  // until the next connection.
   void Pump();
 
   // Where the next bytes go: what the kept bytes leave free of the buffer. Empty when a whole
   // buffer of bytes holds no complete frame; the read then asks for nothing, gets nothing, and the
-  // thread ends. Valid until Received.
+  // thread ends. The port stays open then, and nothing more is read from it until it has gone and
+  // come back. Valid until Received.
   [[nodiscard]] std::span<std::uint8_t> Room();
 
   // Stores the packets among the kept bytes and the first `count` bytes of Room, gains a credit for

@@ -42,9 +42,14 @@ void CountReply(cCaptureSession& session, eReply reply) {
 
 void SendNextRequest(cCaptureSession& session) {
   if (session.requestQueue.Size() <= session.nextRequest) return;
-  const cBufferReference request = session.requestQueue.Find(session.nextRequest++);
-  SendRequest(session, request.Get());
-  // Also after a failed write: the next request waits for a reply, or for the next connection.
+  const sRequestQueue::sFound request = session.requestQueue.Find(session.nextRequest);
+  // The request keeps its number, and the next packet of any kind tries again.
+  if (request.outOfMemory) return;
+  ++session.nextRequest;
+  SendRequest(session, request.copy.Get());
+  // Also after a failed write: the next request waits for a reply, or for the next connection. It
+  // is raised only now, so a reply that another thread counts before this is not followed by a
+  // request; the next packet of any kind sends on.
   ++session.outstanding;
 }
 
@@ -54,7 +59,8 @@ cBufferReference cFrameSplitter::Next() {
   for (;;) {
     const std::span<const std::uint8_t> rest = received.subspan(offset);
     const sOwnedBuffer copy = CopyToBuffer(rest, kOriginDevice);
-    ranOutOfMemory = copy == nullptr && !rest.empty();
+    // More than a buffer can hold counts as no bytes: nothing is found in them.
+    ranOutOfMemory = copy == nullptr && !rest.empty() && rest.size() <= kMaxBufferSize;
     std::uint32_t consumed = 0;
     sOwnedBuffer packet = UnframePacket(copy.get(), &consumed);
     offset += consumed;

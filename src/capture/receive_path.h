@@ -9,7 +9,7 @@
 namespace corvane {
 
 // Cuts received bytes into packets, one at a time. The bytes stay the caller's and must outlive the
-// splitter.
+// splitter. Among more than kMaxBufferSize of them no packet is found.
 class cFrameSplitter {
  public:
   explicit cFrameSplitter(std::span<const std::uint8_t> receivedBytes) : received(receivedBytes) {}

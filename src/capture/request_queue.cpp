@@ -25,16 +25,17 @@ std::uint32_t sRequestQueue::PushedCount() {
   return pushedCount;
 }
 
-cBufferReference sRequestQueue::Find(std::uint32_t sequenceNumber) {
+sRequestQueue::sFound sRequestQueue::Find(std::uint32_t sequenceNumber) {
   if (magic != kMagic) return {};
   sOwnedBuffer copy;
   {
     const std::lock_guard guard(lock);
     sSharedBuffer* const* const place = Place(sequenceNumber);
-    if (place == nullptr || *place == nullptr) return {};
+    if (place == nullptr || *place == nullptr || !(*place)->IsUsable()) return {};
     copy = CopyToBuffer((*place)->Bytes(), (*place)->origin);
   }
-  return cBufferReference(std::move(copy));
+  if (copy == nullptr) return {.copy = {}, .outOfMemory = true};
+  return {.copy = cBufferReference(std::move(copy))};
 }
 
 sSharedBuffer* sRequestQueue::Take(std::uint32_t sequenceNumber) {

@@ -32,12 +32,18 @@ struct sRequestQueue {
   // How many requests were pushed since the last clear; 0 without `magic`.
   [[nodiscard]] std::uint32_t PushedCount();
 
-  // A copy of the entry with this sequence number, with the one reference to it, or none.
+  // What Find found.
+  struct sFound {
+    cBufferReference copy;     // of the entry, with the one reference to it; none without an entry
+    bool outOfMemory = false;  // the entry is there, and there was no memory for a copy
+  };
+
+  // Looks the entry with this sequence number up. One without usable bytes counts as none.
   //
   // A copy, not the entry: a disconnection may release the entry on another thread at any time, and
   // a second reference to it could not be taken under `lock`, since counting takes a lock of its
   // own.
-  [[nodiscard]] cBufferReference Find(std::uint32_t sequenceNumber);
+  [[nodiscard]] sFound Find(std::uint32_t sequenceNumber);
 
   // Takes the entry with this sequence number out of its place, which stays behind empty. The
   // entry's reference is the caller's. Null when there is no such entry.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 
 #include "platform/lock.h"
 
@@ -10,8 +11,8 @@ namespace corvane {
 // for an increment, a decrement or the final free, and nothing else is locked while it is held.
 //
 // It exists from the load of the library to its unload. gBufferLockReady is 1 in between; outside,
-// buffers are counted without the lock.
-extern cLock gBufferLock;
+// and in a process that had no memory for the lock at the load, buffers are counted without it.
+extern std::optional<cLock> gBufferLock;
 extern std::uint32_t gBufferLockReady;
 
 }  // namespace corvane

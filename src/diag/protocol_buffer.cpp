@@ -2,22 +2,21 @@
 
 #include <cstdint>
 
+#include "diag/command_codes.h"
 #include "diag/little_endian.h"
 #include "platform/calendar.h"
 
 namespace corvane {
 namespace {
 
-constexpr std::uint8_t kSubsystemCommand = 0x4B;
-constexpr std::uint8_t kSubsystemCommand2 = 0x80;
 constexpr std::uint8_t kDebugSubsystem = 0x25;
 constexpr std::uint16_t kGetItemCommand = 8;
 
 [[nodiscard]] bool IsSubsystemPacket(const sSharedBuffer& packet) {
   switch (packet.data[0]) {
-    case kSubsystemCommand:
+    case command::kSubsystem:
       return packet.size >= 4;
-    case kSubsystemCommand2:
+    case command::kSecondSubsystem:
       // The modem's answers carry a status and a delayed-response header that the requests lack.
       return packet.size >= (packet.origin == kOriginDevice ? 12U : 4U);
     default:

@@ -2,20 +2,20 @@
 
 #include <cstdint>
 
+#include "diag/command_codes.h"
+
 namespace corvane {
 namespace {
-
-constexpr std::uint8_t kEventReportCommand = 0x60;
 
 // The codes of what the modem sends on its own: log, message and event traffic.
 [[nodiscard]] bool IsStreamingCode(std::uint8_t code) {
   switch (code) {
-    case 0x10:
-    case 0x1F:
-    case kEventReportCommand:
-    case 0x74:
-    case 0x79:
-    case 0x92:
+    case command::kLog:
+    case command::kMessage:
+    case command::kEventReport:
+    case command::kSecondEventReport:
+    case command::kExtendedMessage:
+    case command::kTerseMessage:
       return true;
     default:
       return false;
@@ -29,7 +29,7 @@ eReply ClassifyReply(const sSharedBuffer& packet) {
 
   const std::uint8_t* bytes = packet.data;
   if (!IsStreamingCode(bytes[0])) return eReply::Response;
-  if (bytes[0] == kEventReportCommand && packet.size == 3 && bytes[1] == 0 && bytes[2] == 0) {
+  if (bytes[0] == command::kEventReport && packet.size == 3 && bytes[1] == 0 && bytes[2] == 0) {
     return eReply::EventReport;
   }
   return eReply::None;

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <utility>
 
+#include "diag/command_codes.h"
 #include "diag/little_endian.h"
 
 namespace corvane {
@@ -22,12 +23,13 @@ constexpr std::size_t kEventMaskHeaderSize = 6;
 constexpr std::size_t kMessageLevelsHeaderSize = 8;
 constexpr std::size_t kLevelMaskSize = 4;
 
-constexpr std::uint8_t kCommands[] = {0x1D, 0x00, 0x7C, 0x1C, 0x0C, 0x63};
-// 0x4B, the subsystem ID and the subsystem's command as a 16-bit number.
+constexpr std::uint8_t kCommands[] = {0x1D, 0x00, 0x7C, 0x1C, 0x0C, command::kStatus};
+// The command code, the subsystem ID and the subsystem's command as a 16-bit number.
 constexpr std::uint8_t kSubsystemCommands[][4] = {
-    {0x4B, 0x0F, 0x00, 0x00}, {0x4B, 0x09, 0x00, 0x00}, {0x4B, 0x08, 0x00, 0x00},
-    {0x4B, 0x08, 0x01, 0x00}, {0x4B, 0x04, 0x00, 0x00}, {0x4B, 0x04, 0x0F, 0x00}};
-constexpr std::uint8_t kSwitchEventReportsOn[] = {0x60, 0x01};
+    {command::kSubsystem, 0x0F, 0x00, 0x00}, {command::kSubsystem, 0x09, 0x00, 0x00},
+    {command::kSubsystem, 0x08, 0x00, 0x00}, {command::kSubsystem, 0x08, 0x01, 0x00},
+    {command::kSubsystem, 0x04, 0x00, 0x00}, {command::kSubsystem, 0x04, 0x0F, 0x00}};
+constexpr std::uint8_t kSwitchEventReportsOn[] = {command::kEventReport, 0x01};
 
 using tBytes = std::span<const std::uint8_t>;
 constexpr std::array<tBytes, 13> kStartUpRequests = {
@@ -93,6 +95,8 @@ sOwnedBuffer BuildEventMaskRequest(const EventIdSet& eventIds) {
 
   const std::uint32_t maxId = *eventIds.rbegin();
   const std::size_t size = (maxId >> 3) + 1 + kEventMaskHeaderSize;
+  // The bound itself is excluded here and included for message levels: IDs up to 65607 fit, and a
+  // largest ID of 65608 gives no request.
   if (size >= kMaxRequestSize) return nullptr;
 
   sHeapBlock request = AllocateZeroed(size);

@@ -9,21 +9,29 @@
 
 namespace corvane {
 
-cLock gBufferLock(cLock::eCreation::Extended, 5000);
+constinit std::optional<cLock> gBufferLock;
 std::uint32_t gBufferLockReady = 0;
 
 namespace {
 
-// Stands behind the lock in this file, so it is built after and destroyed before it.
+// Stands behind the lock in this file, so it is destroyed before it.
 const struct sBufferLockReady {
-  sBufferLockReady() { gBufferLockReady = 1; }
+  sBufferLockReady() {
+    // An exception here would end the process that loads the library. Without the lock, buffers
+    // are counted unsafely, as during start-up and shut-down.
+    try {
+      gBufferLock.emplace(cLock::eCreation::Extended, 5000);
+      gBufferLockReady = 1;
+    } catch (const std::bad_alloc&) {
+    }
+  }
   ~sBufferLockReady() { gBufferLockReady = 0; }
 } bufferLockReady;
 
 // The lock where it is ready, and nothing during start-up and shut-down.
 [[nodiscard]] std::unique_lock<cLock> LockBuffers() {
   if (gBufferLockReady != 1) return {};
-  return std::unique_lock(gBufferLock);
+  return std::unique_lock(*gBufferLock);
 }
 
 [[nodiscard]] bool IsLengthAllowed(std::int32_t length) {

@@ -5,6 +5,7 @@
 #include <new>
 #include <utility>
 
+#include "diag/command_codes.h"
 #include "diag/little_endian.h"
 #include "ota/ota_packet.h"
 
@@ -27,7 +28,7 @@ void WriteOtaHeader(sSibAssembly& block) {
 
 void WriteLogHeader(std::uint8_t* packet, std::uint32_t size, std::uint64_t diagTimestamp) {
   const auto length = static_cast<std::uint16_t>(size - kUncountedLogBytes);
-  Store16(packet, kDiagLogCommand);
+  Store16(packet, command::kLog);  // and "more", which is 0
   Store16(packet + kLogLengthOffset, length);
   Store16(packet + kLogLengthAgainOffset, length);
   Store16(packet + kLogCodeOffset, kOtaLogCode);

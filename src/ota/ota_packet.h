@@ -21,7 +21,6 @@ namespace corvane {
 //   18      2      length of the message in bytes
 //   20             the message, in unaligned PER (3GPP TS 25.331)
 inline constexpr std::uint16_t kOtaLogCode = 0x412F;
-inline constexpr std::uint16_t kDiagLogCommand = 16;
 
 inline constexpr std::uint32_t kLogLengthOffset = 2;
 inline constexpr std::uint32_t kLogLengthAgainOffset = 4;

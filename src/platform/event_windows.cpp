@@ -7,11 +7,12 @@
 namespace corvane {
 
 struct cEvent::sNative {
-  HANDLE handle;
+  HANDLE handle = nullptr;
 };
 
-cEvent::cEvent()
-    : native(std::make_unique<sNative>(sNative{CreateEventW(nullptr, TRUE, FALSE, nullptr)})) {
+cEvent::cEvent() : native(std::make_unique<sNative>()) {
+  // Not before there is memory for its owner.
+  native->handle = CreateEventW(nullptr, TRUE, FALSE, nullptr);
   if (native->handle == nullptr) throw std::bad_alloc();
 }
 

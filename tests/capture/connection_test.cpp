@@ -66,6 +66,17 @@ TEST_F(ConnectionTest, AConnectWithoutMemoryForItsTextIsSetUpAllTheSame) {
   }
 }
 
+TEST_F(ConnectionTest, ADeviceWithoutANameIsNamedByNothing) {
+  Start();
+  session.deviceName.reset();
+  cPrinted printed;
+  OnConnected(&session);
+  OnDisconnected(&session);
+  EXPECT_EQ(printed.Take(), "Port  connected\nPort  disconnected\n");
+  EXPECT_EQ(Items(), (std::vector<sFileItem>{InformationItem(), TextItem("Port  connected"),
+                                             TextItem("Port  disconnected")}));
+}
+
 TEST_F(ConnectionTest, ADisconnectIsPrintedAndRecorded) {
   Start();
   cPrinted printed;
@@ -176,7 +187,7 @@ TEST_F(ConnectionTest, AnotherConnectionSendsTheSameRequestsAgainFromSequenceNum
   OnDisconnected(&session);
   OnConnected(&session);
   EXPECT_EQ(session.requestQueue.pushedCount, 16U);
-  EXPECT_EQ(session.requestQueue.Find(0)->data[0], 0x1D);
+  EXPECT_EQ(session.requestQueue.Find(0).copy->data[0], 0x1D);
   EXPECT_EQ(gTrafficStarts.readerThreads.size(), 2U);
   serial.writes.clear();
   AnswerEveryRequest(session);

@@ -221,6 +221,21 @@ TEST_F(ReaderLoopTest, AMissingRequestEndsThePumpWithCreditLeft) {
   EXPECT_EQ(serial.writes, (std::vector<tBytes>{Framed({0x1D}), Framed({0x7C})}));
 }
 
+TEST_F(ReaderLoopTest, ARequestThatThereWasNoMemoryToLookUpIsSentByTheNextPump) {
+  Push({0x1D});
+  Push({0x00});
+  for (const eHeap heap : {eHeap::Malloc, eHeap::New}) {
+    cAllocationFailure failure(heap, 1);
+    loop.Pump();
+    EXPECT_TRUE(failure.Disarm());
+    EXPECT_TRUE(serial.writes.empty());
+  }
+  Read(Framed(kLogPacket));
+  EXPECT_EQ(serial.writes, std::vector<tBytes>{Framed({0x1D})});
+  Read(Framed(kReply));
+  EXPECT_EQ(serial.writes, (std::vector<tBytes>{Framed({0x1D}), Framed({0x00})}));
+}
+
 TEST_F(ReaderLoopTest, WithoutMagicNothingIsSentAndNoCreditSpent) {
   Push({0x1D});
   session.requestQueue.magic = 0;

@@ -4,6 +4,7 @@
 
 #include <vector>
 
+#include "capture/connection.h"
 #include "capture/session_fixture.h"
 #include "support/failing_allocation.h"
 
@@ -119,6 +120,24 @@ TEST(FrameSplitterTest, WithoutMemoryForTheCopyTheBytesAreLeft) {
     EXPECT_TRUE(splitter.RanOutOfMemory());
     EXPECT_EQ(splitter.Offset(), 0U);
   }
+}
+
+TEST(FrameSplitterTest, AsManyBytesAsABufferHoldsAreLookedAt) {
+  tBytes received = {0x1D, 0x1C, 0x3B, 0x7E};
+  received.resize(16640);
+  const sSplit split(received);
+  EXPECT_EQ(split.packets, std::vector<tBytes>{{0x1D}});
+  EXPECT_EQ(split.offset, 4U);
+}
+
+TEST(FrameSplitterTest, InMoreBytesThanABufferHoldsNothingIsFoundThoughMemoryIsThere) {
+  tBytes received = {0x1D, 0x1C, 0x3B, 0x7E};
+  received.resize(16641);
+  const sSplit split(received);
+  EXPECT_TRUE(split.packets.empty());
+  EXPECT_EQ(split.offset, 0U);
+  EXPECT_FALSE(split.ranOutOfMemory);
+  EXPECT_EQ(split.printed, "");
 }
 
 class OnDeviceDataTest : public cSessionTest {
@@ -259,7 +278,8 @@ TEST_F(OnDeviceDataTest, AnUnaskedReplyWrapsTheCounterTo4294967295AndStopsTheSen
   EXPECT_EQ(Deliver(Framed(kLogPacket)), "");
   EXPECT_TRUE(broadband.writes.empty());
 
-  session.outstanding = 0;  // as a clear of the queue leaves it
+  ClearRequests(session);
+  Push({0x1D});
   OnDeviceData(&session, nullptr);
   EXPECT_EQ(broadband.writes.size(), 1U);
 }
@@ -351,6 +371,23 @@ TEST_F(OnDeviceDataTest, AnEmptyPacketIsRefusedByTheStoreAndNoReply) {
   session.outstanding = 1;
   EXPECT_EQ(Deliver({0x00, 0x00, 0x7E}), "error 160 writing item\n");
   EXPECT_EQ(session.outstanding, 1U);
+}
+
+TEST_F(OnDeviceDataTest, ARequestThatThereWasNoMemoryToLookUpIsSentOnTheNextOccasion) {
+  Push({0x1D});
+  Push({0x00});
+  for (const eHeap heap : {eHeap::Malloc, eHeap::New}) {
+    cAllocationFailure failure(heap, 1);
+    OnDeviceData(&session, nullptr);
+    EXPECT_TRUE(failure.Disarm());
+    EXPECT_TRUE(broadband.writes.empty());
+    EXPECT_EQ(session.nextRequest, 0U);
+    EXPECT_EQ(session.outstanding, 0U);
+  }
+  EXPECT_EQ(Deliver(Framed(kLogPacket)), "");
+  EXPECT_EQ(broadband.writes, std::vector<tBytes>{Framed({0x1D})});
+  EXPECT_EQ(Deliver(Framed(kReply)), "");
+  EXPECT_EQ(broadband.writes, (std::vector<tBytes>{Framed({0x1D}), Framed({0x00})}));
 }
 
 TEST_F(OnDeviceDataTest, WithoutMemoryForTheCopyNothingIsSent) {

@@ -7,6 +7,7 @@
 
 #include "capture/session_fixture.h"
 #include "support/failing_allocation.h"
+#include "support/member_order.h"
 
 namespace corvane {
 namespace {
@@ -39,9 +40,16 @@ class RequestQueueTest : public testing::Test {
     }
   }
 
-  static tBytes BytesOf(const cBufferReference& found) {
-    if (!found) return {};
-    return {found->Bytes().begin(), found->Bytes().end()};
+  static tBytes BytesOf(const sRequestQueue::sFound& found) {
+    EXPECT_FALSE(found.outOfMemory);
+    if (!found.copy) return {};
+    return {found.copy->Bytes().begin(), found.copy->Bytes().end()};
+  }
+
+  // Whether there is no such entry, which needs no memory to find out.
+  bool HasNone(std::uint32_t sequenceNumber) {
+    const sRequestQueue::sFound found = queue.Find(sequenceNumber);
+    return !found.copy && !found.outOfMemory;
   }
 
   std::vector<sSharedBuffer*> requests;
@@ -58,14 +66,26 @@ TEST_F(RequestQueueTest, ANewQueueIsEmptyAndHasItsInitialValues) {
   EXPECT_EQ(queue.Size(), 0U);
 }
 
+TEST_F(RequestQueueTest, TheMembersStandInTheirOrder) {
+  EXPECT_TRUE(AreInMemoryOrder(queue.magic, queue.lock, queue.event, queue.signalOnPush,
+                               queue.capacity, queue.pushedCount, queue.entries));
+}
+
 TEST_F(RequestQueueTest, TheNthEntryPushedHasTheSequenceNumberBeforeN) {
   Push(3);
   EXPECT_EQ(queue.Size(), 3U);
   EXPECT_EQ(queue.PushedCount(), 3U);
   EXPECT_EQ(BytesOf(queue.Find(0)), (tBytes{0, 0}));
   EXPECT_EQ(BytesOf(queue.Find(2)), (tBytes{2, 0}));
-  EXPECT_FALSE(queue.Find(3));
-  EXPECT_FALSE(queue.Find(0xFFFFFFFF));
+  EXPECT_TRUE(HasNone(3));
+  EXPECT_TRUE(HasNone(0xFFFFFFFF));
+}
+
+TEST_F(RequestQueueTest, AnEntryWithoutUsableBytesCountsAsNone) {
+  Push();
+  requests[0]->size = 0;
+  EXPECT_TRUE(HasNone(0));
+  requests[0]->size = 2;
 }
 
 TEST_F(RequestQueueTest, FindLeavesTheEntryInItsPlace) {
@@ -77,12 +97,12 @@ TEST_F(RequestQueueTest, FindLeavesTheEntryInItsPlace) {
 
 TEST_F(RequestQueueTest, WhatFindReturnsOutlivesTheEntry) {
   Push();
-  const cBufferReference found = queue.Find(0);
+  const sRequestQueue::sFound found = queue.Find(0);
   Release(queue.Take(0));
   queue.Discard();
   EXPECT_EQ(BytesOf(found), (tBytes{0, 0}));
-  EXPECT_EQ(found->origin, kOriginLibrary);
-  EXPECT_EQ(found->refCount, 1U);
+  EXPECT_EQ(found.copy->origin, kOriginLibrary);
+  EXPECT_EQ(found.copy->refCount, 1U);
 }
 
 TEST_F(RequestQueueTest, TakeLeavesAnEmptyPlaceAndTheOtherNumbersAlone) {
@@ -90,7 +110,7 @@ TEST_F(RequestQueueTest, TakeLeavesAnEmptyPlaceAndTheOtherNumbersAlone) {
   EXPECT_EQ(queue.Take(1), requests[1]);
   EXPECT_EQ(requests[1]->refCount, 2U);  // the queue's reference is the caller's now
   EXPECT_EQ(queue.Take(1), nullptr);
-  EXPECT_FALSE(queue.Find(1));
+  EXPECT_TRUE(HasNone(1));
   EXPECT_EQ(BytesOf(queue.Find(2)), (tBytes{2, 0}));
   EXPECT_EQ(queue.Size(), 3U);
 }
@@ -122,10 +142,10 @@ TEST_F(RequestQueueTest, AtCapacityTheOldestEntryIsDroppedWithoutARelease) {
   EXPECT_EQ(queue.Size(), 1000U);
   EXPECT_EQ(queue.PushedCount(), 1001U);
   EXPECT_EQ(requests[0]->refCount, 2U);
-  EXPECT_FALSE(queue.Find(0));
+  EXPECT_TRUE(HasNone(0));
   EXPECT_EQ(BytesOf(queue.Find(1)), (tBytes{1, 0}));
   EXPECT_EQ(BytesOf(queue.Find(1000)), (tBytes{0xE8, 0x03}));
-  EXPECT_FALSE(queue.Find(1001));
+  EXPECT_TRUE(HasNone(1001));
 }
 
 TEST_F(RequestQueueTest, APushSetsTheEventOnlyWhenTheFlagIs1) {
@@ -153,7 +173,7 @@ TEST_F(RequestQueueTest, WithoutMagicEveryOperationDoesNothing) {
   EXPECT_FALSE(PushRequest(queue, refused));
   EXPECT_EQ(queue.Size(), 0U);
   EXPECT_EQ(queue.PushedCount(), 0U);
-  EXPECT_FALSE(queue.Find(0));
+  EXPECT_TRUE(HasNone(0));
   EXPECT_EQ(queue.Take(0), nullptr);
   queue.Discard();
   EXPECT_EQ(queue.entries.size(), 2U);
@@ -193,13 +213,14 @@ TEST_F(RequestQueueTest, APushWithoutMemoryKeepsNothing) {
   EXPECT_GT(refused, 0U);
 }
 
-TEST_F(RequestQueueTest, WithoutMemoryForTheCopyAnEntryIsNotFound) {
+TEST_F(RequestQueueTest, AnEntryWithoutMemoryForItsCopyIsToldFromNoEntry) {
   Push();
   for (const eHeap heap : {eHeap::Malloc, eHeap::New}) {
     cAllocationFailure failure(heap, 1);
-    const bool found = static_cast<bool>(queue.Find(0));
+    const sRequestQueue::sFound found = queue.Find(0);
     EXPECT_TRUE(failure.Disarm());
-    EXPECT_FALSE(found);
+    EXPECT_FALSE(found.copy);
+    EXPECT_TRUE(found.outOfMemory);
   }
   EXPECT_EQ(BytesOf(queue.Find(0)), (tBytes{0, 0}));
 }

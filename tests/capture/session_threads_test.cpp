@@ -94,7 +94,7 @@ TEST_F(SessionThreadsTest, DataArriveWhileTheBroadbandDeviceComesAndGoes) {
 
 TEST_F(SessionThreadsTest, RequestsAreReleasedOutsideTheQueuesLock) {
   Push({0x1D});
-  std::unique_lock buffers(gBufferLock);
+  std::unique_lock buffers(*gBufferLock);
   std::thread clearing([&] { ClearRequests(session); });
   // The request leaves its place, and then the release waits for the buffers' lock.
   EXPECT_TRUE(WaitUntil([&] {

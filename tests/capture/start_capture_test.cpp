@@ -8,6 +8,7 @@
 #include "capture/reader_loop.h"
 #include "capture/session_fixture.h"
 #include "support/failing_allocation.h"
+#include "support/member_order.h"
 
 namespace corvane {
 namespace {
@@ -15,11 +16,16 @@ namespace {
 using StartCaptureTest = cSessionTest;
 
 TEST_F(StartCaptureTest, ANewSessionHasItsInitialValues) {
-  const cCaptureSession fresh;
+  cCaptureSession fresh;
   EXPECT_EQ(fresh.deviceName, nullptr);
   EXPECT_EQ(fresh.transport, nullptr);
   EXPECT_EQ(fresh.readerThread, nullptr);
   EXPECT_EQ(fresh.requestQueue.magic, sRequestQueue::kMagic);
+  EXPECT_EQ(fresh.requestQueue.event, nullptr);
+  EXPECT_EQ(fresh.requestQueue.signalOnPush, 0);
+  EXPECT_EQ(fresh.requestQueue.capacity, 1000U);
+  EXPECT_EQ(fresh.requestQueue.pushedCount, 0U);
+  EXPECT_TRUE(fresh.requestQueue.entries.empty());
   EXPECT_EQ(fresh.nextRequest, 0U);
   EXPECT_EQ(fresh.outstanding, 0U);
   EXPECT_EQ(fresh.sendAllLevelsMask, 0);
@@ -27,6 +33,14 @@ TEST_F(StartCaptureTest, ANewSessionHasItsInitialValues) {
   EXPECT_TRUE(fresh.logCodes.empty());
   EXPECT_TRUE(fresh.messageLevels.empty());
   EXPECT_FALSE(fresh.capturing);
+  EXPECT_TRUE(fresh.SibAssemblies().empty());
+}
+
+TEST_F(StartCaptureTest, TheMembersOfASessionStandInTheirOrder) {
+  EXPECT_TRUE(AreInMemoryOrder(session.storeLock, session.deviceName, session.transport,
+                               session.readerThread, session.requestQueue, session.nextRequest,
+                               session.outstanding, session.sendAllLevelsMask, session.eventIds,
+                               session.logCodes, session.messageLevels, session.capturing));
 }
 
 TEST_F(StartCaptureTest, TheFileBeginsWithItsSignatureAndTheInformationItem) {
@@ -122,7 +136,8 @@ TEST_F(StartCaptureTest, AnotherStartWhileCapturingDoesNotConnectAgain) {
   EXPECT_EQ(gTrafficStarts.readerThreads.size(), 1U);
 }
 
-TEST_F(StartCaptureTest, WithThePortAlreadyOpenTheConnectionIsHandledAtOnce) {
+TEST_F(StartCaptureTest,
+       WithThePortAlreadyOpenTheInfoThenTheConnectedTextItemPrecedeTheFirstRequest) {
   serial.open = true;
   cPrinted printed;
   ASSERT_TRUE(StartCapture(session, OpenFile(), {}, {}, {}));

@@ -7,6 +7,7 @@
 #include <stdexcept>
 
 #include "diag/packets.h"
+#include "support/member_order.h"
 
 namespace corvane {
 namespace {
@@ -89,6 +90,26 @@ TEST(ProtocolBufferTest, DestructionThroughTheBaseGivesTheReferenceBack) {
   EXPECT_EQ(packet->refCount, 2U);
   view.reset();
   EXPECT_EQ(packet->refCount, 1U);
+}
+
+TEST(ProtocolBufferTest, AViewOverABufferThatBecameUnusableGivesNothingBack) {
+  const cBufferReference packet(MakePacket({0x10}));
+  {
+    const sDiagBuffer view(packet.Get());
+    EXPECT_EQ(packet->refCount, 2U);
+    packet->size = 0;
+  }
+  EXPECT_EQ(packet->refCount, 2U);
+  packet->size = 1;
+  Release(packet.Get());  // what the view kept
+}
+
+TEST(ProtocolBufferTest, TheMembersStandBehindTheVirtualTableInTheirOrder) {
+  const sDiagDbgSSGetItemRsp view(nullptr);
+  EXPECT_EQ(static_cast<const void*>(reinterpret_cast<const char*>(&view) + sizeof(void*)),
+            &view.buffer);
+  EXPECT_TRUE(AreInMemoryOrder(view.buffer, view.timestamp, view.valid));
+  EXPECT_EQ(sizeof(sDiagDbgSSGetItemRsp), sizeof(sProtocolBuffer));
 }
 
 TEST(ProtocolBufferTest, AnUnusableBufferIsNotAttached) {

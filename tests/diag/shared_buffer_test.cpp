@@ -10,6 +10,7 @@
 
 #include "diag/packets.h"
 #include "support/failing_allocation.h"
+#include "support/member_order.h"
 
 namespace corvane {
 namespace {
@@ -49,6 +50,13 @@ TEST_F(SharedBufferTest, TheBoundAndTheOriginsAreWhatTheyAreInEveryBuild) {
   EXPECT_EQ(kMaxBufferSize, 0x4100U);
   EXPECT_EQ(kOriginDevice, 3U);
   EXPECT_EQ(kOriginLibrary, 4U);
+}
+
+TEST_F(SharedBufferTest, TheMembersStandBehindTheVirtualTableInTheirOrder) {
+  const sSharedBuffer buffer("abc", 3, kOriginDevice);
+  EXPECT_EQ(static_cast<const void*>(reinterpret_cast<const char*>(&buffer) + sizeof(void*)),
+            &buffer.data);
+  EXPECT_TRUE(AreInMemoryOrder(buffer.data, buffer.size, buffer.origin, buffer.refCount));
 }
 
 TEST_F(SharedBufferTest, ACopyHoldsTheBytesTheOriginAndNoReference) {

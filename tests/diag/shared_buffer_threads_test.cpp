@@ -15,8 +15,8 @@ namespace {
 [[nodiscard]] bool IsBufferLockFreeForOthers() {
   bool isFree = false;
   std::thread([&isFree] {
-    isFree = gBufferLock.try_lock();
-    if (isFree) gBufferLock.unlock();
+    isFree = gBufferLock->try_lock();
+    if (isFree) gBufferLock->unlock();
   }).join();
   return isFree;
 }
@@ -97,7 +97,7 @@ TEST(SharedBufferThreadsTest, TheCreatorsOwnDestructionTakesNoLock) {
 
 TEST(SharedBufferThreadsTest, WithoutTheReadyFlagBuffersAreCountedWithoutTheLock) {
   // While the lock is held here, another thread's count comes through only without it.
-  const std::lock_guard guard(gBufferLock);
+  const std::lock_guard guard(*gBufferLock);
   const cBufferLockNotReady notReady;
   sSharedBuffer* const packet = new sWatchedBuffer("abc", 3, kOriginDevice);
   destroyedCount = 0;
@@ -117,7 +117,7 @@ TEST(SharedBufferThreadsTest, WithTheReadyFlagACountWaitsForTheLock) {
   std::uint32_t seen = 0;
   std::thread other;
   {
-    const std::lock_guard guard(gBufferLock);
+    const std::lock_guard guard(*gBufferLock);
     other = std::thread([&packet] { AddRef(packet.Get()); });
     seen = packet->refCount;
   }

@@ -6,6 +6,7 @@
 #include <initializer_list>
 
 #include "ota/bits.h"
+#include "support/member_order.h"
 
 namespace corvane {
 namespace {
@@ -41,6 +42,24 @@ std::uint32_t BitByBit(const Bytes& bytes, std::uint32_t position, std::uint32_t
     value += bit << (bitOrder == 1 ? k : count - 1 - k);
   }
   return value;
+}
+
+TEST(BitCursors, HaveTheirMembersInOrderAndStartEmptyMostSignificantBitFirst) {
+  const sBitReader reader;
+  EXPECT_TRUE(AreInMemoryOrder(reader.data, reader.position, reader.bitCount, reader.bitOrder));
+  EXPECT_EQ(reader.data, nullptr);
+  EXPECT_EQ(reader.position, 0U);
+  EXPECT_EQ(reader.bitCount, 0U);
+  EXPECT_EQ(reader.bitOrder, 0U);
+
+  const sBitWriter writer;
+  EXPECT_TRUE(AreInMemoryOrder(writer.data, writer.position, writer.length, writer.capacity,
+                               writer.bitOrder));
+  EXPECT_EQ(writer.data, nullptr);
+  EXPECT_EQ(writer.position, 0U);
+  EXPECT_EQ(writer.length, 0U);
+  EXPECT_EQ(writer.capacity, 0U);
+  EXPECT_EQ(writer.bitOrder, 0U);
 }
 
 TEST(ReadBits32, ReadsMostSignificantBitFirst) {

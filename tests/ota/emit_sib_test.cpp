@@ -1,5 +1,6 @@
 #include "ota/emit_sib.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -7,6 +8,7 @@
 
 #include "ota/bits.h"
 #include "ota/ota_messages.h"
+#include "support/member_order.h"
 
 namespace corvane {
 namespace {
@@ -36,6 +38,21 @@ Bytes Emit(sSibAssembly& block) {
   EmitSib(block, 0x8877665544332211, list);
   EXPECT_EQ(list.size(), 1u);
   return list.empty() ? Bytes() : BytesOf(list).front();
+}
+
+TEST(SibAssembly, HasItsMembersInOrderAndStartsEmptyBehindItsHeader) {
+  const sSibAssembly block;
+  EXPECT_TRUE(AreInMemoryOrder(block.channelMarker, block.rbId, block.sibType,
+                               block.expectedSegments, block.receivedSegments, block.bitLength,
+                               block.buffer));
+  EXPECT_EQ(block.channelMarker, 0U);
+  EXPECT_EQ(block.rbId, 0U);
+  EXPECT_EQ(block.sibType, 0U);
+  EXPECT_EQ(block.expectedSegments, 0U);
+  EXPECT_EQ(block.receivedSegments, 0U);
+  EXPECT_EQ(block.bitLength, 40U);
+  EXPECT_EQ(block.buffer.size(), 8208U);
+  EXPECT_THAT(block.buffer, testing::Each(0));
 }
 
 TEST(EmitSib, MakesALogPacketOfTheBlockByteByByte) {

@@ -15,9 +15,11 @@
 namespace {
 
 bool systemFails = false;
+int openHandles = 0;  // events made less handles closed
 
 HANDLE WINAPI CreateEventOrFail(SECURITY_ATTRIBUTES* attributes, BOOL manualReset, BOOL set,
                                 LPCWSTR name);
+BOOL WINAPI CountAndCloseHandle(HANDLE handle);
 BOOL WINAPI InitializeSectionExOrFail(CRITICAL_SECTION* section, DWORD spinCount, DWORD flags);
 BOOL WINAPI InitializeSectionOrFail(CRITICAL_SECTION* section, DWORD spinCount);
 errno_t LocalTimeOrFail(tm* result, const __time64_t* timer);
@@ -26,11 +28,13 @@ errno_t LocalTimeOrFail(tm* result, const __time64_t* timer);
 
 extern "C" {
 extern decltype(&CreateEventOrFail) __real___imp_CreateEventW;
+extern decltype(&CountAndCloseHandle) __real___imp_CloseHandle;
 extern decltype(&InitializeSectionExOrFail) __real___imp_InitializeCriticalSectionEx;
 extern decltype(&InitializeSectionOrFail) __real___imp_InitializeCriticalSectionAndSpinCount;
 extern decltype(&LocalTimeOrFail) __real___imp__localtime64_s;
 
 decltype(&CreateEventOrFail) __wrap___imp_CreateEventW = CreateEventOrFail;
+decltype(&CountAndCloseHandle) __wrap___imp_CloseHandle = CountAndCloseHandle;
 decltype(&InitializeSectionExOrFail) __wrap___imp_InitializeCriticalSectionEx =
     InitializeSectionExOrFail;
 decltype(&InitializeSectionOrFail) __wrap___imp_InitializeCriticalSectionAndSpinCount =
@@ -43,7 +47,13 @@ namespace {
 HANDLE WINAPI CreateEventOrFail(SECURITY_ATTRIBUTES* attributes, BOOL manualReset, BOOL set,
                                 LPCWSTR name) {
   if (systemFails) return nullptr;
+  ++openHandles;
   return __real___imp_CreateEventW(attributes, manualReset, set, name);
+}
+
+BOOL WINAPI CountAndCloseHandle(HANDLE handle) {
+  --openHandles;
+  return __real___imp_CloseHandle(handle);
 }
 
 BOOL WINAPI InitializeSectionExOrFail(CRITICAL_SECTION* section, DWORD spinCount, DWORD flags) {
@@ -85,6 +95,29 @@ bool ThrowsWhenTheSystemFails(tMake make) {
 
 TEST(SystemFailuresTest, AnEventThatTheSystemRefusesThrows) {
   EXPECT_TRUE(ThrowsWhenTheSystemFails([] { const cEvent event; }));
+}
+
+TEST(SystemFailuresTest, AnEventGivesItsHandleBack) {
+  const int before = openHandles;
+  {
+    const cEvent event;
+    EXPECT_EQ(openHandles, before + 1);
+  }
+  EXPECT_EQ(openHandles, before);
+}
+
+TEST(SystemFailuresTest, AnEventWithoutMemoryLeavesNoHandleBehind) {
+  const int before = openHandles;
+  cAllocationFailure failure(eHeap::New, 1);
+  bool thrown = false;
+  try {
+    const cEvent event;
+  } catch (const std::bad_alloc&) {
+    thrown = true;
+  }
+  EXPECT_TRUE(failure.Disarm());
+  EXPECT_TRUE(thrown);
+  EXPECT_EQ(openHandles, before);
 }
 
 TEST(SystemFailuresTest, AnExtendedLockThatTheSystemRefusesThrows) {

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-// DIAG command codes (the first byte of a packet) that the store tells apart.
+// The DIAG command codes (the first byte of a packet) that are told apart.
 namespace corvane::command {
 
 inline constexpr std::uint8_t kLog = 0x10;
@@ -15,7 +15,7 @@ inline constexpr std::uint8_t kExtendedMessage = 0x79;
 inline constexpr std::uint8_t kSecondSubsystem = 0x80;
 inline constexpr std::uint8_t kTerseMessage = 0x92;
 
-// The greatest code that an item may have whose type is to be chosen.
+// The greatest code that an item of the capture file may have whose type is to be chosen.
 inline constexpr std::uint8_t kLast = 0x92;
 
 [[nodiscard]] constexpr bool IsSubsystem(std::uint8_t code) {
