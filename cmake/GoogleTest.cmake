@@ -24,21 +24,31 @@ else()
 endif()
 target_compile_options(corvane_test_headers PRIVATE ${CORVANE_TEST_OPTIONS})
 
-# corvane_test(<name> SOURCES <file>... [LIBRARIES <target>...] [LABELS <label>...])
+# corvane_test(<name> [THREADED] SOURCES <file>... [LIBRARIES <target>...])
 #
 # One test program from GoogleTest sources, run by CTest as one test, under Wine where it was built
 # for Windows. Its results also go to <build>/test-results/<name>.xml, from which scripts/test.sh
-# makes its line of totals.
+# makes its line of totals. Only THREADED ones are built and run under ThreadSanitizer.
 function(corvane_test name)
-  cmake_parse_arguments(test "" "" "SOURCES;LIBRARIES;LABELS" ${ARGN})
+  cmake_parse_arguments(test "THREADED" "" "SOURCES;LIBRARIES" ${ARGN})
   add_executable(${name} ${test_SOURCES})
   target_link_libraries(${name} PRIVATE corvane_options ${test_LIBRARIES} gmock gtest gtest_main)
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
   target_compile_options(${name} PRIVATE ${CORVANE_TEST_OPTIONS})
   target_precompile_headers(${name} REUSE_FROM corvane_test_headers)
+  if(CORVANE_SANITIZE STREQUAL "thread" AND NOT test_THREADED)
+    set_target_properties(${name} PROPERTIES EXCLUDE_FROM_ALL ON)
+    return()
+  endif()
   add_test(NAME ${name} COMMAND ${name} --gtest_output=xml:test-results/${name}.xml --gtest_brief=1
            WORKING_DIRECTORY ${PROJECT_BINARY_DIR})
   # A crash under Wine can end with an exit code of 0; the debugger's report gives it away.
-  set_tests_properties(${name} PROPERTIES TIMEOUT 300 LABELS "${test_LABELS}"
-                                          FAIL_REGULAR_EXPRESSION "Unhandled exception:")
+  set_tests_properties(${name} PROPERTIES TIMEOUT 300 FAIL_REGULAR_EXPRESSION
+                                                      "Unhandled exception:")
+  if(CORVANE_SANITIZE MATCHES "address")
+    set(suppressions ${PROJECT_SOURCE_DIR}/cmake/lsan.supp)
+    set_tests_properties(
+      ${name} PROPERTIES ENVIRONMENT
+                         "LSAN_OPTIONS=suppressions=${suppressions}:print_suppressions=0")
+  endif()
 endfunction()

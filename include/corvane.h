@@ -37,7 +37,8 @@ extern "C" {
  *
  * Returns true when the capture is running: the capture file has its first item, and the device is
  * being watched for. Returns false, with nothing left running, when deviceName or configPath is
- * null, when a file cannot be opened or written, or when the device cannot be opened. A
+ * null, when a file cannot be opened or written, when the device cannot be opened, when the library
+ * could not be initialised at its load, or when the system is out of memory or threads. A
  * configuration file that cannot be opened leaves a zero-length capture file behind.
  *
  * Diagnostics are short lines on the process's standard output.

@@ -1,16 +1,21 @@
 #!/bin/sh
-# Configures and builds presets of CMakePresets.json: scripts/build.sh PRESET...
+# Configures and builds presets of CMakePresets.json: scripts/build.sh PRESET[:TARGET[,TARGET]...]...
+# Without targets all of a preset is built.
 set -eu
 cd "$(dirname -- "$0")/.."
 
 mkdir -p build
-for preset in "$@"; do
+for wanted in "$@"; do
+  preset=${wanted%%:*}
+  targets=all
+  [ "$preset" = "$wanted" ] || targets=$(echo "${wanted#*:}" | tr ',' ' ')
   echo "Building $preset"
   cmake --preset "$preset" >"build/$preset.configure.log" 2>&1 || {
     cat "build/$preset.configure.log" >&2
     exit 1
   }
-  cmake --build --preset "$preset" >"build/$preset.build.log" 2>&1 || {
+  # shellcheck disable=SC2086  # the targets are meant to fall into words
+  cmake --build --preset "$preset" --target $targets >"build/$preset.build.log" 2>&1 || {
     cat "build/$preset.build.log" >&2
     exit 1
   }

@@ -6,7 +6,7 @@ cd "$(dirname -- "$0")/.."
 
 scripts/packages.sh cmake ninja-build g++ g++-mingw-w64-x86-64-posix wine wine64 googletest \
   libcli11-dev libfmt-dev nlohmann-json3-dev
-scripts/build.sh native mingw
+scripts/build.sh native:corvane_cli,corvane-modem-sim mingw:corvane_dll,corvane_cli
 
 demo=$PWD/build/demo
 CORVANE_WINEPREFIX=$demo/wine
@@ -27,8 +27,8 @@ scripts/wine.sh
 build/native/bin/corvane-modem-sim --link "$CORVANE_WINEPREFIX/dosdevices/com7" --rate 200 --seed 7 \
   --report "$demo/modem.jsonl" >"$demo/modem.log" 2>&1 </dev/null &
 simulator=$!
-cp scripts/com7.reg "$CORVANE_WINEPREFIX/drive_c/com7.reg"
-scripts/wine.sh regedit /S 'C:\com7.reg'
+cp scripts/modem-port.reg "$CORVANE_WINEPREFIX/drive_c/modem-port.reg"
+scripts/wine.sh regedit /S 'C:\modem-port.reg'
 
 echo
 echo "corvane capture --device COM7 --config data-call.cfg --output demo.isf --duration 10s"

@@ -7,7 +7,7 @@ cd "$(dirname -- "$0")/.."
 scripts/packages.sh cmake ninja-build g++ clang libclang-rt-dev g++-mingw-w64-x86-64-posix \
   wine wine64 googletest libcli11-dev libfmt-dev nlohmann-json3-dev python3 procps
 
-scripts/build.sh native asan tsan mingw fuzz
+scripts/build.sh native asan tsan mingw
 
 # Windows programs of one test run share a Wine prefix; it is ready before the first of them starts.
 WINEPREFIX=${CORVANE_WINEPREFIX:-$PWD/build/wine}
@@ -27,14 +27,14 @@ for preset in native asan tsan mingw; do
   }
 done
 
-for fuzzer in build/fuzz/bin/*_fuzzer; do
+for fuzzer in build/asan/bin/*_fuzzer; do
   name=$(basename "$fuzzer" _fuzzer)
   echo "Fuzzing $name for ten seconds"
   # New inputs go to a scratch folder; the committed ones are only read.
-  mkdir -p "build/fuzz/found/$name"
-  "$fuzzer" -max_total_time=10 -print_final_stats=0 -artifact_prefix="build/fuzz/found/" \
-    "build/fuzz/found/$name" "fuzz/corpus/$name" >"build/fuzz/$name.log" 2>&1 || {
-    tail -n 60 "build/fuzz/$name.log" >&2
+  mkdir -p "build/fuzz-found/$name"
+  "$fuzzer" -max_total_time=10 -print_final_stats=0 -artifact_prefix="build/fuzz-found/" \
+    "build/fuzz-found/$name" "fuzz/corpus/$name" >"build/$name.fuzz.log" 2>&1 || {
+    tail -n 60 "build/$name.fuzz.log" >&2
     failed="$failed $name-fuzzer"
   }
 done

@@ -23,10 +23,11 @@ mkdir -p "$(dirname "$WINEPREFIX")"
     : >"$WINEPREFIX/ready"
   fi
   # Wine's server and services live on after the program that started them. Starting them here, with
-  # their output in the log, keeps them from holding the caller's pipes open (status 2: they run).
-  if wineserver -p60 >>"$log" 2>&1 </dev/null 9>&-; then
-    wine cmd /c exit >>"$log" 2>&1 </dev/null 9>&-
-  fi
+  # their output in the log, keeps them from holding the caller's pipes open. A server that runs
+  # already may be just about to end, with its services: so a program is run here in any case, after
+  # which they stay for a while. (At its end the server lists its objects, many thousands of lines.)
+  wineserver -p60 >>"$log" 2>/dev/null </dev/null 9>&- || true
+  wine cmd /c exit >>"$log" 2>&1 </dev/null 9>&-
 ) 9>"$WINEPREFIX.lock"
 
 [ "$#" -gt 0 ] || exit 0

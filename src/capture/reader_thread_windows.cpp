@@ -1,15 +1,18 @@
-#include <windows.h>
+#include "capture/reader_thread_windows.h"
 
 #include "capture/reader_loop.h"
 #include "capture/reader_thread.h"
 #include "io/com_io.h"
 
 namespace corvane {
-namespace {
 
 // A port that is closed meanwhile ends the read with an error; one whose buffer is full of a frame
 // that never ends gives nothing. A transport of another kind delivers its data on its own: for it
 // the thread only sends.
+//
+// The port that a failed read closes is the transport's current one, whichever the read was from. A
+// reader that learns of the loss of its port only after the watcher has opened it anew closes the
+// new connection too; the watcher opens it again a second later.
 DWORD WINAPI ReaderThread(void* context) {
   auto& session = *static_cast<cCaptureSession*>(context);
   cReaderLoop loop(session);
@@ -29,8 +32,6 @@ DWORD WINAPI ReaderThread(void* context) {
     loop.Received(received);
   }
 }
-
-}  // namespace
 
 bool StartReaderThread(cCaptureSession& session) {
   session.readerThread = CreateThread(nullptr, 0, ReaderThread, &session, 0, nullptr);

@@ -29,8 +29,11 @@ void StopSessionThread() {
   sessionThread.Reset();
 }
 
+// The handle of a capture that still runs is overwritten, not closed: it stays open, and the next
+// CorvaneStop ends both captures but waits for the newer one only.
 bool StartSessionThread() {
   const std::uintptr_t started = _beginthreadex(nullptr, 0, SessionThread, DeviceName, 0, nullptr);
+  static_cast<void>(sessionThread.Detach());
   sessionThread.Reset(reinterpret_cast<HANDLE>(started));
   return static_cast<bool>(sessionThread);
 }

@@ -28,8 +28,8 @@ bool RunCapture(cCaptureSession& session) {
   return opened;
 }
 
-// The first part of the session's end; the destructors of its members, in their order, are the
-// rest.
+// The first part of the session's end; the destructors of its members, in the reverse of their
+// order, are the rest.
 void DestroySession(cCaptureSession& session) {
   static_cast<void>(SetDevice(session, nullptr));
   ClearRequests(session);

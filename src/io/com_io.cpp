@@ -100,6 +100,9 @@ bool cComIO::Write(const void* data, std::uint32_t length) {
 
 bool cComIO::IsOpen() const { return port != INVALID_HANDLE_VALUE; }
 
+// A reader that has loaded the handle but is not inside ReadFile yet is missed by the cancel. If
+// its read then still starts before the handle is closed, it ends only at the next byte or when the
+// device hangs up, and the end of the capture waits for it as long.
 void cComIO::ClosePort() {
   const std::lock_guard guard(lock);
   if (!IsOpen()) return;
@@ -128,7 +131,7 @@ void cComIO::LookForPort() {
 
 // Every failure is silent: the next look tries again.
 void cComIO::OpenPort() {
-  // A name that is too long is cut: no device has the cut name, so it is never opened.
+  // The path has room for 63 characters: of a name of 60 and more the first 59 are what is opened.
   char path[kDevicePathSize];
   std::snprintf(path, sizeof path, R"(\\.\%s)", portName);
   cFileHandle opened(CreateFileA(path, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
@@ -142,6 +145,8 @@ DWORD WINAPI WatchPortThread(void* transport) {
   auto* const io = static_cast<cIO*>(transport);
   if (io == nullptr || io->kind != kSerialPort) return 0;
   auto* const watched = static_cast<cComIO*>(io);
+  // A wait that fails ends the watching like a stop does: nobody sees the device go or come back
+  // any more, and an open port stays open until a read or write fails or until Close.
   while (WaitForSingleObject(watched->stopEvent.Get(), kLookIntervalMs) == WAIT_TIMEOUT) {
     watched->LookForPort();
   }

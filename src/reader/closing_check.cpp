@@ -8,6 +8,7 @@
 
 #include "capture/isf_format.h"
 #include "diag/little_endian.h"
+#include "reader/directory_entry.h"
 
 namespace corvane {
 namespace {
@@ -73,9 +74,9 @@ namespace {
       static_cast<std::size_t>(std::min(size, directoryEnd) - isf::kHeaderSize));
   if (source.ReadAt(isf::kHeaderSize, bytes) != bytes.size())
     return sCaptureError{"the first block cannot be read", isf::kHeaderSize};
+  if (IsAllZero(bytes)) return std::nullopt;
   const auto used =
       std::find_if(bytes.begin(), bytes.end(), [](std::uint8_t byte) { return byte != 0; });
-  if (used == bytes.end()) return std::nullopt;
   const char* const what = size == isf::kHeaderSize + isf::kTrailerSize
                                ? "what follows the header is neither a block nor a trailer"
                                : "the first block is cut off, although its directory is in use";

@@ -56,6 +56,7 @@ namespace corvane {
 namespace {
 
 using test::cFakeSystem;
+using test::kManualResetEvent;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
@@ -160,7 +161,7 @@ TEST_F(Control, LoadingCreatesBothEventsUnsignalled) {
   ASSERT_TRUE(StopEvent);
   EXPECT_FALSE(IsSet(StartedEvent));
   EXPECT_FALSE(IsSet(StopEvent));
-  EXPECT_EQ(system.namedEvents, 0);
+  EXPECT_THAT(system.eventsAsked, ElementsAre(kManualResetEvent, kManualResetEvent));
 }
 
 TEST_F(Control, BothEventsStaySetUntilTheyAreReset) {
@@ -174,11 +175,13 @@ TEST_F(Control, BothEventsStaySetUntilTheyAreReset) {
 
 TEST_F(Control, UnloadingClosesAndClearsBothEvents) {
   const HANDLE started = StartedEvent.Get();
+  const HANDLE stop = StopEvent.Get();
   EXPECT_TRUE(Detach());
   EXPECT_FALSE(StartedEvent);
   EXPECT_FALSE(StopEvent);
   DWORD flags = 0;
   EXPECT_FALSE(GetHandleInformation(started, &flags));
+  EXPECT_FALSE(GetHandleInformation(stop, &flags));
   EXPECT_TRUE(Detach()) << "nothing is left to close";
 }
 
@@ -292,6 +295,30 @@ TEST_F(Control, AfterAStopTheLibraryCanBeStartedAgain) {
     ExpectClosedCapture(output, 1);
   }
   EXPECT_EQ(calls.threadsStarted, 2);
+}
+
+TEST_F(Control, ASecondStartOverwritesTheArgumentsAndTheThreadsHandleOfTheRunningCapture) {
+  ASSERT_TRUE(CorvaneStart("COM7", "capture.cfg", "first.isf"));
+  const cKernelHandle first(calls.waitedFor[0]);
+  HANDLE copy = nullptr;
+  ASSERT_TRUE(DuplicateHandle(GetCurrentProcess(), first.Get(), GetCurrentProcess(), &copy, 0,
+                              FALSE, DUPLICATE_SAME_ACCESS));
+  const cKernelHandle firstThread(copy);
+  std::ofstream("other.cfg") << "";
+  ASSERT_TRUE(CorvaneStart("COM8", "other.cfg", "second.isf"));
+  EXPECT_EQ(calls.threadsStarted, 2);
+  EXPECT_STREQ(DeviceName, "COM8");
+  EXPECT_STREQ(ConfigPath, "other.cfg");
+  EXPECT_STREQ(OutputPath, "second.isf");
+  EXPECT_NE(calls.waitedFor[0], first.Get());
+  DWORD flags = 0;
+  EXPECT_TRUE(GetHandleInformation(first.Get(), &flags)) << "overwritten, not closed";
+  EXPECT_EQ(WaitForSingleObject(firstThread.Get(), 0), DWORD{WAIT_TIMEOUT}) << "it goes on";
+
+  CorvaneStop();
+  ExpectClosedCapture("second.isf", 1);
+  WaitForSingleObject(firstThread.Get(), INFINITE);
+  ExpectClosedCapture("first.isf", 1);
 }
 
 TEST_F(Control, WithoutAThreadAStartReturnsFalse) {

@@ -4,7 +4,7 @@ import unittest
 
 from support import environment, pe
 
-# What every Windows since 7 has, and only that.
+# What every Windows since 7 has.
 SYSTEM_LIBRARIES = {
     "advapi32.dll",
     "kernel32.dll",
@@ -28,7 +28,18 @@ class LibraryImage(unittest.TestCase):
         self.assertEqual(self.image.exports, (["CorvaneStart", "CorvaneStop"], 2))
 
     def test_it_imports_only_system_libraries(self):
-        self.assertLessEqual(set(self.image.imported_libraries), SYSTEM_LIBRARIES)
+        self.assertEqual(sorted(self.image.imported_libraries), sorted(SYSTEM_LIBRARIES))
+
+    def test_of_the_device_installation_library_it_imports_only_what_the_watcher_needs(self):
+        self.assertEqual(
+            set(self.image.imported_functions("setupapi.dll")),
+            {
+                "SetupDiDestroyDeviceInfoList",
+                "SetupDiEnumDeviceInterfaces",
+                "SetupDiGetClassDevsW",
+                "SetupDiGetDeviceInterfaceDetailA",
+            },
+        )
 
     def test_it_may_be_placed_anywhere_and_its_data_is_never_executed(self):
         for flag in (pe.DYNAMIC_BASE, pe.HIGH_ENTROPY_VA, pe.NX_COMPAT):

@@ -12,6 +12,10 @@ namespace corvane {
 namespace {
 
 using test::cFakeSystem;
+using test::kManualResetEvent;
+using test::OthersCanTake;
+using test::sFileAsked;
+using test::sThreadAsked;
 using test::UsbPort;
 using ::testing::ElementsAre;
 using ::testing::ElementsAreArray;
@@ -21,31 +25,15 @@ using ::testing::IsEmpty;
 struct sReports {
   std::vector<std::string> told;
   bool lockWasHeld = true;
+  std::vector<bool> portWasOpen;     // the transport's, and
+  std::vector<int> openPortHandles;  // the system's, at each report
   cComIO* transport = nullptr;
-
-  // Whether some other thread than this one can take the transport's lock.
-  [[nodiscard]] bool OthersCanTakeTheLock() const {
-    bool taken = false;
-    struct sAttempt {
-      cLock* lock;
-      bool* taken;
-    } attempt{&transport->lock, &taken};
-    const cKernelHandle thread(CreateThread(
-        nullptr, 0,
-        [](void* context) -> DWORD {
-          const auto& wanted = *static_cast<sAttempt*>(context);
-          *wanted.taken = wanted.lock->try_lock();
-          if (*wanted.taken) wanted.lock->unlock();
-          return 0;
-        },
-        &attempt, 0, nullptr));
-    WaitForSingleObject(thread.Get(), INFINITE);
-    return taken;
-  }
 
   void Tell(const char* what) {
     told.emplace_back(what);
-    if (OthersCanTakeTheLock()) lockWasHeld = false;
+    if (OthersCanTake(transport->lock)) lockWasHeld = false;
+    portWasOpen.push_back(transport->IsOpen());
+    openPortHandles.push_back(test::gFakeSystem->openPorts);
   }
 };
 
@@ -115,7 +103,19 @@ TEST_F(ComIO, OpenWithoutAWatcherThreadSaysSoAndLeavesNothingRunning) {
   ::testing::internal::CaptureStdout();
   EXPECT_FALSE(Open());
   EXPECT_EQ(::testing::internal::GetCapturedStdout(), "Failed to create watch thread\n");
+  EXPECT_EQ(system.OpenEvents(), 0);
   EXPECT_TRUE(Open()) << "nothing stands in the way of another try";
+}
+
+TEST_F(ComIO, TheStopEventIsOfManualResetAndTheWatcherAnOrdinaryThreadThatGetsTheTransport) {
+  ASSERT_TRUE(Open());
+  EXPECT_THAT(system.eventsAsked, ElementsAre(kManualResetEvent));
+  const sThreadAsked watcher = system.ThreadOf(WatchPortThread);
+  ASSERT_NE(watcher.made, nullptr);
+  EXPECT_FALSE(watcher.hasSecurity);
+  EXPECT_EQ(watcher.stackSize, 0u);
+  EXPECT_EQ(watcher.argument, static_cast<cIO*>(&transport));
+  EXPECT_EQ(watcher.flags, 0u);
 }
 
 TEST_F(ComIO, APortThatIsThereAtOpenIsOpenedAfterOneSecondNotAtOnce) {
@@ -187,6 +187,54 @@ TEST_F(ComIO, BothHandlersRunWithTheLockHeld) {
   EXPECT_TRUE(disconnected.lockWasHeld);
 }
 
+TEST_F(ComIO, ALookAndWhatFollowsItHaveTheLockHeld) {
+  system.observed = &transport;
+  OpenAndConnect();
+  EXPECT_FALSE(system.lockWasFreeDuringALook);
+}
+
+TEST_F(ComIO, ThePortIsOpenAlreadyWhenTheConnectionIsReported) {
+  OpenAndConnect();
+  EXPECT_THAT(connected.portWasOpen, ElementsAre(true));
+}
+
+TEST_F(ComIO, ThePortCountsAsClosedBeforeItsHandleIsClosedAndIsReportedAfterThat) {
+  OpenAndConnect();
+  system.observed = &transport;
+  transport.ClosePort();
+  EXPECT_THAT(system.calls, ElementsAre("close"));
+  EXPECT_FALSE(system.wasOpenWhenItsHandleWasClosed);
+  EXPECT_THAT(disconnected.portWasOpen, ElementsAre(false));
+  EXPECT_THAT(disconnected.openPortHandles, ElementsAre(0));
+}
+
+TEST_F(ComIO, WriteAndIsOpenDoNotTakeTheLock) {
+  OpenAndConnect();
+  struct sCalls {
+    cComIO& transport;
+    bool wasOpen;
+    bool written;
+  } calls{transport, false, false};
+  transport.lock.lock();
+  const cKernelHandle caller(CreateThread(
+      nullptr, 0,
+      [](void* context) -> DWORD {
+        auto& made = *static_cast<sCalls*>(context);
+        made.wasOpen = made.transport.IsOpen();
+        made.written = made.transport.Write("x", 1);
+        return 0;
+      },
+      &calls, 0, nullptr));
+  // A wait for one object with a deadline would count as the watcher's.
+  const HANDLE ended = caller.Get();
+  const DWORD outcome = WaitForMultipleObjects(1, &ended, FALSE, 10'000);
+  transport.lock.unlock();
+  WaitForSingleObject(caller.Get(), INFINITE);
+  EXPECT_EQ(outcome, WAIT_OBJECT_0);
+  EXPECT_TRUE(calls.wasOpen);
+  EXPECT_TRUE(calls.written);
+}
+
 TEST_F(ComIO, TransportWithoutHandlersStillFollowsThePort) {
   system.interfaces = {UsbPort("COM7")};
   ASSERT_TRUE(transport.Open("COM7", nullptr, nullptr, nullptr, nullptr));
@@ -215,10 +263,13 @@ TEST_F(ComIO, ThePortIsOpenedForItselfAloneAndForSynchronousUse) {
   system.Look();
   EXPECT_THAT(system.calls,
               ElementsAre(R"(open \\.\COM7)", "get state", "set state", "set timeouts"));
-  EXPECT_EQ(system.lastAccess, GENERIC_READ | GENERIC_WRITE);
-  EXPECT_EQ(system.lastShareMode, 0u);
-  EXPECT_EQ(system.lastDisposition, DWORD{OPEN_EXISTING});
-  EXPECT_EQ(system.lastAttributes, DWORD{FILE_ATTRIBUTE_NORMAL});
+  const sFileAsked expected = {.access = GENERIC_READ | GENERIC_WRITE,
+                               .shareMode = 0,
+                               .hasSecurity = false,
+                               .disposition = OPEN_EXISTING,
+                               .attributes = FILE_ATTRIBUTE_NORMAL,
+                               .model = nullptr};
+  EXPECT_EQ(system.fileAsked, expected);
 }
 
 TEST_F(ComIO, OfALongNameTheDevicePathHasTheFirst59Characters) {
@@ -344,6 +395,7 @@ TEST_F(ComIO, AFailedWriteClosesThePortAndReportsADisconnection) {
   EXPECT_FALSE(transport.IsOpen());
   EXPECT_THAT(system.calls, ElementsAre("write", "close"));
   EXPECT_THAT(disconnected.told, ElementsAre("disconnected"));
+  EXPECT_TRUE(disconnected.lockWasHeld);
 }
 
 TEST_F(ComIO, AShortWriteClosesThePortAndReportsADisconnection) {
@@ -379,6 +431,7 @@ TEST_F(ComIO, ClosePortEndsTheReadersReadBeforeItClosesTheHandleAndThenReports) 
   EXPECT_THAT(system.calls, ElementsAre("cancel", "close"));
   EXPECT_EQ(system.cancelledThread, reader);
   EXPECT_THAT(disconnected.told, ElementsAre("disconnected"));
+  EXPECT_TRUE(disconnected.lockWasHeld);
 
   system.calls.clear();
   system.Look();
@@ -401,6 +454,8 @@ TEST_F(ComIO, CloseWhileThePortIsOpenReportsOneDisconnection) {
   EXPECT_THAT(disconnected.told, ElementsAre("disconnected"));
   EXPECT_FALSE(transport.IsOpen());
   EXPECT_EQ(system.openPorts, 0);
+  EXPECT_EQ(system.OpenEvents(), 0);
+  EXPECT_TRUE(disconnected.lockWasHeld);
   transport.Close();
   EXPECT_THAT(disconnected.told, ElementsAre("disconnected"));
 }
@@ -446,6 +501,9 @@ TEST_F(ComIO, TheDestructorClosesAnOpenPortAndReportsIt) {
 TEST_F(ComIO, AWaitThatFailsEndsTheWatcherAndThePortStays) {
   OpenAndConnect();
   system.FailNextWait();
+  WaitForSingleObject(system.ThreadOf(WatchPortThread).made, INFINITE);
+  EXPECT_TRUE(transport.IsOpen());
+  EXPECT_THAT(disconnected.told, IsEmpty());
   transport.Close();
   EXPECT_THAT(disconnected.told, ElementsAre("disconnected"));
   EXPECT_EQ(system.looks, 1);

@@ -50,6 +50,9 @@ TEST_F(ComPorts, TheListIsOfPresentInterfacesOfTheComPortClass) {
       0x86E0D1E0, 0x8089, 0x11D0, {0x9C, 0xE4, 0x08, 0x00, 0x3E, 0x30, 0x1F, 0x73}};
   EXPECT_TRUE(IsEqualGUID(system.classAsked, kComPorts));
   EXPECT_EQ(system.classFlagsAsked, 18u);
+  EXPECT_FALSE(system.classAskedNarrower) << "neither for one enumerator nor for a window";
+  EXPECT_TRUE(IsEqualGUID(system.interfaceClassAsked, kComPorts));
+  EXPECT_FALSE(system.interfaceDeviceAsked) << "the interfaces of every device";
 }
 
 TEST_F(ComPorts, AListThatCannotBeMadeHasNoPorts) {

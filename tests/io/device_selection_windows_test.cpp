@@ -193,6 +193,17 @@ TEST_F(DeviceSelection, AMobileBroadbandTransportIsFreedByItsLastReference) {
   EXPECT_EQ(LiveNewAllocations(), before);
 }
 
+TEST_F(DeviceSelection, ASerialTransportIsFreedWhenItIsClosed) {
+  // The first one leaves what the run-time libraries keep for later.
+  ASSERT_TRUE(SetDevice(session, "COM7"));
+  ASSERT_TRUE(SetDevice(session, nullptr));
+  const std::int64_t before = LiveNewAllocations();
+  ASSERT_TRUE(SetDevice(session, "COM7"));
+  EXPECT_GT(LiveNewAllocations(), before);
+  ASSERT_TRUE(SetDevice(session, nullptr));
+  EXPECT_EQ(LiveNewAllocations(), before);
+}
+
 TEST_F(DeviceSelection, WithoutMemoryForTheNameItReturnsFalse) {
   cAllocationFailure failure(eHeap::Malloc, 1);
   const bool opened = SetDevice(session, "COM7");
@@ -260,10 +271,13 @@ TEST_F(DeviceSelection, NullClosesTheTransportAndThenWaitsForTheReaderThread) {
         return 0;
       },
       &reader, 0, nullptr);
-  ASSERT_NE(session.readerThread, nullptr);
+  const HANDLE thread = session.readerThread;
+  ASSERT_NE(thread, nullptr);
   EXPECT_TRUE(SetDevice(session, nullptr));
   EXPECT_TRUE(reader.ended);
   EXPECT_EQ(session.readerThread, nullptr);
+  DWORD flags = 0;
+  EXPECT_FALSE(GetHandleInformation(thread, &flags)) << "the thread's handle is closed";
   ExpectNoDevice();
 }
 

@@ -18,7 +18,6 @@ cFakeSystem* gFakeSystem = nullptr;
 
 namespace {
 
-constexpr DWORD kWatcherWaitMs = 1000;
 const HDEVINFO kClassList = reinterpret_cast<HDEVINFO>(std::uintptr_t{0x51});
 
 // The standard library's locks would go through the replaced calls.
@@ -55,8 +54,10 @@ cFakeSystem::cFakeSystem()
     : tick(CreateEventW(nullptr, FALSE, FALSE, nullptr)),
       failWait(CreateEventW(nullptr, FALSE, FALSE, nullptr)),
       arrived(CreateSemaphoreW(nullptr, 0, 1000, nullptr)) {
-  // The watcher comes here while a test has memory run out.
+  // The code under test comes here while a test has memory run out.
   watcherWaits.reserve(1000);
+  eventsAsked.reserve(1000);
+  threadsAsked.reserve(1000);
   gFakeSystem = this;
 }
 
@@ -75,6 +76,26 @@ bool cFakeSystem::HasPort(HANDLE handle) {
 void cFakeSystem::Receive(std::vector<std::uint8_t> bytes) {
   const cPortGuard guard(*this);
   toRead.push_back(std::move(bytes));
+  WakeAllConditionVariable(&readable);
+}
+
+sThreadAsked cFakeSystem::ThreadOf(LPTHREAD_START_ROUTINE routine) {
+  const cPortGuard guard(*this);
+  const auto found =
+      std::find_if(threadsAsked.rbegin(), threadsAsked.rend(),
+                   [routine](const sThreadAsked& asked) { return asked.routine == routine; });
+  return found == threadsAsked.rend() ? sThreadAsked{} : *found;
+}
+
+int cFakeSystem::OpenEvents() {
+  const cPortGuard guard(*this);
+  return static_cast<int>(
+      events.size() - static_cast<std::size_t>(std::count(events.begin(), events.end(), nullptr)));
+}
+
+void cFakeSystem::FailReads() {
+  const cPortGuard guard(*this);
+  readsFail = true;
   WakeAllConditionVariable(&readable);
 }
 
@@ -141,7 +162,31 @@ REPLACE_IMPORT(SetCommTimeouts, FakeSetCommTimeouts)
 REPLACE_IMPORT(WriteFile, FakeWriteFile)
 REPLACE_IMPORT(ReadFile, FakeReadFile)
 
+bool corvane::test::OthersCanTake(cLock& lock) {
+  struct sAttempt {
+    cLock& lock;
+    bool taken;
+  } attempt{lock, false};
+  const HANDLE thread = ORIGINAL(CreateThread)(
+      nullptr, 0,
+      [](void* context) -> DWORD {
+        auto& wanted = *static_cast<sAttempt*>(context);
+        wanted.taken = wanted.lock.try_lock();
+        if (wanted.taken) wanted.lock.unlock();
+        return 0;
+      },
+      &attempt, 0, nullptr);
+  WaitForSingleObject(thread, INFINITE);
+  CloseHandle(thread);
+  return attempt.taken;
+}
+
 namespace {
+
+void ProbeTheLock() {
+  if (gFakeSystem->observed != nullptr && corvane::test::OthersCanTake(gFakeSystem->observed->lock))
+    gFakeSystem->lockWasFreeDuringALook = true;
+}
 
 // Whether this call is the one that is to fail.
 bool TakesFailure(std::optional<int>& callsBefore) {
@@ -156,25 +201,45 @@ bool TakesFailure(std::optional<int>& callsBefore) {
 
 HANDLE WINAPI FakeCreateEventW(SECURITY_ATTRIBUTES* security, BOOL manualReset, BOOL signalled,
                                const wchar_t* name) {
-  if (gFakeSystem != nullptr) {
-    if (name != nullptr) ++gFakeSystem->namedEvents;
-    if (TakesFailure(gFakeSystem->failingEvent)) return nullptr;
+  if (gFakeSystem == nullptr) {
+    return ORIGINAL(CreateEventW)(security, manualReset, signalled, name);
   }
-  return ORIGINAL(CreateEventW)(security, manualReset, signalled, name);
+  {
+    const cPortGuard guard(*gFakeSystem);
+    gFakeSystem->eventsAsked.push_back(
+        {security != nullptr, manualReset != FALSE, signalled != FALSE, name != nullptr});
+  }
+  if (TakesFailure(gFakeSystem->failingEvent)) return nullptr;
+  const HANDLE made = ORIGINAL(CreateEventW)(security, manualReset, signalled, name);
+  const cPortGuard guard(*gFakeSystem);
+  *std::find(gFakeSystem->events.begin(), gFakeSystem->events.end(), nullptr) = made;
+  return made;
 }
 
 HANDLE WINAPI FakeCreateThread(SECURITY_ATTRIBUTES* security, SIZE_T stack,
                                LPTHREAD_START_ROUTINE routine, void* argument, DWORD flags,
                                DWORD* identifier) {
-  if (gFakeSystem != nullptr && TakesFailure(gFakeSystem->failingThread)) return nullptr;
-  return ORIGINAL(CreateThread)(security, stack, routine, argument, flags, identifier);
+  if (gFakeSystem == nullptr) {
+    return ORIGINAL(CreateThread)(security, stack, routine, argument, flags, identifier);
+  }
+  const cPortGuard guard(*gFakeSystem);
+  const HANDLE made =
+      TakesFailure(gFakeSystem->failingThread)
+          ? nullptr
+          : ORIGINAL(CreateThread)(security, stack, routine, argument, flags, identifier);
+  gFakeSystem->threadsAsked.push_back(
+      {security != nullptr, stack, routine, argument, flags, identifier != nullptr, made});
+  return made;
 }
 
 DWORD WINAPI FakeWaitForSingleObject(HANDLE handle, DWORD milliseconds) {
   if (gFakeSystem == nullptr || milliseconds == INFINITE || milliseconds == 0) {
     return ORIGINAL(WaitForSingleObject)(handle, milliseconds);
   }
-  gFakeSystem->watcherWaits.push_back(milliseconds);
+  {
+    const cPortGuard guard(*gFakeSystem);
+    gFakeSystem->watcherWaits.push_back(milliseconds);
+  }
   ReleaseSemaphore(gFakeSystem->arrived, 1, nullptr);
   const HANDLE ends[] = {handle, gFakeSystem->tick, gFakeSystem->failWait};
   switch (WaitForMultipleObjects(3, ends, FALSE, INFINITE)) {
@@ -190,8 +255,12 @@ DWORD WINAPI FakeWaitForSingleObject(HANDLE handle, DWORD milliseconds) {
 BOOL WINAPI FakeCloseHandle(HANDLE handle) {
   if (gFakeSystem != nullptr) {
     const cPortGuard guard(*gFakeSystem);
+    std::replace(gFakeSystem->events.begin(), gFakeSystem->events.end(), handle, HANDLE{nullptr});
     if (gFakeSystem->ports.erase(handle) != 0) {
       gFakeSystem->calls.emplace_back("close");
+      if (gFakeSystem->observed != nullptr && gFakeSystem->observed->IsOpen()) {
+        gFakeSystem->wasOpenWhenItsHandleWasClosed = true;
+      }
       --gFakeSystem->openPorts;
       WakeAllConditionVariable(&gFakeSystem->readable);
     }
@@ -205,18 +274,23 @@ BOOL WINAPI FakeCancelSynchronousIo(HANDLE thread) {
   return TRUE;
 }
 
-HDEVINFO WINAPI FakeSetupDiGetClassDevsW(const GUID* interfaceClass, const wchar_t*, HWND,
-                                         DWORD flags) {
+HDEVINFO WINAPI FakeSetupDiGetClassDevsW(const GUID* interfaceClass, const wchar_t* enumerator,
+                                         HWND window, DWORD flags) {
   ++gFakeSystem->looks;
+  ProbeTheLock();
   gFakeSystem->classAsked = *interfaceClass;
+  gFakeSystem->classAskedNarrower = enumerator != nullptr || window != nullptr;
   gFakeSystem->classFlagsAsked = flags;
   if (gFakeSystem->classListFails) return INVALID_HANDLE_VALUE;
   ++gFakeSystem->openClassLists;
   return corvane::test::kClassList;
 }
 
-BOOL WINAPI FakeSetupDiEnumDeviceInterfaces(HDEVINFO, SP_DEVINFO_DATA*, const GUID*, DWORD index,
+BOOL WINAPI FakeSetupDiEnumDeviceInterfaces(HDEVINFO, SP_DEVINFO_DATA* device,
+                                            const GUID* interfaceClass, DWORD index,
                                             SP_DEVICE_INTERFACE_DATA* found) {
+  gFakeSystem->interfaceDeviceAsked = device != nullptr;
+  gFakeSystem->interfaceClassAsked = *interfaceClass;
   if (found->cbSize != sizeof *found || index >= gFakeSystem->interfaces.size()) return FALSE;
   found->Reserved = index;
   return TRUE;
@@ -247,6 +321,7 @@ BOOL WINAPI FakeSetupDiGetDeviceRegistryPropertyA(HDEVINFO, SP_DEVINFO_DATA* dev
 }
 
 BOOL WINAPI FakeSetupDiDestroyDeviceInfoList(HDEVINFO) {
+  ProbeTheLock();
   --gFakeSystem->openClassLists;
   return TRUE;
 }
@@ -288,10 +363,8 @@ HANDLE WINAPI FakeCreateFileA(const char* path, DWORD access, DWORD shareMode,
     return ORIGINAL(CreateFileA)(path, access, shareMode, security, disposition, attributes, model);
   }
   gFakeSystem->calls.push_back(std::string("open ") + path);
-  gFakeSystem->lastAccess = access;
-  gFakeSystem->lastShareMode = shareMode;
-  gFakeSystem->lastDisposition = disposition;
-  gFakeSystem->lastAttributes = attributes;
+  ProbeTheLock();
+  gFakeSystem->fileAsked = {access, shareMode, security != nullptr, disposition, attributes, model};
   if (gFakeSystem->openFails) return INVALID_HANDLE_VALUE;
   const HANDLE opened = ORIGINAL(CreateEventW)(nullptr, TRUE, FALSE, nullptr);
   const cPortGuard guard(*gFakeSystem);
@@ -343,10 +416,11 @@ BOOL WINAPI FakeReadFile(HANDLE file, void* bytes, DWORD length, DWORD* received
   gFakeSystem->readLengthsAsked.push_back(length);
   *received = 0;
   if (length == 0) return TRUE;
-  while (gFakeSystem->ports.contains(file) && gFakeSystem->toRead.empty()) {
+  while (gFakeSystem->ports.contains(file) && gFakeSystem->toRead.empty() &&
+         !gFakeSystem->readsFail) {
     SleepConditionVariableSRW(&gFakeSystem->readable, &gFakeSystem->portLock, INFINITE, 0);
   }
-  if (!gFakeSystem->ports.contains(file)) return FALSE;
+  if (!gFakeSystem->ports.contains(file) || gFakeSystem->readsFail) return FALSE;
   const std::vector<std::uint8_t> next = gFakeSystem->toRead.front();
   gFakeSystem->toRead.pop_front();
   *received = std::min(length, static_cast<DWORD>(next.size()));

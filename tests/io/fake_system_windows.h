@@ -2,12 +2,15 @@
 
 #include <windows.h>
 
+#include <array>
 #include <cstdint>
 #include <deque>
 #include <map>
 #include <optional>
 #include <string>
 #include <vector>
+
+#include "io/io.h"
 
 namespace corvane::test {
 
@@ -27,11 +30,47 @@ struct sFakeInterface {
 // An interface with the paths that a USB modem's has, and `portName` as the registry stores it.
 sFakeInterface UsbPort(const std::string& portName, const std::string& instance = "0001");
 
+// What one call of CreateEventW asked for.
+struct sEventAsked {
+  bool hasSecurity;
+  bool manualReset;
+  bool signalled;
+  bool hasName;
+  bool operator==(const sEventAsked&) const = default;
+};
+// As the events that one thread waits for and another sets all are.
+inline constexpr sEventAsked kManualResetEvent = {false, true, false, false};
+
+// What one call of CreateThread asked for, and the thread; null when it failed.
+struct sThreadAsked {
+  bool hasSecurity;
+  SIZE_T stackSize;
+  LPTHREAD_START_ROUTINE routine;
+  void* argument;
+  DWORD flags;
+  bool wantsIdentifier;
+  HANDLE made;
+};
+
+// What the last call of CreateFileA for a port asked for, but for the path.
+struct sFileAsked {
+  DWORD access;
+  DWORD shareMode;
+  bool hasSecurity;
+  DWORD disposition;
+  DWORD attributes;
+  HANDLE model;
+  bool operator==(const sFileAsked&) const = default;
+};
+
+// Whether another thread than this one can take `lock`.
+bool OthersCanTake(cLock& lock);
+
 // Stands in for the system's COM ports: SetupAPI, the registry and the serial calls of this test
 // program come here, and the watcher's one-second waits end when the test says so.
 //
-// A fresh one has no ports, and nothing fails. It must outlive every transport under test; one at a
-// time.
+// A fresh one has no ports, and nothing fails. It must outlive every transport under test. Only one
+// transport at a time can be made to look.
 class cFakeSystem {
  public:
   cFakeSystem();
@@ -49,6 +88,14 @@ class cFakeSystem {
   // Gives one read of an open port these bytes. Without any a read waits until its port is closed,
   // and fails then.
   void Receive(std::vector<std::uint8_t> bytes);
+  // Has every read of an open port fail from now on.
+  void FailReads();
+
+  // The last call of CreateThread for `routine`.
+  [[nodiscard]] sThreadAsked ThreadOf(LPTHREAD_START_ROUTINE routine);
+
+  // How many events are there that CreateEventW has made since the start.
+  [[nodiscard]] int OpenEvents();
 
   // What is present.
   std::vector<sFakeInterface> interfaces;
@@ -72,12 +119,14 @@ class cFakeSystem {
   COMMTIMEOUTS timeouts{};
   std::vector<std::vector<std::uint8_t>> written;  // one entry a write
   std::vector<DWORD> readLengthsAsked;
-  DWORD lastShareMode = 1;
-  DWORD lastAccess = 0;
-  DWORD lastDisposition = 0;
-  DWORD lastAttributes = 0;
+  std::optional<sFileAsked> fileAsked;
+  std::vector<sEventAsked> eventsAsked;
+  std::vector<sThreadAsked> threadsAsked;
   GUID classAsked{};
+  bool classAskedNarrower = false;  // for one enumerator or window
   DWORD classFlagsAsked = 0;
+  GUID interfaceClassAsked{};
+  bool interfaceDeviceAsked = false;  // for those of one device
   REGSAM keyAccessAsked = 0;
   std::vector<std::string> keysAsked;
   DWORD detailSizeAsked = 0;
@@ -88,7 +137,11 @@ class cFakeSystem {
   int looks = 0;  // class lists made
   std::vector<DWORD> watcherWaits;
   HANDLE cancelledThread = nullptr;
-  int namedEvents = 0;  // events made with a name
+
+  // The transport that a look and the closing of a port observe, if any.
+  cIO* observed = nullptr;
+  bool lockWasFreeDuringALook = false;
+  bool wasOpenWhenItsHandleWasClosed = false;
 
   // Of the replaced calls' own.
   HANDLE tick;
@@ -99,6 +152,8 @@ class cFakeSystem {
   CONDITION_VARIABLE readable = CONDITION_VARIABLE_INIT;
   std::map<HANDLE, std::string> ports;
   std::deque<std::vector<std::uint8_t>> toRead;
+  bool readsFail = false;
+  std::array<HANDLE, 100> events{};  // of fixed size: tests have memory run out, and count it
 };
 
 extern cFakeSystem* gFakeSystem;

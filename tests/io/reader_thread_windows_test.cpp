@@ -6,7 +6,9 @@
 #include <string>
 #include <vector>
 
+#include "capture/connection.h"
 #include "capture/reader_loop.h"
+#include "capture/reader_thread_windows.h"
 #include "capture/session.h"
 #include "io/com_io.h"
 #include "io/device_selection.h"
@@ -16,13 +18,15 @@ namespace corvane {
 namespace {
 
 using test::cFakeSystem;
+using test::sThreadAsked;
 using test::UsbPort;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
+using ::testing::IsEmpty;
 
 // A session whose port COM7 is open. The capture has not started, so that the connection itself
 // starts no reader and queues no request.
-class ReaderThread : public ::testing::Test {
+class ReaderThreadTest : public ::testing::Test {
  protected:
   void SetUp() override {
     system.interfaces = {UsbPort("COM7")};
@@ -43,7 +47,7 @@ class ReaderThread : public ::testing::Test {
   cCaptureSession session;
 };
 
-TEST_F(ReaderThread, ItsHandleIsKeptInTheSessionAndEndsItsReadThroughTheTransport) {
+TEST_F(ReaderThreadTest, ItsHandleIsKeptInTheSessionAndEndsItsReadThroughTheTransport) {
   ASSERT_TRUE(StartReaderThread(session));
   ASSERT_NE(session.readerThread, nullptr);
   Port().ClosePort();
@@ -51,15 +55,31 @@ TEST_F(ReaderThread, ItsHandleIsKeptInTheSessionAndEndsItsReadThroughTheTranspor
   WaitForReader();
 }
 
-TEST_F(ReaderThread, WithoutAThreadBothHandlesAreNull) {
+TEST_F(ReaderThreadTest, ItIsAnOrdinaryThreadThatGetsTheSession) {
+  ASSERT_TRUE(StartReaderThread(session));
+  const sThreadAsked reader = system.ThreadOf(ReaderThread);
+  ASSERT_EQ(reader.made, session.readerThread);
+  EXPECT_FALSE(reader.hasSecurity);
+  EXPECT_EQ(reader.stackSize, 0u);
+  EXPECT_EQ(reader.argument, &session);
+  EXPECT_EQ(reader.flags, 0u);
+  Port().ClosePort();
+  WaitForReader();
+}
+
+TEST_F(ReaderThreadTest, WithoutAThreadBothHandlesAreNull) {
+  session.readerThread = GetCurrentThread();
+  Port().SetReaderThread(GetCurrentThread());
+  system.calls.clear();
   system.failingThread = 0;
   EXPECT_FALSE(StartReaderThread(session));
   EXPECT_EQ(session.readerThread, nullptr);
   Port().ClosePort();
+  EXPECT_THAT(system.calls, ElementsAre("close")) << "and no read is cancelled";
   EXPECT_EQ(system.cancelledThread, nullptr);
 }
 
-TEST_F(ReaderThread, TheHandleOfAnEarlierConnectionIsOverwrittenNotClosed) {
+TEST_F(ReaderThreadTest, TheHandleOfAnEarlierConnectionIsOverwrittenNotClosed) {
   ASSERT_TRUE(StartReaderThread(session));
   const cKernelHandle earlier(session.readerThread);
   Port().ClosePort();
@@ -72,23 +92,31 @@ TEST_F(ReaderThread, TheHandleOfAnEarlierConnectionIsOverwrittenNotClosed) {
   EXPECT_TRUE(GetHandleInformation(earlier.Get(), &flags));
 }
 
-TEST_F(ReaderThread, AFailedReadClosesThePortReportsTheDisconnectionAndEndsTheThread) {
+TEST_F(ReaderThreadTest, AFailedReadClosesThePortReportsTheDisconnectionAndEndsTheThread) {
   ASSERT_TRUE(StartReaderThread(session));
   ::testing::internal::CaptureStdout();
-  Port().ClosePort();
+  system.FailReads();
   WaitForReader();
   EXPECT_THAT(::testing::internal::GetCapturedStdout(), HasSubstr("Port COM7 disconnected\n"));
   EXPECT_FALSE(Port().IsOpen());
 }
 
-TEST_F(ReaderThread, AnEmptyReadEndsTheThreadAndLeavesThePortOpen) {
+TEST_F(ReaderThreadTest, APortThatIsClosedMeanwhileEndsTheThreadWithoutASecondReport) {
+  ASSERT_TRUE(StartReaderThread(session));
+  Port().ClosePort();
+  ::testing::internal::CaptureStdout();
+  WaitForReader();
+  EXPECT_EQ(::testing::internal::GetCapturedStdout(), "");
+}
+
+TEST_F(ReaderThreadTest, AnEmptyReadEndsTheThreadAndLeavesThePortOpen) {
   system.Receive({});
   ASSERT_TRUE(StartReaderThread(session));
   WaitForReader();
   EXPECT_TRUE(Port().IsOpen());
 }
 
-TEST_F(ReaderThread, ReadsAskForWhatIsFreeBehindTheKeptBytes) {
+TEST_F(ReaderThreadTest, ReadsAskForWhatIsFreeBehindTheKeptBytes) {
   system.Receive(std::vector<std::uint8_t>(10, 0x55));
   system.Receive(std::vector<std::uint8_t>(20, 0x55));
   system.Receive({});
@@ -97,12 +125,40 @@ TEST_F(ReaderThread, ReadsAskForWhatIsFreeBehindTheKeptBytes) {
   EXPECT_THAT(system.readLengthsAsked, ElementsAre(8192u, 8182u, 8162u));
 }
 
-TEST_F(ReaderThread, With8192BytesKeptAndNoFrameTheNextReadAsksForNothingAndTheThreadEnds) {
+TEST_F(ReaderThreadTest, With8192BytesKeptAndNoFrameTheNextReadAsksForNothingAndTheThreadEnds) {
   system.Receive(std::vector<std::uint8_t>(8192, 0x55));
   ASSERT_TRUE(StartReaderThread(session));
   WaitForReader();
   EXPECT_THAT(system.readLengthsAsked, ElementsAre(8192u, 0u));
   EXPECT_TRUE(Port().IsOpen());
+}
+
+// A transport that delivers its data on its own.
+class cCountingTransport final : public cIO {
+ public:
+  cCountingTransport() : cIO(kMobileBroadband) {}
+  bool Write(const void*, std::uint32_t) override {
+    ++writes;
+    return true;
+  }
+  int writes = 0;
+};
+
+TEST(ReaderThreadWithoutASerialPort, SendsTheFirstRequestReadsNothingAndEnds) {
+  cFakeSystem system;
+  cCaptureSession session;
+  cCountingTransport transport;
+  session.transport = &transport;
+  for (const char* const request : {"\x1D", "\x00"}) {
+    auto* const queued = new sSharedBuffer(request, 1, kOriginLibrary);
+    AddRef(queued);
+    ASSERT_TRUE(PushRequest(session.requestQueue, queued));
+  }
+  EXPECT_EQ(ReaderThread(&session), 0u);
+  EXPECT_EQ(transport.writes, 1);
+  EXPECT_THAT(system.readLengthsAsked, IsEmpty());
+  ClearRequests(session);
+  session.transport = nullptr;
 }
 
 }  // namespace

@@ -18,7 +18,7 @@
 namespace corvane {
 namespace {
 
-constexpr int kSequences = 4000;
+constexpr int kSequences = 3000;
 constexpr unsigned kMostMessages = 70;  // in a sequence, 35 on average
 constexpr int kLeastMessages = 100'000;
 

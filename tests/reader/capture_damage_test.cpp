@@ -74,11 +74,11 @@ TEST(CaptureDamageTest, SixteenBytesBehindTheHeaderAreATrailerOrTheBeginningOfAB
 // --- Cut off
 
 TEST(CaptureDamageTest, AClosedFileCutOffAnywhereIsDamagedOrUnclosedButNeverComplete) {
-  const Bytes whole = SmallCapture().Closed();
+  const auto bytes = std::make_shared<Bytes>(SmallCapture().Closed());
   const std::size_t recordsEnd = SmallCapture().Unclosed().size();
-  for (std::size_t length = 0; length < whole.size(); ++length) {
-    const sOpened opened =
-        OpenBytes(Bytes(whole.begin(), whole.begin() + static_cast<int>(length)));
+  for (std::size_t length = bytes->size(); length-- > 0;) {
+    bytes->resize(length);
+    const sOpened opened = OpenBytes(bytes);
     if (length < 4) {
       ASSERT_EQ(opened.file, nullptr) << length;
       continue;
@@ -193,11 +193,13 @@ TEST(CaptureDamageTest, AnEntryWithoutARecordForItIsDamageEvenWhenTheTrailerCoun
 }
 
 TEST(CaptureDamageTest, AnyChangedByteOfAnUnusedEntryIsDamage) {
-  Bytes file = SmallCapture().Closed();
+  const auto bytes = std::make_shared<Bytes>(SmallCapture().Closed());
   for (std::size_t place = 4 + 7 * 3; place < 4 + 57344; ++place) {
-    file[place] = 0x10;
-    ASSERT_NE(ErrorOf(file), "") << place;
-    file[place] = 0;
+    (*bytes)[place] = 0x10;
+    const sOpened opened = OpenBytes(bytes);
+    ASSERT_NE(opened.file, nullptr);
+    ASSERT_EQ(opened.file->State(), eCaptureState::Damaged) << place;
+    (*bytes)[place] = 0;
   }
 }
 

@@ -203,10 +203,10 @@ TEST(CaptureFileTest, BytesBehindTheLastRecordOfAnUnclosedFileAreNotJudged) {
 TEST(CaptureFileTest, AFirstBlockThatIsPartlyWrittenHoldsNoItems) {
   cCaptureBuilder builder;
   builder.AddBlock(kStart);
-  const Bytes whole = builder.Unclosed();
-  for (std::size_t length = 4; length < whole.size(); ++length) {
-    const sOpened opened =
-        OpenBytes(Bytes(whole.begin(), whole.begin() + static_cast<int>(length)));
+  const auto bytes = std::make_shared<Bytes>(builder.Unclosed());
+  for (std::size_t length = bytes->size() - 1; length >= 4; --length) {
+    bytes->resize(length);
+    const sOpened opened = OpenBytes(bytes);
     ASSERT_NE(opened.file, nullptr);
     ASSERT_EQ(opened.file->State(), eCaptureState::Unclosed) << length;
     ASSERT_TRUE(opened.file->Blocks().empty());

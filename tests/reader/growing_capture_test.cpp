@@ -209,7 +209,9 @@ class cRacingSource final : public cByteSource {
 class RacingCaptureTest : public ::testing::TestWithParam<std::size_t> {};
 
 TEST_P(RacingCaptureTest, AWriterAtWorkIsNeverTakenForDamage) {
-  auto owned = std::make_unique<cRacingSource>(WritesOf(9000), GetParam());
+  // Where little is written while much is read, a few items take as long as many.
+  const std::uint32_t items = GetParam() < 10'000 ? 9000 : 500;
+  auto owned = std::make_unique<cRacingSource>(WritesOf(items), GetParam());
   const cRacingSource& source = *owned;
   sCaptureError error;
   const auto file = cCaptureFile::Open(std::move(owned), error);
@@ -223,7 +225,7 @@ TEST_P(RacingCaptureTest, AWriterAtWorkIsNeverTakenForDamage) {
     before = file->ItemCount();
   }
   EXPECT_TRUE(file->IsComplete());
-  EXPECT_EQ(file->ItemCount(), 9000U);
+  EXPECT_EQ(file->ItemCount(), items);
   EXPECT_EQ(file->UnclaimedBytes(), 0U);
 }
 

@@ -2,12 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include <CLI/Config.hpp>
-#include <CLI/Formatter.hpp>
 #include <iostream>
 #include <sstream>
 
-#include "corvane/info_command.h"
+#include "corvane/command_line.h"
 #include "reader/capture_builder.h"
 #include "reader/temp_directory.h"
 
@@ -66,23 +64,16 @@ struct sResult {
   return text;
 }
 
-// Runs the program's command line, with what it writes to standard output.
+// Runs the program's command line, with what it writes to standard output and standard error.
 class ListCommandLineTest : public ::testing::Test {
  protected:
-  [[nodiscard]] sResult Run(std::vector<std::string> arguments) {
-    CLI::App app("test", "corvane");
-    int exitCode = -1;
-    AddInfoCommand(app, exitCode);
-    AddListCommand(app, exitCode);
-    std::reverse(arguments.begin(), arguments.end());
+  [[nodiscard]] static sResult Run(const std::vector<std::string>& arguments) {
+    std::vector<const char*> argv = {"corvane"};
+    for (const std::string& argument : arguments) argv.push_back(argument.c_str());
     std::ostringstream out, errors;
     std::streambuf* const standardOutput = std::cout.rdbuf(out.rdbuf());
     std::streambuf* const standardError = std::cerr.rdbuf(errors.rdbuf());
-    try {
-      app.parse(arguments);
-    } catch (const CLI::ParseError& error) {
-      exitCode = 1000 + error.get_exit_code();
-    }
+    const int exitCode = RunCommandLine(static_cast<int>(argv.size()), argv.data());
     std::cout.rdbuf(standardOutput);
     std::cerr.rdbuf(standardError);
     return {exitCode, out.str(), errors.str()};
@@ -255,13 +246,41 @@ TEST_F(ListCommandLineTest, AllOptionsReachTheCommand) {
 }
 
 TEST_F(ListCommandLineTest, TypesOutsideFiveBitsAreWrongUsage) {
-  for (const char* types : {"32", "-1", "x", "1,32"})
-    EXPECT_GT(Run({"list", path, "--type", types}).exitCode, 1000) << types;
+  for (const char* types : {"32", "-1", "x", "1,32", ""})
+    EXPECT_EQ(Run({"list", path, "--type", types}).exitCode, 2) << types;
 }
 
-TEST_F(ListCommandLineTest, AMissingFileArgumentIsWrongUsage) {
-  EXPECT_GT(Run({"list"}).exitCode, 1000);
-  EXPECT_GT(Run({"info"}).exitCode, 1000);
+TEST_F(ListCommandLineTest, ArgumentsThatMakeNoSenseAreWrongUsage) {
+  for (const std::vector<std::string>& arguments : {std::vector<std::string>{},
+                                                    {"nonsense"},
+                                                    {"list"},
+                                                    {"info"},
+                                                    {"list", "a", "b"},
+                                                    {"info", "--nonsense", "a"},
+                                                    {"list", "--from", "x", "a"}}) {
+    const sResult result = Run(arguments);
+    EXPECT_EQ(result.exitCode, 2);
+    EXPECT_EQ(result.out, "");
+    EXPECT_NE(result.errors, "");
+  }
+}
+
+TEST_F(ListCommandLineTest, HelpAndVersionAreToldOnRequest) {
+  EXPECT_EQ(Run({"--version"}).out, "corvane 1.0.0\n");
+  const sResult help = Run({"--help"});
+  EXPECT_EQ(help.exitCode, 0);
+  EXPECT_NE(help.out.find("  info "), std::string::npos);
+  EXPECT_NE(help.out.find("  list "), std::string::npos);
+  EXPECT_NE(Run({"list", "--help"}).out.find("Exit codes: 0 the file is complete"),
+            std::string::npos);
+}
+
+TEST_F(ListCommandLineTest, APathMayBeginWithASlash) {
+  const sResult result = Run({"info", "/no/such/drive.isf"});
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_EQ(result.errors,
+            "corvane info: /no/such/drive.isf: the file cannot be opened (No such file or "
+            "directory)\n");
 }
 
 TEST_F(ListCommandLineTest, InfoIsACommandToo) {

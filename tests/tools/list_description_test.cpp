@@ -148,6 +148,8 @@ TEST(ItemDescriptionTest, MessagesAreToldApart) {
   EXPECT_EQ(Describe(6, "1F 00 00"), "debug message");
   EXPECT_EQ(Describe(6, "92 00 00"), "terse message");
   EXPECT_EQ(Describe(6, "79"), "extended message");
+  EXPECT_EQ(Describe(6, "92 00 00 00 00 00 00 00 00 00 00 00 07 00 05 00 04 00 00 00 12 34 56 78"),
+            "terse message, SSID 5");
 }
 
 TEST(ItemDescriptionTest, ExtendedMessagesShowTheirSubsystemAndFormatText) {

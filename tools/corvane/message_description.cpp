@@ -11,8 +11,8 @@
 namespace corvane::tools {
 namespace {
 
-// An extended message: a head of 20 bytes with the number of arguments, the subsystem ID and its
-// level mask, then the arguments, then the format text.
+// Extended and terse messages begin with a head of 20 bytes, which has the number of arguments and
+// the subsystem ID. In an extended message the arguments and then the format text follow.
 constexpr std::size_t kArgumentCount = 2;
 constexpr std::size_t kSsid = 14;
 constexpr std::size_t kHeadSize = 20;
@@ -24,10 +24,14 @@ constexpr std::size_t kHeadSize = 20;
   });
 }
 
+[[nodiscard]] std::string DescribeHead(const char* kind, std::span<const std::uint8_t> packet) {
+  if (packet.size() < kHeadSize) return kind;
+  return fmt::format("{}, SSID {}", kind, Load16(&packet[kSsid]));
+}
+
 [[nodiscard]] std::string DescribeExtended(std::span<const std::uint8_t> packet) {
-  std::string description = "extended message";
+  const std::string description = DescribeHead("extended message", packet);
   if (packet.size() < kHeadSize) return description;
-  description += fmt::format(", SSID {}", Load16(&packet[kSsid]));
   const std::size_t textOffset = kHeadSize + std::size_t{packet[kArgumentCount]} * 4;
   if (packet.size() <= textOffset) return description;
   const auto rest = packet.subspan(textOffset);
@@ -45,7 +49,7 @@ std::string DescribeMessage(std::span<const std::uint8_t> packet) {
     case 0x79:
       return DescribeExtended(packet);
     case 0x92:
-      return "terse message";
+      return DescribeHead("terse message", packet);
     default:
       return "debug message";
   }

@@ -8,8 +8,8 @@
 #include <string_view>
 #include <vector>
 
-// The simulator shares no code with the recorder in src/, down to these few helpers: a mistake that
-// both sides made in the same place would cancel out in an end-to-end test and never be seen.
+// The simulator shares no code with the recorder in src/, down to these few functions: a mistake
+// that both sides made in the same place would cancel out in an end-to-end test and never be seen.
 namespace corvane::modem_sim {
 
 using Bytes = std::vector<std::uint8_t>;

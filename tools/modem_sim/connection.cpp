@@ -165,7 +165,7 @@ void cConnection::ReportWritten(std::uint64_t ticket) {
   const std::string kind = line["kind"];
   if (kind == "reply") ++totals.replies;
   if (kind == "log" || kind == "event" || kind == "message") ++totals.streamed;
-  if (line["crc"] == "bad" && kind != "noise") ++totals.spoiled;
+  if (line["crc"] == "bad" && kind != "noise" && kind != "raw") ++totals.spoiled;
   report.Packet(line);
   lines.erase(entry);
 }

@@ -113,7 +113,28 @@ double ParseRate(const std::string& text) {
 
 void AddText(CLI::App& app, const std::string& name, const std::string& description,
              std::function<void(const std::string&)> take, const std::string& placeholder) {
-  app.add_option_function<std::string>(name, std::move(take), description)->type_name(placeholder);
+  const auto takeOrName = [name, take = std::move(take)](const std::string& text) {
+    try {
+      take(text);
+    } catch (const CLI::ValidationError& error) {
+      throw CLI::ValidationError(name, error.what());
+    }
+  };
+  app.add_option_function<std::string>(name, takeOrName, description)
+      ->type_name(placeholder)
+      ->trigger_on_parse();
+}
+
+void AddNumber(CLI::App& app, const std::string& name, std::uint64_t& value,
+               const std::string& description) {
+  AddText(
+      app, name, description,
+      [&value](const std::string& text) {
+        const auto number = ParseUnsigned<std::uint64_t>(text);
+        if (!number) Refuse(text, "a number");
+        value = *number;
+      },
+      "N");
 }
 
 void AddDuration(CLI::App& app, const std::string& name, milliseconds& value,
@@ -123,7 +144,21 @@ void AddDuration(CLI::App& app, const std::string& name, milliseconds& value,
       "TIME");
 }
 
+template <typename T>
+void AddChoice(CLI::App& app, const std::string& name, T& value, const std::string& description,
+               const std::map<std::string, T>& choices) {
+  AddText(
+      app, name, description,
+      [&value, choices](const std::string& text) {
+        const auto choice = choices.find(text);
+        if (choice == choices.end()) Refuse(text, "one of its values");
+        value = choice->second;
+      },
+      "NAME");
+}
+
 void AddConnectionOptions(CLI::App& app, sOptions& options) {
+  app.option_defaults()->group("Connection and report");
   app.add_option("--link", options.link,
                  "Keep a symbolic link to the terminal here, such as Wine's dosdevices/com7")
       ->type_name("PATH");
@@ -139,23 +174,22 @@ void AddConnectionOptions(CLI::App& app, sOptions& options) {
 }
 
 void AddStreamOptions(CLI::App& app, sOptions& options) {
-  app.add_option("--scenario", options.scenario, "What is streamed: mixed or sib [mixed]")
-      ->check(CLI::IsMember({"mixed", "sib"}))
-      ->type_name("NAME");
-  app.add_option("--seed", options.stream.seed,
-                 "Everything that is random follows from this number [1]")
-      ->type_name("N");
+  app.option_defaults()->group("Stream");
+  AddChoice<std::string>(app, "--scenario", options.scenario,
+                         "What is streamed: mixed or sib [mixed]",
+                         {{"mixed", "mixed"}, {"sib", "sib"}});
+  AddNumber(app, "--seed", options.stream.seed,
+            "Everything that is random follows from this number [1]");
   AddText(
       app, "--rate", "Packets in a second, or max [100]",
       [&options](const std::string& text) { options.rate = ParseRate(text); }, "N");
-  app.add_option("--count", options.count, "End the stream after so many packets")->type_name("N");
+  AddNumber(app, "--count", options.count, "End the stream after so many packets");
   AddDuration(app, "--duration", options.duration, "End the stream after so much time");
-  app.add_option("--then", options.then, "At the stream's end: idle, hang-up or quit [idle]")
-      ->transform(CLI::CheckedTransformer(
-          std::map<std::string, eAfterStream>{{"idle", eAfterStream::Idle},
-                                              {"hang-up", eAfterStream::HangUp},
-                                              {"quit", eAfterStream::Quit}}))
-      ->type_name("WHAT");
+  AddChoice<eAfterStream>(app, "--then", options.then,
+                          "At the stream's end: idle, hang-up or quit [idle]",
+                          {{"idle", eAfterStream::Idle},
+                           {"hang-up", eAfterStream::HangUp},
+                           {"quit", eAfterStream::Quit}});
   AddDuration(app, "--settle", options.settle,
               "Begin to stream once no request has come for so long [250ms]");
   app.add_flag("--paused", options.paused, "Begin to stream only at the command resume");
@@ -179,10 +213,14 @@ void AddStreamOptions(CLI::App& app, sOptions& options) {
       app, "--log-codes", "Send these log codes only, as far as they are switched on",
       [&options](const std::string& text) { options.stream.logCodes = ParseLogCodes(text); },
       "LIST");
-  app.add_option("--max-frame", options.stream.maxFrame,
-                 "The longest frame in bytes [8191, what the recorder's serial buffer holds]")
-      ->check(CLI::Range(1024, 33000))
-      ->type_name("N");
+  AddText(
+      app, "--max-frame", "The longest frame in bytes [8191, what a serial recorder takes]",
+      [&options](const std::string& text) {
+        const auto size = ParseUnsigned<std::size_t>(text);
+        if (!size || *size < 1024 || *size > 33000) Refuse(text, "a number from 1024 to 33000");
+        options.stream.maxFrame = *size;
+      },
+      "N");
   AddText(
       app, "--sib-loss", "System-information messages lost on the air, up to 90% [5%]",
       [&options](const std::string& text) { options.stream.sibLoss = ParseLoss(text); }, "P%");
@@ -196,6 +234,7 @@ void AddPacketFault(CLI::App& app, const std::string& name, cSelection& selectio
 }
 
 void AddFaultOptions(CLI::App& app, sOptions& options) {
+  app.option_defaults()->group("Faults");
   sFaultOptions& faults = options.faults;
   AddPacketFault(app, "--bad-crc", faults.badCrc, "Flip a bit in these packets");
   AddPacketFault(app, "--noise", faults.noise, "Noise and a flag before these packets");
@@ -220,14 +259,9 @@ void AddFaultOptions(CLI::App& app, sOptions& options) {
       app, "--spoil-reply", "Flip a bit in the replies to these requests",
       [&faults](const std::string& text) { faults.spoilReply = ParseSelection(text, true); },
       "WHICH");
-  app.add_option_function<std::vector<std::string>>(
-         "--late",
-         [&faults](const std::vector<std::string>& texts) {
-           for (const std::string& text : texts) faults.late.push_back(ParseLate(text));
-         },
-         "Answer these requests so much later, such as 0x73=500ms; may be given again")
-      ->allow_extra_args(false)
-      ->type_name("WHICH=TIME");
+  AddText(
+      app, "--late", "Answer these requests so much later, such as 0x73=500ms; may be given again",
+      [&faults](const std::string& text) { faults.late.push_back(ParseLate(text)); }, "WHICH=TIME");
   AddText(
       app, "--chunk", "Write so many bytes at a time, such as 64 or 1-200",
       [&options](const std::string& text) { ParseChunk(text, options.writes); }, "N[-M]");

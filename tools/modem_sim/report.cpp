@@ -49,9 +49,11 @@ void cReport::Event(const std::string& name, const Json& fields) {
 
 bool cReport::Flush() {
   if (!file.IsOpen()) return WriteAll(output, forOutput);
+  // The file first: whoever sees an event on standard output finds there all that came before it.
+  if (!WriteAll(file.Get(), forFile)) return false;
   // Nobody need listen to standard output once there is a file.
   if (!WriteAll(output, forOutput)) forOutput.clear();
-  return WriteAll(file.Get(), forFile);
+  return true;
 }
 
 }  // namespace corvane::modem_sim

@@ -13,6 +13,7 @@ RELOCATIONS_STRIPPED = 0x0001
 
 _EXPORTS, _IMPORTS, _RESOURCES, _RELOCATIONS = 0, 1, 2, 5
 _RESOURCE_VERSION = 16
+_IMPORT_BY_NUMBER = 1 << 63
 
 
 class Image:
@@ -44,6 +45,9 @@ class Image:
     def _u32(self, offset):
         return struct.unpack_from("<I", self._data, offset)[0]
 
+    def _u64(self, offset):
+        return struct.unpack_from("<Q", self._data, offset)[0]
+
     def _offset(self, address):
         """Where in the file the relative virtual `address` lies."""
         for virtual_size, virtual_address, raw_size, raw_offset in self._sections:
@@ -71,13 +75,28 @@ class Image:
         """The name that the export table gives the image."""
         return self._string(self._u32(self._offset(self._directories[_EXPORTS][0]) + 12))
 
+    def _import_entries(self):
+        """(lower-case name, offset of the table of its functions) of each imported library"""
+        entry = self._offset(self._directories[_IMPORTS][0])
+        while self._u32(entry + 12) != 0:
+            name = self._string(self._u32(entry + 12)).lower()
+            yield name, self._offset(self._u32(entry))
+            entry += 20
+
     @property
     def imported_libraries(self):
-        entry = self._offset(self._directories[_IMPORTS][0])
+        return [name for name, _ in self._import_entries()]
+
+    def imported_functions(self, library):
+        """The functions imported from `library`, all of them by name."""
         names = []
-        while self._u32(entry + 12) != 0:
-            names.append(self._string(self._u32(entry + 12)).lower())
-            entry += 20
+        for name, table in self._import_entries():
+            while name == library and self._u64(table) != 0:
+                if self._u64(table) & _IMPORT_BY_NUMBER:
+                    raise ValueError(f"{library} is imported from by number")
+                # Behind a 16-bit hint.
+                names.append(self._string(self._u64(table) + 2))
+                table += 8
         return names
 
     @property

@@ -1,0 +1,187 @@
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <mutex>
+#include <vector>
+
+#include "capture/store_fixture.h"
+#include "ota/bits.h"
+#include "ota/dispatcher.h"
+#include "ota/ota_messages.h"
+#include "support/controllable_clock.h"
+#include "support/failing_allocation.h"
+
+// The reassembly inside the real store, as the capture file shows it.
+namespace corvane {
+namespace {
+
+constexpr std::uint64_t kGpsEpoch = 119604384000000000;
+constexpr unsigned kSignallingLog = 8;
+
+// The clock starts 13,895,616,000,000,000 steps of 100 ns behind the GPS epoch: as many times
+// 1.25 ms, in the upper 48 bits.
+constexpr std::uint64_t kTimestampOfStart = std::uint64_t{1'111'649'280'000} << 16;
+
+class ProcessOtaLogItem : public cStoreTest {
+ protected:
+  [[nodiscard]] static Bytes Captured(unsigned choice, const Bits& content) {
+    return LogPacket(kFach, 7, BytesOf(Message(kFach, choice, content)));
+  }
+  [[nodiscard]] static Bytes Rebuilt(unsigned sibType, const Bits& data,
+                                     std::uint64_t timestamp = kTimestampOfStart) {
+    return RebuiltPacket(kFach, 7, sibType, data, timestamp);
+  }
+  void AddAll(const Packets& packets) {
+    for (const Bytes& packet : packets) EXPECT_EQ(Add(packet), 0u);
+  }
+  [[nodiscard]] Packets PacketsOfFile() const {
+    Packets packets;
+    for (const sDecodedItem& item : Items()) packets.push_back(item.packet);
+    return packets;
+  }
+
+  const Bytes first = Captured(1, FirstFixed(2, 2, Pattern(222, 1)));
+  const Bytes last = Captured(10, SegmentFixed(2, 1, Pattern(222, 2)));
+  const Bytes complete = Captured(9, Number(3, 5) + Pattern(226, 3));
+  const Bytes other = Packet({0x1C, 0x01}, 5);
+};
+
+TEST_F(ProcessOtaLogItem, ACompletedBlockStandsRightBehindThePacketThatCompletedIt) {
+  AddAll({first, other, last, other});
+  const std::vector<sDecodedItem> items = Items();
+  ASSERT_EQ(PacketsOfFile(),
+            (Packets{first, other, last, Rebuilt(2, Pattern(222, 1) + Pattern(222, 2)), other}));
+  EXPECT_EQ(items[3].position, items[2].end);
+  EXPECT_EQ(items[2].type, kSignallingLog);
+  EXPECT_EQ(items[3].type, kSignallingLog);
+}
+
+TEST_F(ProcessOtaLogItem, SeveralBlocksOfOnePacketStandBehindItInMessageOrder) {
+  const Bytes both = Captured(
+      6, SegmentShort(2, 1, "101") + SibList({{4, "11"}, {5, "01"}}) + FirstShort(6, 1, "0"));
+  AddAll({first, both});
+  EXPECT_EQ(PacketsOfFile(), (Packets{first, both, Rebuilt(2, Pattern(222, 1) + "101"),
+                                      Rebuilt(4, "11"), Rebuilt(5, "01"), Rebuilt(6, "0")}));
+}
+
+TEST_F(ProcessOtaLogItem, TheCapturedPacketsAreWrittenUnchanged) {
+  const Bytes broken = LogPacket(kFach, 7, {});
+  AddAll({broken, complete});
+  ASSERT_EQ(Items().size(), 3u);
+  EXPECT_EQ(Items()[0].packet, broken);
+  EXPECT_EQ(Items()[1].packet, complete);
+}
+
+// 12345 steps of 100 ns: 12345 * 49152 / 12500 = 48542.5 fractions of a unit.
+TEST_F(ProcessOtaLogItem, ARebuiltPacketCarriesTheArrivalTimeOfThePacketThatCompletedIt) {
+  AddAll({first});
+  SetSystemFileTime(kClockStart + 12345);
+  AddAll({last});
+  ASSERT_EQ(Items().size(), 3u);
+  EXPECT_EQ(Items()[2].packet,
+            Rebuilt(2, Pattern(222, 1) + Pattern(222, 2), kTimestampOfStart + 48542));
+}
+
+// Rounded up, because the fraction was truncated: a step of 100 ns is almost four of its parts.
+std::uint64_t FileTimeOf(std::uint64_t timestamp) {
+  return kGpsEpoch + (timestamp >> 16) * 12500 + ((timestamp & 0xFFFF) * 12500 + 49151) / 49152;
+}
+
+TEST_F(ProcessOtaLogItem, ItsTimestampLiesWithinTheMillisecondOfTheItemBeforeIt) {
+  for (const std::uint64_t steps : {0u, 1u, 9999u, 10000u, 12499u, 12500u, 19999u, 123456789u}) {
+    StartAnew();
+    SetSystemFileTime(kClockStart + steps);
+    AddAll({complete});
+    const std::vector<sDecodedItem> items = Items();
+    ASSERT_EQ(items.size(), 2u);
+    std::uint64_t timestamp = 0;
+    for (std::size_t k = 16; k-- > 8;) timestamp = timestamp * 256 + items[1].packet[k];
+    EXPECT_EQ(FileTimeOf(timestamp), kClockStart + steps);
+    EXPECT_EQ(FileTimeOf(timestamp) / 10000, items[0].time);
+  }
+}
+
+// If it did, the packet that it added would add another, without end.
+TEST_F(ProcessOtaLogItem, ARebuiltPacketAddsNothingFurther) {
+  AddAll({complete, complete});
+  EXPECT_EQ(Items().size(), 4u);
+  AddAll({Rebuilt(3, Pattern(226, 3))});
+  EXPECT_EQ(Items().size(), 5u);
+}
+
+TEST_F(ProcessOtaLogItem, AnItemBeforeTheGpsEpochYieldsNothingThoughItIsAValidPacket) {
+  SetSystemFileTime(kGpsEpoch - 1);
+  AddAll({complete, first});
+  EXPECT_EQ(PacketsOfFile(), (Packets{complete, first}));
+  EXPECT_TRUE(store.SibAssemblies().empty());
+
+  SetSystemFileTime(kGpsEpoch);
+  AddAll({complete});
+  EXPECT_EQ(PacketsOfFile(), (Packets{complete, first, complete, Rebuilt(3, Pattern(226, 3), 0)}));
+}
+
+TEST_F(ProcessOtaLogItem, BlocksAreReassembledAcrossTheFilesOfOneStore) {
+  AddAll({first});
+  StartAnew();
+  AddAll({last});
+  EXPECT_EQ(PacketsOfFile(), (Packets{last, Rebuilt(2, Pattern(222, 1) + Pattern(222, 2))}));
+}
+
+// Classified by their content, they carry what every 0x412F packet carries.
+TEST_F(ProcessOtaLogItem, RebuiltPacketsCarryTheCellLikeCapturedOnes) {
+  EXPECT_EQ(AddRequest({0x4B, 0x09, 0x00, 0x00, 0x33, 0x22, 0x11}), 0u);
+  AddAll({complete});
+  const std::vector<sDecodedItem> items = Items();
+  ASSERT_EQ(items.size(), 3u);
+  EXPECT_EQ(items[1].extra, 0x112233u);
+  EXPECT_EQ(items[2].extra, 0x112233u);
+}
+
+TEST_F(ProcessOtaLogItem, WithoutAFileNothingIsAddedAndTheNextOneStartsClean) {
+  store.Close();
+  const sOwnedBuffer item = Item(complete);
+  {
+    const std::lock_guard guard(store.storeLock);
+    corvane::ProcessOtaLogItem(store, *item, kClockStart);
+  }
+  Attach(kFileName);
+  EXPECT_TRUE(Items().empty());
+}
+
+TEST_F(ProcessOtaLogItem, GivesBackAllItsMemory) {
+  AddAll({first, last});
+  AddAll({first});
+  const std::int64_t before = LiveNewAllocations();
+  AddAll({last, first, last, first});
+  EXPECT_EQ(LiveNewAllocations(), before);
+}
+
+// The packet itself is in the file by then; blocks without memory are missing behind it.
+TEST_F(ProcessOtaLogItem, WithoutMemoryNoExceptionLeavesTheStoreAndThePacketIsRecorded) {
+  for (const eHeap heap : {eHeap::Malloc, eHeap::New}) {
+    for (std::uint32_t nth = 1;; ++nth) {
+      ASSERT_LT(nth, 200u);
+      StartAnew();
+      AddAll({first});
+      const cBufferReference item(
+          Item(Captured(4, SegmentShort(2, 1, "1") + FirstShort(3, 2, "1"))));
+      const std::lock_guard guard(store.storeLock);
+      cAllocationFailure failure(heap, nth);
+      const std::uint32_t result = store.AddItem(item.Get(), kAutomaticType);
+      const bool failed = failure.Disarm();
+      const std::size_t items = Items().size();
+      if (!failed) {
+        EXPECT_EQ(result, 0u);
+        EXPECT_EQ(items, 3u);
+        break;
+      }
+      EXPECT_GE(items, 2u);
+      EXPECT_LE(items, 3u);
+      store.SibAssemblies().clear();
+    }
+  }
+}
+
+}  // namespace
+}  // namespace corvane
