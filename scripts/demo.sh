@@ -1,12 +1,25 @@
 #!/bin/sh
-# Captures about ten seconds from a simulated modem with corvane.dll under Wine, and shows the capture
-# file. Installs and builds what is missing first.
+# Captures about ten seconds with corvane.dll under Wine, and shows the capture file. Installs and
+# builds what is missing first.
+#
+#   scripts/demo.sh         from a simulated modem on a COM port
+#   scripts/demo.sh --mbn   through the Windows Mobile Broadband API, whose service is a stand-in
 set -eu
 cd "$(dirname -- "$0")/.."
 
+transport=serial
+case "${1-}" in
+  '') ;;
+  --mbn) transport=mbn ;;
+  *)
+    echo "usage: scripts/demo.sh [--mbn]" >&2
+    exit 2
+    ;;
+esac
+
 scripts/packages.sh cmake ninja-build g++ g++-mingw-w64-x86-64-posix wine wine64 googletest \
   libcli11-dev libfmt-dev nlohmann-json3-dev
-scripts/build.sh native:corvane_cli,corvane-modem-sim mingw:corvane_dll,corvane_cli
+scripts/build.sh native:corvane_cli,corvane-modem-sim mingw:corvane_dll,corvane_cli,mbn_stand_in
 
 demo=$PWD/build/demo
 CORVANE_WINEPREFIX=$demo/wine
@@ -24,16 +37,38 @@ scripts/wine.sh
 
 # COM7 is a pseudo-terminal with the simulated modem behind it, and a COM-port interface in the
 # registry by which the library finds it.
-build/native/bin/corvane-modem-sim --link "$CORVANE_WINEPREFIX/dosdevices/com7" --rate 200 --seed 7 \
-  --report "$demo/modem.jsonl" >"$demo/modem.log" 2>&1 </dev/null &
-simulator=$!
-cp scripts/modem-port.reg "$CORVANE_WINEPREFIX/drive_c/modem-port.reg"
-scripts/wine.sh regedit /S 'C:\modem-port.reg'
+plug_in_simulated_modem() {
+  build/native/bin/corvane-modem-sim --link "$CORVANE_WINEPREFIX/dosdevices/com7" --rate 200 \
+    --seed 7 --report "$demo/modem.jsonl" >"$demo/modem.log" 2>&1 </dev/null &
+  simulator=$!
+  cp scripts/modem-port.reg "$CORVANE_WINEPREFIX/drive_c/modem-port.reg"
+  scripts/wine.sh regedit /S 'C:\modem-port.reg'
+}
+
+# The stand-in registers itself for the two classes of the Mobile Broadband API.
+start_mobile_broadband_service() {
+  CORVANE_MBN_SCENARIO=Z:$(echo "$PWD/scripts/mobile-broadband.scenario" | tr / '\\')
+  CORVANE_MBN_LOG=Z:$(echo "$demo/mobile-broadband.log" | tr / '\\')
+  export CORVANE_MBN_SCENARIO CORVANE_MBN_LOG
+  scripts/wine.sh regsvr32 /s "Z:$(echo "$PWD/build/mingw/bin/mbn_stand_in.dll" | tr / '\\')"
+}
+
+if [ $transport = mbn ]; then
+  start_mobile_broadband_service
+  device='QMBE:{5A1B9A3C-61F0-4E0B-9D3E-0000000000AB}'
+else
+  plug_in_simulated_modem
+  device=COM7
+fi
 
 echo
-echo "corvane capture --device COM7 --config data-call.cfg --output demo.isf --duration 10s"
-scripts/wine.sh build/mingw/bin/corvane.exe capture --device COM7 --config profiles/data-call.cfg \
-  --output build/demo/demo.isf --duration 10s
+echo "corvane devices"
+scripts/wine.sh build/mingw/bin/corvane.exe devices
+
+echo
+echo "corvane capture --device $device --config data-call.cfg --output demo.isf --duration 10s"
+scripts/wine.sh build/mingw/bin/corvane.exe capture --device "$device" \
+  --config profiles/data-call.cfg --output build/demo/demo.isf --duration 10s
 
 echo
 echo "corvane info demo.isf"
