@@ -65,35 +65,35 @@ std::optional<std::string_view> SibTypeName(std::uint8_t sibType) {
       "MIB",
       "SIB1",
       "SIB2",
-      "SIB3",  // 0 to 3
+      "SIB3",
       "SIB4",
       "SIB5",
       "SIB6",
-      "SIB7",  // 4 to 7
+      "SIB7",
       "SIB8",
       "SIB9",
       "SIB10",
-      "SIB11",  // 8 to 11
+      "SIB11",
       "SIB12",
       "SIB13",
       "SIB13.1",
-      "SIB13.2",  // 12 to 15
+      "SIB13.2",
       "SIB13.3",
       "SIB13.4",
       "SIB14",
-      "SIB15",  // 16 to 19
+      "SIB15",
       "SIB15.1",
       "SIB15.2",
       "SIB15.3",
-      "SIB16",  // 20 to 23
+      "SIB16",
       "SIB17",
       "SIB15.4",
-      "SIB18",  // 24 to 26
+      "SIB18",
       "scheduling block 1",
-      "scheduling block 2",  // 27 and 28
+      "scheduling block 2",
       "SIB15.5",
       "SIB5bis",
-      "extension",  // 29 to 31
+      "extension",
   };
   if (sibType >= kNames.size()) return std::nullopt;
   return kNames[sibType];
@@ -102,11 +102,11 @@ std::optional<std::string_view> SibTypeName(std::uint8_t sibType) {
 std::optional<std::string_view> OtaChannelName(std::uint8_t channel) {
   static constexpr std::array<std::string_view, 11> kNames = {
       "UL-CCCH",       "UL-DCCH",
-      "DL-CCCH",       "DL-DCCH",  // 0 to 3
+      "DL-CCCH",       "DL-DCCH",
       "BCCH-BCH",      "BCCH-FACH",
       "PCCH",          "MCCH",
-      "MSCH",                                           // 4 to 8
-      "extension SIB", "system information container",  // 9 and 10
+      "MSCH",  // 4 to 8
+      "extension SIB", "system information container",
   };
   if (channel >= kNames.size()) return std::nullopt;
   return kNames[channel];
