@@ -101,12 +101,17 @@ std::optional<std::string_view> SibTypeName(std::uint8_t sibType) {
 
 std::optional<std::string_view> OtaChannelName(std::uint8_t channel) {
   static constexpr std::array<std::string_view, 11> kNames = {
-      "UL-CCCH",       "UL-DCCH",
-      "DL-CCCH",       "DL-DCCH",
-      "BCCH-BCH",      "BCCH-FACH",
-      "PCCH",          "MCCH",
-      "MSCH",  // 4 to 8
-      "extension SIB", "system information container",
+      "UL-CCCH",
+      "UL-DCCH",
+      "DL-CCCH",
+      "DL-DCCH",
+      "BCCH-BCH",
+      "BCCH-FACH",
+      "PCCH",
+      "MCCH",
+      "MSCH",
+      "extension SIB",
+      "system information container",
   };
   if (channel >= kNames.size()) return std::nullopt;
   return kNames[channel];
