@@ -6,6 +6,7 @@
 #include "capture/isf_format.h"
 #include "diag/command_codes.h"
 #include "diag/little_endian.h"
+#include "ota/ota_packet.h"
 
 namespace corvane {
 namespace {
@@ -15,24 +16,17 @@ struct sLogCodeRange {
   std::uint16_t last;
 };
 
-// WCDMA RRC over-the-air signalling.
-constexpr std::uint16_t kOtaLog = 0x412F;
-
 constexpr sLogCodeRange kTechnologyLogs[] = {
     {0x1004, 0x1008}, {0x1090, 0x1091}, {0x10D6, 0x10D8}, {0x1388, 0x1389}, {0x138B, 0x138D},
 };
 
 // The signalling logs that are not technology logs.
 constexpr sLogCodeRange kOtherSignallingLogs[] = {
-    {0x1048, 0x1049},   {0x104C, 0x104D}, {0x1052, 0x1053}, {0x1076, 0x1079},
-    {0x107C, 0x107C},   {0x1085, 0x1086}, {0x141B, 0x141C}, {0x149F, 0x149F},
-    {kOtaLog, kOtaLog}, {0x512F, 0x512F}, {0x5226, 0x5226}, {0x5230, 0x5230},
-    {0x713A, 0x713A},   {0x7B3A, 0x7B3A}, {0xA000, 0xA000}, {0xA100, 0xA103},
+    {0x1048, 0x1049},           {0x104C, 0x104D}, {0x1052, 0x1053}, {0x1076, 0x1079},
+    {0x107C, 0x107C},           {0x1085, 0x1086}, {0x141B, 0x141C}, {0x149F, 0x149F},
+    {kOtaLogCode, kOtaLogCode}, {0x512F, 0x512F}, {0x5226, 0x5226}, {0x5230, 0x5230},
+    {0x713A, 0x713A},           {0x7B3A, 0x7B3A}, {0xA000, 0xA000}, {0xA100, 0xA103},
 };
-
-// A log packet has its code at bytes 6 and 7 and its timestamp behind it, which ends at 16.
-constexpr std::uint32_t kLogHeaderSize = 16;
-constexpr std::uint32_t kLogCodeOffset = 6;
 
 // A single event as the store makes them: its event word at bytes 3 and 4, its payload from 13 on.
 constexpr std::uint32_t kEventWordOffset = 3;
@@ -61,7 +55,7 @@ constexpr std::uint8_t kTechnologyCount = 13;
   const std::uint16_t logCode = Load16(item.data + kLogCodeOffset);
   if (!IsSignallingLog(logCode)) return {isf::kLogItem};
   if (IsTechnologyLog(logCode)) return {isf::kSignallingLogItem, Known(learned.technology)};
-  if (logCode == kOtaLog) return {isf::kSignallingLogItem, Known(learned.cellValue)};
+  if (logCode == kOtaLogCode) return {isf::kSignallingLogItem, Known(learned.cellValue)};
   return {isf::kSignallingLogItem};
 }
 

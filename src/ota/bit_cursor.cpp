@@ -15,6 +15,7 @@ constexpr std::array<std::uint8_t, 9> kLowBits = {0, 1, 3, 7, 15, 31, 63, 127, 2
 [[nodiscard]] std::uint32_t CheckRead(const sBitReader& reader, std::uint32_t count,
                                       std::uint32_t maximum) {
   if (count < 1 || count > maximum) return kErrorInvalidParameter;
+  // Too few bits left is no matter of memory, but 8 ("not enough memory") is what callers get.
   if (reader.position >= reader.bitCount) return kErrorNotEnoughMemory;
   if (reader.bitCount - reader.position < count) return kErrorNotEnoughMemory;
   return kErrorSuccess;

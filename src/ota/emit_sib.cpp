@@ -43,8 +43,7 @@ void WriteLogHeader(std::uint8_t* packet, std::uint32_t size, std::uint64_t diag
   if (packet == nullptr) return nullptr;
   WriteLogHeader(packet.get(), size, diagTimestamp);
   std::copy_n(block.buffer.begin(), blockBytes, packet.get() + kLogHeaderSize);
-  return sOwnedBuffer(new (std::nothrow) sSharedBuffer(static_cast<std::int32_t>(size),
-                                                       std::move(packet), kOriginDevice));
+  return AdoptBlock(static_cast<std::int32_t>(size), std::move(packet), kOriginDevice);
 }
 
 }  // namespace

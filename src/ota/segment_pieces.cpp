@@ -33,6 +33,8 @@ cSegmentPieces::cSegmentPieces(SibAssemblyMap& map, const sOtaPacket& packet,
       channelMarker(packet.channel == kOtaChannelBcchBch ? kOtaChannelSibFromBch
                                                          : kOtaChannelSibFromFach),
       rbId(packet.rbId),
+      // On FACH the position may lie behind the end of a message without bytes. That is harmless,
+      // because nothing can be read there.
       reader{.data = packet.message,
              .position = packet.channel == kOtaChannelBcchBch
                              ? std::min(packet.bitCount, kBchLeadBits)
@@ -81,6 +83,8 @@ bool cSegmentPieces::LeadingLastSegment() {
   const auto header = ReadSegmentHeader(eSegmentForm::Short);
   if (!header) return false;
 
+  // All the bits that were sent are stepped over, also the 256 of which none is copied. In a list
+  // those are not (see AppendData).
   const std::uint32_t next = reader.position + header->sentBits;
   FinishBlock(*sibType, header);
   reader.position = std::min(next, reader.bitCount);

@@ -336,6 +336,8 @@ TEST_F(IsfStoreTypesTest, OnlyType8ItemsAreOfferedToTheReassemblyWithTheRawFileT
   ASSERT_EQ(Add(LogPacket(0x412F)), kErrorSuccess);
   ASSERT_EQ(Add(LogPacket(0x1001)), kErrorSuccess);
   ASSERT_EQ(Add(Packet({0x10}, 15)), kErrorSuccess);
+  // The type with which an item is recorded decides, and not its log code.
+  ASSERT_EQ(Add(LogPacket(0x412F), 5), kErrorSuccess);
   SetSystemFileTime(kClockStart + 7);
   ASSERT_EQ(Add(LogPacket(0xA103)), kErrorSuccess);
   ASSERT_EQ(Add({0x0A}, 8), kErrorSuccess);

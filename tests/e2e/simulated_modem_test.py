@@ -242,6 +242,20 @@ class CaptureOfASimulatedModem(SimulatedModemTestCase):
         self.assert_exchanged(modem, expected_requests(), items)
 
 
+# Payload choices of system information: those whose message begins with a segment, and of these
+# the one with the first segment of a block.
+LED_BY_A_SEGMENT = (1, 2, 3, 4, 5, 6, 10)
+FIRST_SEGMENT = 1
+
+
+def leading_key(line):
+    """Channel, bearer and SIB type of the segment that the message begins with."""
+    message = bytes.fromhex(line["hex"])[20:]
+    lead = 15 if line["sib"]["channel"] == 4 else 6
+    sib_type = int.from_bytes(message[:3], "big") >> 24 - lead - 5 & 31
+    return line["sib"]["channel"], line["sib"]["bearer"], sib_type
+
+
 class RebuiltSystemInformation(SimulatedModemTestCase):
     CONFIGURATION = "<LogCodes>412F</LogCodes>"
 
@@ -253,19 +267,47 @@ class RebuiltSystemInformation(SimulatedModemTestCase):
                 continue
             expected.append((bytes.fromhex(line["hex"]), False))
             expected += [(bytes.fromhex(block), True) for block in line.get("blocks", [])]
-        stored = [item for item in items if item.type in DEVICE_TYPES]
+        stored = [(place, item) for place, item in enumerate(items) if item.type in DEVICE_TYPES]
         self.assertEqual(len(stored), len(expected))
-        completing = None
-        for number, (item, (packet, rebuilt)) in enumerate(zip(stored, expected)):
+        completing, previous = None, None
+        for number, ((place, item), (packet, rebuilt)) in enumerate(zip(stored, expected)):
+            before, previous = previous, place
             if not rebuilt:
                 self.assertEqual(item.packet, packet, f"packet {number}")
                 completing = item
                 continue
-            self.assertIn(packet[16], SYNTHETIC_CHANNELS)
+            # Right behind: no request and no text stands in between.
+            self.assertEqual(place, before + 1, f"packet {number}")
             self.assertEqual(item.type, isf.SIGNALLING_LOG)
             self.assertEqual(item.packet[:8] + item.packet[16:], packet[:8] + packet[16:], number)
             self.assert_stamped(item, completing)
-        return sum(1 for _, rebuilt in expected if rebuilt)
+        return [packet for packet, rebuilt in expected if rebuilt]
+
+    def assert_of_all_kinds(self, rebuilt):
+        """The rebuilt packets are of both channels, several bearers and several SIB types."""
+        self.assertGreater(len(rebuilt), 100)
+        self.assertEqual({packet[16] for packet in rebuilt}, set(SYNTHETIC_CHANNELS))
+        self.assertGreater(len({packet[17] for packet in rebuilt}), 1)
+        self.assertGreater(len({packet[20] for packet in rebuilt}), 8)
+
+    def assert_interleaved(self, sent):
+        """Blocks were in transit at the same time that differ in channel, bearer and SIB type.
+
+        Of such a pair, a segment of each stood between two segments of one block of the other.
+        """
+        between, pairs = {}, set()  # a block's key -> the keys seen since its latest segment
+        for line in sent:
+            if line["crc"] != "good" or line.get("sib", {}).get("choice") not in LED_BY_A_SEGMENT:
+                continue
+            key = leading_key(line)
+            if line["sib"]["choice"] != FIRST_SEGMENT:
+                pairs |= {(key, other) for other in between.get(key, ())}
+            between[key] = set()
+            for other, keys in between.items():
+                keys |= {key} - {other}
+        mutual = [(one, other) for one, other in pairs if (other, one) in pairs]
+        for field, name in enumerate(("channel", "bearer", "SIB type")):
+            self.assertTrue(any(one[field] != other[field] for one, other in mutual), name)
 
     def assert_stamped(self, item, completing):
         """The rebuilt packet's time lies within the millisecond of the item that completed it."""
@@ -292,7 +334,8 @@ class RebuiltSystemInformation(SimulatedModemTestCase):
                 self.stop()
                 modem.close()
                 rebuilt = self.assert_rebuilt(modem, isf.read(self.output).items)
-                self.assertGreater(rebuilt, 100)
+                self.assert_of_all_kinds(rebuilt)
+                self.assert_interleaved(modem.packets("tx"))
                 choices = {line["sib"]["choice"] for line in modem.packets("tx") if "sib" in line}
                 self.assertEqual(choices, set(range(1, 11)))
                 self.port.set_present(False)

@@ -32,6 +32,10 @@ class ProcessOtaLogItem : public cStoreTest {
                                      std::uint64_t timestamp = kTimestampOfStart) {
     return RebuiltPacket(kFach, 7, sibType, data, timestamp);
   }
+  // Fills the first block of the file but for one item.
+  void FillBlockButForOneItem() {
+    for (int k = 0; k < 8191; ++k) ASSERT_EQ(Add(other), 0u);
+  }
   void AddAll(const Packets& packets) {
     for (const Bytes& packet : packets) EXPECT_EQ(Add(packet), 0u);
   }
@@ -44,6 +48,7 @@ class ProcessOtaLogItem : public cStoreTest {
   const Bytes first = Captured(1, FirstFixed(2, 2, Pattern(222, 1)));
   const Bytes last = Captured(10, SegmentFixed(2, 1, Pattern(222, 2)));
   const Bytes complete = Captured(9, Number(3, 5) + Pattern(226, 3));
+  const Bytes twoComplete = Captured(7, SibList({{4, "11"}, {5, "01"}}));
   const Bytes other = Packet({0x1C, 0x01}, 5);
 };
 
@@ -63,6 +68,18 @@ TEST_F(ProcessOtaLogItem, SeveralBlocksOfOnePacketStandBehindItInMessageOrder) {
   AddAll({first, both});
   EXPECT_EQ(PacketsOfFile(), (Packets{first, both, Rebuilt(2, Pattern(222, 1) + "101"),
                                       Rebuilt(4, "11"), Rebuilt(5, "01"), Rebuilt(6, "0")}));
+}
+
+TEST_F(ProcessOtaLogItem, ABlockCompletedByTheLastPacketOfAFileBlockOpensTheNextOne) {
+  FillBlockButForOneItem();
+  AddAll({twoComplete});
+  const sDecodedCapture capture = DecodeCapture(Contents());
+  ASSERT_EQ(capture.blocks.size(), 2u);
+  ASSERT_EQ(capture.blocks[0].items.size(), 8192u);
+  EXPECT_EQ(capture.blocks[0].items.back().packet, twoComplete);
+  ASSERT_EQ(capture.blocks[1].items.size(), 2u);
+  EXPECT_EQ(capture.blocks[1].items[0].packet, Rebuilt(4, "11"));
+  EXPECT_EQ(capture.blocks[1].items[1].packet, Rebuilt(5, "01"));
 }
 
 TEST_F(ProcessOtaLogItem, TheCapturedPacketsAreWrittenUnchanged) {
@@ -181,6 +198,44 @@ TEST_F(ProcessOtaLogItem, WithoutMemoryNoExceptionLeavesTheStoreAndThePacketIsRe
       store.SibAssemblies().clear();
     }
   }
+}
+
+// How many failures of one allocation each leave the second packet of `bytes` without the first, as
+// long as no packet has to be written.
+std::uint32_t FailuresThatLoseTheFirstPacket(const Bytes& bytes) {
+  const sOwnedBuffer item = Item(bytes);
+  std::uint32_t count = 0;
+  for (std::uint32_t nth = 1;; ++nth) {
+    SibAssemblyMap map;
+    cAllocationFailure failure(eHeap::New, nth);
+    const SibPacketList packets = DecodeOtaPacket(map, *item, kTimestampOfStart);
+    if (!failure.Disarm()) return count;
+    if (BytesOf(packets) == Packets{RebuiltPacket(kFach, 7, 5, "01", kTimestampOfStart)}) ++count;
+  }
+}
+
+// The first of two rebuilt packets opens a block of the file, which takes memory.
+TEST_F(ProcessOtaLogItem, ARebuiltPacketThatCannotBeWrittenDoesNotKeepTheNextOneOutOfTheFile) {
+  std::uint32_t withoutTheFirst = 0;
+  for (std::uint32_t nth = 1;; ++nth) {
+    ASSERT_LT(nth, 50u);
+    StartAnew();
+    FillBlockButForOneItem();
+    const cBufferReference item(Item(twoComplete));
+    const std::lock_guard guard(store.storeLock);
+    cAllocationFailure failure(eHeap::New, nth);
+    const std::uint32_t result = store.AddItem(item.Get(), kAutomaticType);
+    if (!failure.Disarm()) break;
+    EXPECT_EQ(result, 0u);
+    const Packets packets = PacketsOfFile();
+    ASSERT_GE(packets.size(), 8192u);
+    EXPECT_EQ(packets[8191], twoComplete);
+    const Packets rebuilt(packets.begin() + 8192, packets.end());
+    if (rebuilt == Packets{Rebuilt(5, "01")}) ++withoutTheFirst;
+  }
+  // Some of these failures are the reassembly's own: the first packet was never made. The others
+  // are those of writing it.
+  EXPECT_GT(withoutTheFirst, FailuresThatLoseTheFirstPacket(twoComplete));
 }
 
 }  // namespace

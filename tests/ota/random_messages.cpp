@@ -19,8 +19,10 @@ sRandomMessage cRandomMessages::Next(const BlockMap& blocks) {
   if (OneIn(8)) content += Noise(Below(40));
   if (message.channel == kFach && content.size() >= 2) content.replace(0, 2, "00");
   message.bits = Message(message.channel, message.choice, content);
-  // The bits in front of the choice mean nothing.
-  message.bits.replace(0, 2, Noise(2));
+  // The bits in front of the choice mean nothing, nor do the two behind it on BCH.
+  const std::size_t inFront = message.channel == kBch ? 9 : 2;
+  message.bits.replace(0, inFront, Noise(inFront));
+  if (message.channel == kBch) message.bits.replace(13, 2, Noise(2));
   return message;
 }
 

@@ -377,9 +377,9 @@ TEST_F(SegmentDecoders, BlocksOfAListBeforeOneThatIsCutShortStay) {
             Packets{Rebuilt(2, "1011")});
 }
 
-// The list below announces two blocks and its second is longer than the message; the bits behind
-// that block's header read as a short first segment.
-TEST_F(SegmentDecoders, NoFirstSegmentIsReadBehindAListThatStoppedEarly) {
+// The list below announces two blocks and its second is longer than the message. The bits behind
+// that block's header read as a short first segment, but the copy that failed has used them up.
+TEST_F(SegmentDecoders, TheDataOfAListThatIsCutShortIsNotReadAsAFirstSegment) {
   const Bits list =
       Number(1, 4) + Number(2, 5) + Number(0, 8) + "1" + Number(3, 5) + Number(254, 8);
   const Bits first = FirstShort(7, 2, Pattern(30));

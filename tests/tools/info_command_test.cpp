@@ -218,6 +218,21 @@ TEST(CaptureSummaryTest, AfterAThousandTextsTheRestIsOnlyCounted) {
             std::string::npos);
 }
 
+TEST(CaptureSummaryTest, BlocksOfASibTypeThatTheStandardDoesNotHaveAreCountedByItsNumber) {
+  cCaptureSummary summary;
+  sCaptureItem item;
+  item.type = 8;
+  item.bytes = LogPacket(0x412F, "FE 00 02 00 20 AA");
+  summary.Add(item);
+  item.bytes = LogPacket(0x412F, "FF 00 02 00 1B AA");
+  summary.Add(item);
+  EXPECT_NE(summary.Format().find("Complete system-information blocks\n"
+                                  "  scheduling block 1             1\n"
+                                  "  type 32                        1\n"),
+            std::string::npos)
+      << summary.Format();
+}
+
 TEST(CaptureSummaryTest, ShortSubsystemPacketsAreCountedByTheirCommand) {
   cCaptureSummary summary;
   sCaptureItem item;

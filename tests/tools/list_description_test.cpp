@@ -1,4 +1,7 @@
+#include <fmt/format.h>
 #include <gtest/gtest.h>
+
+#include <array>
 
 #include "corvane/item_description.h"
 #include "corvane/item_names.h"
@@ -22,6 +25,57 @@ namespace {
                                    std::optional<std::uint32_t> extra = {}) {
   return DescribeItem(Item(type, Hex(hex), extra));
 }
+
+// The channels of 0x412F packets, from 0 on.
+constexpr std::array<const char*, 11> kChannels = {
+    "UL-CCCH",
+    "UL-DCCH",
+    "DL-CCCH",
+    "DL-DCCH",
+    "BCCH-BCH",
+    "BCCH-FACH",
+    "PCCH",
+    "MCCH",
+    "MSCH",
+    "extension SIB",
+    "system information container",
+};
+
+// 3GPP TS 25.331, SIB-Type.
+constexpr std::array<const char*, 32> kSibTypes = {
+    "MIB",                 // 0
+    "SIB1",                // 1
+    "SIB2",                // 2
+    "SIB3",                // 3
+    "SIB4",                // 4
+    "SIB5",                // 5
+    "SIB6",                // 6
+    "SIB7",                // 7
+    "SIB8",                // 8
+    "SIB9",                // 9
+    "SIB10",               // 10
+    "SIB11",               // 11
+    "SIB12",               // 12
+    "SIB13",               // 13
+    "SIB13.1",             // 14
+    "SIB13.2",             // 15
+    "SIB13.3",             // 16
+    "SIB13.4",             // 17
+    "SIB14",               // 18
+    "SIB15",               // 19
+    "SIB15.1",             // 20
+    "SIB15.2",             // 21
+    "SIB15.3",             // 22
+    "SIB16",               // 23
+    "SIB17",               // 24
+    "SIB15.4",             // 25
+    "SIB18",               // 26
+    "scheduling block 1",  // 27
+    "scheduling block 2",  // 28
+    "SIB15.5",             // 29
+    "SIB5bis",             // 30
+    "extension",           // 31
+};
 
 // A 0x412F log packet with `fields` from offset 16 on.
 [[nodiscard]] sCaptureItem OtaItem(const char* fields, std::optional<std::uint32_t> extra = {}) {
@@ -177,15 +231,26 @@ TEST(ItemDescriptionTest, CapturedSignallingShowsItsChannel) {
   EXPECT_EQ(DescribeItem(OtaItem("03 02 01 00 AA")), "log 0x412F, DL-DCCH, captured, bearer 2");
   EXPECT_EQ(DescribeItem(OtaItem("04 00 01 00 AA", 0x123456)),
             "log 0x412F, BCCH-BCH, captured, cell 0x123456");
-  EXPECT_EQ(DescribeItem(OtaItem("0A 00 01 00 AA")), "log 0x412F, SI container, captured");
+  EXPECT_EQ(DescribeItem(OtaItem("0A 00 01 00 AA")),
+            "log 0x412F, system information container, captured");
   EXPECT_EQ(DescribeItem(OtaItem("0B 00 01 00 AA")), "log 0x412F, channel 11, captured");
 }
 
 TEST(ItemDescriptionTest, SignallingInTheNewerLayoutShowsItsCarrierAndScramblingCode) {
   EXPECT_EQ(DescribeItem(OtaItem("82 00 01 00 10 27 23 01 AA")),
             "log 0x412F, DL-CCCH, UARFCN 10000, PSC 291, captured");
-  EXPECT_EQ(DescribeItem(OtaItem("8A 00 01 00 10 27 23")), "log 0x412F, SI container, captured");
+  EXPECT_EQ(DescribeItem(OtaItem("8A 00 01 00 10 27 23")),
+            "log 0x412F, system information container, captured");
   EXPECT_EQ(DescribeItem(OtaItem("8B 00 01 00 AA")), "log 0x412F, channel 139, captured");
+}
+
+TEST(ItemDescriptionTest, TheNewerLayoutHasTheSameChannels) {
+  for (std::uint8_t channel = 0; channel <= 10; ++channel) {
+    sCaptureItem item = OtaItem("00 00 01 00 10 27 23 01 AA");
+    item.bytes[16] = static_cast<std::uint8_t>(0x80 + channel);
+    EXPECT_EQ(DescribeItem(item),
+              fmt::format("log 0x412F, {}, UARFCN 10000, PSC 291, captured", kChannels[channel]));
+  }
 }
 
 TEST(ItemDescriptionTest, RebuiltBlocksShowTheirSibTypeAndOrigin) {
@@ -197,15 +262,19 @@ TEST(ItemDescriptionTest, RebuiltBlocksShowTheirSibTypeAndOrigin) {
             "log 0x412F, SIB type 32 from BCCH-BCH, synthetic");
 }
 
-TEST(ItemDescriptionTest, ARebuiltBlockWithoutItsTypeIsDescribedByItsChannel) {
-  EXPECT_EQ(DescribeItem(OtaItem("FE 00 00 00 05")), "log 0x412F, channel 254, captured");
-  EXPECT_EQ(DescribeItem(OtaItem("FF 00 01 00")), "log 0x412F, channel 255, captured");
+TEST(ItemDescriptionTest, ARebuiltBlockWithoutItsTypeIsSyntheticByItsChannelAlone) {
+  EXPECT_EQ(DescribeItem(OtaItem("FE 00 00 00 05")),
+            "log 0x412F, no SIB type, from BCCH-BCH, synthetic");
+  EXPECT_EQ(DescribeItem(OtaItem("FF 03 01 00", 1)),
+            "log 0x412F, no SIB type, from BCCH-FACH, synthetic, bearer 3, cell 0x000001");
   EXPECT_EQ(DescribeItem(OtaItem("FE 00 01")), "log 0x412F that is cut off");
 }
 
 TEST(ItemDescriptionTest, OnlySyntheticSignallingHasASibType) {
   EXPECT_EQ(SyntheticSibType(OtaItem("FE 00 02 00 1E AA")), 30);
   EXPECT_EQ(SyntheticSibType(OtaItem("04 00 02 00 1E AA")), std::nullopt);
+  EXPECT_EQ(SyntheticSibType(OtaItem("FE 00 00 00 1E AA")), std::nullopt);
+  EXPECT_EQ(SyntheticSibType(OtaItem("FF 00 01 00")), std::nullopt);
   sCaptureItem other = OtaItem("FE 00 02 00 1E AA");
   other.bytes[6] = 0x2E;
   EXPECT_EQ(SyntheticSibType(other), std::nullopt);
@@ -234,18 +303,16 @@ TEST(ItemDescriptionTest, EveryItemOfUpTo40BytesIsDescribedWithoutReadingPastIts
 }
 
 TEST(ItemNamesTest, SibTypesHaveTheNamesOfTheStandard) {
-  // 3GPP TS 25.331, SIB-Type.
-  EXPECT_EQ(SibTypeName(0), "MIB");
-  EXPECT_EQ(SibTypeName(13), "SIB13");
-  EXPECT_EQ(SibTypeName(14), "SIB13.1");
-  EXPECT_EQ(SibTypeName(18), "SIB14");
-  EXPECT_EQ(SibTypeName(22), "SIB15.3");
-  EXPECT_EQ(SibTypeName(25), "SIB15.4");
-  EXPECT_EQ(SibTypeName(26), "SIB18");
-  EXPECT_EQ(SibTypeName(27), "SB1");
-  EXPECT_EQ(SibTypeName(29), "SIB15.5");
-  EXPECT_EQ(SibTypeName(31), "extension");
-  EXPECT_EQ(SibTypeName(32), std::nullopt);
+  for (std::uint8_t type = 0; type < 32; ++type) EXPECT_EQ(SibTypeName(type), kSibTypes[type]);
+  for (unsigned type = 32; type < 256; ++type)
+    EXPECT_EQ(SibTypeName(static_cast<std::uint8_t>(type)), std::nullopt);
+}
+
+TEST(ItemNamesTest, ChannelsHaveTheirNames) {
+  for (std::uint8_t channel = 0; channel < 11; ++channel)
+    EXPECT_EQ(OtaChannelName(channel), kChannels[channel]);
+  for (unsigned channel = 11; channel < 256; ++channel)
+    EXPECT_EQ(OtaChannelName(static_cast<std::uint8_t>(channel)), std::nullopt);
 }
 
 TEST(ItemNamesTest, ItemTypesHaveNamesOfOneWord) {

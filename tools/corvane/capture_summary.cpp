@@ -94,7 +94,7 @@ void cCaptureSummary::AppendPackets(std::string& text) const {
   if (!sibTypes.empty()) Append(text, "\nComplete system-information blocks\n");
   for (const auto& [type, count] : sibTypes) {
     const auto name = SibTypeName(type);
-    Append(text, "  {:<10} {:>21}\n", name ? std::string(*name) : fmt::format("type {}", type),
+    Append(text, "  {:<18} {:>13}\n", name ? std::string(*name) : fmt::format("type {}", type),
            count);
   }
   if (!commands.empty()) Append(text, "\nOther commands, requests and replies\n");

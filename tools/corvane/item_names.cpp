@@ -62,18 +62,57 @@ std::optional<std::string_view> CommandName(std::uint8_t command) {
 
 std::optional<std::string_view> SibTypeName(std::uint8_t sibType) {
   static constexpr std::array<std::string_view, 32> kNames = {
-      "MIB",     "SIB1",    "SIB2",  "SIB3",  "SIB4",    "SIB5",    "SIB6",    "SIB7",
-      "SIB8",    "SIB9",    "SIB10", "SIB11", "SIB12",   "SIB13",   "SIB13.1", "SIB13.2",
-      "SIB13.3", "SIB13.4", "SIB14", "SIB15", "SIB15.1", "SIB15.2", "SIB15.3", "SIB16",
-      "SIB17",   "SIB15.4", "SIB18", "SB1",   "SB2",     "SIB15.5", "SIB5bis", "extension"};
+      "MIB",
+      "SIB1",
+      "SIB2",
+      "SIB3",
+      "SIB4",
+      "SIB5",
+      "SIB6",
+      "SIB7",
+      "SIB8",
+      "SIB9",
+      "SIB10",
+      "SIB11",
+      "SIB12",
+      "SIB13",
+      "SIB13.1",
+      "SIB13.2",
+      "SIB13.3",
+      "SIB13.4",
+      "SIB14",
+      "SIB15",
+      "SIB15.1",
+      "SIB15.2",
+      "SIB15.3",
+      "SIB16",
+      "SIB17",
+      "SIB15.4",
+      "SIB18",
+      "scheduling block 1",
+      "scheduling block 2",
+      "SIB15.5",
+      "SIB5bis",
+      "extension",
+  };
   if (sibType >= kNames.size()) return std::nullopt;
   return kNames[sibType];
 }
 
 std::optional<std::string_view> OtaChannelName(std::uint8_t channel) {
   static constexpr std::array<std::string_view, 11> kNames = {
-      "UL-CCCH", "UL-DCCH", "DL-CCCH", "DL-DCCH",       "BCCH-BCH",    "BCCH-FACH",
-      "PCCH",    "MCCH",    "MSCH",    "extension SIB", "SI container"};
+      "UL-CCCH",
+      "UL-DCCH",
+      "DL-CCCH",
+      "DL-DCCH",
+      "BCCH-BCH",
+      "BCCH-FACH",
+      "PCCH",
+      "MCCH",
+      "MSCH",
+      "extension SIB",
+      "system information container",
+  };
   if (channel >= kNames.size()) return std::nullopt;
   return kNames[channel];
 }

@@ -24,6 +24,17 @@ constexpr std::size_t kNewMessage = 24;
 constexpr std::uint8_t kSibFromBch = 254;
 constexpr std::uint8_t kSibFromFach = 255;
 
+[[nodiscard]] bool IsSynthetic(std::uint8_t channel) {
+  return channel == kSibFromBch || channel == kSibFromFach;
+}
+
+// What a synthetic packet holds. The library puts a SIB type into each of them.
+[[nodiscard]] std::string DescribeSibType(std::optional<std::uint8_t> sibType) {
+  if (!sibType) return "no SIB type,";
+  const auto name = SibTypeName(*sibType);
+  return name ? std::string(*name) : fmt::format("SIB type {}", *sibType);
+}
+
 [[nodiscard]] std::string DescribeChannel(const std::vector<std::uint8_t>& packet) {
   const std::uint8_t channel = packet[kChannel];
   if (const auto name = OtaChannelName(channel)) return std::string(*name);
@@ -41,10 +52,8 @@ constexpr std::uint8_t kSibFromFach = 255;
 std::string DescribeOtaLog(const sCaptureItem& item) {
   std::string text = "log 0x412F";
   if (item.bytes.size() < kMessage) return text + " that is cut off";
-  if (const auto sibType = SyntheticSibType(item)) {
-    const auto name = SibTypeName(*sibType);
-    text += fmt::format(", {} from {}, synthetic",
-                        name ? std::string(*name) : fmt::format("SIB type {}", *sibType),
+  if (IsSynthetic(item.bytes[kChannel])) {
+    text += fmt::format(", {} from {}, synthetic", DescribeSibType(SyntheticSibType(item)),
                         item.bytes[kChannel] == kSibFromBch ? "BCCH-BCH" : "BCCH-FACH");
   } else {
     text += fmt::format(", {}, captured", DescribeChannel(item.bytes));
@@ -56,8 +65,7 @@ std::string DescribeOtaLog(const sCaptureItem& item) {
 
 std::optional<std::uint8_t> SyntheticSibType(const sCaptureItem& item) {
   if (LogCode(item) != kOtaLogCode || item.bytes.size() <= kMessage) return std::nullopt;
-  const std::uint8_t channel = item.bytes[kChannel];
-  if (channel != kSibFromBch && channel != kSibFromFach) return std::nullopt;
+  if (!IsSynthetic(item.bytes[kChannel])) return std::nullopt;
   if (Load16(&item.bytes[kMessageLength]) == 0) return std::nullopt;
   return item.bytes[kMessage];
 }
