@@ -95,7 +95,7 @@ TEST(LockCreation, TheRequestQueuesLockIsMadeWithASpinCountOf5000) {
 }
 
 TEST(LockCreation, TheBuffersLockIsAnExtendedOneThatSpins5000Times) {
-  EXPECT_EQ(CreationOf(gBufferLock), (sCreation{eCall::Extended, 5000, 0}));
+  EXPECT_EQ(CreationOf(*gBufferLock), (sCreation{eCall::Extended, 5000, 0}));
 }
 
 TEST(LockCreation, ATransportsLockIsAPlainOne) {
