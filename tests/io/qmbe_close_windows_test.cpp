@@ -50,6 +50,13 @@ TEST_F(QmbeClose, WaitsForTheCloseCompletionAndTheDisconnectHandlerRunsOnceFromI
   EXPECT_FALSE(transport->IsOpen());
 }
 
+TEST_F(QmbeClose, WaitsForACompletionThatTakesItsTime) {
+  Serve("close-completion 50");
+  OpenSession();
+  transport->Close();
+  EXPECT_THAT(record.Events(), ElementsAre("connected", "disconnected", kDebuggerLine));
+}
+
 TEST_F(QmbeClose, ACompletionBeforeCloseCommandSessionHasReturnedCounts) {
   Serve("close-completion before-return");
   OpenSession();

@@ -30,6 +30,13 @@ TEST_F(QmbeOpen, ACompletionBeforeOpenCommandSessionHasReturnedCounts) {
   EXPECT_THAT(record.Events(), ElementsAre("connected"));
 }
 
+TEST_F(QmbeOpen, ACompletionThatTakesItsTimeOpensTheSessionThen) {
+  Serve("open-completion 50");
+  EXPECT_TRUE(Open());
+  ASSERT_TRUE(record.WaitFor(1));
+  EXPECT_TRUE(transport->IsOpen());
+}
+
 TEST_F(QmbeOpen, TheSessionIsOpenWhenTheConnectHandlerRuns) {
   Serve();
   bool wasOpen = false;

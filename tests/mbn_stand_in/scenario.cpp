@@ -24,7 +24,7 @@ sCompletion ParseCompletion(const std::vector<std::string>& words) {
   } else if (when == "withheld") {
     completion.when = eCompletion::Withheld;
   } else if (when != "queued") {
-    throw std::invalid_argument("unknown time " + when);
+    completion.delay = ParseCount(when);
   }
   if (words.size() > 2) completion.status = ParseResult(words[2]);
   return completion;

@@ -73,6 +73,7 @@ enum class eCompletion { Queued, BeforeReturn, Withheld };
 
 struct sCompletion {
   eCompletion when = eCompletion::Queued;
+  std::uint32_t delay = 0;  // milliseconds, for Queued
   long status = 0;
 };
 

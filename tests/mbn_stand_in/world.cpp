@@ -158,7 +158,10 @@ void cWorld::CloseSession(ULONG) {
 void cWorld::Complete(const sCompletion& completion, const std::function<void()>& tellSinks) {
   switch (completion.when) {
     case eCompletion::Queued:
-      delivery.Post(tellSinks);
+      delivery.Post([delay = completion.delay, tellSinks] {
+        if (delay != 0) Sleep(delay);
+        tellSinks();
+      });
       break;
     case eCompletion::BeforeReturn:
       cDelivery::RunApart(tellSinks);
