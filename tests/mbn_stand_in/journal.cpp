@@ -6,19 +6,26 @@
 #include <cstdio>
 
 namespace mbn_stand_in {
+namespace {
+
+// Appending is no single step on every system: two threads could write over each other's line.
+SRWLOCK appending = SRWLOCK_INIT;
+
+}  // namespace
 
 void Log(const std::string& line) {
   std::array<wchar_t, MAX_PATH> path{};
   const DWORD length = GetEnvironmentVariableW(L"CORVANE_MBN_LOG", path.data(), MAX_PATH);
   if (length == 0 || length >= MAX_PATH) return;
-  // Opened for each line, so that a process that dies has lost none; appended by one write, so that
-  // lines of several threads stay whole.
+  // Opened for each line, so that a process that dies has lost none.
   const HANDLE file = CreateFileW(path.data(), FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE,
                                   nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
   if (file == INVALID_HANDLE_VALUE) return;
   const std::string whole = line + "\n";
   DWORD written = 0;
+  AcquireSRWLockExclusive(&appending);
   WriteFile(file, whole.data(), static_cast<DWORD>(whole.size()), &written, nullptr);
+  ReleaseSRWLockExclusive(&appending);
   CloseHandle(file);
 }
 
