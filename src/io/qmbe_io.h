@@ -42,8 +42,9 @@ using tDataHandler = void (*)(void* context, sSharedBuffer* data);
 //  service         Set by the session thread (Open) and by the sink (an arrival), used by both:
 //                  each takes a reference of its own under `lock`, and holds `lock` for no more.
 //  sessionOpen     Written by the sink, read by any thread. One atomic byte that announces nothing
-//                  but itself: a Write that still reads 1 just after the session was lost fails in
-//                  the platform, and Close waits for a completion that is under way or refused.
+//                  but itself. A Write that still reads 1 when the session has just been lost fails
+//                  in the platform; a Close that does so has its request refused, or finds
+//                  `sessionEvent` set, and does not hang.
 //  onData, dataContext
 //                  Set by the connect handler, so on the sink's thread, and read there for each
 //                  notification. Each is read once and both have to be there; a reconnection sets
