@@ -25,9 +25,10 @@ using tDataHandler = void (*)(void* context, sSharedBuffer* data);
 //
 // Threads. The session thread creates it, opens it and closes it. The platform calls the sink on
 // threads of its own, from the registration inside Open on (so before Open or OpenCommandSession
-// has returned) until Close. These threads call the handlers, and Write through them. It calls
-// about one thing after the other, but a notification that answers a Write can come, on a second
-// thread, while the first is still in that Write. Why the fields can do with so little locking:
+// has returned) until Close. These threads call the handlers, and Write through them. The calls
+// come one after the other, with one exception: a notification that answers a Write can come on a
+// second thread while the first is still in that Write. Why the fields can do with so little
+// locking:
 //
 //  refCount        Any thread. Atomic.
 //  interfaceId, manager, pointContainer, eventPoint, onConnected, connectedContext, onDisconnected,
