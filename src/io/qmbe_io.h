@@ -25,9 +25,10 @@ using tDataHandler = void (*)(void* context, sSharedBuffer* data);
 //
 // Threads. The session thread creates it, opens it and closes it. The platform calls the sink on
 // threads of its own, from the registration inside Open on (so before Open or OpenCommandSession
-// has returned) until Close. These threads call the handlers, and Write through them. It calls
-// about one thing after the other, but a notification that answers a Write can come, on a second
-// thread, while the first is still in that Write. Why the fields can do with so little locking:
+// has returned) until Close. These threads call the handlers, and Write through them. The calls
+// come one after the other, with one exception: a notification that answers a Write can come on a
+// second thread while the first is still in that Write. Why the fields can do with so little
+// locking:
 //
 //  refCount        Any thread. Atomic.
 //  interfaceId, manager, pointContainer, eventPoint, onConnected, connectedContext, onDisconnected,
@@ -42,8 +43,9 @@ using tDataHandler = void (*)(void* context, sSharedBuffer* data);
 //  service         Set by the session thread (Open) and by the sink (an arrival), used by both:
 //                  each takes a reference of its own under `lock`, and holds `lock` for no more.
 //  sessionOpen     Written by the sink, read by any thread. One atomic byte that announces nothing
-//                  but itself: a Write that still reads 1 just after the session was lost fails in
-//                  the platform, and Close waits for a completion that is under way or refused.
+//                  but itself. A Write that still reads 1 when the session has just been lost fails
+//                  in the platform; a Close that does so has its request refused, or finds
+//                  `sessionEvent` set, and does not hang.
 //  onData, dataContext
 //                  Set by the connect handler, so on the sink's thread, and read there for each
 //                  notification. Each is read once and both have to be there; a reconnection sets
