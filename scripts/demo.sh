@@ -22,7 +22,7 @@ scripts/packages.sh cmake ninja-build g++ g++-mingw-w64-x86-64-posix wine wine64
 scripts/build.sh native:corvane_cli,corvane-modem-sim mingw:corvane_dll,corvane_cli,mbn_stand_in
 
 demo=$PWD/build/demo
-CORVANE_WINEPREFIX=$demo/wine
+CORVANE_WINEPREFIX=$demo/wine-$transport
 export CORVANE_WINEPREFIX
 mkdir -p "$demo"
 simulator=

@@ -7,6 +7,7 @@
 #include <memory>
 #include <mutex>
 #include <thread>
+#include <utility>
 
 #include "capture/connection.h"
 #include "capture/isf_format.h"
@@ -90,6 +91,35 @@ TEST_F(SessionThreadsTest, DataArriveWhileTheBroadbandDeviceComesAndGoes) {
   ExpectEveryPortMessageStored();
   EXPECT_GT(broadband.writeCount, 0U);
   EXPECT_EQ(session.requestQueue.Size(), 0U);
+}
+
+TEST_F(SessionThreadsTest,
+       AReplyThatOvertakesItsRequestBringsTheCounterBackTo0AndAnyPacketSendsOn) {
+  session.transport = &broadband;
+  Start();
+  Push({0x1D});
+  Push({0x00});
+  const auto deliver = [this](const tBytes& bytes) {
+    sSharedBuffer data(bytes.data(), static_cast<std::int32_t>(bytes.size()), kOriginDevice);
+    OnDeviceData(&session, &data);
+  };
+  std::uint32_t counterAfterReply = 0;
+  bool isFirstWrite = true;
+  broadband.duringWrite = [&] {
+    if (!std::exchange(isFirstWrite, false)) return;
+    std::thread([&] {
+      deliver(Framed(kReply));
+      counterAfterReply = session.outstanding;
+    }).join();
+  };
+  OnDeviceData(&session, nullptr);
+  EXPECT_EQ(counterAfterReply, 4294967295U);
+  EXPECT_EQ(session.outstanding, 0U);
+  EXPECT_EQ(broadband.writeCount, 1U);
+
+  deliver(Framed(kLogPacket));
+  EXPECT_EQ(broadband.writeCount, 2U);
+  EXPECT_EQ(session.outstanding, 1U);
 }
 
 TEST_F(SessionThreadsTest, RequestsAreReleasedOutsideTheQueuesLock) {

@@ -4,7 +4,7 @@ import re
 import signal
 import subprocess
 
-from support import diag, environment, isf, simulator, wine
+from support import diag, environment, isf, mobile_broadband, simulator, wine
 
 STATUS = re.compile(r"\d+:\d\d:\d\d  [\d,]+ items  [\d.]+ k?M?B  \d+ items/s")
 
@@ -202,6 +202,43 @@ class Refusals(CommandLineTestCase):
         )
         self.assertEqual(process.returncode, 1)
         self.assertIn("corvane.dll, which belongs beside this program, cannot be loaded", process.stderr)
+
+
+class Devices(CommandLineTestCase):
+    INTERFACE = "{5A1B9A3C-61F0-4E0B-9D3E-0000000000AB}"
+
+    def devices(self):
+        process = self.run_corvane("devices")
+        printed, errors = process.communicate(timeout=wine.DEADLINE)
+        self.assertEqual((process.returncode, errors), (0, ""))
+        return printed.splitlines()
+
+    def test_without_any_it_says_so(self):
+        self.assertEqual(
+            self.devices(), ["No COM port and no mobile-broadband interface is present."]
+        )
+
+    def test_present_com_ports_are_listed_by_number_with_their_descriptions(self):
+        for name in ("COM10", "COM9", "COM7"):
+            self.ports.add(name).set_present(True)
+        self.ports.add("COM8")  # absent
+        self.ports.add().set_present(True)  # without a name
+        self.assertEqual(
+            self.devices(),
+            ["COM7   DIAG port 0003", "COM9   DIAG port 0002", "COM10  DIAG port 0001"],
+        )
+
+    def test_mobile_broadband_interfaces_are_listed_as_the_device_option_takes_them(self):
+        self.ports.add("COM7").set_present(True)
+        prefix = environment.prefix()
+        mobile_broadband.register(prefix, environment.programs)
+        self.addCleanup(mobile_broadband.unregister, prefix, environment.programs)
+        mobile_broadband.Service(prefix, self.files, f"interface {self.INTERFACE}\n")
+        listed = f"QMBE:{self.INTERFACE}"
+        self.assertEqual(
+            self.devices(),
+            ["COM7".ljust(len(listed)) + "  DIAG port 0001", listed + "  mobile-broadband interface"],
+        )
 
 
 class ReadingCommands(CommandLineTestCase):
