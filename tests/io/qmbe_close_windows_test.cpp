@@ -128,7 +128,85 @@ TEST_F(QmbeClose, WithoutADisconnectHandlerTheSessionIsOnlyLetGoOf) {
   ASSERT_TRUE(service->WaitForLog("callback OnOpenCommandSessionComplete"));
   ASSERT_TRUE(transport->IsOpen());
   transport->Close();
+  EXPECT_FALSE(transport->IsOpen());
   EXPECT_THAT(service->Log("call CloseCommandSession"), IsEmpty());
+}
+
+TEST_F(QmbeClose, ASessionThatOpensWhenCloseHasFoundNoneIsEndedAndReportedToo) {
+  Serve("open-completion withheld");
+  ASSERT_TRUE(Open());
+  std::atomic<bool> isOpening = false;
+  std::atomic<bool> foundClosing = false;
+  // Lets the completion go on when Close no longer lets calls of the sink in: they compare the ID.
+  gImports.whenEventIsReset = [&] {
+    const BSTR id = SysAllocString(L"{00000000-0000-0000-0000-000000000001}");
+    isOpening = true;
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (!foundClosing && std::chrono::steady_clock::now() < deadline) {
+      const int compares = gImports.compares;
+      transport->OnInterfaceStateChange(id, MBN_DEVICE_SERVICES_CAPABLE_INTERFACE_REMOVAL);
+      foundClosing = gImports.compares == compares;
+    }
+    SysFreeString(id);
+  };
+  service->Post("opened 0");
+  while (!isOpening) std::this_thread::yield();
+  transport->Close();
+  EXPECT_TRUE(foundClosing);
+  EXPECT_FALSE(transport->IsOpen());
+  EXPECT_THAT(record.Events(), ElementsAre("connected", "disconnected"));
+  EXPECT_THAT(service->Log("call CloseCommandSession"), ElementsAre(" -> 0x00000000"));
+}
+
+TEST_F(QmbeClose, AnInterfaceThatGoesAndComesBackMeanwhileIsNotOpenedAgain) {
+  Serve("close-completion withheld");
+  OpenSession();
+  // The removal's report comes before it ends the wait.
+  whenDisconnected = [&] { service->Post(std::string("arrive ") + kWantedId); };
+  CloseWhile([&] { service->Post(std::string("remove ") + kWantedId); });
+  EXPECT_THAT(service->Log("call OpenCommandSession"), SizeIs(1));
+  EXPECT_THAT(record.Events(), ElementsAre("connected", "disconnected"));
+}
+
+TEST_F(QmbeClose, AnArrivalAndAnOpenCompletionMeanwhileDoNothing) {
+  Serve("close-completion withheld");
+  OpenSession();
+  CloseWhile([&] {
+    service->Do(std::string("announce ") + kWantedId + " 0");
+    service->Do("opened 0");
+    EXPECT_THAT(record.Events(), ElementsAre("connected"));
+    service->Do("closed 0");
+  });
+  EXPECT_THAT(service->Log("call OpenCommandSession"), SizeIs(1));
+  EXPECT_THAT(record.Events(), ElementsAre("connected", "disconnected", kDebuggerLine));
+}
+
+TEST_F(QmbeClose, ARefusedRequestAndARemovalReportTheEndOnce) {
+  Serve("fail CloseCommandSession always 0x80070015");
+  OpenSession();
+  whenDisconnected = [&] { service->Do(std::string("remove ") + kWantedId); };
+  transport->Close();
+  EXPECT_THAT(service->Log("callback OnInterfaceStateChange"), SizeIs(1));
+  EXPECT_THAT(record.Events(), ElementsAre("connected", "disconnected"));
+}
+
+TEST_F(QmbeClose, AWaitThatTimesOutReportsTheEndOnce) {
+  Serve("close-completion withheld");
+  OpenSession();
+  gImports.waitTimesOut = true;
+  transport->Close();
+  EXPECT_THAT(record.Events(), ElementsAre("connected", "disconnected"));
+  EXPECT_FALSE(transport->IsOpen());
+  EXPECT_THAT(service->Log("call CloseCommandSession"), SizeIs(1));
+}
+
+TEST_F(QmbeClose, TheSessionEventIsManualResetAndUnsignalledAndGoesWithTheTransport) {
+  EXPECT_TRUE(gImports.eventIsManual);
+  EXPECT_FALSE(gImports.eventWasSet);
+  transport->Close();
+  EXPECT_EQ(gImports.eventCloses, 0);
+  Finish();
+  EXPECT_EQ(gImports.eventCloses, 1);
 }
 
 TEST_F(QmbeClose, AReopenedSessionIsWaitedForToo) {

@@ -258,6 +258,31 @@ TEST_F(QmbeStateChange, WithoutAnInterfaceIdIsIgnored) {
   EXPECT_TRUE(transport->IsOpen());
 }
 
+TEST_F(QmbeStateChange, AnArrivalWhileTheSessionIsOpenAsksForAnother) {
+  Serve();
+  OpenSession();
+  service->Do(std::string("announce ") + kWantedId + " 0");
+  ASSERT_TRUE(record.WaitFor(2));
+  EXPECT_THAT(record.Events(), ElementsAre("connected", "connected"));
+  EXPECT_THAT(service->Log("call OpenCommandSession"), SizeIs(2));
+  EXPECT_THAT(service->Log("gone Service"), ElementsAre("#1"));
+  EXPECT_TRUE(transport->Write(kBytes, 4));
+}
+
+TEST_F(QmbeStateChange, AnArrivalWhileTheSessionIsOpenThatFailsLeavesTheLastServiceThere) {
+  Serve();
+  OpenSession();
+  // The session stays with the first service, whose completions do not count any more.
+  service->Do("fail OpenCommandSession 1 0x80004005");
+  service->Do(std::string("announce ") + kWantedId + " 0");
+  EXPECT_TRUE(transport->IsOpen());
+  EXPECT_FALSE(transport->Write(kBytes, 4));
+  service->Do("bytes 01020304");
+  EXPECT_THAT(record.Events(), ElementsAre("connected"));
+  transport->Close();
+  EXPECT_THAT(record.Events(), ElementsAre("connected", "disconnected"));
+}
+
 TEST_F(QmbeStateChange, AnArrivalThatDoesNotOpenLeavesRoomForTheNext) {
   Serve("fail GetInterfaces always 0x80004005\nfail OpenCommandSession 1 0x80004005");
   ASSERT_TRUE(Open());
