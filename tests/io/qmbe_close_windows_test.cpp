@@ -30,6 +30,31 @@ class QmbeClose : public QmbeTest {
     other.join();
   }
 
+  // Until Close waits for the session's end, without a limit.
+  void WaitForTheWait() const {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (!gImports.isWaiting && std::chrono::steady_clock::now() < deadline) {
+      std::this_thread::yield();
+    }
+    EXPECT_TRUE(gImports.isWaiting);
+    EXPECT_EQ(gImports.waitLimit, INFINITE);
+    EXPECT_FALSE(hasReturned);
+  }
+
+  // Until Close lets no call of the sink in any more: one that gets in compares the ID.
+  [[nodiscard]] bool WaitForTheClosedGate() {
+    const BSTR id = SysAllocString(L"{00000000-0000-0000-0000-000000000001}");
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    bool isClosed = false;
+    while (!isClosed && std::chrono::steady_clock::now() < deadline) {
+      const int compares = gImports.compares;
+      transport->OnInterfaceStateChange(id, MBN_DEVICE_SERVICES_CAPABLE_INTERFACE_REMOVAL);
+      isClosed = gImports.compares == compares;
+    }
+    SysFreeString(id);
+    return isClosed;
+  }
+
   std::atomic<bool> hasReturned = false;
 };
 
@@ -39,9 +64,7 @@ TEST_F(QmbeClose, WaitsForTheCloseCompletionAndTheDisconnectHandlerRunsOnceFromI
   std::thread::id handlersThread;
   whenDisconnected = [&] { handlersThread = std::this_thread::get_id(); };
   CloseWhile([&] {
-    // Give Close the time that it would need to be over.
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    EXPECT_FALSE(hasReturned);
+    WaitForTheWait();
     EXPECT_THAT(record.Events(), ElementsAre("connected"));
     service->Do("closed 0");
   });
@@ -137,17 +160,9 @@ TEST_F(QmbeClose, ASessionThatOpensWhenCloseHasFoundNoneIsEndedAndReportedToo) {
   ASSERT_TRUE(Open());
   std::atomic<bool> isOpening = false;
   std::atomic<bool> foundClosing = false;
-  // Lets the completion go on when Close no longer lets calls of the sink in: they compare the ID.
   gImports.whenEventIsReset = [&] {
-    const BSTR id = SysAllocString(L"{00000000-0000-0000-0000-000000000001}");
     isOpening = true;
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (!foundClosing && std::chrono::steady_clock::now() < deadline) {
-      const int compares = gImports.compares;
-      transport->OnInterfaceStateChange(id, MBN_DEVICE_SERVICES_CAPABLE_INTERFACE_REMOVAL);
-      foundClosing = gImports.compares == compares;
-    }
-    SysFreeString(id);
+    foundClosing = WaitForTheClosedGate();
   };
   service->Post("opened 0");
   while (!isOpening) std::this_thread::yield();
@@ -217,8 +232,7 @@ TEST_F(QmbeClose, AReopenedSessionIsWaitedForToo) {
   service->Do(std::string("arrive ") + kWantedId);
   ASSERT_TRUE(record.WaitFor(3));
   CloseWhile([&] {
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    EXPECT_FALSE(hasReturned);
+    WaitForTheWait();
     service->Do("closed 0");
   });
 }
@@ -227,8 +241,11 @@ TEST_F(QmbeClose, GivesEverythingBackInThisOrder) {
   // The service has let go of its session by the time that CloseCommandSession returns.
   Serve("close-completion before-return");
   OpenSession();
+  std::vector<std::string> logBeforeComIsLeft;
+  gImports.whenUninitialising = [&] { logBeforeComIsLeft = service->Log(); };
   transport->Close();
   auto log = service->Log();
+  EXPECT_EQ(logBeforeComIsLeft, log) << "COM is left last";
   log.erase(log.begin(),
             std::find(log.begin(), log.end(), "call CloseCommandSession -> 0x00000000"));
   EXPECT_THAT(
@@ -278,20 +295,15 @@ TEST_F(QmbeClose, NoHandlerRunsWhenItHasReturned) {
   Serve();
   OpenSession();
   std::atomic<bool> isInHandler = false;
-  std::atomic<bool> isClosing = false;
   std::atomic<bool> isHandlerDone = false;
   whenDisconnected = [&] {
     isInHandler = true;
-    while (!isClosing) std::this_thread::yield();
-    // Long enough for a Close that did not wait to take the sink back.
-    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(100);
-    while (std::chrono::steady_clock::now() < end) std::this_thread::yield();
+    EXPECT_TRUE(WaitForTheClosedGate());
     EXPECT_THAT(service->Log("sink leaves"), IsEmpty());
     isHandlerDone = true;
   };
   service->Post(std::string("remove ") + kWantedId);
   while (!isInHandler) std::this_thread::yield();
-  isClosing = true;
   transport->Close();
   EXPECT_TRUE(isHandlerDone);
 }

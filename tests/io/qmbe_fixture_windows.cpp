@@ -64,6 +64,7 @@ HRESULT WINAPI CountedInitialize(void* reserved, DWORD kind) {
 
 void WINAPI CountedUninitialize() {
   ++gImports.uninitialised;
+  if (gImports.whenUninitialising) gImports.whenUninitialising();
   ORIGINAL(CoUninitialize)();
 }
 
@@ -138,7 +139,11 @@ BOOL WINAPI WatchedCloseHandle(HANDLE handle) {
 }
 
 DWORD WINAPI WatchedWait(HANDLE handle, DWORD milliseconds) {
-  if (IsSessionEvent(handle) && gImports.waitTimesOut) return WAIT_TIMEOUT;
+  if (IsSessionEvent(handle)) {
+    gImports.waitLimit = milliseconds;
+    gImports.isWaiting = true;
+    if (gImports.waitTimesOut) return WAIT_TIMEOUT;
+  }
   return ORIGINAL(WaitForSingleObject)(handle, milliseconds);
 }
 

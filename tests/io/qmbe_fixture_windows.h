@@ -51,6 +51,9 @@ struct sImports {
   bool eventIsManual = false;
   bool eventWasSet = true;
   int eventCloses = 0;
+  std::atomic<bool> isWaiting = false;           // a wait for the session event has begun
+  std::atomic<DWORD> waitLimit = 0;              // its limit
+  std::function<void()> whenUninitialising;      // before CoUninitialize
   bool waitTimesOut = false;                     // a wait for the session event
   std::function<void()> whenEventIsReset;        // before the session event is
   std::function<void(REFIID iid)> whenCreating;  // before CoCreateInstance

@@ -191,6 +191,17 @@ TEST_F(QmbeOpen, AnArrivalBeforeTheSearchOpensASessionOfItsOwn) {
   EXPECT_THAT(record.Events(), ElementsAre("connected"));
 }
 
+TEST_F(QmbeOpen, AnArrivalBeforeTheRegistrationHasReturnedIsPassedOver) {
+  Serve(std::string("at advise announce ") + kWantedId +
+        " 0\nfail GetInterfaces always 0x80070015");
+  EXPECT_TRUE(Open());
+  EXPECT_THAT(service->Log("callback OnInterfaceStateChange"), SizeIs(1));
+  EXPECT_THAT(service->Log("call GetDeviceServicesContext"), IsEmpty());
+  service->Do(std::string("arrive ") + kWantedId);
+  ASSERT_TRUE(record.WaitFor(1));
+  EXPECT_TRUE(transport->IsOpen());
+}
+
 TEST_F(QmbeOpen, AnArrivalDuringTheSearchWaitsForItsEnd) {
   Serve("fail OpenCommandSession 3 0x8000000C");
   bool isPosted = false;
@@ -345,6 +356,22 @@ TEST_F(QmbeOpen, ANameOf63CharactersFits) {
   ServeOnly("interface " + name);
   EXPECT_TRUE(Open(name));
   EXPECT_THAT(service->Log("call GetDeviceServicesContext " + name), SizeIs(1));
+}
+
+TEST_F(QmbeOpen, ANameOfBytesAbove7fMatchesNoInterface) {
+  Serve();
+  EXPECT_FALSE(Open(std::string(63, '\xE9')));
+  EXPECT_THAT(service->Log("call GetDeviceServicesContext"), IsEmpty());
+}
+
+TEST_F(QmbeOpen, AListWhoseBoundsCannotBeReadMakesItReturnFalse) {
+  for (const char* const call : {"SafeArrayGetLBound", "SafeArrayGetUBound"}) {
+    Serve();
+    gImports.failingArrayCall = call;
+    EXPECT_FALSE(Open()) << call;
+    transport->Close();
+    EXPECT_TRUE(service->HasNothingLeft()) << call;
+  }
 }
 
 TEST_F(QmbeOpen, AnEmptyNameMatchesNoInterface) {
