@@ -2,7 +2,6 @@
 
 #include <wchar.h>
 
-#include <mutex>
 #include <new>
 #include <span>
 #include <utility>
@@ -85,6 +84,7 @@ bool cQMBEIO::Open(const char* deviceName, tConnectionHandler whenConnected,
 
   interfaceId = MakeInterfaceId(deviceName);
   if (!interfaceId) return false;
+  isClosing = false;
   if (!RegisterSink()) return false;
 
   const auto interfaceManager = CreateObject<IMbnInterfaceManager>(kInterfaceManagerClass);
@@ -132,7 +132,8 @@ bool cQMBEIO::OpenWantedInterface(SAFEARRAY* interfaces) {
 }
 
 bool cQMBEIO::OpenService(BSTR wantedInterfaceId) {
-  if (!manager || !eventPoint || adviseCookie == 0) return false;
+  const std::lock_guard guard(openingLock);
+  if (isClosing || !manager || !eventPoint || adviseCookie == 0) return false;
   const cBstr serviceId(kDiagServiceId);
   if (!serviceId) return false;
   for (int attempt = 0; attempt < kOpenAttempts; ++attempt) {
@@ -155,10 +156,15 @@ bool cQMBEIO::OpenService(BSTR wantedInterfaceId) {
 }
 
 void cQMBEIO::Close() {
+  ForbidOpening();
+  // Without a disconnect handler the session is not ended, only let go of with its service.
   if (onDisconnected != nullptr && IsOpen()) CloseSession();
   // From here on no other thread is in the sink, so all the rest is this thread's alone.
   sinkCalls.Close();
+  EndLateSession();
 
+  // This is how Close knows that Open came as far as COM. After an Open without a connect handler
+  // the thread stays in its apartment.
   const bool comInitialised = onConnected != nullptr;
   onConnected = nullptr;
   connectedContext = nullptr;
@@ -173,14 +179,36 @@ void cQMBEIO::Close() {
   if (comInitialised) CoUninitialize();
 }
 
-void cQMBEIO::CloseSession() {
+void cQMBEIO::ForbidOpening() {
+  // With the lock: an arrival that is still opening a service is done afterwards, and Close asks
+  // for the end of the session on the service whose completions count.
+  const std::lock_guard guard(openingLock);
+  isClosing = true;
+}
+
+bool cQMBEIO::AskForTheSessionsEnd() {
   const auto openService = Service();
   ULONG requestId = 0;
-  const bool refused = !openService || FAILED(openService->CloseCommandSession(&requestId));
-  if (!refused && WaitForSingleObject(sessionEvent.Get(), INFINITE) != WAIT_TIMEOUT) return;
+  return openService && SUCCEEDED(openService->CloseCommandSession(&requestId));
+}
+
+void cQMBEIO::CloseSession() {
+  // A wait without a limit never times out; the question only keeps the report from being lost,
+  // should the wait ever get a limit.
+  if (AskForTheSessionsEnd() && WaitForSingleObject(sessionEvent.Get(), INFINITE) != WAIT_TIMEOUT) {
+    return;
+  }
   // No completion follows that would report the end of the session. It may have ended by itself, by
   // the interface's removal, and have been reported by now.
   if (sessionOpen.exchange(0) != 0) onDisconnected(disconnectedContext);
+}
+
+void cQMBEIO::EndLateSession() {
+  // The session opened between Close's question whether it is open and the closing of the gate. Its
+  // completion would not get through any more, so it is not waited for.
+  if (sessionOpen.exchange(0) == 0 || onDisconnected == nullptr) return;
+  static_cast<void>(AskForTheSessionsEnd());
+  onDisconnected(disconnectedContext);
 }
 
 bool cQMBEIO::Write(const void* data, std::uint32_t length) {
@@ -220,14 +248,20 @@ void cQMBEIO::ReportConnected() {
   if (onConnected != nullptr) onConnected(connectedContext);
 }
 
-void cQMBEIO::ReportDisconnected() {
+void cQMBEIO::EndSession() {
+  // Once Close has begun, its own end of the session and the platform's meet: whoever clears the
+  // flag reports it. Before that every end is reported, also a removal without an open session.
+  const bool wasOpen = sessionOpen.exchange(0) != 0;
+  if (!wasOpen && isClosing) return;
   if (onDisconnected != nullptr) onDisconnected(disconnectedContext);
 }
 
 HRESULT STDMETHODCALLTYPE cQMBEIO::OnOpenCommandSessionComplete(IMbnDeviceService* from,
                                                                 HRESULT status, ULONG) {
   const auto pass = sinkCalls.Enter();
-  if (!pass || status != S_OK || !IsOurService(from)) return S_OK;
+  // A session that opens when Close has begun is let go of like one that did not open yet:
+  // resetting the event would keep Close waiting.
+  if (!pass || isClosing || status != S_OK || !IsOurService(from)) return S_OK;
   ResetEvent(sessionEvent.Get());
   sessionOpen = 1;
   ReportConnected();
@@ -238,8 +272,8 @@ HRESULT STDMETHODCALLTYPE cQMBEIO::OnCloseCommandSessionComplete(IMbnDeviceServi
                                                                  ULONG) {
   const auto pass = sinkCalls.Enter();
   if (!pass || !IsOurService(from)) return S_OK;
-  sessionOpen = 0;
-  ReportDisconnected();
+  // Whatever the status says: a session whose end has failed is of no use either.
+  EndSession();
   OutputDebugStringW(L"-------- OnCloseCommandSessionComplete\n");
   SetEvent(sessionEvent.Get());
   return S_OK;
@@ -272,13 +306,14 @@ HRESULT STDMETHODCALLTYPE cQMBEIO::OnInterfaceStateChange(
   if (!pass || !IsSameInterface(changedInterfaceId, interfaceId.Get())) return S_OK;
   switch (state) {
     case MBN_DEVICE_SERVICES_CAPABLE_INTERFACE_REMOVAL:
-      sessionOpen = 0;
-      ReportDisconnected();
+      EndSession();
       // The session went with the interface: a Close that waits for its completion waits in vain.
       SetEvent(sessionEvent.Get());
       break;
     case MBN_DEVICE_SERVICES_CAPABLE_INTERFACE_ARRIVAL:
-      // When it fails there is nothing left to do: the next arrival tries again.
+      // Also while a session is open: then another one is asked for, and its opening is reported
+      // again. When that fails the transport is left with the last service it tried, whose
+      // completions alone count, and the next arrival tries again.
       static_cast<void>(OpenService(interfaceId.Get()));
       break;
   }

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <mutex>
 
 #include "diag/shared_buffer.h"
 #include "io/call_gate.h"
@@ -39,19 +40,28 @@ using tDataHandler = void (*)(void* context, sSharedBuffer* data);
 //                  handler never runs once Close has returned.
 //  adviseCookie    Written by Open when the registration has returned, which the sink's first call
 //                  may come before. An arrival that still reads 0 is passed over; Open is about to
-//                  look for the interface itself. One atomic word.
+//                  look for the interface itself. (When it then cannot list the interfaces, only
+//                  the next arrival opens the session.) One atomic word.
 //  service         Set by the session thread (Open) and by the sink (an arrival), used by both:
 //                  each takes a reference of its own under `lock`, and holds `lock` for no more.
-//  sessionOpen     Written by the sink, read by any thread. One atomic byte that announces nothing
-//                  but itself. A Write that still reads 1 when the session has just been lost fails
-//                  in the platform; a Close that does so has its request refused, or finds
-//                  `sessionEvent` set, and does not hang.
+//  openingLock     Held for all of OpenService, so that Open's search and an arrival that comes
+//                  during it open one after the other. Both then ask for a session, each on a
+//                  service object of its own, and from then on only the later one's completions
+//                  and notifications count. Never taken with `lock` held.
+//  isClosing       Set first of all by Close, under `openingLock`, and cleared by Open. While it is
+//                  set, no arrival and no open completion brings the session back, so that nothing
+//                  resets `sessionEvent` under a Close that waits for it.
+//  sessionOpen     Set by the sink; cleared by the sink or by Close, of which the one that finds it
+//                  set reports the end. One atomic byte that announces nothing but itself. A Write
+//                  that still reads 1 when the session has just been lost fails in the platform; a
+//                  Close that does so has its request refused, or finds `sessionEvent` set, and
+//                  does not hang.
 //  onData, dataContext
 //                  Set by the connect handler, so on the sink's thread, and read there for each
 //                  notification. Each is read once and both have to be there; a reconnection sets
 //                  what stands there already. Close leaves them: without a service no notification
 //                  gets as far as them.
-//  sessionEvent    The handle is there from the constructor to the destructor.
+//  sessionEvent    A kernel object. The handle is there from the constructor to the destructor.
 class cQMBEIO final : public IMbnDeviceServicesEvents, public cIO {
  public:
   cQMBEIO();
@@ -80,6 +90,9 @@ class cQMBEIO final : public IMbnDeviceServicesEvents, public cIO {
   // The wait ends too when the platform refuses the request, or reports that the interface has
   // gone: no completion follows then. A platform that takes the request and stays silent about an
   // interface that is still there keeps Close waiting.
+  //
+  // A session that has not opened when Close begins is only let go of, and so is an open one when
+  // there is no disconnect handler. Without a connect handler the thread stays in its apartment.
   void Close() override;
 
   // One command with the bytes as its data. Only while the session is open. The command's
@@ -125,9 +138,12 @@ class cQMBEIO final : public IMbnDeviceServicesEvents, public cIO {
   [[nodiscard]] bool RegisterSink();
   [[nodiscard]] bool OpenWantedInterface(SAFEARRAY* interfaces);
   [[nodiscard]] bool OpenService(BSTR wantedInterfaceId);
+  void ForbidOpening();
   void CloseSession();
+  void EndLateSession();
+  [[nodiscard]] bool AskForTheSessionsEnd();
   void ReportConnected();
-  void ReportDisconnected();
+  void EndSession();
   void SetService(cComPointer<IMbnDeviceService> next);
   [[nodiscard]] cComPointer<IMbnDeviceService> Service();
   [[nodiscard]] bool IsOurService(const IMbnDeviceService* other);
@@ -140,6 +156,8 @@ class cQMBEIO final : public IMbnDeviceServicesEvents, public cIO {
   cComPointer<IConnectionPoint> eventPoint;
   std::atomic<DWORD> adviseCookie = 0;  // 0: not registered
   std::atomic<std::uint8_t> sessionOpen = 0;
+  std::mutex openingLock;
+  std::atomic<bool> isClosing = false;
   tConnectionHandler onConnected = nullptr;  // set by Open once COM is initialised
   void* connectedContext = nullptr;
   tConnectionHandler onDisconnected = nullptr;

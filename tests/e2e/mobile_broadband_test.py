@@ -229,6 +229,12 @@ class Pacing(MobileBroadbandTestCase):
         self.wait_requests(6)
         self.do(f"packets {LOG.hex()}")
         self.assertEqual(self.requests(), diag.START_UP_REQUESTS[:6])
+
+        # Then everything is sent from number 0, up to the one that stays unanswered again.
+        self.do(f"remove {ID}")
+        self.arrive()
+        self.wait_requests(12)
+        self.assertEqual(self.requests(), 2 * diag.START_UP_REQUESTS[:6])
         self.stop()
 
     def test_two_replies_to_one_request_wrap_the_counter_and_stop_the_sending(self):

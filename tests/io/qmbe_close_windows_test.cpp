@@ -30,6 +30,31 @@ class QmbeClose : public QmbeTest {
     other.join();
   }
 
+  // Until Close waits for the session's end, without a limit.
+  void WaitForTheWait() const {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (!gImports.isWaiting && std::chrono::steady_clock::now() < deadline) {
+      std::this_thread::yield();
+    }
+    EXPECT_TRUE(gImports.isWaiting);
+    EXPECT_EQ(gImports.waitLimit, INFINITE);
+    EXPECT_FALSE(hasReturned);
+  }
+
+  // Until Close lets no call of the sink in any more: one that gets in compares the ID.
+  [[nodiscard]] bool WaitForTheClosedGate() {
+    const BSTR id = SysAllocString(L"{00000000-0000-0000-0000-000000000001}");
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    bool isClosed = false;
+    while (!isClosed && std::chrono::steady_clock::now() < deadline) {
+      const int compares = gImports.compares;
+      transport->OnInterfaceStateChange(id, MBN_DEVICE_SERVICES_CAPABLE_INTERFACE_REMOVAL);
+      isClosed = gImports.compares == compares;
+    }
+    SysFreeString(id);
+    return isClosed;
+  }
+
   std::atomic<bool> hasReturned = false;
 };
 
@@ -39,9 +64,7 @@ TEST_F(QmbeClose, WaitsForTheCloseCompletionAndTheDisconnectHandlerRunsOnceFromI
   std::thread::id handlersThread;
   whenDisconnected = [&] { handlersThread = std::this_thread::get_id(); };
   CloseWhile([&] {
-    // Give Close the time that it would need to be over.
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    EXPECT_FALSE(hasReturned);
+    WaitForTheWait();
     EXPECT_THAT(record.Events(), ElementsAre("connected"));
     service->Do("closed 0");
   });
@@ -128,7 +151,77 @@ TEST_F(QmbeClose, WithoutADisconnectHandlerTheSessionIsOnlyLetGoOf) {
   ASSERT_TRUE(service->WaitForLog("callback OnOpenCommandSessionComplete"));
   ASSERT_TRUE(transport->IsOpen());
   transport->Close();
+  EXPECT_FALSE(transport->IsOpen());
   EXPECT_THAT(service->Log("call CloseCommandSession"), IsEmpty());
+}
+
+TEST_F(QmbeClose, ASessionThatOpensWhenCloseHasFoundNoneIsEndedAndReportedToo) {
+  Serve("open-completion withheld");
+  ASSERT_TRUE(Open());
+  std::atomic<bool> isOpening = false;
+  std::atomic<bool> foundClosing = false;
+  gImports.whenEventIsReset = [&] {
+    isOpening = true;
+    foundClosing = WaitForTheClosedGate();
+  };
+  service->Post("opened 0");
+  while (!isOpening) std::this_thread::yield();
+  transport->Close();
+  EXPECT_TRUE(foundClosing);
+  EXPECT_FALSE(transport->IsOpen());
+  EXPECT_THAT(record.Events(), ElementsAre("connected", "disconnected"));
+  EXPECT_THAT(service->Log("call CloseCommandSession"), ElementsAre(" -> 0x00000000"));
+}
+
+TEST_F(QmbeClose, AnInterfaceThatGoesAndComesBackMeanwhileIsNotOpenedAgain) {
+  Serve("close-completion withheld");
+  OpenSession();
+  // The removal's report comes before it ends the wait.
+  whenDisconnected = [&] { service->Post(std::string("arrive ") + kWantedId); };
+  CloseWhile([&] { service->Post(std::string("remove ") + kWantedId); });
+  EXPECT_THAT(service->Log("call OpenCommandSession"), SizeIs(1));
+  EXPECT_THAT(record.Events(), ElementsAre("connected", "disconnected"));
+}
+
+TEST_F(QmbeClose, AnArrivalAndAnOpenCompletionMeanwhileDoNothing) {
+  Serve("close-completion withheld");
+  OpenSession();
+  CloseWhile([&] {
+    service->Do(std::string("announce ") + kWantedId + " 0");
+    service->Do("opened 0");
+    EXPECT_THAT(record.Events(), ElementsAre("connected"));
+    service->Do("closed 0");
+  });
+  EXPECT_THAT(service->Log("call OpenCommandSession"), SizeIs(1));
+  EXPECT_THAT(record.Events(), ElementsAre("connected", "disconnected", kDebuggerLine));
+}
+
+TEST_F(QmbeClose, ARefusedRequestAndARemovalReportTheEndOnce) {
+  Serve("fail CloseCommandSession always 0x80070015");
+  OpenSession();
+  whenDisconnected = [&] { service->Do(std::string("remove ") + kWantedId); };
+  transport->Close();
+  EXPECT_THAT(service->Log("callback OnInterfaceStateChange"), SizeIs(1));
+  EXPECT_THAT(record.Events(), ElementsAre("connected", "disconnected"));
+}
+
+TEST_F(QmbeClose, AWaitThatTimesOutReportsTheEndOnce) {
+  Serve("close-completion withheld");
+  OpenSession();
+  gImports.waitTimesOut = true;
+  transport->Close();
+  EXPECT_THAT(record.Events(), ElementsAre("connected", "disconnected"));
+  EXPECT_FALSE(transport->IsOpen());
+  EXPECT_THAT(service->Log("call CloseCommandSession"), SizeIs(1));
+}
+
+TEST_F(QmbeClose, TheSessionEventIsManualResetAndUnsignalledAndGoesWithTheTransport) {
+  EXPECT_TRUE(gImports.eventIsManual);
+  EXPECT_FALSE(gImports.eventWasSet);
+  transport->Close();
+  EXPECT_EQ(gImports.eventCloses, 0);
+  Finish();
+  EXPECT_EQ(gImports.eventCloses, 1);
 }
 
 TEST_F(QmbeClose, AReopenedSessionIsWaitedForToo) {
@@ -139,8 +232,7 @@ TEST_F(QmbeClose, AReopenedSessionIsWaitedForToo) {
   service->Do(std::string("arrive ") + kWantedId);
   ASSERT_TRUE(record.WaitFor(3));
   CloseWhile([&] {
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    EXPECT_FALSE(hasReturned);
+    WaitForTheWait();
     service->Do("closed 0");
   });
 }
@@ -149,8 +241,11 @@ TEST_F(QmbeClose, GivesEverythingBackInThisOrder) {
   // The service has let go of its session by the time that CloseCommandSession returns.
   Serve("close-completion before-return");
   OpenSession();
+  std::vector<std::string> logBeforeComIsLeft;
+  gImports.whenUninitialising = [&] { logBeforeComIsLeft = service->Log(); };
   transport->Close();
   auto log = service->Log();
+  EXPECT_EQ(logBeforeComIsLeft, log) << "COM is left last";
   log.erase(log.begin(),
             std::find(log.begin(), log.end(), "call CloseCommandSession -> 0x00000000"));
   EXPECT_THAT(
@@ -200,20 +295,15 @@ TEST_F(QmbeClose, NoHandlerRunsWhenItHasReturned) {
   Serve();
   OpenSession();
   std::atomic<bool> isInHandler = false;
-  std::atomic<bool> isClosing = false;
   std::atomic<bool> isHandlerDone = false;
   whenDisconnected = [&] {
     isInHandler = true;
-    while (!isClosing) std::this_thread::yield();
-    // Long enough for a Close that did not wait to take the sink back.
-    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(100);
-    while (std::chrono::steady_clock::now() < end) std::this_thread::yield();
+    EXPECT_TRUE(WaitForTheClosedGate());
     EXPECT_THAT(service->Log("sink leaves"), IsEmpty());
     isHandlerDone = true;
   };
   service->Post(std::string("remove ") + kWantedId);
   while (!isInHandler) std::this_thread::yield();
-  isClosing = true;
   transport->Close();
   EXPECT_TRUE(isHandlerDone);
 }

@@ -1,6 +1,7 @@
 #include "io/qmbe_fixture_windows.h"
 
 #include <chrono>
+#include <memory>
 
 #include "io/replaced_import.h"
 
@@ -26,6 +27,12 @@ int WINAPI CompareByName(const wchar_t* locale, DWORD flags, const wchar_t* left
 int WINAPI CompareByNumber(LCID locale, DWORD flags, const wchar_t* left, int leftLength,
                            const wchar_t* right, int rightLength);
 void WINAPI TakeDebuggerLine(const wchar_t* text);
+BOOL WINAPI WatchedReset(HANDLE event);
+BOOL WINAPI WatchedCloseHandle(HANDLE handle);
+DWORD WINAPI WatchedWait(HANDLE handle, DWORD milliseconds);
+HRESULT WINAPI AccessData(SAFEARRAY* array, void** data);
+HRESULT WINAPI LowerBound(SAFEARRAY* array, UINT dimension, LONG* bound);
+HRESULT WINAPI UpperBound(SAFEARRAY* array, UINT dimension, LONG* bound);
 
 }  // namespace
 }  // namespace corvane::test
@@ -39,6 +46,12 @@ REPLACE_IMPORT(CreateEventW, corvane::test::MakeEvent)
 REPLACE_IMPORT(CompareStringEx, corvane::test::CompareByName)
 REPLACE_IMPORT(CompareStringW, corvane::test::CompareByNumber)
 REPLACE_IMPORT(OutputDebugStringW, corvane::test::TakeDebuggerLine)
+REPLACE_IMPORT(ResetEvent, corvane::test::WatchedReset)
+REPLACE_IMPORT(CloseHandle, corvane::test::WatchedCloseHandle)
+REPLACE_IMPORT(WaitForSingleObject, corvane::test::WatchedWait)
+REPLACE_IMPORT(SafeArrayAccessData, corvane::test::AccessData)
+REPLACE_IMPORT(SafeArrayGetLBound, corvane::test::LowerBound)
+REPLACE_IMPORT(SafeArrayGetUBound, corvane::test::UpperBound)
 
 namespace corvane::test {
 namespace {
@@ -51,6 +64,7 @@ HRESULT WINAPI CountedInitialize(void* reserved, DWORD kind) {
 
 void WINAPI CountedUninitialize() {
   ++gImports.uninitialised;
+  if (gImports.whenUninitialising) gImports.whenUninitialising();
   ORIGINAL(CoUninitialize)();
 }
 
@@ -59,12 +73,15 @@ HRESULT WINAPI WatchedCreate(REFCLSID classId, IUnknown* outer, DWORD context, R
   gImports.contexts.push_back(context);
   gImports.createdClasses.push_back(classId);
   gImports.createdInterfaces.push_back(iid);
+  if (gImports.whenCreating) gImports.whenCreating(iid);
   return ORIGINAL(CoCreateInstance)(classId, outer, context, iid, object);
 }
 
 BSTR WINAPI AllocateString(const OLECHAR* text) {
   if (gImports.failingString && (*gImports.failingString)-- == 0) return nullptr;
-  return ORIGINAL(SysAllocString)(text);
+  const BSTR string = ORIGINAL(SysAllocString)(text);
+  if (gImports.whenString) gImports.whenString(string);
+  return string;
 }
 
 SAFEARRAY* WINAPI CreateVector(VARTYPE type, LONG lower, ULONG count) {
@@ -73,12 +90,20 @@ SAFEARRAY* WINAPI CreateVector(VARTYPE type, LONG lower, ULONG count) {
 
 HANDLE WINAPI MakeEvent(LPSECURITY_ATTRIBUTES security, BOOL isManual, BOOL isSet,
                         const wchar_t* name) {
-  return gImports.eventsFail ? nullptr : ORIGINAL(CreateEventW)(security, isManual, isSet, name);
+  if (gImports.eventsFail) return nullptr;
+  const HANDLE event = ORIGINAL(CreateEventW)(security, isManual, isSet, name);
+  if (gImports.sessionEvent == nullptr) {
+    gImports.sessionEvent = event;
+    gImports.eventIsManual = isManual != FALSE;
+    gImports.eventWasSet = isSet != FALSE;
+  }
+  return event;
 }
 
 int WINAPI CompareByName(const wchar_t* locale, DWORD flags, const wchar_t* left, int leftLength,
                          const wchar_t* right, int rightLength, NLSVERSIONINFO* version,
                          void* reserved, LPARAM parameter) {
+  ++gImports.compares;
   gImports.comparedLocales.emplace_back(locale);
   gImports.compareFlags.push_back(flags);
   if (gImports.compareExResult) return *gImports.compareExResult;
@@ -95,6 +120,46 @@ int WINAPI CompareByNumber(LCID locale, DWORD flags, const wchar_t* left, int le
 
 void WINAPI TakeDebuggerLine(const wchar_t* text) {
   if (gDebuggerLine) gDebuggerLine(text);
+}
+
+// Others in the program have events too, such as the threads' library.
+bool IsSessionEvent(HANDLE handle) { return handle != nullptr && handle == gImports.sessionEvent; }
+
+BOOL WINAPI WatchedReset(HANDLE event) {
+  if (IsSessionEvent(event) && gImports.whenEventIsReset) gImports.whenEventIsReset();
+  return ORIGINAL(ResetEvent)(event);
+}
+
+BOOL WINAPI WatchedCloseHandle(HANDLE handle) {
+  if (IsSessionEvent(handle)) {
+    ++gImports.eventCloses;
+    gImports.sessionEvent = nullptr;
+  }
+  return ORIGINAL(CloseHandle)(handle);
+}
+
+DWORD WINAPI WatchedWait(HANDLE handle, DWORD milliseconds) {
+  if (IsSessionEvent(handle)) {
+    gImports.waitLimit = milliseconds;
+    gImports.isWaiting = true;
+    if (gImports.waitTimesOut) return WAIT_TIMEOUT;
+  }
+  return ORIGINAL(WaitForSingleObject)(handle, milliseconds);
+}
+
+HRESULT WINAPI AccessData(SAFEARRAY* array, void** data) {
+  if (gImports.failingArrayCall == "SafeArrayAccessData") return E_UNEXPECTED;
+  return ORIGINAL(SafeArrayAccessData)(array, data);
+}
+
+HRESULT WINAPI LowerBound(SAFEARRAY* array, UINT dimension, LONG* bound) {
+  if (gImports.failingArrayCall == "SafeArrayGetLBound") return E_UNEXPECTED;
+  return ORIGINAL(SafeArrayGetLBound)(array, dimension, bound);
+}
+
+HRESULT WINAPI UpperBound(SAFEARRAY* array, UINT dimension, LONG* bound) {
+  if (gImports.failingArrayCall == "SafeArrayGetUBound") return E_UNEXPECTED;
+  return ORIGINAL(SafeArrayGetUBound)(array, dimension, bound);
 }
 
 std::string Hex(std::span<const std::uint8_t> bytes) {
@@ -127,13 +192,23 @@ bool cHandlerRecord::WaitFor(std::size_t count) {
   return changed.wait_for(guard, std::chrono::seconds(20), [&] { return events.size() >= count; });
 }
 
+void ForgetImports() {
+  std::destroy_at(&gImports);
+  std::construct_at(&gImports);
+}
+
 void QmbeTest::SetUp() {
-  gImports = {};
+  ForgetImports();
   gDebuggerLine = [this](const wchar_t* text) {
     const std::wstring wide(text);
     record.Add("debugger " + std::string(wide.begin(), wide.end()));
   };
   blocksBefore = LiveAutomationBlocks();
+  MakeTransport();
+}
+
+void QmbeTest::MakeTransport() {
+  gImports.sessionEvent = nullptr;
   transport = new cQMBEIO;
   transport->AddRef();
 }

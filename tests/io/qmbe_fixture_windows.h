@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <condition_variable>
 #include <cstdint>
 #include <functional>
@@ -45,13 +46,30 @@ struct sImports {
   std::optional<int> failingString;  // which SysAllocString from now on finds no memory, from 0
   bool arraysFail = false;
   bool eventsFail = false;
-  std::optional<int> compareExResult;  // instead of CompareStringEx
-  std::optional<int> compareResult;    // instead of CompareStringW
+  // The event of the fixture's transport, how it was made, and whether its handle was closed.
+  HANDLE sessionEvent = nullptr;
+  bool eventIsManual = false;
+  bool eventWasSet = true;
+  int eventCloses = 0;
+  std::atomic<bool> isWaiting = false;           // a wait for the session event has begun
+  std::atomic<DWORD> waitLimit = 0;              // its limit
+  std::function<void()> whenUninitialising;      // before CoUninitialize
+  bool waitTimesOut = false;                     // a wait for the session event
+  std::function<void()> whenEventIsReset;        // before the session event is
+  std::function<void(REFIID iid)> whenCreating;  // before CoCreateInstance
+  std::function<void(BSTR text)> whenString;     // after SysAllocString
+  std::string failingArrayCall;                  // the SafeArray function that fails
+  std::optional<int> compareExResult;            // instead of CompareStringEx
+  std::optional<int> compareResult;              // instead of CompareStringW
   std::vector<std::wstring> comparedLocales;
   std::vector<DWORD> compareFlags;
-  int plainCompares = 0;  // calls of CompareStringW
+  std::atomic<int> compares = 0;  // calls of CompareStringEx
+  int plainCompares = 0;          // calls of CompareStringW
 };
 extern sImports gImports;
+
+// As at the program's start.
+void ForgetImports();
 
 // A transport, the service that it talks to, and its handlers. Whatever a test does, at its end the
 // transport is closed and given back, and then nothing may be left: no object of the service, no
@@ -69,6 +87,8 @@ class QmbeTest : public ::testing::Test {
   [[nodiscard]] bool Open(const std::string& deviceName = kWantedId);
   // Opens the session and waits for the connect handler. `SetDataHandler` is done.
   void OpenSession();
+  // A new transport, whose event is gImports.sessionEvent.
+  void MakeTransport();
   // Close and the last Release.
   void Finish();
 
@@ -80,7 +100,6 @@ class QmbeTest : public ::testing::Test {
   cQMBEIO* transport = nullptr;
   std::optional<cMbnService> service;
   cHandlerRecord record;
-  std::string debuggerLine;
 
  private:
   static void OnConnected(void* test);

@@ -1,5 +1,9 @@
 #include <gmock/gmock.h>
 
+#include <string>
+#include <thread>
+#include <vector>
+
 #include "io/qmbe_fixture_windows.h"
 #include "platform/bounded_copy_end.h"
 
@@ -82,8 +86,7 @@ TEST_F(QmbeOpen, TheManagersAreCreatedInAnyServerAndInThisOrder) {
 TEST_F(QmbeOpen, WithoutTheSessionEventItReturnsFalseBeforeAnythingElse) {
   Finish();
   gImports.eventsFail = true;
-  transport = new cQMBEIO;
-  transport->AddRef();
+  MakeTransport();
   Serve();
   EXPECT_FALSE(Open());
   EXPECT_EQ(gImports.initialised, 0);
@@ -171,6 +174,56 @@ TEST_F(QmbeOpen, WithoutAnInterfaceManagerItReturnsFalse) {
   EXPECT_THAT(service->Log("call GetInterfaces"), IsEmpty());
   Finish();
   EXPECT_THAT(service->Log("sink released "), SizeIs(1));
+}
+
+// An arrival while Open is at work.
+
+TEST_F(QmbeOpen, AnArrivalBeforeTheSearchOpensASessionOfItsOwn) {
+  Serve("open-completion withheld");
+  gImports.whenCreating = [&](REFIID iid) {
+    if (!IsEqualGUID(iid, kInterfaceId<IMbnInterfaceManager>)) return;
+    service->Do(std::string("announce ") + kWantedId + " 0");
+  };
+  EXPECT_TRUE(Open());
+  EXPECT_THAT(service->Log("call OpenCommandSession"), SizeIs(2));
+  EXPECT_THAT(service->Log("gone Service"), ElementsAre("#1")) << "the later one counts";
+  service->Do("opened 0");
+  EXPECT_THAT(record.Events(), ElementsAre("connected"));
+}
+
+TEST_F(QmbeOpen, AnArrivalBeforeTheRegistrationHasReturnedIsPassedOver) {
+  Serve(std::string("at advise announce ") + kWantedId +
+        " 0\nfail GetInterfaces always 0x80070015");
+  EXPECT_TRUE(Open());
+  EXPECT_THAT(service->Log("callback OnInterfaceStateChange"), SizeIs(1));
+  EXPECT_THAT(service->Log("call GetDeviceServicesContext"), IsEmpty());
+  service->Do(std::string("arrive ") + kWantedId);
+  ASSERT_TRUE(record.WaitFor(1));
+  EXPECT_TRUE(transport->IsOpen());
+}
+
+TEST_F(QmbeOpen, AnArrivalDuringTheSearchWaitsForItsEnd) {
+  Serve("fail OpenCommandSession 3 0x8000000C");
+  bool isPosted = false;
+  // The search is about to look for the DIAG service.
+  gImports.whenString = [&](const BSTR text) {
+    if (isPosted || std::wstring(text) != L"{2D0C12C9-0E6A-495A-915C-8D174FE5D63C}") return;
+    isPosted = true;
+    const int compares = gImports.compares;
+    service->Post(std::string("announce ") + kWantedId + " 0");
+    while (gImports.compares == compares) std::this_thread::yield();
+  };
+  EXPECT_TRUE(Open());
+  ASSERT_TRUE(service->WaitForLog("call OpenCommandSession -> 0x00000000", 2));
+  std::vector<std::string> order;
+  for (const std::string& line : service->Log("call ")) {
+    if (line.starts_with("GetDeviceServicesContext")) order.emplace_back("context");
+    if (line.starts_with("GetDeviceService ")) order.emplace_back("service");
+    if (line.starts_with("OpenCommandSession")) order.emplace_back("session");
+  }
+  const std::vector<std::string> attempt = {"context", "service", "session"};
+  ASSERT_THAT(order, SizeIs(5 * attempt.size()));
+  for (std::size_t i = 0; i < order.size(); ++i) EXPECT_EQ(order[i], attempt[i % 3]) << i;
 }
 
 // The list of interfaces.
@@ -303,6 +356,22 @@ TEST_F(QmbeOpen, ANameOf63CharactersFits) {
   ServeOnly("interface " + name);
   EXPECT_TRUE(Open(name));
   EXPECT_THAT(service->Log("call GetDeviceServicesContext " + name), SizeIs(1));
+}
+
+TEST_F(QmbeOpen, ANameOfBytesAbove7fMatchesNoInterface) {
+  Serve();
+  EXPECT_FALSE(Open(std::string(63, '\xE9')));
+  EXPECT_THAT(service->Log("call GetDeviceServicesContext"), IsEmpty());
+}
+
+TEST_F(QmbeOpen, AListWhoseBoundsCannotBeReadMakesItReturnFalse) {
+  for (const char* const call : {"SafeArrayGetLBound", "SafeArrayGetUBound"}) {
+    Serve();
+    gImports.failingArrayCall = call;
+    EXPECT_FALSE(Open()) << call;
+    transport->Close();
+    EXPECT_TRUE(service->HasNothingLeft()) << call;
+  }
 }
 
 TEST_F(QmbeOpen, AnEmptyNameMatchesNoInterface) {

@@ -65,6 +65,17 @@ TEST_F(QmbeWrite, ReturnsFalseWithoutMemoryForTheData) {
   EXPECT_THAT(service->Log("call SetCommand"), IsEmpty());
 }
 
+TEST_F(QmbeWrite, ReturnsFalseWhenTheDataCannotBeFilledIn) {
+  Serve();
+  OpenSession();
+  for (const char* const call :
+       {"SafeArrayAccessData", "SafeArrayGetLBound", "SafeArrayGetUBound"}) {
+    gImports.failingArrayCall = call;
+    EXPECT_FALSE(transport->Write(kBytes, 4)) << call;
+  }
+  EXPECT_THAT(service->Log("call SetCommand"), IsEmpty());
+}
+
 TEST_F(QmbeWrite, ReturnsFalseWhileTheSessionIsClosed) {
   Serve("open-completion withheld");
   EXPECT_FALSE(transport->Write(kBytes, 4)) << "before Open";
@@ -134,6 +145,52 @@ TEST_F(QmbeNotification, WithoutAOneDimensionalArrayOfBytesIsDropped) {
   OpenSession();
   for (const char* const step : {"nothing", "rectangle", "words 8"}) service->Do(step);
   EXPECT_THAT(record.Events(), ElementsAre("connected"));
+}
+
+TEST_F(QmbeNotification, IsReadFromWhateverIndexItsArrayBeginsAt) {
+  Serve();
+  OpenSession();
+  service->Do("bytes-from 1 01020304");
+  service->Do("bytes-from -7 05060708");
+  service->Do("bytes-from 100 010203");
+  EXPECT_THAT(record.Events(), ElementsAre("connected", "data 01020304", "data 05060708"));
+}
+
+TEST_F(QmbeNotification, WhoseBytesCannotBeReachedIsDropped) {
+  Serve();
+  OpenSession();
+  for (const char* const call :
+       {"SafeArrayAccessData", "SafeArrayGetLBound", "SafeArrayGetUBound"}) {
+    gImports.failingArrayCall = call;
+    service->Do("bytes 01020304");
+  }
+  EXPECT_THAT(record.Events(), ElementsAre("connected"));
+}
+
+TEST_F(QmbeNotification, LeavesNothingBehind) {
+  Serve();
+  OpenSession();
+  int calls = 0;
+  transport->SetDataHandler([](void* count, sSharedBuffer*) { ++*static_cast<int*>(count); },
+                            &calls);
+  service->Do("bytes 01020304");
+  const std::int64_t before = LiveNewAllocations();
+  service->Do("bytes 01020304");
+  EXPECT_EQ(LiveNewAllocations(), before);
+  EXPECT_EQ(calls, 2);
+}
+
+TEST_F(QmbeNotification, ABlockThatTheHandlerKeepsStaysWhole) {
+  Serve();
+  OpenSession();
+  cBufferReference kept;
+  whenData = [&](sSharedBuffer& data) { kept = cBufferReference(&data); };
+  service->Do("bytes 01020304");
+  whenData = nullptr;
+  service->Do("bytes 05060708");
+  ASSERT_NE(kept.Get(), nullptr);
+  EXPECT_EQ(kept.Get()->refCount, 1U);
+  EXPECT_THAT(kept.Get()->Bytes(), ElementsAre(1, 2, 3, 4));
 }
 
 TEST_F(QmbeNotification, FromAnotherServiceIsDropped) {
@@ -256,6 +313,31 @@ TEST_F(QmbeStateChange, WithoutAnInterfaceIdIsIgnored) {
       transport->OnInterfaceStateChange(nullptr, MBN_DEVICE_SERVICES_CAPABLE_INTERFACE_REMOVAL),
       S_OK);
   EXPECT_TRUE(transport->IsOpen());
+}
+
+TEST_F(QmbeStateChange, AnArrivalWhileTheSessionIsOpenAsksForAnother) {
+  Serve();
+  OpenSession();
+  service->Do(std::string("announce ") + kWantedId + " 0");
+  ASSERT_TRUE(record.WaitFor(2));
+  EXPECT_THAT(record.Events(), ElementsAre("connected", "connected"));
+  EXPECT_THAT(service->Log("call OpenCommandSession"), SizeIs(2));
+  EXPECT_THAT(service->Log("gone Service"), ElementsAre("#1"));
+  EXPECT_TRUE(transport->Write(kBytes, 4));
+}
+
+TEST_F(QmbeStateChange, AnArrivalWhileTheSessionIsOpenThatFailsLeavesTheLastServiceThere) {
+  Serve();
+  OpenSession();
+  // The session stays with the first service, whose completions do not count any more.
+  service->Do("fail OpenCommandSession 1 0x80004005");
+  service->Do(std::string("announce ") + kWantedId + " 0");
+  EXPECT_TRUE(transport->IsOpen());
+  EXPECT_FALSE(transport->Write(kBytes, 4));
+  service->Do("bytes 01020304");
+  EXPECT_THAT(record.Events(), ElementsAre("connected"));
+  transport->Close();
+  EXPECT_THAT(record.Events(), ElementsAre("connected", "disconnected"));
 }
 
 TEST_F(QmbeStateChange, AnArrivalThatDoesNotOpenLeavesRoomForTheNext) {

@@ -65,11 +65,6 @@ int Do(const char* step, bool waits) {
 extern "C" int StandInDo(const char* step) { return Do(step, true); }
 extern "C" int StandInPost(const char* step) { return Do(step, false); }
 
-// Returns when all that was posted so far has been done.
-extern "C" void StandInFlush() {
-  if (const auto world = cWorld::Current()) world->Flush();
-}
-
 extern "C" HRESULT STDMETHODCALLTYPE DllGetClassObject(REFCLSID classId, REFIID iid,
                                                        void** object) {
   if (object == nullptr) return E_POINTER;

@@ -36,7 +36,7 @@ void ParseAt(sScenario& scenario, const std::vector<std::string>& words) {
   if (trigger == "command") {
     trigger += " " + words.at(2);
     stepStart = 3;
-  } else if (trigger != "opened") {
+  } else if (trigger != "opened" && trigger != "advise") {
     throw std::invalid_argument("unknown trigger " + trigger);
   }
   scenario.steps[trigger].push_back(
@@ -49,11 +49,10 @@ void ParseStatement(sScenario& scenario, const std::vector<std::string>& words) 
     scenario.interfaces.emplace_back(words.at(1).begin(), words.at(1).end());
   } else if (name == "interface-list") {
     scenario.interfaceList = words.at(1);
-  } else if (name == "fail" || name == "nothing") {
-    sFailure failure;
-    failure.timesLeft = words.at(2) == "always" ? UINT32_MAX : ParseCount(words.at(2));
-    failure.result = name == "fail" ? ParseResult(words.at(3)) : S_OK;
-    scenario.failures[words.at(1)].push_back(failure);
+  } else if (name == "fail") {
+    AddFailure(scenario, words.at(1), words.at(2), ParseResult(words.at(3)));
+  } else if (name == "nothing") {
+    AddFailure(scenario, words.at(1), words.at(2), S_OK);
   } else if (name == "open-completion") {
     scenario.openCompletion = ParseCompletion(words);
   } else if (name == "close-completion") {
@@ -79,17 +78,23 @@ std::vector<std::string> SplitWords(const std::string& line) {
   return words;
 }
 
+void AddFailure(sScenario& scenario, const std::string& call, const std::string& times,
+                long result) {
+  const std::uint32_t timesLeft = times == "always" ? UINT32_MAX : ParseCount(times);
+  scenario.failures[call].push_back({timesLeft, result});
+}
+
 long ParseResult(const std::string& word) {
   return static_cast<long>(std::stoul(word, nullptr, 0));
 }
 
 sStep ParseStep(const std::vector<std::string>& words) {
   static const std::set<std::string> kNames{
-      "announce",         "arrive",      "bytes",    "closed",
-      "nothing",          "opened",      "others",   "packets",
-      "rectangle",        "remove",      "reply",    "reply-cut",
-      "reply-overtaking", "reply-twice", "stranger", "stranger-closed",
-      "stranger-opened",  "words",       "zeros"};
+      "announce",    "arrive",   "bytes",           "bytes-from",      "closed",
+      "fail",        "nothing",  "opened",          "others",          "packets",
+      "rectangle",   "remove",   "reply",           "reply-cut",       "reply-overtaking",
+      "reply-twice", "stranger", "stranger-closed", "stranger-opened", "words",
+      "zeros"};
   if (words.empty() || !kNames.contains(words[0])) throw std::invalid_argument("unknown step");
   return {words[0], {words.begin() + 1, words.end()}};
 }

@@ -17,9 +17,9 @@ namespace mbn_stand_in {
 // C writes it, HEX are bytes as pairs of digits.
 //
 //   interface ID              an interface that is there from the start; more lines, more of them
-//   interface-list FORM       what GetInterfaces gives: vector (the usual), from-one (its lower
-//   bound
-//                             is 1), matrix (two dimensions), numbers (VT_I4), nothing (success and
+//   interface-list FORM       what GetInterfaces gives: vector (the usual), from-one (from index
+//   1),
+//                             matrix (two dimensions), numbers (VT_I4), nothing (success and
 //                             null), strangers (a null element and one that is no interface stand
 //                             before the others)
 //   fail CALL TIMES HRESULT   the first TIMES calls ("always": all) of this method of any object
@@ -35,12 +35,12 @@ namespace mbn_stand_in {
 //                             before-return (on a thread of its own, before the call that asked for
 //                             it returns), withheld (not at all; a step can make up for it)
 //   threads COUNT             so many delivery threads take turns, one call after the other; 1
-//   reply CODE HEX            a command whose packet begins with CODE is replied to with this
-//   packet;
-//                             the others with their own packet
+//   reply CODE HEX            the reply to a command whose packet begins with CODE is this packet;
+//                             to the others it is their own packet
 //   at command N STEP         what follows the N-th command of a session (from 0); more lines, more
 //   at command * STEP         steps. "*": every command without lines of its own
 //   at opened STEP            what follows an open completion
+//   at advise STEP            what is over before Advise returns
 //
 // Steps, each a call of the sink's on a delivery thread unless it says otherwise (the event IDs of
 // notifications count up from 0):
@@ -51,6 +51,7 @@ namespace mbn_stand_in {
 //   reply-overtaking          as reply, on a thread of its own, before SetCommand returns
 //   packets HEX...            a notification with a frame for each packet
 //   bytes HEX                 a notification with just these bytes
+//   bytes-from LOWER HEX      the same, the array's lower bound being LOWER
 //   zeros COUNT               a notification with COUNT bytes of 0
 //   words COUNT               a notification with an array of COUNT 16-bit elements
 //   rectangle                 a notification with a two-dimensional array of bytes
@@ -64,6 +65,7 @@ namespace mbn_stand_in {
 //   remove ID, arrive ID      the interface goes (and with it its session) or comes back, in this
 //                             letter case
 //   announce ID STATE         a state change that changes nothing
+//   fail CALL TIMES HRESULT   as the line of that name, from now on
 struct sStep {
   std::string name;
   std::vector<std::string> arguments;
@@ -98,6 +100,9 @@ struct sScenario {
 [[nodiscard]] sScenario ReadScenario();
 [[nodiscard]] sStep ParseStep(const std::vector<std::string>& words);
 [[nodiscard]] std::vector<std::string> SplitWords(const std::string& line);
+// Appends what a "fail" line says of `call`.
+void AddFailure(sScenario& scenario, const std::string& call, const std::string& times,
+                long result);
 [[nodiscard]] long ParseResult(const std::string& word);
 
 }  // namespace mbn_stand_in

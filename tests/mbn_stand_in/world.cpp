@@ -17,8 +17,8 @@ bool IsSameId(const wchar_t* left, const wchar_t* right) {
 
 std::wstring Widen(const std::string& text) { return {text.begin(), text.end()}; }
 
-SAFEARRAY* MakeBytes(const tBytes& bytes) {
-  SAFEARRAY* const array = SafeArrayCreateVector(VT_UI1, 0, static_cast<ULONG>(bytes.size()));
+SAFEARRAY* MakeBytes(const tBytes& bytes, LONG lower = 0) {
+  SAFEARRAY* const array = SafeArrayCreateVector(VT_UI1, lower, static_cast<ULONG>(bytes.size()));
   void* data = nullptr;
   if (array == nullptr || FAILED(SafeArrayAccessData(array, &data))) std::terminate();
   std::copy(bytes.begin(), bytes.end(), static_cast<std::uint8_t*>(data));
@@ -117,6 +117,13 @@ DWORD cWorld::AddSink(iDeviceServicesSink* sink) {
     sinks[cookie] = sink;
   }
   delivery.Start(scenario.threads);
+  std::vector<sStep> steps;
+  {
+    const std::lock_guard guard(mutex);
+    steps = scenario.steps["advise"];
+  }
+  for (const sStep& step : steps) Do(step);
+  if (!steps.empty()) delivery.Flush();
   return cookie;
 }
 
@@ -364,6 +371,10 @@ void cWorld::Do(const sStep& step, const tBytes& command) {
     delivery.Post([this, frames] { NotifyBytes(frames); });
   } else if (step.name == "bytes") {
     delivery.Post([this, bytes = BytesFromHex(first())] { NotifyBytes(bytes); });
+  } else if (step.name == "bytes-from") {
+    delivery.Post([this, lower = std::stol(first()), bytes = BytesFromHex(arguments.at(1))] {
+      NotifyArray([&] { return MakeBytes(bytes, lower); }, "from " + std::to_string(lower));
+    });
   } else if (step.name == "zeros") {
     delivery.Post([this, bytes = tBytes(std::stoul(first()), 0)] { NotifyBytes(bytes); });
   } else if (step.name == "words") {
@@ -396,6 +407,9 @@ void cWorld::Do(const sStep& step, const tBytes& command) {
     delivery.Post([this, id = first()] { Remove(id); });
   } else if (step.name == "arrive") {
     delivery.Post([this, id = first()] { Arrive(id); });
+  } else if (step.name == "fail") {
+    const std::lock_guard guard(mutex);
+    AddFailure(scenario, first(), arguments.at(1), ParseResult(arguments.at(2)));
   } else if (step.name == "announce") {
     delivery.Post(
         [this, id = first(), state = std::stoi(arguments.at(1))] { TellStateChange(id, state); });
