@@ -200,13 +200,43 @@ static_assert(kIsPlainInterface<IMbnDeviceServicesContext>);
 static_assert(kIsPlainInterface<IMbnDeviceService>);
 static_assert(kIsPlainInterface<IMbnDeviceServicesEvents>);
 
-// The two manager classes' and the five interfaces' identifiers in the layout that COM compares.
+// The identifiers in the layout that COM compares, byte by byte.
 static_assert(sizeof(GUID) == 16);
-static_assert(kInterfaceId<IMbnInterfaceManager>.Data1 == 0xDCBBBAB6 &&
-              kInterfaceId<IMbnInterfaceManager>.Data2 == 0x201B &&
-              kInterfaceId<IMbnInterfaceManager>.Data3 == 0x4BBB &&
-              kInterfaceId<IMbnInterfaceManager>.Data4[0] == 0xAA &&
-              kInterfaceId<IMbnInterfaceManager>.Data4[7] == 0xFA);
+constexpr bool IsSameGuid(const GUID& left, const GUID& right) {
+  bool isSame = left.Data1 == right.Data1 && left.Data2 == right.Data2 && left.Data3 == right.Data3;
+  for (int i = 0; i < 8; ++i) isSame = isSame && left.Data4[i] == right.Data4[i];
+  return isSame;
+}
+static_assert(
+    IsSameGuid(kDeviceServicesManagerClass,
+               GUID{0x2269DAA3, 0x2A9F, 0x4165, {0xA5, 0x01, 0xCE, 0x00, 0xA6, 0xF7, 0xA7, 0x5B}}));
+static_assert(
+    IsSameGuid(kInterfaceManagerClass,
+               GUID{0xBDFEE05B, 0x4418, 0x11DD, {0x90, 0xED, 0x00, 0x1C, 0x25, 0x7C, 0xCF, 0xF1}}));
+static_assert(
+    IsSameGuid(kInterfaceId<IUnknown>,
+               GUID{0x00000000, 0x0000, 0x0000, {0xC0, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x46}}));
+static_assert(
+    IsSameGuid(kInterfaceId<IConnectionPointContainer>,
+               GUID{0xB196B284, 0xBAB4, 0x101A, {0xB6, 0x9C, 0x00, 0xAA, 0x00, 0x34, 0x1D, 0x07}}));
+static_assert(
+    IsSameGuid(kInterfaceId<IMbnInterfaceManager>,
+               GUID{0xDCBBBAB6, 0x201B, 0x4BBB, {0xAA, 0xEE, 0x33, 0x8E, 0x36, 0x8A, 0xF6, 0xFA}}));
+static_assert(
+    IsSameGuid(kInterfaceId<IMbnInterface>,
+               GUID{0xDCBBBAB6, 0x2001, 0x4BBB, {0xAA, 0xEE, 0x33, 0x8E, 0x36, 0x8A, 0xF6, 0xFA}}));
+static_assert(
+    IsSameGuid(kInterfaceId<IMbnDeviceServicesManager>,
+               GUID{0x20A26258, 0x6811, 0x4478, {0xAC, 0x1D, 0x13, 0x32, 0x4E, 0x45, 0xE4, 0x1C}}));
+static_assert(
+    IsSameGuid(kInterfaceId<IMbnDeviceServicesContext>,
+               GUID{0xFC5AC347, 0x1592, 0x4068, {0x80, 0xBB, 0x6A, 0x57, 0x58, 0x01, 0x50, 0xD8}}));
+static_assert(
+    IsSameGuid(kInterfaceId<IMbnDeviceService>,
+               GUID{0xB3BB9A71, 0xDC70, 0x4BE9, {0xA4, 0xDA, 0x78, 0x86, 0xAE, 0x8B, 0x19, 0x1B}}));
+static_assert(
+    IsSameGuid(kInterfaceId<IMbnDeviceServicesEvents>,
+               GUID{0x0A900C19, 0x6824, 0x4E97, {0xB7, 0x6E, 0xCF, 0x23, 0x9D, 0x0C, 0xA6, 0x42}}));
 static_assert(sizeof(MBN_DEVICE_SERVICES_INTERFACE_STATE) == 4);
 
 }  // namespace corvane

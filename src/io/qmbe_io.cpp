@@ -116,6 +116,7 @@ bool cQMBEIO::RegisterSink() {
 }
 
 bool cQMBEIO::OpenWantedInterface(SAFEARRAY* interfaces) {
+  // An element of any other type would be read over the end of a pointer, or called as an object.
   VARTYPE elementType = VT_EMPTY;
   if (FAILED(SafeArrayGetVartype(interfaces, &elementType)) || elementType != VT_UNKNOWN) {
     return false;

@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <thread>
+#include <vector>
+
 #include "io/qmbe_io.h"
 #include "support/failing_allocation.h"
 
@@ -44,6 +47,23 @@ TEST_F(QmbeIdentity, ReferencesAreCounted) {
   EXPECT_EQ(transport->AddRef(), 2U);
   EXPECT_EQ(transport->AddRef(), 3U);
   EXPECT_EQ(transport->Release(), 2U);
+  EXPECT_EQ(transport->Release(), 1U);
+}
+
+TEST_F(QmbeIdentity, ReferencesAreCountedFromSeveralThreadsAtOnce) {
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([this] {
+      for (int turn = 0; turn < 20000; ++turn) {
+        transport->AddRef();
+        transport->AddRef();
+        transport->Release();
+      }
+      for (int turn = 0; turn < 20000; ++turn) transport->Release();
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(transport->AddRef(), 2U);
   EXPECT_EQ(transport->Release(), 1U);
 }
 

@@ -42,7 +42,7 @@ class cDeviceService final : public cObject<iDeviceService> {
       if (requestId == nullptr) return E_POINTER;
       if (!world->IsSessionOf(this)) return E_UNEXPECTED;
       *requestId = world->NextRequestId();
-      world->CloseSession(*requestId);
+      world->CloseSession(this, *requestId);
       return S_OK;
     });
   }

@@ -26,6 +26,20 @@ SAFEARRAY* MakeBytes(const tBytes& bytes, LONG lower = 0) {
   return array;
 }
 
+using tKeptService = std::shared_ptr<iDeviceService>;
+
+// Takes the caller's reference over; null is none.
+tKeptService TakeOver(iDeviceService* service) {
+  if (service == nullptr) return nullptr;
+  return {service, [](iDeviceService* kept) { kept->Release(); }};
+}
+
+// A reference of its own, for as long as a completion is on its way.
+tKeptService Keep(iDeviceService* service) {
+  service->AddRef();
+  return TakeOver(service);
+}
+
 SAFEARRAY* MakeRectangle() {
   SAFEARRAYBOUND bounds[2] = {{4, 0}, {4, 0}};
   return SafeArrayCreate(VT_UI1, 2, bounds);
@@ -155,11 +169,15 @@ void cWorld::OpenSession(iDeviceService* service, ULONG) {
     session = service;
     commandsTaken = 0;
   }
-  Complete(scenario.openCompletion, [this] { TellOpened(scenario.openCompletion.status); });
+  Complete(scenario.openCompletion, [this, from = Keep(service)] {
+    TellOpened(from.get(), scenario.openCompletion.status);
+  });
 }
 
-void cWorld::CloseSession(ULONG) {
-  Complete(scenario.closeCompletion, [this] { TellClosed(scenario.closeCompletion.status); });
+void cWorld::CloseSession(iDeviceService* service, ULONG) {
+  Complete(scenario.closeCompletion, [this, from = Keep(service)] {
+    TellClosed(from.get(), scenario.closeCompletion.status);
+  });
 }
 
 void cWorld::Complete(const sCompletion& completion, const std::function<void()>& tellSinks) {
@@ -234,11 +252,15 @@ void cWorld::CallSinksFromSession(const std::string& description, const tSinkCal
   if (from != nullptr) from->Release();
 }
 
-void cWorld::TellOpened(long status) {
-  CallSinksFromSession("OnOpenCommandSessionComplete " + ResultText(status),
-                       [&](iDeviceServicesSink& sink, iDeviceService* from) {
-                         return sink.OnOpenCommandSessionComplete(from, status, lastRequestId);
-                       });
+void cWorld::EndSessionOf(const iDeviceService* service) {
+  if (IsSessionOf(service)) EndSession();
+}
+
+void cWorld::TellOpened(iDeviceService* from, long status) {
+  CallSinks("OnOpenCommandSessionComplete " + ResultText(status), from,
+            [&](iDeviceServicesSink& sink, iDeviceService* opened) {
+              return sink.OnOpenCommandSessionComplete(opened, status, lastRequestId);
+            });
   std::vector<sStep> steps;
   {
     const std::lock_guard guard(mutex);
@@ -247,12 +269,12 @@ void cWorld::TellOpened(long status) {
   for (const sStep& step : steps) Do(step);
 }
 
-void cWorld::TellClosed(long status) {
-  CallSinksFromSession("OnCloseCommandSessionComplete " + ResultText(status),
-                       [&](iDeviceServicesSink& sink, iDeviceService* from) {
-                         return sink.OnCloseCommandSessionComplete(from, status, lastRequestId);
-                       });
-  EndSession();
+void cWorld::TellClosed(iDeviceService* from, long status) {
+  CallSinks("OnCloseCommandSessionComplete " + ResultText(status), from,
+            [&](iDeviceServicesSink& sink, iDeviceService* closed) {
+              return sink.OnCloseCommandSessionComplete(closed, status, lastRequestId);
+            });
+  EndSessionOf(from);
 }
 
 void cWorld::TellStateChange(const std::string& id, int state) {
@@ -388,9 +410,13 @@ void cWorld::Do(const sStep& step, const tBytes& command) {
   } else if (step.name == "stranger") {
     delivery.Post([this, frame = Frame(BytesFromHex(first()))] { NotifyFromStranger(frame); });
   } else if (step.name == "opened") {
-    delivery.Post([this, status = ParseResult(first())] { TellOpened(status); });
+    delivery.Post([this, status = ParseResult(first())] {
+      TellOpened(TakeOver(SessionService()).get(), status);
+    });
   } else if (step.name == "closed") {
-    delivery.Post([this, status = ParseResult(first())] { TellClosed(status); });
+    delivery.Post([this, status = ParseResult(first())] {
+      TellClosed(TakeOver(SessionService()).get(), status);
+    });
   } else if (step.name == "stranger-opened" || step.name == "stranger-closed") {
     delivery.Post([this, isOpening = step.name == "stranger-opened"] {
       iDeviceService* const stranger = MakeStranger(shared_from_this());

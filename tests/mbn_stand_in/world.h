@@ -54,7 +54,7 @@ class cWorld : public std::enable_shared_from_this<cWorld> {
 
   // The command session's life, as its service sees it.
   void OpenSession(iDeviceService* service, ULONG requestId);
-  void CloseSession(ULONG requestId);
+  void CloseSession(iDeviceService* service, ULONG requestId);
   void TakeCommand(const tBytes& frame);
   [[nodiscard]] bool IsSessionOf(const iDeviceService* service);
   [[nodiscard]] ULONG NextRequestId() { return ++lastRequestId; }
@@ -69,8 +69,9 @@ class cWorld : public std::enable_shared_from_this<cWorld> {
   void CallSinks(const std::string& description, iDeviceService* from, const tSinkCall& call);
   void CallSinksFromSession(const std::string& description, const tSinkCall& call);
   void Complete(const sCompletion& completion, const std::function<void()>& tellSinks);
-  void TellOpened(long status);
-  void TellClosed(long status);
+  // From the service whose call this completes.
+  void TellOpened(iDeviceService* from, long status);
+  void TellClosed(iDeviceService* from, long status);
   void TellStateChange(const std::string& id, int state);
   void TellOthers();
   void Notify(iDeviceService* from, SAFEARRAY* data, const std::string& description);
@@ -82,6 +83,8 @@ class cWorld : public std::enable_shared_from_this<cWorld> {
   void Remove(const std::string& id);
   void Arrive(const std::string& id);
   void EndSession();
+  // Does nothing when `service` has no session any more.
+  void EndSessionOf(const iDeviceService* service);
   [[nodiscard]] iDeviceService* SessionService();
 
   std::mutex mutex;  // guards all below but what is atomic or never changes; never held in a call
