@@ -39,7 +39,8 @@ extern "C" {
  * being watched for. Returns false, with nothing left running, when deviceName or configPath is
  * null, when a file cannot be opened or written, when the device cannot be opened, when the library
  * could not be initialised at its load, or when the system is out of memory or threads. A
- * configuration file that cannot be opened leaves a zero-length capture file behind.
+ * configuration file that cannot be opened leaves a zero-length capture file behind, a device that
+ * cannot be opened a complete one without packets. Two captures into one file spoil each other.
  *
  * Diagnostics are short lines on the process's standard output.
  */

@@ -9,8 +9,14 @@ for wanted in "$@"; do
   preset=${wanted%%:*}
   targets=all
   [ "$preset" = "$wanted" ] || targets=$(echo "${wanted#*:}" | tr ',' ' ')
-  echo "Building $preset"
-  cmake --preset "$preset" >"build/$preset.configure.log" 2>&1 || {
+  echo "Building $preset (the first time takes minutes; log in build/$preset.build.log)"
+  # A build tree that came here with a copy of its checkout cannot be used.
+  fresh=
+  cache=build/$preset/CMakeCache.txt
+  if [ -e "$cache" ] && ! grep -qxF "CMAKE_HOME_DIRECTORY:INTERNAL=$PWD" "$cache"; then
+    fresh=--fresh
+  fi
+  cmake $fresh --preset "$preset" >"build/$preset.configure.log" 2>&1 || {
     cat "build/$preset.configure.log" >&2
     exit 1
   }

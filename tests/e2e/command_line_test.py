@@ -107,6 +107,7 @@ class Capture(CommandLineTestCase):
         _, errors = process.communicate(timeout=wine.DEADLINE)
         self.assertEqual(process.returncode, 0, errors)
         self.assertIn("is complete: 1 items", errors)
+        self.assertIn("The device was never reached", errors)
         self.assertEqual(isf.read(self.output).texts, ["Corvane version 1.0"])
 
     def test_a_duration_of_nothing_writes_a_complete_file(self):
@@ -150,6 +151,16 @@ class Refusals(CommandLineTestCase):
             self.capture(output=path), "the capture would overwrite its configuration file"
         )
         self.assertEqual(self.config.read_text(), "<LogCodes>412F</LogCodes>")
+
+    def test_a_file_that_another_capture_writes_is_refused_and_left_alone(self):
+        first = self.capture()
+        while not STATUS.fullmatch(first.stderr.readline().strip()):
+            self.assertIsNone(first.poll())
+        self.assert_refused(self.capture(), "is being written by another program")
+        first.send_signal(signal.SIGINT)
+        _, errors = first.communicate(timeout=wine.DEADLINE)
+        self.assertEqual(first.returncode, 0, errors)
+        self.assertEqual(isf.read(self.output).texts, ["Corvane version 1.0"])
 
     def test_a_device_name_of_64_characters_is_refused(self):
         self.assert_refused(

@@ -14,6 +14,7 @@
 #include "duration.h"
 #include "exit_codes.h"
 #include "io/com_ports.h"
+#include "platform/windows_handle.h"
 #include "reader/capture_file.h"
 #include "stop_request_windows.h"
 
@@ -26,6 +27,21 @@ constexpr milliseconds kStatusInterval(1000);
 
 [[nodiscard]] bool IsMobileBroadband(const std::string& device) {
   return device.find("QMBE:") != std::string::npos;
+}
+
+// Whether any process has the file open for writing. The library lets others write its file, so a
+// second capture would truncate and spoil the first one's.
+[[nodiscard]] bool IsBeingWritten(const std::string& path) {
+  const cFileHandle opened(CreateFileA(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
+                                       OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+  return !opened && GetLastError() == ERROR_SHARING_VIOLATION;
+}
+
+[[nodiscard]] std::optional<std::string> FindObstacleToCapture(const sCaptureRequest& request) {
+  if (IsBeingWritten(request.output)) {
+    return fmt::format("the capture file {} is being written by another program", request.output);
+  }
+  return FindObstacle(request);
 }
 
 void AnnounceCapture(const sCaptureRequest& request, std::ostream& status) {
@@ -107,6 +123,10 @@ void WaitForEnd(const cStopRequest& stop, std::optional<milliseconds> duration,
   }
   status << fmt::format("{} is complete: {} items, {}\n", path, FormatCount(file->ItemCount()),
                         FormatBytes(file->Size()));
+  if (file->ItemCount() <= 1) {
+    // The first item is the library's own.
+    status << "The device was never reached: the file holds nothing of it\n";
+  }
   return kExitGood;
 }
 
@@ -114,7 +134,7 @@ void WaitForEnd(const cStopRequest& stop, std::optional<milliseconds> duration,
 
 int RunCapture(const sCaptureRequest& request, std::optional<milliseconds> duration,
                std::ostream& status) {
-  if (const auto obstacle = FindObstacle(request)) {
+  if (const auto obstacle = FindObstacleToCapture(request)) {
     status << "corvane capture: " << *obstacle << '\n';
     return kExitFailed;
   }
