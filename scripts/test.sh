@@ -4,7 +4,8 @@
 set -eu
 cd "$(dirname -- "$0")/.."
 
-scripts/packages.sh cmake ninja-build g++ clang libclang-rt-dev g++-mingw-w64-x86-64-posix \
+# llvm has the symbolizer, without which the leak checker's suppressions name nothing.
+scripts/packages.sh cmake ninja-build g++ clang libclang-rt-dev llvm g++-mingw-w64-x86-64-posix \
   wine wine64 googletest libcli11-dev libfmt-dev nlohmann-json3-dev python3 procps
 
 scripts/build.sh native asan tsan mingw
