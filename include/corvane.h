@@ -36,11 +36,12 @@ extern "C" {
  * with status 0xC0000417 (STATUS_INVALID_CRUNTIME_PARAMETER).
  *
  * Returns true when the capture is running: the capture file has its first item, and the device is
- * being watched for. Returns false, with nothing left running, when deviceName or configPath is
- * null, when a file cannot be opened or written, when the device cannot be opened, when the library
- * could not be initialised at its load, or when the system is out of memory or threads. A
- * configuration file that cannot be opened leaves a zero-length capture file behind, a device that
- * cannot be opened a complete one without packets. Two captures into one file spoil each other.
+ * being watched for. Returns false, with nothing of this start left running, when deviceName or
+ * configPath is null, when a file cannot be opened or written, when the device cannot be opened,
+ * when the library could not be initialised at its load, or when the system is out of memory or
+ * threads. A configuration file that cannot be opened leaves a zero-length capture file behind, a
+ * device that cannot be opened a complete one without packets. Two captures into one file spoil
+ * each other.
  *
  * Diagnostics are short lines on the process's standard output.
  */
@@ -49,8 +50,8 @@ CORVANE_API bool CorvaneStart(const char* deviceName, const char* configPath,
 
 /* Ends the capture and returns once the device is closed and the capture file is complete.
  *
- * The modem's port is released first. On a serial port that takes until the read that is in progress
- * ends. Without a running capture nothing happens.
+ * The modem's port is released first. On a serial port that takes until the read that is in
+ * progress ends. Without a running capture nothing happens.
  */
 CORVANE_API void CorvaneStop(void);
 

@@ -14,7 +14,8 @@ namespace corvane {
 void cReaderLoop::Pump() {
   while (credit > 0 && session.requestQueue.Size() != 0) {
     const sRequestQueue::sFound request = session.requestQueue.Find(sent);
-    // The request keeps its number and the credit stays: the next pump tries again.
+    // The request keeps its number and the credit stays: the next pump tries again, which comes
+    // after the next read.
     if (request.outOfMemory) return;
     // Both are spent even when the queue has no such request (any more).
     --credit;

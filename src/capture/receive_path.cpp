@@ -43,13 +43,16 @@ void CountReply(cCaptureSession& session, eReply reply) {
 void SendNextRequest(cCaptureSession& session) {
   if (session.requestQueue.Size() <= session.nextRequest) return;
   const sRequestQueue::sFound request = session.requestQueue.Find(session.nextRequest);
-  // The request keeps its number, and the next packet of any kind tries again.
+  // The request keeps its number, and the next packet of any kind tries again; from a modem that
+  // sends nothing on its own none may come before the next connection.
   if (request.outOfMemory) return;
   ++session.nextRequest;
   SendRequest(session, request.copy.Get());
   // Also after a failed write: the next request waits for a reply, or for the next connection. It
-  // is raised only now, so a reply that another thread counts before this is not followed by a
-  // request; the next packet of any kind sends on.
+  // is raised only now. So a response that another thread counts before this wraps the counter,
+  // which comes back to 0 here, and the next packet of any kind sends on; and a short event reply
+  // that comes before this lets the next request go out early and leaves the counter one too high,
+  // which stops the sending until the next connection.
   ++session.outstanding;
 }
 

@@ -37,7 +37,8 @@ class cFrameSplitter {
 //
 // `session` is a cCaptureSession with a transport; null is ignored. `data` is borrowed for the
 // call; null (or an empty buffer) only sends. Bytes of an incomplete frame at the end of a block
-// are dropped. Runs on a thread of the transport's, one call at a time.
+// are dropped. Runs on threads of the transport's: a reply can be
+// delivered while the call that sent its request has not returned.
 void OnDeviceData(void* session, sSharedBuffer* data);
 
 }  // namespace corvane

@@ -30,7 +30,8 @@ void StopSessionThread() {
 }
 
 // The handle of a capture that still runs is overwritten, not closed: it stays open, and the next
-// CorvaneStop ends both captures but waits for the newer one only.
+// CorvaneStop ends both captures but waits for the newer one only, and for none when the newer one
+// has failed to start.
 bool StartSessionThread() {
   const std::uintptr_t started = _beginthreadex(nullptr, 0, SessionThread, DeviceName, 0, nullptr);
   static_cast<void>(sessionThread.Detach());

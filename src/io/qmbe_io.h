@@ -47,10 +47,12 @@ using tDataHandler = void (*)(void* context, sSharedBuffer* data);
 //  openingLock     Held for all of OpenService, so that Open's search and an arrival that comes
 //                  during it open one after the other. Both then ask for a session, each on a
 //                  service object of its own, and from then on only the later one's completions
-//                  and notifications count. Never taken with `lock` held.
+//                  and notifications count. Never taken with `lock` held. The platform
+//                  must not make the calls that open a service wait for an arrival.
 //  isClosing       Set first of all by Close, under `openingLock`, and cleared by Open. While it is
 //                  set, no arrival and no open completion brings the session back, so that nothing
-//                  resets `sessionEvent` under a Close that waits for it.
+//                  resets `sessionEvent` under a Close that waits for it, and an end of the
+//                  session is reported once, a removal without a session not at all.
 //  sessionOpen     Set by the sink; cleared by the sink or by Close, of which the one that finds it
 //                  set reports the end. One atomic byte that announces nothing but itself. A Write
 //                  that still reads 1 when the session has just been lost fails in the platform; a

@@ -156,7 +156,7 @@ class Refusals(CommandLineTestCase):
         first = self.capture()
         while not STATUS.fullmatch(first.stderr.readline().strip()):
             self.assertIsNone(first.poll())
-        self.assert_refused(self.capture(), "is being written by another program")
+        self.assert_refused(self.capture(), "is in use by another program, perhaps a capture")
         first.send_signal(signal.SIGINT)
         _, errors = first.communicate(timeout=wine.DEADLINE)
         self.assertEqual(first.returncode, 0, errors)

@@ -17,8 +17,7 @@ namespace mbn_stand_in {
 // C writes it, HEX are bytes as pairs of digits.
 //
 //   interface ID              an interface that is there from the start; more lines, more of them
-//   interface-list FORM       what GetInterfaces gives: vector (the usual), from-one (from index
-//   1),
+//   interface-list FORM       what GetInterfaces gives: vector (the usual), from-one (indexed so),
 //                             matrix (two dimensions), numbers (VT_I4), nothing (success and
 //                             null), strangers (a null element and one that is no interface stand
 //                             before the others)
@@ -31,7 +30,8 @@ namespace mbn_stand_in {
 //   open-completion WHEN [HRESULT]
 //   close-completion WHEN [HRESULT]
 //                             when the sink hears of a command session's opening (closing), and
-//                             with which status: queued (the usual: on a delivery thread),
+//                             with which status: queued (the usual: on a delivery thread), a
+//                             number of milliseconds (queued, and so much later),
 //                             before-return (on a thread of its own, before the call that asked for
 //                             it returns), withheld (not at all; a step can make up for it)
 //   threads COUNT             so many delivery threads take turns, one call after the other; 1

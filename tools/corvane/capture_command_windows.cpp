@@ -29,17 +29,18 @@ constexpr milliseconds kStatusInterval(1000);
   return device.find("QMBE:") != std::string::npos;
 }
 
-// Whether any process has the file open for writing. The library lets others write its file, so a
-// second capture would truncate and spoil the first one's.
-[[nodiscard]] bool IsBeingWritten(const std::string& path) {
+// Whether another program has the file open for writing, or does not let it be read. The library
+// lets others write its file, so a second capture would truncate and spoil the first one's.
+[[nodiscard]] bool IsInUse(const std::string& path) {
   const cFileHandle opened(CreateFileA(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
                                        OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
   return !opened && GetLastError() == ERROR_SHARING_VIOLATION;
 }
 
 [[nodiscard]] std::optional<std::string> FindObstacleToCapture(const sCaptureRequest& request) {
-  if (IsBeingWritten(request.output)) {
-    return fmt::format("the capture file {} is being written by another program", request.output);
+  if (IsInUse(request.output)) {
+    return fmt::format("the capture file {} is in use by another program, perhaps a capture",
+                       request.output);
   }
   return FindObstacle(request);
 }
@@ -91,6 +92,18 @@ class cStatusLine {
   std::unique_ptr<cCaptureFile> file;
   sProgress previous;
   const bool isTerminal = _isatty(_fileno(stderr)) != 0;
+};
+
+// A started capture, which is stopped however this is left.
+class cRunningCapture {
+ public:
+  explicit cRunningCapture(const cCaptureLibrary& started) : library(started) {}
+  cRunningCapture(const cRunningCapture&) = delete;
+  cRunningCapture& operator=(const cRunningCapture&) = delete;
+  ~cRunningCapture() { library.Stop(); }
+
+ private:
+  const cCaptureLibrary& library;
 };
 
 void WaitForEnd(const cStopRequest& stop, std::optional<milliseconds> duration,
@@ -148,9 +161,11 @@ int RunCapture(const sCaptureRequest& request, std::optional<milliseconds> durat
     status << "corvane capture: " << DescribeRefusal(request) << '\n';
     return kExitFailed;
   }
-  cStatusLine statusLine(request.output, status);
-  WaitForEnd(stop, duration, statusLine);
-  library.Stop();
+  {
+    const cRunningCapture running(library);
+    cStatusLine statusLine(request.output, status);
+    WaitForEnd(stop, duration, statusLine);
+  }
   return ReportResult(request.output, status);
 }
 
