@@ -10,7 +10,7 @@ namespace corvane {
 // One system-information block under reassembly, or ready to emit: its data bits, most significant
 // first, behind room for the OTA header of the packet that it will become.
 //
-// Aligned to 32 bytes in the map, so that its data may be copied with wide vector moves.
+// Aligned to 32 bytes, as the elements of the session's map are laid out.
 struct alignas(32) sSibAssembly {
   static constexpr std::uint32_t kBufferSize = 8208;
   static constexpr std::uint32_t kBufferBits = kBufferSize * 8;
