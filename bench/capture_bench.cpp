@@ -24,7 +24,9 @@ namespace {
 // A log packet with no signalling log code and few bytes that need stuffing.
 [[nodiscard]] std::vector<std::uint8_t> MakePacket(std::size_t size) {
   std::vector<std::uint8_t> packet(size);
-  for (std::size_t i = 0; i < size; ++i) packet[i] = static_cast<std::uint8_t>(i * 7);
+  for (std::size_t i = 0; i < size; ++i) {
+    packet[i] = static_cast<std::uint8_t>(i * 7);
+  }
   packet[0] = 0x10;
   packet[6] = 0x25;
   packet[7] = 0x41;
@@ -42,13 +44,17 @@ void SetBytes(benchmark::State& state) {
 
 void BM_Copy(benchmark::State& state) {
   const auto packet = MakePacket(static_cast<std::size_t>(state.range(0)));
-  for (auto _ : state) benchmark::DoNotOptimize(MakeBuffer(packet));
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(MakeBuffer(packet));
+  }
   SetBytes(state);
 }
 
 void BM_Frame(benchmark::State& state) {
   const auto packet = MakeBuffer(MakePacket(static_cast<std::size_t>(state.range(0))));
-  for (auto _ : state) benchmark::DoNotOptimize(FramePacket(packet.Get()));
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(FramePacket(packet.Get()));
+  }
   SetBytes(state);
 }
 

@@ -22,12 +22,18 @@ constexpr std::size_t kOverwritten = 8;
 }  // namespace
 
 bool cFileScript::Advance() {
-  if (rest.empty()) return false;
+  if (rest.empty()) {
+    return false;
+  }
   while (!rest.empty() && file.size() <= kLargestFile) {
     const std::uint8_t step = rest[0];
     rest = rest.subspan(1);
-    if (step == kRead) return true;
-    if (!CarryOut(step)) rest = {};
+    if (step == kRead) {
+      return true;
+    }
+    if (!CarryOut(step)) {
+      rest = {};
+    }
   }
   rest = file.size() <= kLargestFile ? rest : std::span<const std::uint8_t>();
   return true;
@@ -36,17 +42,23 @@ bool cFileScript::Advance() {
 bool cFileScript::CarryOut(std::uint8_t step) {
   if (step <= kMostLiterals) {
     const std::size_t count = std::size_t{step} + 1;
-    if (!Has(count)) return false;
+    if (!Has(count)) {
+      return false;
+    }
     file.insert(file.end(), rest.begin(), rest.begin() + static_cast<std::ptrdiff_t>(count));
     rest = rest.subspan(count);
   } else if (step == kZeros) {
-    if (!Has(2)) return false;
+    if (!Has(2)) {
+      return false;
+    }
     file.insert(file.end(), Load16(rest.data()), 0);
     rest = rest.subspan(2);
   } else if (step == kFullDirectory) {
     AppendFullDirectory();
   } else if (step == kOverwrite) {
-    if (!Has(4 + kOverwritten)) return false;
+    if (!Has(4 + kOverwritten)) {
+      return false;
+    }
     Overwrite(Load32(rest.data()), rest.subspan(4, kOverwritten));
     rest = rest.subspan(4 + kOverwritten);
   }
@@ -62,9 +74,12 @@ void cFileScript::AppendFullDirectory() {
 }
 
 void cFileScript::Overwrite(std::uint32_t offset, std::span<const std::uint8_t> bytes) {
-  if (file.empty()) return;
-  for (std::size_t place = 0; place < bytes.size(); ++place)
+  if (file.empty()) {
+    return;
+  }
+  for (std::size_t place = 0; place < bytes.size(); ++place) {
     file[(offset + place) % file.size()] = bytes[place];
+  }
 }
 
 std::vector<std::uint8_t> ScriptOf(std::span<const std::uint8_t> bytes) {
@@ -81,8 +96,9 @@ std::vector<std::uint8_t> ScriptOf(std::span<const std::uint8_t> bytes) {
     }
     std::size_t literals = 1;
     while (literals < bytes.size() && literals <= kMostLiterals &&
-           ZerosAt(bytes.subspan(literals)) < kWorthARun)
+           ZerosAt(bytes.subspan(literals)) < kWorthARun) {
       ++literals;
+    }
     script.push_back(static_cast<std::uint8_t>(literals - 1));
     script.insert(script.end(), bytes.begin(),
                   bytes.begin() + static_cast<std::ptrdiff_t>(literals));

@@ -39,8 +39,9 @@ constexpr std::uint64_t kStart = 13'360'420'800'000;
   cCaptureBuilder one;
   one.Add({1, kStart, {0x42}, {}});
   rest.insert(rest.end(), one.Unclosed().begin() + 4, one.Unclosed().end());
-  for (const std::uint64_t number : {std::uint64_t{4}, kStart, std::uint64_t{second}, kStart})
+  for (const std::uint64_t number : {std::uint64_t{4}, kStart, std::uint64_t{second}, kStart}) {
     Append(rest, number, 8);
+  }
   Append(rest, 0, 8);
   Append(rest, 8193, 4);
   Append(rest, 0xAB603107, 4);
@@ -68,7 +69,9 @@ void Write(const std::string& path, const Bytes& script) {
   std::ofstream file(path, std::ios::binary);
   file.write(reinterpret_cast<const char*>(script.data()),
              static_cast<std::streamsize>(script.size()));
-  if (!file.flush()) std::cerr << path << " cannot be written\n";
+  if (!file.flush()) {
+    std::cerr << path << " cannot be written\n";
+  }
 }
 
 }  // namespace

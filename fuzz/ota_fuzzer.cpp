@@ -19,7 +19,9 @@ constexpr std::size_t kLogHeaderBytes = 16;
 constexpr std::size_t kOtaHeaderBytes = 4;
 
 void Require(bool isTrue, const char* what) {
-  if (isTrue) return;
+  if (isTrue) {
+    return;
+  }
   std::fprintf(stderr, "Not true: %s\n", what);
   std::abort();
 }
@@ -77,7 +79,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   using namespace corvane;
   SibAssemblyMap map;
   std::span<const std::uint8_t> input(data, size);
-  if (!input.empty() && input.size() <= kMaxBufferSize) Decode(map, input);
+  if (!input.empty() && input.size() <= kMaxBufferSize) {
+    Decode(map, input);
+  }
 
   std::vector<std::uint8_t> packet;
   while (input.size() >= kOtaHeaderBytes) {
@@ -87,9 +91,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     packet[0] = 0x10;
     Store16(packet.data() + 6, 0x412F);
     packet.insert(packet.end(), input.begin(), input.begin() + static_cast<std::ptrdiff_t>(taken));
-    if (packet.size() <= kMaxBufferSize) Decode(map, packet);
+    if (packet.size() <= kMaxBufferSize) {
+      Decode(map, packet);
+    }
     input = input.subspan(taken);
   }
-  for (const auto& [key, block] : map) CheckBlock(key, block);
+  for (const auto& [key, block] : map) {
+    CheckBlock(key, block);
+  }
   return 0;
 }

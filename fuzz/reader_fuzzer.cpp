@@ -29,7 +29,9 @@ class cScriptSource final : public cByteSource {
   [[nodiscard]] std::optional<std::uint64_t> Size() override { return script.File().size(); }
   [[nodiscard]] std::size_t ReadAt(std::uint64_t offset, std::span<std::uint8_t> bytes) override {
     const std::vector<std::uint8_t>& file = script.File();
-    if (offset >= file.size()) return 0;
+    if (offset >= file.size()) {
+      return 0;
+    }
     const auto start = static_cast<std::size_t>(offset);
     const std::size_t count = std::min(bytes.size(), file.size() - start);
     std::copy_n(file.begin() + static_cast<std::ptrdiff_t>(start), count, bytes.begin());
@@ -41,12 +43,16 @@ class cScriptSource final : public cByteSource {
 };
 
 void Require(bool holds) {
-  if (!holds) std::abort();
+  if (!holds) {
+    std::abort();
+  }
 }
 
 void CheckState(const cCaptureFile& file) {
   std::uint64_t items = 0;
-  for (const sCaptureBlock& block : file.Blocks()) items += block.items;
+  for (const sCaptureBlock& block : file.Blocks()) {
+    items += block.items;
+  }
   Require(items == file.ItemCount());
   Require(file.UnclaimedBytes() <= file.Size() || file.Damage());
   Require(file.Damage().has_value() == (file.State() == eCaptureState::Damaged));
@@ -56,7 +62,9 @@ void ReadEverything(cCaptureFile& file) {
   tools::cCaptureSummary summary;
   sCaptureItem item;
   for (std::uint64_t number = 0; number < file.ItemCount(); ++number) {
-    if (file.ReadItem(number, item)) continue;
+    if (file.ReadItem(number, item)) {
+      continue;
+    }
     Require(!item.bytes.empty() && item.offset + item.bytes.size() < file.Size());
     Require(!tools::DescribeItem(item).empty());
     summary.Add(item);
@@ -75,12 +83,17 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   std::unique_ptr<cCaptureFile> file;
   sCaptureError error;
   while (script.Advance()) {
-    if (file == nullptr)
+    if (file == nullptr) {
       file = cCaptureFile::Open(std::make_unique<cScriptSource>(script), error);
-    else
+    } else {
       file->Refresh();
-    if (file != nullptr) CheckState(*file);
+    }
+    if (file != nullptr) {
+      CheckState(*file);
+    }
   }
-  if (file != nullptr) ReadEverything(*file);
+  if (file != nullptr) {
+    ReadEverything(*file);
+  }
   return 0;
 }

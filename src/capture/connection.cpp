@@ -25,7 +25,9 @@ constexpr std::uint32_t kEquipmentIdShift = 12;
 constexpr std::uint32_t kEquipmentIds = 16;
 
 [[nodiscard]] bool StoreTextItem(cCaptureSession& session, const sOwnedBuffer& item) {
-  if (item == nullptr) return false;
+  if (item == nullptr) {
+    return false;
+  }
   const std::lock_guard guard(session.storeLock);
   return session.AddItem(item.get(), isf::kInformationItem) == kErrorSuccess;
 }
@@ -46,9 +48,13 @@ void RecordPortMessage(cCaptureSession& session, const cPortMessage& message) {
 
 // Hands `request` to the queue. False when there is no request or the queue did not take it.
 [[nodiscard]] bool QueueRequest(cCaptureSession& session, sOwnedBuffer request) {
-  if (request == nullptr) return false;
+  if (request == nullptr) {
+    return false;
+  }
   cBufferReference reference(std::move(request));
-  if (!PushRequest(session.requestQueue, reference.Get())) return false;
+  if (!PushRequest(session.requestQueue, reference.Get())) {
+    return false;
+  }
   std::ignore = reference.Detach();  // it is the queue's now
   return true;
 }
@@ -63,7 +69,9 @@ void QueueStartUpRequests(cCaptureSession& session) {
 }
 
 void QueueEventMask(cCaptureSession& session) {
-  if (session.eventIds.empty()) return;
+  if (session.eventIds.empty()) {
+    return;
+  }
   if (!QueueRequest(session, BuildEventMaskRequest(session.eventIds))) {
     DebugPrint("failed to create event mask\n");
   }
@@ -84,7 +92,9 @@ void QueueLogMasks(cCaptureSession& session) {
     equipmentIds.set((code >> kEquipmentIdShift) % kEquipmentIds);
   }
   for (std::uint32_t id = 0; id < kEquipmentIds; ++id) {
-    if (!equipmentIds.test(id)) continue;
+    if (!equipmentIds.test(id)) {
+      continue;
+    }
     if (!QueueRequest(session, BuildLogMaskRequest(id, session.logCodes))) {
       DebugPrint("failed to create log mask\n");
     }
@@ -94,7 +104,9 @@ void QueueLogMasks(cCaptureSession& session) {
 void StartTraffic(cCaptureSession& session) {
   switch (session.transport->kind) {
     case kSerialPort:
-      if (!StartReaderThread(session)) DebugPrint("Failed to create io thread\n");
+      if (!StartReaderThread(session)) {
+        DebugPrint("Failed to create io thread\n");
+      }
       break;
     case kMobileBroadband:
       StartDataDelivery(session);
@@ -116,28 +128,40 @@ bool StartCapture(cCaptureSession& session, std::unique_ptr<std::ofstream> outpu
   // Finishes a file of an earlier start first, also when there is none to follow it.
   session.Attach(std::move(outputFile));
   const sOwnedBuffer information = MakeTextItem(kInformationText);
-  if (information == nullptr) return false;
+  if (information == nullptr) {
+    return false;
+  }
   if (!StoreTextItem(session, information)) {
     DebugPrint("Unable to write info string\n");
     return false;
   }
-  if (session.capturing.exchange(true)) return true;
+  if (session.capturing.exchange(true)) {
+    return true;
+  }
   // A transport that found its device before there was a file told OnConnected then, in vain.
-  if (session.transport != nullptr && session.transport->IsOpen()) OnConnected(&session);
+  if (session.transport != nullptr && session.transport->IsOpen()) {
+    OnConnected(&session);
+  }
   return true;
 }
 
 void OnConnected(void* context) {
-  if (context == nullptr) return;
+  if (context == nullptr) {
+    return;
+  }
   auto& session = *static_cast<cCaptureSession*>(context);
   const cPortMessage message = PrintPortMessage(session, "connected");
-  if (!session.capturing) return;
+  if (!session.capturing) {
+    return;
+  }
   RecordPortMessage(session, message);
   SetupSession(session);
 }
 
 void OnDisconnected(void* context) {
-  if (context == nullptr) return;
+  if (context == nullptr) {
+    return;
+  }
   auto& session = *static_cast<cCaptureSession*>(context);
   ClearRequests(session);
   // Recorded whether or not the capture has started: without a file this prints that it failed.
@@ -145,7 +169,9 @@ void OnDisconnected(void* context) {
 }
 
 void SetupSession(cCaptureSession& session) {
-  if (session.transport == nullptr) return;
+  if (session.transport == nullptr) {
+    return;
+  }
   ClearRequests(session);
   QueueStartUpRequests(session);
   QueueEventMask(session);
@@ -160,7 +186,9 @@ void ClearRequests(cCaptureSession& session) {
   // on another thread can then never look up a buffer that is gone.
   for (std::uint32_t number = 0; number < queue.PushedCount(); ++number) {
     sSharedBuffer* const request = queue.Take(number);
-    if (request != nullptr) Release(request);
+    if (request != nullptr) {
+      Release(request);
+    }
   }
   queue.Discard();
   session.nextRequest = 0;
@@ -168,14 +196,18 @@ void ClearRequests(cCaptureSession& session) {
 }
 
 bool SendRequest(cCaptureSession& session, sSharedBuffer* request) {
-  if (request == nullptr) return false;
+  if (request == nullptr) {
+    return false;
+  }
   {
     const std::lock_guard guard(session.storeLock);
     // A request that could not be recorded is sent all the same.
     std::ignore = session.AddItem(request, kAutomaticType);
   }
   const sOwnedBuffer frame = FramePacket(request);
-  if (frame == nullptr) return false;
+  if (frame == nullptr) {
+    return false;
+  }
   return session.transport->Write(frame->data, frame->size);
 }
 

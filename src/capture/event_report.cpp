@@ -43,7 +43,9 @@ class cEventBytes {
 
   // The next `count` bytes, or nothing when fewer are left.
   [[nodiscard]] std::optional<std::span<const std::uint8_t>> Take(std::size_t count) {
-    if (count > rest.size()) return std::nullopt;
+    if (count > rest.size()) {
+      return std::nullopt;
+    }
     const auto taken = rest.first(count);
     rest = rest.subspan(count);
     return taken;
@@ -51,9 +53,13 @@ class cEventBytes {
 
   // The payload of an event with this length code.
   [[nodiscard]] std::optional<std::span<const std::uint8_t>> TakePayload(unsigned lengthCode) {
-    if (lengthCode != kCountedPayload) return Take(lengthCode);
+    if (lengthCode != kCountedPayload) {
+      return Take(lengthCode);
+    }
     // The count byte is part of the payload that is kept.
-    if (rest.empty()) return std::nullopt;
+    if (rest.empty()) {
+      return std::nullopt;
+    }
     return Take(std::size_t{rest[0]} + 1);
   }
 
@@ -65,8 +71,12 @@ class cEventBytes {
 [[nodiscard]] std::optional<std::uint64_t> TakeTime(cEventBytes& bytes, bool isShort,
                                                     std::uint64_t lastTime) {
   const auto field = bytes.Take(isShort ? 2 : 8);
-  if (!field) return std::nullopt;
-  if (!isShort) return Load64(field->data());
+  if (!field) {
+    return std::nullopt;
+  }
+  if (!isShort) {
+    return Load64(field->data());
+  }
   return (lastTime & ~kShortTimeMask) | (std::uint64_t{Load16(field->data())} << kShortTimeShift);
 }
 
@@ -84,7 +94,9 @@ class cEventBytes {
 }
 
 [[nodiscard]] bool IsWholeReport(const sProtocolBuffer& report) {
-  if (!report.IsValid()) return false;
+  if (!report.IsValid()) {
+    return false;
+  }
   const sSharedBuffer& buffer = *report.buffer;
   return command::IsEventReport(buffer.data[0]) && buffer.size > kReportHeaderSize &&
          Load16(buffer.data + 1) == buffer.size - kReportHeaderSize;
@@ -93,20 +105,28 @@ class cEventBytes {
 }  // namespace
 
 bool SplitEventReport(const sProtocolBuffer& report, std::vector<cBufferReference>& events) {
-  if (!IsWholeReport(report)) return false;
+  if (!IsWholeReport(report)) {
+    return false;
+  }
   cEventBytes bytes(report.buffer->Bytes().subspan(kReportHeaderSize));
   std::uint64_t lastTime = 0;
   while (!bytes.IsAtEnd()) {
     const auto wordBytes = bytes.Take(2);
-    if (!wordBytes) return false;
+    if (!wordBytes) {
+      return false;
+    }
     const std::uint16_t word = Load16(wordBytes->data());
 
     const auto time = TakeTime(bytes, (word & kShortTimeFlag) != 0, lastTime);
-    if (!time) return false;
+    if (!time) {
+      return false;
+    }
     lastTime = *time;
 
     const auto payload = bytes.TakePayload((word & kLengthCodeMask) >> kLengthCodeShift);
-    if (!payload) return false;
+    if (!payload) {
+      return false;
+    }
     events.push_back(MakeEvent(report.buffer->data[0], word, lastTime, *payload));
   }
   return true;

@@ -44,11 +44,19 @@ static_assert(std::uint64_t{isf::kItemsPerBlock} * (sRecordHead::kMaxSize + kMax
 
 // The bounds are 255, 65535 and 0xFFFFFFFF, not one more: a time field never has all its bits set.
 [[nodiscard]] std::uint8_t ChooseTimeWidth(std::uint64_t itemTime, std::uint64_t baseTime) {
-  if (itemTime < baseTime) return isf::kTimeAbsolute64;
+  if (itemTime < baseTime) {
+    return isf::kTimeAbsolute64;
+  }
   const std::uint64_t delta = itemTime - baseTime;
-  if (delta < 0xFF) return isf::kTimeDelta8;
-  if (delta < 0xFFFF) return isf::kTimeDelta16;
-  if (delta < 0xFFFFFFFF) return isf::kTimeDelta32;
+  if (delta < 0xFF) {
+    return isf::kTimeDelta8;
+  }
+  if (delta < 0xFFFF) {
+    return isf::kTimeDelta16;
+  }
+  if (delta < 0xFFFFFFFF) {
+    return isf::kTimeDelta32;
+  }
   return isf::kTimeAbsolute64;
 }
 
@@ -77,8 +85,12 @@ constexpr std::uint32_t kGetItemHeadSize = 13;
 // else, the response reports a failure or is bare, or there is no memory.
 [[nodiscard]] cBufferReference UnwrapGetItemResponse(sSharedBuffer& item) {
   sDiagDbgSSGetItemRsp response(&item);
-  if (!response.Validate() || item.size <= kGetItemHeadSize) return {};
-  if (Load32(item.data + kGetItemStatus) != 0) return {};
+  if (!response.Validate() || item.size <= kGetItemHeadSize) {
+    return {};
+  }
+  if (Load32(item.data + kGetItemStatus) != 0) {
+    return {};
+  }
   return cBufferReference(sOwnedBuffer(new (std::nothrow) sSharedBuffer(
       item.data + kGetItemHeadSize, static_cast<std::int32_t>(item.size - kGetItemHeadSize),
       kOriginDevice)));
@@ -93,7 +105,9 @@ cISFStore::~cISFStore() { Close(); }
 void cISFStore::Attach(std::unique_ptr<std::ofstream> stream) {
   Close();
   const std::lock_guard guard(storeLock);
-  if (stream == nullptr || !stream->is_open()) return;
+  if (stream == nullptr || !stream->is_open()) {
+    return;
+  }
   file = std::move(stream);
   // Failures are seen in the stream's state; none may leave the store as an exception.
   file->exceptions(std::ios::goodbit);
@@ -123,7 +137,9 @@ std::uint32_t cISFStore::WriteIndexAndTrailer() {
     Store64(&entry[isf::kIndexBlockOffset], block.blockOffset);
     Store64(&entry[isf::kIndexBaseTime], block.baseTime);
     const std::uint32_t error = WriteAt(position, entry.data(), entry.size());
-    if (error != kErrorSuccess) return error;
+    if (error != kErrorSuccess) {
+      return error;
+    }
     position += entry.size();
   }
   std::array<std::uint8_t, isf::kTrailerSize> trailer{};
@@ -134,7 +150,9 @@ std::uint32_t cISFStore::WriteIndexAndTrailer() {
 
 std::uint32_t cISFStore::WriteAt(std::uint64_t position, const std::uint8_t* bytes,
                                  std::size_t length) {
-  if (file == nullptr || bytes == nullptr || length == 0) return kErrorBadArguments;
+  if (file == nullptr || bytes == nullptr || length == 0) {
+    return kErrorBadArguments;
+  }
   file->seekp(static_cast<std::streamoff>(position), std::ios::beg);
   while (length != 0) {
     const std::size_t piece = std::min<std::size_t>(length, writeChunk);
@@ -155,7 +173,9 @@ std::int64_t cISFStore::SeekToEnd() {
 }
 
 std::uint32_t cISFStore::AddItem(sSharedBuffer* item, std::uint32_t type) {
-  if (item == nullptr || !item->IsUsable()) return kErrorBadArguments;
+  if (item == nullptr || !item->IsUsable()) {
+    return kErrorBadArguments;
+  }
   sRecorded recorded = Record(*item, type);
   const std::uint32_t result = recorded.result;
   // A get-item response can hold a get-item response, more than a thousand deep in one packet: they
@@ -165,9 +185,13 @@ std::uint32_t cISFStore::AddItem(sSharedBuffer* item, std::uint32_t type) {
     if (recorded.type == isf::kSignallingLogItem) {
       ProcessOtaLogItem(*this, *item, recorded.fileTime);
     }
-    if (recorded.type != isf::kSubsystemItem) break;
+    if (recorded.type != isf::kSubsystemItem) {
+      break;
+    }
     unwrapped = UnwrapGetItemResponse(*item);
-    if (!unwrapped || !unwrapped->IsUsable()) break;
+    if (!unwrapped || !unwrapped->IsUsable()) {
+      break;
+    }
     item = unwrapped.Get();
     recorded = Record(*item, kAutomaticType);
   }
@@ -185,7 +209,9 @@ cISFStore::sRecorded cISFStore::Record(sSharedBuffer& item, std::uint32_t type) 
 cISFStore::sRecorded cISFStore::RecordChecked(sSharedBuffer& item, std::uint32_t type) {
   sItemKind kind{type};
   if (type == kAutomaticType) {
-    if (item.data[0] > command::kLast) return {kErrorBadArguments};
+    if (item.data[0] > command::kLast) {
+      return {kErrorBadArguments};
+    }
     if (IsEventReport(item)) {
       AddEvents(item);
       return {};
@@ -196,13 +222,19 @@ cISFStore::sRecorded cISFStore::RecordChecked(sSharedBuffer& item, std::uint32_t
 
   const std::uint64_t fileTime = SystemFileTime();
   const std::uint64_t itemTime = fileTime / isf::kFileTimeUnitsPerMillisecond;
-  if (file == nullptr) return {kErrorInvalidBlock};
+  if (file == nullptr) {
+    return {kErrorInvalidBlock};
+  }
   if (blockItems % isf::kItemsPerBlock == 0) {
     const std::uint32_t error = StartBlock(itemTime);
-    if (error != kErrorSuccess) return {error};
+    if (error != kErrorSuccess) {
+      return {error};
+    }
   }
   const std::uint32_t error = Append(item, kind, itemTime);
-  if (error != kErrorSuccess) return {error};
+  if (error != kErrorSuccess) {
+    return {error};
+  }
   ++blockItems;
   ++itemCount;
   return {kErrorSuccess, kind.type, fileTime};
@@ -216,7 +248,9 @@ void cISFStore::AddEvents(const sSharedBuffer& report) {
   if (!SplitEventReport(view, events)) {
     // Of a report that breaks off midway nothing is recorded, and the events before the break are
     // let go without a release: a broken report costs their memory for the life of the process.
-    for (cBufferReference& event : events) static_cast<void>(event.Detach());
+    for (cBufferReference& event : events) {
+      static_cast<void>(event.Detach());
+    }
     return;
   }
   for (cBufferReference& event : events) {
@@ -230,16 +264,22 @@ std::uint32_t cISFStore::StartBlock(std::uint64_t itemTime) {
   std::vector<std::uint8_t> block(isf::kBlockSize);
   Store64(&block[isf::kBaseTimeOffset], itemTime);
   // Room in the index is found before anything is written: no block may be missing from it.
-  if (blockIndex.size() == blockIndex.capacity()) blockIndex.reserve(2 * blockIndex.size() + 1);
+  if (blockIndex.size() == blockIndex.capacity()) {
+    blockIndex.reserve(2 * blockIndex.size() + 1);
+  }
 
   std::uint32_t error = WriteAt(position, block.data(), block.size());
-  if (error != kErrorSuccess) return error;
+  if (error != kErrorSuccess) {
+    return error;
+  }
   if (!blockIndex.empty()) {
     std::array<std::uint8_t, 8> nextBlock{};
     Store64(nextBlock.data(), position);
     error = WriteAt(blockIndex.back().blockOffset + isf::kNextBlockOffset, nextBlock.data(),
                     nextBlock.size());
-    if (error != kErrorSuccess) return error;
+    if (error != kErrorSuccess) {
+      return error;
+    }
   }
   blockIndex.push_back({position, itemTime});
   blockItems = 0;
@@ -247,9 +287,13 @@ std::uint32_t cISFStore::StartBlock(std::uint64_t itemTime) {
 }
 
 bool cISFStore::IsConsistent(std::int64_t endOfFile) const {
-  if (blockIndex.empty()) return false;
+  if (blockIndex.empty()) {
+    return false;
+  }
   const auto blocks = static_cast<std::uint32_t>(blockIndex.size());
-  if (itemCount != blocks * isf::kItemsPerBlock + blockItems - isf::kItemsPerBlock) return false;
+  if (itemCount != blocks * isf::kItemsPerBlock + blockItems - isf::kItemsPerBlock) {
+    return false;
+  }
   const std::uint64_t blockEnd = blockIndex.back().blockOffset + isf::kBlockSize;
   return endOfFile >= static_cast<std::int64_t>(blockEnd);
 }
@@ -257,15 +301,21 @@ bool cISFStore::IsConsistent(std::int64_t endOfFile) const {
 std::uint32_t cISFStore::Append(const sSharedBuffer& item, const sItemKind& kind,
                                 std::uint64_t itemTime) {
   const std::int64_t end = SeekToEnd();
-  if (!IsConsistent(end)) return kErrorInvalidBlock;
+  if (!IsConsistent(end)) {
+    return kErrorInvalidBlock;
+  }
   const sBlockEntry& block = blockIndex.back();
   const auto position = static_cast<std::uint64_t>(end);
   const sRecordHead head = MakeRecordHead(kind, itemTime, block.baseTime);
 
   std::uint32_t error = WriteAt(position, head.bytes.data(), head.size);
-  if (error != kErrorSuccess) return error;
+  if (error != kErrorSuccess) {
+    return error;
+  }
   error = WriteAt(position + head.size, item.data, item.size);
-  if (error != kErrorSuccess) return error;
+  if (error != kErrorSuccess) {
+    return error;
+  }
 
   const std::uint64_t blockEnd = block.blockOffset + isf::kBlockSize;
   std::array<std::uint8_t, isf::kDirectoryEntrySize> entry{};

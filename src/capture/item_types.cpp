@@ -46,24 +46,38 @@ constexpr std::uint8_t kTechnologyCount = 13;
 }
 
 [[nodiscard]] std::optional<std::uint32_t> Known(std::uint32_t learned) {
-  if (learned == kNotLearned) return std::nullopt;
+  if (learned == kNotLearned) {
+    return std::nullopt;
+  }
   return learned;
 }
 
 [[nodiscard]] sItemKind ChooseLogKind(const sSharedBuffer& item, const sLearnedValues& learned) {
-  if (item.size < kLogHeaderSize) return {isf::kShortLogItem};
+  if (item.size < kLogHeaderSize) {
+    return {isf::kShortLogItem};
+  }
   const std::uint16_t logCode = Load16(item.data + kLogCodeOffset);
-  if (!IsSignallingLog(logCode)) return {isf::kLogItem};
-  if (IsTechnologyLog(logCode)) return {isf::kSignallingLogItem, Known(learned.technology)};
-  if (logCode == kOtaLogCode) return {isf::kSignallingLogItem, Known(learned.cellValue)};
+  if (!IsSignallingLog(logCode)) {
+    return {isf::kLogItem};
+  }
+  if (IsTechnologyLog(logCode)) {
+    return {isf::kSignallingLogItem, Known(learned.technology)};
+  }
+  if (logCode == kOtaLogCode) {
+    return {isf::kSignallingLogItem, Known(learned.cellValue)};
+  }
   return {isf::kSignallingLogItem};
 }
 
 // Where a packet of the library tells the technology: the position of that byte, 0 for nowhere.
 [[nodiscard]] std::uint32_t FindTechnology(const sSharedBuffer& item) {
   const std::uint8_t code = item.data[0];
-  if (code == command::kStatus) return kStatusTechnologyOffset;
-  if (!command::IsEventReport(code) || item.size <= kEventTechnologyOffset) return 0;
+  if (code == command::kStatus) {
+    return kStatusTechnologyOffset;
+  }
+  if (!command::IsEventReport(code) || item.size <= kEventTechnologyOffset) {
+    return 0;
+  }
   const std::uint16_t eventWord = Load16(item.data + kEventWordOffset);
   return (eventWord & kEventIdMask) == kTechnologyEvent ? kEventTechnologyOffset : 0;
 }
@@ -73,10 +87,14 @@ constexpr std::uint8_t kTechnologyCount = 13;
 void sLearnedValues::LearnFrom(const sSharedBuffer& item) {
   // What the device answers would be the better source, but is not looked at: items of the device
   // leave both values as they are.
-  if (item.origin != kOriginLibrary) return;
+  if (item.origin != kOriginLibrary) {
+    return;
+  }
 
   const std::uint32_t at = FindTechnology(item);
-  if (at != 0 && at < item.size && item.data[at] < kTechnologyCount) technology = item.data[at];
+  if (at != 0 && at < item.size && item.data[at] < kTechnologyCount) {
+    technology = item.data[at];
+  }
 
   if (command::IsSubsystem(item.data[0]) && item.size >= 7 && item.data[1] == 0x09 &&
       Load16(item.data + 2) == 0) {
@@ -85,7 +103,9 @@ void sLearnedValues::LearnFrom(const sSharedBuffer& item) {
 }
 
 bool IsEventReport(const sSharedBuffer& item) {
-  if (item.origin == kOriginLibrary || !command::IsEventReport(item.data[0])) return false;
+  if (item.origin == kOriginLibrary || !command::IsEventReport(item.data[0])) {
+    return false;
+  }
   const bool isShortAnswer = item.data[0] == command::kEventReport && item.size == 3 &&
                              item.data[1] == 0 && item.data[2] == 0;
   return !isShortAnswer;

@@ -16,11 +16,15 @@ void cReaderLoop::Pump() {
     const sRequestQueue::sFound request = session.requestQueue.Find(sent);
     // The request keeps its number and the credit stays: the next pump tries again, which comes
     // after the next read.
-    if (request.outOfMemory) return;
+    if (request.outOfMemory) {
+      return;
+    }
     // Both are spent even when the queue has no such request (any more).
     --credit;
     ++sent;
-    if (!request.copy) return;
+    if (!request.copy) {
+      return;
+    }
     SendRequest(session, request.copy.Get());
   }
 }
@@ -36,7 +40,9 @@ void cReaderLoop::Received(std::size_t count) {
       // A failing file does not keep the modem from being served.
       std::ignore = session.AddItem(packet.Get(), kAutomaticType);
     }
-    if (ClassifyReply(*packet) != eReply::None) ++credit;
+    if (ClassifyReply(*packet) != eReply::None) {
+      ++credit;
+    }
   }
   const std::span<const std::uint8_t> rest = received.subspan(splitter.Offset());
   std::memmove(buffer.data(), rest.data(), rest.size());

@@ -28,7 +28,9 @@ DWORD WINAPI ReaderThread(void* context) {
         return 0;
       }
     }
-    if (received == 0) return 0;
+    if (received == 0) {
+      return 0;
+    }
     loop.Received(received);
   }
 }

@@ -35,17 +35,23 @@ void CountReply(cCaptureSession& session, eReply reply) {
       --session.outstanding;
       break;
     case eReply::EventReport:
-      if (session.outstanding != 0) --session.outstanding;
+      if (session.outstanding != 0) {
+        --session.outstanding;
+      }
       break;
   }
 }
 
 void SendNextRequest(cCaptureSession& session) {
-  if (session.requestQueue.Size() <= session.nextRequest) return;
+  if (session.requestQueue.Size() <= session.nextRequest) {
+    return;
+  }
   const sRequestQueue::sFound request = session.requestQueue.Find(session.nextRequest);
   // The request keeps its number, and the next packet of any kind tries again; from a modem that
   // sends nothing on its own none may come before the next connection.
-  if (request.outOfMemory) return;
+  if (request.outOfMemory) {
+    return;
+  }
   ++session.nextRequest;
   SendRequest(session, request.copy.Get());
   // Also after a failed write: the next request waits for a reply, or for the next connection. It
@@ -67,16 +73,24 @@ cBufferReference cFrameSplitter::Next() {
     std::uint32_t consumed = 0;
     sOwnedBuffer packet = UnframePacket(copy.get(), &consumed);
     offset += consumed;
-    if (packet != nullptr) return cBufferReference(std::move(packet));
-    if (consumed == 0) return {};
+    if (packet != nullptr) {
+      return cBufferReference(std::move(packet));
+    }
+    if (consumed == 0) {
+      return {};
+    }
     DebugPrint("bad CRC\n");
   }
 }
 
 void OnDeviceData(void* context, sSharedBuffer* data) {
-  if (context == nullptr) return;
+  if (context == nullptr) {
+    return;
+  }
   auto& session = *static_cast<cCaptureSession*>(context);
-  if (!session.capturing) return;
+  if (!session.capturing) {
+    return;
+  }
   if (data != nullptr) {
     cFrameSplitter splitter(data->Bytes());
     while (const cBufferReference packet = splitter.Next()) {
@@ -84,9 +98,13 @@ void OnDeviceData(void* context, sSharedBuffer* data) {
       CountReply(session, ClassifyReply(*packet));
     }
     // A reply may be among the bytes not looked at, so nothing is sent on this occasion.
-    if (splitter.RanOutOfMemory()) return;
+    if (splitter.RanOutOfMemory()) {
+      return;
+    }
   }
-  if (session.outstanding == 0) SendNextRequest(session);
+  if (session.outstanding == 0) {
+    SendNextRequest(session);
+  }
 }
 
 }  // namespace corvane

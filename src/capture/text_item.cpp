@@ -23,7 +23,9 @@ sOwnedBuffer MakeTextItem(std::optional<std::string_view> text) {
   const std::size_t size =
       kHeaderSize + (text.has_value() ? (text->size() + 1) * kCharacterSize : 0);
   sHeapBlock block(static_cast<std::uint8_t*>(std::calloc(size, 1)));
-  if (block == nullptr) return nullptr;
+  if (block == nullptr) {
+    return nullptr;
+  }
   Store32(block.get(), isf::kTextItemHeader);
   std::uint8_t* position = block.get() + kHeaderSize;
   for (const char character : text.value_or(std::string_view())) {
@@ -31,7 +33,9 @@ sOwnedBuffer MakeTextItem(std::optional<std::string_view> text) {
     position += kCharacterSize;
   }
   sOwnedBuffer item = AdoptBlock(static_cast<std::int32_t>(size), std::move(block), kOriginLibrary);
-  if (item == nullptr || !item->IsUsable()) return nullptr;
+  if (item == nullptr || !item->IsUsable()) {
+    return nullptr;
+  }
   return item;
 }
 
@@ -39,11 +43,15 @@ cPortMessage::cPortMessage(const char* deviceName, const char* whatHappened) {
   const int length =
       std::snprintf(buffer.data(), buffer.size(), "Port %s %s", deviceName, whatHappened);
   fits = length >= 0 && static_cast<std::size_t>(length) < buffer.size();
-  if (!fits) buffer[0] = '\0';
+  if (!fits) {
+    buffer[0] = '\0';
+  }
 }
 
 std::optional<std::string_view> cPortMessage::Text() const {
-  if (!fits) return std::nullopt;
+  if (!fits) {
+    return std::nullopt;
+  }
   return buffer.data();
 }
 

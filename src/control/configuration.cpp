@@ -23,7 +23,9 @@ struct sFilters {
 // Everything up to the end of the file, or up to where reading it fails.
 [[nodiscard]] std::string ReadText(std::ifstream& file) {
   std::string text;
-  for (char character = 0; file.get(character);) text += character;
+  for (char character = 0; file.get(character);) {
+    text += character;
+  }
   return text;
 }
 
@@ -39,11 +41,15 @@ struct sFilters {
 [[nodiscard]] bool Load(cCaptureSession& session, const char* outputPath, const char* configPath) {
   auto outputFile = std::make_unique<std::ofstream>(
       outputPath, std::ios::out | std::ios::trunc | std::ios::binary);
-  if (!outputFile->is_open()) return false;
+  if (!outputFile->is_open()) {
+    return false;
+  }
   sFilters filters;
   if (configPath != nullptr) {
     std::ifstream configFile(configPath);
-    if (!configFile.is_open()) return false;
+    if (!configFile.is_open()) {
+      return false;
+    }
     filters = ParseFilters(ReadText(configFile));
     // StartCapture replaces the session's log codes as a whole, so the OTA types switch nothing on:
     // a log code has to stand among the log codes to be asked for.
@@ -56,7 +62,9 @@ struct sFilters {
 }  // namespace
 
 bool LoadConfiguration(cCaptureSession& session, const char* outputPath, const char* configPath) {
-  if (outputPath == nullptr) return false;
+  if (outputPath == nullptr) {
+    return false;
+  }
   try {
     return Load(session, outputPath, configPath);
   } catch (const std::bad_alloc&) {

@@ -22,9 +22,13 @@ constexpr const char* kDefaultOutputPath = "Corvane.isf";
 constinit cKernelHandle sessionThread;
 
 void StopSessionThread() {
-  if (!StopEvent) return;
+  if (!StopEvent) {
+    return;
+  }
   SetEvent(StopEvent.Get());
-  if (!sessionThread) return;
+  if (!sessionThread) {
+    return;
+  }
   WaitForSingleObject(sessionThread.Get(), INFINITE);
   sessionThread.Reset();
 }
@@ -59,7 +63,9 @@ bool WaitUntilRunning() {
 
 bool CorvaneStart(const char* deviceName, const char* configPath, const char* outputPath) {
   using namespace corvane;
-  if (!StartedEvent || !StopEvent || deviceName == nullptr || configPath == nullptr) return false;
+  if (!StartedEvent || !StopEvent || deviceName == nullptr || configPath == nullptr) {
+    return false;
+  }
   CopyBounded(DeviceName, sizeof DeviceName, deviceName);
   CopyBounded(ConfigPath, sizeof ConfigPath, configPath);
   CopyBounded(OutputPath, sizeof OutputPath,

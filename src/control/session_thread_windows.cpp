@@ -16,7 +16,9 @@ namespace {
 // Returns whether a capture ran and was stopped. A failed LoadConfiguration leaves the closing of
 // the file to the session's destructor.
 bool RunCapture(cCaptureSession& session) {
-  if (!LoadConfiguration(session, OutputPath, ConfigPath)) return false;
+  if (!LoadConfiguration(session, OutputPath, ConfigPath)) {
+    return false;
+  }
   const bool opened = SetDevice(session, DeviceName);
   if (opened) {
     SetEvent(StartedEvent.Get());

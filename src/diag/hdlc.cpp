@@ -38,7 +38,9 @@ constexpr std::int32_t kCrcSize = 2;
   }
   // The last byte is tested without regard to the one before it: a stretch that ends in an escape
   // and a flag is a frame, not an incomplete one.
-  if (bytes.empty() || bytes.back() != kFrameFlag) return 0;
+  if (bytes.empty() || bytes.back() != kFrameFlag) {
+    return 0;
+  }
   return static_cast<std::uint32_t>(bytes.size());
 }
 
@@ -59,14 +61,20 @@ constexpr std::int32_t kCrcSize = 2;
 }  // namespace
 
 sOwnedBuffer FramePacket(const sSharedBuffer* packet) {
-  if (packet == nullptr || !packet->IsUsable()) return nullptr;
+  if (packet == nullptr || !packet->IsUsable()) {
+    return nullptr;
+  }
 
   // Room for the worst case, in which every byte is stuffed.
   sHeapBlock frame = AllocateBlock(std::size_t{2} * packet->size + 8);
-  if (frame == nullptr) return nullptr;
+  if (frame == nullptr) {
+    return nullptr;
+  }
 
   std::uint8_t* end = frame.get();
-  for (const std::uint8_t byte : packet->Bytes()) end = Stuff(end, byte);
+  for (const std::uint8_t byte : packet->Bytes()) {
+    end = Stuff(end, byte);
+  }
   const std::uint16_t crc = Crc16X25(packet->data, packet->size);
   end = Stuff(end, static_cast<std::uint8_t>(crc & 0xFF));
   end = Stuff(end, static_cast<std::uint8_t>(crc >> 8));
@@ -77,20 +85,30 @@ sOwnedBuffer FramePacket(const sSharedBuffer* packet) {
 }
 
 sOwnedBuffer UnframePacket(const sSharedBuffer* received, std::uint32_t* consumed) {
-  if (received == nullptr || !received->IsUsable() || consumed == nullptr) return nullptr;
+  if (received == nullptr || !received->IsUsable() || consumed == nullptr) {
+    return nullptr;
+  }
   *consumed = 0;
 
   std::span<const std::uint8_t> bytes = received->Bytes();
-  if (bytes.front() == kFrameFlag) bytes = bytes.subspan(1);
+  if (bytes.front() == kFrameFlag) {
+    bytes = bytes.subspan(1);
+  }
   const std::uint32_t frameLength = MeasureFrame(bytes);
-  if (frameLength == 0) return nullptr;
+  if (frameLength == 0) {
+    return nullptr;
+  }
   *consumed = frameLength;
 
   const std::span<const std::uint8_t> body = bytes.first(frameLength - 1);
   sHeapBlock packet = AllocateBlock(body.size());
-  if (packet == nullptr) return nullptr;
+  if (packet == nullptr) {
+    return nullptr;
+  }
   const std::int32_t length = Unstuff(body, packet.get());
-  if (Crc16X25(packet.get(), static_cast<std::size_t>(length)) != kCrc16GoodResidue) return nullptr;
+  if (Crc16X25(packet.get(), static_cast<std::size_t>(length)) != kCrc16GoodResidue) {
+    return nullptr;
+  }
 
   // The CRC bytes stay in the block, behind what counts as the packet.
   return AdoptBlock(length - kCrcSize, std::move(packet), received->origin);

@@ -35,7 +35,9 @@ sProtocolBuffer::sProtocolBuffer(sSharedBuffer* viewed) : timestamp(LocalCalenda
 }
 
 sProtocolBuffer::~sProtocolBuffer() {
-  if (buffer != nullptr && buffer->IsUsable()) Release(buffer);
+  if (buffer != nullptr && buffer->IsUsable()) {
+    Release(buffer);
+  }
   buffer = nullptr;
   valid = false;
 }

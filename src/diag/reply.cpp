@@ -25,10 +25,14 @@ namespace {
 }  // namespace
 
 eReply ClassifyReply(const sSharedBuffer& packet) {
-  if (!packet.IsUsable()) return eReply::None;
+  if (!packet.IsUsable()) {
+    return eReply::None;
+  }
 
   const std::uint8_t* bytes = packet.data;
-  if (!IsStreamingCode(bytes[0])) return eReply::Response;
+  if (!IsStreamingCode(bytes[0])) {
+    return eReply::Response;
+  }
   if (bytes[0] == command::kEventReport && packet.size == 3 && bytes[1] == 0 && bytes[2] == 0) {
     return eReply::EventReport;
   }

@@ -54,7 +54,9 @@ void SetBit(std::uint8_t* mask, std::uint32_t bit) {
 [[nodiscard]] std::uint32_t LevelMask(const std::set<std::uint32_t>& levels) {
   std::uint32_t mask = 0;
   for (const std::uint32_t level : levels) {
-    if (level < 32) mask |= std::uint32_t{1} << level;
+    if (level < 32) {
+      mask |= std::uint32_t{1} << level;
+    }
   }
   return mask;
 }
@@ -64,11 +66,15 @@ void SetBit(std::uint8_t* mask, std::uint32_t bit) {
 std::span<const std::span<const std::uint8_t>> StartUpRequests() { return kStartUpRequests; }
 
 sOwnedBuffer BuildLogMaskRequest(std::uint32_t equipmentId, const LogCodeSet& logCodes) {
-  if (equipmentId > kMaxEquipmentId) return nullptr;
+  if (equipmentId > kMaxEquipmentId) {
+    return nullptr;
+  }
 
   constexpr std::size_t kSize = kLogMaskHeaderSize + kLogMaskSize;
   sHeapBlock request = AllocateZeroed(kSize);
-  if (request == nullptr) return nullptr;
+  if (request == nullptr) {
+    return nullptr;
+  }
   Store32(&request[0], 0x73);
   Store32(&request[4], 3);
   Store32(&request[8], equipmentId);
@@ -78,48 +84,70 @@ sOwnedBuffer BuildLogMaskRequest(std::uint32_t equipmentId, const LogCodeSet& lo
 }
 
 void FillLogMask(std::uint8_t* mask, std::uint32_t equipmentId, const LogCodeSet& logCodes) {
-  if (mask == nullptr || equipmentId > kMaxEquipmentId) return;
+  if (mask == nullptr || equipmentId > kMaxEquipmentId) {
+    return;
+  }
 
   std::fill_n(mask, kLogMaskSize, std::uint8_t{0});
   for (const std::uint32_t logCode : logCodes) {
     const std::uint32_t codeEquipmentId = (logCode >> 12) & 0xF;
     // Codes of 16 bits ascend by equipment ID. A longer one behind a greater equipment ID is never
     // reached: 0x11000 counts for equipment ID 1 by itself, but not beside 0x2000.
-    if (codeEquipmentId > equipmentId) break;
-    if (codeEquipmentId == equipmentId) SetBit(mask, logCode & 0xFFF);
+    if (codeEquipmentId > equipmentId) {
+      break;
+    }
+    if (codeEquipmentId == equipmentId) {
+      SetBit(mask, logCode & 0xFFF);
+    }
   }
 }
 
 sOwnedBuffer BuildEventMaskRequest(const EventIdSet& eventIds) {
-  if (eventIds.empty()) return nullptr;
+  if (eventIds.empty()) {
+    return nullptr;
+  }
 
   const std::uint32_t maxId = *eventIds.rbegin();
   const std::size_t size = (maxId >> 3) + 1 + kEventMaskHeaderSize;
   // The bound itself is excluded here and included for message levels: IDs up to 65607 fit, and a
   // largest ID of 65608 gives no request.
-  if (size >= kMaxRequestSize) return nullptr;
+  if (size >= kMaxRequestSize) {
+    return nullptr;
+  }
 
   sHeapBlock request = AllocateZeroed(size);
-  if (request == nullptr) return nullptr;
+  if (request == nullptr) {
+    return nullptr;
+  }
   request[0] = 0x82;
   Store16(&request[4], static_cast<std::uint16_t>(maxId + 1));
   // Above 4095 no bit is set although the count covers the ID: every event is switched off.
   if (maxId <= 4095) {
-    for (const std::uint32_t eventId : eventIds) SetBit(&request[kEventMaskHeaderSize], eventId);
+    for (const std::uint32_t eventId : eventIds) {
+      SetBit(&request[kEventMaskHeaderSize], eventId);
+    }
   }
   return MakeRequest(size, std::move(request));
 }
 
 sOwnedBuffer BuildMessageLevelsRequest(std::uint32_t firstSsid, std::uint32_t lastSsid,
                                        std::span<const std::set<std::uint32_t>> levelSets) {
-  if (firstSsid > lastSsid) return nullptr;
+  if (firstSsid > lastSsid) {
+    return nullptr;
+  }
   // In 64 bits, so that the range of all SSIDs does not count as none.
-  if (std::uint64_t{lastSsid} - firstSsid + 1 != levelSets.size()) return nullptr;
+  if (std::uint64_t{lastSsid} - firstSsid + 1 != levelSets.size()) {
+    return nullptr;
+  }
   const std::size_t size = kMessageLevelsHeaderSize + kLevelMaskSize * levelSets.size();
-  if (size > kMaxRequestSize) return nullptr;
+  if (size > kMaxRequestSize) {
+    return nullptr;
+  }
 
   sHeapBlock request = AllocateZeroed(size);
-  if (request == nullptr) return nullptr;
+  if (request == nullptr) {
+    return nullptr;
+  }
   request[0] = 0x7D;
   request[1] = 0x04;
   Store16(&request[2], static_cast<std::uint16_t>(firstSsid));
@@ -135,7 +163,9 @@ sOwnedBuffer BuildMessageLevelsRequest(std::uint32_t firstSsid, std::uint32_t la
 sOwnedBuffer BuildAllLevelsRequest(const std::set<std::uint32_t>& levels) {
   constexpr std::size_t kSize = 8;
   sHeapBlock request = AllocateZeroed(kSize);
-  if (request == nullptr) return nullptr;
+  if (request == nullptr) {
+    return nullptr;
+  }
   request[0] = 0x7D;
   request[1] = 0x05;
   Store32(&request[4], LevelMask(levels));

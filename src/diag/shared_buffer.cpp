@@ -30,7 +30,9 @@ const struct sBufferLockReady {
 
 // The lock where it is ready, and nothing during start-up and shut-down.
 [[nodiscard]] std::unique_lock<cLock> LockBuffers() {
-  if (gBufferLockReady != 1) return {};
+  if (gBufferLockReady != 1) {
+    return {};
+  }
   return std::unique_lock(*gBufferLock);
 }
 
@@ -43,23 +45,31 @@ const struct sBufferLockReady {
 
 sSharedBuffer::sSharedBuffer(const void* source, std::int32_t length, std::uint32_t from)
     : origin(from) {
-  if (source == nullptr || !IsLengthAllowed(length)) return;
+  if (source == nullptr || !IsLengthAllowed(length)) {
+    return;
+  }
   const auto count = static_cast<std::uint32_t>(length);
   data = static_cast<std::uint8_t*>(std::malloc(count));
-  if (data == nullptr) return;
+  if (data == nullptr) {
+    return;
+  }
   std::memcpy(data, source, count);
   size = count;
 }
 
 sSharedBuffer::sSharedBuffer(std::int32_t length, sHeapBlock block, std::uint32_t from)
     : origin(from) {
-  if (block == nullptr || !IsLengthAllowed(length)) return;
+  if (block == nullptr || !IsLengthAllowed(length)) {
+    return;
+  }
   data = block.release();
   size = static_cast<std::uint32_t>(length);
 }
 
 sSharedBuffer::~sSharedBuffer() {
-  if (data == nullptr) return;
+  if (data == nullptr) {
+    return;
+  }
   // Volatile, or the compiler drops a store to memory that is about to be freed.
   *static_cast<volatile std::uint8_t*>(data) = 0;
   std::free(data);
@@ -77,7 +87,9 @@ void AddRef(sSharedBuffer* buffer) {
 
 void Release(sSharedBuffer* buffer) {
   const auto guard = LockBuffers();
-  if (buffer->refCount != 0 && --buffer->refCount != 0) return;
+  if (buffer->refCount != 0 && --buffer->refCount != 0) {
+    return;
+  }
   delete buffer;
 }
 

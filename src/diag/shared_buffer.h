@@ -78,7 +78,9 @@ class cBufferReference {
   cBufferReference() = default;
   // Takes a reference of its own; null is none.
   explicit cBufferReference(sSharedBuffer* kept) : buffer(kept) {
-    if (buffer != nullptr) AddRef(buffer);
+    if (buffer != nullptr) {
+      AddRef(buffer);
+    }
   }
   // Takes the creator's buffer over.
   explicit cBufferReference(sOwnedBuffer made) : cBufferReference(made.release()) {}
@@ -90,7 +92,9 @@ class cBufferReference {
     return *this;
   }
   ~cBufferReference() {
-    if (buffer != nullptr) Release(buffer);
+    if (buffer != nullptr) {
+      Release(buffer);
+    }
   }
 
   [[nodiscard]] sSharedBuffer* Get() const { return buffer; }

@@ -40,7 +40,9 @@ LogCodeSet ParseLogCodes(std::string_view text) {
 OtaTypeSet ParseOTATypes(std::string_view text) {
   OtaTypeSet otaTypes;
   for (const std::string& item : ExtractSectionItems(text, "OTATypes")) {
-    if (HasOnlySlashes(item)) continue;
+    if (HasOnlySlashes(item)) {
+      continue;
+    }
     otaTypes.insert(ParseUnsigned32(SplitAtRuns(item, '/').front(), kHexadecimal));
   }
   return otaTypes;
@@ -51,7 +53,9 @@ MessageLevelMap ParseMessageLevels(std::string_view text) {
   for (const std::string& item : ExtractSectionItems(text, "MessageLevels")) {
     const std::vector<std::string_view> pieces = SplitAtRuns(item, '/');
     // All or nothing: a list with one malformed item asks for no messages at all.
-    if (pieces.size() != 2) return {};
+    if (pieces.size() != 2) {
+      return {};
+    }
     messageLevels[ParseUnsigned32(pieces[0], kDecimal)].insert(
         ParseUnsigned32(pieces[1], kDecimal));
   }

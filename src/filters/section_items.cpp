@@ -17,13 +17,19 @@ std::vector<std::string> ExtractSectionItems(std::string_view text, std::string_
     // body becomes part of an item.
     const std::size_t opening = text.find(openingTag, position);
     const std::size_t closing = text.find(closingTag, position);
-    if (opening == std::string_view::npos || closing == std::string_view::npos) break;
+    if (opening == std::string_view::npos || closing == std::string_view::npos) {
+      break;
+    }
     const std::size_t start = opening + openingTag.size();
-    if (start > closing) break;
+    if (start > closing) {
+      break;
+    }
 
     std::string_view body = text.substr(start, closing - start);
     body = body.substr(0, body.find('\0'));
-    for (const std::string_view item : SplitAtRuns(body, ',')) items.emplace_back(item);
+    for (const std::string_view item : SplitAtRuns(body, ',')) {
+      items.emplace_back(item);
+    }
 
     position = closing + closingTag.size();
   }

@@ -15,7 +15,9 @@ void cCallGate::Close() {
 
 cCallGate::cPass cCallGate::Enter() {
   const std::lock_guard guard(mutex);
-  if (!isOpen) return cPass(nullptr);
+  if (!isOpen) {
+    return cPass(nullptr);
+  }
   ++callsInside;
   return cPass(this);
 }
@@ -23,7 +25,9 @@ cCallGate::cPass cCallGate::Enter() {
 void cCallGate::Leave() {
   // Told with the mutex held: the gate may be gone as soon as Close has seen that nobody is inside.
   const std::lock_guard guard(mutex);
-  if (--callsInside == 0) lastOneLeft.notify_all();
+  if (--callsInside == 0) {
+    lastOneLeft.notify_all();
+  }
 }
 
 }  // namespace corvane

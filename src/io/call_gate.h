@@ -17,7 +17,9 @@ class cCallGate {
     cPass(const cPass&) = delete;
     cPass& operator=(const cPass&) = delete;
     ~cPass() {
-      if (gate != nullptr) gate->Leave();
+      if (gate != nullptr) {
+        gate->Leave();
+      }
     }
     explicit operator bool() const { return gate != nullptr; }
 

@@ -18,7 +18,9 @@ bool SetLineState(HANDLE port) {
   static_assert(sizeof(DCB) == 28);
   DCB state{};
   state.DCBlength = sizeof state;
-  if (!GetCommState(port, &state)) return false;
+  if (!GetCommState(port, &state)) {
+    return false;
+  }
   state.fOutX = FALSE;
   state.fInX = FALSE;
   state.fErrorChar = FALSE;
@@ -78,7 +80,9 @@ bool cComIO::Open(const char* wantedPort, tConnectionHandler connected, void* co
 }
 
 void cComIO::Close() {
-  if (!watcherThread) return;
+  if (!watcherThread) {
+    return;
+  }
   SetEvent(stopEvent.Get());
   WaitForSingleObject(watcherThread.Get(), INFINITE);
   watcherThread.Reset();
@@ -93,7 +97,9 @@ void cComIO::Close() {
 
 bool cComIO::Write(const void* data, std::uint32_t length) {
   DWORD written = 0;
-  if (WriteFile(port, data, length, &written, nullptr) && written == length) return true;
+  if (WriteFile(port, data, length, &written, nullptr) && written == length) {
+    return true;
+  }
   ClosePort();
   return false;
 }
@@ -105,13 +111,17 @@ bool cComIO::IsOpen() const { return port != INVALID_HANDLE_VALUE; }
 // device hangs up, and the end of the capture waits for it as long.
 void cComIO::ClosePort() {
   const std::lock_guard guard(lock);
-  if (!IsOpen()) return;
+  if (!IsOpen()) {
+    return;
+  }
   if (readerThread != nullptr) {
     CancelSynchronousIo(readerThread);
     readerThread = nullptr;
   }
   CloseHandle(port.exchange(INVALID_HANDLE_VALUE));
-  if (onDisconnected != nullptr) onDisconnected(disconnectedContext);
+  if (onDisconnected != nullptr) {
+    onDisconnected(disconnectedContext);
+  }
 }
 
 void cComIO::SetReaderThread(HANDLE reader) {
@@ -136,14 +146,20 @@ void cComIO::OpenPort() {
   std::snprintf(path, sizeof path, R"(\\.\%s)", portName);
   cFileHandle opened(CreateFileA(path, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
                                  FILE_ATTRIBUTE_NORMAL, nullptr));
-  if (!opened || !SetLineState(opened.Get()) || !SetTimeouts(opened.Get())) return;
+  if (!opened || !SetLineState(opened.Get()) || !SetTimeouts(opened.Get())) {
+    return;
+  }
   port = opened.Detach();
-  if (onConnected != nullptr) onConnected(connectedContext);
+  if (onConnected != nullptr) {
+    onConnected(connectedContext);
+  }
 }
 
 DWORD WINAPI WatchPortThread(void* transport) {
   auto* const io = static_cast<cIO*>(transport);
-  if (io == nullptr || io->kind != kSerialPort) return 0;
+  if (io == nullptr || io->kind != kSerialPort) {
+    return 0;
+  }
   auto* const watched = static_cast<cComIO*>(io);
   // A wait that fails ends the watching like a stop does: nobody sees the device go or come back
   // any more, and an open port stays open until a read or write fails or until Close.

@@ -19,23 +19,33 @@ sSafeArrayExtent SafeArrayExtent(SAFEARRAY* array) {
 
 cSafeArrayBytes::cSafeArrayBytes(SAFEARRAY* array) {
   const sSafeArrayExtent extent = SafeArrayExtent(array);
-  if (extent.count == 0 || SafeArrayGetElemsize(array) != 1) return;
+  if (extent.count == 0 || SafeArrayGetElemsize(array) != 1) {
+    return;
+  }
   void* bytes = nullptr;
-  if (FAILED(SafeArrayAccessData(array, &bytes))) return;
+  if (FAILED(SafeArrayAccessData(array, &bytes))) {
+    return;
+  }
   locked = array;
   data = static_cast<std::uint8_t*>(bytes);
   size = extent.count;
 }
 
 cSafeArrayBytes::~cSafeArrayBytes() {
-  if (locked != nullptr) SafeArrayUnaccessData(locked);
+  if (locked != nullptr) {
+    SafeArrayUnaccessData(locked);
+  }
 }
 
 cSafeArray MakeByteArray(std::span<const std::uint8_t> bytes) {
   cSafeArray array(SafeArrayCreateVector(VT_UI1, 0, static_cast<ULONG>(bytes.size())));
-  if (!array) return {};
+  if (!array) {
+    return {};
+  }
   const cSafeArrayBytes target(array.Get());
-  if (target.Bytes().size() != bytes.size()) return {};
+  if (target.Bytes().size() != bytes.size()) {
+    return {};
+  }
   std::ranges::copy(bytes, target.Bytes().begin());
   return array;
 }

@@ -21,7 +21,9 @@ class cComPointer {
   cComPointer() = default;
   // Takes a reference of its own; null is none.
   explicit cComPointer(tInterface* kept) : object(kept) {
-    if (object != nullptr) object->AddRef();
+    if (object != nullptr) {
+      object->AddRef();
+    }
   }
   cComPointer(const cComPointer& other) : cComPointer(other.object) {}
   cComPointer(cComPointer&& other) noexcept : object(std::exchange(other.object, nullptr)) {}
@@ -37,7 +39,9 @@ class cComPointer {
 
   // Gives the reference back. The pointer is null before the object hears of it.
   void Reset() {
-    if (tInterface* const released = std::exchange(object, nullptr)) released->Release();
+    if (tInterface* const released = std::exchange(object, nullptr)) {
+      released->Release();
+    }
   }
 
   // For an out-parameter that brings a reference; the one held so far is given back first.
@@ -98,7 +102,9 @@ class cSafeArray {
   // A locked array would not be destroyed: whoever locked it has unlocked it by now
   // (cSafeArrayBytes).
   void Reset() {
-    if (array != nullptr) SafeArrayDestroy(std::exchange(array, nullptr));
+    if (array != nullptr) {
+      SafeArrayDestroy(std::exchange(array, nullptr));
+    }
   }
 
   // For an out-parameter that brings an array.

@@ -25,7 +25,9 @@ std::vector<sComPort> ListComPorts() {
   std::vector<sComPort> ports;
   cComPortScan scan;
   while (scan.Next()) {
-    if (scan.HasPortName()) ports.push_back({std::string(scan.PortName()), Description(scan)});
+    if (scan.HasPortName()) {
+      ports.push_back({std::string(scan.PortName()), Description(scan)});
+    }
   }
   return ports;
 }

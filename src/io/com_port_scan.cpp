@@ -30,7 +30,9 @@ bool DeviceKeyPath(char* path, char (&keyPath)[kKeyPathSize]) {
   const char* const enumerator = strtok_s(path, "#", &rest);
   const char* const device = enumerator == nullptr ? nullptr : strtok_s(nullptr, "#", &rest);
   const char* const instance = device == nullptr ? nullptr : strtok_s(nullptr, "#", &rest);
-  if (instance == nullptr) return false;
+  if (instance == nullptr) {
+    return false;
+  }
 
   const char* beforePrefix = enumerator;
   int lengthBeforePrefix = 0;
@@ -53,7 +55,9 @@ cComPortScan::cComPortScan()
 
 bool cComPortScan::Next() {
   while (list && ReadInterface(index++)) {
-    if (ReadPortName()) return true;
+    if (ReadPortName()) {
+      return true;
+    }
   }
   return false;
 }
@@ -84,7 +88,9 @@ bool cComPortScan::ReadPortName() {
   char* const path =
       reinterpret_cast<char*>(buffer) + offsetof(SP_DEVICE_INTERFACE_DETAIL_DATA_A, DevicePath);
   char keyPath[kKeyPathSize];
-  if (!DeviceKeyPath(path, keyPath)) return false;
+  if (!DeviceKeyPath(path, keyPath)) {
+    return false;
+  }
   HKEY opened = nullptr;
   if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, keyPath, 0, KEY_READ, &opened) != ERROR_SUCCESS) {
     return false;

@@ -7,7 +7,9 @@ namespace corvane {
 bool ComPortIsPresent(const char* portName) {
   cComPortScan scan;
   while (scan.Next()) {
-    if (scan.PortName() == portName) return true;
+    if (scan.PortName() == portName) {
+      return true;
+    }
   }
   return false;
 }

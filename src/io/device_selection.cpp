@@ -45,11 +45,17 @@ void DisposeOfTransport(cIO* transport) {
 }
 
 bool OpenDevice(cCaptureSession& session, const char* deviceName) {
-  if (session.transport != nullptr) return false;
+  if (session.transport != nullptr) {
+    return false;
+  }
   const std::size_t length = strnlen(deviceName, kNameBound);
-  if (length >= kNameBound) return false;
+  if (length >= kNameBound) {
+    return false;
+  }
   session.deviceName.reset(static_cast<char*>(std::calloc(length + 1, 1)));
-  if (!session.deviceName) return false;
+  if (!session.deviceName) {
+    return false;
+  }
 
   // The mark is looked for anywhere but skipped by position: it belongs at the very start, and of
   // "xQMBE:ABC" the transport gets ":ABC".
@@ -83,7 +89,9 @@ void CloseDevice(cCaptureSession& session) {
 }  // namespace
 
 bool SetDevice(cCaptureSession& session, const char* deviceName) {
-  if (deviceName != nullptr) return OpenDevice(session, deviceName);
+  if (deviceName != nullptr) {
+    return OpenDevice(session, deviceName);
+  }
   CloseDevice(session);
   return true;
 }

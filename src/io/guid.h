@@ -15,10 +15,14 @@ consteval GUID GuidFromText(const char (&text)[37]) {
   std::size_t digits = 0;
   for (std::size_t i = 0; i < 36; ++i) {
     bool isHyphen = false;
-    for (const std::size_t hyphen : kHyphens) isHyphen = isHyphen || i == hyphen;
+    for (const std::size_t hyphen : kHyphens) {
+      isHyphen = isHyphen || i == hyphen;
+    }
     const char c = text[i];
     if (isHyphen) {
-      if (c != '-') throw "a hyphen is missing";
+      if (c != '-') {
+        throw "a hyphen is missing";
+      }
       continue;
     }
     int value = 0;
@@ -38,7 +42,9 @@ consteval GUID GuidFromText(const char (&text)[37]) {
                static_cast<std::uint32_t>(bytes[2]) << 8 | bytes[3];
   guid.Data2 = static_cast<std::uint16_t>(bytes[4] << 8 | bytes[5]);
   guid.Data3 = static_cast<std::uint16_t>(bytes[6] << 8 | bytes[7]);
-  for (std::size_t i = 0; i < 8; ++i) guid.Data4[i] = bytes[8 + i];
+  for (std::size_t i = 0; i < 8; ++i) {
+    guid.Data4[i] = bytes[8 + i];
+  }
   return guid;
 }
 

@@ -204,7 +204,9 @@ static_assert(kIsPlainInterface<IMbnDeviceServicesEvents>);
 static_assert(sizeof(GUID) == 16);
 constexpr bool IsSameGuid(const GUID& left, const GUID& right) {
   bool isSame = left.Data1 == right.Data1 && left.Data2 == right.Data2 && left.Data3 == right.Data3;
-  for (int i = 0; i < 8; ++i) isSame = isSame && left.Data4[i] == right.Data4[i];
+  for (int i = 0; i < 8; ++i) {
+    isSame = isSame && left.Data4[i] == right.Data4[i];
+  }
   return isSame;
 }
 static_assert(

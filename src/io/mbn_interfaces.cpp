@@ -13,7 +13,9 @@ class cApartment {
   cApartment(const cApartment&) = delete;
   cApartment& operator=(const cApartment&) = delete;
   ~cApartment() {
-    if (entered) CoUninitialize();
+    if (entered) {
+      CoUninitialize();
+    }
   }
   explicit operator bool() const { return entered; }
 
@@ -24,7 +26,9 @@ class cApartment {
 // An interface ID is a GUID in braces. Any other character would not fit a device name.
 [[nodiscard]] std::string Narrow(const wchar_t* id) {
   std::string text;
-  for (; *id != L'\0'; ++id) text += *id < 0x80 ? static_cast<char>(*id) : '?';
+  for (; *id != L'\0'; ++id) {
+    text += *id < 0x80 ? static_cast<char>(*id) : '?';
+  }
   return text;
 }
 
@@ -33,24 +37,34 @@ class cApartment {
 cBstr InterfaceIdAt(SAFEARRAY* interfaces, LONG index) {
   cBstr id;
   cComPointer<IUnknown> element;
-  if (FAILED(SafeArrayGetElement(interfaces, &index, element.Receive()))) return id;
+  if (FAILED(SafeArrayGetElement(interfaces, &index, element.Receive()))) {
+    return id;
+  }
   const auto found = QueryFor<IMbnInterface>(element.Get());
-  if (!found || FAILED(found->get_InterfaceID(id.Receive()))) id.Reset();
+  if (!found || FAILED(found->get_InterfaceID(id.Receive()))) {
+    id.Reset();
+  }
   return id;
 }
 
 std::vector<std::string> ListMobileBroadbandInterfaces() {
   std::vector<std::string> ids;
   const cApartment apartment;
-  if (!apartment) return ids;
+  if (!apartment) {
+    return ids;
+  }
   const auto manager = CreateObject<IMbnInterfaceManager>(kInterfaceManagerClass);
   cSafeArray interfaces;
-  if (!manager || FAILED(manager->GetInterfaces(interfaces.Receive()))) return ids;
+  if (!manager || FAILED(manager->GetInterfaces(interfaces.Receive()))) {
+    return ids;
+  }
   const sSafeArrayExtent extent = SafeArrayExtent(interfaces.Get());
   for (std::uint32_t i = 0; i < extent.count; ++i) {
     const auto index = static_cast<LONG>(extent.lowerBound + std::int64_t{i});
     const cBstr id = InterfaceIdAt(interfaces.Get(), index);
-    if (id) ids.push_back(Narrow(id.Get()));
+    if (id) {
+      ids.push_back(Narrow(id.Get()));
+    }
   }
   return ids;
 }

@@ -28,13 +28,17 @@ constexpr HRESULT kChangedState = static_cast<HRESULT>(0x8000000C);
   CopyBounded(name, sizeof name, deviceName);
   // One wide character at most for each byte, so the text fits.
   wchar_t wideName[kInterfaceIdSize];
-  if (swprintf_s(wideName, kInterfaceIdSize, L"%S", name) < 0) return {};
+  if (swprintf_s(wideName, kInterfaceIdSize, L"%S", name) < 0) {
+    return {};
+  }
   return cBstr(wideName);
 }
 
 // Compares without regard to letter case, as the system's own locale has it.
 [[nodiscard]] bool IsSameInterface(const wchar_t* left, const wchar_t* right) {
-  if (left == nullptr || right == nullptr) return false;
+  if (left == nullptr || right == nullptr) {
+    return false;
+  }
   int order = CompareStringEx(LOCALE_NAME_SYSTEM_DEFAULT, NORM_IGNORECASE, left, -1, right, -1,
                               nullptr, nullptr, 0);
   if (order == 0) {
@@ -53,7 +57,9 @@ cQMBEIO::cQMBEIO()
 cQMBEIO::~cQMBEIO() { Close(); }
 
 HRESULT STDMETHODCALLTYPE cQMBEIO::QueryInterface(REFIID iid, void** object) {
-  if (object == nullptr) return E_POINTER;
+  if (object == nullptr) {
+    return E_POINTER;
+  }
   *object = nullptr;
   if (!IsEqualGUID(iid, kInterfaceId<IUnknown>) &&
       !IsEqualGUID(iid, kInterfaceId<IMbnDeviceServicesEvents>)) {
@@ -68,39 +74,57 @@ ULONG STDMETHODCALLTYPE cQMBEIO::AddRef() { return ++refCount; }
 
 ULONG STDMETHODCALLTYPE cQMBEIO::Release() {
   const ULONG left = --refCount;
-  if (left == 0) delete this;
+  if (left == 0) {
+    delete this;
+  }
   return left;
 }
 
 bool cQMBEIO::Open(const char* deviceName, tConnectionHandler whenConnected,
                    void* contextOfConnected, tConnectionHandler whenDisconnected,
                    void* contextOfDisconnected) {
-  if (!sessionEvent) return false;
-  if (FAILED(CoInitializeEx(nullptr, COINIT_MULTITHREADED))) return false;
+  if (!sessionEvent) {
+    return false;
+  }
+  if (FAILED(CoInitializeEx(nullptr, COINIT_MULTITHREADED))) {
+    return false;
+  }
   onConnected = whenConnected;
   connectedContext = contextOfConnected;
   onDisconnected = whenDisconnected;
   disconnectedContext = contextOfDisconnected;
 
   interfaceId = MakeInterfaceId(deviceName);
-  if (!interfaceId) return false;
+  if (!interfaceId) {
+    return false;
+  }
   isClosing = false;
-  if (!RegisterSink()) return false;
+  if (!RegisterSink()) {
+    return false;
+  }
 
   const auto interfaceManager = CreateObject<IMbnInterfaceManager>(kInterfaceManagerClass);
-  if (!interfaceManager) return false;
+  if (!interfaceManager) {
+    return false;
+  }
   cSafeArray interfaces;
   // A system that cannot list its interfaces yet (its service is just starting) is no reason to
   // give up: the interface is announced when it comes.
-  if (FAILED(interfaceManager->GetInterfaces(interfaces.Receive()))) return true;
+  if (FAILED(interfaceManager->GetInterfaces(interfaces.Receive()))) {
+    return true;
+  }
   return OpenWantedInterface(interfaces.Get());
 }
 
 bool cQMBEIO::RegisterSink() {
   manager = CreateObject<IMbnDeviceServicesManager>(kDeviceServicesManagerClass);
-  if (!manager) return false;
+  if (!manager) {
+    return false;
+  }
   pointContainer = CreateObject<IConnectionPointContainer>(kDeviceServicesManagerClass);
-  if (!pointContainer) return false;
+  if (!pointContainer) {
+    return false;
+  }
   if (FAILED(pointContainer->FindConnectionPoint(kInterfaceId<IMbnDeviceServicesEvents>,
                                                  eventPoint.Receive())) ||
       !eventPoint) {
@@ -134,9 +158,13 @@ bool cQMBEIO::OpenWantedInterface(SAFEARRAY* interfaces) {
 
 bool cQMBEIO::OpenService(BSTR wantedInterfaceId) {
   const std::lock_guard guard(openingLock);
-  if (isClosing || !manager || !eventPoint || adviseCookie == 0) return false;
+  if (isClosing || !manager || !eventPoint || adviseCookie == 0) {
+    return false;
+  }
   const cBstr serviceId(kDiagServiceId);
-  if (!serviceId) return false;
+  if (!serviceId) {
+    return false;
+  }
   for (int attempt = 0; attempt < kOpenAttempts; ++attempt) {
     cComPointer<IMbnDeviceServicesContext> context;
     if (FAILED(manager->GetDeviceServicesContext(wantedInterfaceId, context.Receive())) ||
@@ -144,14 +172,20 @@ bool cQMBEIO::OpenService(BSTR wantedInterfaceId) {
       return false;
     }
     cComPointer<IMbnDeviceService> found;
-    if (FAILED(context->GetDeviceService(serviceId.Get(), found.Receive())) || !found) continue;
+    if (FAILED(context->GetDeviceService(serviceId.Get(), found.Receive())) || !found) {
+      continue;
+    }
     // Kept before the session is asked for: the completion, which may come before the answer, is
     // told by its service.
     SetService(found);
     ULONG requestId = 0;
     const HRESULT opened = found->OpenCommandSession(&requestId);
-    if (SUCCEEDED(opened)) return true;
-    if (opened != kChangedState) return false;
+    if (SUCCEEDED(opened)) {
+      return true;
+    }
+    if (opened != kChangedState) {
+      return false;
+    }
   }
   return false;
 }
@@ -159,7 +193,9 @@ bool cQMBEIO::OpenService(BSTR wantedInterfaceId) {
 void cQMBEIO::Close() {
   ForbidOpening();
   // Without a disconnect handler the session is not ended, only let go of with its service.
-  if (onDisconnected != nullptr && IsOpen()) CloseSession();
+  if (onDisconnected != nullptr && IsOpen()) {
+    CloseSession();
+  }
   // From here on no other thread is in the sink, so all the rest is this thread's alone.
   sinkCalls.Close();
   EndLateSession();
@@ -173,11 +209,15 @@ void cQMBEIO::Close() {
   disconnectedContext = nullptr;
   interfaceId.Reset();
   SetService({});
-  if (const DWORD cookie = adviseCookie.exchange(0); cookie != 0) eventPoint->Unadvise(cookie);
+  if (const DWORD cookie = adviseCookie.exchange(0); cookie != 0) {
+    eventPoint->Unadvise(cookie);
+  }
   eventPoint.Reset();
   pointContainer.Reset();
   manager.Reset();
-  if (comInitialised) CoUninitialize();
+  if (comInitialised) {
+    CoUninitialize();
+  }
 }
 
 void cQMBEIO::ForbidOpening() {
@@ -201,23 +241,33 @@ void cQMBEIO::CloseSession() {
   }
   // No completion follows that would report the end of the session. It may have ended by itself, by
   // the interface's removal, and have been reported by now.
-  if (sessionOpen.exchange(0) != 0) onDisconnected(disconnectedContext);
+  if (sessionOpen.exchange(0) != 0) {
+    onDisconnected(disconnectedContext);
+  }
 }
 
 void cQMBEIO::EndLateSession() {
   // The session opened between Close's question whether it is open and the closing of the gate. Its
   // completion would not get through any more, so it is not waited for.
-  if (sessionOpen.exchange(0) == 0 || onDisconnected == nullptr) return;
+  if (sessionOpen.exchange(0) == 0 || onDisconnected == nullptr) {
+    return;
+  }
   static_cast<void>(AskForTheSessionsEnd());
   onDisconnected(disconnectedContext);
 }
 
 bool cQMBEIO::Write(const void* data, std::uint32_t length) {
-  if (!IsOpen()) return false;
+  if (!IsOpen()) {
+    return false;
+  }
   const auto openService = Service();
-  if (!openService) return false;
+  if (!openService) {
+    return false;
+  }
   const cSafeArray bytes = MakeByteArray({static_cast<const std::uint8_t*>(data), length});
-  if (!bytes) return false;
+  if (!bytes) {
+    return false;
+  }
   ULONG requestId = 0;
   return SUCCEEDED(openService->SetCommand(kDiagDataCommand, bytes.Get(), &requestId));
 }
@@ -246,15 +296,21 @@ bool cQMBEIO::IsOurService(const IMbnDeviceService* other) {
 }
 
 void cQMBEIO::ReportConnected() {
-  if (onConnected != nullptr) onConnected(connectedContext);
+  if (onConnected != nullptr) {
+    onConnected(connectedContext);
+  }
 }
 
 void cQMBEIO::EndSession() {
   // Once Close has begun, its own end of the session and the platform's meet: whoever clears the
   // flag reports it. Before that every end is reported, also a removal without an open session.
   const bool wasOpen = sessionOpen.exchange(0) != 0;
-  if (!wasOpen && isClosing) return;
-  if (onDisconnected != nullptr) onDisconnected(disconnectedContext);
+  if (!wasOpen && isClosing) {
+    return;
+  }
+  if (onDisconnected != nullptr) {
+    onDisconnected(disconnectedContext);
+  }
 }
 
 HRESULT STDMETHODCALLTYPE cQMBEIO::OnOpenCommandSessionComplete(IMbnDeviceService* from,
@@ -262,7 +318,9 @@ HRESULT STDMETHODCALLTYPE cQMBEIO::OnOpenCommandSessionComplete(IMbnDeviceServic
   const auto pass = sinkCalls.Enter();
   // A session that opens when Close has begun is let go of like one that did not open yet:
   // resetting the event would keep Close waiting.
-  if (!pass || isClosing || status != S_OK || !IsOurService(from)) return S_OK;
+  if (!pass || isClosing || status != S_OK || !IsOurService(from)) {
+    return S_OK;
+  }
   ResetEvent(sessionEvent.Get());
   sessionOpen = 1;
   ReportConnected();
@@ -272,7 +330,9 @@ HRESULT STDMETHODCALLTYPE cQMBEIO::OnOpenCommandSessionComplete(IMbnDeviceServic
 HRESULT STDMETHODCALLTYPE cQMBEIO::OnCloseCommandSessionComplete(IMbnDeviceService* from, HRESULT,
                                                                  ULONG) {
   const auto pass = sinkCalls.Enter();
-  if (!pass || !IsOurService(from)) return S_OK;
+  if (!pass || !IsOurService(from)) {
+    return S_OK;
+  }
   // Whatever the status says: a session whose end has failed is of no use either.
   EndSession();
   OutputDebugStringW(L"-------- OnCloseCommandSessionComplete\n");
@@ -284,18 +344,26 @@ HRESULT STDMETHODCALLTYPE cQMBEIO::OnEventNotification(IMbnDeviceService* from, 
                                                        SAFEARRAY* data) {
   // Every notification of the DIAG service is DIAG data, whatever its event ID.
   const auto pass = sinkCalls.Enter();
-  if (!pass || !IsOurService(from)) return S_OK;
+  if (!pass || !IsOurService(from)) {
+    return S_OK;
+  }
   const tDataHandler handler = onData;
   void* const context = dataContext;
-  if (handler == nullptr || context == nullptr) return S_OK;
+  if (handler == nullptr || context == nullptr) {
+    return S_OK;
+  }
 
   const cSafeArrayBytes received(data);
   const auto bytes = received.Bytes();
-  if (bytes.size() < kLeastNotification) return S_OK;
+  if (bytes.size() < kLeastNotification) {
+    return S_OK;
+  }
   // More bytes than a buffer holds make an empty one, which only sends the next request.
   sOwnedBuffer block(new (std::nothrow) sSharedBuffer(
       bytes.data(), static_cast<std::int32_t>(bytes.size()), kOriginDevice));
-  if (!block) return S_OK;
+  if (!block) {
+    return S_OK;
+  }
   const cBufferReference reference(std::move(block));
   handler(context, reference.Get());
   return S_OK;
@@ -304,7 +372,9 @@ HRESULT STDMETHODCALLTYPE cQMBEIO::OnEventNotification(IMbnDeviceService* from, 
 HRESULT STDMETHODCALLTYPE cQMBEIO::OnInterfaceStateChange(
     BSTR changedInterfaceId, MBN_DEVICE_SERVICES_INTERFACE_STATE state) {
   const auto pass = sinkCalls.Enter();
-  if (!pass || !IsSameInterface(changedInterfaceId, interfaceId.Get())) return S_OK;
+  if (!pass || !IsSameInterface(changedInterfaceId, interfaceId.Get())) {
+    return S_OK;
+  }
   switch (state) {
     case MBN_DEVICE_SERVICES_CAPABLE_INTERFACE_REMOVAL:
       EndSession();

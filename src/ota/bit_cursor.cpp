@@ -14,10 +14,16 @@ constexpr std::array<std::uint8_t, 9> kLowBits = {0, 1, 3, 7, 15, 31, 63, 127, 2
 
 [[nodiscard]] std::uint32_t CheckRead(const sBitReader& reader, std::uint32_t count,
                                       std::uint32_t maximum) {
-  if (count < 1 || count > maximum) return kErrorInvalidParameter;
+  if (count < 1 || count > maximum) {
+    return kErrorInvalidParameter;
+  }
   // Too few bits left is no matter of memory, but 8 ("not enough memory") is what callers get.
-  if (reader.position >= reader.bitCount) return kErrorNotEnoughMemory;
-  if (reader.bitCount - reader.position < count) return kErrorNotEnoughMemory;
+  if (reader.position >= reader.bitCount) {
+    return kErrorNotEnoughMemory;
+  }
+  if (reader.bitCount - reader.position < count) {
+    return kErrorNotEnoughMemory;
+  }
   return kErrorSuccess;
 }
 
@@ -33,25 +39,34 @@ constexpr std::array<std::uint8_t, 9> kLowBits = {0, 1, 3, 7, 15, 31, 63, 127, 2
 [[nodiscard]] std::uint32_t GatherLeastSignificantFirst(const sBitReader& reader,
                                                         std::uint32_t count) {
   std::uint32_t value = 0;
-  for (std::uint32_t k = 0; k < count; ++k) value |= BitAt(reader, reader.position + k) << k;
+  for (std::uint32_t k = 0; k < count; ++k) {
+    value |= BitAt(reader, reader.position + k) << k;
+  }
   return value;
 }
 
 [[nodiscard]] std::uint32_t GatherMostSignificantFirst(const sBitReader& reader,
                                                        std::uint32_t count) {
   std::uint32_t value = 0;
-  for (std::uint32_t k = 0; k < count; ++k) value = value << 1 | BitAt(reader, reader.position + k);
+  for (std::uint32_t k = 0; k < count; ++k) {
+    value = value << 1 | BitAt(reader, reader.position + k);
+  }
   return value;
 }
 
 // The value of the next `count` bits, which are there.
 [[nodiscard]] std::uint32_t PeekBits(const sBitReader& reader, std::uint32_t count) {
-  if (reader.bitOrder != kLeastSignificantBitFirst)
+  if (reader.bitOrder != kLeastSignificantBitFirst) {
     return GatherMostSignificantFirst(reader, count);
+  }
   const std::uint8_t* bytes = reader.data + reader.position / 8;
   const std::uint32_t offset = reader.position % 8;
-  if (count == 32 && offset == 0) return Load32(bytes);
-  if (count <= 8 - offset) return static_cast<std::uint32_t>(*bytes >> offset) & kLowBits[count];
+  if (count == 32 && offset == 0) {
+    return Load32(bytes);
+  }
+  if (count <= 8 - offset) {
+    return static_cast<std::uint32_t>(*bytes >> offset) & kLowBits[count];
+  }
   return GatherLeastSignificantFirst(reader, count);
 }
 
@@ -59,7 +74,9 @@ constexpr std::array<std::uint8_t, 9> kLowBits = {0, 1, 3, 7, 15, 31, 63, 127, 2
 
 std::uint32_t ReadBits8(sBitReader& reader, std::uint32_t count, std::uint8_t& out) {
   const std::uint32_t status = CheckRead(reader, count, 8);
-  if (status != kErrorSuccess) return status;
+  if (status != kErrorSuccess) {
+    return status;
+  }
   if (count == 8 && reader.position % 8 == 0 && reader.bitOrder == kLeastSignificantBitFirst) {
     out = reader.data[reader.position / 8];
   } else {
@@ -71,7 +88,9 @@ std::uint32_t ReadBits8(sBitReader& reader, std::uint32_t count, std::uint8_t& o
 
 std::uint32_t ReadBits32(sBitReader& reader, std::uint32_t count, std::uint32_t& out) {
   const std::uint32_t status = CheckRead(reader, count, 32);
-  if (status != kErrorSuccess) return status;
+  if (status != kErrorSuccess) {
+    return status;
+  }
   out = PeekBits(reader, count);
   reader.position += count;
   return kErrorSuccess;
@@ -79,9 +98,13 @@ std::uint32_t ReadBits32(sBitReader& reader, std::uint32_t count, std::uint32_t&
 
 bool CopyBits(sBitReader& reader, sBitWriter& writer, std::uint32_t count) {
   for (; count != 0; --count) {
-    if (reader.position >= reader.bitCount) return false;
+    if (reader.position >= reader.bitCount) {
+      return false;
+    }
     const std::uint32_t bit = BitAt(reader, reader.position++);
-    if (writer.position >= writer.capacity) return false;
+    if (writer.position >= writer.capacity) {
+      return false;
+    }
     writer.data[writer.position / 8] |=
         static_cast<std::uint8_t>(bit << BitShift(writer.position, writer.bitOrder));
     ++writer.position;

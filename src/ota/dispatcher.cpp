@@ -40,7 +40,9 @@ constexpr std::array<SegmentDecoder, 10> kDecoders = {
                     .bitOrder = kLeastSignificantBitFirst};
   switch (packet.channel) {
     case kOtaChannelBcchFach:
-      if (ReadOrZero(reader, kMessageTypeBits) != kSystemInformation) return 0;
+      if (ReadOrZero(reader, kMessageTypeBits) != kSystemInformation) {
+        return 0;
+      }
       break;
     case kOtaChannelBcchBch:
       reader.position = std::min(packet.bitCount, kFrameNumberBits);
@@ -56,9 +58,13 @@ constexpr std::array<SegmentDecoder, 10> kDecoders = {
 SibPacketList DecodeOtaPacket(SibAssemblyMap& assemblyMap, const sSharedBuffer& item,
                               std::uint64_t diagTimestamp) {
   const auto packet = ViewOtaPacket(item);
-  if (!packet) return {};
+  if (!packet) {
+    return {};
+  }
   const std::uint32_t choice = PayloadChoice(*packet);
-  if (choice < 1 || choice > kDecoders.size()) return {};
+  if (choice < 1 || choice > kDecoders.size()) {
+    return {};
+  }
   return kDecoders[choice - 1](assemblyMap, *packet, diagTimestamp);
 }
 

@@ -40,7 +40,9 @@ void WriteLogHeader(std::uint8_t* packet, std::uint32_t size, std::uint64_t diag
   const std::uint32_t blockBytes = std::min(block.bitLength / 8, kMaxEmittedBytes);
   const std::uint32_t size = kLogHeaderSize + blockBytes;
   sHeapBlock packet(static_cast<std::uint8_t*>(std::malloc(size)));
-  if (packet == nullptr) return nullptr;
+  if (packet == nullptr) {
+    return nullptr;
+  }
   WriteLogHeader(packet.get(), size, diagTimestamp);
   std::copy_n(block.buffer.begin(), blockBytes, packet.get() + kLogHeaderSize);
   return AdoptBlock(static_cast<std::int32_t>(size), std::move(packet), kOriginDevice);
@@ -53,7 +55,9 @@ void EmitSib(sSibAssembly& block, std::uint64_t diagTimestamp, SibPacketList& li
   block.bitLength = (block.bitLength + 7) / 8 * 8;
   WriteOtaHeader(block);
   sOwnedBuffer packet = MakePacket(block, diagTimestamp);
-  if (packet == nullptr) return;
+  if (packet == nullptr) {
+    return;
+  }
   try {
     list.push_back(std::move(packet));
   } catch (const std::bad_alloc&) {

@@ -8,7 +8,9 @@ namespace corvane {
 
 void ProcessOtaLogItem(cISFStore& store, sSharedBuffer& item, std::uint64_t arrivalTime) {
   const auto diagTimestamp = DiagTimestampFromFileTime(arrivalTime);
-  if (!diagTimestamp) return;
+  if (!diagTimestamp) {
+    return;
+  }
   for (sOwnedBuffer& packet : DecodeOtaPacket(store.SibAssemblies(), item, *diagTimestamp)) {
     const cBufferReference held(std::move(packet));
     // A block that could not be written is missing from the file; the ones after it are tried.

@@ -28,14 +28,18 @@ SibPacketList DecodeLastSegmentShort(SibAssemblyMap& assemblyMap, const sOtaPack
 SibPacketList DecodeLastAndFirst(SibAssemblyMap& assemblyMap, const sOtaPacket& packet,
                                  std::uint64_t diagTimestamp) {
   cSegmentPieces message(assemblyMap, packet, diagTimestamp);
-  if (message.LeadingLastSegment()) message.FirstSegment(eSegmentForm::Short);
+  if (message.LeadingLastSegment()) {
+    message.FirstSegment(eSegmentForm::Short);
+  }
   return message.TakePackets();
 }
 
 SibPacketList DecodeLastAndComplete(SibAssemblyMap& assemblyMap, const sOtaPacket& packet,
                                     std::uint64_t diagTimestamp) {
   cSegmentPieces message(assemblyMap, packet, diagTimestamp);
-  if (message.LeadingLastSegment()) static_cast<void>(message.CompleteSibList());
+  if (message.LeadingLastSegment()) {
+    static_cast<void>(message.CompleteSibList());
+  }
   return message.TakePackets();
 }
 
@@ -58,7 +62,9 @@ SibPacketList DecodeCompleteSibList(SibAssemblyMap& assemblyMap, const sOtaPacke
 SibPacketList DecodeCompleteAndFirst(SibAssemblyMap& assemblyMap, const sOtaPacket& packet,
                                      std::uint64_t diagTimestamp) {
   cSegmentPieces message(assemblyMap, packet, diagTimestamp);
-  if (message.CompleteSibList()) message.FirstSegment(eSegmentForm::Short);
+  if (message.CompleteSibList()) {
+    message.FirstSegment(eSegmentForm::Short);
+  }
   return message.TakePackets();
 }
 

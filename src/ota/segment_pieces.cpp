@@ -44,14 +44,22 @@ cSegmentPieces::cSegmentPieces(SibAssemblyMap& map, const sOtaPacket& packet,
 
 void cSegmentPieces::FirstSegment(eSegmentForm form) {
   const auto sibType = ReadField(kSibTypeBits);
-  if (!sibType) return;
+  if (!sibType) {
+    return;
+  }
   const auto count = ReadField(kSegmentCountBits);
-  if (!count) return;
+  if (!count) {
+    return;
+  }
   const auto sentBits = ReadSentBits(form);
-  if (!sentBits) return;
+  if (!sentBits) {
+    return;
+  }
 
   sSibAssembly block = StartBlock(*sibType, *count + 1u);
-  if (!AppendData(block, *sentBits)) return;
+  if (!AppendData(block, *sentBits)) {
+    return;
+  }
   if (block.receivedSegments == block.expectedSegments) {
     EmitSib(block, diagTimestamp, packets);
   } else {
@@ -61,9 +69,13 @@ void cSegmentPieces::FirstSegment(eSegmentForm form) {
 
 void cSegmentPieces::SubsequentSegment() {
   const auto sibType = ReadField(kSibTypeBits);
-  if (!sibType) return;
+  if (!sibType) {
+    return;
+  }
   const auto entry = FindBlock(*sibType);
-  if (entry == assemblyMap.end()) return;
+  if (entry == assemblyMap.end()) {
+    return;
+  }
   // A block that this segment completes stays in the map: its next segment removes it, unless a
   // first segment replaces it before.
   if (!AppendSegment(entry->second, ReadSegmentHeader(eSegmentForm::Fixed))) {
@@ -73,15 +85,21 @@ void cSegmentPieces::SubsequentSegment() {
 
 void cSegmentPieces::LastSegment(eSegmentForm form) {
   const auto sibType = ReadField(kSibTypeBits);
-  if (!sibType) return;
+  if (!sibType) {
+    return;
+  }
   FinishBlock(*sibType, ReadSegmentHeader(form));
 }
 
 bool cSegmentPieces::LeadingLastSegment() {
   const auto sibType = ReadField(kSibTypeBits);
-  if (!sibType) return false;
+  if (!sibType) {
+    return false;
+  }
   const auto header = ReadSegmentHeader(eSegmentForm::Short);
-  if (!header) return false;
+  if (!header) {
+    return false;
+  }
 
   // All the bits that were sent are stepped over, also the 256 of which none is copied. In a list
   // those are not (see AppendData).
@@ -93,20 +111,30 @@ bool cSegmentPieces::LeadingLastSegment() {
 
 bool cSegmentPieces::CompleteSibList() {
   const auto count = ReadField(kListCountBits);
-  if (!count) return false;
+  if (!count) {
+    return false;
+  }
   for (std::uint32_t left = *count + 1u; left != 0; --left) {
     const auto sibType = ReadField(kSibTypeBits);
-    if (!sibType) return false;
+    if (!sibType) {
+      return false;
+    }
     const auto sentBits = ReadSentBits(eSegmentForm::Short);
-    if (!sentBits) return false;
-    if (!EmitComplete(*sibType, *sentBits)) return false;
+    if (!sentBits) {
+      return false;
+    }
+    if (!EmitComplete(*sibType, *sentBits)) {
+      return false;
+    }
   }
   return true;
 }
 
 void cSegmentPieces::CompleteSib() {
   const auto sibType = ReadField(kSibTypeBits);
-  if (!sibType) return;
+  if (!sibType) {
+    return;
+  }
   // A block that is cut short is not collected, and nothing follows it.
   static_cast<void>(EmitComplete(*sibType, kCompleteSibBits));
 }
@@ -116,24 +144,34 @@ SibPacketList cSegmentPieces::TakePackets() { return std::move(packets); }
 // The value of the next `bits` bits, 1 to 8, or nothing when fewer are left.
 std::optional<std::uint8_t> cSegmentPieces::ReadField(std::uint32_t bits) {
   std::uint8_t value = 0;
-  if (ReadBits8(reader, bits, value) != kErrorSuccess) return std::nullopt;
+  if (ReadBits8(reader, bits, value) != kErrorSuccess) {
+    return std::nullopt;
+  }
   return value;
 }
 
 // How many bits of data the sender says it put behind the header.
 std::optional<std::uint32_t> cSegmentPieces::ReadSentBits(eSegmentForm form) {
-  if (form == eSegmentForm::Fixed) return kFixedSegmentBits;
+  if (form == eSegmentForm::Fixed) {
+    return kFixedSegmentBits;
+  }
   const auto length = ReadField(kDataLengthBits);
-  if (!length) return std::nullopt;
+  if (!length) {
+    return std::nullopt;
+  }
   return *length + 1u;
 }
 
 // A segment's index and the length of its data.
 std::optional<cSegmentPieces::sSegmentHeader> cSegmentPieces::ReadSegmentHeader(eSegmentForm form) {
   const auto index = ReadField(kSegmentIndexBits);
-  if (!index) return std::nullopt;
+  if (!index) {
+    return std::nullopt;
+  }
   const auto sentBits = ReadSentBits(form);
-  if (!sentBits) return std::nullopt;
+  if (!sentBits) {
+    return std::nullopt;
+  }
   return sSegmentHeader{.index = *index + 1u, .sentBits = *sentBits};
 }
 
@@ -163,7 +201,9 @@ bool cSegmentPieces::AppendData(sSibAssembly& block, std::uint32_t sentBits) {
                     .length = end,
                     .capacity = sSibAssembly::kBufferBits,
                     .bitOrder = kMostSignificantBitFirst};
-  if (!CopyBits(reader, writer, copiedBits)) return false;
+  if (!CopyBits(reader, writer, copiedBits)) {
+    return false;
+  }
   block.bitLength += copiedBits;
   ++block.receivedSegments;
   return true;
@@ -173,10 +213,18 @@ bool cSegmentPieces::AppendData(sSibAssembly& block, std::uint32_t sentBits) {
 // not be read, the segment is not the one that the block waits for, or its data does not fit.
 bool cSegmentPieces::AppendSegment(sSibAssembly& block,
                                    const std::optional<sSegmentHeader>& header) {
-  if (!header) return false;
-  if (block.receivedSegments != header->index) return false;
-  if (!AppendData(block, header->sentBits)) return false;
-  if (block.receivedSegments == block.expectedSegments) EmitSib(block, diagTimestamp, packets);
+  if (!header) {
+    return false;
+  }
+  if (block.receivedSegments != header->index) {
+    return false;
+  }
+  if (!AppendData(block, header->sentBits)) {
+    return false;
+  }
+  if (block.receivedSegments == block.expectedSegments) {
+    EmitSib(block, diagTimestamp, packets);
+  }
   return true;
 }
 
@@ -185,14 +233,18 @@ bool cSegmentPieces::AppendSegment(sSibAssembly& block,
 void cSegmentPieces::FinishBlock(std::uint8_t sibType,
                                  const std::optional<sSegmentHeader>& header) {
   const auto entry = FindBlock(sibType);
-  if (entry == assemblyMap.end()) return;
+  if (entry == assemblyMap.end()) {
+    return;
+  }
   static_cast<void>(AppendSegment(entry->second, header));
   assemblyMap.erase(entry);
 }
 
 bool cSegmentPieces::EmitComplete(std::uint8_t sibType, std::uint32_t sentBits) {
   sSibAssembly block = StartBlock(sibType, 1);
-  if (!AppendData(block, sentBits)) return false;
+  if (!AppendData(block, sentBits)) {
+    return false;
+  }
   EmitSib(block, diagTimestamp, packets);
   return true;
 }

@@ -7,7 +7,9 @@ namespace corvane {
 
 void CopyBounded(char* destination, std::size_t size, const char* source) {
   const std::size_t length = std::strlen(source);
-  if (length >= size) std::abort();
+  if (length >= size) {
+    std::abort();
+  }
   std::memcpy(destination, source, length + 1);
 }
 

@@ -8,7 +8,9 @@ std::tm LocalCalendarTime() {
   __time64_t now = 0;
   _time64(&now);
   std::tm local{};
-  if (_localtime64_s(&local, &now) != 0) return std::tm{};
+  if (_localtime64_s(&local, &now) != 0) {
+    return std::tm{};
+  }
   return local;
 }
 

@@ -13,7 +13,9 @@ struct cEvent::sNative {
 cEvent::cEvent() : native(std::make_unique<sNative>()) {
   // Not before there is memory for its owner.
   native->handle = CreateEventW(nullptr, TRUE, FALSE, nullptr);
-  if (native->handle == nullptr) throw std::bad_alloc();
+  if (native->handle == nullptr) {
+    throw std::bad_alloc();
+  }
 }
 
 cEvent::~cEvent() { CloseHandle(native->handle); }

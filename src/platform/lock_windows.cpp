@@ -23,7 +23,9 @@ cLock::cLock(eCreation creation, std::uint32_t spinCount) : native(std::make_uni
       InitializeCriticalSection(&native->section);
       break;
   }
-  if (!made) throw std::bad_alloc();
+  if (!made) {
+    throw std::bad_alloc();
+  }
 }
 
 cLock::~cLock() { DeleteCriticalSection(&native->section); }

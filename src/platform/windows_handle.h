@@ -29,7 +29,9 @@ class cOwnedHandle {
   // Gives the handle back, if there is one, and takes `owned` over.
   void Reset(tHandle owned = tKind::None()) {
     const tHandle old = std::exchange(handle, owned);
-    if (old != tKind::None()) tKind::Close(old);
+    if (old != tKind::None()) {
+      tKind::Close(old);
+    }
   }
 
   // Leaves the handle to the caller.

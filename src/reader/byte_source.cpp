@@ -28,7 +28,9 @@ std::optional<std::uint64_t> cFileSource::Size() {
   file.clear();
   file.seekg(0, std::ios::end);
   const std::streamoff end = file.tellg();
-  if (!file || end < 0) return std::nullopt;
+  if (!file || end < 0) {
+    return std::nullopt;
+  }
   return static_cast<std::uint64_t>(end);
 }
 
@@ -36,7 +38,9 @@ std::size_t cFileSource::ReadAt(std::uint64_t offset, std::span<std::uint8_t> by
   // A read at the end of a growing file leaves the stream in a failed state.
   file.clear();
   file.seekg(static_cast<std::streamoff>(offset));
-  if (!file) return 0;
+  if (!file) {
+    return 0;
+  }
   file.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
   return static_cast<std::size_t>(file.gcount());
 }

@@ -19,10 +19,12 @@ constexpr int kLooks = 100;
 [[nodiscard]] std::optional<sCaptureError> CheckHeader(cByteSource& source) {
   std::array<std::uint8_t, isf::kHeaderSize> header{};
   const std::size_t count = source.ReadAt(0, header);
-  if (count != header.size())
+  if (count != header.size()) {
     return sCaptureError{"the file is too short to be a capture file", count};
-  if (Load32(header.data()) != isf::kHeaderMagic)
+  }
+  if (Load32(header.data()) != isf::kHeaderMagic) {
     return sCaptureError{"the file does not begin as a capture file does", 0};
+  }
   return std::nullopt;
 }
 
@@ -77,7 +79,9 @@ void cCaptureFile::Refresh() {
   damage = FindDamage();
   for (int look = 1; damage && look < kLooks; ++look) {
     std::optional<sCaptureError> again = FindDamage();
-    if (again == damage) break;
+    if (again == damage) {
+      break;
+    }
     damage = std::move(again);
   }
 }
@@ -87,55 +91,72 @@ std::optional<sCaptureError> cCaptureFile::FindDamage() {
   std::optional<sCaptureError> error = chain.Advance();
   const std::optional<std::uint64_t> now = source->Size();
   size = now.value_or(0);
-  if (error) return error;
-  if (!now) return sCaptureError{"the file's size cannot be found out", {}};
+  if (error) {
+    return error;
+  }
+  if (!now) {
+    return sCaptureError{"the file's size cannot be found out", {}};
+  }
   sFileEnd end = CheckFileEnd(*source, chain, size);
   closed = end.closed;
   return std::move(end.error);
 }
 
 eCaptureState cCaptureFile::State() const {
-  if (damage) return eCaptureState::Damaged;
+  if (damage) {
+    return eCaptureState::Damaged;
+  }
   return closed ? eCaptureState::Complete : eCaptureState::Unclosed;
 }
 
 std::uint64_t cCaptureFile::UnclaimedBytes() const {
   std::uint64_t end = size;
-  if (closed) end -= isf::kTrailerSize + Blocks().size() * isf::kIndexEntrySize;
+  if (closed) {
+    end -= isf::kTrailerSize + Blocks().size() * isf::kIndexEntrySize;
+  }
   return chain.GapBytes() + (end < chain.End() ? 0 : end - chain.End());
 }
 
 std::optional<sCaptureError> cCaptureFile::ReadItem(std::uint64_t number, sCaptureItem& item) {
-  if (number >= ItemCount())
+  if (number >= ItemCount()) {
     return sCaptureError{"there is no item " + std::to_string(number), chain.End()};
+  }
   // All blocks before the last are full.
   const auto blockNumber = static_cast<std::size_t>(number / isf::kItemsPerBlock);
   const auto place = static_cast<std::uint32_t>(number % isf::kItemsPerBlock);
-  if (directoryBlock != blockNumber)
-    if (auto error = LoadDirectory(blockNumber)) return error;
+  if (directoryBlock != blockNumber) {
+    if (auto error = LoadDirectory(blockNumber)) {
+      return error;
+    }
+  }
 
   const sCaptureBlock& block = Blocks()[blockNumber];
   const sDirectoryEntry entry =
       LoadDirectoryEntry(&directory[std::size_t{place} * isf::kDirectoryEntrySize]);
-  if (entry.length == 0)
+  if (entry.length == 0) {
     return sCaptureError{"item " + std::to_string(number) + " is no longer in its directory",
                          block.offset + std::uint64_t{place} * isf::kDirectoryEntrySize};
+  }
   item.offset = block.offset + isf::kBlockSize + entry.position;
   const std::optional<std::span<const std::uint8_t>> record =
       ReadRecord(item.offset, entry.RecordSize());
-  if (!record)
+  if (!record) {
     return sCaptureError{"the record of item " + std::to_string(number) + " cannot be read",
                          item.offset};
+  }
 
   item.number = number;
   item.type = entry.Type();
   item.time = LoadTime(entry, block.baseTime, record->data());
-  if (item.time > kLatestItemTime)
+  if (item.time > kLatestItemTime) {
     return sCaptureError{
         "the time of item " + std::to_string(number) + " is later than any clock can be",
         item.offset};
+  }
   item.extra.reset();
-  if (entry.ExtraSize() != 0) item.extra = Load32(record->data() + entry.TimeSize());
+  if (entry.ExtraSize() != 0) {
+    item.extra = Load32(record->data() + entry.TimeSize());
+  }
   const auto packet = record->last(entry.length);
   item.bytes.assign(packet.begin(), packet.end());
   return std::nullopt;
@@ -144,10 +165,11 @@ std::optional<sCaptureError> cCaptureFile::ReadItem(std::uint64_t number, sCaptu
 std::optional<sCaptureError> cCaptureFile::LoadDirectory(std::size_t block) {
   directoryBlock.reset();
   const std::uint64_t offset = Blocks()[block].offset;
-  if (source->ReadAt(offset, directory) != directory.size())
+  if (source->ReadAt(offset, directory) != directory.size()) {
     return sCaptureError{
         "the directory of the block at offset " + std::to_string(offset) + " cannot be read",
         offset};
+  }
   directoryBlock = block;
   return std::nullopt;
 }
@@ -160,7 +182,9 @@ std::optional<std::span<const std::uint8_t>> cCaptureFile::ReadRecord(std::uint6
     window.resize(startsInside ? kLargeWindow : std::max(kSmallWindow, length));
     windowOffset = offset;
     window.resize(source->ReadAt(offset, window));
-    if (window.size() < length) return std::nullopt;
+    if (window.size() < length) {
+      return std::nullopt;
+    }
   }
   return std::span<const std::uint8_t>(window).subspan(
       static_cast<std::size_t>(offset - windowOffset), length);

@@ -34,13 +34,16 @@ void AppendUtf8(std::string& text, std::uint32_t character) {
 
 std::optional<std::string> DecodeTextItem(std::span<const std::uint8_t> bytes) {
   constexpr std::size_t kHeaderSize = 4;
-  if (bytes.size() < kHeaderSize || Load32(bytes.data()) != isf::kTextItemHeader)
+  if (bytes.size() < kHeaderSize || Load32(bytes.data()) != isf::kTextItemHeader) {
     return std::nullopt;
+  }
   std::string text;
   for (std::size_t place = kHeaderSize; bytes.size() - place >= 2;) {
     std::uint32_t character = Load16(&bytes[place]);
     place += 2;
-    if (character == 0) break;
+    if (character == 0) {
+      break;
+    }
     if (IsHighSurrogate(character) && bytes.size() - place >= 2 &&
         IsLowSurrogate(Load16(&bytes[place]))) {
       character = 0x10000 + ((character & 0x3FF) << 10) + (Load16(&bytes[place]) & 0x3FFu);

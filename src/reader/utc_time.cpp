@@ -44,23 +44,31 @@ struct sDate {
   days -= years * 365;
 
   sDate date{1601 + cycles * 400 + centuries * 100 + fours * 4 + years, 1, 0};
-  while (days >= DaysInMonth(date.year, date.month)) days -= DaysInMonth(date.year, date.month++);
+  while (days >= DaysInMonth(date.year, date.month)) {
+    days -= DaysInMonth(date.year, date.month++);
+  }
   date.day = days + 1;
   return date;
 }
 
 void AppendNumber(std::string& text, std::uint64_t number, std::size_t digits) {
   const std::string plain = std::to_string(number);
-  if (plain.size() < digits) text.append(digits - plain.size(), '0');
+  if (plain.size() < digits) {
+    text.append(digits - plain.size(), '0');
+  }
   text += plain;
 }
 
 // Takes exactly `digits` digits off the front of `text`.
 [[nodiscard]] bool TakeNumber(std::string_view& text, std::size_t digits, std::uint64_t& number) {
-  if (text.size() < digits) return false;
+  if (text.size() < digits) {
+    return false;
+  }
   number = 0;
   for (const char digit : text.substr(0, digits)) {
-    if (digit < '0' || digit > '9') return false;
+    if (digit < '0' || digit > '9') {
+      return false;
+    }
     number = number * 10 + static_cast<std::uint64_t>(digit - '0');
   }
   text.remove_prefix(digits);
@@ -68,7 +76,9 @@ void AppendNumber(std::string& text, std::uint64_t number, std::size_t digits) {
 }
 
 [[nodiscard]] bool Take(std::string_view& text, char wanted) {
-  if (text.empty() || text.front() != wanted) return false;
+  if (text.empty() || text.front() != wanted) {
+    return false;
+  }
   text.remove_prefix(1);
   return true;
 }
@@ -76,13 +86,20 @@ void AppendNumber(std::string& text, std::uint64_t number, std::size_t digits) {
 // The part behind the date, as milliseconds of the day.
 [[nodiscard]] bool TakeTimeOfDay(std::string_view& text, std::uint64_t& time) {
   std::uint64_t hours = 0, minutes = 0, seconds = 0, milliseconds = 0;
-  if (!TakeNumber(text, 2, hours) || !Take(text, ':') || !TakeNumber(text, 2, minutes))
+  if (!TakeNumber(text, 2, hours) || !Take(text, ':') || !TakeNumber(text, 2, minutes)) {
     return false;
-  if (Take(text, ':')) {
-    if (!TakeNumber(text, 2, seconds)) return false;
-    if (Take(text, '.') && !TakeNumber(text, 3, milliseconds)) return false;
   }
-  if (hours > 23 || minutes > 59 || seconds > 59) return false;
+  if (Take(text, ':')) {
+    if (!TakeNumber(text, 2, seconds)) {
+      return false;
+    }
+    if (Take(text, '.') && !TakeNumber(text, 3, milliseconds)) {
+      return false;
+    }
+  }
+  if (hours > 23 || minutes > 59 || seconds > 59) {
+    return false;
+  }
   time = ((hours * 60 + minutes) * 60 + seconds) * 1000 + milliseconds;
   return true;
 }
@@ -114,16 +131,24 @@ std::optional<std::uint64_t> ParseUtc(std::string_view text) {
   sDate date{};
   std::uint64_t ofDay = 0;
   if (!TakeNumber(text, 4, date.year) || !Take(text, '-') || !TakeNumber(text, 2, date.month) ||
-      !Take(text, '-') || !TakeNumber(text, 2, date.day))
+      !Take(text, '-') || !TakeNumber(text, 2, date.day)) {
     return std::nullopt;
+  }
   if (date.year < 1601 || date.month < 1 || date.month > 12 || date.day < 1 ||
-      date.day > DaysInMonth(date.year, date.month))
+      date.day > DaysInMonth(date.year, date.month)) {
     return std::nullopt;
-  if ((Take(text, 'T') || Take(text, ' ')) && !TakeTimeOfDay(text, ofDay)) return std::nullopt;
-  if (!text.empty() && text != "Z") return std::nullopt;
+  }
+  if ((Take(text, 'T') || Take(text, ' ')) && !TakeTimeOfDay(text, ofDay)) {
+    return std::nullopt;
+  }
+  if (!text.empty() && text != "Z") {
+    return std::nullopt;
+  }
 
   std::uint64_t days = DaysBeforeYear(date.year) + date.day - 1;
-  for (std::uint64_t month = 1; month < date.month; ++month) days += DaysInMonth(date.year, month);
+  for (std::uint64_t month = 1; month < date.month; ++month) {
+    days += DaysInMonth(date.year, month);
+  }
   return days * kDayMilliseconds + ofDay;
 }
 

@@ -7,12 +7,16 @@ namespace {
 
 [[nodiscard]] std::uint64_t Number(const tBytes& file, std::uint64_t position, unsigned bytes) {
   std::uint64_t value = 0;
-  for (unsigned i = bytes; i > 0; --i) value = value << 8 | file.at(position + i - 1);
+  for (unsigned i = bytes; i > 0; --i) {
+    value = value << 8 | file.at(position + i - 1);
+  }
   return value;
 }
 
 void Expect(const tBytes& file, std::uint64_t position, std::uint32_t magic) {
-  if (Number(file, position, 4) != magic) throw std::runtime_error("wrong magic number");
+  if (Number(file, position, 4) != magic) {
+    throw std::runtime_error("wrong magic number");
+  }
 }
 
 [[nodiscard]] sDecodedItem DecodeItem(const tBytes& file, const sDecodedBlock& block,
@@ -33,8 +37,12 @@ void Expect(const tBytes& file, std::uint64_t position, std::uint32_t magic) {
     at += 4;
   }
   item.end = at + Number(file, entry + 5, 2);
-  if (item.end > file.size()) throw std::out_of_range("a packet runs past the end");
-  while (at < item.end) item.packet.push_back(file[at++]);
+  if (item.end > file.size()) {
+    throw std::out_of_range("a packet runs past the end");
+  }
+  while (at < item.end) {
+    item.packet.push_back(file[at++]);
+  }
   return item;
 }
 
@@ -47,9 +55,13 @@ void Expect(const tBytes& file, std::uint64_t position, std::uint32_t magic) {
   for (std::uint64_t i = 0; i < 8192; ++i) {
     const std::uint64_t entry = position + 7 * i;
     const bool isZero = Number(file, entry, 7) == 0;
-    if (!isZero && !isUsed) throw std::runtime_error("an entry behind an unused one");
+    if (!isZero && !isUsed) {
+      throw std::runtime_error("an entry behind an unused one");
+    }
     isUsed = !isZero;
-    if (isUsed) block.items.push_back(DecodeItem(file, block, entry));
+    if (isUsed) {
+      block.items.push_back(DecodeItem(file, block, entry));
+    }
   }
   return block;
 }
@@ -67,7 +79,9 @@ std::vector<sDecodedItem> sDecodedCapture::Items() const {
 sDecodedCapture DecodeCapture(const tBytes& file) {
   Expect(file, 0, 0xAB603108);
   sDecodedCapture capture;
-  if (file.size() < 4 + 57360) return capture;
+  if (file.size() < 4 + 57360) {
+    return capture;
+  }
   std::uint64_t position = 4;
   while (position != 0) {
     capture.blocks.push_back(DecodeBlock(file, position));

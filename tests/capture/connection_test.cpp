@@ -222,7 +222,9 @@ TEST_F(ConnectionTest, AFileCarriesOnAcrossConnections) {
 // A reference of the test's own to each queued request, to see the queue's being given back.
 std::vector<cBufferReference> Keep(const sRequestQueue& queue) {
   std::vector<cBufferReference> kept;
-  for (sSharedBuffer* request : queue.entries) kept.emplace_back(request);
+  for (sSharedBuffer* request : queue.entries) {
+    kept.emplace_back(request);
+  }
   return kept;
 }
 

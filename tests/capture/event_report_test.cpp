@@ -38,7 +38,9 @@ struct sSplit {
 // A report around these events.
 [[nodiscard]] tBytes Report(const std::vector<tBytes>& events, std::uint8_t code = 0x60) {
   tBytes report = {code, 0, 0};
-  for (const tBytes& event : events) report.insert(report.end(), event.begin(), event.end());
+  for (const tBytes& event : events) {
+    report.insert(report.end(), event.begin(), event.end());
+  }
   const std::size_t length = report.size() - 3;
   report[1] = static_cast<std::uint8_t>(length % 256);
   report[2] = static_cast<std::uint8_t>(length / 256);

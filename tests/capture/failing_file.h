@@ -38,18 +38,24 @@ class cFailingFile : public std::streambuf {
  protected:
   std::streamsize xsputn(const char* bytes, std::streamsize length) override {
     writes.push_back(length);
-    if (duringWrites) duringWrites();
+    if (duringWrites) {
+      duringWrites();
+    }
     if (writesToGo != kNever && --writesToGo == 0) {
       writesToGo = kNever;
       hasFailed = true;
-      if (failure == eFailure::Throws) throw std::runtime_error("the device is gone");
+      if (failure == eFailure::Throws) {
+        throw std::runtime_error("the device is gone");
+      }
       return 0;
     }
     return real.sputn(bytes, length);
   }
 
   int_type overflow(int_type next) override {
-    if (traits_type::eq_int_type(next, traits_type::eof())) return traits_type::not_eof(next);
+    if (traits_type::eq_int_type(next, traits_type::eof())) {
+      return traits_type::not_eof(next);
+    }
     const char byte = traits_type::to_char_type(next);
     return xsputn(&byte, 1) == 1 ? next : traits_type::eof();
   }
@@ -66,7 +72,9 @@ class cFailingFile : public std::streambuf {
 
  private:
   [[nodiscard]] bool SeekFails() {
-    if (seeksToGo == kNever || --seeksToGo != 0) return false;
+    if (seeksToGo == kNever || --seeksToGo != 0) {
+      return false;
+    }
     seeksToGo = kNever;
     hasFailed = true;
     return true;

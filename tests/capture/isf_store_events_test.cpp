@@ -73,7 +73,9 @@ TEST_F(IsfStoreEventsTest, AReportIsSplitAndForgottenWithoutAFileToo) {
 
 TEST_F(IsfStoreEventsTest, TheEventsOfAWholeReportAreFreed) {
   const std::int64_t before = LiveNewAllocations();
-  for (int i = 0; i < 10; ++i) ASSERT_EQ(Add(kThreeEvents), kErrorSuccess);
+  for (int i = 0; i < 10; ++i) {
+    ASSERT_EQ(Add(kThreeEvents), kErrorSuccess);
+  }
   const std::int64_t after = LiveNewAllocations();
   // The index of the first block.
   EXPECT_EQ(after - before, 1);

@@ -20,7 +20,9 @@ class IsfStoreFailureTest : public cStoreTest {
   void Restart(std::uint32_t items = 0) {
     StartAnew();
     file = &Intercept(*stream);
-    for (std::uint32_t i = 0; i < items; ++i) ASSERT_EQ(Add({0x0A}), kErrorSuccess);
+    for (std::uint32_t i = 0; i < items; ++i) {
+      ASSERT_EQ(Add({0x0A}), kErrorSuccess);
+    }
     file->writes.clear();
   }
 
@@ -59,7 +61,9 @@ void IsfStoreFailureTest::FailEachWriteOfAnItem(std::uint32_t items, std::uint32
     SCOPED_TRACE(nth);
     Restart(items);
     sState expected = State();
-    if (blockWrites != 0 && nth > blockWrites) expected = {items, 0, expected.blocks + 1};
+    if (blockWrites != 0 && nth > blockWrites) {
+      expected = {items, 0, expected.blocks + 1};
+    }
     file->FailWrite(nth);
     EXPECT_EQ(Add(packet), 9U);
     EXPECT_EQ(State(), expected);
@@ -276,7 +280,9 @@ class IsfStoreMemoryTest : public IsfStoreFailureTest {
   // A file that nothing stands between: the stand-in allocates too.
   void RestartPlain(std::uint32_t items = 0) {
     StartAnew();
-    for (std::uint32_t i = 0; i < items; ++i) ASSERT_EQ(Add({0x0A}), kErrorSuccess);
+    for (std::uint32_t i = 0; i < items; ++i) {
+      ASSERT_EQ(Add({0x0A}), kErrorSuccess);
+    }
   }
 };
 
@@ -287,7 +293,9 @@ TEST_F(IsfStoreMemoryTest, WithoutMemoryForABlockOrTheIndexTheResultIsCode8AndNo
   const sStoreCounters counters(fresh);
   sSharedBuffer item(packet.data(), 3, kOriginDevice);
   for (const std::uint32_t items : {0U, 8192U}) {
-    while (counters.itemCount < items) ASSERT_EQ(fresh.AddItem(&item, 1), kErrorSuccess);
+    while (counters.itemCount < items) {
+      ASSERT_EQ(fresh.AddItem(&item, 1), kErrorSuccess);
+    }
     const std::size_t size = ReadFile(scratch.File("fresh.isf")).size();
     for (std::uint32_t nth = 1; nth <= 2; ++nth) {  // the block, the index
       SCOPED_TRACE(nth);
@@ -316,7 +324,9 @@ TEST_F(IsfStoreMemoryTest, WithoutMemoryToSplitAReportNothingOfItIsRecorded) {
     const std::int64_t before = LiveNewAllocations();
     const sAttempt attempt = AddWithout(eHeap::New, nth, report);
     const std::int64_t after = LiveNewAllocations();
-    if (!attempt.failed) break;
+    if (!attempt.failed) {
+      break;
+    }
     EXPECT_EQ(attempt.result, 8U);
     EXPECT_EQ(attempt.written, 0U);
     EXPECT_EQ(after, before);
@@ -335,7 +345,9 @@ TEST_F(IsfStoreMemoryTest, AReportWhoseCopyHasNoBytesIsForgottenAndAnEventWithou
     EXPECT_EQ(attempt.failed, nth < 4);
     EXPECT_EQ(attempt.result, kErrorSuccess);
     std::vector<std::uint8_t> ids;
-    for (const sDecodedItem& item : Items()) ids.push_back(item.packet.at(3));
+    for (const sDecodedItem& item : Items()) {
+      ids.push_back(item.packet.at(3));
+    }
     EXPECT_EQ(ids, recordedIds[nth - 1]);
   }
 }

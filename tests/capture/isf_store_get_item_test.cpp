@@ -13,7 +13,9 @@ class IsfStoreGetItemTest : public cStoreTest {
  protected:
   [[nodiscard]] std::vector<unsigned> Types() const {
     std::vector<unsigned> types;
-    for (const sDecodedItem& item : Items()) types.push_back(item.type);
+    for (const sDecodedItem& item : Items()) {
+      types.push_back(item.type);
+    }
     return types;
   }
 };
@@ -23,7 +25,9 @@ using tTypes = std::vector<unsigned>;
 // A get-item response of the debug subsystem with `packet` inside.
 [[nodiscard]] tBytes GetItemResponse(const tBytes& packet, std::uint8_t code = 0x4B) {
   tBytes response = {code, 0x25, 0x08, 0x00, 1, 2, 3, 4, 5, 0, 0, 0, 0};
-  for (const std::uint8_t byte : packet) response.push_back(byte);
+  for (const std::uint8_t byte : packet) {
+    response.push_back(byte);
+  }
   return response;
 }
 
@@ -93,7 +97,9 @@ TEST_F(IsfStoreGetItemTest, AResponseOfAnotherSubsystemOrCommandIsNotUnwrapped) 
 
 TEST_F(IsfStoreGetItemTest, TheBytesBeforeTheStatusAreNotInterpreted) {
   tBytes response = GetItemResponse({0x0A});
-  for (std::size_t i = 4; i < 9; ++i) response[i] = 0xFF;
+  for (std::size_t i = 4; i < 9; ++i) {
+    response[i] = 0xFF;
+  }
   EXPECT_EQ(Add(response), kErrorSuccess);
   EXPECT_EQ(Types(), (tTypes{9, 1}));
 }
@@ -127,8 +133,9 @@ TEST_F(IsfStoreGetItemTest, AResponseThatCouldNotBeRecordedIsNotUnwrapped) {
 // 1,279 responses fit around the innermost packet.
 TEST_F(IsfStoreGetItemTest, ResponsesInResponsesAreUnwrappedToTheLast) {
   tBytes packet = {0x0A};
-  while (packet.size() + 13 <= 16640)
+  while (packet.size() + 13 <= 16640) {
     packet.insert(packet.begin(), {0x4B, 0x25, 8, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0});
+  }
   EXPECT_EQ(Add(packet), kErrorSuccess);
   const auto items = Items();
   ASSERT_EQ(items.size(), 1280U);

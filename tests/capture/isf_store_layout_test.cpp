@@ -250,7 +250,9 @@ class IsfStoreLockTest : public IsfStoreLayoutTest {
     file.duringWrites = [this] {
       std::thread([this] {
         const std::unique_lock attempt(store.storeLock, std::try_to_lock);
-        if (attempt.owns_lock()) wasFree = true;
+        if (attempt.owns_lock()) {
+          wasFree = true;
+        }
       }).join();
       ++observed;
     };

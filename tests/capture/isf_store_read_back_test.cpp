@@ -60,7 +60,9 @@ class IsfStoreReadBackTest : public cStoreTest {
                   .type = isf::kPacketItem,
                   .extra = std::nullopt,
                   .bytes = NumberedPacket(i)});
-      if (HasFatalFailure()) return;
+      if (HasFatalFailure()) {
+        return;
+      }
     }
   }
 

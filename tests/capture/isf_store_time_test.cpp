@@ -89,7 +89,9 @@ TEST_F(IsfStoreTimeTest, TimesCountFromTheFirstItemOfTheBlockNotFromTheItemBefor
 }
 
 TEST_F(IsfStoreTimeTest, ANewBlockHasTheTimeOfItsFirstItemAsItsBase) {
-  for (std::uint32_t i = 0; i < 8192; ++i) ASSERT_EQ(Add({0x0A}), kErrorSuccess);
+  for (std::uint32_t i = 0; i < 8192; ++i) {
+    ASSERT_EQ(Add({0x0A}), kErrorSuccess);
+  }
   SetClockFromStart(-1000);
   ASSERT_EQ(Add({0x0A}), kErrorSuccess);
   SetClockFromStart(-998);

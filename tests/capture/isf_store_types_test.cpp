@@ -89,7 +89,9 @@ TEST_F(IsfStoreTypesTest, TheShortAnswerToTheEventReportRequestIsType1) {
 TEST_F(IsfStoreTypesTest, EveryOtherCodeOfTheDeviceIsType1) {
   for (unsigned code = 0; code <= 0x92; ++code) {
     const std::string listed{0x10, 0x1F, 0x4B, 0x60, 0x74, 0x79, '\x80', '\x92'};
-    if (listed.find(static_cast<char>(code)) != std::string::npos) continue;
+    if (listed.find(static_cast<char>(code)) != std::string::npos) {
+      continue;
+    }
     EXPECT_EQ(TypeOf(Packet({static_cast<std::uint8_t>(code)}, 20)), 1U) << code;
   }
 }
@@ -101,7 +103,9 @@ TEST_F(IsfStoreTypesTest, SubsystemRequestsOfTheLibraryAreType10) {
 
 TEST_F(IsfStoreTypesTest, EveryOtherRequestOfTheLibraryIsType2) {
   for (unsigned code = 0; code <= 0x92; ++code) {
-    if (code == 0x4B || code == 0x80) continue;
+    if (code == 0x4B || code == 0x80) {
+      continue;
+    }
     EXPECT_EQ(TypeOf(Packet({static_cast<std::uint8_t>(code)}, 20), kOriginLibrary), 2U) << code;
   }
 }
@@ -159,7 +163,9 @@ const tRanges kRestOfSignallingSet = {
 
 [[nodiscard]] bool IsIn(const tRanges& ranges, unsigned code) {
   for (const auto& [first, last] : ranges) {
-    if (code >= first && code <= last) return true;
+    if (code >= first && code <= last) {
+      return true;
+    }
   }
   return false;
 }

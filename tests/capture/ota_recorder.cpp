@@ -18,11 +18,15 @@ cOtaRecorder::~cOtaRecorder() { current = nullptr; }
 void cOtaRecorder::Record(cISFStore& store, sSharedBuffer& item, std::uint64_t arrivalTime) {
   const auto bytes = item.Bytes();
   calls.push_back({&store, {bytes.begin(), bytes.end()}, arrivalTime});
-  if (handler) handler(store, item);
+  if (handler) {
+    handler(store, item);
+  }
 }
 
 void ProcessOtaLogItem(cISFStore& store, sSharedBuffer& item, std::uint64_t arrivalTime) {
-  if (current != nullptr) current->Record(store, item, arrivalTime);
+  if (current != nullptr) {
+    current->Record(store, item, arrivalTime);
+  }
 }
 
 }  // namespace corvane

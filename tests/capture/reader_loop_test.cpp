@@ -25,7 +25,9 @@ class ReaderLoopTest : public cSessionTest {
 
   std::vector<tBytes> Stored() {
     std::vector<tBytes> packets;
-    for (const sFileItem& item : Items()) packets.push_back(item.packet);
+    for (const sFileItem& item : Items()) {
+      packets.push_back(item.packet);
+    }
     return packets;
   }
 
@@ -69,7 +71,9 @@ TEST_F(ReaderLoopTest, AReadMayEndAtAnyByteOfAFrame) {
 }
 
 TEST_F(ReaderLoopTest, BytesMayComeOneAtATime) {
-  for (const std::uint8_t byte : Joined({Framed(kLogPacket), Framed(kReply)})) Read({byte});
+  for (const std::uint8_t byte : Joined({Framed(kLogPacket), Framed(kReply)})) {
+    Read({byte});
+  }
   EXPECT_EQ(Stored(), (std::vector<tBytes>{kLogPacket, kReply}));
 }
 
@@ -117,7 +121,9 @@ TEST_F(ReaderLoopTest, With8192BytesKeptAndNoCompleteFrameThereIsNoRoomForTheNex
 TEST_F(ReaderLoopTest, AFrameThatFillsTheBufferIsStored) {
   // 8189 bytes without stuffing, 2 of CRC and a flag; the CRC's bytes need no stuffing either.
   tBytes packet(8189, 0x79);
-  while (Framed(packet).size() != 8192) ++packet.back();
+  while (Framed(packet).size() != 8192) {
+    ++packet.back();
+  }
   Read(Framed(packet));
   EXPECT_EQ(Stored(), std::vector<tBytes>{packet});
   EXPECT_EQ(loop.Room().size(), 8192U);
@@ -132,7 +138,9 @@ TEST_F(ReaderLoopTest, TheFirstRequestIsSentBeforeAnythingIsReadAndTheSecondIsNo
 }
 
 TEST_F(ReaderLoopTest, EachReplySendsTheNextRequest) {
-  for (const tBytes& request : kStartUpPackets) Push(request);
+  for (const tBytes& request : kStartUpPackets) {
+    Push(request);
+  }
   loop.Pump();
   std::vector<tBytes> expected = {Framed(kStartUpPackets[0])};
   for (std::size_t i = 1; i < kStartUpPackets.size(); ++i) {
@@ -172,13 +180,17 @@ TEST_F(ReaderLoopTest, AThreeByteEventReplyReleasesTheNextRequest) {
 }
 
 TEST_F(ReaderLoopTest, AnEventReplyGivesACreditAlsoWhenNoneWasAskedFor) {
-  for (const tBytes& request : kStartUpPackets) Push(request);
+  for (const tBytes& request : kStartUpPackets) {
+    Push(request);
+  }
   Read(Joined({Framed(kEventReply), Framed(kEventReply)}));
   EXPECT_EQ(serial.writes.size(), 3U);  // the first credit and one for each reply
 }
 
 TEST_F(ReaderLoopTest, EachReplyInAReadGivesACredit) {
-  for (const tBytes& request : kStartUpPackets) Push(request);
+  for (const tBytes& request : kStartUpPackets) {
+    Push(request);
+  }
   loop.Pump();
   Read(Joined({Framed(kReply), Framed(kLogPacket), Framed(kReply), Framed(kReply)}));
   EXPECT_EQ(serial.writes.size(), 4U);

@@ -162,7 +162,9 @@ class OnDeviceDataTest : public cSessionTest {
   std::vector<tBytes> Stored() {
     std::vector<tBytes> packets;
     const std::vector<sFileItem> items = Items();
-    for (std::size_t i = startItems; i < items.size(); ++i) packets.push_back(items[i].packet);
+    for (std::size_t i = startItems; i < items.size(); ++i) {
+      packets.push_back(items[i].packet);
+    }
     return packets;
   }
 
@@ -302,14 +304,18 @@ TEST_F(OnDeviceDataTest, OneBlockSendsOneRequestAtMost) {
 }
 
 TEST_F(OnDeviceDataTest, AllRequestsGoOutOneAReplyAndThenNoMore) {
-  for (const tBytes& request : kStartUpPackets) Push(request);
+  for (const tBytes& request : kStartUpPackets) {
+    Push(request);
+  }
   OnDeviceData(&session, nullptr);
   for (std::size_t i = 1; i <= kStartUpPackets.size(); ++i) {
     EXPECT_EQ(broadband.writes.size(), i);
     EXPECT_EQ(Deliver(Framed(kReply)), "");
   }
   std::vector<tBytes> expected;
-  for (const tBytes& request : kStartUpPackets) expected.push_back(Framed(request));
+  for (const tBytes& request : kStartUpPackets) {
+    expected.push_back(Framed(request));
+  }
   EXPECT_EQ(broadband.writes, expected);
   EXPECT_EQ(session.nextRequest, 13U);
   EXPECT_EQ(session.outstanding, 0U);

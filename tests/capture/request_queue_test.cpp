@@ -18,7 +18,9 @@ class RequestQueueTest : public testing::Test {
  protected:
   ~RequestQueueTest() override {
     for (sSharedBuffer* request : requests) {
-      while (request->refCount > 1) Release(request);
+      while (request->refCount > 1) {
+        Release(request);
+      }
       Release(request);
     }
   }
@@ -42,7 +44,9 @@ class RequestQueueTest : public testing::Test {
 
   static tBytes BytesOf(const sRequestQueue::sFound& found) {
     EXPECT_FALSE(found.outOfMemory);
-    if (!found.copy) return {};
+    if (!found.copy) {
+      return {};
+    }
     return {found.copy->Bytes().begin(), found.copy->Bytes().end()};
   }
 
@@ -90,7 +94,9 @@ TEST_F(RequestQueueTest, AnEntryWithoutUsableBytesCountsAsNone) {
 
 TEST_F(RequestQueueTest, FindLeavesTheEntryInItsPlace) {
   Push();
-  for (int i = 0; i < 3; ++i) EXPECT_EQ(BytesOf(queue.Find(0)), (tBytes{0, 0}));
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_EQ(BytesOf(queue.Find(0)), (tBytes{0, 0}));
+  }
   EXPECT_EQ(queue.Size(), 1U);
   EXPECT_EQ(requests[0]->refCount, 2U);
 }

@@ -85,7 +85,9 @@ TEST_F(SendRequestTest, WithoutMemoryForTheFrameNothingIsWritten) {
       serial.writeCount = 0;
       cAllocationFailure failure(heap, nth);
       const bool sent = SendRequest(session, request.Get());
-      if (!failure.Disarm()) break;
+      if (!failure.Disarm()) {
+        break;
+      }
       EXPECT_EQ(serial.writeCount, sent ? 1U : 0U);
       unframed += sent ? 0 : 1;
     }

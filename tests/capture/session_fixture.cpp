@@ -75,7 +75,9 @@ void WriteFileText(const std::string& path, std::string_view text) {
 
 std::ostream& operator<<(std::ostream& stream, const sFileItem& item) {
   stream << "type " << item.type << ":" << std::hex << std::setfill('0');
-  for (const std::uint8_t byte : item.packet) stream << ' ' << std::setw(2) << unsigned{byte};
+  for (const std::uint8_t byte : item.packet) {
+    stream << ' ' << std::setw(2) << unsigned{byte};
+  }
   return stream << std::dec;
 }
 
@@ -85,13 +87,17 @@ namespace {
 // entry is not used.
 std::optional<sFileItem> ReadItem(const tBytes& file, std::size_t block, std::size_t entry) {
   const std::size_t length = Load16(&file[entry + isf::kEntryLength]);
-  if (length == 0) return std::nullopt;
+  if (length == 0) {
+    return std::nullopt;
+  }
   const std::uint32_t flags = file[entry + isf::kEntryFlags];
   const std::size_t timeSize = std::size_t{1} << ((flags >> isf::kFlagsWidthShift) & 3);
   const std::size_t extraSize = (flags & isf::kFlagsExtraField) != 0 ? 4 : 0;
   const std::size_t start =
       block + isf::kBlockSize + Load32(&file[entry + isf::kEntryPosition]) + timeSize + extraSize;
-  if (start + length > file.size()) throw std::runtime_error("an item lies outside the file");
+  if (start + length > file.size()) {
+    throw std::runtime_error("an item lies outside the file");
+  }
   const auto first = file.begin() + static_cast<std::ptrdiff_t>(start);
   return sFileItem{flags & isf::kFlagsTypeMask,
                    tBytes(first, first + static_cast<std::ptrdiff_t>(length))};
@@ -102,12 +108,18 @@ std::optional<sFileItem> ReadItem(const tBytes& file, std::size_t block, std::si
 std::vector<sFileItem> ReadItems(const std::string& path) {
   const tBytes file = ReadFileBytes(path);
   std::vector<sFileItem> items;
-  if (file.size() == isf::kHeaderSize) return items;
+  if (file.size() == isf::kHeaderSize) {
+    return items;
+  }
   for (std::size_t block = isf::kHeaderSize; block != 0;) {
-    if (block + isf::kBlockSize > file.size()) throw std::runtime_error("a block is cut off");
+    if (block + isf::kBlockSize > file.size()) {
+      throw std::runtime_error("a block is cut off");
+    }
     for (std::size_t i = 0; i < isf::kItemsPerBlock; ++i) {
       auto item = ReadItem(file, block, block + i * isf::kDirectoryEntrySize);
-      if (!item) break;
+      if (!item) {
+        break;
+      }
       items.push_back(*std::move(item));
     }
     block = static_cast<std::size_t>(Load64(&file[block + isf::kNextBlockOffset]));
@@ -130,7 +142,9 @@ tBytes Framed(const tBytes& packet) {
 
 tBytes Joined(const std::vector<tBytes>& parts) {
   tBytes joined;
-  for (const tBytes& part : parts) joined.insert(joined.end(), part.begin(), part.end());
+  for (const tBytes& part : parts) {
+    joined.insert(joined.end(), part.begin(), part.end());
+  }
   return joined;
 }
 
@@ -160,15 +174,21 @@ sFileItem InformationItem() {
 bool cFakeTransport::Write(const void* data, std::uint32_t length) {
   const auto* bytes = static_cast<const std::uint8_t*>(data);
   ++writeCount;
-  if (keepsWrites) writes.emplace_back(bytes, bytes + length);
-  if (duringWrite) duringWrite();
+  if (keepsWrites) {
+    writes.emplace_back(bytes, bytes + length);
+  }
+  if (duringWrite) {
+    duringWrite();
+  }
   return writeResult;
 }
 
 cPrinted::cPrinted() { testing::internal::CaptureStdout(); }
 
 cPrinted::~cPrinted() {
-  if (!taken) static_cast<void>(Take());
+  if (!taken) {
+    static_cast<void>(Take());
+  }
 }
 
 std::string cPrinted::Take() {

@@ -100,11 +100,15 @@ TEST_F(SetupSessionTest, AnEquipmentIdThatLongCodesNameAgainGetsOneLogMask) {
 }
 
 TEST_F(SetupSessionTest, EachOfThe16EquipmentIdsGetsItsLogMask) {
-  for (std::uint32_t id = 0; id < 16; ++id) session.logCodes.insert(id << 12);
+  for (std::uint32_t id = 0; id < 16; ++id) {
+    session.logCodes.insert(id << 12);
+  }
   SetupSession(session);
   const std::vector<tBytes> requests = BehindTheFixedOnes(Queued());
   ASSERT_EQ(requests.size(), 16U);
-  for (std::size_t id = 0; id < 16; ++id) EXPECT_EQ(requests[id][8], id);
+  for (std::size_t id = 0; id < 16; ++id) {
+    EXPECT_EQ(requests[id][8], id);
+  }
 }
 
 TEST_F(SetupSessionTest, AnEventMaskThatCannotBeBuiltIsLeftOut) {
@@ -143,14 +147,20 @@ TEST_F(SetupSessionTest, ARequestWithoutMemoryIsLeftOutAndTheOthersAreQueued) {
       cPrinted printed;
       cAllocationFailure failure(heap, nth);
       SetupSession(session);
-      if (!failure.Disarm()) break;
+      if (!failure.Disarm()) {
+        break;
+      }
       const std::string text = printed.Take();
       const std::vector<tBytes> queued = Queued();
       EXPECT_EQ(queued.size(), 17U) << "allocation " << nth;
-      if (queued.size() != 17U) continue;
+      if (queued.size() != 17U) {
+        continue;
+      }
 
       std::size_t missing = 0;
-      while (missing < queued.size() && queued[missing] == all[missing]) ++missing;
+      while (missing < queued.size() && queued[missing] == all[missing]) {
+        ++missing;
+      }
       const std::string expected = missing < 13   ? ""
                                    : missing < 14 ? "failed to create event mask\n"
                                    : missing < 16 ? "failed to create msg levels req\n"

@@ -27,7 +27,9 @@ const tBytes kReply = {0x4B, 0x0F, 0x00, 0x00, 0x01};
 bool WaitUntil(const std::function<bool()>& condition) {
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
   while (!condition()) {
-    if (std::chrono::steady_clock::now() > deadline) return false;
+    if (std::chrono::steady_clock::now() > deadline) {
+      return false;
+    }
     std::this_thread::yield();
   }
   return true;
@@ -60,7 +62,9 @@ class SessionThreadsTest : public cSessionTest {
 
   void ExpectEveryPortMessageStored() {
     std::size_t texts = 0;
-    for (const sFileItem& item : Items()) texts += item.type == isf::kInformationItem ? 1 : 0;
+    for (const sFileItem& item : Items()) {
+      texts += item.type == isf::kInformationItem ? 1 : 0;
+    }
     EXPECT_EQ(texts, 1U + 2 * kConnections);
   }
 };
@@ -106,7 +110,9 @@ TEST_F(SessionThreadsTest,
   std::uint32_t counterAfterReply = 0;
   bool isFirstWrite = true;
   broadband.duringWrite = [&] {
-    if (!std::exchange(isFirstWrite, false)) return;
+    if (!std::exchange(isFirstWrite, false)) {
+      return;
+    }
     std::thread([&] {
       deliver(Framed(kReply));
       counterAfterReply = session.outstanding;

@@ -152,7 +152,9 @@ TEST_F(ConfigurationTest, ALongFileIsReadWhole) {
 TEST_F(ConfigurationTest, AnyByteMayStandOutsideTheSections) {
   std::string text;
   for (int byte = 0; byte < 256; ++byte) {
-    if (byte != 0x1A) text += static_cast<char>(byte);  // ends a text file on Windows
+    if (byte != 0x1A) {
+      text += static_cast<char>(byte);
+    }  // ends a text file on Windows
   }
   ASSERT_TRUE(LoadText(text + "<EventIDs>256</EventIDs>" + text));
   EXPECT_EQ(session.eventIds, EventIdSet{256});

@@ -61,7 +61,9 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
 std::string NameOf(HANDLE event) {
-  if (event == StartedEvent.Get()) return "started";
+  if (event == StartedEvent.Get()) {
+    return "started";
+  }
   return event == StopEvent.Get() ? "stop" : "other";
 }
 
@@ -75,7 +77,9 @@ std::uintptr_t StartThread(void* security, unsigned stack, _beginthreadex_proc_t
   EXPECT_EQ(identifier, nullptr);
   gCalls->threadArgument = argument;
   gCalls->threadFlags = flags;
-  if (gCalls->threadFails) return 0;
+  if (gCalls->threadFails) {
+    return 0;
+  }
   ++gCalls->threadsStarted;
   return ORIGINAL(_beginthreadex)(security, stack, routine, argument, flags, identifier);
 }
@@ -88,17 +92,23 @@ DWORD WINAPI WaitForAny(DWORD count, const HANDLE* handles, BOOL all, DWORD mill
   gCalls->waitedFor.assign(handles, handles + count);
   EXPECT_FALSE(all);
   EXPECT_EQ(milliseconds, INFINITE);
-  if (gCalls->waitFails) return WAIT_FAILED;
+  if (gCalls->waitFails) {
+    return WAIT_FAILED;
+  }
   return ORIGINAL(WaitForMultipleObjects)(count, handles, all, milliseconds);
 }
 
 BOOL WINAPI Set(HANDLE event) {
-  if (gCalls != nullptr && NameOf(event) == "stop") gCalls->eventCalls.emplace_back("set stop");
+  if (gCalls != nullptr && NameOf(event) == "stop") {
+    gCalls->eventCalls.emplace_back("set stop");
+  }
   return ORIGINAL(SetEvent)(event);
 }
 
 BOOL WINAPI Reset(HANDLE event) {
-  if (gCalls != nullptr) gCalls->eventCalls.push_back("reset " + NameOf(event));
+  if (gCalls != nullptr) {
+    gCalls->eventCalls.push_back("reset " + NameOf(event));
+  }
   return ORIGINAL(ResetEvent)(event);
 }
 
@@ -401,7 +411,9 @@ TEST_F(Control, WhereverMemoryRunsOutASetUpFailsAndGivesEverythingBack) {
   for (std::uint32_t nth = 1;; ++nth) {
     cAllocationFailure failure(eHeap::New, nth);
     static_cast<void>(SessionThread(nullptr));
-    if (!failure.Disarm()) break;
+    if (!failure.Disarm()) {
+      break;
+    }
     somethingFailed = true;
     EXPECT_EQ(LiveNewAllocations(), before) << "allocation " << nth;
   }

@@ -20,7 +20,9 @@ std::uint16_t BitwiseCrcOf(const tByteVector& bytes) {
     for (int bit = 0; bit < 8; ++bit) {
       const bool divides = ((crc ^ (std::uint32_t{byte} >> bit)) & 1) != 0;
       crc >>= 1;
-      if (divides) crc ^= 0x8408;
+      if (divides) {
+        crc ^= 0x8408;
+      }
     }
   }
   return static_cast<std::uint16_t>(crc ^ 0xFFFF);

@@ -38,7 +38,9 @@ TEST(FramingTest, AFlagAndAnEscapeInThePayloadAreStuffed) {
 TEST(FramingTest, TheBytesBesideFlagAndEscapeAreNotStuffed) {
   tByteVector payload;
   for (int byte = 0; byte < 256; ++byte) {
-    if (byte != 0x7D && byte != 0x7E) payload.push_back(static_cast<std::uint8_t>(byte));
+    if (byte != 0x7D && byte != 0x7E) {
+      payload.push_back(static_cast<std::uint8_t>(byte));
+    }
   }
   const tByteVector frame = FrameOf(payload);
   ASSERT_GE(frame.size(), payload.size());

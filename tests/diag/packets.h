@@ -19,7 +19,9 @@ using tByteVector = std::vector<std::uint8_t>;
 
 // What `buffer` holds; nothing for null and for an empty buffer.
 [[nodiscard]] inline tByteVector ContentOf(const sOwnedBuffer& buffer) {
-  if (buffer == nullptr) return {};
+  if (buffer == nullptr) {
+    return {};
+  }
   return {buffer->Bytes().begin(), buffer->Bytes().end()};
 }
 

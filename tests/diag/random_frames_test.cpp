@@ -46,7 +46,9 @@ std::uint32_t RegisterAfter(const tByteVector& bytes) {
   std::uint32_t crc = 0xFFFF;
   for (const std::uint8_t byte : bytes) {
     crc ^= byte;
-    for (int bit = 0; bit < 8; ++bit) crc = (crc & 1) != 0 ? (crc >> 1) ^ 0x8408 : crc >> 1;
+    for (int bit = 0; bit < 8; ++bit) {
+      crc = (crc & 1) != 0 ? (crc >> 1) ^ 0x8408 : crc >> 1;
+    }
   }
   return crc;
 }
@@ -60,15 +62,21 @@ struct sExpected {
 // The rules of unframing once more, without regard to speed.
 sExpected ExpectedOf(const tByteVector& received) {
   tByteVector bytes = received;
-  if (bytes[0] == 0x7E) bytes.erase(bytes.begin());
+  if (bytes[0] == 0x7E) {
+    bytes.erase(bytes.begin());
+  }
 
   std::size_t length = 0;
   for (std::size_t flag = 0; flag < bytes.size() && length == 0; ++flag) {
     const bool last = flag + 1 == bytes.size();
     const bool ends = last || (flag >= 3 && bytes[flag - 1] != 0x7D);
-    if (bytes[flag] == 0x7E && ends) length = flag + 1;
+    if (bytes[flag] == 0x7E && ends) {
+      length = flag + 1;
+    }
   }
-  if (length == 0) return {};
+  if (length == 0) {
+    return {};
+  }
 
   sExpected expected;
   expected.consumed = static_cast<std::uint32_t>(length);
@@ -83,7 +91,9 @@ sExpected ExpectedOf(const tByteVector& received) {
     unstuffed.push_back(static_cast<std::uint8_t>(escaped ? bytes[i] ^ 0x20 : bytes[i]));
     escaped = false;
   }
-  if (RegisterAfter(unstuffed) != 0xF0B8) return expected;
+  if (RegisterAfter(unstuffed) != 0xF0B8) {
+    return expected;
+  }
   expected.null = false;
   unstuffed.resize(unstuffed.size() - 2);
   expected.payload = unstuffed;
@@ -119,10 +129,14 @@ TEST_F(RandomFramesTest, PacketsComeBackFromTheirFrames) {
 
 TEST_F(RandomFramesTest, RandomBytesOfEverySizeAreTakenApartByTheRules) {
   for (std::uint32_t size = 1; size <= 64; ++size) {
-    for (int round = 0; round < 300; ++round) ExpectUnframedByTheRules(RandomBytes(size));
+    for (int round = 0; round < 300; ++round) {
+      ExpectUnframedByTheRules(RandomBytes(size));
+    }
   }
   for (const std::uint32_t size : {100U, 255U, 256U, 1000U, 4096U, 8192U, 16639U, 16640U}) {
-    for (int round = 0; round < 10; ++round) ExpectUnframedByTheRules(RandomBytes(size));
+    for (int round = 0; round < 10; ++round) {
+      ExpectUnframedByTheRules(RandomBytes(size));
+    }
   }
 }
 
@@ -130,7 +144,9 @@ TEST_F(RandomFramesTest, MutatedFramesAreTakenApartByTheRules) {
   for (int round = 0; round < 5000; ++round) {
     const tByteVector payload = RandomBytes(1 + Below(40));
     tByteVector bytes = ContentOf(FramePacket(MakePacket(payload).get()));
-    if (Below(2) == 0) bytes.insert(bytes.begin(), 0x7E);
+    if (Below(2) == 0) {
+      bytes.insert(bytes.begin(), 0x7E);
+    }
     for (std::uint32_t mutations = Below(4); mutations > 0 && !bytes.empty(); --mutations) {
       const auto where = bytes.begin() + Below(static_cast<std::uint32_t>(bytes.size()));
       switch (Below(4)) {
@@ -148,7 +164,9 @@ TEST_F(RandomFramesTest, MutatedFramesAreTakenApartByTheRules) {
           break;
       }
     }
-    if (!bytes.empty()) ExpectUnframedByTheRules(bytes);
+    if (!bytes.empty()) {
+      ExpectUnframedByTheRules(bytes);
+    }
   }
 }
 
@@ -156,7 +174,9 @@ TEST_F(RandomFramesTest, AWalkOverRandomFramesFindsEveryPacketInOrder) {
   for (int round = 0; round < 200; ++round) {
     std::vector<tByteVector> sent;
     tByteVector stream;
-    if (Below(2) == 0) stream.push_back(0x7E);
+    if (Below(2) == 0) {
+      stream.push_back(0x7E);
+    }
     for (std::uint32_t packets = 1 + Below(20); packets > 0; --packets) {
       sent.push_back(RandomBytes(1 + Below(60)));
       stream = stream + ContentOf(FramePacket(MakePacket(sent.back()).get()));
@@ -166,7 +186,9 @@ TEST_F(RandomFramesTest, AWalkOverRandomFramesFindsEveryPacketInOrder) {
     while (true) {
       std::uint32_t consumed = 0;
       const sOwnedBuffer packet = UnframePacket(MakePacket(stream).get(), &consumed);
-      if (consumed == 0) break;
+      if (consumed == 0) {
+        break;
+      }
       ASSERT_LE(consumed, stream.size());
       received.push_back(ContentOf(packet));
       stream.erase(stream.begin(), stream.begin() + consumed);

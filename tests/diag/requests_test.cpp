@@ -16,8 +16,9 @@ using tLevels = std::set<std::uint32_t>;
 
 TEST(StartUpRequestsTest, ThirteenRequestsComeInTheirOrder) {
   std::vector<tByteVector> requests;
-  for (const auto& request : StartUpRequests())
+  for (const auto& request : StartUpRequests()) {
     requests.emplace_back(request.begin(), request.end());
+  }
   EXPECT_EQ(requests, (std::vector<tByteVector>{{0x1D},
                                                 {0x00},
                                                 {0x7C},

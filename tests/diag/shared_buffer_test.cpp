@@ -131,7 +131,9 @@ int freedCount = 0;
 std::uint8_t firstByteWhenFreed = 0;
 
 void WatchFree(const void* block) {
-  if (block != watchedBlock) return;
+  if (block != watchedBlock) {
+    return;
+  }
   ++freedCount;
   firstByteWhenFreed = *static_cast<const std::uint8_t*>(block);
 }

@@ -16,7 +16,9 @@ namespace {
   bool isFree = false;
   std::thread([&isFree] {
     isFree = gBufferLock->try_lock();
-    if (isFree) gBufferLock->unlock();
+    if (isFree) {
+      gBufferLock->unlock();
+    }
   }).join();
   return isFree;
 }
@@ -56,10 +58,14 @@ TEST(SharedBufferThreadsTest, NoReferenceIsLostWhereThreadsCountAtOnce) {
         AddRef(packet.Get());
         Release(packet.Get());
       }
-      for (int round = 0; round < kRounds; ++round) Release(packet.Get());
+      for (int round = 0; round < kRounds; ++round) {
+        Release(packet.Get());
+      }
     });
   }
-  for (std::thread& thread : threads) thread.join();
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
   EXPECT_EQ(packet->refCount, 1U);
 }
 
@@ -72,7 +78,9 @@ TEST(SharedBufferThreadsTest, WhicheverThreadReleasesLastDestroysTheBufferOnce) 
       threads.emplace_back([copy = packet] { EXPECT_EQ(copy->data[0], 'a'); });
     }
     packet = cBufferReference();
-    for (std::thread& thread : threads) thread.join();
+    for (std::thread& thread : threads) {
+      thread.join();
+    }
     ASSERT_EQ(destroyedCount, 1);
   }
 }

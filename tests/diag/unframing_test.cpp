@@ -184,7 +184,9 @@ TEST(UnframingTest, FramesThatShareTheirFlagsAreWalkedByAdvancingAsMuchAsWasCons
   while (true) {
     const sUnframed result = Unframe(rest);
     steps.push_back(result.consumed);
-    if (result.consumed == 0) break;
+    if (result.consumed == 0) {
+      break;
+    }
     packets.push_back(ContentOf(result.packet));
     rest.erase(rest.begin(), rest.begin() + result.consumed);
   }

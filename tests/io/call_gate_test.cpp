@@ -53,17 +53,25 @@ TEST(CallGate, CloseReturnsOnlyWhenNobodyIsInside) {
       callers.emplace_back([&gate, &inside, &count = calls[static_cast<std::size_t>(i)]] {
         while (true) {
           const auto pass = gate.Enter();
-          if (!pass) return;
-          if (count == 0) ++inside;
+          if (!pass) {
+            return;
+          }
+          if (count == 0) {
+            ++inside;
+          }
           ++count;
         }
       });
     }
     // Every caller has been inside before the gate closes.
-    while (inside != kCallers) std::this_thread::yield();
+    while (inside != kCallers) {
+      std::this_thread::yield();
+    }
     gate.Close();
     const std::vector<int> atClose = calls;
-    for (std::thread& caller : callers) caller.join();
+    for (std::thread& caller : callers) {
+      caller.join();
+    }
     EXPECT_EQ(calls, atClose);
   }
 }

@@ -31,7 +31,9 @@ struct sReports {
 
   void Tell(const char* what) {
     told.emplace_back(what);
-    if (OthersCanTake(transport->lock)) lockWasHeld = false;
+    if (OthersCanTake(transport->lock)) {
+      lockWasHeld = false;
+    }
     portWasOpen.push_back(transport->IsOpen());
     openPortHandles.push_back(test::gFakeSystem->openPorts);
   }

@@ -31,7 +31,9 @@ sMobileBroadbandOpen gOpen;
 // There is no mobile broadband on this system. Of the transport under way it is known by then
 // which one the session has.
 HRESULT WINAPI NoSuchClass(REFCLSID, IUnknown*, DWORD, REFIID, void**) {
-  if (gOpen.session != nullptr) gOpen.kind = gOpen.session->transport->kind;
+  if (gOpen.session != nullptr) {
+    gOpen.kind = gOpen.session->transport->kind;
+  }
   return REGDB_E_CLASSNOTREG;
 }
 
@@ -219,7 +221,9 @@ TEST_F(DeviceSelection, WithoutMemoryForTheTransportItReturnsFalse) {
       cAllocationFailure failure(eHeap::New, nth);
       const bool opened = SetDevice(session, name);
       const bool failed = failure.Disarm();
-      if (!failed) break;
+      if (!failed) {
+        break;
+      }
       EXPECT_FALSE(opened) << name << ", allocation " << nth;
       ExpectNoDevice();
       EXPECT_EQ(LiveNewAllocations(), before);

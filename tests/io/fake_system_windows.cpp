@@ -172,7 +172,9 @@ bool corvane::test::OthersCanTake(cLock& lock) {
       [](void* context) -> DWORD {
         auto& wanted = *static_cast<sAttempt*>(context);
         wanted.taken = wanted.lock.try_lock();
-        if (wanted.taken) wanted.lock.unlock();
+        if (wanted.taken) {
+          wanted.lock.unlock();
+        }
         return 0;
       },
       &attempt, 0, nullptr);
@@ -184,13 +186,17 @@ bool corvane::test::OthersCanTake(cLock& lock) {
 namespace {
 
 void ProbeTheLock() {
-  if (gFakeSystem->observed != nullptr && corvane::test::OthersCanTake(gFakeSystem->observed->lock))
+  if (gFakeSystem->observed != nullptr &&
+      corvane::test::OthersCanTake(gFakeSystem->observed->lock)) {
     gFakeSystem->lockWasFreeDuringALook = true;
+  }
 }
 
 // Whether this call is the one that is to fail.
 bool TakesFailure(std::optional<int>& callsBefore) {
-  if (!callsBefore) return false;
+  if (!callsBefore) {
+    return false;
+  }
   if (*callsBefore == 0) {
     callsBefore.reset();
     return true;
@@ -209,7 +215,9 @@ HANDLE WINAPI FakeCreateEventW(SECURITY_ATTRIBUTES* security, BOOL manualReset, 
     gFakeSystem->eventsAsked.push_back(
         {security != nullptr, manualReset != FALSE, signalled != FALSE, name != nullptr});
   }
-  if (TakesFailure(gFakeSystem->failingEvent)) return nullptr;
+  if (TakesFailure(gFakeSystem->failingEvent)) {
+    return nullptr;
+  }
   const HANDLE made = ORIGINAL(CreateEventW)(security, manualReset, signalled, name);
   const cPortGuard guard(*gFakeSystem);
   *std::find(gFakeSystem->events.begin(), gFakeSystem->events.end(), nullptr) = made;
@@ -281,7 +289,9 @@ HDEVINFO WINAPI FakeSetupDiGetClassDevsW(const GUID* interfaceClass, const wchar
   gFakeSystem->classAsked = *interfaceClass;
   gFakeSystem->classAskedNarrower = enumerator != nullptr || window != nullptr;
   gFakeSystem->classFlagsAsked = flags;
-  if (gFakeSystem->classListFails) return INVALID_HANDLE_VALUE;
+  if (gFakeSystem->classListFails) {
+    return INVALID_HANDLE_VALUE;
+  }
   ++gFakeSystem->openClassLists;
   return corvane::test::kClassList;
 }
@@ -291,7 +301,9 @@ BOOL WINAPI FakeSetupDiEnumDeviceInterfaces(HDEVINFO, SP_DEVINFO_DATA* device,
                                             SP_DEVICE_INTERFACE_DATA* found) {
   gFakeSystem->interfaceDeviceAsked = device != nullptr;
   gFakeSystem->interfaceClassAsked = *interfaceClass;
-  if (found->cbSize != sizeof *found || index >= gFakeSystem->interfaces.size()) return FALSE;
+  if (found->cbSize != sizeof *found || index >= gFakeSystem->interfaces.size()) {
+    return FALSE;
+  }
   found->Reserved = index;
   return TRUE;
 }
@@ -301,12 +313,16 @@ BOOL WINAPI FakeSetupDiGetDeviceInterfaceDetailA(HDEVINFO, SP_DEVICE_INTERFACE_D
                                                  DWORD size, DWORD*, SP_DEVINFO_DATA* device) {
   const sFakeInterface& present = gFakeSystem->interfaces.at(found->Reserved);
   gFakeSystem->detailSizeAsked = size;
-  if (present.detailFails || detail->cbSize != sizeof *detail) return FALSE;
+  if (present.detailFails || detail->cbSize != sizeof *detail) {
+    return FALSE;
+  }
   if (offsetof(SP_DEVICE_INTERFACE_DETAIL_DATA_A, DevicePath) + present.path.size() + 1 > size) {
     return FALSE;
   }
   std::memcpy(detail->DevicePath, present.path.c_str(), present.path.size() + 1);
-  if (device != nullptr) device->Reserved = found->Reserved;
+  if (device != nullptr) {
+    device->Reserved = found->Reserved;
+  }
   return TRUE;
 }
 
@@ -315,7 +331,9 @@ BOOL WINAPI FakeSetupDiGetDeviceRegistryPropertyA(HDEVINFO, SP_DEVINFO_DATA* dev
   const sFakeInterface& present = gFakeSystem->interfaces.at(device->Reserved);
   const std::string& text =
       property == SPDRP_FRIENDLYNAME ? present.friendlyName : present.description;
-  if (text.empty() || text.size() + 1 > size) return FALSE;
+  if (text.empty() || text.size() + 1 > size) {
+    return FALSE;
+  }
   std::memcpy(bytes, text.c_str(), text.size() + 1);
   return TRUE;
 }
@@ -344,8 +362,12 @@ LSTATUS WINAPI FakeRegQueryValueExA(HKEY key, const char* name, DWORD*, DWORD*, 
                                     DWORD* size) {
   const sFakeInterface& present = gFakeSystem->interfaces.at(corvane::test::IndexOf(key));
   gFakeSystem->nameSizeAsked = *size;
-  if (std::string_view(name) != "PortName" || !present.portName) return ERROR_FILE_NOT_FOUND;
-  if (present.portName->size() > *size) return ERROR_MORE_DATA;
+  if (std::string_view(name) != "PortName" || !present.portName) {
+    return ERROR_FILE_NOT_FOUND;
+  }
+  if (present.portName->size() > *size) {
+    return ERROR_MORE_DATA;
+  }
   std::memcpy(bytes, present.portName->data(), present.portName->size());
   *size = static_cast<DWORD>(present.portName->size());
   return ERROR_SUCCESS;
@@ -365,7 +387,9 @@ HANDLE WINAPI FakeCreateFileA(const char* path, DWORD access, DWORD shareMode,
   gFakeSystem->calls.push_back(std::string("open ") + path);
   ProbeTheLock();
   gFakeSystem->fileAsked = {access, shareMode, security != nullptr, disposition, attributes, model};
-  if (gFakeSystem->openFails) return INVALID_HANDLE_VALUE;
+  if (gFakeSystem->openFails) {
+    return INVALID_HANDLE_VALUE;
+  }
   const HANDLE opened = ORIGINAL(CreateEventW)(nullptr, TRUE, FALSE, nullptr);
   const cPortGuard guard(*gFakeSystem);
   gFakeSystem->ports.emplace(opened, path);
@@ -376,7 +400,9 @@ HANDLE WINAPI FakeCreateFileA(const char* path, DWORD access, DWORD shareMode,
 BOOL WINAPI FakeGetCommState(HANDLE, DCB* state) {
   gFakeSystem->calls.emplace_back("get state");
   gFakeSystem->stateLengthAsked = state->DCBlength;
-  if (gFakeSystem->getStateFails) return FALSE;
+  if (gFakeSystem->getStateFails) {
+    return FALSE;
+  }
   *state = gFakeSystem->initialState;
   return TRUE;
 }
@@ -400,7 +426,9 @@ BOOL WINAPI FakeWriteFile(HANDLE file, const void* bytes, DWORD length, DWORD* w
   }
   const cPortGuard guard(*gFakeSystem);
   gFakeSystem->calls.emplace_back("write");
-  if (gFakeSystem->writeFails) return FALSE;
+  if (gFakeSystem->writeFails) {
+    return FALSE;
+  }
   *written = gFakeSystem->shortWrite.value_or(length);
   const auto* const first = static_cast<const std::uint8_t*>(bytes);
   gFakeSystem->written.emplace_back(first, first + *written);
@@ -415,12 +443,16 @@ BOOL WINAPI FakeReadFile(HANDLE file, void* bytes, DWORD length, DWORD* received
   const cPortGuard guard(*gFakeSystem);
   gFakeSystem->readLengthsAsked.push_back(length);
   *received = 0;
-  if (length == 0) return TRUE;
+  if (length == 0) {
+    return TRUE;
+  }
   while (gFakeSystem->ports.contains(file) && gFakeSystem->toRead.empty() &&
          !gFakeSystem->readsFail) {
     SleepConditionVariableSRW(&gFakeSystem->readable, &gFakeSystem->portLock, INFINITE, 0);
   }
-  if (!gFakeSystem->ports.contains(file) || gFakeSystem->readsFail) return FALSE;
+  if (!gFakeSystem->ports.contains(file) || gFakeSystem->readsFail) {
+    return FALSE;
+  }
   const std::vector<std::uint8_t> next = gFakeSystem->toRead.front();
   gFakeSystem->toRead.pop_front();
   *received = std::min(length, static_cast<DWORD>(next.size()));

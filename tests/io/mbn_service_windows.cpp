@@ -54,7 +54,9 @@ class cMallocSpy : public IMallocSpy {
  public:
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
     *object = nullptr;
-    if (!IsEqualGUID(iid, IID_IMallocSpy) && !IsEqualGUID(iid, IID_IUnknown)) return E_NOINTERFACE;
+    if (!IsEqualGUID(iid, IID_IMallocSpy) && !IsEqualGUID(iid, IID_IUnknown)) {
+      return E_NOINTERFACE;
+    }
     *object = this;
     return S_OK;
   }
@@ -64,11 +66,15 @@ class cMallocSpy : public IMallocSpy {
 
   SIZE_T STDMETHODCALLTYPE PreAlloc(SIZE_T size) override { return size; }
   void* STDMETHODCALLTYPE PostAlloc(void* block) override {
-    if (block != nullptr) ++live;
+    if (block != nullptr) {
+      ++live;
+    }
     return block;
   }
   void* STDMETHODCALLTYPE PreFree(void* block, BOOL isSpied) override {
-    if (block != nullptr && isSpied) --live;
+    if (block != nullptr && isSpied) {
+      --live;
+    }
     return block;
   }
   void STDMETHODCALLTYPE PostFree(BOOL) override {}
@@ -111,14 +117,18 @@ void cMbnService::Post(const std::string& step) {
 std::vector<std::string> cMbnService::Log() const {
   std::ifstream file(folder.Path("log.txt"), std::ios::binary);
   std::vector<std::string> lines;
-  for (std::string line; std::getline(file, line);) lines.push_back(line);
+  for (std::string line; std::getline(file, line);) {
+    lines.push_back(line);
+  }
   return lines;
 }
 
 std::vector<std::string> cMbnService::Log(const std::string& start) const {
   std::vector<std::string> matching;
   for (const std::string& line : Log()) {
-    if (line.starts_with(start)) matching.push_back(line.substr(start.size()));
+    if (line.starts_with(start)) {
+      matching.push_back(line.substr(start.size()));
+    }
   }
   return matching;
 }
@@ -126,7 +136,9 @@ std::vector<std::string> cMbnService::Log(const std::string& start) const {
 std::vector<std::string> cMbnService::Commands() const {
   std::vector<std::string> frames;
   for (const std::string& line : Log("call SetCommand 2 type 17 from 0 ")) {
-    if (line.ends_with(" -> 0x00000000")) frames.push_back(line.substr(0, line.find(' ')));
+    if (line.ends_with(" -> 0x00000000")) {
+      frames.push_back(line.substr(0, line.find(' ')));
+    }
   }
   return frames;
 }
@@ -134,7 +146,9 @@ std::vector<std::string> cMbnService::Commands() const {
 bool cMbnService::WaitForLog(const std::string& start, std::size_t count) const {
   const auto deadline = std::chrono::steady_clock::now() + kDeadline;
   while (Log(start).size() < count) {
-    if (std::chrono::steady_clock::now() > deadline) return false;
+    if (std::chrono::steady_clock::now() > deadline) {
+      return false;
+    }
     std::this_thread::sleep_for(std::chrono::milliseconds(2));
   }
   return true;

@@ -166,7 +166,9 @@ TEST_F(QmbeClose, ASessionThatOpensWhenCloseHasFoundNoneIsEndedAndReportedToo) {
     foundClosing = WaitForTheClosedGate();
   };
   service->Post("opened 0");
-  while (!isOpening) std::this_thread::yield();
+  while (!isOpening) {
+    std::this_thread::yield();
+  }
   transport->Close();
   EXPECT_TRUE(foundClosing);
   EXPECT_FALSE(transport->IsOpen());
@@ -202,7 +204,9 @@ TEST_F(QmbeClose, ARefusedRequestAndARemovalReportTheEndOnce) {
   OpenSession();
   bool isFirst = true;
   whenDisconnected = [&] {
-    if (std::exchange(isFirst, false)) service->Do(std::string("remove ") + kWantedId);
+    if (std::exchange(isFirst, false)) {
+      service->Do(std::string("remove ") + kWantedId);
+    }
   };
   transport->Close();
   EXPECT_THAT(service->Log("callback OnInterfaceStateChange"), SizeIs(1));
@@ -307,7 +311,9 @@ TEST_F(QmbeClose, NoHandlerRunsWhenItHasReturned) {
     isHandlerDone = true;
   };
   service->Post(std::string("remove ") + kWantedId);
-  while (!isInHandler) std::this_thread::yield();
+  while (!isInHandler) {
+    std::this_thread::yield();
+  }
   transport->Close();
   EXPECT_TRUE(isHandlerDone);
 }

@@ -58,13 +58,17 @@ namespace {
 
 HRESULT WINAPI CountedInitialize(void* reserved, DWORD kind) {
   const HRESULT result = ORIGINAL(CoInitializeEx)(reserved, kind);
-  if (SUCCEEDED(result)) ++gImports.initialised;
+  if (SUCCEEDED(result)) {
+    ++gImports.initialised;
+  }
   return result;
 }
 
 void WINAPI CountedUninitialize() {
   ++gImports.uninitialised;
-  if (gImports.whenUninitialising) gImports.whenUninitialising();
+  if (gImports.whenUninitialising) {
+    gImports.whenUninitialising();
+  }
   ORIGINAL(CoUninitialize)();
 }
 
@@ -73,14 +77,20 @@ HRESULT WINAPI WatchedCreate(REFCLSID classId, IUnknown* outer, DWORD context, R
   gImports.contexts.push_back(context);
   gImports.createdClasses.push_back(classId);
   gImports.createdInterfaces.push_back(iid);
-  if (gImports.whenCreating) gImports.whenCreating(iid);
+  if (gImports.whenCreating) {
+    gImports.whenCreating(iid);
+  }
   return ORIGINAL(CoCreateInstance)(classId, outer, context, iid, object);
 }
 
 BSTR WINAPI AllocateString(const OLECHAR* text) {
-  if (gImports.failingString && (*gImports.failingString)-- == 0) return nullptr;
+  if (gImports.failingString && (*gImports.failingString)-- == 0) {
+    return nullptr;
+  }
   const BSTR string = ORIGINAL(SysAllocString)(text);
-  if (gImports.whenString) gImports.whenString(string);
+  if (gImports.whenString) {
+    gImports.whenString(string);
+  }
   return string;
 }
 
@@ -90,7 +100,9 @@ SAFEARRAY* WINAPI CreateVector(VARTYPE type, LONG lower, ULONG count) {
 
 HANDLE WINAPI MakeEvent(LPSECURITY_ATTRIBUTES security, BOOL isManual, BOOL isSet,
                         const wchar_t* name) {
-  if (gImports.eventsFail) return nullptr;
+  if (gImports.eventsFail) {
+    return nullptr;
+  }
   const HANDLE event = ORIGINAL(CreateEventW)(security, isManual, isSet, name);
   if (gImports.sessionEvent == nullptr) {
     gImports.sessionEvent = event;
@@ -106,7 +118,9 @@ int WINAPI CompareByName(const wchar_t* locale, DWORD flags, const wchar_t* left
   ++gImports.compares;
   gImports.comparedLocales.emplace_back(locale);
   gImports.compareFlags.push_back(flags);
-  if (gImports.compareExResult) return *gImports.compareExResult;
+  if (gImports.compareExResult) {
+    return *gImports.compareExResult;
+  }
   return ORIGINAL(CompareStringEx)(locale, flags, left, leftLength, right, rightLength, version,
                                    reserved, parameter);
 }
@@ -114,19 +128,25 @@ int WINAPI CompareByName(const wchar_t* locale, DWORD flags, const wchar_t* left
 int WINAPI CompareByNumber(LCID locale, DWORD flags, const wchar_t* left, int leftLength,
                            const wchar_t* right, int rightLength) {
   ++gImports.plainCompares;
-  if (gImports.compareResult) return *gImports.compareResult;
+  if (gImports.compareResult) {
+    return *gImports.compareResult;
+  }
   return ORIGINAL(CompareStringW)(locale, flags, left, leftLength, right, rightLength);
 }
 
 void WINAPI TakeDebuggerLine(const wchar_t* text) {
-  if (gDebuggerLine) gDebuggerLine(text);
+  if (gDebuggerLine) {
+    gDebuggerLine(text);
+  }
 }
 
 // Others in the program have events too, such as the threads' library.
 bool IsSessionEvent(HANDLE handle) { return handle != nullptr && handle == gImports.sessionEvent; }
 
 BOOL WINAPI WatchedReset(HANDLE event) {
-  if (IsSessionEvent(event) && gImports.whenEventIsReset) gImports.whenEventIsReset();
+  if (IsSessionEvent(event) && gImports.whenEventIsReset) {
+    gImports.whenEventIsReset();
+  }
   return ORIGINAL(ResetEvent)(event);
 }
 
@@ -142,23 +162,31 @@ DWORD WINAPI WatchedWait(HANDLE handle, DWORD milliseconds) {
   if (IsSessionEvent(handle)) {
     gImports.waitLimit = milliseconds;
     gImports.isWaiting = true;
-    if (gImports.waitTimesOut) return WAIT_TIMEOUT;
+    if (gImports.waitTimesOut) {
+      return WAIT_TIMEOUT;
+    }
   }
   return ORIGINAL(WaitForSingleObject)(handle, milliseconds);
 }
 
 HRESULT WINAPI AccessData(SAFEARRAY* array, void** data) {
-  if (gImports.failingArrayCall == "SafeArrayAccessData") return E_UNEXPECTED;
+  if (gImports.failingArrayCall == "SafeArrayAccessData") {
+    return E_UNEXPECTED;
+  }
   return ORIGINAL(SafeArrayAccessData)(array, data);
 }
 
 HRESULT WINAPI LowerBound(SAFEARRAY* array, UINT dimension, LONG* bound) {
-  if (gImports.failingArrayCall == "SafeArrayGetLBound") return E_UNEXPECTED;
+  if (gImports.failingArrayCall == "SafeArrayGetLBound") {
+    return E_UNEXPECTED;
+  }
   return ORIGINAL(SafeArrayGetLBound)(array, dimension, bound);
 }
 
 HRESULT WINAPI UpperBound(SAFEARRAY* array, UINT dimension, LONG* bound) {
-  if (gImports.failingArrayCall == "SafeArrayGetUBound") return E_UNEXPECTED;
+  if (gImports.failingArrayCall == "SafeArrayGetUBound") {
+    return E_UNEXPECTED;
+  }
   return ORIGINAL(SafeArrayGetUBound)(array, dimension, bound);
 }
 
@@ -222,7 +250,9 @@ void QmbeTest::TearDown() {
       EXPECT_TRUE(callback.ends_with(" -> 0x00000000")) << callback;
     }
     if (HasFailure()) {
-      for (const std::string& line : service->Log()) std::printf("| %s\n", line.c_str());
+      for (const std::string& line : service->Log()) {
+        std::printf("| %s\n", line.c_str());
+      }
     }
   }
   EXPECT_EQ(LiveAutomationBlocks(), blocksBefore) << "strings or arrays are left";
@@ -248,7 +278,9 @@ void QmbeTest::OpenSession() {
 }
 
 void QmbeTest::Finish() {
-  if (transport == nullptr) return;
+  if (transport == nullptr) {
+    return;
+  }
   transport->Close();
   EXPECT_EQ(transport->Release(), 0U) << "references to the sink are left";
   transport = nullptr;
@@ -257,18 +289,24 @@ void QmbeTest::Finish() {
 void QmbeTest::OnConnected(void* context) {
   const auto& mine = *static_cast<sContext*>(context);
   mine.test->record.Add(mine.event);
-  if (mine.test->whenConnected) mine.test->whenConnected();
+  if (mine.test->whenConnected) {
+    mine.test->whenConnected();
+  }
 }
 
 void QmbeTest::OnDisconnected(void* context) {
   const auto& mine = *static_cast<sContext*>(context);
   mine.test->record.Add(mine.event);
-  if (mine.test->whenDisconnected) mine.test->whenDisconnected();
+  if (mine.test->whenDisconnected) {
+    mine.test->whenDisconnected();
+  }
 }
 
 void QmbeTest::OnData(void* context, sSharedBuffer* data) {
   const auto& mine = *static_cast<sContext*>(context);
-  if (mine.test->whenData) mine.test->whenData(*data);
+  if (mine.test->whenData) {
+    mine.test->whenData(*data);
+  }
   mine.test->record.Add(std::string(mine.event) + " " + Hex(data->Bytes()));
 }
 

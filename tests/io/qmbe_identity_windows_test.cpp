@@ -59,10 +59,14 @@ TEST_F(QmbeIdentity, ReferencesAreCountedFromSeveralThreadsAtOnce) {
         transport->AddRef();
         transport->Release();
       }
-      for (int turn = 0; turn < 20000; ++turn) transport->Release();
+      for (int turn = 0; turn < 20000; ++turn) {
+        transport->Release();
+      }
     });
   }
-  for (std::thread& thread : threads) thread.join();
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
   EXPECT_EQ(transport->AddRef(), 2U);
   EXPECT_EQ(transport->Release(), 1U);
 }

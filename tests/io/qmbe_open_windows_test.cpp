@@ -181,7 +181,9 @@ TEST_F(QmbeOpen, WithoutAnInterfaceManagerItReturnsFalse) {
 TEST_F(QmbeOpen, AnArrivalBeforeTheSearchOpensASessionOfItsOwn) {
   Serve("open-completion withheld");
   gImports.whenCreating = [&](REFIID iid) {
-    if (!IsEqualGUID(iid, kInterfaceId<IMbnInterfaceManager>)) return;
+    if (!IsEqualGUID(iid, kInterfaceId<IMbnInterfaceManager>)) {
+      return;
+    }
     service->Do(std::string("announce ") + kWantedId + " 0");
   };
   EXPECT_TRUE(Open());
@@ -207,23 +209,35 @@ TEST_F(QmbeOpen, AnArrivalDuringTheSearchWaitsForItsEnd) {
   bool isPosted = false;
   // The search is about to look for the DIAG service.
   gImports.whenString = [&](const BSTR text) {
-    if (isPosted || std::wstring(text) != L"{2D0C12C9-0E6A-495A-915C-8D174FE5D63C}") return;
+    if (isPosted || std::wstring(text) != L"{2D0C12C9-0E6A-495A-915C-8D174FE5D63C}") {
+      return;
+    }
     isPosted = true;
     const int compares = gImports.compares;
     service->Post(std::string("announce ") + kWantedId + " 0");
-    while (gImports.compares == compares) std::this_thread::yield();
+    while (gImports.compares == compares) {
+      std::this_thread::yield();
+    }
   };
   EXPECT_TRUE(Open());
   ASSERT_TRUE(service->WaitForLog("call OpenCommandSession -> 0x00000000", 2));
   std::vector<std::string> order;
   for (const std::string& line : service->Log("call ")) {
-    if (line.starts_with("GetDeviceServicesContext")) order.emplace_back("context");
-    if (line.starts_with("GetDeviceService ")) order.emplace_back("service");
-    if (line.starts_with("OpenCommandSession")) order.emplace_back("session");
+    if (line.starts_with("GetDeviceServicesContext")) {
+      order.emplace_back("context");
+    }
+    if (line.starts_with("GetDeviceService ")) {
+      order.emplace_back("service");
+    }
+    if (line.starts_with("OpenCommandSession")) {
+      order.emplace_back("session");
+    }
   }
   const std::vector<std::string> attempt = {"context", "service", "session"};
   ASSERT_THAT(order, SizeIs(5 * attempt.size()));
-  for (std::size_t i = 0; i < order.size(); ++i) EXPECT_EQ(order[i], attempt[i % 3]) << i;
+  for (std::size_t i = 0; i < order.size(); ++i) {
+    EXPECT_EQ(order[i], attempt[i % 3]) << i;
+  }
 }
 
 // The list of interfaces.

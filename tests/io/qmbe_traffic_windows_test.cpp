@@ -110,7 +110,9 @@ TEST_F(QmbeNotification, IsHandedOnAsOneBlockFromTheDevice) {
 TEST_F(QmbeNotification, IsTakenWhateverItsEventId) {
   Serve();
   OpenSession();
-  for (int i = 0; i < 3; ++i) service->Do("bytes 01020304");  // event IDs 0, 1 and 2
+  for (int i = 0; i < 3; ++i) {
+    service->Do("bytes 01020304");
+  }  // event IDs 0, 1 and 2
   EXPECT_THAT(record.Events(),
               ElementsAre("connected", "data 01020304", "data 01020304", "data 01020304"));
 }
@@ -118,7 +120,9 @@ TEST_F(QmbeNotification, IsTakenWhateverItsEventId) {
 TEST_F(QmbeNotification, OfFewerThanFourBytesIsDropped) {
   Serve();
   OpenSession();
-  for (const char* const step : {"zeros 0", "zeros 1", "zeros 3"}) service->Do(step);
+  for (const char* const step : {"zeros 0", "zeros 1", "zeros 3"}) {
+    service->Do(step);
+  }
   EXPECT_THAT(record.Events(), ElementsAre("connected"));
   service->Do("zeros 4");
   EXPECT_THAT(record.Events(), ElementsAre("connected", "data 00000000"));
@@ -143,7 +147,9 @@ TEST_F(QmbeNotification, OfMoreBytesThanABufferHoldsIsHandedOnAsAnEmptyBlock) {
 TEST_F(QmbeNotification, WithoutAOneDimensionalArrayOfBytesIsDropped) {
   Serve();
   OpenSession();
-  for (const char* const step : {"nothing", "rectangle", "words 8"}) service->Do(step);
+  for (const char* const step : {"nothing", "rectangle", "words 8"}) {
+    service->Do(step);
+  }
   EXPECT_THAT(record.Events(), ElementsAre("connected"));
 }
 
@@ -226,7 +232,9 @@ TEST_F(QmbeNotification, IsDroppedWhenThereIsNoMemoryForItsBlock) {
 TEST_F(QmbeNotification, BlocksComeInOrderFromSeveralThreadsInTurn) {
   Serve("threads 3");
   OpenSession();
-  for (int i = 0; i < 6; ++i) service->Post("bytes 0000000" + std::to_string(i));
+  for (int i = 0; i < 6; ++i) {
+    service->Post("bytes 0000000" + std::to_string(i));
+  }
   ASSERT_TRUE(record.WaitFor(7));
   EXPECT_THAT(record.Events(),
               ElementsAre("connected", "data 00000000", "data 00000001", "data 00000002",

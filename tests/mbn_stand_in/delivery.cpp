@@ -11,7 +11,9 @@ thread_local std::uint32_t threadNumber = 0;
 
 void cDelivery::Start(std::uint32_t threadCount) {
   const std::lock_guard guard(mutex);
-  if (!threads.empty()) return;
+  if (!threads.empty()) {
+    return;
+  }
   isStopping = false;
   for (std::uint32_t i = 0; i < threadCount; ++i) {
     threads.emplace_back([this, i, threadCount] { Work(i, threadCount); });
@@ -29,7 +31,9 @@ void cDelivery::Stop() {
     stopped.swap(threads);
   }
   changed.notify_all();
-  for (std::thread& thread : stopped) thread.join();
+  for (std::thread& thread : stopped) {
+    thread.join();
+  }
 }
 
 void cDelivery::Post(tTask task) {
@@ -54,7 +58,9 @@ void cDelivery::Work(std::uint32_t number, std::uint32_t threadCount) {
     changed.wait(guard, [&] {
       return isStopping || (!tasks.empty() && begun == done && begun % threadCount == number);
     });
-    if (isStopping) return;
+    if (isStopping) {
+      return;
+    }
     ++begun;
     const tTask task = std::move(tasks.front());
     tasks.pop_front();

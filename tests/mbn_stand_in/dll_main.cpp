@@ -48,13 +48,17 @@ bool UnregisterClass(const GUID& classId) {
 // Has a step done. 1 when it was understood and a run is in progress.
 int Do(const char* step, bool waits) {
   const auto world = cWorld::Current();
-  if (!world) return 0;
+  if (!world) {
+    return 0;
+  }
   try {
     world->Do(mbn_stand_in::ParseStep(mbn_stand_in::SplitWords(step)));
   } catch (const std::exception&) {
     return 0;
   }
-  if (waits) world->Flush();
+  if (waits) {
+    world->Flush();
+  }
   return 1;
 }
 
@@ -67,12 +71,18 @@ extern "C" int StandInPost(const char* step) { return Do(step, false); }
 
 extern "C" HRESULT STDMETHODCALLTYPE DllGetClassObject(REFCLSID classId, REFIID iid,
                                                        void** object) {
-  if (object == nullptr) return E_POINTER;
+  if (object == nullptr) {
+    return E_POINTER;
+  }
   *object = nullptr;
   const auto world = cWorld::CurrentOrNew();
-  if (!world) return E_FAIL;
+  if (!world) {
+    return E_FAIL;
+  }
   IClassFactory* const factory = mbn_stand_in::MakeClassFactory(world, classId);
-  if (factory == nullptr) return CLASS_E_CLASSNOTAVAILABLE;
+  if (factory == nullptr) {
+    return CLASS_E_CLASSNOTAVAILABLE;
+  }
   const HRESULT queried = factory->QueryInterface(iid, object);
   factory->Release();
   return queried;
@@ -85,7 +95,9 @@ extern "C" HRESULT STDMETHODCALLTYPE DllCanUnloadNow() {
 extern "C" HRESULT STDMETHODCALLTYPE DllRegisterServer() {
   std::array<wchar_t, MAX_PATH> path{};
   const DWORD length = GetModuleFileNameW(ownModule, path.data(), MAX_PATH);
-  if (length == 0 || length >= MAX_PATH) return E_FAIL;
+  if (length == 0 || length >= MAX_PATH) {
+    return E_FAIL;
+  }
   const bool areRegistered =
       RegisterClassAt(mbn_stand_in::kDeviceServicesManagerClass, path.data()) &&
       RegisterClassAt(mbn_stand_in::kInterfaceManagerClass, path.data());

@@ -13,16 +13,24 @@ std::uint16_t Crc(const tBytes& bytes) {
     for (int bit = 0; bit < 8; ++bit) {
       const bool isSet = (crc & 1) != 0;
       crc = static_cast<std::uint16_t>(crc >> 1);
-      if (isSet) crc = static_cast<std::uint16_t>(crc ^ 0x8408);
+      if (isSet) {
+        crc = static_cast<std::uint16_t>(crc ^ 0x8408);
+      }
     }
   }
   return static_cast<std::uint16_t>(~crc);
 }
 
 int HexDigit(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+  if (c >= '0' && c <= '9') {
+    return c - '0';
+  }
+  if (c >= 'A' && c <= 'F') {
+    return c - 'A' + 10;
+  }
+  if (c >= 'a' && c <= 'f') {
+    return c - 'a' + 10;
+  }
   throw std::invalid_argument("not a hexadecimal digit");
 }
 
@@ -50,7 +58,9 @@ tBytes Unframe(const tBytes& frame) {
   tBytes body;
   bool escaped = false;
   for (const std::uint8_t byte : frame) {
-    if (byte == 0x7E) break;
+    if (byte == 0x7E) {
+      break;
+    }
     if (byte == 0x7D) {
       escaped = true;
       continue;
@@ -58,7 +68,9 @@ tBytes Unframe(const tBytes& frame) {
     body.push_back(escaped ? static_cast<std::uint8_t>(byte ^ 0x20) : byte);
     escaped = false;
   }
-  if (body.size() < 3) return {};
+  if (body.size() < 3) {
+    return {};
+  }
   tBytes packet(body.begin(), body.end() - 2);
   const std::uint16_t crc = Crc(packet);
   const bool isGood = body[body.size() - 2] == (crc & 0xFF) && body[body.size() - 1] == (crc >> 8);
@@ -66,7 +78,9 @@ tBytes Unframe(const tBytes& frame) {
 }
 
 tBytes BytesFromHex(const std::string& text) {
-  if (text.size() % 2 != 0) throw std::invalid_argument("an odd number of hexadecimal digits");
+  if (text.size() % 2 != 0) {
+    throw std::invalid_argument("an odd number of hexadecimal digits");
+  }
   tBytes bytes;
   for (std::size_t i = 0; i < text.size(); i += 2) {
     bytes.push_back(static_cast<std::uint8_t>(HexDigit(text[i]) * 16 + HexDigit(text[i + 1])));

@@ -16,11 +16,15 @@ SRWLOCK appending = SRWLOCK_INIT;
 void Log(const std::string& line) {
   std::array<wchar_t, MAX_PATH> path{};
   const DWORD length = GetEnvironmentVariableW(L"CORVANE_MBN_LOG", path.data(), MAX_PATH);
-  if (length == 0 || length >= MAX_PATH) return;
+  if (length == 0 || length >= MAX_PATH) {
+    return;
+  }
   // Opened for each line, so that a process that dies has lost none.
   const HANDLE file = CreateFileW(path.data(), FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE,
                                   nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-  if (file == INVALID_HANDLE_VALUE) return;
+  if (file == INVALID_HANDLE_VALUE) {
+    return;
+  }
   const std::string whole = line + "\n";
   DWORD written = 0;
   AcquireSRWLockExclusive(&appending);
@@ -37,9 +41,13 @@ std::string ResultText(long result) {
 }
 
 std::string Narrow(const wchar_t* text) {
-  if (text == nullptr) return "null";
+  if (text == nullptr) {
+    return "null";
+  }
   std::string narrow;
-  for (; *text != L'\0'; ++text) narrow += *text < 0x80 ? static_cast<char>(*text) : '?';
+  for (; *text != L'\0'; ++text) {
+    narrow += *text < 0x80 ? static_cast<char>(*text) : '?';
+  }
   return narrow;
 }
 

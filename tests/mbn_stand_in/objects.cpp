@@ -11,14 +11,18 @@ using std::shared_ptr;
 
 // Service side of "[out] BSTR*".
 long GiveText(BSTR* out, const wchar_t* text) {
-  if (out == nullptr) return E_POINTER;
+  if (out == nullptr) {
+    return E_POINTER;
+  }
   *out = SysAllocString(text);
   return *out != nullptr ? S_OK : E_OUTOFMEMORY;
 }
 
 template <class tOut>
 void Clear(tOut* out) {
-  if (out != nullptr) *out = nullptr;
+  if (out != nullptr) {
+    *out = nullptr;
+  }
 }
 
 class cDeviceService final : public cObject<iDeviceService> {
@@ -31,7 +35,9 @@ class cDeviceService final : public cObject<iDeviceService> {
   }
   HRESULT STDMETHODCALLTYPE OpenCommandSession(ULONG* requestId) override {
     return world->Call("OpenCommandSession", "", [&]() -> long {
-      if (requestId == nullptr) return E_POINTER;
+      if (requestId == nullptr) {
+        return E_POINTER;
+      }
       *requestId = world->NextRequestId();
       world->OpenSession(this, *requestId);
       return S_OK;
@@ -39,8 +45,12 @@ class cDeviceService final : public cObject<iDeviceService> {
   }
   HRESULT STDMETHODCALLTYPE CloseCommandSession(ULONG* requestId) override {
     return world->Call("CloseCommandSession", "", [&]() -> long {
-      if (requestId == nullptr) return E_POINTER;
-      if (!world->IsSessionOf(this)) return E_UNEXPECTED;
+      if (requestId == nullptr) {
+        return E_POINTER;
+      }
+      if (!world->IsSessionOf(this)) {
+        return E_UNEXPECTED;
+      }
       *requestId = world->NextRequestId();
       world->CloseSession(this, *requestId);
       return S_OK;
@@ -51,8 +61,12 @@ class cDeviceService final : public cObject<iDeviceService> {
     std::string description = std::to_string(commandId);
     const tBytes frame = Read(data, description);
     return world->Call("SetCommand", description, [&]() -> long {
-      if (requestId == nullptr) return E_POINTER;
-      if (!world->IsSessionOf(this)) return E_UNEXPECTED;
+      if (requestId == nullptr) {
+        return E_POINTER;
+      }
+      if (!world->IsSessionOf(this)) {
+        return E_UNEXPECTED;
+      }
       *requestId = world->NextRequestId();
       world->TakeCommand(frame);
       return S_OK;
@@ -125,8 +139,12 @@ class cDeviceServicesContext final : public cObject<iDeviceServicesContext> {
   HRESULT STDMETHODCALLTYPE GetDeviceService(BSTR serviceId, iDeviceService** service) override {
     Clear(service);
     return world->Call("GetDeviceService", Narrow(serviceId), [&]() -> long {
-      if (service == nullptr) return E_POINTER;
-      if (serviceId == nullptr || lstrcmpiW(serviceId, kDiagServiceId) != 0) return E_INVALIDARG;
+      if (service == nullptr) {
+        return E_POINTER;
+      }
+      if (serviceId == nullptr || lstrcmpiW(serviceId, kDiagServiceId) != 0) {
+        return E_INVALIDARG;
+      }
       *service = new cDeviceService(world, "Service", interfaceId);
       return S_OK;
     });
@@ -154,7 +172,9 @@ class cConnectionPoint final : public cObject<IConnectionPoint> {
       : cObject(itsWorld, "ConnectionPoint") {}
 
   HRESULT STDMETHODCALLTYPE GetConnectionInterface(IID* iid) override {
-    if (iid == nullptr) return E_POINTER;
+    if (iid == nullptr) {
+      return E_POINTER;
+    }
     *iid = kSinkId;
     return S_OK;
   }
@@ -165,9 +185,13 @@ class cConnectionPoint final : public cObject<IConnectionPoint> {
   }
   HRESULT STDMETHODCALLTYPE Advise(IUnknown* sink, DWORD* cookie) override {
     return world->Call("Advise", "", [&]() -> long {
-      if (sink == nullptr || cookie == nullptr) return E_POINTER;
+      if (sink == nullptr || cookie == nullptr) {
+        return E_POINTER;
+      }
       void* queried = nullptr;
-      if (FAILED(sink->QueryInterface(kSinkId, &queried))) return CONNECT_E_CANNOTCONNECT;
+      if (FAILED(sink->QueryInterface(kSinkId, &queried))) {
+        return CONNECT_E_CANNOTCONNECT;
+      }
       *cookie = world->AddSink(static_cast<iDeviceServicesSink*>(queried));
       return S_OK;
     });
@@ -198,8 +222,12 @@ class cDeviceServicesManager final
                                                      iDeviceServicesContext** context) override {
     Clear(context);
     return world->Call("GetDeviceServicesContext", Narrow(interfaceId), [&]() -> long {
-      if (context == nullptr) return E_POINTER;
-      if (!world->HasInterface(interfaceId)) return HRESULT_FROM_WIN32(ERROR_NOT_FOUND);
+      if (context == nullptr) {
+        return E_POINTER;
+      }
+      if (!world->HasInterface(interfaceId)) {
+        return HRESULT_FROM_WIN32(ERROR_NOT_FOUND);
+      }
       *context = new cDeviceServicesContext(world, interfaceId);
       return S_OK;
     });
@@ -211,8 +239,12 @@ class cDeviceServicesManager final
   HRESULT STDMETHODCALLTYPE FindConnectionPoint(REFIID iid, IConnectionPoint** point) override {
     Clear(point);
     return world->Call("FindConnectionPoint", "", [&]() -> long {
-      if (point == nullptr) return E_POINTER;
-      if (!IsEqualGUID(iid, kSinkId)) return CONNECT_E_NOCONNECTION;
+      if (point == nullptr) {
+        return E_POINTER;
+      }
+      if (!IsEqualGUID(iid, kSinkId)) {
+        return CONNECT_E_NOCONNECTION;
+      }
       *point = new cConnectionPoint(world);
       return S_OK;
     });
@@ -272,7 +304,9 @@ class cInterfaceManager final : public cObject<iInterfaceManager> {
   HRESULT STDMETHODCALLTYPE GetInterfaces(SAFEARRAY** list) override {
     Clear(list);
     return world->Call("GetInterfaces", "", [&]() -> long {
-      if (list == nullptr) return E_POINTER;
+      if (list == nullptr) {
+        return E_POINTER;
+      }
       *list = MakeList(world->InterfaceListForm());
       return S_OK;
     });
@@ -287,9 +321,15 @@ class cInterfaceManager final : public cObject<iInterfaceManager> {
   SAFEARRAY* MakeList(const std::string& form) {
     const std::vector<std::wstring> ids = world->Interfaces();
     const auto count = static_cast<ULONG>(ids.size());
-    if (form == "nothing") return nullptr;
-    if (form == "numbers") return MakeNumbers(count);
-    if (form == "matrix") return MakeMatrix(ids);
+    if (form == "nothing") {
+      return nullptr;
+    }
+    if (form == "numbers") {
+      return MakeNumbers(count);
+    }
+    if (form == "matrix") {
+      return MakeMatrix(ids);
+    }
     // Left in front of the interfaces: a null element and one that is no interface.
     const LONG others = form == "strangers" ? 2 : 0;
     const LONG lower = form == "from-one" ? 1 : 0;
@@ -342,11 +382,19 @@ class cClassFactory final : public cObject<IClassFactory> {
   HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID iid, void** object) override {
     Clear(object);
     std::string kind = "DeviceServicesManager";
-    if (makesInterfaceManager) kind = "InterfaceManager";
-    if (IsEqualGUID(iid, kConnectionPointContainerId)) kind = "ConnectionPointContainer";
+    if (makesInterfaceManager) {
+      kind = "InterfaceManager";
+    }
+    if (IsEqualGUID(iid, kConnectionPointContainerId)) {
+      kind = "ConnectionPointContainer";
+    }
     return world->Call("CreateInstance(" + kind + ")", "", [&]() -> long {
-      if (object == nullptr) return E_POINTER;
-      if (outer != nullptr) return CLASS_E_NOAGGREGATION;
+      if (object == nullptr) {
+        return E_POINTER;
+      }
+      if (outer != nullptr) {
+        return CLASS_E_NOAGGREGATION;
+      }
       IUnknown* made = nullptr;
       if (makesInterfaceManager) {
         made = new cInterfaceManager(world);
@@ -373,8 +421,12 @@ class cClassFactory final : public cObject<IClassFactory> {
 }  // namespace
 
 IClassFactory* MakeClassFactory(const std::shared_ptr<cWorld>& world, REFCLSID classId) {
-  if (IsEqualGUID(classId, kDeviceServicesManagerClass)) return new cClassFactory(world, false);
-  if (IsEqualGUID(classId, kInterfaceManagerClass)) return new cClassFactory(world, true);
+  if (IsEqualGUID(classId, kDeviceServicesManagerClass)) {
+    return new cClassFactory(world, false);
+  }
+  if (IsEqualGUID(classId, kInterfaceManagerClass)) {
+    return new cClassFactory(world, true);
+  }
   return nullptr;
 }
 

@@ -26,7 +26,9 @@ sCompletion ParseCompletion(const std::vector<std::string>& words) {
   } else if (when != "queued") {
     completion.delay = ParseCount(when);
   }
-  if (words.size() > 2) completion.status = ParseResult(words[2]);
+  if (words.size() > 2) {
+    completion.status = ParseResult(words[2]);
+  }
   return completion;
 }
 
@@ -74,7 +76,9 @@ void ParseStatement(sScenario& scenario, const std::vector<std::string>& words) 
 std::vector<std::string> SplitWords(const std::string& line) {
   std::istringstream stream(line.substr(0, line.find('#')));
   std::vector<std::string> words;
-  for (std::string word; stream >> word;) words.push_back(word);
+  for (std::string word; stream >> word;) {
+    words.push_back(word);
+  }
   return words;
 }
 
@@ -95,7 +99,9 @@ sStep ParseStep(const std::vector<std::string>& words) {
       "rectangle",   "remove",   "reply",           "reply-cut",       "reply-overtaking",
       "reply-twice", "stranger", "stranger-closed", "stranger-opened", "words",
       "zeros"};
-  if (words.empty() || !kNames.contains(words[0])) throw std::invalid_argument("unknown step");
+  if (words.empty() || !kNames.contains(words[0])) {
+    throw std::invalid_argument("unknown step");
+  }
   return {words[0], {words.begin() + 1, words.end()}};
 }
 
@@ -103,13 +109,19 @@ sScenario ReadScenario() {
   sScenario scenario;
   std::array<wchar_t, MAX_PATH> path{};
   const DWORD length = GetEnvironmentVariableW(L"CORVANE_MBN_SCENARIO", path.data(), MAX_PATH);
-  if (length == 0 || length >= MAX_PATH) return scenario;
+  if (length == 0 || length >= MAX_PATH) {
+    return scenario;
+  }
   std::ifstream file(std::filesystem::path(path.data()));
-  if (!file) throw std::invalid_argument("the scenario cannot be opened");
+  if (!file) {
+    throw std::invalid_argument("the scenario cannot be opened");
+  }
   for (std::string line; std::getline(file, line);) {
     try {
       const auto words = SplitWords(line);
-      if (!words.empty()) ParseStatement(scenario, words);
+      if (!words.empty()) {
+        ParseStatement(scenario, words);
+      }
     } catch (const std::exception& error) {
       throw std::invalid_argument(line + ": " + error.what());
     }

@@ -20,7 +20,9 @@ std::wstring Widen(const std::string& text) { return {text.begin(), text.end()};
 SAFEARRAY* MakeBytes(const tBytes& bytes, LONG lower = 0) {
   SAFEARRAY* const array = SafeArrayCreateVector(VT_UI1, lower, static_cast<ULONG>(bytes.size()));
   void* data = nullptr;
-  if (array == nullptr || FAILED(SafeArrayAccessData(array, &data))) std::terminate();
+  if (array == nullptr || FAILED(SafeArrayAccessData(array, &data))) {
+    std::terminate();
+  }
   std::copy(bytes.begin(), bytes.end(), static_cast<std::uint8_t*>(data));
   SafeArrayUnaccessData(array);
   return array;
@@ -30,7 +32,9 @@ using tKeptService = std::shared_ptr<iDeviceService>;
 
 // Takes the caller's reference over; null is none.
 tKeptService TakeOver(iDeviceService* service) {
-  if (service == nullptr) return nullptr;
+  if (service == nullptr) {
+    return nullptr;
+  }
   return {service, [](iDeviceService* kept) { kept->Release(); }};
 }
 
@@ -49,7 +53,9 @@ SAFEARRAY* MakeRectangle() {
 
 std::shared_ptr<cWorld> cWorld::CurrentOrNew() {
   const std::lock_guard guard(currentMutex);
-  if (auto running = current.lock()) return running;
+  if (auto running = current.lock()) {
+    return running;
+  }
   try {
     auto started = std::make_shared<cWorld>(ReadScenario());
     current = started;
@@ -77,13 +83,19 @@ long cWorld::Call(const std::string& name, const std::string& arguments,
   {
     const std::lock_guard guard(mutex);
     auto& failures = scenario.failures[name];
-    while (!failures.empty() && failures.front().timesLeft == 0) failures.pop_front();
+    while (!failures.empty() && failures.front().timesLeft == 0) {
+      failures.pop_front();
+    }
     if (!failures.empty()) {
-      if (failures.front().timesLeft != UINT32_MAX) --failures.front().timesLeft;
+      if (failures.front().timesLeft != UINT32_MAX) {
+        --failures.front().timesLeft;
+      }
       result = failures.front().result;
     }
   }
-  if (!result) result = body();
+  if (!result) {
+    result = body();
+  }
   Log("call " + name + (arguments.empty() ? "" : " ") + arguments + " -> " + ResultText(*result));
   return *result;
 }
@@ -136,8 +148,12 @@ DWORD cWorld::AddSink(iDeviceServicesSink* sink) {
     const std::lock_guard guard(mutex);
     steps = scenario.steps["advise"];
   }
-  for (const sStep& step : steps) Do(step);
-  if (!steps.empty()) delivery.Flush();
+  for (const sStep& step : steps) {
+    Do(step);
+  }
+  if (!steps.empty()) {
+    delivery.Flush();
+  }
   return cookie;
 }
 
@@ -147,7 +163,9 @@ bool cWorld::RemoveSink(DWORD cookie) {
   {
     const std::lock_guard guard(mutex);
     const auto found = sinks.find(cookie);
-    if (found == sinks.end()) return false;
+    if (found == sinks.end()) {
+      return false;
+    }
     removed = found->second;
     sinks.erase(found);
     isLast = sinks.empty();
@@ -184,7 +202,9 @@ void cWorld::Complete(const sCompletion& completion, const std::function<void()>
   switch (completion.when) {
     case eCompletion::Queued:
       delivery.Post([delay = completion.delay, tellSinks] {
-        if (delay != 0) Sleep(delay);
+        if (delay != 0) {
+          Sleep(delay);
+        }
         tellSinks();
       });
       break;
@@ -202,11 +222,17 @@ void cWorld::TakeCommand(const tBytes& frame) {
     const std::lock_guard guard(mutex);
     const std::string own = "command " + std::to_string(commandsTaken++);
     auto found = scenario.steps.find(own);
-    if (found == scenario.steps.end()) found = scenario.steps.find("command *");
-    if (found != scenario.steps.end()) steps = found->second;
+    if (found == scenario.steps.end()) {
+      found = scenario.steps.find("command *");
+    }
+    if (found != scenario.steps.end()) {
+      steps = found->second;
+    }
   }
   const tBytes packet = Unframe(frame);
-  for (const sStep& step : steps) Do(step, packet);
+  for (const sStep& step : steps) {
+    Do(step, packet);
+  }
 }
 
 bool cWorld::IsSessionOf(const iDeviceService* service) {
@@ -220,12 +246,16 @@ void cWorld::EndSession() {
     const std::lock_guard guard(mutex);
     std::swap(ended, session);
   }
-  if (ended != nullptr) ended->Release();
+  if (ended != nullptr) {
+    ended->Release();
+  }
 }
 
 iDeviceService* cWorld::SessionService() {
   const std::lock_guard guard(mutex);
-  if (session != nullptr) session->AddRef();
+  if (session != nullptr) {
+    session->AddRef();
+  }
   return session;
 }
 
@@ -249,11 +279,15 @@ void cWorld::CallSinks(const std::string& description, iDeviceService* from,
 void cWorld::CallSinksFromSession(const std::string& description, const tSinkCall& call) {
   iDeviceService* const from = SessionService();
   CallSinks(description, from, call);
-  if (from != nullptr) from->Release();
+  if (from != nullptr) {
+    from->Release();
+  }
 }
 
 void cWorld::EndSessionOf(const iDeviceService* service) {
-  if (IsSessionOf(service)) EndSession();
+  if (IsSessionOf(service)) {
+    EndSession();
+  }
 }
 
 void cWorld::TellOpened(iDeviceService* from, long status) {
@@ -266,7 +300,9 @@ void cWorld::TellOpened(iDeviceService* from, long status) {
     const std::lock_guard guard(mutex);
     steps = scenario.steps["opened"];
   }
-  for (const sStep& step : steps) Do(step);
+  for (const sStep& step : steps) {
+    Do(step);
+  }
 }
 
 void cWorld::TellClosed(iDeviceService* from, long status) {
@@ -320,8 +356,12 @@ void cWorld::NotifyArray(const std::function<SAFEARRAY*()>& make, const std::str
   SAFEARRAY* const data = make();
   Notify(from, data, description);
   // Fails for an array that the client has left locked.
-  if (data != nullptr && FAILED(SafeArrayDestroy(data))) Log("array left locked");
-  if (from != nullptr) from->Release();
+  if (data != nullptr && FAILED(SafeArrayDestroy(data))) {
+    Log("array left locked");
+  }
+  if (from != nullptr) {
+    from->Release();
+  }
 }
 
 void cWorld::NotifyBytes(const tBytes& bytes) {
@@ -341,7 +381,9 @@ void cWorld::DoReply(const std::string& kind, const std::vector<std::string>& ar
   tBytes packet = command;
   if (!command.empty()) {
     const auto chosen = scenario.replies.find(command[0]);
-    if (chosen != scenario.replies.end()) packet = chosen->second;
+    if (chosen != scenario.replies.end()) {
+      packet = chosen->second;
+    }
   }
   const tBytes frame = Frame(packet);
   if (kind == "reply-overtaking") {

@@ -113,16 +113,22 @@ class cObject : public tFirst, public tOthers... {
   virtual ~cObject() { world->Leave(name); }
 
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
-    if (object == nullptr) return E_POINTER;
+    if (object == nullptr) {
+      return E_POINTER;
+    }
     *object = IsEqualGUID(iid, kUnknownId) ? static_cast<tFirst*>(this) : Find(iid);
-    if (*object == nullptr) return E_NOINTERFACE;
+    if (*object == nullptr) {
+      return E_NOINTERFACE;
+    }
     AddRef();
     return S_OK;
   }
   ULONG STDMETHODCALLTYPE AddRef() override { return ++references; }
   ULONG STDMETHODCALLTYPE Release() override {
     const ULONG left = --references;
-    if (left == 0) delete this;
+    if (left == 0) {
+      delete this;
+    }
     return left;
   }
 

@@ -4,13 +4,17 @@ namespace corvane {
 
 Bits Number(std::uint64_t value, std::size_t width) {
   Bits bits;
-  for (std::size_t bit = width; bit != 0; --bit) bits += (value >> (bit - 1) & 1) != 0 ? '1' : '0';
+  for (std::size_t bit = width; bit != 0; --bit) {
+    bits += (value >> (bit - 1) & 1) != 0 ? '1' : '0';
+  }
   return bits;
 }
 
 std::uint64_t NumberOf(const Bits& bits) {
   std::uint64_t value = 0;
-  for (const char bit : bits) value = value * 2 + (bit == '1' ? 1u : 0u);
+  for (const char bit : bits) {
+    value = value * 2 + (bit == '1' ? 1u : 0u);
+  }
   return value;
 }
 

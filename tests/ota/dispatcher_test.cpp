@@ -104,7 +104,9 @@ TEST(DecodeOtaPacket, StopsAtEveryOtherLogCode) {
 
 TEST(DecodeOtaPacket, DoesNotLookAtCommandCodeLengthsAndTimestampOfThePacket) {
   Bytes packet = CompleteSibPacket(kFach);
-  for (const std::size_t offset : {0u, 1u, 2u, 3u, 4u, 5u, 8u, 15u}) packet[offset] = 0xEE;
+  for (const std::size_t offset : {0u, 1u, 2u, 3u, 4u, 5u, 8u, 15u}) {
+    packet[offset] = 0xEE;
+  }
   EXPECT_EQ(Decode(packet).size(), 1u);
 }
 
@@ -202,7 +204,9 @@ TEST(DecodeOtaPacket, ReadsTheChoiceLeastSignificantBitFirstAndTheContentMostSig
 
 TEST(DecodeOtaPacket, EveryOtherChannelYieldsNothing) {
   for (unsigned channel = 0; channel < 256; ++channel) {
-    if (channel == kBch || channel == kFach) continue;
+    if (channel == kBch || channel == kFach) {
+      continue;
+    }
     for (const std::uint8_t layout : {kBch, kFach}) {
       const Bytes message = CompleteSibMessage(layout);
       const Bytes packet = LogPacket(static_cast<std::uint8_t>(channel), 7, message);

@@ -12,7 +12,9 @@ namespace {
 constexpr std::size_t kHeaderBits = 40;
 
 void AppendLittleEndian(Bytes& bytes, std::uint64_t value, int count) {
-  for (int k = 0; k < count; ++k) bytes.push_back(static_cast<std::uint8_t>(value >> (8 * k)));
+  for (int k = 0; k < count; ++k) {
+    bytes.push_back(static_cast<std::uint8_t>(value >> (8 * k)));
+  }
 }
 
 Bytes BlockHeader(unsigned marker, unsigned rbId, unsigned sibType, std::size_t blockBytes) {
@@ -23,7 +25,9 @@ Bytes BlockHeader(unsigned marker, unsigned rbId, unsigned sibType, std::size_t 
 }
 
 Bits RoundedUp(Bits bits) {
-  while (bits.size() % 8 != 0) bits += '0';
+  while (bits.size() % 8 != 0) {
+    bits += '0';
+  }
   return bits;
 }
 
@@ -33,12 +37,14 @@ Bits Message(std::uint8_t channel, unsigned choice, const Bits& content) {
   // The second byte of a message on BCH is 0, the choice from its most significant bit on, 0, 0 and
   // the first bit of the content: its bits 3 to 6, counted from the least significant, are the
   // choice. On FACH the choice stands in bits 2 to 5 of the first byte, above two zeros.
-  if (channel == kBch)
+  if (channel == kBch) {
     return "10110011"
            "0" +
            Number(choice, 4) + "00" + content;
-  if (content.size() >= 2 && content.substr(0, 2) != "00")
+  }
+  if (content.size() >= 2 && content.substr(0, 2) != "00") {
     throw std::logic_error("no message on FACH can start like this");
+  }
   return "10" + Number(choice, 4) + content;
 }
 

@@ -34,14 +34,20 @@ class ProcessOtaLogItem : public cStoreTest {
   }
   // Fills the first block of the file but for one item.
   void FillBlockButForOneItem() {
-    for (int k = 0; k < 8191; ++k) ASSERT_EQ(Add(other), 0u);
+    for (int k = 0; k < 8191; ++k) {
+      ASSERT_EQ(Add(other), 0u);
+    }
   }
   void AddAll(const Packets& packets) {
-    for (const Bytes& packet : packets) EXPECT_EQ(Add(packet), 0u);
+    for (const Bytes& packet : packets) {
+      EXPECT_EQ(Add(packet), 0u);
+    }
   }
   [[nodiscard]] Packets PacketsOfFile() const {
     Packets packets;
-    for (const sDecodedItem& item : Items()) packets.push_back(item.packet);
+    for (const sDecodedItem& item : Items()) {
+      packets.push_back(item.packet);
+    }
     return packets;
   }
 
@@ -113,7 +119,9 @@ TEST_F(ProcessOtaLogItem, ItsTimestampLiesWithinTheMillisecondOfTheItemBeforeIt)
     const std::vector<sDecodedItem> items = Items();
     ASSERT_EQ(items.size(), 2u);
     std::uint64_t timestamp = 0;
-    for (std::size_t k = 16; k-- > 8;) timestamp = timestamp * 256 + items[1].packet[k];
+    for (std::size_t k = 16; k-- > 8;) {
+      timestamp = timestamp * 256 + items[1].packet[k];
+    }
     EXPECT_EQ(FileTimeOf(timestamp), kClockStart + steps);
     EXPECT_EQ(FileTimeOf(timestamp) / 10000, items[0].time);
   }
@@ -209,8 +217,12 @@ std::uint32_t FailuresThatLoseTheFirstPacket(const Bytes& bytes) {
     SibAssemblyMap map;
     cAllocationFailure failure(eHeap::New, nth);
     const SibPacketList packets = DecodeOtaPacket(map, *item, kTimestampOfStart);
-    if (!failure.Disarm()) return count;
-    if (BytesOf(packets) == Packets{RebuiltPacket(kFach, 7, 5, "01", kTimestampOfStart)}) ++count;
+    if (!failure.Disarm()) {
+      return count;
+    }
+    if (BytesOf(packets) == Packets{RebuiltPacket(kFach, 7, 5, "01", kTimestampOfStart)}) {
+      ++count;
+    }
   }
 }
 
@@ -225,13 +237,17 @@ TEST_F(ProcessOtaLogItem, ARebuiltPacketThatCannotBeWrittenDoesNotKeepTheNextOne
     const std::lock_guard guard(store.storeLock);
     cAllocationFailure failure(eHeap::New, nth);
     const std::uint32_t result = store.AddItem(item.Get(), kAutomaticType);
-    if (!failure.Disarm()) break;
+    if (!failure.Disarm()) {
+      break;
+    }
     EXPECT_EQ(result, 0u);
     const Packets packets = PacketsOfFile();
     ASSERT_GE(packets.size(), 8192u);
     EXPECT_EQ(packets[8191], twoComplete);
     const Packets rebuilt(packets.begin() + 8192, packets.end());
-    if (rebuilt == Packets{Rebuilt(5, "01")}) ++withoutTheFirst;
+    if (rebuilt == Packets{Rebuilt(5, "01")}) {
+      ++withoutTheFirst;
+    }
   }
   // Some of these failures are the reassembly's own: the first packet was never made. The others
   // are those of writing it.

@@ -16,29 +16,53 @@ sRandomMessage cRandomMessages::Next(const BlockMap& blocks) {
   if (OneIn(8)) {
     content = content.substr(0, Below(OneIn(2) ? 24 : static_cast<unsigned>(content.size()) + 1));
   }
-  if (OneIn(8)) content += Noise(Below(40));
-  if (message.channel == kFach && content.size() >= 2) content.replace(0, 2, "00");
+  if (OneIn(8)) {
+    content += Noise(Below(40));
+  }
+  if (message.channel == kFach && content.size() >= 2) {
+    content.replace(0, 2, "00");
+  }
   message.bits = Message(message.channel, message.choice, content);
   // The bits in front of the choice mean nothing, nor do the two behind it on BCH.
   const std::size_t inFront = message.channel == kBch ? 9 : 2;
   message.bits.replace(0, inFront, Noise(inFront));
-  if (message.channel == kBch) message.bits.replace(13, 2, Noise(2));
+  if (message.channel == kBch) {
+    message.bits.replace(13, 2, Noise(2));
+  }
   return message;
 }
 
 Bytes cRandomMessages::Packet(const sRandomMessage& sent) {
   Bits bits = sent.bits;
-  while (bits.size() % 8 != 0) bits += OneIn(2) ? '1' : '0';
+  while (bits.size() % 8 != 0) {
+    bits += OneIn(2) ? '1' : '0';
+  }
   // On FACH the message type may be in those bits of the first byte.
-  if (sent.channel == kFach && bits.size() == 8 && !OneIn(4)) bits.replace(6, 2, "00");
+  if (sent.channel == kFach && bits.size() == 8 && !OneIn(4)) {
+    bits.replace(6, 2, "00");
+  }
   Bytes packet = LogPacket(sent.channel, sent.rbId, BytesOf(bits));
-  if (OneIn(50)) packet[16] = static_cast<std::uint8_t>(Below(256));
-  if (OneIn(50)) packet[18] = static_cast<std::uint8_t>(packet[18] + Below(3) - 1);
-  if (OneIn(100)) packet[6 + Below(2)] ^= static_cast<std::uint8_t>(1 << Below(8));
-  if (OneIn(100)) packet[19] = static_cast<std::uint8_t>(Below(256));
-  if (OneIn(100)) packet.resize(1 + Below(24));
-  if (OneIn(100)) packet.resize(packet.size() + Below(300));
-  if (OneIn(100)) packet[packet.size() - 1] ^= 0xFF;
+  if (OneIn(50)) {
+    packet[16] = static_cast<std::uint8_t>(Below(256));
+  }
+  if (OneIn(50)) {
+    packet[18] = static_cast<std::uint8_t>(packet[18] + Below(3) - 1);
+  }
+  if (OneIn(100)) {
+    packet[6 + Below(2)] ^= static_cast<std::uint8_t>(1 << Below(8));
+  }
+  if (OneIn(100)) {
+    packet[19] = static_cast<std::uint8_t>(Below(256));
+  }
+  if (OneIn(100)) {
+    packet.resize(1 + Below(24));
+  }
+  if (OneIn(100)) {
+    packet.resize(packet.size() + Below(300));
+  }
+  if (OneIn(100)) {
+    packet[packet.size() - 1] ^= 0xFF;
+  }
   return packet;
 }
 
@@ -60,7 +84,9 @@ Bits cRandomMessages::Noise(std::size_t count) {
   Bits bits(count, '0');
   std::uint64_t word = 0;
   for (std::size_t k = 0; k < count; ++k) {
-    if (k % 64 == 0) word = engine();
+    if (k % 64 == 0) {
+      word = engine();
+    }
     bits[k] = static_cast<char>('0' + (word >> k % 64 & 1));
   }
   return bits;
@@ -87,17 +113,23 @@ Bits cRandomMessages::Segment(const BlockMap& blocks, bool isShort) {
   for (const auto& [key, block] : blocks) {
     const auto [marker, rbId, blockType] = key;
     const bool fits = !atStart || message.channel != kFach || blockType < 8;
-    if (marker == MarkerOf(message.channel) && rbId == message.rbId && fits) waiting.push_back(key);
+    if (marker == MarkerOf(message.channel) && rbId == message.rbId && fits) {
+      waiting.push_back(key);
+    }
   }
   if (!waiting.empty() && !OneIn(4)) {
     const BlockKey key = waiting[Below(static_cast<unsigned>(waiting.size()))];
     type = static_cast<unsigned>(std::get<2>(key));
-    if (!OneIn(5)) indexField = (blocks.at(key).received - 1) % 16;
+    if (!OneIn(5)) {
+      indexField = (blocks.at(key).received - 1) % 16;
+    }
   }
   atStart = false;
   Bits data;
   const Bits length = isShort ? Length(data) : "";
-  if (!isShort) data = Noise(222);
+  if (!isShort) {
+    data = Noise(222);
+  }
   return Number(type, 5) + Number(indexField, 4) + length + data;
 }
 
@@ -108,13 +140,17 @@ Bits cRandomMessages::First(bool isShort) {
   const unsigned countField = OneIn(4) ? Below(16) : 1 + Below(2);
   Bits data;
   const Bits length = isShort ? Length(data) : "";
-  if (!isShort) data = Noise(222);
+  if (!isShort) {
+    data = Noise(222);
+  }
   return Number(type, 5) + Number(countField, 4) + length + data;
 }
 
 Bits cRandomMessages::List() {
   unsigned countField = OneIn(4) ? 15 - Below(2) : Below(4);
-  if (atStart && message.channel == kFach) countField %= 4;
+  if (atStart && message.channel == kFach) {
+    countField %= 4;
+  }
   atStart = false;
   Bits bits = Number(countField, 4);
   // A list may hold fewer blocks than it announces, and a length of 256 bits is not stepped over.

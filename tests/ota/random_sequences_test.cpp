@@ -32,7 +32,9 @@ constexpr std::array<SegmentDecoder, 10> kDecoders = {
 // A new seed for each run; CORVANE_TEST_SEED repeats one.
 std::uint64_t Seed() {
   const char* wanted = std::getenv("CORVANE_TEST_SEED");
-  if (wanted != nullptr) return std::strtoull(wanted, nullptr, 10);
+  if (wanted != nullptr) {
+    return std::strtoull(wanted, nullptr, 10);
+  }
   std::random_device device;
   return std::uint64_t{device()} << 32 | device();
 }
@@ -82,7 +84,9 @@ class cComparison {
           sSibKey{marker, static_cast<std::uint8_t>(rbId), static_cast<std::uint8_t>(sibType)});
       const auto expected = model.blocks.find(key);
       ASSERT_EQ(entry == map.end(), expected == model.blocks.end());
-      if (entry == map.end()) continue;
+      if (entry == map.end()) {
+        continue;
+      }
       ASSERT_EQ(BlockOf(key, entry->second), expected->second);
     }
   }
@@ -104,22 +108,29 @@ std::vector<std::string> AllOutcomes() {
       "10 last: type cut",          "9 single: type cut",      "9 single: data cut",
       "9 single: complete"};
   for (const char* choice : {"1", "4", "6", "8"}) {
-    for (const std::string& outcome : ofFirst)
+    for (const std::string& outcome : ofFirst) {
       all.push_back(choice + std::string(" first: ") + outcome);
+    }
   }
-  for (const char* choice : {"4", "6", "8"}) all.push_back(choice + std::string(" first: no data"));
+  for (const char* choice : {"4", "6", "8"}) {
+    all.push_back(choice + std::string(" first: no data"));
+  }
   for (const char* choice : {"3", "4", "5", "6", "10"}) {
-    for (const std::string& outcome : ofLast)
+    for (const std::string& outcome : ofLast) {
       all.push_back(choice + std::string(" last: ") + outcome);
+    }
   }
-  for (const char* choice : {"3", "4", "5", "6"})
+  for (const char* choice : {"3", "4", "5", "6"}) {
     all.push_back(choice + std::string(" no data appended"));
-  for (const char* choice : {"5", "6", "7", "8"}) {
-    for (const char* outcome : {"count cut", "header cut", "data cut", "all", "all of sixteen"})
-      all.push_back(choice + std::string(" list: ") + outcome);
   }
-  for (const char* choice : {"2", "3", "4", "5", "6", "10"})
+  for (const char* choice : {"5", "6", "7", "8"}) {
+    for (const char* outcome : {"count cut", "header cut", "data cut", "all", "all of sixteen"}) {
+      all.push_back(choice + std::string(" list: ") + outcome);
+    }
+  }
+  for (const char* choice : {"2", "3", "4", "5", "6", "10"}) {
     all.push_back(choice + std::string(" emitted cut"));
+  }
   return all;
 }
 
@@ -134,8 +145,9 @@ TEST(RandomSequences, DecodeAsTheModelDoes) {
     SCOPED_TRACE("seed " + std::to_string(seed) + ", sequence " + std::to_string(sequence));
     cComparison comparison(model);
     if (random.OneIn(3)) {
-      for (unsigned left = 1 + random.Below(8); left != 0; --left)
+      for (unsigned left = 1 + random.Below(8); left != 0; --left) {
         comparison.Insert(random.Key(), random.LongBlock());
+      }
     }
     for (unsigned left = 1 + random.Below(kMostMessages); left != 0; --left, ++messages) {
       const sRandomMessage message = random.Next(model.blocks);
@@ -145,10 +157,14 @@ TEST(RandomSequences, DecodeAsTheModelDoes) {
       } else {
         comparison.SendPacket(random.Packet(message), timestamp);
       }
-      if (HasFatalFailure() || HasNonfatalFailure()) return;
+      if (HasFatalFailure() || HasNonfatalFailure()) {
+        return;
+      }
     }
     comparison.CompareAll();
-    if (HasFatalFailure() || HasNonfatalFailure()) return;
+    if (HasFatalFailure() || HasNonfatalFailure()) {
+      return;
+    }
   }
   EXPECT_GE(messages, kLeastMessages);
   for (const std::string& outcome : AllOutcomes()) {

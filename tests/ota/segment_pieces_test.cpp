@@ -21,7 +21,9 @@ class SegmentPieces : public testing::Test {
   void Start(const Bits& content) {
     Bits bits = "000000" + content;
     packet.bitCount = static_cast<std::uint32_t>(bits.size());
-    while (bits.size() % 8 != 0) bits += '1';
+    while (bits.size() % 8 != 0) {
+      bits += '1';
+    }
     bytes = BytesOf(bits);
     packet.message = bytes.data();
   }

@@ -82,13 +82,17 @@ class SegmentSequences : public testing::TestWithParam<std::tuple<sChoice, std::
 
   // The bits of the segment that continues a block: that of this index, counted from the first's 0.
   [[nodiscard]] Bits Continuation(unsigned index) const {
-    if (!Continues()) return "";
+    if (!Continues()) {
+      return "";
+    }
     return choice.last == eForm::Short ? SegmentShort(kContinued, index, continuedData)
                                        : SegmentFixed(kContinued, index, continuedData);
   }
 
   [[nodiscard]] std::vector<sListedSib> CompleteSibs() const {
-    if (choice.single) return {{kComplete, Pattern(226, 20)}};
+    if (choice.single) {
+      return {{kComplete, Pattern(226, 20)}};
+    }
     std::vector<sListedSib> sibs;
     for (unsigned k = 0; k < choice.listed; ++k) {
       sibs.push_back({kComplete + k, Pattern(5 + 13 * k, 20 + k)});
@@ -97,12 +101,16 @@ class SegmentSequences : public testing::TestWithParam<std::tuple<sChoice, std::
   }
 
   [[nodiscard]] Bits CompletePart() const {
-    if (choice.single) return Number(kComplete, 5) + CompleteSibs()[0].data;
+    if (choice.single) {
+      return Number(kComplete, 5) + CompleteSibs()[0].data;
+    }
     return choice.listed == 0 ? "" : SibList(CompleteSibs());
   }
 
   [[nodiscard]] Bits FirstPart() const {
-    if (!Starts()) return "";
+    if (!Starts()) {
+      return "";
+    }
     return choice.first == eForm::Short ? FirstShort(kStarted, 2, startedData)
                                         : FirstFixed(kStarted, 2, startedData);
   }
@@ -120,7 +128,9 @@ class SegmentSequences : public testing::TestWithParam<std::tuple<sChoice, std::
 
   // The first segment of a block for the choice under test to continue. It changes nothing else.
   void SendFirstOfContinued(unsigned count) {
-    if (!Continues()) return;
+    if (!Continues()) {
+      return;
+    }
     BlockMap expected = BlocksOf(map);
     expected[Key(kContinued)] = UnfinishedBlock(count, 1, head);
     EXPECT_EQ(Send(1, FirstFixed(kContinued, count, head)), Packets());
@@ -147,8 +157,12 @@ class SegmentSequences : public testing::TestWithParam<std::tuple<sChoice, std::
   // The map with the started block, if the choice starts one, beside the continued one.
   [[nodiscard]] BlockMap MapWith(const std::optional<sBlock>& continued) const {
     BlockMap blocks;
-    if (continued && Continues()) blocks.emplace(Key(kContinued), *continued);
-    if (Starts()) blocks.emplace(Key(kStarted), UnfinishedBlock(2, 1, startedData));
+    if (continued && Continues()) {
+      blocks.emplace(Key(kContinued), *continued);
+    }
+    if (Starts()) {
+      blocks.emplace(Key(kStarted), UnfinishedBlock(2, 1, startedData));
+    }
     return blocks;
   }
 
@@ -250,22 +264,28 @@ TEST_P(SegmentSequences, CutShortAtEveryBitTheyDoWhatTheBitsThatAreThereSay) {
 
     Packets packets;
     BlockMap blocks = {{Key(kContinued), continued}, {Key(kStarted), alreadyStarted}};
-    if (Continues() && bits >= lookedUp) blocks.erase(Key(kContinued));
+    if (Continues() && bits >= lookedUp) {
+      blocks.erase(Key(kContinued));
+    }
     if (Continues() && bits >= continuedEnd) {
       packets = Rebuilt(kContinued, head + continuedData);
-      if (choice.subsequent != eForm::None)
+      if (choice.subsequent != eForm::None) {
         blocks[Key(kContinued)] = EmittedBlock(Key(kContinued), 2, 2, head + continuedData);
+      }
     }
     for (std::size_t k = 0; k < completeEnds.size() && bits >= completeEnds[k]; ++k) {
       const sListedSib sib = CompleteSibs()[k];
       packets.push_back(RebuiltPacket(channel, kRbId, sib.sibType, sib.data, kTimestamp));
     }
-    if (Starts() && bits == whole.size())
+    if (Starts() && bits == whole.size()) {
       blocks[Key(kStarted)] = UnfinishedBlock(2, 1, startedData);
+    }
 
     // Behind the cut, one bits fill the last byte; behind that there is no memory to read.
     Bits cut = whole.substr(0, bits);
-    while (cut.size() % 8 != 0) cut += '1';
+    while (cut.size() % 8 != 0) {
+      cut += '1';
+    }
     const Bytes message = BytesOf(cut);
     const sOtaPacket packet{.channel = channel,
                             .rbId = kRbId,

@@ -10,17 +10,25 @@ constexpr std::size_t kMostBits = 8208 * 8;
 unsigned Small(const Bits& bits) { return static_cast<unsigned>(NumberOf(bits)); }
 
 void AppendNumber(Bytes& bytes, std::uint64_t value, int count) {
-  for (; count != 0; --count, value /= 256) bytes.push_back(static_cast<std::uint8_t>(value % 256));
+  for (; count != 0; --count, value /= 256) {
+    bytes.push_back(static_cast<std::uint8_t>(value % 256));
+  }
 }
 
 }  // namespace
 
 std::vector<Bytes> cSibModel::Decode(const Bytes& packet, std::uint64_t timestamp) {
   touched.clear();
-  if (packet.size() <= 20 || packet.size() > 16640) return {};
-  if (packet[6] + packet[7] * 256 != 0x412F) return {};
+  if (packet.size() <= 20 || packet.size() > 16640) {
+    return {};
+  }
+  if (packet[6] + packet[7] * 256 != 0x412F) {
+    return {};
+  }
   const std::size_t length = packet[18] + packet[19] * 256u;
-  if (length > packet.size() - 20) return {};
+  if (length > packet.size() - 20) {
+    return {};
+  }
 
   // The choice is read with each byte's bits turned round.
   Bits message;
@@ -36,14 +44,20 @@ std::vector<Bytes> cSibModel::Decode(const Bytes& packet, std::uint64_t timestam
     choiceAt = 11;
   } else if (channel == 5) {
     choiceAt = 2;
-    if (turned.substr(0, 2).find('1') != Bits::npos) return {};
+    if (turned.substr(0, 2).find('1') != Bits::npos) {
+      return {};
+    }
   } else {
     return {};
   }
-  if (turned.size() < choiceAt + 4) return {};
+  if (turned.size() < choiceAt + 4) {
+    return {};
+  }
   const Bits lowestFirst = turned.substr(choiceAt, 4);
   const unsigned choice = Small(Bits(lowestFirst.rbegin(), lowestFirst.rend()));
-  if (choice == 0 || choice > 10) return {};
+  if (choice == 0 || choice > 10) {
+    return {};
+  }
   return DecodeMessage(choice, channel, packet[17], message, timestamp);
 }
 
@@ -67,19 +81,27 @@ std::vector<Bytes> cSibModel::DecodeMessage(unsigned choice, int channel, int rb
       Last(true);
       break;
     case 4:
-      if (LastBeforeMore()) First(true);
+      if (LastBeforeMore()) {
+        First(true);
+      }
       break;
     case 5:
-      if (LastBeforeMore()) List();
+      if (LastBeforeMore()) {
+        List();
+      }
       break;
     case 6:
-      if (LastBeforeMore() && List()) First(true);
+      if (LastBeforeMore() && List()) {
+        First(true);
+      }
       break;
     case 7:
       List();
       break;
     case 8:
-      if (List()) First(true);
+      if (List()) {
+        First(true);
+      }
       break;
     case 9:
       Single();
@@ -94,7 +116,9 @@ std::vector<Bytes> cSibModel::DecodeMessage(unsigned choice, int channel, int rb
 }
 
 bool cSibModel::Take(std::size_t count, Bits& taken) {
-  if (rest.size() < count) return false;
+  if (rest.size() < count) {
+    return false;
+  }
   taken = rest.substr(0, count);
   rest = rest.substr(count);
   return true;
@@ -112,14 +136,22 @@ BlockKey cSibModel::KeyOf(const Bits& type) {
 
 void cSibModel::First(bool isShort) {
   Bits type, count, length, data;
-  if (!Take(5, type) || !Take(4, count)) return Note("first: header cut");
+  if (!Take(5, type) || !Take(4, count)) {
+    return Note("first: header cut");
+  }
   std::size_t size = 222;
   if (isShort) {
-    if (!Take(8, length)) return Note("first: header cut");
+    if (!Take(8, length)) {
+      return Note("first: header cut");
+    }
     size = (Small(length) + 1) % 256;
-    if (size == 0) Note("first: no data");
+    if (size == 0) {
+      Note("first: no data");
+    }
   }
-  if (!Take(size, data)) return Note("first: data cut");
+  if (!Take(size, data)) {
+    return Note("first: data cut");
+  }
   const BlockKey key = KeyOf(type);
   sBlock block{Small(count) + 1, 1, Bits(40, '0') + data};
   if (block.expected == 1) {
@@ -133,20 +165,30 @@ void cSibModel::First(bool isShort) {
 
 void cSibModel::Subsequent() {
   Bits type, index;
-  if (!Take(5, type)) return Note("subsequent: type cut");
+  if (!Take(5, type)) {
+    return Note("subsequent: type cut");
+  }
   const BlockKey key = KeyOf(type);
-  if (blocks.count(key) == 0) return Note("subsequent: no block");
+  if (blocks.count(key) == 0) {
+    return Note("subsequent: no block");
+  }
   const std::string outcome =
       Take(4, index) ? Append(key, Small(index) + 1, 222) : std::string("index cut");
   Note("subsequent: " + outcome);
-  if (outcome != "appended" && outcome != "completed") blocks.erase(key);
+  if (outcome != "appended" && outcome != "completed") {
+    blocks.erase(key);
+  }
 }
 
 void cSibModel::Last(bool isShort) {
   Bits type, index, length;
-  if (!Take(5, type)) return Note("last: type cut");
+  if (!Take(5, type)) {
+    return Note("last: type cut");
+  }
   const BlockKey key = KeyOf(type);
-  if (blocks.count(key) == 0) return Note("last: no block");
+  if (blocks.count(key) == 0) {
+    return Note("last: no block");
+  }
   std::string outcome = "header cut";
   if (Take(4, index)) {
     if (!isShort) {
@@ -203,8 +245,12 @@ bool cSibModel::List() {
 
 void cSibModel::Single() {
   Bits type, data;
-  if (!Take(5, type)) return Note("single: type cut");
-  if (!Take(226, data)) return Note("single: data cut");
+  if (!Take(5, type)) {
+    return Note("single: type cut");
+  }
+  if (!Take(226, data)) {
+    return Note("single: data cut");
+  }
   Note("single: complete");
   sBlock block{1, 1, Bits(40, '0') + data};
   Emit(BlockKey(marker, bearer, static_cast<int>(Small(type))), block);
@@ -213,20 +259,32 @@ void cSibModel::Single() {
 // Appends a segment's data to the block there is, and says what came of it.
 std::string cSibModel::Append(const BlockKey& key, unsigned index, std::size_t count) {
   sBlock& block = blocks[key];
-  if (block.received != index) return "out of order";
+  if (block.received != index) {
+    return "out of order";
+  }
   Bits data;
-  if (!Take(count, data)) return "data cut";
-  if (block.bits.size() + count > kMostBits && count != 0) return "no room";
-  if (count == 0) Note("no data appended");
+  if (!Take(count, data)) {
+    return "data cut";
+  }
+  if (block.bits.size() + count > kMostBits && count != 0) {
+    return "no room";
+  }
+  if (count == 0) {
+    Note("no data appended");
+  }
   block.bits += data;
   ++block.received;
-  if (block.received != block.expected) return "appended";
+  if (block.received != block.expected) {
+    return "appended";
+  }
   Emit(key, block);
   return "completed";
 }
 
 void cSibModel::Emit(const BlockKey& key, sBlock& block) {
-  while (block.bits.size() % 8 != 0) block.bits += '0';
+  while (block.bits.size() % 8 != 0) {
+    block.bits += '0';
+  }
   const std::size_t size = block.bits.size() / 8;
   const auto [keyMarker, keyBearer, type] = key;
   Bytes header = {static_cast<std::uint8_t>(keyMarker), static_cast<std::uint8_t>(keyBearer)};
@@ -235,7 +293,9 @@ void cSibModel::Emit(const BlockKey& key, sBlock& block) {
   block.bits = BitsOf(header) + block.bits.substr(40);
 
   const std::size_t kept = std::min<std::size_t>(size, 8192);
-  if (size > kept) Note("emitted cut");
+  if (size > kept) {
+    Note("emitted cut");
+  }
   Bytes packet;
   AppendNumber(packet, 16, 2);
   AppendNumber(packet, kept + 12, 2);

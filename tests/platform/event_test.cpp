@@ -36,7 +36,9 @@ TEST(EventTest, AnotherThreadsSettingIsSeen) {
     written = 7;
     event.Set();
   });
-  while (!event.IsSet()) std::this_thread::yield();
+  while (!event.IsSet()) {
+    std::this_thread::yield();
+  }
   EXPECT_EQ(written, 7) << "what came before the setting is seen with it";
   other.join();
 }

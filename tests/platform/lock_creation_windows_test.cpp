@@ -79,7 +79,9 @@ std::optional<sCreation> CreationOf(cLock& lock) {
   const CRITICAL_SECTION* const section = gLastEntered;
   lock.unlock();
   for (std::size_t i = gSectionCount; i > 0; --i) {
-    if (gSections.at(i - 1).section == section) return gSections.at(i - 1).creation;
+    if (gSections.at(i - 1).section == section) {
+      return gSections.at(i - 1).creation;
+    }
   }
   return std::nullopt;
 }

@@ -20,7 +20,9 @@ class LockTest : public testing::TestWithParam<cLock::eCreation> {
     bool isFree = false;
     std::thread([this, &isFree] {
       isFree = lock.try_lock();
-      if (isFree) lock.unlock();
+      if (isFree) {
+        lock.unlock();
+      }
     }).join();
     return isFree;
   }
@@ -71,7 +73,9 @@ TEST_P(LockTest, OneThreadAtATimeGetsIn) {
       }
     });
   }
-  for (std::thread& thread : threads) thread.join();
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
   EXPECT_EQ(count, kThreads * kRounds);
 }
 

@@ -16,7 +16,9 @@ tm* __wrap_localtime_r(const time_t* timer, tm* result);
 }
 
 tm* __wrap_localtime_r(const time_t* timer, tm* result) {
-  if (!localTimeFails) return __real_localtime_r(timer, result);
+  if (!localTimeFails) {
+    return __real_localtime_r(timer, result);
+  }
   result->tm_year = 99;  // a failed conversion leaves anything there
   return nullptr;
 }

@@ -46,7 +46,9 @@ namespace {
 
 HANDLE WINAPI CreateEventOrFail(SECURITY_ATTRIBUTES* attributes, BOOL manualReset, BOOL set,
                                 LPCWSTR name) {
-  if (systemFails) return nullptr;
+  if (systemFails) {
+    return nullptr;
+  }
   ++openHandles;
   return __real___imp_CreateEventW(attributes, manualReset, set, name);
 }
@@ -57,17 +59,23 @@ BOOL WINAPI CountAndCloseHandle(HANDLE handle) {
 }
 
 BOOL WINAPI InitializeSectionExOrFail(CRITICAL_SECTION* section, DWORD spinCount, DWORD flags) {
-  if (systemFails) return FALSE;
+  if (systemFails) {
+    return FALSE;
+  }
   return __real___imp_InitializeCriticalSectionEx(section, spinCount, flags);
 }
 
 BOOL WINAPI InitializeSectionOrFail(CRITICAL_SECTION* section, DWORD spinCount) {
-  if (systemFails) return FALSE;
+  if (systemFails) {
+    return FALSE;
+  }
   return __real___imp_InitializeCriticalSectionAndSpinCount(section, spinCount);
 }
 
 errno_t LocalTimeOrFail(tm* result, const __time64_t* timer) {
-  if (!systemFails) return __real___imp__localtime64_s(result, timer);
+  if (!systemFails) {
+    return __real___imp__localtime64_s(result, timer);
+  }
   result->tm_year = 99;  // a failed conversion leaves anything there
   return 22;
 }

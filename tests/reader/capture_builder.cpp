@@ -8,7 +8,9 @@ namespace corvane {
 cCaptureBuilder::cCaptureBuilder() { Append(file, 0xAB603108, 4); }
 
 cCaptureBuilder& cCaptureBuilder::Add(const sBuiltItem& item) {
-  if (items % 8192 == 0) AddBlock(item.time);
+  if (items % 8192 == 0) {
+    AddBlock(item.time);
+  }
   const std::uint64_t baseTime = blocks.back().second;
   unsigned flags = item.type;
   Bytes record;
@@ -33,7 +35,9 @@ cCaptureBuilder& cCaptureBuilder::Add(const sBuiltItem& item) {
 }
 
 cCaptureBuilder& cCaptureBuilder::AddRaw(unsigned flags, unsigned length, const Bytes& record) {
-  if (items % 8192 == 0 && blocks.size() == items / 8192) AddBlock(0);
+  if (items % 8192 == 0 && blocks.size() == items / 8192) {
+    AddBlock(0);
+  }
   const std::size_t block = static_cast<std::size_t>(blocks.back().first);
   const std::size_t entry = block + 7 * (items % 8192);
   Put(file, entry, flags, 1);
@@ -53,8 +57,9 @@ cCaptureBuilder& cCaptureBuilder::AddBlock(std::uint64_t baseTime) {
   const std::size_t position = file.size();
   file.insert(file.end(), 57352, 0);
   Append(file, baseTime, 8);
-  if (!blocks.empty())
+  if (!blocks.empty()) {
     Put(file, static_cast<std::size_t>(blocks.back().first) + 57344, position, 8);
+  }
   blocks.emplace_back(position, baseTime);
   return *this;
 }
@@ -72,8 +77,9 @@ Bytes cCaptureBuilder::Closed() const {
 }
 
 void Put(Bytes& file, std::size_t offset, std::uint64_t value, std::size_t size) {
-  for (std::size_t place = 0; place < size; ++place)
+  for (std::size_t place = 0; place < size; ++place) {
     file.at(offset + place) = static_cast<std::uint8_t>(value >> (8 * place) & 0xFF);
+  }
 }
 
 void Append(Bytes& file, std::uint64_t value, std::size_t size) {
@@ -86,32 +92,45 @@ Bytes Hex(std::string_view text) {
   unsigned value = 0;
   unsigned digits = 0;
   for (const char character : text) {
-    if (character == ' ' || character == '\n') continue;
+    if (character == ' ' || character == '\n') {
+      continue;
+    }
     const std::size_t digit = std::string_view("0123456789ABCDEF").find(character);
-    if (digit == std::string_view::npos) throw std::invalid_argument("no hexadecimal digit");
+    if (digit == std::string_view::npos) {
+      throw std::invalid_argument("no hexadecimal digit");
+    }
     value = value % 16 * 16 + static_cast<unsigned>(digit);
-    if (++digits % 2 == 0) bytes.push_back(static_cast<std::uint8_t>(value));
+    if (++digits % 2 == 0) {
+      bytes.push_back(static_cast<std::uint8_t>(value));
+    }
   }
-  if (digits % 2 != 0) throw std::invalid_argument("half a byte");
+  if (digits % 2 != 0) {
+    throw std::invalid_argument("half a byte");
+  }
   return bytes;
 }
 
 Bytes TextItem(std::string_view text) {
   Bytes bytes = Hex("C0 FF FF FF");
-  for (const char character : text) Append(bytes, static_cast<std::uint8_t>(character), 2);
+  for (const char character : text) {
+    Append(bytes, static_cast<std::uint8_t>(character), 2);
+  }
   Append(bytes, 0, 2);
   return bytes;
 }
 
 Bytes NumberedPacket(std::uint32_t number) {
   Bytes packet(1 + number % 300);
-  for (std::size_t place = 0; place < packet.size(); ++place)
+  for (std::size_t place = 0; place < packet.size(); ++place) {
     packet[place] = static_cast<std::uint8_t>(number * 31 + place * 7 + number / 256);
+  }
   return packet;
 }
 
 std::size_t cMemorySource::ReadAt(std::uint64_t offset, std::span<std::uint8_t> wanted) {
-  if (offset >= bytes->size()) return 0;
+  if (offset >= bytes->size()) {
+    return 0;
+  }
   const auto start = static_cast<std::size_t>(offset);
   const std::size_t count = std::min(wanted.size(), bytes->size() - start);
   std::copy_n(bytes->begin() + static_cast<std::ptrdiff_t>(start), count, wanted.begin());
@@ -130,7 +149,9 @@ sOpened OpenBytes(Bytes bytes) {
 
 std::string ErrorOf(Bytes bytes) {
   const sOpened opened = OpenBytes(std::move(bytes));
-  if (opened.file == nullptr) return opened.error.Text();
+  if (opened.file == nullptr) {
+    return opened.error.Text();
+  }
   return opened.file->Damage() ? opened.file->Damage()->Text() : "";
 }
 

@@ -23,7 +23,9 @@ constexpr std::size_t kRecords = 4 + 57360;  // where the records of the first b
 // 8,192 items of one byte, in records of two, then one item in a second block.
 [[nodiscard]] cCaptureBuilder TwoBlocks() {
   cCaptureBuilder builder;
-  for (int number = 0; number < 8193; ++number) builder.Add({1, kStart, {0x42}, {}});
+  for (int number = 0; number < 8193; ++number) {
+    builder.Add({1, kStart, {0x42}, {}});
+  }
   return builder;
 }
 constexpr std::size_t kSecondBlock = kRecords + 8192 * 2;
@@ -38,8 +40,9 @@ constexpr std::size_t kSecondBlock = kRecords + 8192 * 2;
 bool ReadEverything(cCaptureFile& file) {
   sCaptureItem item;
   bool good = true;
-  for (std::uint64_t number = 0; number < file.ItemCount(); ++number)
+  for (std::uint64_t number = 0; number < file.ItemCount(); ++number) {
     good = file.ReadItem(number, item) == std::nullopt && good;
+  }
   return good;
 }
 
@@ -51,7 +54,7 @@ TEST(CaptureDamageTest, AFileShorterThanTheHeaderIsRefused) {
 }
 
 TEST(CaptureDamageTest, AnyChangedByteOfTheHeaderIsRefused) {
-  for (std::size_t place = 0; place < 4; ++place)
+  for (std::size_t place = 0; place < 4; ++place) {
     for (unsigned bit = 0; bit < 8; ++bit) {
       Bytes file = SmallCapture().Closed();
       file[place] = static_cast<std::uint8_t>(file[place] ^ 1U << bit);
@@ -59,6 +62,7 @@ TEST(CaptureDamageTest, AnyChangedByteOfTheHeaderIsRefused) {
       EXPECT_EQ(opened.file, nullptr);
       EXPECT_EQ(opened.error.Text(), "the file does not begin as a capture file does, at offset 0");
     }
+  }
 }
 
 TEST(CaptureDamageTest, SixteenBytesBehindTheHeaderAreATrailerOrTheBeginningOfABlock) {
@@ -93,15 +97,19 @@ TEST(CaptureDamageTest, AClosedFileCutOffAnywhereIsDamagedOrUnclosedButNeverComp
         << length;
     ASSERT_EQ(opened.file->Size(), length);
     ASSERT_TRUE(ReadEverything(*opened.file));
-    if (!damaged) continue;
+    if (!damaged) {
+      continue;
+    }
     const std::string entry = std::to_string(opened.file->ItemCount());
     std::string expected = "directory entry " + entry +
                            " of the block at offset 4 points past the end of the file, at offset " +
                            std::to_string(4 + 7 * opened.file->ItemCount());
-    if (length < kRecords)
+    if (length < kRecords) {
       expected = "the first block is cut off, although its directory is in use, at offset 4";
-    if (length == 20)
+    }
+    if (length == 20) {
       expected = "what follows the header is neither a block nor a trailer, at offset 4";
+    }
     ASSERT_EQ(opened.file->Damage()->Text(), expected) << length;
   }
 }
@@ -207,7 +215,9 @@ TEST(CaptureDamageTest, AnyChangedByteAnywhereIsReadWithoutHarm) {
   Bytes file = SmallCapture().Closed();
   for (std::size_t place = 0; place < file.size(); ++place) {
     // Unused entries have a test of their own.
-    if (place == 4 + 7 * 4) place = 4 + 57344 - 7;
+    if (place == 4 + 7 * 4) {
+      place = 4 + 57344 - 7;
+    }
     for (unsigned value = 0; value < 256; ++value) {
       const std::uint8_t before = file[place];
       file[place] = static_cast<std::uint8_t>(value);
@@ -240,19 +250,21 @@ TEST(CaptureDamageTest, ANextBlockThatPointsBackIsDamageAndNoEndlessLoop) {
   const std::string expected =
       "the block at offset 4 names a next block that lies before the end of its own records, at "
       "offset 57348";
-  for (const std::uint64_t next :
-       {std::uint64_t{1}, std::uint64_t{4}, std::uint64_t{57364}, std::uint64_t{kSecondBlock - 1}})
+  for (const std::uint64_t next : {std::uint64_t{1}, std::uint64_t{4}, std::uint64_t{57364},
+                                   std::uint64_t{kSecondBlock - 1}}) {
     EXPECT_EQ(ErrorOf(With(TwoBlocks().Closed(), 4 + 57344, next, 8)), expected) << next;
+  }
 }
 
 TEST(CaptureDamageTest, ANextBlockPastTheEndOfTheFileIsDamage) {
   const Bytes file = TwoBlocks().Closed();
-  for (const std::uint64_t next :
-       {std::uint64_t{file.size() - 57359}, std::uint64_t{file.size()}, UINT64_MAX, UINT64_MAX / 2})
+  for (const std::uint64_t next : {std::uint64_t{file.size() - 57359}, std::uint64_t{file.size()},
+                                   UINT64_MAX, UINT64_MAX / 2}) {
     EXPECT_EQ(ErrorOf(With(file, 4 + 57344, next, 8)),
               "the block at offset 4 names a next block that runs past the end of the file, at "
               "offset 57348")
         << next;
+  }
 }
 
 TEST(CaptureDamageTest, ANextBlockThatIsNotWhereTheIndexHasItIsDamage) {
@@ -324,13 +336,14 @@ TEST(CaptureDamageTest, AnyChangedByteOfTheTrailerIsDamageAtItsField) {
     Bytes file = good;
     file[trailer + place] = static_cast<std::uint8_t>(file[trailer + place] ^ 0x80);
     std::string expected;
-    if (place < 8)
+    if (place < 8) {
       expected = "the first 64 bits of the trailer are not zero, at offset ";
-    else if (place < 12)
+    } else if (place < 12) {
       expected = "the trailer counts " + std::to_string(8193 ^ (0x80U << 8 * (place - 8))) +
                  " items, the directories hold 8193, at offset ";
-    else
+    } else {
       expected = "the trailer does not end in its closing number, at offset ";
+    }
     const std::size_t field = place < 8 ? 0 : (place < 12 ? 8 : 12);
     EXPECT_EQ(ErrorOf(file), expected + std::to_string(trailer + field));
   }
@@ -385,7 +398,9 @@ class cFailingSource final : public cByteSource {
   }
   [[nodiscard]] std::size_t ReadAt(std::uint64_t offset, std::span<std::uint8_t> bytes) override {
     const std::size_t count = memory.ReadAt(offset, bytes);
-    if (badByte < offset || badByte - offset >= count) return count;
+    if (badByte < offset || badByte - offset >= count) {
+      return count;
+    }
     return static_cast<std::size_t>(badByte - offset);
   }
 
@@ -398,7 +413,9 @@ class cFailingSource final : public cByteSource {
   source->badByte = badByte;
   sCaptureError error;
   const auto opened = cCaptureFile::Open(std::move(source), error);
-  if (opened == nullptr) return error.Text();
+  if (opened == nullptr) {
+    return error.Text();
+  }
   return opened->Damage() ? opened->Damage()->Text() : "";
 }
 
@@ -435,7 +452,9 @@ TEST(CaptureDamageTest, AFileWhoseSizeCannotBeFoundOutIsDamaged) {
     sCaptureError error;
     const auto file = cCaptureFile::Open(std::move(source), error);
     ASSERT_NE(file, nullptr);
-    if (!file->Damage()) break;
+    if (!file->Damage()) {
+      break;
+    }
     EXPECT_EQ(file->Damage()->Text(), "the file's size cannot be found out");
   }
   // Before the first block, after the directory of each, and at the end.

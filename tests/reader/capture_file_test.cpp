@@ -16,13 +16,17 @@ constexpr std::uint64_t kStart = 13'360'420'800'000;
 
 [[nodiscard]] sBuiltItem NumberedItem(std::uint32_t number) {
   sBuiltItem item{number % 11, kStart + number * 17, NumberedPacket(number), {}};
-  if (number % 5 == 0) item.extra = number * 3;
+  if (number % 5 == 0) {
+    item.extra = number * 3;
+  }
   return item;
 }
 
 [[nodiscard]] cCaptureBuilder BuildNumbered(std::uint32_t count) {
   cCaptureBuilder builder;
-  for (std::uint32_t number = 0; number < count; ++number) builder.Add(NumberedItem(number));
+  for (std::uint32_t number = 0; number < count; ++number) {
+    builder.Add(NumberedItem(number));
+  }
   return builder;
 }
 
@@ -72,8 +76,9 @@ TEST_P(CaptureOfItemsTest, EveryItemOfAClosedFileIsReadBack) {
   ASSERT_EQ(opened.file->ItemCount(), GetParam());
   EXPECT_EQ(opened.file->Blocks().size(), (GetParam() + 8191) / 8192);
   EXPECT_EQ(opened.file->UnclaimedBytes(), 0U);
-  for (std::uint32_t number = 0; number < GetParam(); ++number)
+  for (std::uint32_t number = 0; number < GetParam(); ++number) {
     ExpectNumberedItem(*opened.file, number);
+  }
 }
 
 TEST_P(CaptureOfItemsTest, EveryItemOfAFileThatWasNotClosedIsReadBack) {
@@ -81,8 +86,9 @@ TEST_P(CaptureOfItemsTest, EveryItemOfAFileThatWasNotClosedIsReadBack) {
   ASSERT_NE(opened.file, nullptr);
   EXPECT_EQ(opened.file->State(), eCaptureState::Unclosed);
   ASSERT_EQ(opened.file->ItemCount(), GetParam());
-  for (std::uint32_t number = 0; number < GetParam(); ++number)
+  for (std::uint32_t number = 0; number < GetParam(); ++number) {
     ExpectNumberedItem(*opened.file, number);
+  }
 }
 
 TEST_P(CaptureOfItemsTest, ItemsAreReadInAnyOrder) {
@@ -90,8 +96,9 @@ TEST_P(CaptureOfItemsTest, ItemsAreReadInAnyOrder) {
   ASSERT_NE(opened.file, nullptr);
   for (std::uint32_t number = GetParam(); number-- > 0;) {
     ExpectNumberedItem(*opened.file, number);
-    if (number % 64 == 0)
+    if (number % 64 == 0) {
       ExpectNumberedItem(*opened.file, static_cast<std::uint32_t>(number * 7919ULL % GetParam()));
+    }
   }
 }
 
@@ -114,11 +121,14 @@ TEST(CaptureFileTest, EveryWidthOfTheTimeFieldIsReadAtItsBounds) {
                                  kStart + 65534, kStart + 65535,      kStart + 0xFFFFFFFE,
                                  kStart - 1,     kStart + 0xFFFFFFFF, 0};
   cCaptureBuilder builder;
-  for (const std::uint64_t time : times) builder.Add({1, time, {0x42}, {}});
+  for (const std::uint64_t time : times) {
+    builder.Add({1, time, {0x42}, {}});
+  }
   const sOpened opened = OpenBytes(builder.Closed());
   ASSERT_NE(opened.file, nullptr);
-  for (std::uint64_t number = 0; number < std::size(times); ++number)
+  for (std::uint64_t number = 0; number < std::size(times); ++number) {
     EXPECT_EQ(ReadItem(*opened.file, number).time, times[number]) << "item " << number;
+  }
 }
 
 TEST(CaptureFileTest, WiderTimeFieldsThanNeededAreReadToo) {
@@ -151,16 +161,21 @@ TEST(CaptureFileTest, TheExtraFieldStandsBetweenTimeAndPacket) {
 
 TEST(CaptureFileTest, EveryItemTypeOfFiveBitsIsTold) {
   cCaptureBuilder builder;
-  for (unsigned type = 0; type < 32; ++type) builder.Add({type, kStart, {0x42}, {}});
+  for (unsigned type = 0; type < 32; ++type) {
+    builder.Add({type, kStart, {0x42}, {}});
+  }
   const sOpened opened = OpenBytes(builder.Closed());
   ASSERT_NE(opened.file, nullptr);
-  for (unsigned type = 0; type < 32; ++type) EXPECT_EQ(ReadItem(*opened.file, type).type, type);
+  for (unsigned type = 0; type < 32; ++type) {
+    EXPECT_EQ(ReadItem(*opened.file, type).type, type);
+  }
 }
 
 TEST(CaptureFileTest, PacketsOfEveryLengthThatADirectoryCanTellAreRead) {
   cCaptureBuilder builder;
-  for (const std::size_t length : {1U, 16640U, 65535U, 1U})
+  for (const std::size_t length : {1U, 16640U, 65535U, 1U}) {
     builder.Add({1, kStart, Bytes(length, static_cast<std::uint8_t>(length % 251)), 7});
+  }
   const sOpened opened = OpenBytes(builder.Closed());
   ASSERT_NE(opened.file, nullptr);
   EXPECT_EQ(ReadItem(*opened.file, 1).bytes, Bytes(16640, 16640 % 251));
@@ -249,8 +264,9 @@ TEST(CaptureFileOnDiskTest, AFileIsReadFromItsPath) {
       cCaptureFile::Open(folder.Write("drive.isf", BuildNumbered(8193).Closed()), error);
   ASSERT_NE(file, nullptr) << error.Text();
   EXPECT_TRUE(file->IsComplete());
-  for (const std::uint32_t number : {0U, 8192U, 4000U, 4001U, 4002U, 8191U})
+  for (const std::uint32_t number : {0U, 8192U, 4000U, 4001U, 4002U, 8191U}) {
     ExpectNumberedItem(*file, number);
+  }
 }
 
 TEST(CaptureFileOnDiskTest, AFileIsReadWhileItsWriterHasItOpen) {

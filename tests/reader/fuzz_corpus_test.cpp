@@ -25,7 +25,9 @@ namespace {
 
 [[nodiscard]] Bytes FileOf(const Bytes& script) {
   cFileScript steps(script);
-  while (steps.Advance()) continue;
+  while (steps.Advance()) {
+    continue;
+  }
   return steps.File();
 }
 

@@ -35,15 +35,18 @@ struct sWrite {
       block = builder.Unclosed().size();
       builder.AddBlock(kStart + number);
       writes.push_back(slice(block, 57360));
-      if (previous != 0) writes.push_back(slice(previous + 57344, 8));
+      if (previous != 0) {
+        writes.push_back(slice(previous + 57344, 8));
+      }
     }
     const std::size_t record = builder.Unclosed().size();
     const Bytes packet = NumberedPacket(number);
     Bytes bytes;
-    if (number % 8192 < 255)
+    if (number % 8192 < 255) {
       Append(bytes, number % 8192, 1);
-    else
+    } else {
       Append(bytes, number % 8192, 2);
+    }
     const unsigned flags = number % 8192 < 255 ? 1 : 1 + 32;
     bytes.insert(bytes.end(), packet.begin(), packet.end());
     builder.AddRaw(flags, static_cast<unsigned>(packet.size()), bytes);
@@ -83,10 +86,14 @@ TEST(GrowingCaptureTest, AnItemIsThereOnceItsDirectoryEntryIs) {
     ASSERT_EQ(opened.file->State(), eCaptureState::Unclosed);
     WriteInto(*bytes, writes[number], 0, writes[number].bytes.size());
     opened.file->Refresh();
-    if (writes[number].isEntry) ++entries;
+    if (writes[number].isEntry) {
+      ++entries;
+    }
     ASSERT_EQ(opened.file->ItemCount(), entries);
     ASSERT_EQ(opened.file->Size(), bytes->size());
-    if (entries > 0) ExpectItem(*opened.file, entries - 1);
+    if (entries > 0) {
+      ExpectItem(*opened.file, entries - 1);
+    }
   }
   EXPECT_EQ(entries, 40U);
   EXPECT_TRUE(opened.file->IsComplete());
@@ -113,7 +120,9 @@ TEST(GrowingCaptureTest, ItIsReadAtEveryByteOfEveryWrite) {
       if (!entry || last) {
         ASSERT_EQ(opened.file->Damage(), std::nullopt) << "write " << number;
       }
-      for (std::uint32_t item = 0; item < entries; ++item) ExpectItem(*opened.file, item);
+      for (std::uint32_t item = 0; item < entries; ++item) {
+        ExpectItem(*opened.file, item);
+      }
     }
     if (entry) {
       ASSERT_EQ(opened.file->ItemCount(), ++entries);
@@ -152,13 +161,19 @@ TEST(GrowingCaptureTest, NewBlocksAreFoundWhileTheFileGrows) {
   std::uint32_t entries = 0;
   for (std::size_t number = 1; number < writes.size(); ++number) {
     WriteInto(*bytes, writes[number], 0, writes[number].bytes.size());
-    if (writes[number].isEntry) ++entries;
+    if (writes[number].isEntry) {
+      ++entries;
+    }
     const std::uint32_t place = entries % 8192;
-    if (number % 1009 != 0 && place > 2 && place < 8190) continue;
+    if (number % 1009 != 0 && place > 2 && place < 8190) {
+      continue;
+    }
     opened.file->Refresh();
     ASSERT_EQ(opened.file->Damage(), std::nullopt);
     ASSERT_EQ(opened.file->ItemCount(), entries);
-    if (entries > 0) ExpectItem(*opened.file, entries - 1);
+    if (entries > 0) {
+      ExpectItem(*opened.file, entries - 1);
+    }
   }
   opened.file->Refresh();
   EXPECT_TRUE(opened.file->IsComplete());
@@ -185,7 +200,9 @@ class cRacingSource final : public cByteSource {
     std::size_t count = 0;
     for (; count < bytes.size() && offset + count < file.size(); ++count) {
       bytes[count] = file[static_cast<std::size_t>(offset) + count];
-      if (++bytesRead % pace == 0) WriteNext();
+      if (++bytesRead % pace == 0) {
+        WriteNext();
+      }
     }
     return count;
   }
@@ -194,7 +211,9 @@ class cRacingSource final : public cByteSource {
 
  private:
   void WriteNext() {
-    if (IsWritten()) return;
+    if (IsWritten()) {
+      return;
+    }
     WriteInto(file, writes[next], 0, writes[next].bytes.size());
     ++next;
   }
@@ -258,8 +277,9 @@ TEST(GrowingCaptureTest, AFileThatBecameShorterIsDamaged) {
     bytes->resize(length);
     opened.file->Refresh();
     EXPECT_EQ(opened.file->State(), eCaptureState::Damaged) << length;
-    for (std::uint64_t number = 0; number < opened.file->ItemCount(); ++number)
+    for (std::uint64_t number = 0; number < opened.file->ItemCount(); ++number) {
       (void)opened.file->ReadItem(number, item);
+    }
   }
   bytes->resize(0);
   EXPECT_EQ(opened.file->Size(), 0U);
@@ -292,11 +312,15 @@ TEST(GrowingCaptureOnDiskTest, WhatAnotherStreamWritesIsSeenAtTheNextRefresh) {
       ASSERT_NE(file, nullptr) << error.Text();
       continue;
     }
-    if (write.isEntry) ++entries;
+    if (write.isEntry) {
+      ++entries;
+    }
     file->Refresh();
     ASSERT_EQ(file->ItemCount(), entries);
     ASSERT_EQ(file->Damage(), std::nullopt);
-    if (entries > 0) ExpectItem(*file, entries - 1);
+    if (entries > 0) {
+      ExpectItem(*file, entries - 1);
+    }
   }
   EXPECT_TRUE(file->IsComplete());
 }

@@ -41,7 +41,9 @@ TEST_F(LargeCaptureTest, ItemsBeyondFourGigabytesAreRead) {
   // Block 1 is full; its last record lies as far behind it as a directory entry can say. Block 2
   // stands at 5 GiB and has one item, 6 GiB into the file.
   cCaptureBuilder first;
-  for (int number = 0; number < 8191; ++number) first.Add({1, kTime, {0x42}, {}});
+  for (int number = 0; number < 8191; ++number) {
+    first.Add({1, kTime, {0x42}, {}});
+  }
   const std::uint64_t block2 = 5 * kGiB;
   WriteAt(0, first.Unclosed());
   const std::uint64_t farthest = 0xFFFFFFF0;

@@ -77,8 +77,11 @@ TEST_F(StoreRoundTripTest, AReaderAtWorkWhileTheStoreWritesSeesNoDamage) {
   std::atomic<bool> written = false;
   std::atomic<std::uint32_t> added = 0;
   std::thread writer([&] {
-    for (std::uint32_t number = 0; number < kItems; ++number)
-      if (Add(PlainPacket(number)) == 0) ++added;
+    for (std::uint32_t number = 0; number < kItems; ++number) {
+      if (Add(PlainPacket(number)) == 0) {
+        ++added;
+      }
+    }
     store.Close();
     written = true;
   });
@@ -90,7 +93,9 @@ TEST_F(StoreRoundTripTest, AReaderAtWorkWhileTheStoreWritesSeesNoDamage) {
     file->Refresh();
     EXPECT_EQ(file->Damage(), std::nullopt);
     EXPECT_GE(file->ItemCount(), atLeast);
-    if (file->ItemCount() == 0) continue;
+    if (file->ItemCount() == 0) {
+      continue;
+    }
     const auto newest = static_cast<std::uint32_t>(file->ItemCount() - 1);
     EXPECT_EQ(file->ReadItem(newest, item), std::nullopt);
     EXPECT_EQ(item.bytes, PlainPacket(newest));

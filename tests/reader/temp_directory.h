@@ -18,7 +18,9 @@ class cTempDirectory {
     for (int attempt = 0; attempt < 1000; ++attempt) {
       folder = std::filesystem::temp_directory_path() /
                ("corvane-" + std::to_string(now) + "-" + std::to_string(attempt));
-      if (std::filesystem::create_directory(folder)) return;
+      if (std::filesystem::create_directory(folder)) {
+        return;
+      }
     }
     throw std::runtime_error("no folder for the test");
   }
@@ -38,7 +40,9 @@ class cTempDirectory {
     std::ofstream file(Path(name), std::ios::binary);
     file.write(reinterpret_cast<const char*>(bytes.data()),
                static_cast<std::streamsize>(bytes.size()));
-    if (!file.flush()) throw std::runtime_error("the test's file cannot be written");
+    if (!file.flush()) {
+      throw std::runtime_error("the test's file cannot be written");
+    }
     return Path(name);
   }
 

@@ -52,9 +52,13 @@ TEST(UtcTimeTest, EveryDayOf800YearsFollowsTheOneBefore) {
     ASSERT_EQ(ParseUtc(expected), days * 86'400'000);
     const bool leap = (year % 4 == 0 && year % 100 != 0) || year % 400 == 0;
     const unsigned lengths[] = {31, leap ? 29U : 28U, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
-    if (++day <= lengths[month - 1]) continue;
+    if (++day <= lengths[month - 1]) {
+      continue;
+    }
     day = 1;
-    if (++month <= 12) continue;
+    if (++month <= 12) {
+      continue;
+    }
     month = 1;
     ++year;
   }
@@ -100,8 +104,9 @@ TEST(UtcTimeTest, OtherTextIsNoTime) {
                            "2009-02-13T23:31:60",
                            "+009-02-13",
                            "2009-02-13x",
-                           " 2009-02-13"})
+                           " 2009-02-13"}) {
     EXPECT_EQ(ParseUtc(text), std::nullopt) << text;
+  }
 }
 
 }  // namespace

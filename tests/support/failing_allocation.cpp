@@ -30,10 +30,14 @@ struct sCountdown {
   std::atomic<bool> failed{false};
 
   [[nodiscard]] bool FailsNow() {
-    if (!armed) return false;
+    if (!armed) {
+      return false;
+    }
     const std::int64_t before = left.fetch_sub(1);
     const bool fails = failAllSince ? before <= 1 : before == 1;
-    if (fails) failed = true;
+    if (fails) {
+      failed = true;
+    }
     return fails;
   }
 };
@@ -50,20 +54,28 @@ constinit std::atomic<cFreeObserver::tObserver> freeObserver{nullptr};
 }  // namespace
 
 void* AllocateNew(std::size_t size) {
-  if (newCountdown.FailsNow()) return nullptr;
+  if (newCountdown.FailsNow()) {
+    return nullptr;
+  }
   void* const block = __real_malloc(size == 0 ? 1 : size);
-  if (block != nullptr) ++liveNewAllocations;
+  if (block != nullptr) {
+    ++liveNewAllocations;
+  }
   return block;
 }
 
 void* AllocateNewOrThrow(std::size_t size) {
   void* const block = AllocateNew(size);
-  if (block == nullptr) throw std::bad_alloc();
+  if (block == nullptr) {
+    throw std::bad_alloc();
+  }
   return block;
 }
 
 void FreeNew(void* block) {
-  if (block == nullptr) return;
+  if (block == nullptr) {
+    return;
+  }
   --liveNewAllocations;
   __real_free(block);
 }
@@ -72,7 +84,9 @@ void FreeNew(void* block) {
 void* AllocateAligned(std::size_t size, std::align_val_t alignment) {
   const auto step = static_cast<std::size_t>(alignment);
   void* const whole = AllocateNew(size + step + sizeof(void*));
-  if (whole == nullptr) return nullptr;
+  if (whole == nullptr) {
+    return nullptr;
+  }
   const auto earliest = reinterpret_cast<std::uintptr_t>(whole) + sizeof(void*);
   auto* const block = reinterpret_cast<void**>((earliest + step - 1) / step * step);
   block[-1] = whole;
@@ -81,12 +95,16 @@ void* AllocateAligned(std::size_t size, std::align_val_t alignment) {
 
 void* AllocateAlignedOrThrow(std::size_t size, std::align_val_t alignment) {
   void* const block = AllocateAligned(size, alignment);
-  if (block == nullptr) throw std::bad_alloc();
+  if (block == nullptr) {
+    throw std::bad_alloc();
+  }
   return block;
 }
 
 void FreeAligned(void* block) {
-  if (block != nullptr) FreeNew(static_cast<void**>(block)[-1]);
+  if (block != nullptr) {
+    FreeNew(static_cast<void**>(block)[-1]);
+  }
 }
 
 cAllocationFailure::cAllocationFailure(eHeap from, std::uint32_t nth, eFailures failures)
@@ -124,6 +142,8 @@ void* __wrap_calloc(std::size_t count, std::size_t size) {
 
 void __wrap_free(void* block) {
   const corvane::cFreeObserver::tObserver observer = corvane::freeObserver;
-  if (observer != nullptr && block != nullptr) observer(block);
+  if (observer != nullptr && block != nullptr) {
+    observer(block);
+  }
   __real_free(block);
 }

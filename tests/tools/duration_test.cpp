@@ -18,8 +18,9 @@ TEST(Duration, ANumberAloneIsSeconds) { EXPECT_EQ(ParseDuration("7"), millisecon
 
 TEST(Duration, RefusesEverythingElse) {
   for (const char* text : {"", "s", "-1s", "+1s", "1 s", "1.5s", "10S", "1d", "1h30m", "0x10s",
-                           " 1s", "4294967296ms", "99999999999999999999s"})
+                           " 1s", "4294967296ms", "99999999999999999999s"}) {
     EXPECT_EQ(ParseDuration(text), std::nullopt) << text;
+  }
 }
 
 TEST(Duration, TheLongestIsAThousandHours) {

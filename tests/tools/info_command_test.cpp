@@ -54,9 +54,11 @@ struct sResult {
   const std::string path = folder.Write("drive.isf", bytes);
   std::ostringstream out, errors;
   sResult result{ShowInfo(path, out, errors), out.str(), errors.str()};
-  for (std::string* text : {&result.out, &result.errors})
-    if (const auto place = text->find(path); place != std::string::npos)
+  for (std::string* text : {&result.out, &result.errors}) {
+    if (const auto place = text->find(path); place != std::string::npos) {
       text->replace(place, path.size(), "FILE");
+    }
+  }
   return result;
 }
 
@@ -212,7 +214,9 @@ TEST(CaptureSummaryTest, AfterAThousandTextsTheRestIsOnlyCounted) {
   sCaptureItem item;
   item.type = 7;
   item.bytes = TextItem("x");
-  for (; item.number < 1234; ++item.number) summary.Add(item);
+  for (; item.number < 1234; ++item.number) {
+    summary.Add(item);
+  }
   const std::string text = summary.Format();
   EXPECT_NE(text.find("  999  1601-01-01T00:00:00.000Z  \"x\"\n  and 234 more\n"),
             std::string::npos);

@@ -53,14 +53,17 @@ struct sResult {
   request.path = folder.Write("drive.isf", bytes);
   std::ostringstream out, errors;
   sResult result{ListItems(request, out, errors), out.str(), errors.str()};
-  if (const auto place = result.errors.find(request.path); place != std::string::npos)
+  if (const auto place = result.errors.find(request.path); place != std::string::npos) {
     result.errors.replace(place, request.path.size(), "FILE");
+  }
   return result;
 }
 
 [[nodiscard]] std::string Lines(std::initializer_list<const char*> lines) {
   std::string text;
-  for (const char* const line : lines) text += line;
+  for (const char* const line : lines) {
+    text += line;
+  }
   return text;
 }
 
@@ -69,7 +72,9 @@ class ListCommandLineTest : public ::testing::Test {
  protected:
   [[nodiscard]] static sResult Run(const std::vector<std::string>& arguments) {
     std::vector<const char*> argv = {"corvane"};
-    for (const std::string& argument : arguments) argv.push_back(argument.c_str());
+    for (const std::string& argument : arguments) {
+      argv.push_back(argument.c_str());
+    }
     std::ostringstream out, errors;
     std::streambuf* const standardOutput = std::cout.rdbuf(out.rdbuf());
     std::streambuf* const standardError = std::cerr.rdbuf(errors.rdbuf());
@@ -155,7 +160,9 @@ TEST(ListCommandTest, TheBytesOfEachItemFollowItsLine) {
 
 TEST(ListCommandTest, NumbersAreAlignedToTheLongest) {
   cCaptureBuilder builder;
-  for (int number = 0; number < 11; ++number) builder.Add({2, kStart, Hex("1D"), {}});
+  for (int number = 0; number < 11; ++number) {
+    builder.Add({2, kStart, Hex("1D"), {}});
+  }
   const std::string out = ListOf(builder.Closed()).out;
   const std::string rest =
       "  2024-05-17T12:00:00.000Z   2 request            0x1D      1  time "
@@ -166,7 +173,9 @@ TEST(ListCommandTest, NumbersAreAlignedToTheLongest) {
 
 TEST(ListCommandTest, LongListsAreWrittenWhole) {
   cCaptureBuilder builder;
-  for (int number = 0; number < 9000; ++number) builder.Add({2, kStart, Hex("1D"), {}});
+  for (int number = 0; number < 9000; ++number) {
+    builder.Add({2, kStart, Hex("1D"), {}});
+  }
   const std::string out = ListOf(builder.Closed()).out;
   EXPECT_EQ(out.size(), 9000U * std::string_view("8999  2024-05-17T12:00:00.000Z   2 request       "
                                                  "     0x1D      1  time stamp request\n")
@@ -246,8 +255,9 @@ TEST_F(ListCommandLineTest, AllOptionsReachTheCommand) {
 }
 
 TEST_F(ListCommandLineTest, TypesOutsideFiveBitsAreWrongUsage) {
-  for (const char* types : {"32", "-1", "x", "1,32", ""})
+  for (const char* types : {"32", "-1", "x", "1,32", ""}) {
     EXPECT_EQ(Run({"list", path, "--type", types}).exitCode, 2) << types;
+  }
 }
 
 TEST_F(ListCommandLineTest, ArgumentsThatMakeNoSenseAreWrongUsage) {

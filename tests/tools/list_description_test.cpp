@@ -291,8 +291,8 @@ TEST(ItemDescriptionTest, ItemsOfUnknownTypesAndItemsNotAsTheirTypePromisesHaveA
 }
 
 TEST(ItemDescriptionTest, EveryItemOfUpTo40BytesIsDescribedWithoutReadingPastItsEnd) {
-  for (std::uint32_t type = 0; type < 32; ++type)
-    for (unsigned command = 0; command < 256; ++command)
+  for (std::uint32_t type = 0; type < 32; ++type) {
+    for (unsigned command = 0; command < 256; ++command) {
       for (std::size_t length = 1; length <= 40; ++length) {
         // A vector of exactly this capacity, so that the sanitizers see a read past its end.
         sCaptureItem item = Item(type, Bytes(length, static_cast<std::uint8_t>(length * 37)));
@@ -300,26 +300,35 @@ TEST(ItemDescriptionTest, EveryItemOfUpTo40BytesIsDescribedWithoutReadingPastIts
         item.bytes.shrink_to_fit();
         ASSERT_FALSE(DescribeItem(item).empty());
       }
+    }
+  }
 }
 
 TEST(ItemNamesTest, SibTypesHaveTheNamesOfTheStandard) {
-  for (std::uint8_t type = 0; type < 32; ++type) EXPECT_EQ(SibTypeName(type), kSibTypes[type]);
-  for (unsigned type = 32; type < 256; ++type)
+  for (std::uint8_t type = 0; type < 32; ++type) {
+    EXPECT_EQ(SibTypeName(type), kSibTypes[type]);
+  }
+  for (unsigned type = 32; type < 256; ++type) {
     EXPECT_EQ(SibTypeName(static_cast<std::uint8_t>(type)), std::nullopt);
+  }
 }
 
 TEST(ItemNamesTest, ChannelsHaveTheirNames) {
-  for (std::uint8_t channel = 0; channel < 11; ++channel)
+  for (std::uint8_t channel = 0; channel < 11; ++channel) {
     EXPECT_EQ(OtaChannelName(channel), kChannels[channel]);
-  for (unsigned channel = 11; channel < 256; ++channel)
+  }
+  for (unsigned channel = 11; channel < 256; ++channel) {
     EXPECT_EQ(OtaChannelName(static_cast<std::uint8_t>(channel)), std::nullopt);
+  }
 }
 
 TEST(ItemNamesTest, ItemTypesHaveNamesOfOneWord) {
   const char* const names[] = {"short-log",      "packet",    "request",           "unknown",
                                "event",          "log",       "message",           "information",
                                "signalling-log", "subsystem", "subsystem-request", "unknown"};
-  for (std::uint32_t type = 0; type < 12; ++type) EXPECT_EQ(ItemTypeName(type), names[type]);
+  for (std::uint32_t type = 0; type < 12; ++type) {
+    EXPECT_EQ(ItemTypeName(type), names[type]);
+  }
 }
 
 TEST(PrintableTextTest, QuotedTextStaysOnItsLineAndObeysNoTerminal) {
@@ -333,8 +342,9 @@ TEST(PrintableTextTest, QuotedTextStaysOnItsLineAndObeysNoTerminal) {
 TEST(PrintableTextTest, HexDumpsHave16BytesALine) {
   std::string text;
   Bytes bytes;
-  for (unsigned value = 0; value < 18; ++value)
+  for (unsigned value = 0; value < 18; ++value) {
     bytes.push_back(static_cast<std::uint8_t>(value * 8 + 0x10));
+  }
   AppendHexDump(text, bytes, "  ");
   EXPECT_EQ(text,
             "  0000  10 18 20 28 30 38 40 48 50 58 60 68 70 78 80 88  .. (08@HPX`hpx..\n"

@@ -19,7 +19,9 @@ namespace {
   for (std::string line; std::getline(document, line);) {
     if (line == "```") {
       inside = !inside;
-      if (inside) blocks.emplace_back();
+      if (inside) {
+        blocks.emplace_back();
+      }
     } else if (inside) {
       blocks.back() += line + "\n";
     }
@@ -36,7 +38,9 @@ namespace {
   std::istringstream lines(listing);
   for (std::string line; std::getline(lines, line);) {
     std::smatch match;
-    if (std::regex_match(line, remark)) continue;
+    if (std::regex_match(line, remark)) {
+      continue;
+    }
     const bool zeros = std::regex_match(line, match, zerosLine);
     if (!zeros && !std::regex_match(line, match, bytesLine)) {
       ADD_FAILURE() << "a line that cannot be read: " << line;

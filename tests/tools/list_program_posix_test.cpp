@@ -70,7 +70,9 @@ TEST_F(CorvaneProgramTest, WrongUsageGivesCode2) {
 
 TEST_F(CorvaneProgramTest, AFullDiskGivesCode1) {
   cCaptureBuilder builder;
-  for (int number = 0; number < 9000; ++number) builder.Add({2, 13'360'420'800'000, Hex("1D"), {}});
+  for (int number = 0; number < 9000; ++number) {
+    builder.Add({2, 13'360'420'800'000, Hex("1D"), {}});
+  }
   const std::string path = folder.Write("drive.isf", builder.Closed());
   for (const char* command : {"list ", "info "}) {
     const int status = std::system((std::string("\"" CORVANE_PROGRAM "\" ") + command + path +

@@ -21,7 +21,9 @@ std::vector<std::uint64_t> Hits(const cSelection& selection, std::uint64_t count
   std::vector<std::uint64_t> hits;
   for (std::uint64_t number = 0; number < count; ++number) {
     cRandom random(1, eDraw::PacketFault, number);
-    if (selection.Selects(number, command, random)) hits.push_back(number);
+    if (selection.Selects(number, command, random)) {
+      hits.push_back(number);
+    }
   }
   return hits;
 }
@@ -303,7 +305,9 @@ TEST_F(ModemSimOutputQueueTest, ManyBytesPassThroughUnchanged) {
   Bytes arrived;
   for (std::uint64_t ticket = 0; ticket < 300; ++ticket) {
     Bytes packet(random.Between(1, 2000));
-    for (std::uint8_t& byte : packet) byte = random.Byte();
+    for (std::uint8_t& byte : packet) {
+      byte = random.Byte();
+    }
     AppendBytes(sent, packet);
     queue.Push(packet, ticket, {}, random.Below(4) == 0);
     const ByteView ready = queue.Ready(now);

@@ -24,7 +24,9 @@ std::vector<sReceivedFrame> Deframe(ByteView wire) {
 
 Bytes RandomBytes(cRandom& random, std::size_t size) {
   Bytes bytes(size);
-  for (std::uint8_t& byte : bytes) byte = random.Byte();
+  for (std::uint8_t& byte : bytes) {
+    byte = random.Byte();
+  }
   return bytes;
 }
 
@@ -64,7 +66,9 @@ TEST(ModemSimHdlcTest, FramesComeOutOneByteAtATimeAndAllAtOnce) {
   ASSERT_EQ(Deframe(wire).size(), 2U);
   cDeframer deframer;
   std::vector<sReceivedFrame> frames;
-  for (const std::uint8_t byte : wire) deframer.Push(ByteView(&byte, 1), frames);
+  for (const std::uint8_t byte : wire) {
+    deframer.Push(ByteView(&byte, 1), frames);
+  }
   ASSERT_EQ(frames.size(), 2U);
   EXPECT_THAT(frames[0].packet, ElementsAre(1, 2));
   EXPECT_THAT(frames[1].packet, ElementsAre(3));

@@ -17,8 +17,9 @@ Bytes LogMaskRequest(std::uint32_t equipmentId, const std::vector<unsigned>& ite
   AppendU32(request, equipmentId);
   AppendU32(request, 4096);
   Bytes mask(512, 0);
-  for (const unsigned item : items)
+  for (const unsigned item : items) {
     mask[item / 8] = static_cast<std::uint8_t>(mask[item / 8] | 1U << item % 8);
+  }
   AppendBytes(request, mask);
   return request;
 }
@@ -145,7 +146,9 @@ TEST_F(ModemSimModemTest, MessageLevelsSwitchOnEachLevelOfEachSubsystem) {
 
 TEST_F(ModemSimModemTest, TheWholeRangeOfSubsystemsCanBeSet) {
   Bytes request = Hex("7d04 0000 ff0f 0000");
-  for (int i = 0; i < 4096; ++i) AppendU32(request, 1);
+  for (int i = 0; i < 4096; ++i) {
+    AppendU32(request, 1);
+  }
   EXPECT_EQ(Answer(request).size(), request.size());
   EXPECT_EQ(modem.Masks().MessageSources().size(), 4096U);
 }
@@ -154,7 +157,9 @@ TEST_F(ModemSimModemTest, AllLevelsSetsEverySubsystemOfTheModem) {
   (void)AnswerHex("7d04 ff7f ff7f 0000 01000000");
   EXPECT_EQ(AnswerHex("7d05 0000 02000000"), "7d05010002000000");
   EXPECT_FALSE(modem.Masks().MessageSources().empty());
-  for (const sMessageSource& source : modem.Masks().MessageSources()) EXPECT_EQ(source.level, 1U);
+  for (const sMessageSource& source : modem.Masks().MessageSources()) {
+    EXPECT_EQ(source.level, 1U);
+  }
   EXPECT_EQ(AnswerHex("7d05 0000 00000000"), "7d05010000000000");
   EXPECT_THAT(modem.Masks().MessageSources(), IsEmpty());
 }

@@ -45,7 +45,9 @@ class cTempFolder {
  public:
   cTempFolder() {
     std::string pattern = (std::filesystem::temp_directory_path() / "modem-sim-XXXXXX").string();
-    if (::mkdtemp(pattern.data()) != nullptr) folder = pattern;
+    if (::mkdtemp(pattern.data()) != nullptr) {
+      folder = pattern;
+    }
   }
   ~cTempFolder() {
     std::error_code ignored;
@@ -66,7 +68,9 @@ class cProgram {
     arguments.insert(arguments.begin(), MODEM_SIM_PROGRAM);
     int input[2] = {-1, -1};
     int output[2] = {-1, -1};
-    if (::pipe2(input, O_CLOEXEC) != 0 || ::pipe2(output, O_CLOEXEC) != 0) return;
+    if (::pipe2(input, O_CLOEXEC) != 0 || ::pipe2(output, O_CLOEXEC) != 0) {
+      return;
+    }
     commands = cUniqueFd(input[1]);
     events = cUniqueFd(output[0]);
     const cUniqueFd childInput(input[0]);
@@ -76,7 +80,9 @@ class cProgram {
     ::posix_spawn_file_actions_adddup2(&actions, childInput.Get(), STDIN_FILENO);
     ::posix_spawn_file_actions_adddup2(&actions, childOutput.Get(), STDOUT_FILENO);
     std::vector<char*> argv;
-    for (std::string& argument : arguments) argv.push_back(argument.data());
+    for (std::string& argument : arguments) {
+      argv.push_back(argument.data());
+    }
     argv.push_back(nullptr);
     if (::posix_spawn(&pid, MODEM_SIM_PROGRAM, &actions, nullptr, argv.data(), environ) != 0) {
       pid = -1;
@@ -99,9 +105,13 @@ class cProgram {
     while ((end = text.find('\n')) == std::string::npos) {
       std::array<char, 4096> piece{};
       const auto left = std::chrono::ceil<milliseconds>(deadline - steady_clock::now());
-      if (!WaitReadable(events.Get(), std::max(left, milliseconds(0)))) return nullptr;
+      if (!WaitReadable(events.Get(), std::max(left, milliseconds(0)))) {
+        return nullptr;
+      }
       const ssize_t count = ::read(events.Get(), piece.data(), piece.size());
-      if (count <= 0) return nullptr;
+      if (count <= 0) {
+        return nullptr;
+      }
       text.append(piece.data(), static_cast<std::size_t>(count));
     }
     json line = json::parse(text.substr(0, end));
@@ -117,14 +127,18 @@ class cProgram {
         ADD_FAILURE() << event << " does not come";
         return line;
       }
-      if (line.value("event", "") == event) return line;
+      if (line.value("event", "") == event) {
+        return line;
+      }
     }
   }
 
   // Whether the event with this name is among the lines that are there; skips those up to it.
   bool HasCome(const std::string& event) {
     for (json line = NextLine(milliseconds(0)); !line.is_null(); line = NextLine(milliseconds(0))) {
-      if (line.value("event", "") == event) return true;
+      if (line.value("event", "") == event) {
+        return true;
+      }
     }
     return false;
   }
@@ -186,7 +200,9 @@ class cHost {
         ADD_FAILURE() << "the host waited in vain";
         return false;
       }
-      if (WaitReadable(line.Get(), milliseconds(10)) && !ReadOnce()) return false;
+      if (WaitReadable(line.Get(), milliseconds(10)) && !ReadOnce()) {
+        return false;
+      }
     }
     return true;
   }
@@ -203,7 +219,9 @@ class cHost {
   Bytes Ask(ByteView request) {
     const std::size_t before = answers.size();
     Send(request);
-    if (!ReadUntil([&] { return answers.size() > before; })) return {};
+    if (!ReadUntil([&] { return answers.size() > before; })) {
+      return {};
+    }
     return answers[before];
   }
 
@@ -230,11 +248,15 @@ class cHost {
   bool ReadOnce() {
     std::array<std::uint8_t, 8192> piece{};
     const ssize_t count = ::read(line.Get(), piece.data(), piece.size());
-    if (count <= 0) return false;
+    if (count <= 0) {
+      return false;
+    }
     reads.push_back(static_cast<std::size_t>(count));
     std::vector<sReceivedFrame> received;
     deframer.Push(ByteView(piece).first(static_cast<std::size_t>(count)), received);
-    for (sReceivedFrame& frame : received) Take(frame);
+    for (sReceivedFrame& frame : received) {
+      Take(frame);
+    }
     return true;
   }
 
@@ -282,7 +304,9 @@ class ModemSimProcessTest : public testing::Test {
   [[nodiscard]] std::vector<json> Packets(const std::string& direction) const {
     std::vector<json> packets;
     for (const json& line : Report()) {
-      if (line.value("dir", "") == direction) packets.push_back(line);
+      if (line.value("dir", "") == direction) {
+        packets.push_back(line);
+      }
     }
     return packets;
   }
@@ -290,7 +314,9 @@ class ModemSimProcessTest : public testing::Test {
     const auto deadline = steady_clock::now() + kDeadline;
     while (steady_clock::now() < deadline) {
       for (const json& line : Report()) {
-        if (wanted(line)) return;
+        if (wanted(line)) {
+          return;
+        }
       }
       ::usleep(1000);
     }
@@ -323,7 +349,9 @@ class ModemSimProcessTest : public testing::Test {
     host.ReadUntil([&] { return program->HasCome("stream-end"); });
     std::size_t good = 0;
     std::size_t bad = 0;
-    for (const json& line : Packets("tx")) ++(line["crc"] == "good" ? good : bad);
+    for (const json& line : Packets("tx")) {
+      ++(line["crc"] == "good" ? good : bad);
+    }
     host.ReadUntil([&] { return host.packets.size() >= good && host.damaged >= bad; });
   }
 
@@ -409,7 +437,9 @@ TEST_F(ModemSimProcessTest, TheStreamBeginsOnceTheHostHasSetWhatItWants) {
   host.SetMasks();
   ReadWholeStream(host);
   std::vector<std::string> kinds;
-  for (const json& line : Packets("tx")) kinds.push_back(line["kind"]);
+  for (const json& line : Packets("tx")) {
+    kinds.push_back(line["kind"]);
+  }
   ASSERT_EQ(kinds.size(), 54U);
   EXPECT_THAT(std::vector<std::string>(kinds.begin(), kinds.begin() + 4), Each("reply"));
   EXPECT_THAT(kinds, IsSupersetOf({"log", "event", "message"}));
@@ -544,7 +574,9 @@ TEST_F(ModemSimProcessTest, AHangUpDeliversItsPacketAndTheStreamGoesOnAfterTheRe
   EXPECT_EQ(last["number"], 59);
   // Requests count from 0 on each connection.
   std::vector<int> numbers;
-  for (const json& line : Packets("rx")) numbers.push_back(line["number"]);
+  for (const json& line : Packets("rx")) {
+    numbers.push_back(line["number"]);
+  }
   EXPECT_EQ(numbers, (std::vector<int>{0, 1, 2, 3, 0, 1, 2, 3}));
 }
 
@@ -750,7 +782,9 @@ TEST_F(ModemSimProcessTest, SystemInformationIsStreamedWithTheBlocksItCompletes)
   ExpectReported(host);
   std::size_t blocks = 0;
   for (const json& line : Packets("tx")) {
-    if (!line.contains("sib")) continue;
+    if (!line.contains("sib")) {
+      continue;
+    }
     EXPECT_THAT((std::set<int>{4, 5}), testing::Contains(line["sib"]["channel"]));
     blocks += line["blocks"].size();
     if (line["crc"] == "bad") {

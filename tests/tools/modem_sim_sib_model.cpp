@@ -10,7 +10,9 @@ constexpr std::size_t kMessageAt = 20;
 std::string MostSignificantFirst(ByteView bytes) {
   std::string bits;
   for (const std::uint8_t byte : bytes) {
-    for (int bit = 7; bit >= 0; --bit) bits += (byte >> bit & 1) != 0 ? '1' : '0';
+    for (int bit = 7; bit >= 0; --bit) {
+      bits += (byte >> bit & 1) != 0 ? '1' : '0';
+    }
   }
   return bits;
 }
@@ -18,7 +20,9 @@ std::string MostSignificantFirst(ByteView bytes) {
 std::string LeastSignificantFirst(ByteView bytes) {
   std::string bits;
   for (const std::uint8_t byte : bytes) {
-    for (int bit = 0; bit < 8; ++bit) bits += (byte >> bit & 1) != 0 ? '1' : '0';
+    for (int bit = 0; bit < 8; ++bit) {
+      bits += (byte >> bit & 1) != 0 ? '1' : '0';
+    }
   }
   return bits;
 }
@@ -29,11 +33,15 @@ unsigned cSibModel::Choice(ByteView packet) {
   const std::string bits = LeastSignificantFirst(packet.subspan(kMessageAt));
   std::size_t at = 11;
   if (packet[16] == 5) {
-    if (bits.substr(0, 2) != "00") return 0;
+    if (bits.substr(0, 2) != "00") {
+      return 0;
+    }
     at = 2;
   }
   unsigned choice = 0;
-  for (unsigned bit = 0; bit < 4; ++bit) choice += bits[at + bit] == '1' ? 1U << bit : 0;
+  for (unsigned bit = 0; bit < 4; ++bit) {
+    choice += bits[at + bit] == '1' ? 1U << bit : 0;
+  }
   return choice;
 }
 
@@ -91,7 +99,9 @@ unsigned cSibModel::Read(unsigned count) {
 }
 
 std::string cSibModel::Cut(std::size_t count) {
-  if (left.size() < count) throw std::out_of_range("the message is too short");
+  if (left.size() < count) {
+    throw std::out_of_range("the message is too short");
+  }
   const std::string bits = left.substr(0, count);
   left.erase(0, count);
   return bits;
@@ -113,13 +123,19 @@ void cSibModel::Continue(bool isShort, bool isLast) {
   const std::size_t place = Read(4) + 1;
   const std::string bits = Cut(isShort ? Read(8) + 1 : 222);
   const auto entry = held.find(KeyOf(type));
-  if (entry == held.end()) return;
+  if (entry == held.end()) {
+    return;
+  }
   sHeld& block = entry->second;
   if (block.received == place) {
     block.bits += bits;
     ++block.received;
-    if (block.received == block.expected) Emit(type, block.bits);
-    if (isLast) held.erase(entry);
+    if (block.received == block.expected) {
+      Emit(type, block.bits);
+    }
+    if (isLast) {
+      held.erase(entry);
+    }
   } else {
     held.erase(entry);
   }

@@ -24,7 +24,9 @@ cMasks OtaLogOn() {
 
 cBitString Ones(std::size_t count) {
   cBitString bits;
-  for (std::size_t i = 0; i < count; ++i) bits.Put(1, 1);
+  for (std::size_t i = 0; i < count; ++i) {
+    bits.Put(1, 1);
+  }
   return bits;
 }
 
@@ -116,7 +118,9 @@ class ModemSimSibListenerTest : public testing::Test {
   static std::shared_ptr<const sSourceBlock> Block(std::size_t segments, unsigned type = 3) {
     auto block = std::make_shared<sSourceBlock>();
     block->sibType = type;
-    for (std::size_t i = 1; i <= segments; ++i) block->ends.push_back(i * 222);
+    for (std::size_t i = 1; i <= segments; ++i) {
+      block->ends.push_back(i * 222);
+    }
     block->data = Ones(segments * 222);
     return block;
   }
@@ -219,8 +223,12 @@ void Compare(const sStory& story, std::uint64_t seed) {
     }
     choices.insert({made.sib->channel, made.sib->choice});
     blocks += made.blocks.size();
-    for (const Bytes& block : made.blocks) types.insert(block[20]);
-    if (story.hostGoes && random.Below(50) == 0) scenario.HostGone();
+    for (const Bytes& block : made.blocks) {
+      types.insert(block[20]);
+    }
+    if (story.hostGoes && random.Below(50) == 0) {
+      scenario.HostGone();
+    }
   }
   EXPECT_EQ(choices.size(), 20U);
   EXPECT_EQ(types.size(), 32U);
@@ -228,20 +236,28 @@ void Compare(const sStory& story, std::uint64_t seed) {
 }
 
 TEST(ModemSimSibScenarioTest, ARecorderCompletesTheBlocksThatWereCutUp) {
-  for (std::uint64_t seed = 1; seed <= 3; ++seed) Compare({0, false, false}, seed);
+  for (std::uint64_t seed = 1; seed <= 3; ++seed) {
+    Compare({0, false, false}, seed);
+  }
 }
 
 TEST(ModemSimSibScenarioTest, TheSameHoldsWithLossesOnTheAir) {
-  for (std::uint64_t seed = 1; seed <= 3; ++seed) Compare({10, false, false}, seed);
+  for (std::uint64_t seed = 1; seed <= 3; ++seed) {
+    Compare({10, false, false}, seed);
+  }
   Compare({60, false, false}, 4);
 }
 
 TEST(ModemSimSibScenarioTest, TheSameHoldsWhenPacketsReachTheHostDamaged) {
-  for (std::uint64_t seed = 1; seed <= 3; ++seed) Compare({5, true, false}, seed);
+  for (std::uint64_t seed = 1; seed <= 3; ++seed) {
+    Compare({5, true, false}, seed);
+  }
 }
 
 TEST(ModemSimSibScenarioTest, TheSameHoldsWhenBlocksAreGivenUpBecauseAHostHasGone) {
-  for (std::uint64_t seed = 1; seed <= 3; ++seed) Compare({5, true, true}, seed);
+  for (std::uint64_t seed = 1; seed <= 3; ++seed) {
+    Compare({5, true, true}, seed);
+  }
 }
 
 TEST(ModemSimSibScenarioTest, LossesLeaveSomeBlocksIncomplete) {
@@ -253,7 +269,9 @@ TEST(ModemSimSibScenarioTest, LossesLeaveSomeBlocksIncomplete) {
     for (std::uint64_t number = 0; number < 5000; ++number) {
       for (const Bytes& block : scenario.Make(number, true, OtaLogOn()).blocks) {
         // Those of several segments: longer than any that comes whole.
-        if (block.size() > 21 + 29) ++count;
+        if (block.size() > 21 + 29) {
+          ++count;
+        }
       }
     }
     return count;

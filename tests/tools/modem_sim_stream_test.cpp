@@ -144,15 +144,23 @@ TEST(ModemSimStreamTest, EachMaskAloneLetsOnlyItsKindThrough) {
   events.SetEventReporting(true);
   cMasks messages;
   messages.SetMessageLevels(5, {8});
-  for (const sStreamPacket& made : Make({}, logs, 50)) EXPECT_EQ(made.kind, "log");
-  for (const sStreamPacket& made : Make({}, events, 50)) EXPECT_EQ(made.kind, "event");
-  for (const sStreamPacket& made : Make({}, messages, 50)) EXPECT_EQ(made.kind, "message");
+  for (const sStreamPacket& made : Make({}, logs, 50)) {
+    EXPECT_EQ(made.kind, "log");
+  }
+  for (const sStreamPacket& made : Make({}, events, 50)) {
+    EXPECT_EQ(made.kind, "event");
+  }
+  for (const sStreamPacket& made : Make({}, messages, 50)) {
+    EXPECT_EQ(made.kind, "message");
+  }
 }
 
 TEST(ModemSimStreamTest, OnlyLogCodesThatAreOnAreSentAndAllOfThem) {
   std::set<unsigned> codes;
   for (const sStreamPacket& made : Make({}, EverythingOn(), 1000)) {
-    if (made.kind != "log") continue;
+    if (made.kind != "log") {
+      continue;
+    }
     ASSERT_EQ(made.packet[0], 0x10);
     EXPECT_EQ(ReadU16(made.packet, 2), made.packet.size() - 4);
     EXPECT_EQ(ReadU16(made.packet, 4), made.packet.size() - 4);
@@ -176,7 +184,9 @@ TEST(ModemSimStreamTest, OnlyEventsThatAreOnAreSentInAllForms) {
   std::set<unsigned> lengthCodes;
   std::set<std::size_t> counts;
   for (const sStreamPacket& made : Make({}, EverythingOn(), 2000)) {
-    if (made.kind != "event") continue;
+    if (made.kind != "event") {
+      continue;
+    }
     EXPECT_EQ(made.events, SplitReport(made.packet));
     counts.insert(made.events.size());
     for (const Bytes& event : made.events) {
@@ -193,7 +203,9 @@ TEST(ModemSimStreamTest, EventsComeWithShortAndWithFullTimesAfterTheFirst) {
   std::size_t shortest = 100000;
   std::size_t longest = 0;
   for (const sStreamPacket& made : Make({}, EverythingOn(), 2000)) {
-    if (made.kind != "event" || made.events.size() != 2) continue;
+    if (made.kind != "event" || made.events.size() != 2) {
+      continue;
+    }
     const std::size_t payloads = made.events[0].size() + made.events[1].size() - 26;
     const std::size_t heads = made.packet.size() - 3 - payloads;
     shortest = std::min(shortest, heads);
@@ -206,7 +218,9 @@ TEST(ModemSimStreamTest, EventsComeWithShortAndWithFullTimesAfterTheFirst) {
 TEST(ModemSimStreamTest, OnlyMessagesThatAreOnAreSentInAllThreeForms) {
   std::set<unsigned> commands;
   for (const sStreamPacket& made : Make({}, EverythingOn(), 2000)) {
-    if (made.kind != "message") continue;
+    if (made.kind != "message") {
+      continue;
+    }
     commands.insert(made.packet[0]);
     if (made.packet[0] == 0x1F) {
       EXPECT_THAT(made.packet[11], AnyOf(0, 3));
@@ -224,7 +238,9 @@ TEST(ModemSimStreamTest, TheMixSaysHowOftenEachKindComes) {
   options.eventWeight = 1;
   options.messageWeight = 1;
   std::map<std::string, int> kinds;
-  for (const sStreamPacket& made : Make(options, EverythingOn(), 400)) ++kinds[made.kind];
+  for (const sStreamPacket& made : Make(options, EverythingOn(), 400)) {
+    ++kinds[made.kind];
+  }
   EXPECT_EQ(kinds["log"], 0);
   EXPECT_GT(kinds["event"], 100);
   EXPECT_GT(kinds["message"], 100);
@@ -239,7 +255,9 @@ TEST(ModemSimStreamTest, SizesKeepToTheirClasses) {
   sStreamOptions options;
   options.sizeWeights = {1, 0, 0};
   std::set<std::size_t> sizes;
-  for (const sStreamPacket& made : Make(options, masks, 1000)) sizes.insert(made.packet.size());
+  for (const sStreamPacket& made : Make(options, masks, 1000)) {
+    sizes.insert(made.packet.size());
+  }
   EXPECT_EQ(*sizes.begin(), 16U);
   EXPECT_EQ(*sizes.rbegin(), 16U + 64U);
   options.sizeWeights = {0, 1, 0};
@@ -272,7 +290,9 @@ TEST(ModemSimStreamTest, ASmallFrameLimitHoldsForEveryKind) {
 
 TEST(ModemSimStreamTest, OverTheAirPacketsAreWellFormedAndCarryNoSystemInformation) {
   for (const sStreamPacket& made : Make({}, EverythingOn(), 2000)) {
-    if (made.kind != "log" || ReadU16(made.packet, 6) != 0x412F) continue;
+    if (made.kind != "log" || ReadU16(made.packet, 6) != 0x412F) {
+      continue;
+    }
     ASSERT_GE(made.packet.size(), 20U);
     const unsigned channel = made.packet[16];
     EXPECT_THAT((std::set<unsigned>{0, 1, 2, 3, 6, 0x83, 0x86}), Contains(channel));

@@ -13,8 +13,12 @@ namespace {
 [[nodiscard]] std::optional<std::string> FindLengthObstacle(const char* what,
                                                             const std::string& value,
                                                             std::size_t longest) {
-  if (value.empty()) return fmt::format("the {} is empty", what);
-  if (value.size() <= longest) return std::nullopt;
+  if (value.empty()) {
+    return fmt::format("the {} is empty", what);
+  }
+  if (value.size() <= longest) {
+    return std::nullopt;
+  }
   return fmt::format("the {} has {} characters; at most {} are possible", what, value.size(),
                      longest);
 }
@@ -29,27 +33,36 @@ namespace {
 }  // namespace
 
 std::optional<std::string> FindObstacle(const sCaptureRequest& request) {
-  if (auto obstacle = FindLengthObstacle("device name", request.device, kLongestDevice))
+  if (auto obstacle = FindLengthObstacle("device name", request.device, kLongestDevice)) {
     return obstacle;
+  }
+  if (auto obstacle = FindLengthObstacle("path of the configuration file", request.configuration,
+                                         kLongestPath)) {
+    return obstacle;
+  }
   if (auto obstacle =
-          FindLengthObstacle("path of the configuration file", request.configuration, kLongestPath))
+          FindLengthObstacle("path of the capture file", request.output, kLongestPath)) {
     return obstacle;
-  if (auto obstacle = FindLengthObstacle("path of the capture file", request.output, kLongestPath))
-    return obstacle;
+  }
 
-  if (IsFolder(request.configuration))
+  if (IsFolder(request.configuration)) {
     return fmt::format("the configuration file {} is a folder", request.configuration);
-  if (!std::ifstream(request.configuration).is_open())
+  }
+  if (!std::ifstream(request.configuration).is_open()) {
     return fmt::format("the configuration file {} cannot be read: {}", request.configuration,
                        LastErrorText());
+  }
   std::error_code ignored;  // files that cannot be compared are not the same one
-  if (std::filesystem::equivalent(request.configuration, request.output, ignored))
+  if (std::filesystem::equivalent(request.configuration, request.output, ignored)) {
     return fmt::format("the capture would overwrite its configuration file {}", request.output);
-  if (IsFolder(request.output))
+  }
+  if (IsFolder(request.output)) {
     return fmt::format("the capture file {} is a folder", request.output);
-  if (!std::ofstream(request.output, std::ios::binary | std::ios::app).is_open())
+  }
+  if (!std::ofstream(request.output, std::ios::binary | std::ios::app).is_open()) {
     return fmt::format("the capture file {} cannot be written: {}", request.output,
                        LastErrorText());
+  }
   return std::nullopt;
 }
 

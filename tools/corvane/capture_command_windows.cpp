@@ -48,17 +48,19 @@ constexpr milliseconds kStatusInterval(1000);
 void AnnounceCapture(const sCaptureRequest& request, std::ostream& status) {
   status << fmt::format("Capturing {} into {}; Ctrl-C ends the capture\n", request.device,
                         request.output);
-  if (!IsMobileBroadband(request.device) && !ComPortIsPresent(request.device.c_str()))
+  if (!IsMobileBroadband(request.device) && !ComPortIsPresent(request.device.c_str())) {
     status << fmt::format("{} is not present yet: waiting for it\n", request.device);
+  }
   status << std::flush;
 }
 
 [[nodiscard]] std::string DescribeRefusal(const sCaptureRequest& request) {
-  if (IsMobileBroadband(request.device))
+  if (IsMobileBroadband(request.device)) {
     return fmt::format(
         "the library refused to start: either {} names no mobile-broadband interface with a DIAG "
         "service, or {} could not be written",
         request.device, request.output);
+  }
   return fmt::format(
       "the library refused to start: {} could not be written, or the system is out of memory or "
       "threads",
@@ -194,9 +196,10 @@ void AddCaptureCommand(CLI::App& app, int& exitCode) {
       "--duration",
       [options](const std::string& text) {
         options->duration = ParseDuration(text);
-        if (!options->duration)
+        if (!options->duration) {
           throw CLI::ValidationError(
               "--duration", fmt::format("\"{}\" is no duration: write 500ms, 10s, 5m or 2h", text));
+        }
       },
       "End the capture by itself after 500ms, 10s, 5m or 2h; without it, Ctrl-C does");
   command->footer(

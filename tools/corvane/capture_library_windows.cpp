@@ -25,17 +25,19 @@ void FindExport(HMODULE library, const char* name, tFunction& function) {
   // By way of void*, the one pointer type to which a function pointer of unknown type converts
   // without a warning.
   function = reinterpret_cast<tFunction>(reinterpret_cast<void*>(GetProcAddress(library, name)));
-  if (function == nullptr)
+  if (function == nullptr) {
     throw std::runtime_error(fmt::format("corvane.dll has no function {}", name));
+  }
 }
 
 }  // namespace
 
 cCaptureLibrary::cCaptureLibrary() : library(LoadLibraryW(LibraryPath().c_str())) {
-  if (library == nullptr)
+  if (library == nullptr) {
     throw std::runtime_error(
         fmt::format("corvane.dll, which belongs beside this program, cannot be loaded (error {})",
                     GetLastError()));
+  }
   FindExport(library.get(), "CorvaneStart", start);
   FindExport(library.get(), "CorvaneStop", stop);
 }

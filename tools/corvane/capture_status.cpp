@@ -17,14 +17,18 @@ std::string FormatStatus(const sProgress& now, const sProgress& previous) {
 }
 
 std::string FormatBytes(std::uint64_t bytes) {
-  if (bytes < 1000) return fmt::format("{} B", bytes);
+  if (bytes < 1000) {
+    return fmt::format("{} B", bytes);
+  }
   double value = static_cast<double>(bytes);
   const char* unit = "";
   for (const char* larger : {"kB", "MB", "GB", "TB", "PB", "EB"}) {
     value /= 1000.0;
     unit = larger;
     // 999.95 would be shown as 1000.0.
-    if (value < 999.95) break;
+    if (value < 999.95) {
+      break;
+    }
   }
   return fmt::format("{:.1f} {}", value, unit);
 }

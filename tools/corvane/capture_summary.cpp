@@ -31,19 +31,24 @@ void Append(std::string& text, fmt::format_string<tArguments...> format,
 }  // namespace
 
 void cCaptureSummary::Add(const sCaptureItem& item) {
-  if (items == 0)
+  if (items == 0) {
     firstTime = item.time;
-  else if (item.time < lastTime)
+  } else if (item.time < lastTime) {
     ++clockSteps;
+  }
   lastTime = item.time;
   ++items;
   ++byType[item.type % byType.size()];
   if (item.type == isf::kInformationItem) {
     const std::optional<std::string> text = DecodeTextItem(item.bytes);
-    if (text && textCount++ < kMostTexts) texts.push_back({item.number, item.time, *text});
+    if (text && textCount++ < kMostTexts) {
+      texts.push_back({item.number, item.time, *text});
+    }
   } else if (const auto code = LogCode(item)) {
     ++logCodes[*code];
-    if (const auto sibType = SyntheticSibType(item)) ++sibTypes[*sibType];
+    if (const auto sibType = SyntheticSibType(item)) {
+      ++sibTypes[*sibType];
+    }
   } else {
     AddPacket(item);
   }
@@ -53,10 +58,11 @@ void cCaptureSummary::AddPacket(const sCaptureItem& item) {
   switch (item.type) {
     case isf::kSubsystemItem:
     case isf::kSubsystemRequestItem:
-      if (item.bytes.size() >= 4)
+      if (item.bytes.size() >= 4) {
         ++subsystemCommands[{item.bytes[1], Load16(&item.bytes[2])}];
-      else
+      } else {
         ++commands[item.bytes[0]];
+      }
       break;
     case isf::kPacketItem:
     case isf::kRequestItem:
@@ -69,12 +75,16 @@ void cCaptureSummary::AddPacket(const sCaptureItem& item) {
 
 std::string cCaptureSummary::Format() const {
   std::string text;
-  if (items == 0) return text;
+  if (items == 0) {
+    return text;
+  }
   AppendTimes(text);
   Append(text, "\nItems by type\n");
-  for (std::uint32_t type = 0; type < byType.size(); ++type)
-    if (byType[type] != 0)
+  for (std::uint32_t type = 0; type < byType.size(); ++type) {
+    if (byType[type] != 0) {
       Append(text, "  {:>2} {:<18} {:>10}\n", type, ItemTypeName(type), byType[type]);
+    }
+  }
   AppendPackets(text);
   AppendTexts(text);
   return text;
@@ -84,33 +94,51 @@ void cCaptureSummary::AppendTimes(std::string& text) const {
   Append(text, "First item:   {}\n", FormatUtc(firstTime));
   Append(text, "Last item:    {}\n", FormatUtc(lastTime));
   Append(text, "Duration:     {}\n", FormatSpan(firstTime, lastTime));
-  if (clockSteps != 0)
+  if (clockSteps != 0) {
     Append(text, "Clock:        set back {} time{}\n", clockSteps, clockSteps == 1 ? "" : "s");
+  }
 }
 
 void cCaptureSummary::AppendPackets(std::string& text) const {
-  if (!logCodes.empty()) Append(text, "\nLog codes\n");
-  for (const auto& [code, count] : logCodes) Append(text, "  0x{:04X} {:>25}\n", code, count);
-  if (!sibTypes.empty()) Append(text, "\nComplete system-information blocks\n");
+  if (!logCodes.empty()) {
+    Append(text, "\nLog codes\n");
+  }
+  for (const auto& [code, count] : logCodes) {
+    Append(text, "  0x{:04X} {:>25}\n", code, count);
+  }
+  if (!sibTypes.empty()) {
+    Append(text, "\nComplete system-information blocks\n");
+  }
   for (const auto& [type, count] : sibTypes) {
     const auto name = SibTypeName(type);
     Append(text, "  {:<18} {:>13}\n", name ? std::string(*name) : fmt::format("type {}", type),
            count);
   }
-  if (!commands.empty()) Append(text, "\nOther commands, requests and replies\n");
-  for (const auto& [command, count] : commands)
+  if (!commands.empty()) {
+    Append(text, "\nOther commands, requests and replies\n");
+  }
+  for (const auto& [command, count] : commands) {
     Append(text, "  0x{:02X} {:<18} {:>8}\n", command, CommandName(command).value_or(""), count);
-  if (!subsystemCommands.empty()) Append(text, "\nSubsystem commands, requests and replies\n");
-  for (const auto& [command, count] : subsystemCommands)
+  }
+  if (!subsystemCommands.empty()) {
+    Append(text, "\nSubsystem commands, requests and replies\n");
+  }
+  for (const auto& [command, count] : subsystemCommands) {
     Append(text, "  0x{:02X} 0x{:04X} {:>20}\n", command.first, command.second, count);
+  }
 }
 
 void cCaptureSummary::AppendTexts(std::string& text) const {
-  if (texts.empty()) return;
+  if (texts.empty()) {
+    return;
+  }
   Append(text, "\nTexts\n");
-  for (const sText& entry : texts)
+  for (const sText& entry : texts) {
     Append(text, "  {}  {}  {}\n", entry.number, FormatUtc(entry.time), Quote(entry.text));
-  if (textCount > texts.size()) Append(text, "  and {} more\n", textCount - texts.size());
+  }
+  if (textCount > texts.size()) {
+    Append(text, "  and {} more\n", textCount - texts.size());
+  }
 }
 
 }  // namespace corvane::tools

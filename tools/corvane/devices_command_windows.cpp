@@ -32,7 +32,9 @@ void ShowDevices(std::ostream& out) {
     return;
   }
   std::size_t width = 0;
-  for (const auto& [device, description] : lines) width = std::max(width, device.size());
+  for (const auto& [device, description] : lines) {
+    width = std::max(width, device.size());
+  }
   for (const auto& [device, description] : lines) {
     out << fmt::format("{:<{}}  {}\n", device, width, description);
   }

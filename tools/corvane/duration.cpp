@@ -28,13 +28,19 @@ std::optional<milliseconds> ParseDuration(std::string_view text) {
   std::uint32_t count = 0;
   const char* const end = text.data() + text.size();
   const auto [next, error] = std::from_chars(text.data(), end, count);
-  if (error != std::errc()) return std::nullopt;
+  if (error != std::errc()) {
+    return std::nullopt;
+  }
   const std::string_view name(next, static_cast<std::size_t>(end - next));
   for (const sUnit& unit : kUnits) {
-    if (unit.name != name) continue;
+    if (unit.name != name) {
+      continue;
+    }
     // The count has 32 bits and the longest unit 22, so the product fits.
     const milliseconds duration = unit.length * count;
-    if (duration > kLongest) return std::nullopt;
+    if (duration > kLongest) {
+      return std::nullopt;
+    }
     return duration;
   }
   return std::nullopt;

@@ -15,16 +15,18 @@ namespace {
 
 [[nodiscard]] std::string FormatFile(const std::string& path, const cCaptureFile& file) {
   const char* state = "damaged";
-  if (file.IsComplete())
+  if (file.IsComplete()) {
     state = "complete";
-  else if (file.State() == eCaptureState::Unclosed)
+  } else if (file.State() == eCaptureState::Unclosed) {
     state = "not closed";
+  }
   std::string text = fmt::format(
       "File:         {}\nHeader:       0x{:08X}\nState:        {}\nSize:         {} bytes\n"
       "Blocks:       {}\nItems:        {}\n",
       path, isf::kHeaderMagic, state, file.Size(), file.Blocks().size(), file.ItemCount());
-  if (file.UnclaimedBytes() != 0)
+  if (file.UnclaimedBytes() != 0) {
     text += fmt::format("In no item:   {} bytes\n", file.UnclaimedBytes());
+  }
   return text;
 }
 
@@ -33,14 +35,18 @@ namespace {
 int ShowInfo(const std::string& path, std::ostream& out, std::ostream& errors) {
   sCaptureError error;
   const std::unique_ptr<cCaptureFile> file = cCaptureFile::Open(path, error);
-  if (file == nullptr) return ReportUnreadable("info", path, error, errors);
+  if (file == nullptr) {
+    return ReportUnreadable("info", path, error, errors);
+  }
 
   cCaptureSummary summary;
   std::optional<sCaptureError> unreadable;
   sCaptureItem item;
   for (std::uint64_t number = 0; number < file->ItemCount() && !unreadable; ++number) {
     unreadable = file->ReadItem(number, item);
-    if (!unreadable) summary.Add(item);
+    if (!unreadable) {
+      summary.Add(item);
+    }
   }
   out << FormatFile(path, *file) << summary.Format() << std::flush;
   return ReportEnd("info", path, *file, unreadable, out, errors);

@@ -23,19 +23,29 @@ namespace {
 [[nodiscard]] std::string DescribeEvent(const sCaptureItem& item) {
   constexpr std::size_t kEventWord = 3;
   constexpr std::size_t kPayload = 13;
-  if (item.bytes.size() < kPayload) return "event that is cut off";
+  if (item.bytes.size() < kPayload) {
+    return "event that is cut off";
+  }
   const unsigned id = Load16(&item.bytes[kEventWord]) & 0x0FFFu;
   const std::size_t payload = item.bytes.size() - kPayload;
-  if (payload == 0) return fmt::format("event {}", id);
+  if (payload == 0) {
+    return fmt::format("event {}", id);
+  }
   return fmt::format("event {}, {} byte{} of payload", id, payload, payload == 1 ? "" : "s");
 }
 
 [[nodiscard]] std::string DescribeLog(const sCaptureItem& item) {
   const std::optional<std::uint16_t> code = LogCode(item);
-  if (!code) return "log packet without a log code";
-  if (*code == kOtaLogCode) return DescribeOtaLog(item);
+  if (!code) {
+    return "log packet without a log code";
+  }
+  if (*code == kOtaLogCode) {
+    return DescribeOtaLog(item);
+  }
   std::string text = fmt::format("log 0x{:04X}", *code);
-  if (item.extra) text += fmt::format(", technology {}", *item.extra);
+  if (item.extra) {
+    text += fmt::format(", technology {}", *item.extra);
+  }
   return text;
 }
 

@@ -95,7 +95,9 @@ std::optional<std::string_view> SibTypeName(std::uint8_t sibType) {
       "SIB5bis",
       "extension",
   };
-  if (sibType >= kNames.size()) return std::nullopt;
+  if (sibType >= kNames.size()) {
+    return std::nullopt;
+  }
   return kNames[sibType];
 }
 
@@ -113,7 +115,9 @@ std::optional<std::string_view> OtaChannelName(std::uint8_t channel) {
       "extension SIB",
       "system information container",
   };
-  if (channel >= kNames.size()) return std::nullopt;
+  if (channel >= kNames.size()) {
+    return std::nullopt;
+  }
   return kNames[channel];
 }
 

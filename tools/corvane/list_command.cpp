@@ -28,7 +28,9 @@ struct sBound {
 };
 
 [[nodiscard]] bool ParseBound(const std::string& text, sBound& bound) {
-  if (text.empty()) return true;
+  if (text.empty()) {
+    return true;
+  }
   if (const auto time = ParseUtc(text)) {
     bound.time = *time;
     return true;
@@ -40,7 +42,9 @@ struct sBound {
 
 [[nodiscard]] bool IsListed(const sCaptureItem& item, const sListRequest& request,
                             const sBound& from, const sBound& to) {
-  if (item.time < from.time || item.time > to.time) return false;
+  if (item.time < from.time || item.time > to.time) {
+    return false;
+  }
   return request.types.empty() ||
          std::find(request.types.begin(), request.types.end(), item.type) != request.types.end();
 }
@@ -49,12 +53,15 @@ void AppendItem(std::string& text, const sCaptureItem& item, int numberWidth, bo
   const auto out = std::back_inserter(text);
   fmt::format_to(out, "{:>{}}  {}  {:>2} {:<17}  ", item.number, numberWidth, FormatUtc(item.time),
                  item.type, ItemTypeName(item.type));
-  if (HasCommand(item))
+  if (HasCommand(item)) {
     fmt::format_to(out, "0x{:02X}", item.bytes[0]);
-  else
+  } else {
     text += "   -";
+  }
   fmt::format_to(out, "  {:>5}  {}\n", item.bytes.size(), DescribeItem(item));
-  if (hex) AppendHexDump(text, item.bytes, "    ");
+  if (hex) {
+    AppendHexDump(text, item.bytes, "    ");
+  }
 }
 
 }  // namespace
@@ -63,13 +70,17 @@ int ListItems(const sListRequest& request, std::ostream& out, std::ostream& erro
   sBound from{0, 0};
   sBound to{UINT64_MAX, UINT64_MAX};
   for (const auto& [text, bound] : {std::pair(&request.from, &from), {&request.to, &to}}) {
-    if (ParseBound(*text, *bound)) continue;
+    if (ParseBound(*text, *bound)) {
+      continue;
+    }
     errors << fmt::format("corvane list: \"{}\" is neither an item number nor a UTC time\n", *text);
     return kExitUsage;
   }
   sCaptureError error;
   const std::unique_ptr<cCaptureFile> file = cCaptureFile::Open(request.path, error);
-  if (file == nullptr) return ReportUnreadable("list", request.path, error, errors);
+  if (file == nullptr) {
+    return ReportUnreadable("list", request.path, error, errors);
+  }
 
   // Lines are handed on in pieces of this size: a stream call for each takes longer than the line.
   constexpr std::size_t kPiece = 64 * 1024;
@@ -80,9 +91,15 @@ int ListItems(const sListRequest& request, std::ostream& out, std::ostream& erro
   for (std::uint64_t number = from.number; number < file->ItemCount() && number <= to.number && out;
        ++number) {
     unreadable = file->ReadItem(number, item);
-    if (unreadable) break;
-    if (IsListed(item, request, from, to)) AppendItem(text, item, numberWidth, request.hex);
-    if (text.size() < kPiece) continue;
+    if (unreadable) {
+      break;
+    }
+    if (IsListed(item, request, from, to)) {
+      AppendItem(text, item, numberWidth, request.hex);
+    }
+    if (text.size() < kPiece) {
+      continue;
+    }
     out << text;
     text.clear();
   }

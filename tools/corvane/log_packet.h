@@ -17,9 +17,12 @@ inline constexpr std::size_t kLogCodeOffset = 6;
 // The log code of an item that is a log packet with room for one; nothing for any other item.
 [[nodiscard]] inline std::optional<std::uint16_t> LogCode(const sCaptureItem& item) {
   if (item.type != isf::kShortLogItem && item.type != isf::kLogItem &&
-      item.type != isf::kSignallingLogItem)
+      item.type != isf::kSignallingLogItem) {
     return std::nullopt;
-  if (item.bytes.size() < kLogCodeOffset + 2 || item.bytes[0] != kLogCommand) return std::nullopt;
+  }
+  if (item.bytes.size() < kLogCodeOffset + 2 || item.bytes[0] != kLogCommand) {
+    return std::nullopt;
+  }
   return Load16(&item.bytes[kLogCodeOffset]);
 }
 

@@ -25,20 +25,28 @@ constexpr std::size_t kHeadSize = 20;
 }
 
 [[nodiscard]] std::string DescribeHead(const char* kind, std::span<const std::uint8_t> packet) {
-  if (packet.size() < kHeadSize) return kind;
+  if (packet.size() < kHeadSize) {
+    return kind;
+  }
   return fmt::format("{}, SSID {}", kind, Load16(&packet[kSsid]));
 }
 
 [[nodiscard]] std::string DescribeExtended(std::span<const std::uint8_t> packet) {
   const std::string description = DescribeHead("extended message", packet);
-  if (packet.size() < kHeadSize) return description;
+  if (packet.size() < kHeadSize) {
+    return description;
+  }
   const std::size_t textOffset = kHeadSize + std::size_t{packet[kArgumentCount]} * 4;
-  if (packet.size() <= textOffset) return description;
+  if (packet.size() <= textOffset) {
+    return description;
+  }
   const auto rest = packet.subspan(textOffset);
   const auto terminator = std::find(rest.begin(), rest.end(), std::uint8_t{0});
   const std::string text(rest.begin(), terminator);
   // What is no text may be anything: an unknown layout is not shown as if it were known.
-  if (terminator == rest.end() || text.empty() || !IsPlainText(text)) return description;
+  if (terminator == rest.end() || text.empty() || !IsPlainText(text)) {
+    return description;
+  }
   return description + ", " + Quote(text);
 }
 

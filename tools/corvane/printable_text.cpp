@@ -19,7 +19,9 @@ std::string Quote(std::string_view text) {
       fmt::format_to(std::back_inserter(quoted), "\\x{:02X}", next);
       ++place;
     } else {
-      if (byte == '"' || byte == '\\') quoted += '\\';
+      if (byte == '"' || byte == '\\') {
+        quoted += '\\';
+      }
       quoted += text[place];
     }
   }
@@ -33,10 +35,13 @@ void AppendHexDump(std::string& text, std::span<const std::uint8_t> bytes,
   for (std::size_t place = 0; place < bytes.size(); place += kBytesInLine) {
     const auto line = bytes.subspan(place, std::min(kBytesInLine, bytes.size() - place));
     fmt::format_to(out, "{}{:04X} ", indent, place);
-    for (const std::uint8_t byte : line) fmt::format_to(out, " {:02X}", byte);
+    for (const std::uint8_t byte : line) {
+      fmt::format_to(out, " {:02X}", byte);
+    }
     text.append(3 * (kBytesInLine - line.size()) + 2, ' ');
-    for (const std::uint8_t byte : line)
+    for (const std::uint8_t byte : line) {
       text += byte >= 0x20 && byte < 0x7F ? static_cast<char>(byte) : '.';
+    }
     text += '\n';
   }
 }

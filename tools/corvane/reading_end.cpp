@@ -21,9 +21,15 @@ int ReportEnd(const char* command, const std::string& path, const cCaptureFile& 
     errors << fmt::format("corvane {}: the output cannot be written\n", command);
     return kExitFailed;
   }
-  if (unreadable) return ReportUnreadable(command, path, *unreadable, errors);
-  if (file.Damage()) return ReportUnreadable(command, path, *file.Damage(), errors);
-  if (file.IsComplete()) return kExitGood;
+  if (unreadable) {
+    return ReportUnreadable(command, path, *unreadable, errors);
+  }
+  if (file.Damage()) {
+    return ReportUnreadable(command, path, *file.Damage(), errors);
+  }
+  if (file.IsComplete()) {
+    return kExitGood;
+  }
   errors << fmt::format(
       "corvane {}: {}: the file was not closed: it has no trailer after its {} good item{}\n",
       command, path, file.ItemCount(), file.ItemCount() == 1 ? "" : "s");

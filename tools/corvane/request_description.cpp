@@ -24,7 +24,9 @@ constexpr std::uint8_t kEventMask = 0x82;
 
 [[nodiscard]] std::size_t CountBits(Packet mask) {
   std::size_t bits = 0;
-  for (const std::uint8_t byte : mask) bits += static_cast<std::size_t>(std::popcount(byte));
+  for (const std::uint8_t byte : mask) {
+    bits += static_cast<std::size_t>(std::popcount(byte));
+  }
   return bits;
 }
 
@@ -40,22 +42,31 @@ constexpr std::uint8_t kEventMask = 0x82;
 // What follows the name of a request, or nothing where its layout is not that of the requests that
 // carry masks.
 [[nodiscard]] std::string RequestDetails(Packet packet) {
-  if (packet[0] == kLogMask && packet.size() == 528 && packet[4] == 3)
+  if (packet[0] == kLogMask && packet.size() == 528 && packet[4] == 3) {
     return fmt::format(", equipment ID {}, {}", Load32(&packet[8]),
                        Count(CountBits(packet.subspan(16)), "log code"));
-  if (packet[0] == kEventMask && packet.size() > 6)
+  }
+  if (packet[0] == kEventMask && packet.size() > 6) {
     return ", " + Count(CountBits(packet.subspan(6)), "event");
+  }
   if (packet[0] == kMessageLevel && packet.size() >= 8 && packet[1] == 4) {
     const unsigned first = Load16(&packet[2]);
     const unsigned last = Load16(&packet[4]);
-    if (first != last) return fmt::format(", SSIDs {} to {}", first, last);
+    if (first != last) {
+      return fmt::format(", SSIDs {} to {}", first, last);
+    }
     std::string details = fmt::format(", SSID {}", first);
-    if (packet.size() == 12) details += fmt::format(", levels 0x{:08X}", Load32(&packet[8]));
+    if (packet.size() == 12) {
+      details += fmt::format(", levels 0x{:08X}", Load32(&packet[8]));
+    }
     return details;
   }
-  if (packet[0] == kMessageLevel && packet.size() == 8 && packet[1] == 5)
+  if (packet[0] == kMessageLevel && packet.size() == 8 && packet[1] == 5) {
     return fmt::format(", all SSIDs, levels 0x{:08X}", Load32(&packet[4]));
-  if (packet[0] == kEventReport && packet.size() == 2) return packet[1] == 0 ? ", off" : ", on";
+  }
+  if (packet[0] == kEventReport && packet.size() == 2) {
+    return packet[1] == 0 ? ", off" : ", on";
+  }
   return {};
 }
 
@@ -78,7 +89,9 @@ constexpr std::uint8_t kEventMask = 0x82;
   constexpr std::size_t kStatus = 9;
   constexpr std::size_t kKeptPacket = 13;
   const std::uint32_t status = Load32(&packet[kStatus]);
-  if (status != 0) return fmt::format("get-item reply, status 0x{:X}", status);
+  if (status != 0) {
+    return fmt::format("get-item reply, status 0x{:X}", status);
+  }
   return fmt::format("get-item reply, holds a packet of {}",
                      Count(packet.size() - kKeptPacket, "byte"));
 }
@@ -86,22 +99,32 @@ constexpr std::uint8_t kEventMask = 0x82;
 }  // namespace
 
 std::string DescribeRequest(Packet packet) {
-  if (IsSubsystemPacket(packet)) return SubsystemName(packet) + " request";
-  if (packet.empty()) return "request";
+  if (IsSubsystemPacket(packet)) {
+    return SubsystemName(packet) + " request";
+  }
+  if (packet.empty()) {
+    return "request";
+  }
   const auto name = CommandName(packet[0]);
-  if (!name) return fmt::format("request 0x{:02X}", packet[0]);
+  if (!name) {
+    return fmt::format("request 0x{:02X}", packet[0]);
+  }
   return fmt::format("{} request{}", *name, RequestDetails(packet));
 }
 
 std::string DescribeReply(Packet packet) {
   if (IsSubsystemPacket(packet)) {
-    if (packet.size() >= 13 && packet[1] == 0x25 && Load16(&packet[2]) == 8)
+    if (packet.size() >= 13 && packet[1] == 0x25 && Load16(&packet[2]) == 8) {
       return DescribeGetItem(packet);
+    }
     return SubsystemName(packet) + " reply";
   }
-  if (packet.empty()) return "packet";
-  if (const auto refusal = RefusalName(packet[0]))
+  if (packet.empty()) {
+    return "packet";
+  }
+  if (const auto refusal = RefusalName(packet[0])) {
     return fmt::format("request refused: {}", *refusal);
+  }
   const auto name = CommandName(packet[0]);
   return name ? fmt::format("{} reply", *name) : fmt::format("packet 0x{:02X}", packet[0]);
 }

@@ -30,19 +30,27 @@ constexpr std::uint8_t kSibFromFach = 255;
 
 // What a synthetic packet holds. The library puts a SIB type into each of them.
 [[nodiscard]] std::string DescribeSibType(std::optional<std::uint8_t> sibType) {
-  if (!sibType) return "no SIB type,";
+  if (!sibType) {
+    return "no SIB type,";
+  }
   const auto name = SibTypeName(*sibType);
   return name ? std::string(*name) : fmt::format("SIB type {}", *sibType);
 }
 
 [[nodiscard]] std::string DescribeChannel(const std::vector<std::uint8_t>& packet) {
   const std::uint8_t channel = packet[kChannel];
-  if (const auto name = OtaChannelName(channel)) return std::string(*name);
+  if (const auto name = OtaChannelName(channel)) {
+    return std::string(*name);
+  }
   const auto name = channel >= kNewLayout
                         ? OtaChannelName(static_cast<std::uint8_t>(channel - kNewLayout))
                         : std::nullopt;
-  if (!name) return fmt::format("channel {}", channel);
-  if (packet.size() < kNewMessage) return std::string(*name);
+  if (!name) {
+    return fmt::format("channel {}", channel);
+  }
+  if (packet.size() < kNewMessage) {
+    return std::string(*name);
+  }
   return fmt::format("{}, UARFCN {}, PSC {}", *name, Load16(&packet[kUarfcn]),
                      Load16(&packet[kScramblingCode]));
 }
@@ -51,22 +59,34 @@ constexpr std::uint8_t kSibFromFach = 255;
 
 std::string DescribeOtaLog(const sCaptureItem& item) {
   std::string text = "log 0x412F";
-  if (item.bytes.size() < kMessage) return text + " that is cut off";
+  if (item.bytes.size() < kMessage) {
+    return text + " that is cut off";
+  }
   if (IsSynthetic(item.bytes[kChannel])) {
     text += fmt::format(", {} from {}, synthetic", DescribeSibType(SyntheticSibType(item)),
                         item.bytes[kChannel] == kSibFromBch ? "BCCH-BCH" : "BCCH-FACH");
   } else {
     text += fmt::format(", {}, captured", DescribeChannel(item.bytes));
   }
-  if (item.bytes[kRadioBearer] != 0) text += fmt::format(", bearer {}", item.bytes[kRadioBearer]);
-  if (item.extra) text += fmt::format(", cell 0x{:06X}", *item.extra);
+  if (item.bytes[kRadioBearer] != 0) {
+    text += fmt::format(", bearer {}", item.bytes[kRadioBearer]);
+  }
+  if (item.extra) {
+    text += fmt::format(", cell 0x{:06X}", *item.extra);
+  }
   return text;
 }
 
 std::optional<std::uint8_t> SyntheticSibType(const sCaptureItem& item) {
-  if (LogCode(item) != kOtaLogCode || item.bytes.size() <= kMessage) return std::nullopt;
-  if (!IsSynthetic(item.bytes[kChannel])) return std::nullopt;
-  if (Load16(&item.bytes[kMessageLength]) == 0) return std::nullopt;
+  if (LogCode(item) != kOtaLogCode || item.bytes.size() <= kMessage) {
+    return std::nullopt;
+  }
+  if (!IsSynthetic(item.bytes[kChannel])) {
+    return std::nullopt;
+  }
+  if (Load16(&item.bytes[kMessageLength]) == 0) {
+    return std::nullopt;
+  }
   return item.bytes[kMessage];
 }
 

@@ -29,8 +29,10 @@ BOOL WINAPI OnConsoleControl(DWORD control) {
   state.requested = true;
   state.changed.notify_all();
   // Windows ends the process when a handler of these returns, so it stays until the file is closed.
-  if (control == CTRL_CLOSE_EVENT || control == CTRL_LOGOFF_EVENT || control == CTRL_SHUTDOWN_EVENT)
+  if (control == CTRL_CLOSE_EVENT || control == CTRL_LOGOFF_EVENT ||
+      control == CTRL_SHUTDOWN_EVENT) {
     state.changed.wait(guard, [&] { return state.finished; });
+  }
   return TRUE;
 }
 
@@ -42,8 +44,9 @@ cStopRequest::cStopRequest() {
     const std::lock_guard guard(state.mutex);
     state.requested = state.finished = false;
   }
-  if (!SetConsoleCtrlHandler(OnConsoleControl, TRUE))
+  if (!SetConsoleCtrlHandler(OnConsoleControl, TRUE)) {
     throw std::runtime_error("Ctrl-C cannot be handled");
+  }
 }
 
 cStopRequest::~cStopRequest() {

@@ -10,9 +10,15 @@ void AppendLittleEndian(Bytes& bytes, std::uint64_t value, unsigned count) {
 }
 
 std::optional<unsigned> HexDigit(char digit) {
-  if (digit >= '0' && digit <= '9') return static_cast<unsigned>(digit - '0');
-  if (digit >= 'a' && digit <= 'f') return static_cast<unsigned>(digit - 'a' + 10);
-  if (digit >= 'A' && digit <= 'F') return static_cast<unsigned>(digit - 'A' + 10);
+  if (digit >= '0' && digit <= '9') {
+    return static_cast<unsigned>(digit - '0');
+  }
+  if (digit >= 'a' && digit <= 'f') {
+    return static_cast<unsigned>(digit - 'a' + 10);
+  }
+  if (digit >= 'A' && digit <= 'F') {
+    return static_cast<unsigned>(digit - 'A' + 10);
+  }
   return std::nullopt;
 }
 
@@ -25,7 +31,9 @@ void AppendU32(Bytes& bytes, std::uint32_t value) { AppendLittleEndian(bytes, va
 void AppendU64(Bytes& bytes, std::uint64_t value) { AppendLittleEndian(bytes, value, 8); }
 
 void AppendText(Bytes& bytes, std::string_view text) {
-  for (const char character : text) bytes.push_back(static_cast<std::uint8_t>(character));
+  for (const char character : text) {
+    bytes.push_back(static_cast<std::uint8_t>(character));
+  }
 }
 
 void AppendBytes(Bytes& bytes, ByteView more) {
@@ -57,10 +65,14 @@ std::optional<Bytes> FromHex(std::string_view text) {
       ++i;
       continue;
     }
-    if (i + 1 >= text.size()) return std::nullopt;
+    if (i + 1 >= text.size()) {
+      return std::nullopt;
+    }
     const auto high = HexDigit(text[i]);
     const auto low = HexDigit(text[i + 1]);
-    if (!high || !low) return std::nullopt;
+    if (!high || !low) {
+      return std::nullopt;
+    }
     bytes.push_back(static_cast<std::uint8_t>(*high << 4 | *low));
     i += 2;
   }

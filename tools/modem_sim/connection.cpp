@@ -20,7 +20,9 @@ void AddBytes(Json& line, bool good, ByteView packet) {
 
 Json HexList(const std::vector<Bytes>& packets) {
   Json list = Json::array();
-  for (const Bytes& packet : packets) list.push_back(ToHex(packet));
+  for (const Bytes& packet : packets) {
+    list.push_back(ToHex(packet));
+  }
   return list;
 }
 
@@ -42,7 +44,9 @@ cConnection::cConnection(unsigned connectionNumber, const sOptions& simulatorOpt
 
 bool cConnection::Serve(Clock::time_point now) {
   LookAtHost();
-  if (!Receive(now)) return false;
+  if (!Receive(now)) {
+    return false;
+  }
   SendDueReplies(now);
   Beat(now);
   return Transmit(now);
@@ -51,7 +55,9 @@ bool cConnection::Serve(Clock::time_point now) {
 std::optional<Clock::time_point> cConnection::NextDue(Clock::time_point now) const {
   std::optional<Clock::time_point> due = queue.NextDue(now);
   const auto consider = [&due](std::optional<Clock::time_point> time) {
-    if (time && (!due || *time < *due)) due = time;
+    if (time && (!due || *time < *due)) {
+      due = time;
+    }
   };
   consider(desk.NextDue());
   if (HasHost() && options.heartbeat.count() > 0 && queue.Size() == 0) {
@@ -92,16 +98,24 @@ void cConnection::ForgetHost() {
 bool cConnection::Receive(Clock::time_point now) {
   const bool hadHost = HasHost();
   Bytes bytes;
-  if (!terminal.Read(bytes)) return false;
-  if (!hadHost && HasHost()) report.Event("host-opened", {{"connection", number}});
+  if (!terminal.Read(bytes)) {
+    return false;
+  }
+  if (!hadHost && HasHost()) {
+    report.Event("host-opened", {{"connection", number}});
+  }
   std::vector<sReceivedFrame> frames;
   deframer.Push(bytes, frames);
   for (const sReceivedFrame& frame : frames) {
     Json line = PacketLine(number, "rx", frame.good ? "request" : "damaged");
-    if (frame.good) line["number"] = nextRequest;
+    if (frame.good) {
+      line["number"] = nextRequest;
+    }
     AddBytes(line, frame.good, frame.packet);
     report.Packet(line);
-    if (frame.good) Answer(frame.packet, now);
+    if (frame.good) {
+      Answer(frame.packet, now);
+    }
   }
   return true;
 }
@@ -122,7 +136,9 @@ void cConnection::Answer(ByteView request, Clock::time_point now) {
   reply.line = PacketLine(number, "tx", "reply");
   reply.line["number"] = requestNumber;
   AddBytes(reply.line, !replyFaults.spoil, answer);
-  if (replyFaults.delay.count() > 0) reply.line["delay"] = replyFaults.delay.count();
+  if (replyFaults.delay.count() > 0) {
+    reply.line["delay"] = replyFaults.delay.count();
+  }
   desk.Submit(std::move(reply), now + replyFaults.delay);
 }
 
@@ -140,7 +156,9 @@ void cConnection::Beat(Clock::time_point now) {
   }
   lastBeat = now;
   // A host that has something left to read is not waiting to be woken.
-  if (terminal.Unread() > 0) return;
+  if (terminal.Unread() > 0) {
+    return;
+  }
   ++totals.heartbeats;
   queue.Push(IdleFrame(), nextTicket++, {}, false);
 }
@@ -148,24 +166,40 @@ void cConnection::Beat(Clock::time_point now) {
 bool cConnection::Transmit(Clock::time_point now) {
   while (true) {
     const ByteView ready = queue.Ready(now);
-    if (ready.empty()) return true;
+    if (ready.empty()) {
+      return true;
+    }
     const std::optional<std::size_t> count = terminal.Write(ready);
-    if (!count) return false;
-    if (*count == 0) return true;
+    if (!count) {
+      return false;
+    }
+    if (*count == 0) {
+      return true;
+    }
     lastBeat = now;
     totals.bytesSent += *count;
-    for (const std::uint64_t ticket : queue.Written(*count, now)) ReportWritten(ticket);
+    for (const std::uint64_t ticket : queue.Written(*count, now)) {
+      ReportWritten(ticket);
+    }
   }
 }
 
 void cConnection::ReportWritten(std::uint64_t ticket) {
   const auto entry = lines.find(ticket);
-  if (entry == lines.end()) return;
+  if (entry == lines.end()) {
+    return;
+  }
   const Json& line = entry->second;
   const std::string kind = line["kind"];
-  if (kind == "reply") ++totals.replies;
-  if (kind == "log" || kind == "event" || kind == "message") ++totals.streamed;
-  if (line["crc"] == "bad" && kind != "noise" && kind != "raw") ++totals.spoiled;
+  if (kind == "reply") {
+    ++totals.replies;
+  }
+  if (kind == "log" || kind == "event" || kind == "message") {
+    ++totals.streamed;
+  }
+  if (line["crc"] == "bad" && kind != "noise" && kind != "raw") {
+    ++totals.spoiled;
+  }
   report.Packet(line);
   lines.erase(entry);
 }
@@ -189,8 +223,12 @@ void cConnection::SendStreamed(std::uint64_t packetNumber, const sStreamPacket& 
   Json line = PacketLine(number, "tx", packet.kind);
   line["number"] = packetNumber;
   AddBytes(line, packetFaults.Delivers(), packet.packet);
-  if (!wire.noise.empty()) line["noise"] = ToHex(wire.noise);
-  if (!packet.events.empty()) line["events"] = HexList(packet.events);
+  if (!wire.noise.empty()) {
+    line["noise"] = ToHex(wire.noise);
+  }
+  if (!packet.events.empty()) {
+    line["events"] = HexList(packet.events);
+  }
   if (packet.sib) {
     line["sib"] = {{"channel", packet.sib->channel},
                    {"bearer", packet.sib->bearer},
@@ -204,7 +242,9 @@ void cConnection::SendStreamed(std::uint64_t packetNumber, const sStreamPacket& 
     Json unasked = PacketLine(number, "tx", "unasked");
     unasked["number"] = packetNumber;
     AddBytes(unasked, true, reply);
-    if (!embedded.empty()) unasked["embedded"] = ToHex(embedded);
+    if (!embedded.empty()) {
+      unasked["embedded"] = ToHex(embedded);
+    }
     Queue(Frame(reply), std::move(unasked));
   }
 }
@@ -221,7 +261,9 @@ std::optional<Clock::time_point> cConnection::QuietSince() const {
 
 bool cConnection::Drained() {
   constexpr unsigned kEnoughLooks = 4;
-  if (!HasHost()) return true;
+  if (!HasHost()) {
+    return true;
+  }
   emptyLooks = queue.Size() == 0 && terminal.Unread() == 0 ? emptyLooks + 1 : 0;
   return emptyLooks >= kEnoughLooks;
 }

@@ -21,12 +21,18 @@ sCommand ParseCommand(std::string_view line) {
   sCommand command;
   command.line = line;
   for (const auto& [text, verb] : kVerbs) {
-    if (line == text) command.verb = verb;
+    if (line == text) {
+      command.verb = verb;
+    }
   }
   for (const auto& [text, verb] : kVerbsWithBytes) {
-    if (!line.starts_with(text)) continue;
+    if (!line.starts_with(text)) {
+      continue;
+    }
     const auto bytes = FromHex(line.substr(text.size()));
-    if (!bytes || bytes->empty()) continue;
+    if (!bytes || bytes->empty()) {
+      continue;
+    }
     command.verb = verb;
     command.bytes = *bytes;
   }

@@ -23,7 +23,9 @@ Bytes MessageHead(eCommand command, const sMessage& message) {
 }
 
 void AppendPayload(Bytes& bytes, const sEvent& event) {
-  if (event.lengthCode == 3) bytes.push_back(static_cast<std::uint8_t>(event.payload.size()));
+  if (event.lengthCode == 3) {
+    bytes.push_back(static_cast<std::uint8_t>(event.payload.size()));
+  }
   AppendBytes(bytes, event.payload);
 }
 
@@ -72,7 +74,9 @@ Bytes SingleEvent(const sEvent& event) {
 
 Bytes ExtendedMessage(const sMessage& message) {
   Bytes packet = MessageHead(kExtendedMessage, message);
-  for (const std::uint32_t argument : message.arguments) AppendU32(packet, argument);
+  for (const std::uint32_t argument : message.arguments) {
+    AppendU32(packet, argument);
+  }
   AppendText(packet, message.format);
   packet.push_back(0);
   AppendText(packet, message.file);
@@ -83,7 +87,9 @@ Bytes ExtendedMessage(const sMessage& message) {
 Bytes TerseMessage(const sMessage& message, std::uint32_t hash) {
   Bytes packet = MessageHead(kTerseMessage, message);
   AppendU32(packet, hash);
-  for (const std::uint32_t argument : message.arguments) AppendU32(packet, argument);
+  for (const std::uint32_t argument : message.arguments) {
+    AppendU32(packet, argument);
+  }
   return packet;
 }
 

@@ -35,7 +35,9 @@ Bytes SpoilingNoise(cRandom& random, ByteView behind) {
     Bytes noise = NoiseBytes(random);
     Bytes wire = noise;
     AppendBytes(wire, behind);
-    if (!AnyFrameIsGood(wire)) return noise;
+    if (!AnyFrameIsGood(wire)) {
+      return noise;
+    }
   }
 }
 
@@ -85,7 +87,9 @@ sReplyFaults cFaults::ForReply(unsigned connection, std::uint64_t number,
   faults.withhold = selects(options.withhold);
   faults.spoil = selects(options.spoilReply);
   for (const sFaultOptions::sLate& late : options.late) {
-    if (selects(late.which)) faults.delay = std::max(faults.delay, late.delay);
+    if (selects(late.which)) {
+      faults.delay = std::max(faults.delay, late.delay);
+    }
   }
   return faults;
 }

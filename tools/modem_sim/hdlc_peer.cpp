@@ -25,7 +25,9 @@ Bytes WithCrc(ByteView packet) {
 Bytes Stuffed(ByteView body) {
   Bytes frame;
   frame.reserve(body.size() + body.size() / 8 + 8);
-  for (const std::uint8_t byte : body) AppendStuffed(frame, byte);
+  for (const std::uint8_t byte : body) {
+    AppendStuffed(frame, byte);
+  }
   frame.push_back(kFlag);
   return frame;
 }
@@ -65,13 +67,17 @@ Bytes IdleFrame() { return {kEscape, 0x00 ^ kStuffing, kEscape, 0x00 ^ kStuffing
 void cDeframer::Push(ByteView bytes, std::vector<sReceivedFrame>& frames) {
   for (const std::uint8_t byte : bytes) {
     if (byte == kFlag) {
-      if (!unstuffed.empty() || escaped) frames.push_back(TakeFrame());
+      if (!unstuffed.empty() || escaped) {
+        frames.push_back(TakeFrame());
+      }
     } else if (byte == kEscape) {
       escaped = true;
     } else {
       unstuffed.push_back(escaped ? static_cast<std::uint8_t>(byte ^ kStuffing) : byte);
       escaped = false;
-      if (unstuffed.size() == kMaxFrame) frames.push_back(TakeFrame());
+      if (unstuffed.size() == kMaxFrame) {
+        frames.push_back(TakeFrame());
+      }
     }
   }
 }
@@ -85,7 +91,9 @@ sReceivedFrame cDeframer::TakeFrame() {
   sReceivedFrame frame{std::exchange(unstuffed, {}), false};
   // An escape right before the flag is the sender's way of giving a frame up.
   const bool aborted = std::exchange(escaped, false);
-  if (aborted || frame.packet.size() < 3) return frame;
+  if (aborted || frame.packet.size() < 3) {
+    return frame;
+  }
   const std::size_t size = frame.packet.size() - 2;
   if (Crc16(ByteView(frame.packet).first(size)) == ReadU16(frame.packet, size)) {
     frame.packet.resize(size);

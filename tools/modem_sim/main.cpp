@@ -23,8 +23,12 @@ cUniqueFd CatchSignals() {
   std::signal(SIGTTIN, SIG_IGN);
   sigset_t caught;
   sigemptyset(&caught);
-  for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGUSR1, SIGUSR2}) sigaddset(&caught, number);
-  if (::sigprocmask(SIG_BLOCK, &caught, nullptr) != 0) return cUniqueFd();
+  for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGUSR1, SIGUSR2}) {
+    sigaddset(&caught, number);
+  }
+  if (::sigprocmask(SIG_BLOCK, &caught, nullptr) != 0) {
+    return cUniqueFd();
+  }
   return cUniqueFd(::signalfd(-1, &caught, SFD_NONBLOCK | SFD_CLOEXEC));
 }
 
@@ -35,7 +39,9 @@ int Fail(const std::string& what) {
 
 int Simulate(const sOptions& options) {
   const cUniqueFd signals = CatchSignals();
-  if (!signals.IsOpen()) return Fail(std::string("cannot catch signals: ") + std::strerror(errno));
+  if (!signals.IsOpen()) {
+    return Fail(std::string("cannot catch signals: ") + std::strerror(errno));
+  }
   cUniqueFd file;
   if (!options.report.empty()) {
     file =
@@ -56,7 +62,9 @@ int Simulate(const sOptions& options) {
 int main(int argc, char** argv) {
   int exitCode = 0;
   const auto options = corvane::modem_sim::ParseOptions(argc, argv, exitCode);
-  if (!options) return exitCode;
+  if (!options) {
+    return exitCode;
+  }
   try {
     return Simulate(*options);
   } catch (const std::system_error& error) {

@@ -37,7 +37,9 @@ void cMasks::ClearLogMasks() { logCodes.clear(); }
 void cMasks::SetEventMask(std::uint32_t bits, ByteView mask) {
   eventIds.clear();
   for (std::uint32_t id = 0; id < std::min(bits, kEventIds); ++id) {
-    if (BitIsSet(mask, id)) eventIds.push_back(static_cast<std::uint16_t>(id));
+    if (BitIsSet(mask, id)) {
+      eventIds.push_back(static_cast<std::uint16_t>(id));
+    }
   }
   RefreshEvents();
 }
@@ -67,7 +69,9 @@ void cMasks::RefreshSources() {
   sources.clear();
   for (const auto& [id, mask] : messageLevels) {
     for (unsigned level = 0; level < 32; ++level) {
-      if (mask >> level & 1) sources.push_back({id, level});
+      if (mask >> level & 1) {
+        sources.push_back({id, level});
+      }
     }
   }
 }
@@ -80,7 +84,9 @@ std::uint32_t cMasks::MessageLevels(std::uint16_t ssid) const {
 Bytes cMasks::LogMask(std::uint32_t equipmentId, std::uint32_t bits) const {
   std::vector<std::uint16_t> items;
   for (const std::uint16_t code : logCodes) {
-    if (code >> kItemBits == equipmentId) items.push_back(code & ((1U << kItemBits) - 1));
+    if (code >> kItemBits == equipmentId) {
+      items.push_back(code & ((1U << kItemBits) - 1));
+    }
   }
   return MaskOf(items, bits);
 }

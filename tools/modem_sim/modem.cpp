@@ -39,7 +39,9 @@ Bytes LogAnswer(std::uint32_t operation) {
 
 Bytes LogRangesAnswer() {
   Bytes packet = LogAnswer(kLogRanges);
-  for (std::uint32_t id = 0; id < kEquipmentIds; ++id) AppendU32(packet, kItemsPerEquipment);
+  for (std::uint32_t id = 0; id < kEquipmentIds; ++id) {
+    AppendU32(packet, kItemsPerEquipment);
+  }
   return packet;
 }
 
@@ -69,16 +71,22 @@ Bytes cModem::Answer(ByteView request, std::uint64_t time) {
   }
   switch (command) {
     case kSubsystem:
-      if (request.size() < 4) return ErrorReply(kBadLength, request);
+      if (request.size() < 4) {
+        return ErrorReply(kBadLength, request);
+      }
       return SubsystemAnswer(request).value_or(ErrorReply(kBadCommand, request));
     case kEventReport:
-      if (request.size() != 2) return ErrorReply(kBadLength, request);
+      if (request.size() != 2) {
+        return ErrorReply(kBadLength, request);
+      }
       masks.SetEventReporting(request[1] != 0);
       return {kEventReport, 0, 0};
     case kLogMask:
       return AnswerLogMask(request);
     case kGetEventMask:
-      if (request.size() != 1) return ErrorReply(kBadLength, request);
+      if (request.size() != 1) {
+        return ErrorReply(kBadLength, request);
+      }
       return EventMaskAnswer(kGetEventMask, kItemsPerEquipment,
                              masks.EventMask(kItemsPerEquipment));
     case kSetEventMask:
@@ -91,7 +99,9 @@ Bytes cModem::Answer(ByteView request, std::uint64_t time) {
 }
 
 Bytes cModem::AnswerLogMask(ByteView request) {
-  if (request.size() < kLogOperationEnd) return ErrorReply(kBadLength, request);
+  if (request.size() < kLogOperationEnd) {
+    return ErrorReply(kBadLength, request);
+  }
   switch (ReadU32(request, 4)) {
     case kDisableLogs:
       masks.ClearLogMasks();
@@ -109,13 +119,17 @@ Bytes cModem::AnswerLogMask(ByteView request) {
 
 Bytes cModem::AnswerSetLogMask(ByteView request) {
   constexpr std::size_t kMaskAt = 16;
-  if (request.size() < kMaskAt) return ErrorReply(kBadLength, request);
+  if (request.size() < kMaskAt) {
+    return ErrorReply(kBadLength, request);
+  }
   const std::uint32_t equipmentId = ReadU32(request, 8);
   const std::uint32_t bits = ReadU32(request, 12);
   if (equipmentId >= kEquipmentIds || bits > kItemsPerEquipment) {
     return ErrorReply(kBadParameters, request);
   }
-  if (request.size() != kMaskAt + MaskBytes(bits)) return ErrorReply(kBadLength, request);
+  if (request.size() != kMaskAt + MaskBytes(bits)) {
+    return ErrorReply(kBadLength, request);
+  }
   masks.SetLogMask(equipmentId, bits, request.subspan(kMaskAt));
   Bytes packet = LogAnswer(kSetLogMask);
   AppendBytes(packet, request.subspan(kLogOperationEnd));
@@ -124,9 +138,13 @@ Bytes cModem::AnswerSetLogMask(ByteView request) {
 
 Bytes cModem::AnswerGetLogMask(ByteView request) const {
   constexpr std::size_t kSize = 12;
-  if (request.size() != kSize) return ErrorReply(kBadLength, request);
+  if (request.size() != kSize) {
+    return ErrorReply(kBadLength, request);
+  }
   const std::uint32_t equipmentId = ReadU32(request, 8);
-  if (equipmentId >= kEquipmentIds) return ErrorReply(kBadParameters, request);
+  if (equipmentId >= kEquipmentIds) {
+    return ErrorReply(kBadParameters, request);
+  }
   Bytes packet = LogAnswer(kGetLogMask);
   AppendU32(packet, equipmentId);
   AppendU32(packet, kItemsPerEquipment);
@@ -135,18 +153,24 @@ Bytes cModem::AnswerGetLogMask(ByteView request) const {
 }
 
 Bytes cModem::AnswerSetEventMask(ByteView request) {
-  if (request.size() < kEventMaskAt) return ErrorReply(kBadLength, request);
+  if (request.size() < kEventMaskAt) {
+    return ErrorReply(kBadLength, request);
+  }
   const std::uint32_t bits = ReadU16(request, 4);
   // Longer is no error: the count has 16 bits, so that of a mask of 65536 IDs and more is what is
   // left of it.
-  if (request.size() < kEventMaskAt + MaskBytes(bits)) return ErrorReply(kBadLength, request);
+  if (request.size() < kEventMaskAt + MaskBytes(bits)) {
+    return ErrorReply(kBadLength, request);
+  }
   const ByteView mask = request.subspan(kEventMaskAt, MaskBytes(bits));
   masks.SetEventMask(bits, mask);
   return EventMaskAnswer(kSetEventMask, bits, mask);
 }
 
 Bytes cModem::AnswerMessageLevels(ByteView request) {
-  if (request.size() < 2) return ErrorReply(kBadLength, request);
+  if (request.size() < 2) {
+    return ErrorReply(kBadLength, request);
+  }
   switch (request[1]) {
     case kSsidRanges:
       return SsidRangesAnswer();
@@ -164,14 +188,22 @@ Bytes cModem::AnswerMessageLevels(ByteView request) {
 
 Bytes cModem::AnswerSetLevels(ByteView request) {
   constexpr std::size_t kMasksAt = 8;
-  if (request.size() < kMasksAt) return ErrorReply(kBadLength, request);
+  if (request.size() < kMasksAt) {
+    return ErrorReply(kBadLength, request);
+  }
   const std::uint16_t first = ReadU16(request, 2);
   const std::uint16_t last = ReadU16(request, 4);
-  if (first > last) return ErrorReply(kBadParameters, request);
+  if (first > last) {
+    return ErrorReply(kBadParameters, request);
+  }
   const std::size_t count = last - std::size_t{first} + 1;
-  if (request.size() != kMasksAt + 4 * count) return ErrorReply(kBadLength, request);
+  if (request.size() != kMasksAt + 4 * count) {
+    return ErrorReply(kBadLength, request);
+  }
   std::vector<std::uint32_t> levels;
-  for (std::size_t i = 0; i < count; ++i) levels.push_back(ReadU32(request, kMasksAt + 4 * i));
+  for (std::size_t i = 0; i < count; ++i) {
+    levels.push_back(ReadU32(request, kMasksAt + 4 * i));
+  }
   masks.SetMessageLevels(first, levels);
   Bytes packet(request.begin(), request.end());
   packet[6] = 1;  // success, where the request's reserved field stands
@@ -180,10 +212,14 @@ Bytes cModem::AnswerSetLevels(ByteView request) {
 
 Bytes cModem::AnswerGetLevels(ByteView request) const {
   constexpr std::size_t kSize = 6;
-  if (request.size() < kSize) return ErrorReply(kBadLength, request);
+  if (request.size() < kSize) {
+    return ErrorReply(kBadLength, request);
+  }
   const std::uint16_t first = ReadU16(request, 2);
   const std::uint16_t last = ReadU16(request, 4);
-  if (first > last || last - first >= 1024) return ErrorReply(kBadParameters, request);
+  if (first > last || last - first >= 1024) {
+    return ErrorReply(kBadParameters, request);
+  }
   Bytes packet(request.begin(), request.begin() + kSize);
   AppendU16(packet, 1);  // success
   for (std::uint32_t ssid = first; ssid <= last; ++ssid) {
@@ -195,7 +231,9 @@ Bytes cModem::AnswerGetLevels(ByteView request) const {
 
 Bytes cModem::AnswerSetAllLevels(ByteView request) {
   constexpr std::size_t kSize = 8;
-  if (request.size() != kSize) return ErrorReply(kBadLength, request);
+  if (request.size() != kSize) {
+    return ErrorReply(kBadLength, request);
+  }
   const std::uint32_t levels = ReadU32(request, 4);
   masks.ClearMessageLevels();
   for (const sSsidRange& range : SsidRanges()) {

@@ -13,7 +13,9 @@ template <typename T>
   T value{};
   const char* end = text.data() + text.size();
   const auto [stop, error] = std::from_chars(text.data(), end, value, base);
-  if (error != std::errc() || stop != end) return std::nullopt;
+  if (error != std::errc() || stop != end) {
+    return std::nullopt;
+  }
   return value;
 }
 
@@ -22,7 +24,9 @@ template <typename T>
   double value = 0;
   const char* end = text.data() + text.size();
   const auto [stop, error] = std::from_chars(text.data(), end, value, std::chars_format::fixed);
-  if (error != std::errc() || stop != end || !(value >= 0 && value <= most)) return std::nullopt;
+  if (error != std::errc() || stop != end || !(value >= 0 && value <= most)) {
+    return std::nullopt;
+  }
   return value;
 }
 

@@ -38,14 +38,18 @@ milliseconds ParseDuration(const std::string& text) {
       {"ms", 1}, {"", 1000}, {"s", 1000}, {"m", 60000}};
   const auto scale = kUnits.find(text.substr(unitAt));
   const auto number = ParseDecimal(text.substr(0, unitAt), 1e6);
-  if (!number || scale == kUnits.end()) Refuse(text, wanted);
+  if (!number || scale == kUnits.end()) {
+    Refuse(text, wanted);
+  }
   return milliseconds(static_cast<std::int64_t>(*number * scale->second));
 }
 
 double ParseLoss(const std::string& text) {
   const auto percent =
       text.ends_with('%') ? ParseDecimal(text.substr(0, text.size() - 1), 90) : std::nullopt;
-  if (!percent) Refuse(text, "a percentage from 0% to 90%");
+  if (!percent) {
+    Refuse(text, "a percentage from 0% to 90%");
+  }
   return *percent;
 }
 
@@ -65,7 +69,9 @@ std::vector<unsigned> ParseWeights(const std::string& text, const std::vector<st
     weights[static_cast<std::size_t>(name - names.begin())] = *weight;
     sum += *weight;
   }
-  if (sum == 0) Refuse(text, "a list with any weight in it");
+  if (sum == 0) {
+    Refuse(text, "a list with any weight in it");
+  }
   return weights;
 }
 
@@ -73,7 +79,9 @@ std::vector<std::uint16_t> ParseLogCodes(const std::string& text) {
   std::vector<std::uint16_t> codes;
   for (const std::string& item : SplitAtCommas(text)) {
     const auto code = ParseUnsigned<std::uint16_t>(item.substr(item.starts_with("0x") ? 2 : 0), 16);
-    if (!code) Refuse(text, "a list of log codes such as 412F,0x1234");
+    if (!code) {
+      Refuse(text, "a list of log codes such as 412F,0x1234");
+    }
     codes.push_back(*code);
   }
   return codes;
@@ -90,7 +98,9 @@ cSelection ParseSelection(const std::string& text, bool ofRequests) {
 
 sFaultOptions::sLate ParseLate(const std::string& text) {
   const std::size_t equals = text.find('=');
-  if (equals == std::string::npos) Refuse(text, "requests and a time such as 0x73=500ms");
+  if (equals == std::string::npos) {
+    Refuse(text, "requests and a time such as 0x73=500ms");
+  }
   return {ParseSelection(text.substr(0, equals), true), ParseDuration(text.substr(equals + 1))};
 }
 
@@ -99,15 +109,21 @@ void ParseChunk(const std::string& text, sWriteOptions& writes) {
   const auto least = ParseUnsigned<std::size_t>(text.substr(0, dash));
   const auto most =
       dash == std::string::npos ? least : ParseUnsigned<std::size_t>(text.substr(dash + 1));
-  if (!least || !most || *least == 0 || *least > *most) Refuse(text, "a size such as 64 or 1-200");
+  if (!least || !most || *least == 0 || *least > *most) {
+    Refuse(text, "a size such as 64 or 1-200");
+  }
   writes.minChunk = *least;
   writes.maxChunk = *most;
 }
 
 double ParseRate(const std::string& text) {
-  if (text == "max") return 0;
+  if (text == "max") {
+    return 0;
+  }
   const auto rate = ParseDecimal(text, 1e9);
-  if (!rate || *rate <= 0) Refuse(text, "a number of packets in a second, or max");
+  if (!rate || *rate <= 0) {
+    Refuse(text, "a number of packets in a second, or max");
+  }
   return *rate;
 }
 
@@ -131,7 +147,9 @@ void AddNumber(CLI::App& app, const std::string& name, std::uint64_t& value,
       app, name, description,
       [&value](const std::string& text) {
         const auto number = ParseUnsigned<std::uint64_t>(text);
-        if (!number) Refuse(text, "a number");
+        if (!number) {
+          Refuse(text, "a number");
+        }
         value = *number;
       },
       "N");
@@ -151,7 +169,9 @@ void AddChoice(CLI::App& app, const std::string& name, T& value, const std::stri
       app, name, description,
       [&value, choices](const std::string& text) {
         const auto choice = choices.find(text);
-        if (choice == choices.end()) Refuse(text, "one of its values");
+        if (choice == choices.end()) {
+          Refuse(text, "one of its values");
+        }
         value = choice->second;
       },
       "NAME");
@@ -217,7 +237,9 @@ void AddStreamOptions(CLI::App& app, sOptions& options) {
       app, "--max-frame", "The longest frame in bytes [8191, what a serial recorder takes]",
       [&options](const std::string& text) {
         const auto size = ParseUnsigned<std::size_t>(text);
-        if (!size || *size < 1024 || *size > 33000) Refuse(text, "a number from 1024 to 33000");
+        if (!size || *size < 1024 || *size > 33000) {
+          Refuse(text, "a number from 1024 to 33000");
+        }
         options.stream.maxFrame = *size;
       },
       "N");
@@ -248,7 +270,9 @@ void AddFaultOptions(CLI::App& app, sOptions& options) {
       app, "--return-after", "Come back so long after a hang-up, or never [2s]",
       [&options](const std::string& text) {
         options.returnAfter.reset();
-        if (text != "never") options.returnAfter = ParseDuration(text);
+        if (text != "never") {
+          options.returnAfter = ParseDuration(text);
+        }
       },
       "TIME");
   AddText(

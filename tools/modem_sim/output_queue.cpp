@@ -18,7 +18,9 @@ void cOutputQueue::StartChunk() {
 void cOutputQueue::Push(ByteView more, std::uint64_t ticket, const std::vector<std::size_t>& cuts,
                         bool withNext) {
   const std::uint64_t begin = End();
-  for (const std::size_t cut : cuts) cutPositions.push_back(begin + cut);
+  for (const std::size_t cut : cuts) {
+    cutPositions.push_back(begin + cut);
+  }
   AppendBytes(bytes, more);
   marks.push_back({End(), ticket});
   if (!withNext) {
@@ -31,11 +33,19 @@ void cOutputQueue::Push(ByteView more, std::uint64_t ticket, const std::vector<s
 void cOutputQueue::Release() { heldFrom.reset(); }
 
 ByteView cOutputQueue::Ready(Clock::time_point now) const {
-  if (now < notBefore) return {};
+  if (now < notBefore) {
+    return {};
+  }
   std::uint64_t end = End();
-  if (heldFrom) end = std::min(end, *heldFrom);
-  if (!cutPositions.empty()) end = std::min(end, cutPositions.front());
-  if (chunkEnd) end = std::min(end, *chunkEnd);
+  if (heldFrom) {
+    end = std::min(end, *heldFrom);
+  }
+  if (!cutPositions.empty()) {
+    end = std::min(end, cutPositions.front());
+  }
+  if (chunkEnd) {
+    end = std::min(end, *chunkEnd);
+  }
   return ByteView(bytes).subspan(head, static_cast<std::size_t>(end - written));
 }
 
@@ -64,7 +74,9 @@ std::vector<std::uint64_t> cOutputQueue::Written(std::size_t count, Clock::time_
 }
 
 std::optional<Clock::time_point> cOutputQueue::NextDue(Clock::time_point now) const {
-  if (Size() == 0 || now >= notBefore) return std::nullopt;
+  if (Size() == 0 || now >= notBefore) {
+    return std::nullopt;
+  }
   return notBefore;
 }
 

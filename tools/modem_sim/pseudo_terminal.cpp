@@ -34,7 +34,9 @@ std::string LinkTarget(const std::string& path) {
 
 bool SetUpLine(int slave) {
   termios line{};
-  if (::tcgetattr(slave, &line) != 0) return false;
+  if (::tcgetattr(slave, &line) != 0) {
+    return false;
+  }
   ::cfmakeraw(&line);
   line.c_iflag |= IXON | IXOFF;
   line.c_cflag |= CLOCAL | CREAD;
@@ -54,16 +56,24 @@ cPseudoTerminal::cPseudoTerminal(std::string linkPath) : link(std::move(linkPath
   }
   path = name.data();
   OpenSlave();
-  if (!slave.IsOpen()) Fail("cannot open " + path);
-  if (!SetUpLine(slave.Get())) Fail("cannot set up " + path);
+  if (!slave.IsOpen()) {
+    Fail("cannot open " + path);
+  }
+  if (!SetUpLine(slave.Get())) {
+    Fail("cannot set up " + path);
+  }
   watch = cUniqueFd(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
   StartWatch();
-  if (!link.empty()) MakeLink();
+  if (!link.empty()) {
+    MakeLink();
+  }
 }
 
 cPseudoTerminal::~cPseudoTerminal() {
   // The link may by now be another's.
-  if (!link.empty() && LinkTarget(link) == path) ::unlink(link.c_str());
+  if (!link.empty() && LinkTarget(link) == path) {
+    ::unlink(link.c_str());
+  }
 }
 
 void cPseudoTerminal::OpenSlave() {
@@ -79,7 +89,9 @@ void cPseudoTerminal::MakeLink() {
   // Renamed into place, so that there is always either the old link or the new one.
   const std::string fresh = link + ".new";
   ::unlink(fresh.c_str());
-  if (::symlink(path.c_str(), fresh.c_str()) != 0) Fail("cannot make the link " + fresh);
+  if (::symlink(path.c_str(), fresh.c_str()) != 0) {
+    Fail("cannot make the link " + fresh);
+  }
   if (::rename(fresh.c_str(), link.c_str()) != 0) {
     const int error = errno;
     ::unlink(fresh.c_str());
@@ -89,9 +101,13 @@ void cPseudoTerminal::MakeLink() {
 }
 
 void cPseudoTerminal::StartWatch() {
-  if (!watch.IsOpen()) return;
+  if (!watch.IsOpen()) {
+    return;
+  }
   watchId = ::inotify_add_watch(watch.Get(), path.c_str(), IN_OPEN | IN_CLOSE);
-  if (watchId < 0) watch.Reset();
+  if (watchId < 0) {
+    watch.Reset();
+  }
 }
 
 bool cPseudoTerminal::Read(Bytes& bytes) {
@@ -110,14 +126,20 @@ bool cPseudoTerminal::Read(Bytes& bytes) {
 
 std::optional<std::size_t> cPseudoTerminal::Write(ByteView bytes) {
   const ssize_t count = ::write(master.Get(), bytes.data(), bytes.size());
-  if (count >= 0) return static_cast<std::size_t>(count);
-  if (errno == EAGAIN || errno == EIO || errno == EINTR) return 0;
+  if (count >= 0) {
+    return static_cast<std::size_t>(count);
+  }
+  if (errno == EAGAIN || errno == EIO || errno == EINTR) {
+    return 0;
+  }
   return std::nullopt;
 }
 
 std::size_t cPseudoTerminal::Unread() const {
   int count = 0;
-  if (!slave.IsOpen() || ::ioctl(slave.Get(), FIONREAD, &count) != 0) return 0;
+  if (!slave.IsOpen() || ::ioctl(slave.Get(), FIONREAD, &count) != 0) {
+    return 0;
+  }
   return static_cast<std::size_t>(count);
 }
 
@@ -139,7 +161,9 @@ cPseudoTerminal::eHostChange cPseudoTerminal::LookAtHost() {
   // Notices of the same kind are run together, so they cannot be counted: after a close it is found
   // out by closing the slave here as well.
   hostIsThere = closed ? SomebodyElseHasItOpen() : before || opened;
-  if (hostIsThere == before) return eHostChange::None;
+  if (hostIsThere == before) {
+    return eHostChange::None;
+  }
   return hostIsThere ? eHostChange::Opened : eHostChange::Closed;
 }
 
@@ -155,7 +179,9 @@ void cPseudoTerminal::DiscardUnread() {
 }
 
 bool cPseudoTerminal::SomebodyElseHasItOpen() {
-  if (watch.IsOpen()) ::inotify_rm_watch(watch.Get(), watchId);
+  if (watch.IsOpen()) {
+    ::inotify_rm_watch(watch.Get(), watchId);
+  }
   slave.Reset();
   pollfd line{master.Get(), 0, 0};
   const bool hungUp = ::poll(&line, 1, 0) == 1 && (line.revents & POLLHUP) != 0;

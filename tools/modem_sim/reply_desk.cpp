@@ -13,16 +13,22 @@ void cReplyDesk::Submit(sReply reply, Clock::time_point due) {
 
 std::vector<sReply> cReplyDesk::TakeDue(Clock::time_point now) {
   std::vector<sReply> due;
-  if (holding) return due;
+  if (holding) {
+    return due;
+  }
   const auto end = std::find_if(waiting.begin(), waiting.end(),
                                 [&](const sWaiting& entry) { return entry.due > now; });
-  for (auto entry = waiting.begin(); entry != end; ++entry) due.push_back(std::move(entry->reply));
+  for (auto entry = waiting.begin(); entry != end; ++entry) {
+    due.push_back(std::move(entry->reply));
+  }
   waiting.erase(waiting.begin(), end);
   return due;
 }
 
 std::optional<Clock::time_point> cReplyDesk::NextDue() const {
-  if (holding || waiting.empty()) return std::nullopt;
+  if (holding || waiting.empty()) {
+    return std::nullopt;
+  }
   return waiting.front().due;
 }
 

@@ -37,22 +37,32 @@ cReport::cReport(int outputFd, cUniqueFd reportFile, bool withPackets)
 
 void cReport::Packet(const Json& fields) {
   const std::uint64_t number = sequence++;
-  if (!packets) return;
+  if (!packets) {
+    return;
+  }
   (file.IsOpen() ? forFile : forOutput) += WithFirst("seq", number, fields).dump() + "\n";
 }
 
 void cReport::Event(const std::string& name, const Json& fields) {
   const std::string line = WithFirst("event", name, fields).dump() + "\n";
   forOutput += line;
-  if (file.IsOpen()) forFile += line;
+  if (file.IsOpen()) {
+    forFile += line;
+  }
 }
 
 bool cReport::Flush() {
-  if (!file.IsOpen()) return WriteAll(output, forOutput);
+  if (!file.IsOpen()) {
+    return WriteAll(output, forOutput);
+  }
   // The file first: whoever sees an event on standard output finds there all that came before it.
-  if (!WriteAll(file.Get(), forFile)) return false;
+  if (!WriteAll(file.Get(), forFile)) {
+    return false;
+  }
   // Nobody need listen to standard output once there is a file.
-  if (!WriteAll(output, forOutput)) forOutput.clear();
+  if (!WriteAll(output, forOutput)) {
+    forOutput.clear();
+  }
   return true;
 }
 

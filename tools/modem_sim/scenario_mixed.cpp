@@ -26,7 +26,9 @@ Bytes RandomPayload(cRandom& random, std::size_t size) {
 std::string RandomText(cRandom& random, std::size_t size) {
   static constexpr std::string_view kWords = "state timer %d cell %x link ~ grant } power %u ";
   std::string text;
-  while (text.size() < size) text += kWords[random.Below(kWords.size())];
+  while (text.size() < size) {
+    text += kWords[random.Below(kWords.size())];
+  }
   return text;
 }
 
@@ -47,7 +49,9 @@ Bytes OtaPayload(cRandom& random, ByteView message) {
 }
 
 Bytes LogPayload(cRandom& random, std::uint16_t code, ByteView content) {
-  if (code == kOtaLogCode) return OtaPayload(random, content);
+  if (code == kOtaLogCode) {
+    return OtaPayload(random, content);
+  }
   return Bytes(content.begin(), content.end());
 }
 
@@ -61,7 +65,9 @@ std::uint64_t PacketTime(std::uint64_t number, cRandom& random) {
 cMixedScenario::cMixedScenario(const sStreamOptions& streamOptions) : options(streamOptions) {}
 
 std::vector<std::uint16_t> cMixedScenario::SendableCodes(const cMasks& masks) const {
-  if (options.logCodes.empty()) return masks.LogCodes();
+  if (options.logCodes.empty()) {
+    return masks.LogCodes();
+  }
   std::vector<std::uint16_t> codes;
   for (const std::uint16_t code : masks.LogCodes()) {
     if (std::find(options.logCodes.begin(), options.logCodes.end(), code) !=
@@ -122,7 +128,9 @@ sStreamPacket cMixedScenario::MakeLog(std::uint64_t number, cRandom& random,
     sStreamPacket made{
         "log", LogPacket(code, time, LogPayload(sameLayout, code, content)), {}, {}, {}};
     const std::size_t frame = FrameSizeBound(made.packet);
-    if (frame <= options.maxFrame || content.empty()) return made;
+    if (frame <= options.maxFrame || content.empty()) {
+      return made;
+    }
     // A byte of content takes one or two bytes of the frame.
     content.resize(content.size() - std::min(content.size(), (frame - options.maxFrame + 1) / 2));
   }
@@ -155,7 +163,9 @@ sStreamPacket cMixedScenario::MakeEvents(std::uint64_t number, cRandom& random,
     }
   }
   sStreamPacket made{"event", EventReport(events), {}, {}, {}};
-  for (const sEvent& event : events) made.events.push_back(SingleEvent(event));
+  for (const sEvent& event : events) {
+    made.events.push_back(SingleEvent(event));
+  }
   return made;
 }
 
@@ -176,8 +186,12 @@ sStreamPacket cMixedScenario::MakeMessage(std::uint64_t number, cRandom& random,
   const std::uint32_t hash = static_cast<std::uint32_t>(random.Next());
   // Terse and legacy messages are the rarer forms. The legacy one knows the levels 0 to 4 only.
   const std::size_t form = random.Below(8);
-  if (form == 0) return {"message", TerseMessage(message, hash), {}, {}, {}};
-  if (form == 1 && message.level <= 4) return {"message", LegacyMessage(message), {}, {}, {}};
+  if (form == 0) {
+    return {"message", TerseMessage(message, hash), {}, {}, {}};
+  }
+  if (form == 1 && message.level <= 4) {
+    return {"message", LegacyMessage(message), {}, {}, {}};
+  }
   return {"message", ExtendedMessage(message), {}, {}, {}};
 }
 

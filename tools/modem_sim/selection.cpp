@@ -14,14 +14,18 @@ std::optional<cSelection::sItem> cSelection::ParseItem(std::string_view text) {
   }
   if (text.ends_with('%')) {
     const auto percent = ParseDecimal(text.substr(0, text.size() - 1), 100);
-    if (!percent) return std::nullopt;
+    if (!percent) {
+      return std::nullopt;
+    }
     item.form = sItem::Probability;
     item.percent = *percent;
     return item;
   }
   if (text.starts_with("0x") || text.starts_with("0X")) {
     const auto command = ParseUnsigned<std::uint8_t>(text.substr(2), 16);
-    if (!command) return std::nullopt;
+    if (!command) {
+      return std::nullopt;
+    }
     item.form = sItem::Command;
     item.command = *command;
     return item;
@@ -30,7 +34,9 @@ std::optional<cSelection::sItem> cSelection::ParseItem(std::string_view text) {
   const auto first = ParseUnsigned<std::uint64_t>(text.substr(0, dash));
   const auto last =
       dash == std::string_view::npos ? first : ParseUnsigned<std::uint64_t>(text.substr(dash + 1));
-  if (!first || !last || *first > *last) return std::nullopt;
+  if (!first || !last || *first > *last) {
+    return std::nullopt;
+  }
   item.first = *first;
   item.last = *last;
   return item;
@@ -41,9 +47,13 @@ std::optional<cSelection> cSelection::Parse(std::string_view text) {
   while (true) {
     const std::size_t comma = text.find(',');
     const auto item = ParseItem(text.substr(0, comma));
-    if (!item) return std::nullopt;
+    if (!item) {
+      return std::nullopt;
+    }
     selection.items.push_back(*item);
-    if (comma == std::string_view::npos) return selection;
+    if (comma == std::string_view::npos) {
+      return selection;
+    }
     text.remove_prefix(comma + 1);
   }
 }

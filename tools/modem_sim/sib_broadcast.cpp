@@ -13,7 +13,9 @@ constexpr double kEndsWithoutLastPercent = 6;
 constexpr std::size_t kMaxListItems = 16;
 
 void PutRandomBits(cRandom& random, cBitString& bits, std::size_t count) {
-  for (std::size_t i = 0; i < count; ++i) bits.Put(static_cast<std::uint32_t>(random.Below(2)), 1);
+  for (std::size_t i = 0; i < count; ++i) {
+    bits.Put(static_cast<std::uint32_t>(random.Below(2)), 1);
+  }
 }
 
 bool IsLed(eSibChoice choice) {
@@ -133,8 +135,12 @@ cSibBroadcast::sHeard cSibBroadcast::Next(cRandom& random, bool delivered) {
     sSibMessage message = Compose(random, delivered && !lost);
     Commit(message);
     previous.reset();
-    if (lost) continue;
-    if (!delivered) return {std::move(message), {}};
+    if (lost) {
+      continue;
+    }
+    if (!delivered) {
+      return {std::move(message), {}};
+    }
     previous = message;
     return {*previous, listener.Hear(*previous)};
   }
@@ -153,7 +159,9 @@ sSibMessage cSibBroadcast::Compose(cRandom& random, bool startsAnything) {
     message.bearer = kBearers[random.Below(kBearers.size())];
     message.choice = static_cast<eSibChoice>(random.Between(kFirstSegment, kLastSegment));
     starting.reset();
-    if (AddParts(random, message, startsAnything)) return message;
+    if (AddParts(random, message, startsAnything)) {
+      return message;
+    }
   }
   // Whatever is under way, a list of complete blocks can always be sent.
   sSibMessage message;
@@ -166,14 +174,18 @@ sSibMessage cSibBroadcast::Compose(cRandom& random, bool startsAnything) {
 bool cSibBroadcast::AddParts(cRandom& random, sSibMessage& message, bool startsAnything) {
   std::size_t room = kMessageBits;
   if (IsLed(message.choice)) {
-    if (!AddContinuation(random, message)) return false;
+    if (!AddContinuation(random, message)) {
+      return false;
+    }
     const sSibMessage::sPart& part = message.parts.back();
     const std::size_t bits = part.block->ends[part.segment] - part.block->Begin(part.segment);
     room -= std::min(room, kShortHeadBits + bits);
   }
   const std::size_t forFirst = EndsWithFirst(message.choice) ? kShortHeadBits + 1 : 0;
   if (HasList(message.choice)) {
-    if (room < kListCountBits + kListItemHeadBits + 1 + forFirst) return false;
+    if (room < kListCountBits + kListItemHeadBits + 1 + forFirst) {
+      return false;
+    }
     room -= AddList(random, message, room - forFirst);
   }
   if (message.choice == kCompleteSib) {
@@ -195,7 +207,9 @@ bool cSibBroadcast::AddContinuation(cRandom& random, sSibMessage& message) const
       candidates.push_back(&block);
     }
   }
-  if (candidates.empty()) return false;
+  if (candidates.empty()) {
+    return false;
+  }
   const sUnderWay& chosen = *candidates[random.Below(candidates.size())];
   message.parts.push_back({chosen.block, chosen.NextSegment(), role});
   return true;
@@ -211,7 +225,9 @@ bool cSibBroadcast::AddFirst(cRandom& random, sSibMessage& message, std::size_t 
       candidates.push_back(key);
     }
   }
-  if (candidates.empty()) return false;
+  if (candidates.empty()) {
+    return false;
+  }
   const std::size_t bits = message.choice == kFirstSegment
                                ? kSegmentBits
                                : random.Between(1, std::min(kMaxShortBits, room - kShortHeadBits));
@@ -222,11 +238,17 @@ bool cSibBroadcast::AddFirst(cRandom& random, sSibMessage& message, std::size_t 
 
 void cSibBroadcast::Commit(const sSibMessage& message) {
   for (const sSibMessage::sPart& part : message.parts) {
-    if (part.role == eSibRole::Complete || part.role == eSibRole::First) continue;
+    if (part.role == eSibRole::Complete || part.role == eSibRole::First) {
+      continue;
+    }
     const auto block = underWay.find(part.block->Key());
-    if (++block->second.sent == block->second.order.size()) underWay.erase(block);
+    if (++block->second.sent == block->second.order.size()) {
+      underWay.erase(block);
+    }
   }
-  if (starting && !starting->order.empty()) underWay[starting->block->Key()] = *starting;
+  if (starting && !starting->order.empty()) {
+    underWay[starting->block->Key()] = *starting;
+  }
   starting.reset();
 }
 

@@ -14,12 +14,16 @@ std::vector<Bytes> cSibListener::Hear(const sSibMessage& message) {
 }
 
 bool cSibListener::HearPart(const sSibMessage::sPart& part) {
-  if (part.role == eSibRole::Complete) return true;
+  if (part.role == eSibRole::Complete) {
+    return true;
+  }
   const SibKey key = part.block->Key();
   const std::size_t segments = part.block->ends.size();
   if (part.role == eSibRole::First) {
     // A block of one segment leaves alone what else there is under its key.
-    if (segments == 1) return true;
+    if (segments == 1) {
+      return true;
+    }
     progress[key] = {part.block, 1};
     ended[key] = false;
     return false;
@@ -28,8 +32,12 @@ bool cSibListener::HearPart(const sSibMessage::sPart& part) {
   const bool inOrder = entry != progress.end() && entry->second.block == part.block &&
                        entry->second.next == part.segment;
   const bool complete = inOrder && part.segment + 1 == segments;
-  if (inOrder) ++entry->second.next;
-  if (entry != progress.end() && (!inOrder || complete)) progress.erase(entry);
+  if (inOrder) {
+    ++entry->second.next;
+  }
+  if (entry != progress.end() && (!inOrder || complete)) {
+    progress.erase(entry);
+  }
   // Whatever a host had of a block, its last segment makes an end of it.
   if (part.role == eSibRole::Last) {
     progress.erase(key);

@@ -24,11 +24,15 @@ void PutFromOne(cBitString& bits, std::size_t value, unsigned count) {
 
 void PutPiece(cBitString& bits, eSibChoice choice, const sSibPiece& piece) {
   bits.Put(piece.sibType, kTypeBits);
-  if (piece.role == eSibRole::First) PutFromOne(bits, piece.segments, kCountBits);
+  if (piece.role == eSibRole::First) {
+    PutFromOne(bits, piece.segments, kCountBits);
+  }
   if (piece.role == eSibRole::Subsequent || piece.role == eSibRole::Last) {
     PutFromOne(bits, piece.index, kCountBits);
   }
-  if (!IsFixed(choice)) PutFromOne(bits, piece.data.Size(), kLengthBits);
+  if (!IsFixed(choice)) {
+    PutFromOne(bits, piece.data.Size(), kLengthBits);
+  }
   bits.Append(piece.data, 0, piece.data.Size());
 }
 
@@ -45,17 +49,23 @@ void PutStart(cBitString& bits, eSibChannel channel, unsigned choice, unsigned f
 }  // namespace
 
 void cBitString::Put(std::uint32_t value, unsigned count) {
-  for (unsigned i = count; i > 0; --i) bits.push_back(value >> (i - 1) & 1);
+  for (unsigned i = count; i > 0; --i) {
+    bits.push_back(value >> (i - 1) & 1);
+  }
 }
 
 void cBitString::Append(const cBitString& source, std::size_t from, std::size_t count) {
-  for (std::size_t i = 0; i < count; ++i) bits.push_back(source.bits[from + i]);
+  for (std::size_t i = 0; i < count; ++i) {
+    bits.push_back(source.bits[from + i]);
+  }
 }
 
 Bytes cBitString::Packed() const {
   Bytes bytes((bits.size() + 7) / 8, 0);
   for (std::size_t i = 0; i < bits.size(); ++i) {
-    if (bits[i]) bytes[i / 8] = static_cast<std::uint8_t>(bytes[i / 8] | 0x80U >> (i % 8));
+    if (bits[i]) {
+      bytes[i / 8] = static_cast<std::uint8_t>(bytes[i / 8] | 0x80U >> (i % 8));
+    }
   }
   return bytes;
 }
@@ -81,7 +91,9 @@ Bytes EncodeSibMessage(eSibChannel channel, eSibChoice choice, unsigned frame,
     PutPiece(bits, choice, piece);
   }
   // The channel sends messages of one size: padding fills up what is not used.
-  while (bits.Size() < start + kMessageBits) bits.Put(0, 1);
+  while (bits.Size() < start + kMessageBits) {
+    bits.Put(0, 1);
+  }
   return bits.Packed();
 }
 

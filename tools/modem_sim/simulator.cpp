@@ -34,7 +34,9 @@ bool cSimulator::Run(int commandFd, int signalFd) {
   signals = signalFd;
   Plug();
   while (!done) {
-    if (!report.Flush()) return false;
+    if (!report.Flush()) {
+      return false;
+    }
     Wait(Clock::now());
     Step(Clock::now());
   }
@@ -50,11 +52,15 @@ bool cSimulator::Run(int commandFd, int signalFd) {
 
 void cSimulator::Step(Clock::time_point now) {
   if (!connection) {
-    if (returnAt && now >= *returnAt) Plug();
+    if (returnAt && now >= *returnAt) {
+      Plug();
+    }
     return;
   }
   bool lineIsGood = connection->Serve(now);
-  if (connection->TakeHostGone()) scenario->HostGone();
+  if (connection->TakeHostGone()) {
+    scenario->HostGone();
+  }
   if (lineIsGood && MayStream(now)) {
     Stream(now);
     lineIsGood = connection->Serve(now);
@@ -69,8 +75,12 @@ void cSimulator::Step(Clock::time_point now) {
 }
 
 bool cSimulator::MayStream(Clock::time_point now) const {
-  if (!connection || departure || paused || stream != eStream::Running) return false;
-  if (!connection->HasHost() || !scenario->CanSend(connection->Masks())) return false;
+  if (!connection || departure || paused || stream != eStream::Running) {
+    return false;
+  }
+  if (!connection->HasHost() || !scenario->CanSend(connection->Masks())) {
+    return false;
+  }
   const auto quietSince = connection->QuietSince();
   return options.settle.count() == 0 || (quietSince && now >= *quietSince + options.settle);
 }
@@ -97,7 +107,9 @@ void cSimulator::SendNext(Clock::time_point now) {
     nextPacketDue += std::chrono::duration_cast<Clock::duration>(
         std::chrono::duration<double>(1 / options.rate));
   }
-  if (packetFaults.hangUp) Depart(now, false, options.returnAfter);
+  if (packetFaults.hangUp) {
+    Depart(now, false, options.returnAfter);
+  }
 }
 
 void cSimulator::EndStreamIfDue(Clock::time_point now) {
@@ -105,15 +117,21 @@ void cSimulator::EndStreamIfDue(Clock::time_point now) {
     const bool enough = options.count > 0 && nextNumber >= options.count;
     const bool longEnough =
         options.duration.count() > 0 && streamStart && now >= *streamStart + options.duration;
-    if (!enough && !longEnough) return;
+    if (!enough && !longEnough) {
+      return;
+    }
     stream = eStream::Ended;
-    if (connection) connection->LetGo();
+    if (connection) {
+      connection->LetGo();
+    }
   }
   // It has ended once its last packet is out, which then is in the report.
   if (stream == eStream::Ended && (!connection || connection->Queued() == 0)) {
     stream = eStream::Reported;
     report.Event("stream-end", {{"packets", nextNumber}});
-    if (options.then == eAfterStream::Idle) return;
+    if (options.then == eAfterStream::Idle) {
+      return;
+    }
     if (connection) {
       Depart(now, options.then == eAfterStream::Quit, std::nullopt);
     } else {
@@ -141,33 +159,45 @@ void cSimulator::FinishDeparture(Clock::time_point now, bool drained) {
   const unsigned number = connection->Number();
   connection.reset();
   // What was not read is lost, with the parts of a story that it told.
-  if (!drained) scenario->HostGone();
+  if (!drained) {
+    scenario->HostGone();
+  }
   report.Event("unplugged", {{"connection", number}, {"drained", drained}});
   done = done || finished.quit;
-  if (finished.returnAfter) returnAt = now + *finished.returnAfter;
+  if (finished.returnAfter) {
+    returnAt = now + *finished.returnAfter;
+  }
 }
 
 int cSimulator::WaitMilliseconds(Clock::time_point now) const {
   std::optional<Clock::time_point> due = returnAt;
   const auto consider = [&due](std::optional<Clock::time_point> time) {
-    if (time && (!due || *time < *due)) due = time;
+    if (time && (!due || *time < *due)) {
+      due = time;
+    }
   };
   if (connection) {
     consider(connection->NextDue(now));
-    if (departure) consider(now + kDepartureLooks);
+    if (departure) {
+      consider(now + kDepartureLooks);
+    }
     const bool hasRoom = connection->Queued() < kQueueLimit;
     if (MayStream(now) && hasRoom) {
       consider(options.rate == 0 ? now : nextPacketDue);
     } else if (const auto quietSince = connection->QuietSince(); quietSince && hasRoom) {
       // The stream may begin, or go on, when things have settled.
       const Clock::time_point settled = *quietSince + options.settle;
-      if (settled > now) consider(settled);
+      if (settled > now) {
+        consider(settled);
+      }
     }
     if (stream == eStream::Running && streamStart && options.duration.count() > 0) {
       consider(*streamStart + options.duration);
     }
   }
-  if (!due) return -1;
+  if (!due) {
+    return -1;
+  }
   const auto wait = std::chrono::ceil<milliseconds>(*due - now).count();
   return static_cast<int>(std::clamp<std::int64_t>(wait, 0, 60000));
 }
@@ -177,12 +207,20 @@ void cSimulator::Wait(Clock::time_point now) {
       {{signals, POLLIN, 0}, {commands, POLLIN, 0}, {-1, POLLIN, 0}, {-1, POLLIN, 0}}};
   if (connection) {
     ready[2].fd = connection->MasterFd();
-    if (connection->WantsToWrite(now)) ready[2].events = POLLIN | POLLOUT;
+    if (connection->WantsToWrite(now)) {
+      ready[2].events = POLLIN | POLLOUT;
+    }
     ready[3].fd = connection->WatchFd();
   }
-  if (::poll(ready.data(), ready.size(), WaitMilliseconds(now)) < 0) return;
-  if (ready[0].revents != 0) TakeSignals();
-  if (ready[1].revents != 0) TakeCommands();
+  if (::poll(ready.data(), ready.size(), WaitMilliseconds(now)) < 0) {
+    return;
+  }
+  if (ready[0].revents != 0) {
+    TakeSignals();
+  }
+  if (ready[1].revents != 0) {
+    TakeCommands();
+  }
 }
 
 void cSimulator::TakeSignals() {
@@ -208,7 +246,9 @@ void cSimulator::TakeCommands() {
   }
   std::vector<sCommand> given;
   commandReader.Push(std::string_view(text.data(), static_cast<std::size_t>(count)), given);
-  for (const sCommand& command : given) Obey(command);
+  for (const sCommand& command : given) {
+    Obey(command);
+  }
 }
 
 void cSimulator::Obey(const sCommand& command) {
@@ -221,7 +261,9 @@ std::string cSimulator::Carry(const sCommand& command, Clock::time_point now) {
     case sCommand::Unknown:
       return "unknown command";
     case sCommand::Plug:
-      if (connection) return "already plugged in";
+      if (connection) {
+        return "already plugged in";
+      }
       Plug();
       return "ok";
     case sCommand::Pause:
@@ -233,11 +275,15 @@ std::string cSimulator::Carry(const sCommand& command, Clock::time_point now) {
     case sCommand::ReplyHold:
     case sCommand::ReplyRelease:
       holdReplies = command.verb == sCommand::ReplyHold;
-      if (connection) connection->HoldReplies(holdReplies);
+      if (connection) {
+        connection->HoldReplies(holdReplies);
+      }
       return "ok";
     case sCommand::Quit:
       done = !connection;
-      if (connection) Depart(now, true, std::nullopt);
+      if (connection) {
+        Depart(now, true, std::nullopt);
+      }
       return "ok";
     default:
       return connection ? CarryOnLine(command, now) : "not plugged in";

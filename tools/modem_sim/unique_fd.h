@@ -24,7 +24,9 @@ class cUniqueFd {
   [[nodiscard]] int Get() const { return fd; }
   [[nodiscard]] bool IsOpen() const { return fd >= 0; }
   void Reset() {
-    if (fd >= 0) ::close(fd);
+    if (fd >= 0) {
+      ::close(fd);
+    }
     fd = -1;
   }
 

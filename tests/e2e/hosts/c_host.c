@@ -6,8 +6,12 @@
 #include <corvane.h>
 
 int main(int argc, char** argv) {
-  if (argc != 4) return 2;
-  if (!CorvaneStart(argv[1], argv[2], argv[3])) return 1;
+  if (argc != 4) {
+    return 2;
+  }
+  if (!CorvaneStart(argv[1], argv[2], argv[3])) {
+    return 1;
+  }
   CorvaneStop();
   return 0;
 }

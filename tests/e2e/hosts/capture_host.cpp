@@ -46,7 +46,9 @@ std::string RunChild(const std::vector<std::string>& arguments) {
   char self[MAX_PATH] = {};
   GetModuleFileNameA(nullptr, self, MAX_PATH);
   std::string line = std::string("\"") + self + "\"";
-  for (const std::string& argument : arguments) line += " \"" + argument + "\"";
+  for (const std::string& argument : arguments) {
+    line += " \"" + argument + "\"";
+  }
 
   STARTUPINFOA startup{};
   startup.cb = sizeof startup;
@@ -69,7 +71,9 @@ std::string RunChild(const std::vector<std::string>& arguments) {
 
 int main(int argc, char** argv) {
   corvane::test::UnbufferOutput();
-  if (argc != 2 && argc != 5) return 2;
+  if (argc != 2 && argc != 5) {
+    return 2;
+  }
   corvane::cOwnedHandle<sLibrary> library(LoadLibraryA(argv[1]));
   if (!library) {
     Say("not loaded: error " + std::to_string(GetLastError()));
@@ -77,7 +81,9 @@ int main(int argc, char** argv) {
   }
   const auto start = Find<tCorvaneStart>(library.Get(), "CorvaneStart");
   const auto stop = Find<tCorvaneStop>(library.Get(), "CorvaneStop");
-  if (start == nullptr || stop == nullptr) return 4;
+  if (start == nullptr || stop == nullptr) {
+    return 4;
+  }
 
   if (argc == 5) {
     const bool started = start(Argument(argv[2]), Argument(argv[3]), Argument(argv[4]));

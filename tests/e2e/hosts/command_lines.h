@@ -14,11 +14,19 @@ namespace corvane::test {
 inline std::vector<std::string> NextCommand() {
   std::string line;
   std::vector<std::string> fields;
-  if (!std::getline(std::cin, line)) return fields;
-  if (!line.empty() && line.back() == '\r') line.pop_back();
+  if (!std::getline(std::cin, line)) {
+    return fields;
+  }
+  if (!line.empty() && line.back() == '\r') {
+    line.pop_back();
+  }
   std::istringstream parts(line);
-  for (std::string field; std::getline(parts, field, '\t');) fields.push_back(field);
-  if (fields.empty()) fields.emplace_back();
+  for (std::string field; std::getline(parts, field, '\t');) {
+    fields.push_back(field);
+  }
+  if (fields.empty()) {
+    fields.emplace_back();
+  }
   return fields;
 }
 

@@ -25,7 +25,9 @@ LSTATUS OpenOrCreate(const std::string& path, cRegistryKey& key) {
   HKEY opened = nullptr;
   const LSTATUS result = RegCreateKeyExA(HKEY_LOCAL_MACHINE, path.c_str(), 0, nullptr, 0, KEY_WRITE,
                                          nullptr, &opened, nullptr);
-  if (result == ERROR_SUCCESS) key.Reset(opened);
+  if (result == ERROR_SUCCESS) {
+    key.Reset(opened);
+  }
   return result;
 }
 
@@ -33,7 +35,9 @@ LSTATUS SetValue(const std::string& path, const std::string& name, DWORD type, c
                  std::size_t size) {
   cRegistryKey key;
   const LSTATUS result = OpenOrCreate(path, key);
-  if (result != ERROR_SUCCESS) return result;
+  if (result != ERROR_SUCCESS) {
+    return result;
+  }
   return RegSetValueExA(key.Get(), name.c_str(), 0, type, static_cast<const BYTE*>(bytes),
                         static_cast<DWORD>(size));
 }
