@@ -5,6 +5,7 @@
 #include <limits>
 #include <mutex>
 #include <new>
+#include <tuple>
 #include <utility>
 
 #include "capture/event_report.h"
@@ -114,14 +115,14 @@ void cISFStore::Attach(std::unique_ptr<std::ofstream> stream) {
   std::array<std::uint8_t, isf::kHeaderSize> header{};
   Store32(header.data(), isf::kHeaderMagic);
   // A header that cannot be written leaves the stream failed, so that every item is refused.
-  static_cast<void>(WriteAt(0, header.data(), header.size()));
+  std::ignore = WriteAt(0, header.data(), header.size());
 }
 
 void cISFStore::Close() {
   const std::lock_guard guard(storeLock);
   if (file != nullptr) {
     // On a failed stream nothing is written: the file ends without index and trailer.
-    static_cast<void>(WriteIndexAndTrailer());
+    std::ignore = WriteIndexAndTrailer();
     file->close();
     file.reset();
   }
@@ -249,12 +250,12 @@ void cISFStore::AddEvents(const sSharedBuffer& report) {
     // Of a report that breaks off midway nothing is recorded, and the events before the break are
     // let go without a release: a broken report costs their memory for the life of the process.
     for (cBufferReference& event : events) {
-      static_cast<void>(event.Detach());
+      std::ignore = event.Detach();
     }
     return;
   }
   for (cBufferReference& event : events) {
-    static_cast<void>(AddItem(event.Get(), isf::kEventItem));
+    std::ignore = AddItem(event.Get(), isf::kEventItem);
     event = {};
   }
 }

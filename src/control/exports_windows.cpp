@@ -2,6 +2,7 @@
 #include <windows.h>
 
 #include <cstdint>
+#include <tuple>
 
 #include "control/process_state_windows.h"
 #include "control/session_thread_windows.h"
@@ -38,7 +39,7 @@ void StopSessionThread() {
 // has failed to start.
 bool StartSessionThread() {
   const std::uintptr_t started = _beginthreadex(nullptr, 0, SessionThread, DeviceName, 0, nullptr);
-  static_cast<void>(sessionThread.Detach());
+  std::ignore = sessionThread.Detach();
   sessionThread.Reset(reinterpret_cast<HANDLE>(started));
   return static_cast<bool>(sessionThread);
 }

@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include <new>
+#include <tuple>
 
 #include "capture/connection.h"
 #include "capture/session.h"
@@ -23,7 +24,7 @@ bool RunCapture(cCaptureSession& session) {
   if (opened) {
     SetEvent(StartedEvent.Get());
     WaitForSingleObject(StopEvent.Get(), INFINITE);
-    static_cast<void>(SetDevice(session, nullptr));
+    std::ignore = SetDevice(session, nullptr);
   }
   session.capturing = false;
   session.Close();
@@ -33,7 +34,7 @@ bool RunCapture(cCaptureSession& session) {
 // The first part of the session's end; the destructors of its members, in the reverse of their
 // order, are the rest.
 void DestroySession(cCaptureSession& session) {
-  static_cast<void>(SetDevice(session, nullptr));
+  std::ignore = SetDevice(session, nullptr);
   ClearRequests(session);
 }
 

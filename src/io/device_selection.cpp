@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <tuple>
 
 #include "capture/connection.h"
 #include "capture/session.h"
@@ -68,7 +69,7 @@ bool OpenDevice(cCaptureSession& session, const char* deviceName) {
                                                               &session, OnDisconnected, &session)) {
     return true;
   }
-  static_cast<void>(SetDevice(session, nullptr));
+  std::ignore = SetDevice(session, nullptr);
   return false;
 }
 

@@ -4,6 +4,7 @@
 
 #include <new>
 #include <span>
+#include <tuple>
 #include <utility>
 
 #include "io/com_objects.h"
@@ -252,7 +253,7 @@ void cQMBEIO::EndLateSession() {
   if (sessionOpen.exchange(0) == 0 || onDisconnected == nullptr) {
     return;
   }
-  static_cast<void>(AskForTheSessionsEnd());
+  std::ignore = AskForTheSessionsEnd();
   onDisconnected(disconnectedContext);
 }
 
@@ -385,7 +386,7 @@ HRESULT STDMETHODCALLTYPE cQMBEIO::OnInterfaceStateChange(
       // Also while a session is open: then another one is asked for, and its opening is reported
       // again. When that fails the transport is left with the last service it tried, whose
       // completions alone count, and the next arrival tries again.
-      static_cast<void>(OpenService(interfaceId.Get()));
+      std::ignore = OpenService(interfaceId.Get());
       break;
   }
   return S_OK;

@@ -1,3 +1,4 @@
+#include <tuple>
 #include <utility>
 
 #include "capture/isf_store.h"
@@ -14,7 +15,7 @@ void ProcessOtaLogItem(cISFStore& store, sSharedBuffer& item, std::uint64_t arri
   for (sOwnedBuffer& packet : DecodeOtaPacket(store.SibAssemblies(), item, *diagTimestamp)) {
     const cBufferReference held(std::move(packet));
     // A block that could not be written is missing from the file; the ones after it are tried.
-    static_cast<void>(store.AddItem(held.Get(), kAutomaticType));
+    std::ignore = store.AddItem(held.Get(), kAutomaticType);
   }
 }
 

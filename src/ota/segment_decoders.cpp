@@ -1,5 +1,7 @@
 #include "ota/segment_decoders.h"
 
+#include <tuple>
+
 #include "ota/segment_pieces.h"
 
 namespace corvane {
@@ -38,7 +40,7 @@ SibPacketList DecodeLastAndComplete(SibAssemblyMap& assemblyMap, const sOtaPacke
                                     std::uint64_t diagTimestamp) {
   cSegmentPieces message(assemblyMap, packet, diagTimestamp);
   if (message.LeadingLastSegment()) {
-    static_cast<void>(message.CompleteSibList());
+    std::ignore = message.CompleteSibList();
   }
   return message.TakePackets();
 }
@@ -55,7 +57,7 @@ SibPacketList DecodeLastAndCompleteAndFirst(SibAssemblyMap& assemblyMap, const s
 SibPacketList DecodeCompleteSibList(SibAssemblyMap& assemblyMap, const sOtaPacket& packet,
                                     std::uint64_t diagTimestamp) {
   cSegmentPieces message(assemblyMap, packet, diagTimestamp);
-  static_cast<void>(message.CompleteSibList());
+  std::ignore = message.CompleteSibList();
   return message.TakePackets();
 }
 

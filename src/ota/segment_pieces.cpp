@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <new>
+#include <tuple>
 #include <utility>
 
 #include "platform/error_codes.h"
@@ -136,7 +137,7 @@ void cSegmentPieces::CompleteSib() {
     return;
   }
   // A block that is cut short is not collected, and nothing follows it.
-  static_cast<void>(EmitComplete(*sibType, kCompleteSibBits));
+  std::ignore = EmitComplete(*sibType, kCompleteSibBits);
 }
 
 SibPacketList cSegmentPieces::TakePackets() { return std::move(packets); }
@@ -236,7 +237,7 @@ void cSegmentPieces::FinishBlock(std::uint8_t sibType,
   if (entry == assemblyMap.end()) {
     return;
   }
-  static_cast<void>(AppendSegment(entry->second, header));
+  std::ignore = AppendSegment(entry->second, header);
   assemblyMap.erase(entry);
 }
 

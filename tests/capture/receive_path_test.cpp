@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
 #include <vector>
 
 #include "capture/connection.h"
@@ -250,7 +251,7 @@ TEST_F(OnDeviceDataTest, StreamingPacketsNeverReleaseTheNextRequest) {
   Push({0x00});
   OnDeviceData(&session, nullptr);
   for (const int code : {0x10, 0x1F, 0x60, 0x74, 0x79, 0x92}) {
-    static_cast<void>(Deliver(Framed({static_cast<std::uint8_t>(code), 1, 2, 3})));
+    std::ignore = Deliver(Framed({static_cast<std::uint8_t>(code), 1, 2, 3}));
     EXPECT_EQ(broadband.writes.size(), 1U) << code;
     EXPECT_EQ(session.outstanding, 1U) << code;
   }

@@ -9,6 +9,7 @@
 #include <optional>
 #include <random>
 #include <stdexcept>
+#include <tuple>
 #include <utility>
 
 #include "capture/connection.h"
@@ -187,7 +188,7 @@ cPrinted::cPrinted() { testing::internal::CaptureStdout(); }
 
 cPrinted::~cPrinted() {
   if (!taken) {
-    static_cast<void>(Take());
+    std::ignore = Take();
   }
 }
 

@@ -10,6 +10,7 @@
 #include <iterator>
 #include <optional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "capture/isf_format.h"
@@ -410,7 +411,7 @@ TEST_F(Control, WhereverMemoryRunsOutASetUpFailsAndGivesEverythingBack) {
   bool somethingFailed = false;
   for (std::uint32_t nth = 1;; ++nth) {
     cAllocationFailure failure(eHeap::New, nth);
-    static_cast<void>(SessionThread(nullptr));
+    std::ignore = SessionThread(nullptr);
     if (!failure.Disarm()) {
       break;
     }

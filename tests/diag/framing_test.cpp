@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <tuple>
 
 #include "diag/hdlc.h"
 #include "diag/packets.h"
@@ -69,7 +70,7 @@ TEST(FramingTest, TheFrameCarriesTheOriginOfThePacket) {
 TEST(FramingTest, ThePacketIsLeftUntouched) {
   const tByteVector payload = {0x7E, 0x7D, 0x00};
   const sOwnedBuffer packet = MakePacket(payload);
-  (void)FramePacket(packet.get());
+  std::ignore = FramePacket(packet.get());
   EXPECT_EQ(ContentOf(packet), payload);
   EXPECT_EQ(packet->refCount, 0U);
 }

@@ -6,6 +6,7 @@
 #include <new>
 #include <string>
 #include <string_view>
+#include <tuple>
 
 #include "support/failing_allocation.h"
 
@@ -192,10 +193,10 @@ TEST(MaskListsTest, AnAllocationFailurePassesThroughEachParserAndLosesNoMemory) 
     cAllocationFailure failure(eHeap::New, failures + 1);
     bool thrown = false;
     try {
-      (void)ParseEventIDs(text);
-      (void)ParseLogCodes(text);
-      (void)ParseOTATypes(text);
-      (void)ParseMessageLevels(text);
+      std::ignore = ParseEventIDs(text);
+      std::ignore = ParseLogCodes(text);
+      std::ignore = ParseOTATypes(text);
+      std::ignore = ParseMessageLevels(text);
     } catch (const std::bad_alloc&) {
       thrown = true;
     }

@@ -6,6 +6,7 @@
 #include <new>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <vector>
 
 #include "support/failing_allocation.h"
@@ -119,7 +120,7 @@ TEST(SectionItemsTest, AnAllocationFailurePassesThroughAndLosesNoMemory) {
     cAllocationFailure failure(eHeap::New, failures + 1);
     bool thrown = false;
     try {
-      (void)ExtractSectionItems(text, "LogCodes");
+      std::ignore = ExtractSectionItems(text, "LogCodes");
     } catch (const std::bad_alloc&) {
       thrown = true;
     }

@@ -2,6 +2,7 @@
 
 #include <string>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 #include "io/qmbe_fixture_windows.h"
@@ -399,8 +400,7 @@ TEST(QmbeOpenDeathTest, ANameOf64CharactersEndsTheProcess) {
   const auto open = [] {
     auto* const transport = new cQMBEIO;
     transport->AddRef();
-    static_cast<void>(
-        transport->Open(std::string(64, 'a').c_str(), nullptr, nullptr, nullptr, nullptr));
+    std::ignore = transport->Open(std::string(64, 'a').c_str(), nullptr, nullptr, nullptr, nullptr);
   };
   EXPECT_EXIT(open(), IsEndOfOverlongCopy, "");
 }

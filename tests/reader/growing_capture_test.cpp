@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <tuple>
 
 #include "reader/capture_builder.h"
 #include "reader/capture_file.h"
@@ -278,7 +279,7 @@ TEST(GrowingCaptureTest, AFileThatBecameShorterIsDamaged) {
     opened.file->Refresh();
     EXPECT_EQ(opened.file->State(), eCaptureState::Damaged) << length;
     for (std::uint64_t number = 0; number < opened.file->ItemCount(); ++number) {
-      (void)opened.file->ReadItem(number, item);
+      std::ignore = opened.file->ReadItem(number, item);
     }
   }
   bytes->resize(0);

@@ -1,6 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "modem_sim/diag_packets.h"
 #include "modem_sim/faults.h"
 #include "modem_sim/hdlc_peer.h"
@@ -254,12 +256,12 @@ TEST_F(ModemSimOutputQueueTest, ACutEndsAWriteAndTheNextWaitsForTheGap) {
   queue.Push(Bytes{1, 2, 3}, 10, {1, 2}, false);
   EXPECT_THAT(Copy(queue.Ready(now)), ElementsAre(1));
   EXPECT_EQ(queue.NextDue(now), std::nullopt);
-  (void)queue.Written(1, now);
+  std::ignore = queue.Written(1, now);
   EXPECT_THAT(queue.Ready(now), IsEmpty());
   EXPECT_EQ(queue.NextDue(now), now + milliseconds(5));
   now += milliseconds(5);
   EXPECT_THAT(Copy(queue.Ready(now)), ElementsAre(2));
-  (void)queue.Written(1, now);
+  std::ignore = queue.Written(1, now);
   now += milliseconds(5);
   EXPECT_THAT(queue.Written(queue.Ready(now).size(), now), ElementsAre(10));
 }
@@ -291,7 +293,7 @@ TEST_F(ModemSimOutputQueueTest, ChunksHaveTheSizesThatWereAskedFor) {
     EXPECT_GE(size, total + 5 >= 1000 ? 1U : 2U);
     EXPECT_LE(size, 5U);
     total += size;
-    (void)queue.Written(size, now);
+    std::ignore = queue.Written(size, now);
     EXPECT_THAT(queue.Ready(now), IsEmpty());
     now += milliseconds(1);
   }
@@ -313,13 +315,13 @@ TEST_F(ModemSimOutputQueueTest, ManyBytesPassThroughUnchanged) {
     const ByteView ready = queue.Ready(now);
     const std::size_t taken = random.Below(ready.size() + 1);
     AppendBytes(arrived, ready.first(taken));
-    (void)queue.Written(taken, now);
+    std::ignore = queue.Written(taken, now);
   }
   queue.Release();
   while (queue.Size() > 0) {
     const ByteView ready = queue.Ready(now);
     AppendBytes(arrived, ready);
-    (void)queue.Written(ready.size(), now);
+    std::ignore = queue.Written(ready.size(), now);
   }
   EXPECT_EQ(arrived, sent);
 }

@@ -1,6 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "modem_sim/diag_packets.h"
 #include "modem_sim/modem.h"
 
@@ -78,15 +80,15 @@ TEST_F(ModemSimModemTest, ALogMaskSwitchesOnItsItemsAndIsRepeatedInTheAnswer) {
 }
 
 TEST_F(ModemSimModemTest, ALogMaskReplacesItsEquipmentIdOnly) {
-  (void)Answer(LogMaskRequest(4, {0x12F}));
-  (void)Answer(LogMaskRequest(1, {0x234}));
+  std::ignore = Answer(LogMaskRequest(4, {0x12F}));
+  std::ignore = Answer(LogMaskRequest(1, {0x234}));
   EXPECT_THAT(modem.Masks().LogCodes(), ElementsAre(0x1234, 0x412F));
-  (void)Answer(LogMaskRequest(4, {1}));
+  std::ignore = Answer(LogMaskRequest(4, {1}));
   EXPECT_THAT(modem.Masks().LogCodes(), ElementsAre(0x1234, 0x4001));
 }
 
 TEST_F(ModemSimModemTest, LogMasksCanBeDisabledAndReadBack) {
-  (void)Answer(LogMaskRequest(1, {8}));
+  std::ignore = Answer(LogMaskRequest(1, {8}));
   const Bytes mask = Answer(Hex("73000000 04000000 01000000"));
   ASSERT_EQ(mask.size(), 20U + 512U);
   EXPECT_EQ(mask[21], 1);
@@ -100,15 +102,15 @@ TEST_F(ModemSimModemTest, AnEventMaskCountsOnlyWhileReportingIsOn) {
             "8200000"
             "00a000102");
   EXPECT_THAT(modem.Masks().EventIds(), IsEmpty());
-  (void)AnswerHex("6001");
+  std::ignore = AnswerHex("6001");
   EXPECT_THAT(modem.Masks().EventIds(), ElementsAre(0, 9));
-  (void)AnswerHex("6000");
+  std::ignore = AnswerHex("6000");
   EXPECT_THAT(modem.Masks().EventIds(), IsEmpty());
 }
 
 TEST_F(ModemSimModemTest, AnEventMaskOfAllZerosSwitchesEveryEventOff) {
-  (void)AnswerHex("6001");
-  (void)AnswerHex("82000000 0a00 0102");
+  std::ignore = AnswerHex("6001");
+  std::ignore = AnswerHex("82000000 0a00 0102");
   Bytes request = Hex("82000000 0110");
   request.resize(6 + 513, 0);
   EXPECT_EQ(Answer(request).size(), request.size());
@@ -116,22 +118,22 @@ TEST_F(ModemSimModemTest, AnEventMaskOfAllZerosSwitchesEveryEventOff) {
 }
 
 TEST_F(ModemSimModemTest, EventBitsBehindTheCountAreNotLookedAt) {
-  (void)AnswerHex("6001");
-  (void)AnswerHex("82000000 0200 ffff");
+  std::ignore = AnswerHex("6001");
+  std::ignore = AnswerHex("82000000 0200 ffff");
   EXPECT_THAT(modem.Masks().EventIds(), ElementsAre(0, 1));
 }
 
 TEST_F(ModemSimModemTest, EventIdsThatDoNotFitOnTheWireArePassedOver) {
-  (void)AnswerHex("6001");
+  std::ignore = AnswerHex("6001");
   Bytes request = Hex("82000000 0820");
   request.resize(6 + 0x2008 / 8, 0xFF);
-  (void)Answer(request);
+  std::ignore = Answer(request);
   ASSERT_EQ(modem.Masks().EventIds().size(), 4096U);
   EXPECT_EQ(modem.Masks().EventIds().back(), 4095);
 }
 
 TEST_F(ModemSimModemTest, TheEventMaskCanBeReadBack) {
-  (void)AnswerHex("82000000 0a00 0102");
+  std::ignore = AnswerHex("82000000 0a00 0102");
   const Bytes answer = Answer(Hex("81"));
   EXPECT_EQ(ToHex(ByteView(answer).first(8)), "8100000000100102");
 }
@@ -140,7 +142,7 @@ TEST_F(ModemSimModemTest, MessageLevelsSwitchOnEachLevelOfEachSubsystem) {
   EXPECT_EQ(AnswerHex("7d04 0500 0500 0000 09000000"), "7d0405000500010009000000");
   EXPECT_THAT(modem.Masks().MessageSources(),
               ElementsAre(sMessageSource{5, 0}, sMessageSource{5, 3}));
-  (void)AnswerHex("7d04 0500 0600 0000 00000000 00000080");
+  std::ignore = AnswerHex("7d04 0500 0600 0000 00000000 00000080");
   EXPECT_THAT(modem.Masks().MessageSources(), ElementsAre(sMessageSource{6, 31}));
 }
 
@@ -154,7 +156,7 @@ TEST_F(ModemSimModemTest, TheWholeRangeOfSubsystemsCanBeSet) {
 }
 
 TEST_F(ModemSimModemTest, AllLevelsSetsEverySubsystemOfTheModem) {
-  (void)AnswerHex("7d04 ff7f ff7f 0000 01000000");
+  std::ignore = AnswerHex("7d04 ff7f ff7f 0000 01000000");
   EXPECT_EQ(AnswerHex("7d05 0000 02000000"), "7d05010002000000");
   EXPECT_FALSE(modem.Masks().MessageSources().empty());
   for (const sMessageSource& source : modem.Masks().MessageSources()) {
@@ -165,7 +167,7 @@ TEST_F(ModemSimModemTest, AllLevelsSetsEverySubsystemOfTheModem) {
 }
 
 TEST_F(ModemSimModemTest, MessageLevelsCanBeReadBack) {
-  (void)AnswerHex("7d04 0500 0500 0000 09000000");
+  std::ignore = AnswerHex("7d04 0500 0500 0000 09000000");
   EXPECT_EQ(AnswerHex("7d03 0500 0600"),
             "7d03050006000100"
             "0900000000000000");
@@ -222,9 +224,9 @@ TEST_F(ModemSimModemTest, EveryCommandByteGetsAnAnswer) {
 }
 
 TEST_F(ModemSimModemTest, AForgottenHostLeavesNothingOn) {
-  (void)AnswerHex("6001");
-  (void)AnswerHex("82000000 0a00 0102");
-  (void)Answer(LogMaskRequest(1, {8}));
+  std::ignore = AnswerHex("6001");
+  std::ignore = AnswerHex("82000000 0a00 0102");
+  std::ignore = Answer(LogMaskRequest(1, {8}));
   modem.Forget();
   EXPECT_FALSE(modem.Masks().AnythingOn());
 }

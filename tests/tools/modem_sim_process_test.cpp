@@ -16,6 +16,7 @@
 #include <functional>
 #include <nlohmann/json.hpp>
 #include <set>
+#include <tuple>
 
 #include "modem_sim/diag_packets.h"
 #include "modem_sim/hdlc_peer.h"
@@ -419,11 +420,11 @@ TEST_F(ModemSimProcessTest, ADamagedRequestIsReportedAndNotAnswered) {
 TEST_F(ModemSimProcessTest, NothingIsStreamedBeforeAMaskAndOnlyWhatIsOnAfterwards) {
   Start({"--settle", "0", "--heartbeat", "20ms", "--rate", "max", "--count", "200"});
   cHost host(link);
-  (void)host.Ask(Bytes{0x1C});
+  std::ignore = host.Ask(Bytes{0x1C});
   // Idle frames show that time passes.
   host.ReadUntil([&] { return host.idle >= 3; });
   EXPECT_EQ(host.packets.size(), 1U);
-  (void)host.Ask(FromHex("7d04 0500 0500 0000 08000000").value());
+  std::ignore = host.Ask(FromHex("7d04 0500 0500 0000 08000000").value());
   ReadWholeStream(host);
   for (const json& line : Packets("tx")) {
     EXPECT_THAT((std::set<std::string>{"reply", "message"}), testing::Contains(line["kind"]));
@@ -511,7 +512,7 @@ TEST_F(ModemSimProcessTest, TheSameSeedMakesTheSameReport) {
 TEST_F(ModemSimProcessTest, AWithheldReplyNeverComes) {
   Start({"--withhold", "1", "--heartbeat", "20ms"});
   cHost host(link);
-  (void)host.Ask(Bytes{0x1C});
+  std::ignore = host.Ask(Bytes{0x1C});
   host.Send(Bytes{0x00});
   const json withheld = program->WaitFor("withheld");
   EXPECT_EQ(withheld["number"], 1);
@@ -660,7 +661,7 @@ TEST_F(ModemSimProcessTest, TheLineIsSetUpAfreshForTheNextHost) {
 TEST_F(ModemSimProcessTest, OneOfTwoHostsClosingIsNoEndOfTheOther) {
   Start({});
   cHost host(link);
-  (void)host.Ask(Bytes{0x1C});
+  std::ignore = host.Ask(Bytes{0x1C});
   { cHost other(link); }
   EXPECT_EQ(ToHex(host.Ask(Bytes{0x60, 1})), "600000");
   Synchronise();
@@ -758,7 +759,7 @@ TEST_F(ModemSimProcessTest, WithoutReportFileThePacketsGoToStandardOutput) {
   program.emplace(std::vector<std::string>{"--link", link});
   program->WaitFor("plugged");
   cHost host(link);
-  (void)host.Ask(Bytes{0x1C});
+  std::ignore = host.Ask(Bytes{0x1C});
   program->WaitFor("host-opened");
   EXPECT_EQ(program->NextLine()["hex"], "1c");
   EXPECT_EQ(program->NextLine()["hex"], "1c0800");

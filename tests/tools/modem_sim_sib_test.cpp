@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <set>
+#include <tuple>
 
 #include "modem_sim/diag_packets.h"
 #include "modem_sim/hdlc_peer.h"
@@ -149,19 +150,19 @@ TEST_F(ModemSimSibListenerTest, AMissingSegmentMakesNone) {
 
 TEST_F(ModemSimSibListenerTest, ARepeatedFirstSegmentBeginsAgainAndAnotherRepeatedOneEndsIt) {
   const auto block = Block(3);
-  (void)Hear(block, 0, eSibRole::First);
-  (void)Hear(block, 0, eSibRole::First);
-  (void)Hear(block, 1, eSibRole::Subsequent);
+  std::ignore = Hear(block, 0, eSibRole::First);
+  std::ignore = Hear(block, 0, eSibRole::First);
+  std::ignore = Hear(block, 1, eSibRole::Subsequent);
   EXPECT_EQ(Hear(block, 2, eSibRole::Last), 1U);
-  (void)Hear(block, 0, eSibRole::First);
-  (void)Hear(block, 1, eSibRole::Subsequent);
-  (void)Hear(block, 1, eSibRole::Subsequent);
+  std::ignore = Hear(block, 0, eSibRole::First);
+  std::ignore = Hear(block, 1, eSibRole::Subsequent);
+  std::ignore = Hear(block, 1, eSibRole::Subsequent);
   EXPECT_EQ(Hear(block, 2, eSibRole::Last), 0U);
 }
 
 TEST_F(ModemSimSibListenerTest, ABlockMayEndInASegmentThatIsNotMarkedAsLast) {
   const auto block = Block(2);
-  (void)Hear(block, 0, eSibRole::First);
+  std::ignore = Hear(block, 0, eSibRole::First);
   EXPECT_EQ(Hear(block, 1, eSibRole::Subsequent), 1U);
   EXPECT_TRUE(listener.MayHoldSegments(block->Key()));
 }
@@ -169,15 +170,15 @@ TEST_F(ModemSimSibListenerTest, ABlockMayEndInASegmentThatIsNotMarkedAsLast) {
 TEST_F(ModemSimSibListenerTest, SegmentsMayBeHeldUntilALastOneWasHeard) {
   const auto block = Block(2);
   EXPECT_FALSE(listener.MayHoldSegments(block->Key()));
-  (void)Hear(block, 0, eSibRole::First);
+  std::ignore = Hear(block, 0, eSibRole::First);
   EXPECT_TRUE(listener.MayHoldSegments(block->Key()));
-  (void)Hear(block, 1, eSibRole::Last);
+  std::ignore = Hear(block, 1, eSibRole::Last);
   EXPECT_FALSE(listener.MayHoldSegments(block->Key()));
 }
 
 TEST_F(ModemSimSibListenerTest, AfterAHostHasGoneNothingIsCertain) {
   const auto block = Block(2);
-  (void)Hear(block, 0, eSibRole::First);
+  std::ignore = Hear(block, 0, eSibRole::First);
   listener.Forget();
   EXPECT_TRUE(listener.MayHoldSegments(block->Key()));
   EXPECT_TRUE(listener.MayHoldSegments(Block(2, 9)->Key()));
