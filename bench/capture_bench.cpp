@@ -60,7 +60,7 @@ void BM_Frame(benchmark::State& state) {
 
 void BM_Unframe(benchmark::State& state) {
   const auto packet = MakeBuffer(MakePacket(static_cast<std::size_t>(state.range(0))));
-  const sOwnedBuffer frame = FramePacket(packet.Get());
+  const OwnedBuffer frame = FramePacket(packet.Get());
   for (auto _ : state) {
     std::uint32_t consumed = 0;
     benchmark::DoNotOptimize(UnframePacket(frame.get(), &consumed));

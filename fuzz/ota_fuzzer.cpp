@@ -67,7 +67,7 @@ void Decode(SibAssemblyMap& map, std::span<const std::uint8_t> packet) {
   const sSharedBuffer item(packet.data(), static_cast<std::int32_t>(packet.size()), kOriginDevice);
   const SibPacketList list = DecodeOtaPacket(map, item, kTimestamp);
   Require(list.size() <= 18, "a message completes at most 18 blocks");
-  for (const sOwnedBuffer& rebuilt : list) {
+  for (const OwnedBuffer& rebuilt : list) {
     CheckPacket(*rebuilt, item.data[kLogHeaderBytes], item.data[kLogHeaderBytes + 1]);
   }
 }

@@ -4,12 +4,12 @@
 
 namespace corvane {
 
-sOwnedBuffer CopyToBuffer(std::span<const std::uint8_t> bytes, std::uint32_t origin) {
+OwnedBuffer CopyToBuffer(std::span<const std::uint8_t> bytes, std::uint32_t origin) {
   if (bytes.empty() || bytes.size() > kMaxBufferSize) {
     return nullptr;
   }
   const auto length = static_cast<std::int32_t>(bytes.size());
-  sOwnedBuffer copy(new (std::nothrow) sSharedBuffer(bytes.data(), length, origin));
+  OwnedBuffer copy(new (std::nothrow) sSharedBuffer(bytes.data(), length, origin));
   if (copy == nullptr || !copy->IsUsable()) {
     return nullptr;
   }

@@ -24,7 +24,7 @@ namespace {
 constexpr std::uint32_t kEquipmentIdShift = 12;
 constexpr std::uint32_t kEquipmentIds = 16;
 
-[[nodiscard]] bool StoreTextItem(cCaptureSession& session, const sOwnedBuffer& item) {
+[[nodiscard]] bool StoreTextItem(cCaptureSession& session, const OwnedBuffer& item) {
   if (item == nullptr) {
     return false;
   }
@@ -47,7 +47,7 @@ void RecordPortMessage(cCaptureSession& session, const cPortMessage& message) {
 }
 
 // Hands `request` to the queue. False when there is no request or the queue did not take it.
-[[nodiscard]] bool QueueRequest(cCaptureSession& session, sOwnedBuffer request) {
+[[nodiscard]] bool QueueRequest(cCaptureSession& session, OwnedBuffer request) {
   if (request == nullptr) {
     return false;
   }
@@ -127,7 +127,7 @@ bool StartCapture(cCaptureSession& session, std::unique_ptr<std::ofstream> outpu
 
   // Finishes a file of an earlier start first, also when there is none to follow it.
   session.Attach(std::move(outputFile));
-  const sOwnedBuffer information = MakeTextItem(kInformationText);
+  const OwnedBuffer information = MakeTextItem(kInformationText);
   if (information == nullptr) {
     return false;
   }
@@ -204,7 +204,7 @@ bool SendRequest(cCaptureSession& session, sSharedBuffer* request) {
     // A request that could not be recorded is sent all the same.
     std::ignore = session.AddItem(request, kAutomaticType);
   }
-  const sOwnedBuffer frame = FramePacket(request);
+  const OwnedBuffer frame = FramePacket(request);
   if (frame == nullptr) {
     return false;
   }

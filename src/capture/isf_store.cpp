@@ -92,7 +92,7 @@ constexpr std::uint32_t kGetItemHeadSize = 13;
   if (Load32(item.data + kGetItemStatus) != 0) {
     return {};
   }
-  return cBufferReference(sOwnedBuffer(new (std::nothrow) sSharedBuffer(
+  return cBufferReference(OwnedBuffer(new (std::nothrow) sSharedBuffer(
       item.data + kGetItemHeadSize, static_cast<std::int32_t>(item.size - kGetItemHeadSize),
       kOriginDevice)));
 }

@@ -67,11 +67,11 @@ void SendNextRequest(cCaptureSession& session) {
 cBufferReference cFrameSplitter::Next() {
   for (;;) {
     const std::span<const std::uint8_t> rest = received.subspan(offset);
-    const sOwnedBuffer copy = CopyToBuffer(rest, kOriginDevice);
+    const OwnedBuffer copy = CopyToBuffer(rest, kOriginDevice);
     // More than a buffer can hold counts as no bytes: nothing is found in them.
     ranOutOfMemory = copy == nullptr && !rest.empty() && rest.size() <= kMaxBufferSize;
     std::uint32_t consumed = 0;
-    sOwnedBuffer packet = UnframePacket(copy.get(), &consumed);
+    OwnedBuffer packet = UnframePacket(copy.get(), &consumed);
     offset += consumed;
     if (packet != nullptr) {
       return cBufferReference(std::move(packet));

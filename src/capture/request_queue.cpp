@@ -33,7 +33,7 @@ sRequestQueue::sFound sRequestQueue::Find(std::uint32_t sequenceNumber) {
   if (magic != kMagic) {
     return {};
   }
-  sOwnedBuffer copy;
+  OwnedBuffer copy;
   {
     const std::lock_guard guard(lock);
     sSharedBuffer* const* const place = Place(sequenceNumber);

@@ -13,10 +13,10 @@ namespace corvane {
 class cIO;
 
 // A thread handle of the operating system's, or null.
-using tThreadHandle = void*;
+using ThreadHandle = void*;
 
 // The C string that SetDevice copies the device name into.
-using sHeapString = std::unique_ptr<char[], sFree>;
+using HeapString = std::unique_ptr<char[], sFree>;
 
 // One capture: the store and everything else that lives as long as it. The session thread owns it;
 // the transport's threads and the reader thread reach it between SetDevice(name) and
@@ -26,9 +26,9 @@ using sHeapString = std::unique_ptr<char[], sFree>;
 // then the store, which closes a file that is still attached.
 class cCaptureSession : public cISFStore {
  public:
-  sHeapString deviceName;
-  cIO* transport = nullptr;              // owned; SetDevice makes and disposes of it
-  tThreadHandle readerThread = nullptr;  // closed by SetDevice(null)
+  HeapString deviceName;
+  cIO* transport = nullptr;             // owned; SetDevice makes and disposes of it
+  ThreadHandle readerThread = nullptr;  // closed by SetDevice(null)
 
   sRequestQueue requestQueue;
   // For the mobile-broadband transport: number of the next request to send, and how many were sent

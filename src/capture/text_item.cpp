@@ -19,10 +19,10 @@ constexpr std::size_t kCharacterSize = 2;
 
 }  // namespace
 
-sOwnedBuffer MakeTextItem(std::optional<std::string_view> text) {
+OwnedBuffer MakeTextItem(std::optional<std::string_view> text) {
   const std::size_t size =
       kHeaderSize + (text.has_value() ? (text->size() + 1) * kCharacterSize : 0);
-  sHeapBlock block(static_cast<std::uint8_t*>(std::calloc(size, 1)));
+  HeapBlock block(static_cast<std::uint8_t*>(std::calloc(size, 1)));
   if (block == nullptr) {
     return nullptr;
   }
@@ -32,7 +32,7 @@ sOwnedBuffer MakeTextItem(std::optional<std::string_view> text) {
     Store16(position, Widen(character));
     position += kCharacterSize;
   }
-  sOwnedBuffer item = AdoptBlock(static_cast<std::int32_t>(size), std::move(block), kOriginLibrary);
+  OwnedBuffer item = AdoptBlock(static_cast<std::int32_t>(size), std::move(block), kOriginLibrary);
   if (item == nullptr || !item->IsUsable()) {
     return nullptr;
   }

@@ -18,7 +18,7 @@ inline constexpr std::string_view kInformationText = "Corvane version 1.0";
 // The item for `text`, of kOriginLibrary; the header alone when there is no text. Each byte becomes
 // one character by sign extension: bytes of 0x80 and above turn into 0xFF80 and above, which is why
 // device names are expected to be ASCII. Null when memory runs out.
-[[nodiscard]] sOwnedBuffer MakeTextItem(std::optional<std::string_view> text);
+[[nodiscard]] OwnedBuffer MakeTextItem(std::optional<std::string_view> text);
 
 // What is printed and recorded when the port comes or goes: "Port <device name> <what happened>".
 class cPortMessage {

@@ -4,8 +4,8 @@
 
 namespace corvane {
 
-constinit cKernelHandle StartedEvent;
-constinit cKernelHandle StopEvent;
+constinit KernelHandle StartedEvent;
+constinit KernelHandle StopEvent;
 
 }  // namespace corvane
 

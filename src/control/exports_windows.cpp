@@ -20,7 +20,7 @@ namespace {
 constexpr const char* kDefaultOutputPath = "Corvane.isf";
 
 // Null when no capture thread is known.
-constinit cKernelHandle sessionThread;
+constinit KernelHandle sessionThread;
 
 void StopSessionThread() {
   if (!StopEvent) {

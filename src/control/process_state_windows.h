@@ -10,8 +10,8 @@ namespace corvane {
 // CorvaneStop at the same time.
 
 // Manual-reset events, made and destroyed by DllMain; null when they could not be made.
-extern cKernelHandle StartedEvent;  // set by SessionThread once the device has been opened
-extern cKernelHandle StopEvent;     // set to end the capture; stays set until the next start
+extern KernelHandle StartedEvent;  // set by SessionThread once the device has been opened
+extern KernelHandle StopEvent;     // set to end the capture; stays set until the next start
 
 // The arguments of the last CorvaneStart, NUL-terminated.
 inline constexpr std::size_t kDeviceNameSize = 64;

@@ -12,8 +12,8 @@ namespace {
 
 constexpr std::int32_t kCrcSize = 2;
 
-[[nodiscard]] sHeapBlock AllocateBlock(std::size_t size) {
-  return sHeapBlock(static_cast<std::uint8_t*>(std::malloc(size)));
+[[nodiscard]] HeapBlock AllocateBlock(std::size_t size) {
+  return HeapBlock(static_cast<std::uint8_t*>(std::malloc(size)));
 }
 
 // Writes `byte` in its stuffed form and returns the position behind it.
@@ -60,13 +60,13 @@ constexpr std::int32_t kCrcSize = 2;
 
 }  // namespace
 
-sOwnedBuffer FramePacket(const sSharedBuffer* packet) {
+OwnedBuffer FramePacket(const sSharedBuffer* packet) {
   if (packet == nullptr || !packet->IsUsable()) {
     return nullptr;
   }
 
   // Room for the worst case, in which every byte is stuffed.
-  sHeapBlock frame = AllocateBlock(std::size_t{2} * packet->size + 8);
+  HeapBlock frame = AllocateBlock(std::size_t{2} * packet->size + 8);
   if (frame == nullptr) {
     return nullptr;
   }
@@ -84,7 +84,7 @@ sOwnedBuffer FramePacket(const sSharedBuffer* packet) {
   return AdoptBlock(length, std::move(frame), packet->origin);
 }
 
-sOwnedBuffer UnframePacket(const sSharedBuffer* received, std::uint32_t* consumed) {
+OwnedBuffer UnframePacket(const sSharedBuffer* received, std::uint32_t* consumed) {
   if (received == nullptr || !received->IsUsable() || consumed == nullptr) {
     return nullptr;
   }
@@ -101,7 +101,7 @@ sOwnedBuffer UnframePacket(const sSharedBuffer* received, std::uint32_t* consume
   *consumed = frameLength;
 
   const std::span<const std::uint8_t> body = bytes.first(frameLength - 1);
-  sHeapBlock packet = AllocateBlock(body.size());
+  HeapBlock packet = AllocateBlock(body.size());
   if (packet == nullptr) {
     return nullptr;
   }

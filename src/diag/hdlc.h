@@ -17,7 +17,7 @@ inline constexpr std::uint8_t kFrameStuffing = 0x20;
 //
 // Returns null when the packet is null or unusable or memory runs out. A frame of more than
 // kMaxBufferSize bytes comes back as an empty buffer, which is written as nothing.
-[[nodiscard]] sOwnedBuffer FramePacket(const sSharedBuffer* packet);
+[[nodiscard]] OwnedBuffer FramePacket(const sSharedBuffer* packet);
 
 // Takes one packet off the front of `received`, which stays the caller's.
 //
@@ -32,6 +32,6 @@ inline constexpr std::uint8_t kFrameStuffing = 0x20;
 //
 // A flag among the first three bytes behind a leading flag ends a frame only where `received` ends
 // with it.
-[[nodiscard]] sOwnedBuffer UnframePacket(const sSharedBuffer* received, std::uint32_t* consumed);
+[[nodiscard]] OwnedBuffer UnframePacket(const sSharedBuffer* received, std::uint32_t* consumed);
 
 }  // namespace corvane

@@ -31,19 +31,21 @@ constexpr std::uint8_t kSubsystemCommands[][4] = {
     {command::kSubsystem, 0x04, 0x00, 0x00}, {command::kSubsystem, 0x04, 0x0F, 0x00}};
 constexpr std::uint8_t kSwitchEventReportsOn[] = {command::kEventReport, 0x01};
 
-using tBytes = std::span<const std::uint8_t>;
-constexpr std::array<tBytes, 13> kStartUpRequests = {
-    tBytes(&kCommands[0], 1),      tBytes(&kCommands[1], 1),      tBytes(&kCommands[2], 1),
-    tBytes(&kCommands[3], 1),      tBytes(&kCommands[4], 1),      tBytes(&kCommands[5], 1),
-    tBytes(kSubsystemCommands[0]), tBytes(kSubsystemCommands[1]), tBytes(kSubsystemCommands[2]),
-    tBytes(kSubsystemCommands[3]), tBytes(kSubsystemCommands[4]), tBytes(kSubsystemCommands[5]),
-    tBytes(kSwitchEventReportsOn)};
+using ByteVector = std::span<const std::uint8_t>;
+constexpr std::array<ByteVector, 13> kStartUpRequests = {
+    ByteVector(&kCommands[0], 1),      ByteVector(&kCommands[1], 1),
+    ByteVector(&kCommands[2], 1),      ByteVector(&kCommands[3], 1),
+    ByteVector(&kCommands[4], 1),      ByteVector(&kCommands[5], 1),
+    ByteVector(kSubsystemCommands[0]), ByteVector(kSubsystemCommands[1]),
+    ByteVector(kSubsystemCommands[2]), ByteVector(kSubsystemCommands[3]),
+    ByteVector(kSubsystemCommands[4]), ByteVector(kSubsystemCommands[5]),
+    ByteVector(kSwitchEventReportsOn)};
 
-[[nodiscard]] sHeapBlock AllocateZeroed(std::size_t size) {
-  return sHeapBlock(static_cast<std::uint8_t*>(std::calloc(size, 1)));
+[[nodiscard]] HeapBlock AllocateZeroed(std::size_t size) {
+  return HeapBlock(static_cast<std::uint8_t*>(std::calloc(size, 1)));
 }
 
-[[nodiscard]] sOwnedBuffer MakeRequest(std::size_t size, sHeapBlock block) {
+[[nodiscard]] OwnedBuffer MakeRequest(std::size_t size, HeapBlock block) {
   return AdoptBlock(static_cast<std::int32_t>(size), std::move(block), kOriginLibrary);
 }
 
@@ -65,13 +67,13 @@ void SetBit(std::uint8_t* mask, std::uint32_t bit) {
 
 std::span<const std::span<const std::uint8_t>> StartUpRequests() { return kStartUpRequests; }
 
-sOwnedBuffer BuildLogMaskRequest(std::uint32_t equipmentId, const LogCodeSet& logCodes) {
+OwnedBuffer BuildLogMaskRequest(std::uint32_t equipmentId, const LogCodeSet& logCodes) {
   if (equipmentId > kMaxEquipmentId) {
     return nullptr;
   }
 
   constexpr std::size_t kSize = kLogMaskHeaderSize + kLogMaskSize;
-  sHeapBlock request = AllocateZeroed(kSize);
+  HeapBlock request = AllocateZeroed(kSize);
   if (request == nullptr) {
     return nullptr;
   }
@@ -102,7 +104,7 @@ void FillLogMask(std::uint8_t* mask, std::uint32_t equipmentId, const LogCodeSet
   }
 }
 
-sOwnedBuffer BuildEventMaskRequest(const EventIdSet& eventIds) {
+OwnedBuffer BuildEventMaskRequest(const EventIdSet& eventIds) {
   if (eventIds.empty()) {
     return nullptr;
   }
@@ -115,7 +117,7 @@ sOwnedBuffer BuildEventMaskRequest(const EventIdSet& eventIds) {
     return nullptr;
   }
 
-  sHeapBlock request = AllocateZeroed(size);
+  HeapBlock request = AllocateZeroed(size);
   if (request == nullptr) {
     return nullptr;
   }
@@ -130,8 +132,8 @@ sOwnedBuffer BuildEventMaskRequest(const EventIdSet& eventIds) {
   return MakeRequest(size, std::move(request));
 }
 
-sOwnedBuffer BuildMessageLevelsRequest(std::uint32_t firstSsid, std::uint32_t lastSsid,
-                                       std::span<const std::set<std::uint32_t>> levelSets) {
+OwnedBuffer BuildMessageLevelsRequest(std::uint32_t firstSsid, std::uint32_t lastSsid,
+                                      std::span<const std::set<std::uint32_t>> levelSets) {
   if (firstSsid > lastSsid) {
     return nullptr;
   }
@@ -144,7 +146,7 @@ sOwnedBuffer BuildMessageLevelsRequest(std::uint32_t firstSsid, std::uint32_t la
     return nullptr;
   }
 
-  sHeapBlock request = AllocateZeroed(size);
+  HeapBlock request = AllocateZeroed(size);
   if (request == nullptr) {
     return nullptr;
   }
@@ -160,9 +162,9 @@ sOwnedBuffer BuildMessageLevelsRequest(std::uint32_t firstSsid, std::uint32_t la
   return MakeRequest(size, std::move(request));
 }
 
-sOwnedBuffer BuildAllLevelsRequest(const std::set<std::uint32_t>& levels) {
+OwnedBuffer BuildAllLevelsRequest(const std::set<std::uint32_t>& levels) {
   constexpr std::size_t kSize = 8;
-  sHeapBlock request = AllocateZeroed(kSize);
+  HeapBlock request = AllocateZeroed(kSize);
   if (request == nullptr) {
     return nullptr;
   }

@@ -19,8 +19,8 @@ namespace corvane {
 
 // Command 0x73, operation 3: which log items of one equipment ID are wanted. 528 bytes. Null for an
 // equipment ID above 15.
-[[nodiscard]] sOwnedBuffer BuildLogMaskRequest(std::uint32_t equipmentId,
-                                               const LogCodeSet& logCodes);
+[[nodiscard]] OwnedBuffer BuildLogMaskRequest(std::uint32_t equipmentId,
+                                              const LogCodeSet& logCodes);
 
 // Clears the 512 mask bytes and sets the bit of each item of `equipmentId`. Does nothing with a
 // null mask or an equipment ID above 15. The codes are read in ascending order up to the first one
@@ -30,16 +30,16 @@ void FillLogMask(std::uint8_t* mask, std::uint32_t equipmentId, const LogCodeSet
 // Command 0x82: which events are wanted. Null for no event IDs, and for one above 65607, which
 // makes the request too long. An ID above 4095 leaves the whole mask zero: such a configuration
 // switches every event off.
-[[nodiscard]] sOwnedBuffer BuildEventMaskRequest(const EventIdSet& eventIds);
+[[nodiscard]] OwnedBuffer BuildEventMaskRequest(const EventIdSet& eventIds);
 
 // Command 0x7D, operation 4: the message levels of the SSIDs `firstSsid`..`lastSsid`, one level set
 // for each, in their order. Levels of 32 and above are left out; SSIDs are sent as their low 16
 // bits. Null for a descending range, another number of level sets than of SSIDs, or more than 2050.
-[[nodiscard]] sOwnedBuffer BuildMessageLevelsRequest(
+[[nodiscard]] OwnedBuffer BuildMessageLevelsRequest(
     std::uint32_t firstSsid, std::uint32_t lastSsid,
     std::span<const std::set<std::uint32_t>> levelSets);
 
 // Command 0x7D, operation 5: one level mask for all SSIDs, made from `levels`.
-[[nodiscard]] sOwnedBuffer BuildAllLevelsRequest(const std::set<std::uint32_t>& levels);
+[[nodiscard]] OwnedBuffer BuildAllLevelsRequest(const std::set<std::uint32_t>& levels);
 
 }  // namespace corvane

@@ -57,7 +57,7 @@ sSharedBuffer::sSharedBuffer(const void* source, std::int32_t length, std::uint3
   size = count;
 }
 
-sSharedBuffer::sSharedBuffer(std::int32_t length, sHeapBlock block, std::uint32_t from)
+sSharedBuffer::sSharedBuffer(std::int32_t length, HeapBlock block, std::uint32_t from)
     : origin(from) {
   if (block == nullptr || !IsLengthAllowed(length)) {
     return;
@@ -76,8 +76,8 @@ sSharedBuffer::~sSharedBuffer() {
   data = nullptr;
 }
 
-sOwnedBuffer AdoptBlock(std::int32_t length, sHeapBlock block, std::uint32_t origin) {
-  return sOwnedBuffer(new (std::nothrow) sSharedBuffer(length, std::move(block), origin));
+OwnedBuffer AdoptBlock(std::int32_t length, HeapBlock block, std::uint32_t origin) {
+  return OwnedBuffer(new (std::nothrow) sSharedBuffer(length, std::move(block), origin));
 }
 
 void AddRef(sSharedBuffer* buffer) {

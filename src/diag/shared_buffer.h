@@ -20,12 +20,12 @@ inline constexpr std::uint32_t kOriginLibrary = 4;  // made by the library: requ
 struct sFree {
   void operator()(void* block) const { std::free(block); }
 };
-using sHeapBlock = std::unique_ptr<std::uint8_t[], sFree>;
+using HeapBlock = std::unique_ptr<std::uint8_t[], sFree>;
 
 // A reference-counted block of bytes: every packet, request and text item travels in one.
 //
 // Who owns a buffer. A new buffer has a count of 0 and belongs to the code that made it (as a
-// sOwnedBuffer). Code that only uses it for the duration of a call destroys it when done, without
+// OwnedBuffer). Code that only uses it for the duration of a call destroys it when done, without
 // Release. Whatever keeps it (the request queue, a view, a list) takes a reference with AddRef and
 // gives it back with Release; the last Release destroys it. A creator that hands its buffer to a
 // keeper therefore takes one reference and forgets its own pointer. cBufferReference does both.
@@ -38,7 +38,7 @@ struct sSharedBuffer {
 
   // Takes over `block`, from malloc, without copying. The buffer stays empty when `block` is null;
   // with a `length` outside 1..kMaxBufferSize it frees the block and stays empty.
-  sSharedBuffer(std::int32_t length, sHeapBlock block, std::uint32_t origin);
+  sSharedBuffer(std::int32_t length, HeapBlock block, std::uint32_t origin);
 
   sSharedBuffer(const sSharedBuffer&) = delete;
   sSharedBuffer& operator=(const sSharedBuffer&) = delete;
@@ -59,11 +59,11 @@ struct sSharedBuffer {
 };
 
 // A buffer that still belongs to its creator.
-using sOwnedBuffer = std::unique_ptr<sSharedBuffer>;
+using OwnedBuffer = std::unique_ptr<sSharedBuffer>;
 
 // Makes a buffer with the adopting constructor. Returns null, with `block` freed, when there is no
 // memory for the buffer itself; the buffer that it returns may be empty.
-[[nodiscard]] sOwnedBuffer AdoptBlock(std::int32_t length, sHeapBlock block, std::uint32_t origin);
+[[nodiscard]] OwnedBuffer AdoptBlock(std::int32_t length, HeapBlock block, std::uint32_t origin);
 
 // Takes one reference. `buffer` must not be null.
 void AddRef(sSharedBuffer* buffer);
@@ -83,7 +83,7 @@ class cBufferReference {
     }
   }
   // Takes the creator's buffer over.
-  explicit cBufferReference(sOwnedBuffer made) : cBufferReference(made.release()) {}
+  explicit cBufferReference(OwnedBuffer made) : cBufferReference(made.release()) {}
   cBufferReference(const cBufferReference& other) : cBufferReference(other.buffer) {}
   cBufferReference(cBufferReference&& other) noexcept
       : buffer(std::exchange(other.buffer, nullptr)) {}

@@ -51,8 +51,8 @@ cComIO::~cComIO() {
   ClosePort();
 }
 
-bool cComIO::Open(const char* wantedPort, tConnectionHandler connected, void* contextOfConnected,
-                  tConnectionHandler disconnected, void* contextOfDisconnected) {
+bool cComIO::Open(const char* wantedPort, ConnectionHandler connected, void* contextOfConnected,
+                  ConnectionHandler disconnected, void* contextOfDisconnected) {
   const std::lock_guard guard(lock);
   if (portName != nullptr) {
     DebugPrint("WatchPortThread already started\n");
@@ -144,8 +144,8 @@ void cComIO::OpenPort() {
   // The path has room for 63 characters: of a name of 60 and more the first 59 are what is opened.
   char path[kDevicePathSize];
   std::snprintf(path, sizeof path, R"(\\.\%s)", portName);
-  cFileHandle opened(CreateFileA(path, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
-                                 FILE_ATTRIBUTE_NORMAL, nullptr));
+  FileHandle opened(CreateFileA(path, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
+                                FILE_ATTRIBUTE_NORMAL, nullptr));
   if (!opened || !SetLineState(opened.Get()) || !SetTimeouts(opened.Get())) {
     return;
   }

@@ -26,8 +26,8 @@ class cComIO final : public cIO {
   // Starts the watcher, whose first look comes a second later. `portName` ("COM7") is matched
   // exactly. False, with the reason printed and nothing changed, when the watcher runs already or
   // cannot be started.
-  [[nodiscard]] bool Open(const char* portName, tConnectionHandler onConnected,
-                          void* connectedContext, tConnectionHandler onDisconnected,
+  [[nodiscard]] bool Open(const char* portName, ConnectionHandler onConnected,
+                          void* connectedContext, ConnectionHandler onDisconnected,
                           void* disconnectedContext) override;
 
   // Ends the watcher, closes the port (an open one is reported as disconnected) and forgets name
@@ -58,10 +58,10 @@ class cComIO final : public cIO {
 
   const char* portName = nullptr;  // the session's; non-null once the watcher has been started
   std::atomic<HANDLE> port = INVALID_HANDLE_VALUE;
-  cKernelHandle watcherThread;
-  cKernelHandle stopEvent;
-  tConnectionHandler onConnected = nullptr;
-  tConnectionHandler onDisconnected = nullptr;
+  KernelHandle watcherThread;
+  KernelHandle stopEvent;
+  ConnectionHandler onConnected = nullptr;
+  ConnectionHandler onDisconnected = nullptr;
   void* connectedContext = nullptr;
   void* disconnectedContext = nullptr;
   HANDLE readerThread = nullptr;

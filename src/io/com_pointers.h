@@ -15,12 +15,12 @@
 namespace corvane {
 
 // One counted reference to a COM object, or none.
-template <class tInterface>
+template <class Interface>
 class cComPointer {
  public:
   cComPointer() = default;
   // Takes a reference of its own; null is none.
-  explicit cComPointer(tInterface* kept) : object(kept) {
+  explicit cComPointer(Interface* kept) : object(kept) {
     if (object != nullptr) {
       object->AddRef();
     }
@@ -33,25 +33,25 @@ class cComPointer {
   }
   ~cComPointer() { Reset(); }
 
-  [[nodiscard]] tInterface* Get() const { return object; }
-  tInterface* operator->() const { return object; }
+  [[nodiscard]] Interface* Get() const { return object; }
+  Interface* operator->() const { return object; }
   explicit operator bool() const { return object != nullptr; }
 
   // Gives the reference back. The pointer is null before the object hears of it.
   void Reset() {
-    if (tInterface* const released = std::exchange(object, nullptr)) {
+    if (Interface* const released = std::exchange(object, nullptr)) {
       released->Release();
     }
   }
 
   // For an out-parameter that brings a reference; the one held so far is given back first.
-  [[nodiscard]] tInterface** Receive() {
+  [[nodiscard]] Interface** Receive() {
     Reset();
     return &object;
   }
 
  private:
-  tInterface* object = nullptr;
+  Interface* object = nullptr;
 };
 
 // An OLE Automation string, or none.

@@ -14,7 +14,7 @@ constexpr GUID kComPortInterface = {
 constexpr std::size_t kKeyPathSize = 512;
 
 struct sRegistryKey {
-  using tHandle = HKEY;
+  using Handle = HKEY;
   static HKEY None() { return nullptr; }
   static void Close(HKEY key) { RegCloseKey(key); }
 };

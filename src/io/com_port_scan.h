@@ -13,7 +13,7 @@
 namespace corvane {
 
 struct sDeviceInfoList {
-  using tHandle = HDEVINFO;
+  using Handle = HDEVINFO;
   static HDEVINFO None() { return INVALID_HANDLE_VALUE; }
   static void Close(HDEVINFO list) { SetupDiDestroyDeviceInfoList(list); }
 };

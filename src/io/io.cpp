@@ -2,7 +2,7 @@
 
 namespace corvane {
 
-bool cIO::Open(const char*, tConnectionHandler, void*, tConnectionHandler, void*) { return false; }
+bool cIO::Open(const char*, ConnectionHandler, void*, ConnectionHandler, void*) { return false; }
 
 void cIO::Close() {}
 

@@ -12,7 +12,7 @@ inline constexpr std::uint32_t kMobileBroadband = 1;
 
 // Told to a transport's Open; called with the context that came with it, on a thread of the
 // transport's.
-using tConnectionHandler = void (*)(void* context);
+using ConnectionHandler = void (*)(void* context);
 
 // The abstract transport: opens a named device, reports when the device comes and goes, and writes
 // to it.
@@ -26,8 +26,8 @@ class cIO {
   // Starts the transport. `deviceName` stays the caller's and must outlive the transport, which
   // keeps the pointer. The handlers are called whenever the device becomes reachable or is lost,
   // until Close. Returns false when the transport could not start.
-  [[nodiscard]] virtual bool Open(const char* deviceName, tConnectionHandler onConnected,
-                                  void* connectedContext, tConnectionHandler onDisconnected,
+  [[nodiscard]] virtual bool Open(const char* deviceName, ConnectionHandler onConnected,
+                                  void* connectedContext, ConnectionHandler onDisconnected,
                                   void* disconnectedContext);
 
   // Stops the transport's thread, closes the device and forgets the handlers. A read that is

@@ -21,7 +21,7 @@
 namespace corvane {
 
 // The IID of an interface: each one that the library asks for has its own value below.
-template <class tInterface>
+template <class Interface>
 struct sInterfaceId;
 
 // Told to the sink when a device-service interface comes or goes.
@@ -182,16 +182,16 @@ struct sInterfaceId<IMbnDeviceServicesEvents> {
   static constexpr GUID kValue = GuidFromText("0A900C19-6824-4E97-B76E-CF239D0CA642");
 };
 
-template <class tInterface>
-inline constexpr GUID kInterfaceId = sInterfaceId<tInterface>::kValue;
+template <class Interface>
+inline constexpr GUID kInterfaceId = sInterfaceId<Interface>::kValue;
 
 // An interface is a pointer to a table of slots and nothing else: no field, no second base, no slot
 // for a destructor.
-template <class tInterface>
+template <class Interface>
 inline constexpr bool kIsPlainInterface =
-    sizeof(tInterface) == sizeof(void*) &&
-    std::is_abstract_v<tInterface>&& std::is_base_of_v<IUnknown, tInterface> &&
-    !std::has_virtual_destructor_v<tInterface>;
+    sizeof(Interface) == sizeof(void*) &&
+    std::is_abstract_v<Interface>&& std::is_base_of_v<IUnknown, Interface> &&
+    !std::has_virtual_destructor_v<Interface>;
 
 static_assert(kIsPlainInterface<IMbnInterfaceManager>);
 static_assert(kIsPlainInterface<IMbnInterface>);

@@ -81,8 +81,8 @@ ULONG STDMETHODCALLTYPE cQMBEIO::Release() {
   return left;
 }
 
-bool cQMBEIO::Open(const char* deviceName, tConnectionHandler whenConnected,
-                   void* contextOfConnected, tConnectionHandler whenDisconnected,
+bool cQMBEIO::Open(const char* deviceName, ConnectionHandler whenConnected,
+                   void* contextOfConnected, ConnectionHandler whenDisconnected,
                    void* contextOfDisconnected) {
   if (!sessionEvent) {
     return false;
@@ -275,7 +275,7 @@ bool cQMBEIO::Write(const void* data, std::uint32_t length) {
 
 bool cQMBEIO::IsOpen() const { return sessionOpen != 0; }
 
-void cQMBEIO::SetDataHandler(tDataHandler handler, void* context) {
+void cQMBEIO::SetDataHandler(DataHandler handler, void* context) {
   onData = handler;
   dataContext = context;
 }
@@ -348,7 +348,7 @@ HRESULT STDMETHODCALLTYPE cQMBEIO::OnEventNotification(IMbnDeviceService* from, 
   if (!pass || !IsOurService(from)) {
     return S_OK;
   }
-  const tDataHandler handler = onData;
+  const DataHandler handler = onData;
   void* const context = dataContext;
   if (handler == nullptr || context == nullptr) {
     return S_OK;
@@ -360,7 +360,7 @@ HRESULT STDMETHODCALLTYPE cQMBEIO::OnEventNotification(IMbnDeviceService* from, 
     return S_OK;
   }
   // More bytes than a buffer holds make an empty one, which only sends the next request.
-  sOwnedBuffer block(new (std::nothrow) sSharedBuffer(
+  OwnedBuffer block(new (std::nothrow) sSharedBuffer(
       bytes.data(), static_cast<std::int32_t>(bytes.size()), kOriginDevice));
   if (!block) {
     return S_OK;

@@ -14,7 +14,7 @@
 namespace corvane {
 
 // Takes one block of received bytes. `data` is the transport's and lasts for the call.
-using tDataHandler = void (*)(void* context, sSharedBuffer* data);
+using DataHandler = void (*)(void* context, sSharedBuffer* data);
 
 // The transport for a modem that is reached through the Windows Mobile Broadband API: DIAG data
 // goes out as commands of the modem's DIAG device service and comes in as that service's
@@ -81,8 +81,8 @@ class cQMBEIO final : public IMbnDeviceServicesEvents, public cIO {
   // False when the interface is not there, or when any step fails; Close and Release come after
   // that too. True when the session was asked for (it is open only when the connect handler is
   // called), or when the interfaces could not be listed: then an arrival is waited for.
-  [[nodiscard]] bool Open(const char* deviceName, tConnectionHandler onConnected,
-                          void* connectedContext, tConnectionHandler onDisconnected,
+  [[nodiscard]] bool Open(const char* deviceName, ConnectionHandler onConnected,
+                          void* connectedContext, ConnectionHandler onDisconnected,
                           void* disconnectedContext) override;
 
   // Ends an open session, which the disconnect handler hears of, and waits for that without a time
@@ -105,7 +105,7 @@ class cQMBEIO final : public IMbnDeviceServicesEvents, public cIO {
   [[nodiscard]] bool IsOpen() const override;
 
   // Where notifications go from now on. Both have to be non-null for that.
-  void SetDataHandler(tDataHandler handler, void* context);
+  void SetDataHandler(DataHandler handler, void* context);
 
   // IMbnDeviceServicesEvents. All return S_OK, and only four of them do anything.
   HRESULT STDMETHODCALLTYPE OnQuerySupportedCommandsComplete(IMbnDeviceService* from,
@@ -160,15 +160,15 @@ class cQMBEIO final : public IMbnDeviceServicesEvents, public cIO {
   std::atomic<std::uint8_t> sessionOpen = 0;
   std::mutex openingLock;
   std::atomic<bool> isClosing = false;
-  tConnectionHandler onConnected = nullptr;  // set by Open once COM is initialised
+  ConnectionHandler onConnected = nullptr;  // set by Open once COM is initialised
   void* connectedContext = nullptr;
-  tConnectionHandler onDisconnected = nullptr;
+  ConnectionHandler onDisconnected = nullptr;
   void* disconnectedContext = nullptr;
-  std::atomic<tDataHandler> onData = nullptr;
+  std::atomic<DataHandler> onData = nullptr;
   std::atomic<void*> dataContext = nullptr;
   // Manual-reset: unsignalled from the session's opening to its end. None when it could not be
   // made.
-  cKernelHandle sessionEvent;
+  KernelHandle sessionEvent;
   cCallGate sinkCalls;
 };
 

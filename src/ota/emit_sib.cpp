@@ -36,10 +36,10 @@ void WriteLogHeader(std::uint8_t* packet, std::uint32_t size, std::uint64_t diag
 }
 
 // The packet of a block whose OTA header is written, or null without memory for it.
-[[nodiscard]] sOwnedBuffer MakePacket(const sSibAssembly& block, std::uint64_t diagTimestamp) {
+[[nodiscard]] OwnedBuffer MakePacket(const sSibAssembly& block, std::uint64_t diagTimestamp) {
   const std::uint32_t blockBytes = std::min(block.bitLength / 8, kMaxEmittedBytes);
   const std::uint32_t size = kLogHeaderSize + blockBytes;
-  sHeapBlock packet(static_cast<std::uint8_t*>(std::malloc(size)));
+  HeapBlock packet(static_cast<std::uint8_t*>(std::malloc(size)));
   if (packet == nullptr) {
     return nullptr;
   }
@@ -54,7 +54,7 @@ void EmitSib(sSibAssembly& block, std::uint64_t diagTimestamp, SibPacketList& li
   // The block keeps the rounded length: a segment that is appended to it later starts on a byte.
   block.bitLength = (block.bitLength + 7) / 8 * 8;
   WriteOtaHeader(block);
-  sOwnedBuffer packet = MakePacket(block, diagTimestamp);
+  OwnedBuffer packet = MakePacket(block, diagTimestamp);
   if (packet == nullptr) {
     return;
   }

@@ -9,7 +9,7 @@
 namespace corvane {
 
 // Rebuilt packets in the order in which their blocks were completed.
-using SibPacketList = std::vector<sOwnedBuffer>;
+using SibPacketList = std::vector<OwnedBuffer>;
 
 // Appends `block` to `list` as a 0x412F log packet of the device: its channel is the block's marker
 // and its message the SIB type byte and the block's data bytes. Of a longer block the packet holds

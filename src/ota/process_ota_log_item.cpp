@@ -12,7 +12,7 @@ void ProcessOtaLogItem(cISFStore& store, sSharedBuffer& item, std::uint64_t arri
   if (!diagTimestamp) {
     return;
   }
-  for (sOwnedBuffer& packet : DecodeOtaPacket(store.SibAssemblies(), item, *diagTimestamp)) {
+  for (OwnedBuffer& packet : DecodeOtaPacket(store.SibAssemblies(), item, *diagTimestamp)) {
     const cBufferReference held(std::move(packet));
     // A block that could not be written is missing from the file; the ones after it are tried.
     std::ignore = store.AddItem(held.Get(), kAutomaticType);

@@ -6,16 +6,16 @@
 
 namespace corvane {
 
-// The owner of one handle of the system's. `tKind` says what it owns: the handle's type, the value
+// The owner of one handle of the system's. `Kind` says what it owns: the handle's type, the value
 // that means "none", and how a handle is given back.
-template <typename tKind>
+template <typename Kind>
 class cOwnedHandle {
  public:
-  using tHandle = typename tKind::tHandle;
+  using Handle = typename Kind::Handle;
 
   cOwnedHandle() = default;
   // Takes `owned` over; it may be "none".
-  explicit cOwnedHandle(tHandle owned) : handle(owned) {}
+  explicit cOwnedHandle(Handle owned) : handle(owned) {}
   cOwnedHandle(cOwnedHandle&& other) noexcept : handle(other.Detach()) {}
   cOwnedHandle& operator=(cOwnedHandle&& other) noexcept {
     Reset(other.Detach());
@@ -23,38 +23,38 @@ class cOwnedHandle {
   }
   ~cOwnedHandle() { Reset(); }
 
-  [[nodiscard]] tHandle Get() const { return handle; }
-  explicit operator bool() const { return handle != tKind::None(); }
+  [[nodiscard]] Handle Get() const { return handle; }
+  explicit operator bool() const { return handle != Kind::None(); }
 
   // Gives the handle back, if there is one, and takes `owned` over.
-  void Reset(tHandle owned = tKind::None()) {
-    const tHandle old = std::exchange(handle, owned);
-    if (old != tKind::None()) {
-      tKind::Close(old);
+  void Reset(Handle owned = Kind::None()) {
+    const Handle old = std::exchange(handle, owned);
+    if (old != Kind::None()) {
+      Kind::Close(old);
     }
   }
 
   // Leaves the handle to the caller.
-  [[nodiscard]] tHandle Detach() { return std::exchange(handle, tKind::None()); }
+  [[nodiscard]] Handle Detach() { return std::exchange(handle, Kind::None()); }
 
  private:
-  tHandle handle = tKind::None();
+  Handle handle = Kind::None();
 };
 
 // Events and threads: "none" is null.
 struct sKernelObject {
-  using tHandle = HANDLE;
+  using Handle = HANDLE;
   static constexpr HANDLE None() { return nullptr; }
   static void Close(HANDLE handle) { CloseHandle(handle); }
 };
-using cKernelHandle = cOwnedHandle<sKernelObject>;
+using KernelHandle = cOwnedHandle<sKernelObject>;
 
 // Files and devices: "none" is INVALID_HANDLE_VALUE.
 struct sFileObject {
-  using tHandle = HANDLE;
+  using Handle = HANDLE;
   static HANDLE None() { return INVALID_HANDLE_VALUE; }
   static void Close(HANDLE handle) { CloseHandle(handle); }
 };
-using cFileHandle = cOwnedHandle<sFileObject>;
+using FileHandle = cOwnedHandle<sFileObject>;
 
 }  // namespace corvane

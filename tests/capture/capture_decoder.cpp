@@ -5,7 +5,7 @@
 namespace corvane {
 namespace {
 
-[[nodiscard]] std::uint64_t Number(const tBytes& file, std::uint64_t position, unsigned bytes) {
+[[nodiscard]] std::uint64_t Number(const ByteVector& file, std::uint64_t position, unsigned bytes) {
   std::uint64_t value = 0;
   for (unsigned i = bytes; i > 0; --i) {
     value = value << 8 | file.at(position + i - 1);
@@ -13,13 +13,13 @@ namespace {
   return value;
 }
 
-void Expect(const tBytes& file, std::uint64_t position, std::uint32_t magic) {
+void Expect(const ByteVector& file, std::uint64_t position, std::uint32_t magic) {
   if (Number(file, position, 4) != magic) {
     throw std::runtime_error("wrong magic number");
   }
 }
 
-[[nodiscard]] sDecodedItem DecodeItem(const tBytes& file, const sDecodedBlock& block,
+[[nodiscard]] sDecodedItem DecodeItem(const ByteVector& file, const sDecodedBlock& block,
                                       std::uint64_t entry) {
   const unsigned flags = file.at(entry);
   sDecodedItem item;
@@ -46,7 +46,7 @@ void Expect(const tBytes& file, std::uint64_t position, std::uint32_t magic) {
   return item;
 }
 
-[[nodiscard]] sDecodedBlock DecodeBlock(const tBytes& file, std::uint64_t position) {
+[[nodiscard]] sDecodedBlock DecodeBlock(const ByteVector& file, std::uint64_t position) {
   sDecodedBlock block;
   block.position = position;
   block.nextBlock = Number(file, position + 57344, 8);
@@ -76,7 +76,7 @@ std::vector<sDecodedItem> sDecodedCapture::Items() const {
   return all;
 }
 
-sDecodedCapture DecodeCapture(const tBytes& file) {
+sDecodedCapture DecodeCapture(const ByteVector& file) {
   Expect(file, 0, 0xAB603108);
   sDecodedCapture capture;
   if (file.size() < 4 + 57360) {
@@ -90,7 +90,7 @@ sDecodedCapture DecodeCapture(const tBytes& file) {
   return capture;
 }
 
-sDecodedEnd DecodeEnd(const tBytes& file, std::size_t blocks) {
+sDecodedEnd DecodeEnd(const ByteVector& file, std::size_t blocks) {
   sDecodedEnd end;
   const std::uint64_t trailer = file.size() - 16;
   end.zero = Number(file, trailer, 8);

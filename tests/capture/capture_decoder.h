@@ -10,7 +10,7 @@
 // magic number std::runtime_error; either fails the test.
 namespace corvane {
 
-using tBytes = std::vector<std::uint8_t>;
+using ByteVector = std::vector<std::uint8_t>;
 
 struct sDecodedItem {
   std::uint64_t position = 0;  // of the record in the file
@@ -20,7 +20,7 @@ struct sDecodedItem {
   std::uint64_t timeField = 0;  // as it stands in the record
   std::uint64_t time = 0;       // milliseconds since 1601
   std::optional<std::uint32_t> extra;
-  tBytes packet;
+  ByteVector packet;
 };
 
 struct sDecodedBlock {
@@ -51,9 +51,9 @@ struct sDecodedCapture {
 
 // The blocks and items of a file that may still be growing. A file of a header only, or of a header
 // and a trailer, has no block.
-[[nodiscard]] sDecodedCapture DecodeCapture(const tBytes& file);
+[[nodiscard]] sDecodedCapture DecodeCapture(const ByteVector& file);
 
 // What stands behind the last record of a closed file of so many blocks.
-[[nodiscard]] sDecodedEnd DecodeEnd(const tBytes& file, std::size_t blocks);
+[[nodiscard]] sDecodedEnd DecodeEnd(const ByteVector& file, std::size_t blocks);
 
 }  // namespace corvane

@@ -160,15 +160,16 @@ TEST_F(ConnectionTest, BytesOfADeviceNameAbove127AreWidenedBySignExtension) {
   Start();
   const cPrinted printed;
   OnDisconnected(&session);
-  const tBytes packet = Items().back().packet;
+  const ByteVector packet = Items().back().packet;
   ASSERT_GE(packet.size(), 16U);
-  EXPECT_EQ(tBytes(packet.begin() + 12, packet.begin() + 16), (tBytes{' ', 0x00, 0xE9, 0xFF}));
+  EXPECT_EQ(ByteVector(packet.begin() + 12, packet.begin() + 16),
+            (ByteVector{' ', 0x00, 0xE9, 0xFF}));
 }
 
 // Answers as many requests as a connection can have here, and more.
 void AnswerEveryRequest(cCaptureSession& session) {
   cReaderLoop loop(session);
-  const tBytes reply = Framed({0x13});
+  const ByteVector reply = Framed({0x13});
   for (int answers = 0; answers < 30; ++answers) {
     loop.Pump();
     std::copy(reply.begin(), reply.end(), loop.Room().begin());
@@ -181,7 +182,7 @@ TEST_F(ConnectionTest, AnotherConnectionSendsTheSameRequestsAgainFromSequenceNum
   const cPrinted printed;
   OnConnected(&session);
   AnswerEveryRequest(session);
-  const std::vector<tBytes> firstConnection = serial.writes;
+  const std::vector<ByteVector> firstConnection = serial.writes;
   EXPECT_EQ(firstConnection.size(), 16U);
 
   OnDisconnected(&session);
@@ -201,7 +202,7 @@ TEST_F(ConnectionTest, AnotherBroadbandConnectionStartsFromSequenceNumber0) {
   for (int connection = 0; connection < 2; ++connection) {
     broadband.writes.clear();
     OnConnected(&session);
-    EXPECT_EQ(broadband.writes, std::vector<tBytes>{Framed({0x1D})});
+    EXPECT_EQ(broadband.writes, std::vector<ByteVector>{Framed({0x1D})});
     EXPECT_EQ(session.nextRequest, 1U);
     EXPECT_EQ(session.outstanding, 1U);
     OnDisconnected(&session);

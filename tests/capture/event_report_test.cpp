@@ -14,19 +14,19 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::SizeIs;
 
-using tBytes = std::vector<std::uint8_t>;
+using ByteVector = std::vector<std::uint8_t>;
 
 struct sSplit {
   bool isWhole = false;
   std::vector<cBufferReference> events;
 
-  [[nodiscard]] tBytes Event(std::size_t i) const {
+  [[nodiscard]] ByteVector Event(std::size_t i) const {
     const auto bytes = events.at(i)->Bytes();
     return {bytes.begin(), bytes.end()};
   }
 };
 
-[[nodiscard]] sSplit Split(const tBytes& report, std::uint32_t origin = kOriginDevice) {
+[[nodiscard]] sSplit Split(const ByteVector& report, std::uint32_t origin = kOriginDevice) {
   const cBufferReference buffer(std::make_unique<sSharedBuffer>(
       report.data(), static_cast<std::int32_t>(report.size()), origin));
   const sDiagBuffer view(buffer.Get());
@@ -36,9 +36,9 @@ struct sSplit {
 }
 
 // A report around these events.
-[[nodiscard]] tBytes Report(const std::vector<tBytes>& events, std::uint8_t code = 0x60) {
-  tBytes report = {code, 0, 0};
-  for (const tBytes& event : events) {
+[[nodiscard]] ByteVector Report(const std::vector<ByteVector>& events, std::uint8_t code = 0x60) {
+  ByteVector report = {code, 0, 0};
+  for (const ByteVector& event : events) {
     report.insert(report.end(), event.begin(), event.end());
   }
   const std::size_t length = report.size() - 3;
@@ -47,7 +47,7 @@ struct sSplit {
   return report;
 }
 
-const tBytes kFullTimeEvent = {0x23, 0x01, 0x01, 0x02, 0x03, 0x04, 0x05, 0x06, 0x07, 0x08};
+const ByteVector kFullTimeEvent = {0x23, 0x01, 0x01, 0x02, 0x03, 0x04, 0x05, 0x06, 0x07, 0x08};
 
 TEST(EventReportTest, AnEventWithoutPayloadBecomesA13BytePacket) {
   const sSplit split = Split(Report({kFullTimeEvent}));
@@ -97,11 +97,11 @@ TEST(EventReportTest, ACountedPayloadOfNothingIsItsCountByte) {
 }
 
 TEST(EventReportTest, ACountedPayloadCanHave255Bytes) {
-  tBytes event = {0x23, 0x61, 1, 2, 3, 4, 5, 6, 7, 8, 255};
+  ByteVector event = {0x23, 0x61, 1, 2, 3, 4, 5, 6, 7, 8, 255};
   event.resize(event.size() + 255, 0xEE);
   const sSplit split = Split(Report({event}));
   EXPECT_TRUE(split.isWhole);
-  const tBytes packet = split.Event(0);
+  const ByteVector packet = split.Event(0);
   EXPECT_THAT(packet, SizeIs(256 + 13));
   EXPECT_EQ(packet[1], 0x0A);  // 256 + 10
   EXPECT_EQ(packet[2], 0x01);
@@ -154,7 +154,7 @@ TEST(EventReportTest, Bits12And15OfTheEventWordAreCleared) {
 }
 
 TEST(EventReportTest, AnotherCommandIsNoReport) {
-  for (const std::uint8_t code : tBytes{0x10, 0x5F, 0x61, 0x73, 0x75}) {
+  for (const std::uint8_t code : ByteVector{0x10, 0x5F, 0x61, 0x73, 0x75}) {
     const sSplit split = Split(Report({kFullTimeEvent}, code));
     EXPECT_FALSE(split.isWhole);
     EXPECT_THAT(split.events, IsEmpty());
@@ -170,7 +170,7 @@ TEST(EventReportTest, AReportOfThreeBytesOrFewerFails) {
 
 TEST(EventReportTest, ALengthThatIsNotTheReportsFails) {
   for (const int wrongBy : {-1, 1, 256}) {
-    tBytes report = Report({kFullTimeEvent});
+    ByteVector report = Report({kFullTimeEvent});
     const int length = report[1] + wrongBy;
     report[1] = static_cast<std::uint8_t>(length % 256);
     report[2] = static_cast<std::uint8_t>(length / 256);
@@ -186,7 +186,7 @@ TEST(EventReportTest, AViewThatIsInvalidFails) {
 }
 
 // Whatever the first event lacks, the whole one before it stays in the list.
-class BrokenEventTest : public ::testing::TestWithParam<tBytes> {};
+class BrokenEventTest : public ::testing::TestWithParam<ByteVector> {};
 
 TEST_P(BrokenEventTest, FailsAndLeavesTheEventsBeforeIt) {
   const sSplit split = Split(Report({kFullTimeEvent, GetParam()}));
@@ -197,21 +197,22 @@ TEST_P(BrokenEventTest, FailsAndLeavesTheEventsBeforeIt) {
   EXPECT_THAT(alone.events, IsEmpty());
 }
 
-INSTANTIATE_TEST_SUITE_P(HalfAnEventWord, BrokenEventTest, ::testing::Values(tBytes{0x23}));
-INSTANTIATE_TEST_SUITE_P(NoFullTime, BrokenEventTest, ::testing::Values(tBytes{0x23, 0x01}));
+INSTANTIATE_TEST_SUITE_P(HalfAnEventWord, BrokenEventTest, ::testing::Values(ByteVector{0x23}));
+INSTANTIATE_TEST_SUITE_P(NoFullTime, BrokenEventTest, ::testing::Values(ByteVector{0x23, 0x01}));
 INSTANTIATE_TEST_SUITE_P(SevenBytesOfAFullTime, BrokenEventTest,
-                         ::testing::Values(tBytes{0x23, 0x01, 1, 2, 3, 4, 5, 6, 7}));
-INSTANTIATE_TEST_SUITE_P(NoShortTime, BrokenEventTest, ::testing::Values(tBytes{0x23, 0x81}));
+                         ::testing::Values(ByteVector{0x23, 0x01, 1, 2, 3, 4, 5, 6, 7}));
+INSTANTIATE_TEST_SUITE_P(NoShortTime, BrokenEventTest, ::testing::Values(ByteVector{0x23, 0x81}));
 INSTANTIATE_TEST_SUITE_P(OneByteOfAShortTime, BrokenEventTest,
-                         ::testing::Values(tBytes{0x23, 0x81, 1}));
+                         ::testing::Values(ByteVector{0x23, 0x81, 1}));
 INSTANTIATE_TEST_SUITE_P(NoByteOfAPayloadOfOne, BrokenEventTest,
-                         ::testing::Values(tBytes{0x23, 0xA1, 1, 2}));
+                         ::testing::Values(ByteVector{0x23, 0xA1, 1, 2}));
 INSTANTIATE_TEST_SUITE_P(OneByteOfAPayloadOfTwo, BrokenEventTest,
-                         ::testing::Values(tBytes{0x23, 0xC1, 1, 2, 3}));
-INSTANTIATE_TEST_SUITE_P(NoCountByte, BrokenEventTest, ::testing::Values(tBytes{0x23, 0xE1, 1, 2}));
+                         ::testing::Values(ByteVector{0x23, 0xC1, 1, 2, 3}));
+INSTANTIATE_TEST_SUITE_P(NoCountByte, BrokenEventTest,
+                         ::testing::Values(ByteVector{0x23, 0xE1, 1, 2}));
 INSTANTIATE_TEST_SUITE_P(OneByteTooFewBehindTheCount, BrokenEventTest,
-                         ::testing::Values(tBytes{0x23, 0xE1, 1, 2, 3, 0xAA, 0xBB},
-                                           tBytes{0x23, 0xE1, 1, 2, 1}));
+                         ::testing::Values(ByteVector{0x23, 0xE1, 1, 2, 3, 0xAA, 0xBB},
+                                           ByteVector{0x23, 0xE1, 1, 2, 1}));
 
 }  // namespace
 }  // namespace corvane

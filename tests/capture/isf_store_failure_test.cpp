@@ -47,7 +47,7 @@ class IsfStoreFailureTest : public cStoreTest {
   // start a block: once these are done the block counts, still without an item.
   void FailEachWriteOfAnItem(std::uint32_t items, std::uint32_t blockWrites, std::uint32_t writes);
 
-  const tBytes packet = {0x0A, 0xBB, 0xCC};
+  const ByteVector packet = {0x0A, 0xBB, 0xCC};
   cFailingFile* file = nullptr;
 };
 
@@ -106,7 +106,7 @@ TEST_F(IsfStoreFailureTest, OnceTheStreamWorksAgainTheNextItemGoesBehindTheParti
     ASSERT_EQ(Add({0x0A, 0xDD}), kErrorSuccess);
     const auto items = Items();
     ASSERT_EQ(items.size(), 3U);
-    EXPECT_EQ(items[2].packet, (tBytes{0x0A, 0xDD}));
+    EXPECT_EQ(items[2].packet, (ByteVector{0x0A, 0xDD}));
     EXPECT_EQ(items[2].position, end + partial);
     store.Close();
     EXPECT_EQ(DecodeEnd(Contents(), 1).itemCount, 3U);
@@ -214,7 +214,7 @@ TEST_F(IsfStoreFailureTest, EachFailingWriteOfCloseEndsTheFileThereAndFreesTheSt
   const std::uint64_t end = Contents().size();
   store.Close();
   ASSERT_EQ(file->writes.size(), 3U);  // two blocks and the trailer
-  const tBytes whole = Contents();
+  const ByteVector whole = Contents();
   ASSERT_EQ(whole.size(), end + 3 * 16);
 
   for (std::uint32_t nth = 1; nth <= 3; ++nth) {
@@ -223,7 +223,7 @@ TEST_F(IsfStoreFailureTest, EachFailingWriteOfCloseEndsTheFileThereAndFreesTheSt
     file->FailWrite(nth);
     store.Close();
     EXPECT_EQ(file->writes.size(), nth);
-    const tBytes part = Contents();
+    const ByteVector part = Contents();
     EXPECT_EQ(part.size(), end + 16 * (nth - 1));
     EXPECT_TRUE(std::equal(part.begin(), part.end(), whole.begin()));
     EXPECT_EQ(State(), (sState{0, 0, 0}));
@@ -263,7 +263,7 @@ class IsfStoreMemoryTest : public IsfStoreFailureTest {
     std::uint64_t written = 0;
   };
 
-  [[nodiscard]] sAttempt AddWithout(eHeap heap, std::uint32_t nth, const tBytes& added) {
+  [[nodiscard]] sAttempt AddWithout(eHeap heap, std::uint32_t nth, const ByteVector& added) {
     const cBufferReference item(std::make_unique<sSharedBuffer>(
         added.data(), static_cast<std::int32_t>(added.size()), kOriginDevice));
     const std::uint64_t before = Contents().size();
@@ -316,7 +316,7 @@ TEST_F(IsfStoreMemoryTest, WithoutMemoryForABlockOrTheIndexTheResultIsCode8AndNo
 }
 
 TEST_F(IsfStoreMemoryTest, WithoutMemoryToSplitAReportNothingOfItIsRecorded) {
-  const tBytes report = {0x60, 0x08, 0x00, 0x01, 0x80, 0xAA, 0xBB, 0x02, 0x80, 0xCC, 0xDD};
+  const ByteVector report = {0x60, 0x08, 0x00, 0x01, 0x80, 0xAA, 0xBB, 0x02, 0x80, 0xCC, 0xDD};
   RestartPlain(1);
   std::uint32_t nth = 1;
   for (;; ++nth) {
@@ -336,7 +336,7 @@ TEST_F(IsfStoreMemoryTest, WithoutMemoryToSplitAReportNothingOfItIsRecorded) {
 }
 
 TEST_F(IsfStoreMemoryTest, AReportWhoseCopyHasNoBytesIsForgottenAndAnEventWithoutBytesSkipped) {
-  const tBytes report = {0x60, 0x08, 0x00, 0x01, 0x80, 0xAA, 0xBB, 0x02, 0x80, 0xCC, 0xDD};
+  const ByteVector report = {0x60, 0x08, 0x00, 0x01, 0x80, 0xAA, 0xBB, 0x02, 0x80, 0xCC, 0xDD};
   const std::vector<std::vector<std::uint8_t>> recordedIds = {{}, {2}, {1}, {1, 2}};
   for (std::uint32_t nth = 1; nth <= 4; ++nth) {  // the copy, the events, none
     SCOPED_TRACE(nth);
@@ -353,7 +353,7 @@ TEST_F(IsfStoreMemoryTest, AReportWhoseCopyHasNoBytesIsForgottenAndAnEventWithou
 }
 
 TEST_F(IsfStoreMemoryTest, WithoutMemoryForThePacketInsideAGetItemResponseOnlyTheResponseIsThere) {
-  tBytes response = Packet({0x4B, 0x25, 0x08, 0x00}, 13);
+  ByteVector response = Packet({0x4B, 0x25, 0x08, 0x00}, 13);
   response.push_back(0x0A);
   for (const eHeap heap : {eHeap::New, eHeap::Malloc}) {
     RestartPlain(1);

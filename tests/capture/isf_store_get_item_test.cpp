@@ -20,11 +20,11 @@ class IsfStoreGetItemTest : public cStoreTest {
   }
 };
 
-using tTypes = std::vector<unsigned>;
+using TypeList = std::vector<unsigned>;
 
 // A get-item response of the debug subsystem with `packet` inside.
-[[nodiscard]] tBytes GetItemResponse(const tBytes& packet, std::uint8_t code = 0x4B) {
-  tBytes response = {code, 0x25, 0x08, 0x00, 1, 2, 3, 4, 5, 0, 0, 0, 0};
+[[nodiscard]] ByteVector GetItemResponse(const ByteVector& packet, std::uint8_t code = 0x4B) {
+  ByteVector response = {code, 0x25, 0x08, 0x00, 1, 2, 3, 4, 5, 0, 0, 0, 0};
   for (const std::uint8_t byte : packet) {
     response.push_back(byte);
   }
@@ -32,16 +32,16 @@ using tTypes = std::vector<unsigned>;
 }
 
 TEST_F(IsfStoreGetItemTest, ThePacketInsideAGetItemResponseIsRecordedAfterIt) {
-  for (const std::uint8_t code : tBytes{0x4B, 0x80}) {
+  for (const std::uint8_t code : ByteVector{0x4B, 0x80}) {
     StartAnew();
-    const tBytes response = GetItemResponse({0x0A, 0xBB}, code);
+    const ByteVector response = GetItemResponse({0x0A, 0xBB}, code);
     EXPECT_EQ(Add(response), kErrorSuccess);
     const auto items = Items();
     ASSERT_EQ(items.size(), 2U);
     EXPECT_EQ(items[0].type, 9U);
     EXPECT_EQ(items[0].packet, response);
     EXPECT_EQ(items[1].type, 1U);
-    EXPECT_EQ(items[1].packet, (tBytes{0x0A, 0xBB}));
+    EXPECT_EQ(items[1].packet, (ByteVector{0x0A, 0xBB}));
   }
 }
 
@@ -53,7 +53,7 @@ TEST_F(IsfStoreGetItemTest, TheInnerPacketIsTreatedAsOneFromTheDevice) {
   EXPECT_EQ(Add(GetItemResponse(Packet({0x10}, 15))), kErrorSuccess);
   // One event.
   EXPECT_EQ(Add(GetItemResponse({0x60, 0x04, 0x00, 0x01, 0x80, 0xAA, 0xBB})), kErrorSuccess);
-  EXPECT_EQ(Types(), (tTypes{9, 8, 9, 6, 9, 0, 9, 4}));
+  EXPECT_EQ(Types(), (TypeList{9, 8, 9, 6, 9, 0, 9, 4}));
   ASSERT_EQ(recorder.calls.size(), 1U);
   EXPECT_EQ(recorder.calls[0].packet, LogPacket(0x412F));
   EXPECT_EQ(recorder.calls[0].arrivalTime, kClockStart + 3);
@@ -61,12 +61,12 @@ TEST_F(IsfStoreGetItemTest, TheInnerPacketIsTreatedAsOneFromTheDevice) {
 
 TEST_F(IsfStoreGetItemTest, AnInnerPacketThatIsRefusedDoesNotChangeTheResult) {
   EXPECT_EQ(Add(GetItemResponse({0x93, 0xBB})), kErrorSuccess);
-  EXPECT_EQ(Types(), tTypes{9});
+  EXPECT_EQ(Types(), TypeList{9});
 }
 
 TEST_F(IsfStoreGetItemTest, AResponseOf13BytesHasNothingInside) {
   EXPECT_EQ(Add(GetItemResponse({})), kErrorSuccess);
-  EXPECT_EQ(Types(), tTypes{9});
+  EXPECT_EQ(Types(), TypeList{9});
 }
 
 TEST_F(IsfStoreGetItemTest, ShorterResponsesHaveNothingInside) {
@@ -74,50 +74,50 @@ TEST_F(IsfStoreGetItemTest, ShorterResponsesHaveNothingInside) {
     EXPECT_EQ(Add(Packet({0x4B, 0x25, 0x08, 0x00}, size)), kErrorSuccess);
     EXPECT_EQ(Add(Packet({0x80, 0x25, 0x08, 0x00}, size)), kErrorSuccess);
   }
-  EXPECT_EQ(Types(), tTypes(24, 9U));
+  EXPECT_EQ(Types(), TypeList(24, 9U));
 }
 
 TEST_F(IsfStoreGetItemTest, AResponseWithAnotherStatusIsNotUnwrapped) {
   for (std::size_t i = 9; i < 13; ++i) {
-    tBytes response = GetItemResponse({0x0A});
+    ByteVector response = GetItemResponse({0x0A});
     response[i] = 1;
     EXPECT_EQ(Add(response), kErrorSuccess);
   }
-  EXPECT_EQ(Types(), tTypes(4, 9U));
+  EXPECT_EQ(Types(), TypeList(4, 9U));
 }
 
 TEST_F(IsfStoreGetItemTest, AResponseOfAnotherSubsystemOrCommandIsNotUnwrapped) {
   for (std::size_t i = 1; i < 4; ++i) {
-    tBytes response = GetItemResponse({0x0A});
+    ByteVector response = GetItemResponse({0x0A});
     response[i] = 7;
     EXPECT_EQ(Add(response), kErrorSuccess);
   }
-  EXPECT_EQ(Types(), tTypes(3, 9U));
+  EXPECT_EQ(Types(), TypeList(3, 9U));
 }
 
 TEST_F(IsfStoreGetItemTest, TheBytesBeforeTheStatusAreNotInterpreted) {
-  tBytes response = GetItemResponse({0x0A});
+  ByteVector response = GetItemResponse({0x0A});
   for (std::size_t i = 4; i < 9; ++i) {
     response[i] = 0xFF;
   }
   EXPECT_EQ(Add(response), kErrorSuccess);
-  EXPECT_EQ(Types(), (tTypes{9, 1}));
+  EXPECT_EQ(Types(), (TypeList{9, 1}));
 }
 
 TEST_F(IsfStoreGetItemTest, AGetItemRequestOfTheLibraryIsNotUnwrapped) {
   EXPECT_EQ(AddRequest(GetItemResponse({0x0A})), kErrorSuccess);
-  EXPECT_EQ(Types(), tTypes{10});
+  EXPECT_EQ(Types(), TypeList{10});
 }
 
 TEST_F(IsfStoreGetItemTest, AResponseGivenType9IsUnwrappedTooAndAnyOtherTypeIsNot) {
   EXPECT_EQ(Add(GetItemResponse({0x0A}), 9), kErrorSuccess);
   EXPECT_EQ(Add(GetItemResponse({0x0A}), 1), kErrorSuccess);
-  EXPECT_EQ(Types(), (tTypes{9, 1, 1}));
+  EXPECT_EQ(Types(), (TypeList{9, 1, 1}));
 }
 
 TEST_F(IsfStoreGetItemTest, ThePacketInsideIsOneOfTheDeviceWhoeverMadeTheResponse) {
   EXPECT_EQ(Add(GetItemResponse({0x4B, 0, 0, 0}), 9, kOriginLibrary), kErrorSuccess);
-  EXPECT_EQ(Types(), (tTypes{9, 9}));
+  EXPECT_EQ(Types(), (TypeList{9, 9}));
 }
 
 TEST_F(IsfStoreGetItemTest, AResponseThatCouldNotBeRecordedIsNotUnwrapped) {
@@ -127,12 +127,12 @@ TEST_F(IsfStoreGetItemTest, AResponseThatCouldNotBeRecordedIsNotUnwrapped) {
   EXPECT_EQ(Add(GetItemResponse({0x0A})), kErrorInvalidBlock);
   file.Heal();
   stream->clear();
-  EXPECT_EQ(Types(), tTypes{1});
+  EXPECT_EQ(Types(), TypeList{1});
 }
 
 // 1,279 responses fit around the innermost packet.
 TEST_F(IsfStoreGetItemTest, ResponsesInResponsesAreUnwrappedToTheLast) {
-  tBytes packet = {0x0A};
+  ByteVector packet = {0x0A};
   while (packet.size() + 13 <= 16640) {
     packet.insert(packet.begin(), {0x4B, 0x25, 8, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0});
   }
@@ -143,7 +143,7 @@ TEST_F(IsfStoreGetItemTest, ResponsesInResponsesAreUnwrappedToTheLast) {
     ASSERT_EQ(items[i].type, 9U);
     ASSERT_EQ(items[i].packet.size(), 1 + 13 * (1279 - i));
   }
-  EXPECT_EQ(items.back().packet, tBytes{0x0A});
+  EXPECT_EQ(items.back().packet, ByteVector{0x0A});
 }
 
 TEST_F(IsfStoreGetItemTest, TheInnerPacketIsFreed) {

@@ -29,8 +29,8 @@ class IsfStoreLayoutTest : public cStoreTest {
     }
   }
 
-  [[nodiscard]] static tBytes NumberedPacket(std::uint32_t i) {
-    tBytes packet = {0x0A, static_cast<std::uint8_t>(i), static_cast<std::uint8_t>(i / 256)};
+  [[nodiscard]] static ByteVector NumberedPacket(std::uint32_t i) {
+    ByteVector packet = {0x0A, static_cast<std::uint8_t>(i), static_cast<std::uint8_t>(i / 256)};
     packet.resize(3 + i % 5);
     return packet;
   }
@@ -40,7 +40,7 @@ class IsfStoreLayoutTest : public cStoreTest {
 };
 
 void IsfStoreLayoutTest::ExpectNumberedFile(std::uint32_t count) {
-  const tBytes file = Contents();
+  const ByteVector file = Contents();
   const sDecodedCapture capture = DecodeCapture(file);
   ASSERT_EQ(capture.blocks.size(), (count + 8191) / 8192);
 
@@ -88,13 +88,13 @@ TEST_F(IsfStoreLayoutTest, AFileOfOneItemByteForByte) {
   ASSERT_EQ(Add({0x0A, 0xBB}), kErrorSuccess);
   store.Close();
 
-  tBytes expected = {0x08, 0x31, 0x60, 0xAB};
+  ByteVector expected = {0x08, 0x31, 0x60, 0xAB};
   // The directory: one entry of type 1, time width 0, position 0, length 2.
   expected.insert(expected.end(), {0x01, 0, 0, 0, 0, 0x02, 0});
   expected.resize(4 + 57344);
   expected.insert(expected.end(), {0, 0, 0, 0, 0, 0, 0, 0});  // no next block
   // The base time: 13,350,000,000,000 is 0x0C244A01FC00.
-  const tBytes baseTime = {0x00, 0xFC, 0x01, 0x4A, 0x24, 0x0C, 0, 0};
+  const ByteVector baseTime = {0x00, 0xFC, 0x01, 0x4A, 0x24, 0x0C, 0, 0};
   expected.insert(expected.end(), baseTime.begin(), baseTime.end());
   expected.insert(expected.end(), {0x00, 0x0A, 0xBB});        // the record
   expected.insert(expected.end(), {4, 0, 0, 0, 0, 0, 0, 0});  // the index: the block is at 4
@@ -151,7 +151,7 @@ TEST_F(IsfStoreLayoutTest, TheFirstItemOfABlockHasAOneByteTimeFieldOfZero) {
 
 TEST_F(IsfStoreLayoutTest, EveryItemCanBeReadThroughAnotherStreamRightAfterItWasAdded) {
   for (std::uint32_t i = 0; i < 50; ++i) {
-    const tBytes packet = NumberedPacket(i);
+    const ByteVector packet = NumberedPacket(i);
     ASSERT_EQ(Add(packet), kErrorSuccess);
     const auto items = Items();
     ASSERT_EQ(items.size(), i + 1);
@@ -177,16 +177,17 @@ TEST_F(IsfStoreLayoutTest, AnItemIsThreeWritesAndCloseOneForEachBlockAndTheTrail
 }
 
 TEST_F(IsfStoreLayoutTest, WriteAtPutsBytesAnywhereAndReturnsToTheEnd) {
-  const tBytes bytes(32768, 0x5A);
+  const ByteVector bytes(32768, 0x5A);
   cFailingFile& file = Intercept(*stream);
   ASSERT_EQ(store.WriteAt(4, bytes.data(), bytes.size()), kErrorSuccess);
   EXPECT_THAT(file.writes, ElementsAre(16384, 16384));
   ASSERT_EQ(store.WriteAt(1, bytes.data(), 2), kErrorSuccess);
   EXPECT_EQ(stream->tellp(), std::streampos(4 + 32768));
-  const tBytes contents = Contents();
+  const ByteVector contents = Contents();
   ASSERT_EQ(contents.size(), 4U + 32768U);
-  EXPECT_THAT(tBytes(contents.begin(), contents.begin() + 4), ElementsAre(0x08, 0x5A, 0x5A, 0xAB));
-  EXPECT_THAT(tBytes(contents.begin() + 4, contents.end()), Each(0x5A));
+  EXPECT_THAT(ByteVector(contents.begin(), contents.begin() + 4),
+              ElementsAre(0x08, 0x5A, 0x5A, 0xAB));
+  EXPECT_THAT(ByteVector(contents.begin() + 4, contents.end()), Each(0x5A));
 }
 
 // The gap takes no room where the file system keeps sparse files.
@@ -203,11 +204,11 @@ TEST_F(IsfStoreLayoutTest, PositionsBeyondTwoAndFourGibibytesWork) {
     // From the block on the file is one item's file, at another place.
     std::ifstream file(scratch.File(name.c_str()), std::ios::binary);
     file.seekg(static_cast<std::streamoff>(far));
-    const tBytes tail{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    const ByteVector tail{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
     ASSERT_EQ(tail.size(), 57360U + 6U + 16U + 16U);
-    EXPECT_THAT(tBytes(tail.begin(), tail.begin() + 14),
+    EXPECT_THAT(ByteVector(tail.begin(), tail.begin() + 14),
                 ElementsAre(1, 0, 0, 0, 0, 2, 0, 1, 3, 0, 0, 0, 2, 0));
-    EXPECT_THAT(tBytes(tail.begin() + 57360, tail.begin() + 57366),
+    EXPECT_THAT(ByteVector(tail.begin() + 57360, tail.begin() + 57366),
                 ElementsAre(0, 0x0A, 0xBB, 0, 0x0A, 0xCC));
     const sDecodedEnd end = DecodeEnd(tail, 1);
     EXPECT_EQ(end.index[0].blockOffset, far);
@@ -222,7 +223,7 @@ TEST_F(IsfStoreLayoutTest, AttachFinishesTheFileBeforeAndStartsTheNewOneFromZero
 
   AddNumbered(2);
   store.Close();
-  const tBytes second = ReadFile(scratch.File("second.isf"));
+  const ByteVector second = ReadFile(scratch.File("second.isf"));
   EXPECT_EQ(DecodeCapture(second).Items().size(), 2U);
   EXPECT_EQ(DecodeEnd(second, 1).itemCount, 2U);
 }
@@ -238,7 +239,7 @@ TEST_F(IsfStoreLayoutTest, DestroyingTheStoreClosesTheFileFirst) {
 TEST_F(IsfStoreLayoutTest, ClosingTwiceChangesNothing) {
   AddNumbered(1);
   store.Close();
-  const tBytes once = Contents();
+  const ByteVector once = Contents();
   store.Close();
   EXPECT_EQ(Contents(), once);
 }

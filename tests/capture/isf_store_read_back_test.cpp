@@ -17,8 +17,8 @@ constexpr std::uint64_t kStartMilliseconds = 13'350'000'000'000;
 // What the store writes, read by the reader of capture files.
 class IsfStoreReadBackTest : public cStoreTest {
  protected:
-  [[nodiscard]] static tBytes NumberedPacket(std::uint32_t i) {
-    tBytes packet = {0x0A, static_cast<std::uint8_t>(i), static_cast<std::uint8_t>(i / 256)};
+  [[nodiscard]] static ByteVector NumberedPacket(std::uint32_t i) {
+    ByteVector packet = {0x0A, static_cast<std::uint8_t>(i), static_cast<std::uint8_t>(i / 256)};
     packet.resize(3 + i % 5);
     return packet;
   }
@@ -89,8 +89,8 @@ TEST_F(IsfStoreReadBackTest, AClosedFileOf20000ItemsIsComplete) { ExpectClosedFi
 TEST_F(IsfStoreReadBackTest, EveryTimeWidthAndTheExtraFieldInTwoBlocksAreReadBack) {
   constexpr std::uint32_t kExtra = 0x332211;
   constexpr std::int64_t kMilliseconds[] = {1, 1000, 100'000, -1};
-  const tBytes request = {0x4B, 0x09, 0x00, 0x00, 0x11, 0x22, 0x33};
-  const tBytes log = LogPacket(0x412F, 20);
+  const ByteVector request = {0x4B, 0x09, 0x00, 0x00, 0x11, 0x22, 0x33};
+  const ByteVector log = LogPacket(0x412F, 20);
   std::vector<sCaptureItem> expected;
   // The request tells the value of the extra field that the logs have from then on.
   const auto addOneOfEach = [&] {

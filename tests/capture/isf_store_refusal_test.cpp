@@ -13,8 +13,8 @@ namespace {
 class IsfStoreRefusalTest : public cStoreTest {
  protected:
   // A buffer that claims so many bytes, whatever its constructors allow.
-  [[nodiscard]] static sOwnedBuffer Oversized(std::uint32_t size) {
-    sHeapBlock block(static_cast<std::uint8_t*>(std::calloc(size, 1)));
+  [[nodiscard]] static OwnedBuffer Oversized(std::uint32_t size) {
+    HeapBlock block(static_cast<std::uint8_t*>(std::calloc(size, 1)));
     auto item = std::make_unique<sSharedBuffer>(1, std::move(block), kOriginDevice);
     item->size = size;
     return item;
@@ -42,16 +42,16 @@ TEST_F(IsfStoreRefusalTest, AnItemWithoutBytesIsABadArgument) {
 
 TEST_F(IsfStoreRefusalTest, APacketOf16641BytesOrMoreIsABadArgument) {
   for (const std::uint32_t size : {16641U, 65535U, 65536U, 70000U}) {
-    const sOwnedBuffer item = Oversized(size);
+    const OwnedBuffer item = Oversized(size);
     EXPECT_EQ(AddRaw(item.get(), 1), 160U) << size;
     EXPECT_EQ(AddRaw(item.get(), kAutomaticType), 160U) << size;
   }
-  EXPECT_EQ(Add(tBytes(16641)), 160U);
+  EXPECT_EQ(Add(ByteVector(16641)), 160U);
   ExpectNothingRecorded();
 }
 
 TEST_F(IsfStoreRefusalTest, APacketOf16640BytesIsRecorded) {
-  tBytes packet = Packet({0x0A}, 16640);
+  ByteVector packet = Packet({0x0A}, 16640);
   packet.back() = 0x77;
   EXPECT_EQ(Add(packet), 0U);
   EXPECT_EQ(Items().at(0).packet, packet);

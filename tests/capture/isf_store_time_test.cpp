@@ -19,7 +19,7 @@ class IsfStoreTimeTest : public cStoreTest {
     EXPECT_EQ(Add({0x0A, 2}), kErrorSuccess);
     const auto items = Items();
     EXPECT_EQ(items.size(), 2U);
-    EXPECT_EQ(items.at(1).packet, (tBytes{0x0A, 2}));
+    EXPECT_EQ(items.at(1).packet, (ByteVector{0x0A, 2}));
     return items.at(1);
   }
 

@@ -19,7 +19,8 @@ using ::testing::IsEmpty;
 class IsfStoreTypesTest : public cStoreTest {
  protected:
   // The only item after this packet was added with its type to be chosen.
-  [[nodiscard]] sDecodedItem ItemOf(const tBytes& packet, std::uint32_t origin = kOriginDevice) {
+  [[nodiscard]] sDecodedItem ItemOf(const ByteVector& packet,
+                                    std::uint32_t origin = kOriginDevice) {
     EXPECT_EQ(Add(packet, kAutomaticType, origin), kErrorSuccess);
     const auto items = Items();
     EXPECT_FALSE(items.empty());
@@ -27,13 +28,13 @@ class IsfStoreTypesTest : public cStoreTest {
     return items.back();
   }
 
-  [[nodiscard]] unsigned TypeOf(const tBytes& packet, std::uint32_t origin = kOriginDevice) {
+  [[nodiscard]] unsigned TypeOf(const ByteVector& packet, std::uint32_t origin = kOriginDevice) {
     return ItemOf(packet, origin).type;
   }
 
   // 60 of an event 0x103 that tells the technology, as an item of the library.
-  [[nodiscard]] static tBytes TechnologyEvent(std::uint8_t technology) {
-    tBytes event = {0x60, 0x0B, 0x00, 0x03, 0x21, 0, 0, 0, 0, 0, 0, 0, 0};
+  [[nodiscard]] static ByteVector TechnologyEvent(std::uint8_t technology) {
+    ByteVector event = {0x60, 0x0B, 0x00, 0x03, 0x21, 0, 0, 0, 0, 0, 0, 0, 0};
     event.push_back(technology);
     return event;
   }
@@ -63,7 +64,7 @@ TEST_F(IsfStoreTypesTest, ASignallingLogPacketOf16BytesOrMoreIsType8) {
 }
 
 TEST_F(IsfStoreTypesTest, DebugMessagesAreType6) {
-  for (const std::uint8_t code : tBytes{0x1F, 0x79, 0x92}) {
+  for (const std::uint8_t code : ByteVector{0x1F, 0x79, 0x92}) {
     EXPECT_EQ(TypeOf({code}), 6U);
     EXPECT_EQ(TypeOf(Packet({code}, 40)), 6U);
   }
@@ -142,7 +143,7 @@ TEST_F(IsfStoreTypesTest, AGivenTypeBeyondFiveBitsLeavesTheOtherFlagsAlone) {
 
 TEST_F(IsfStoreTypesTest, WithAGivenTypeAnEventReportIsRecordedAsItIs) {
   ASSERT_EQ(Add({0x60, 0x01, 0x02, 0x03}, 1), kErrorSuccess);
-  EXPECT_EQ(Items().back().packet, (tBytes{0x60, 0x01, 0x02, 0x03}));
+  EXPECT_EQ(Items().back().packet, (ByteVector{0x60, 0x01, 0x02, 0x03}));
 }
 
 TEST_F(IsfStoreTypesTest, WithAGivenTypeASignallingLogHasNoExtraField) {
@@ -152,16 +153,16 @@ TEST_F(IsfStoreTypesTest, WithAGivenTypeASignallingLogHasNoExtraField) {
 }
 
 // First and last codes of each range; single codes twice.
-using tRanges = std::vector<std::pair<unsigned, unsigned>>;
-const tRanges kTechnologySet = {
+using RangeList = std::vector<std::pair<unsigned, unsigned>>;
+const RangeList kTechnologySet = {
     {0x1004, 0x1008}, {0x1090, 0x1091}, {0x10D6, 0x10D8}, {0x1388, 0x1389}, {0x138B, 0x138D}};
-const tRanges kRestOfSignallingSet = {
+const RangeList kRestOfSignallingSet = {
     {0x1048, 0x1049}, {0x104C, 0x104D}, {0x1052, 0x1053}, {0x1076, 0x1079},
     {0x107C, 0x107C}, {0x1085, 0x1086}, {0x141B, 0x141C}, {0x149F, 0x149F},
     {0x412F, 0x412F}, {0x512F, 0x512F}, {0x5226, 0x5226}, {0x5230, 0x5230},
     {0x713A, 0x713A}, {0x7B3A, 0x7B3A}, {0xA000, 0xA000}, {0xA100, 0xA103}};
 
-[[nodiscard]] bool IsIn(const tRanges& ranges, unsigned code) {
+[[nodiscard]] bool IsIn(const RangeList& ranges, unsigned code) {
   for (const auto& [first, last] : ranges) {
     if (code >= first && code <= last) {
       return true;
@@ -180,7 +181,7 @@ TEST(LogSetsTest, HoldExactlyTheirMembersOfAll65536Codes) {
 }
 
 TEST_F(IsfStoreTypesTest, EveryMemberOfTheLogSetsIsType8AndItsNeighboursOutsideAreType5) {
-  for (const tRanges& ranges : {kTechnologySet, kRestOfSignallingSet}) {
+  for (const RangeList& ranges : {kTechnologySet, kRestOfSignallingSet}) {
     for (const auto& [first, last] : ranges) {
       for (unsigned code = first - 1; code <= last + 1; ++code) {
         const bool isMember = IsIn(kTechnologySet, code) || IsIn(kRestOfSignallingSet, code);
@@ -218,7 +219,7 @@ TEST_F(IsfStoreTypesTest, TheTechnologyIsLearnedFromAnEventOfTheLibrary) {
   ASSERT_EQ(AddRequest(TechnologyEvent(0)), kErrorSuccess);
   EXPECT_EQ(TechnologyField(), 0U);
   EXPECT_EQ(CellField(), std::nullopt);
-  tBytes second = TechnologyEvent(12);
+  ByteVector second = TechnologyEvent(12);
   second[0] = 0x74;
   ASSERT_EQ(AddRequest(second), kErrorSuccess);
   EXPECT_EQ(TechnologyField(), 12U);
@@ -226,10 +227,10 @@ TEST_F(IsfStoreTypesTest, TheTechnologyIsLearnedFromAnEventOfTheLibrary) {
 
 TEST_F(IsfStoreTypesTest, ATechnologyOf13OrMoreIsNotLearned) {
   ASSERT_EQ(AddRequest(TechnologyEvent(7)), kErrorSuccess);
-  for (const std::uint8_t technology : tBytes{13, 14, 255}) {
+  for (const std::uint8_t technology : ByteVector{13, 14, 255}) {
     ASSERT_EQ(AddRequest(TechnologyEvent(technology)), kErrorSuccess);
     ASSERT_EQ(AddRequest([&] {
-                tBytes status = Packet({0x63}, 28);
+                ByteVector status = Packet({0x63}, 28);
                 status[27] = technology;
                 return status;
               }()),
@@ -239,22 +240,22 @@ TEST_F(IsfStoreTypesTest, ATechnologyOf13OrMoreIsNotLearned) {
 }
 
 TEST_F(IsfStoreTypesTest, AnEventOf13BytesTeachesNothing) {
-  tBytes event = TechnologyEvent(4);
+  ByteVector event = TechnologyEvent(4);
   event.resize(13);
   ASSERT_EQ(AddRequest(event), kErrorSuccess);
   EXPECT_EQ(TechnologyField(), std::nullopt);
 }
 
 TEST_F(IsfStoreTypesTest, ALongerEventTeachesByItsByte13) {
-  tBytes event = TechnologyEvent(4);
+  ByteVector event = TechnologyEvent(4);
   event.push_back(9);
   ASSERT_EQ(AddRequest(event), kErrorSuccess);
   EXPECT_EQ(TechnologyField(), 4U);
 }
 
 TEST_F(IsfStoreTypesTest, OnlyTheLow12BitsOfTheEventWordAreTheEvent) {
-  for (const std::uint8_t high : tBytes{0x01, 0x11, 0x21, 0x41, 0x81, 0xF1}) {
-    tBytes event = TechnologyEvent(static_cast<std::uint8_t>(high & 7));
+  for (const std::uint8_t high : ByteVector{0x01, 0x11, 0x21, 0x41, 0x81, 0xF1}) {
+    ByteVector event = TechnologyEvent(static_cast<std::uint8_t>(high & 7));
     event[4] = high;
     ASSERT_EQ(AddRequest(event), kErrorSuccess);
     EXPECT_EQ(TechnologyField(), high & 7U);
@@ -264,7 +265,7 @@ TEST_F(IsfStoreTypesTest, OnlyTheLow12BitsOfTheEventWordAreTheEvent) {
 TEST_F(IsfStoreTypesTest, AnotherEventTeachesNothing) {
   for (const auto& [low, high] :
        {std::pair{0x02, 0x21}, {0x04, 0x21}, {0x03, 0x20}, {0x03, 0x23}}) {
-    tBytes event = TechnologyEvent(4);
+    ByteVector event = TechnologyEvent(4);
     event[3] = static_cast<std::uint8_t>(low);
     event[4] = static_cast<std::uint8_t>(high);
     ASSERT_EQ(AddRequest(event), kErrorSuccess);
@@ -273,7 +274,7 @@ TEST_F(IsfStoreTypesTest, AnotherEventTeachesNothing) {
 }
 
 TEST_F(IsfStoreTypesTest, TheTechnologyIsLearnedFromByte27OfA63OfTheLibrary) {
-  tBytes status = Packet({0x63}, 28);
+  ByteVector status = Packet({0x63}, 28);
   status[26] = 5;
   status[27] = 6;
   ASSERT_EQ(AddRequest(status), kErrorSuccess);
@@ -309,7 +310,7 @@ TEST_F(IsfStoreTypesTest, AnotherSubsystemRequestTeachesNothing) {
 
 TEST_F(IsfStoreTypesTest, ItemsOfTheDeviceTeachNothing) {
   ASSERT_EQ(Add(TechnologyEvent(4), 4), kErrorSuccess);
-  tBytes status = Packet({0x63}, 28);
+  ByteVector status = Packet({0x63}, 28);
   ASSERT_EQ(Add(status), kErrorSuccess);
   ASSERT_EQ(Add({0x4B, 0x09, 0x00, 0x00, 1, 2, 3}), kErrorSuccess);
   EXPECT_EQ(TechnologyField(), std::nullopt);

@@ -11,7 +11,7 @@ cOtaRecorder* current = nullptr;
 
 }  // namespace
 
-cOtaRecorder::cOtaRecorder(tHandler inEachCall) : handler(std::move(inEachCall)) { current = this; }
+cOtaRecorder::cOtaRecorder(Handler inEachCall) : handler(std::move(inEachCall)) { current = this; }
 
 cOtaRecorder::~cOtaRecorder() { current = nullptr; }
 

@@ -21,9 +21,9 @@ struct sOtaCall {
 class cOtaRecorder {
  public:
   // Runs inside every call, after it was recorded.
-  using tHandler = std::function<void(cISFStore& store, sSharedBuffer& item)>;
+  using Handler = std::function<void(cISFStore& store, sSharedBuffer& item)>;
 
-  explicit cOtaRecorder(tHandler handler = {});
+  explicit cOtaRecorder(Handler handler = {});
   ~cOtaRecorder();
   cOtaRecorder(const cOtaRecorder&) = delete;
   cOtaRecorder& operator=(const cOtaRecorder&) = delete;
@@ -33,7 +33,7 @@ class cOtaRecorder {
   std::vector<sOtaCall> calls;
 
  private:
-  tHandler handler;
+  Handler handler;
 };
 
 }  // namespace corvane

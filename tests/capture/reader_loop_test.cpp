@@ -16,15 +16,15 @@ class ReaderLoopTest : public cSessionTest {
   ReaderLoopTest() { AttachFile(); }
 
   // One read that gives `bytes`, and the pump before the next read.
-  void Read(const tBytes& bytes) {
+  void Read(const ByteVector& bytes) {
     ASSERT_LE(bytes.size(), loop.Room().size());
     std::copy(bytes.begin(), bytes.end(), loop.Room().begin());
     loop.Received(bytes.size());
     loop.Pump();
   }
 
-  std::vector<tBytes> Stored() {
-    std::vector<tBytes> packets;
+  std::vector<ByteVector> Stored() {
+    std::vector<ByteVector> packets;
     for (const sFileItem& item : Items()) {
       packets.push_back(item.packet);
     }
@@ -34,34 +34,35 @@ class ReaderLoopTest : public cSessionTest {
   cReaderLoop loop{session};
 };
 
-const tBytes kLogPacket = {0x10, 0x00, 0x04, 0x00, 0x04, 0x00, 0x34, 0x12};
-const tBytes kReply = {0x4B, 0x0F, 0x00, 0x00, 0x01};
-const tBytes kEventReply = {0x60, 0x00, 0x00};
+const ByteVector kLogPacket = {0x10, 0x00, 0x04, 0x00, 0x04, 0x00, 0x34, 0x12};
+const ByteVector kReply = {0x4B, 0x0F, 0x00, 0x00, 0x01};
+const ByteVector kEventReply = {0x60, 0x00, 0x00};
 
 TEST_F(ReaderLoopTest, TwoPacketsInOneReadAreBothStoredInOrder) {
   Read(Joined({Framed(kLogPacket), Framed(kReply)}));
-  EXPECT_EQ(Stored(), (std::vector<tBytes>{kLogPacket, kReply}));
+  EXPECT_EQ(Stored(), (std::vector<ByteVector>{kLogPacket, kReply}));
 }
 
 TEST_F(ReaderLoopTest, HalfAPacketAtTheEndOfAReadIsCompletedByTheNextRead) {
-  const tBytes frame = Framed(kReply);
-  Read(Joined({Framed(kLogPacket), tBytes(frame.begin(), frame.begin() + 3)}));
-  EXPECT_EQ(Stored(), std::vector<tBytes>{kLogPacket});
-  Read(tBytes(frame.begin() + 3, frame.end()));
-  EXPECT_EQ(Stored(), (std::vector<tBytes>{kLogPacket, kReply}));
+  const ByteVector frame = Framed(kReply);
+  Read(Joined({Framed(kLogPacket), ByteVector(frame.begin(), frame.begin() + 3)}));
+  EXPECT_EQ(Stored(), std::vector<ByteVector>{kLogPacket});
+  Read(ByteVector(frame.begin() + 3, frame.end()));
+  EXPECT_EQ(Stored(), (std::vector<ByteVector>{kLogPacket, kReply}));
 }
 
 // Also inside an escape, which the third packet has two of, and next to a flag.
 TEST_F(ReaderLoopTest, AReadMayEndAtAnyByteOfAFrame) {
-  const std::vector<tBytes> packets = {kLogPacket, kReply, {0x79, 0x7E, 0x7D, 0x01}};
-  const tBytes stream =
+  const std::vector<ByteVector> packets = {kLogPacket, kReply, {0x79, 0x7E, 0x7D, 0x01}};
+  const ByteVector stream =
       Joined({{0x7E}, Framed(packets[0]), Framed(packets[1]), Framed(packets[2])});
   for (std::size_t split = 1; split < stream.size(); ++split) {
     AttachFile();
     cPrinted printed;
     const auto middle = stream.begin() + static_cast<std::ptrdiff_t>(split);
     cReaderLoop fresh(session);
-    for (const tBytes& part : {tBytes(stream.begin(), middle), tBytes(middle, stream.end())}) {
+    for (const ByteVector& part :
+         {ByteVector(stream.begin(), middle), ByteVector(middle, stream.end())}) {
       std::copy(part.begin(), part.end(), fresh.Room().begin());
       fresh.Received(part.size());
     }
@@ -74,14 +75,14 @@ TEST_F(ReaderLoopTest, BytesMayComeOneAtATime) {
   for (const std::uint8_t byte : Joined({Framed(kLogPacket), Framed(kReply)})) {
     Read({byte});
   }
-  EXPECT_EQ(Stored(), (std::vector<tBytes>{kLogPacket, kReply}));
+  EXPECT_EQ(Stored(), (std::vector<ByteVector>{kLogPacket, kReply}));
 }
 
 TEST_F(ReaderLoopTest, ACorruptFrameBetweenTwoGoodOnesYieldsOneBadCrcAndTwoStoredPackets) {
   cPrinted printed;
   Read(Joined({Framed(kLogPacket), BadFrame({0x79, 9, 9}), Framed(kReply)}));
   EXPECT_EQ(printed.Take(), "bad CRC\n");
-  EXPECT_EQ(Stored(), (std::vector<tBytes>{kLogPacket, kReply}));
+  EXPECT_EQ(Stored(), (std::vector<ByteVector>{kLogPacket, kReply}));
 }
 
 TEST_F(ReaderLoopTest, ABadFrameIsPrintedOnceHoweverOftenIsRead) {
@@ -109,23 +110,23 @@ TEST_F(ReaderLoopTest, TheClosingFlagOfAFrameWithAnOpeningFlagIsKept) {
   Read(Joined({{0x7E}, Framed(kReply)}));
   EXPECT_EQ(loop.Room().size(), 8191U);
   Read(Framed(kLogPacket));
-  EXPECT_EQ(Stored(), (std::vector<tBytes>{kReply, kLogPacket}));
+  EXPECT_EQ(Stored(), (std::vector<ByteVector>{kReply, kLogPacket}));
 }
 
 TEST_F(ReaderLoopTest, With8192BytesKeptAndNoCompleteFrameThereIsNoRoomForTheNextRead) {
-  Read(tBytes(8192, 0x41));
+  Read(ByteVector(8192, 0x41));
   EXPECT_TRUE(loop.Room().empty());
   EXPECT_TRUE(Stored().empty());
 }
 
 TEST_F(ReaderLoopTest, AFrameThatFillsTheBufferIsStored) {
   // 8189 bytes without stuffing, 2 of CRC and a flag; the CRC's bytes need no stuffing either.
-  tBytes packet(8189, 0x79);
+  ByteVector packet(8189, 0x79);
   while (Framed(packet).size() != 8192) {
     ++packet.back();
   }
   Read(Framed(packet));
-  EXPECT_EQ(Stored(), std::vector<tBytes>{packet});
+  EXPECT_EQ(Stored(), std::vector<ByteVector>{packet});
   EXPECT_EQ(loop.Room().size(), 8192U);
 }
 
@@ -134,15 +135,15 @@ TEST_F(ReaderLoopTest, TheFirstRequestIsSentBeforeAnythingIsReadAndTheSecondIsNo
   Push({0x00});
   loop.Pump();
   loop.Pump();
-  EXPECT_EQ(serial.writes, (std::vector<tBytes>{{0x1D, 0x1C, 0x3B, 0x7E}}));
+  EXPECT_EQ(serial.writes, (std::vector<ByteVector>{{0x1D, 0x1C, 0x3B, 0x7E}}));
 }
 
 TEST_F(ReaderLoopTest, EachReplySendsTheNextRequest) {
-  for (const tBytes& request : kStartUpPackets) {
+  for (const ByteVector& request : kStartUpPackets) {
     Push(request);
   }
   loop.Pump();
-  std::vector<tBytes> expected = {Framed(kStartUpPackets[0])};
+  std::vector<ByteVector> expected = {Framed(kStartUpPackets[0])};
   for (std::size_t i = 1; i < kStartUpPackets.size(); ++i) {
     EXPECT_EQ(serial.writes, expected);
     Read(Framed(kReply));
@@ -180,7 +181,7 @@ TEST_F(ReaderLoopTest, AThreeByteEventReplyReleasesTheNextRequest) {
 }
 
 TEST_F(ReaderLoopTest, AnEventReplyGivesACreditAlsoWhenNoneWasAskedFor) {
-  for (const tBytes& request : kStartUpPackets) {
+  for (const ByteVector& request : kStartUpPackets) {
     Push(request);
   }
   Read(Joined({Framed(kEventReply), Framed(kEventReply)}));
@@ -188,7 +189,7 @@ TEST_F(ReaderLoopTest, AnEventReplyGivesACreditAlsoWhenNoneWasAskedFor) {
 }
 
 TEST_F(ReaderLoopTest, EachReplyInAReadGivesACredit) {
-  for (const tBytes& request : kStartUpPackets) {
+  for (const ByteVector& request : kStartUpPackets) {
     Push(request);
   }
   loop.Pump();
@@ -201,7 +202,7 @@ TEST_F(ReaderLoopTest, RequestsAreSentAfterTheRepliesOfTheReadAreStored) {
   Push({0x00});
   loop.Pump();
   Read(Joined({Framed(kReply), Framed(kLogPacket)}));
-  EXPECT_EQ(Stored(), (std::vector<tBytes>{{0x1D}, kReply, kLogPacket, {0x00}}));
+  EXPECT_EQ(Stored(), (std::vector<ByteVector>{{0x1D}, kReply, kLogPacket, {0x00}}));
 }
 
 TEST_F(ReaderLoopTest, AnEmptyQueueCostsNoCredit) {
@@ -220,7 +221,7 @@ TEST_F(ReaderLoopTest, AMissingRequestCostsACreditAndItsNumber) {
   loop.Pump();
   EXPECT_EQ(serial.writes.size(), 1U);  // no credit left
   Read(Framed(kReply));
-  EXPECT_EQ(serial.writes, (std::vector<tBytes>{Framed({0x1D}), Framed({0x7C})}));
+  EXPECT_EQ(serial.writes, (std::vector<ByteVector>{Framed({0x1D}), Framed({0x7C})}));
 }
 
 TEST_F(ReaderLoopTest, AMissingRequestEndsThePumpWithCreditLeft) {
@@ -230,7 +231,7 @@ TEST_F(ReaderLoopTest, AMissingRequestEndsThePumpWithCreditLeft) {
   Push({0x00});
   Push({0x7C});
   loop.Pump();
-  EXPECT_EQ(serial.writes, (std::vector<tBytes>{Framed({0x1D}), Framed({0x7C})}));
+  EXPECT_EQ(serial.writes, (std::vector<ByteVector>{Framed({0x1D}), Framed({0x7C})}));
 }
 
 TEST_F(ReaderLoopTest, ARequestThatThereWasNoMemoryToLookUpIsSentByTheNextPump) {
@@ -243,9 +244,9 @@ TEST_F(ReaderLoopTest, ARequestThatThereWasNoMemoryToLookUpIsSentByTheNextPump) 
     EXPECT_TRUE(serial.writes.empty());
   }
   Read(Framed(kLogPacket));
-  EXPECT_EQ(serial.writes, std::vector<tBytes>{Framed({0x1D})});
+  EXPECT_EQ(serial.writes, std::vector<ByteVector>{Framed({0x1D})});
   Read(Framed(kReply));
-  EXPECT_EQ(serial.writes, (std::vector<tBytes>{Framed({0x1D}), Framed({0x00})}));
+  EXPECT_EQ(serial.writes, (std::vector<ByteVector>{Framed({0x1D}), Framed({0x00})}));
 }
 
 TEST_F(ReaderLoopTest, WithoutMagicNothingIsSentAndNoCreditSpent) {
@@ -300,7 +301,7 @@ TEST_F(ReaderLoopTest, TheCountersOfTheOtherTransportAreLeftAlone) {
 }
 
 TEST_F(ReaderLoopTest, BytesThatThereWasNoMemoryToLookAtAreKept) {
-  const tBytes frame = Framed(kReply);
+  const ByteVector frame = Framed(kReply);
   std::copy(frame.begin(), frame.end(), loop.Room().begin());
   {
     cAllocationFailure failure(eHeap::Malloc, 1);
@@ -310,7 +311,7 @@ TEST_F(ReaderLoopTest, BytesThatThereWasNoMemoryToLookAtAreKept) {
   EXPECT_TRUE(Stored().empty());
   EXPECT_EQ(loop.Room().size(), 8192U - frame.size());
   Read(Framed(kLogPacket));
-  EXPECT_EQ(Stored(), (std::vector<tBytes>{kReply, kLogPacket}));
+  EXPECT_EQ(Stored(), (std::vector<ByteVector>{kReply, kLogPacket}));
 }
 
 }  // namespace

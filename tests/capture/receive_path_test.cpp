@@ -14,7 +14,7 @@ namespace {
 
 // Everything that a splitter makes of some bytes.
 struct sSplit {
-  explicit sSplit(const tBytes& received) {
+  explicit sSplit(const ByteVector& received) {
     cPrinted output;
     cFrameSplitter splitter(received);
     while (const cBufferReference packet = splitter.Next()) {
@@ -27,7 +27,7 @@ struct sSplit {
     printed = output.Take();
   }
 
-  std::vector<tBytes> packets;
+  std::vector<ByteVector> packets;
   std::size_t offset = 0;
   bool ranOutOfMemory = false;
   std::string printed;
@@ -43,34 +43,34 @@ TEST(FrameSplitterTest, NoBytesHoldNoPacket) {
 
 TEST(FrameSplitterTest, APacketIsTakenOutOfItsFrame) {
   const sSplit split({0x4B, 0x0F, 0x00, 0x00, 0xBB, 0x60, 0x7E});
-  EXPECT_EQ(split.packets, (std::vector<tBytes>{{0x4B, 0x0F, 0x00, 0x00}}));
+  EXPECT_EQ(split.packets, (std::vector<ByteVector>{{0x4B, 0x0F, 0x00, 0x00}}));
   EXPECT_EQ(split.offset, 7U);
   EXPECT_FALSE(split.ranOutOfMemory);
 }
 
 TEST(FrameSplitterTest, TwoPacketsComeInOrder) {
   const sSplit split({0x1D, 0x1C, 0x3B, 0x7E, 0x00, 0x78, 0xF0, 0x7E});
-  EXPECT_EQ(split.packets, (std::vector<tBytes>{{0x1D}, {0x00}}));
+  EXPECT_EQ(split.packets, (std::vector<ByteVector>{{0x1D}, {0x00}}));
   EXPECT_EQ(split.offset, 8U);
 }
 
 TEST(FrameSplitterTest, AnIncompleteFrameIsLeft) {
   const sSplit split({0x1D, 0x1C, 0x3B, 0x7E, 0x00, 0x78, 0xF0});
-  EXPECT_EQ(split.packets, std::vector<tBytes>{{0x1D}});
+  EXPECT_EQ(split.packets, std::vector<ByteVector>{{0x1D}});
   EXPECT_EQ(split.offset, 4U);
   EXPECT_EQ(split.printed, "");
 }
 
 TEST(FrameSplitterTest, AfterAnOpeningFlagTheClosingFlagIsLeft) {
   const sSplit split({0x7E, 0x1D, 0x1C, 0x3B, 0x7E});
-  EXPECT_EQ(split.packets, std::vector<tBytes>{{0x1D}});
+  EXPECT_EQ(split.packets, std::vector<ByteVector>{{0x1D}});
   EXPECT_EQ(split.offset, 4U);
   EXPECT_EQ(split.printed, "");
 }
 
 TEST(FrameSplitterTest, OneFlagBetweenTwoFramesClosesTheOneAndOpensTheOther) {
   const sSplit split({0x7E, 0x1D, 0x1C, 0x3B, 0x7E, 0x00, 0x78, 0xF0, 0x7E});
-  EXPECT_EQ(split.packets, (std::vector<tBytes>{{0x1D}, {0x00}}));
+  EXPECT_EQ(split.packets, (std::vector<ByteVector>{{0x1D}, {0x00}}));
   EXPECT_EQ(split.offset, 8U);
   EXPECT_EQ(split.printed, "");
 }
@@ -78,14 +78,14 @@ TEST(FrameSplitterTest, OneFlagBetweenTwoFramesClosesTheOneAndOpensTheOther) {
 TEST(FrameSplitterTest, ACorruptFrameBetweenTwoGoodOnesYieldsOneBadCrcAndTwoPackets) {
   const sSplit split(
       {0x1D, 0x1C, 0x3B, 0x7E, 0x4B, 0x0F, 0x00, 0x01, 0xBB, 0x60, 0x7E, 0x00, 0x78, 0xF0, 0x7E});
-  EXPECT_EQ(split.packets, (std::vector<tBytes>{{0x1D}, {0x00}}));
+  EXPECT_EQ(split.packets, (std::vector<ByteVector>{{0x1D}, {0x00}}));
   EXPECT_EQ(split.printed, "bad CRC\n");
 }
 
 TEST(FrameSplitterTest, EachBadFrameIsPrintedOnce) {
   const sSplit split(
       Joined({BadFrame({1, 2, 3}), BadFrame({4, 5, 6}), Framed({7}), BadFrame({8, 9, 10})}));
-  EXPECT_EQ(split.packets, std::vector<tBytes>{{7}});
+  EXPECT_EQ(split.packets, std::vector<ByteVector>{{7}});
   EXPECT_EQ(split.printed, "bad CRC\nbad CRC\nbad CRC\n");
 }
 
@@ -105,13 +105,13 @@ TEST(FrameSplitterTest, TwoFlagsInARowAreABadFrameWhoseSecondFlagIsLeft) {
 
 TEST(FrameSplitterTest, AFrameOfNothingButAGoodCrcIsAnEmptyPacket) {
   const sSplit split({0x00, 0x00, 0x7E});
-  EXPECT_EQ(split.packets, std::vector<tBytes>{{}});
+  EXPECT_EQ(split.packets, std::vector<ByteVector>{{}});
   EXPECT_EQ(split.offset, 3U);
   EXPECT_EQ(split.printed, "");
 }
 
 TEST(FrameSplitterTest, WithoutMemoryForTheCopyTheBytesAreLeft) {
-  const tBytes received = {0x1D, 0x1C, 0x3B, 0x7E};
+  const ByteVector received = {0x1D, 0x1C, 0x3B, 0x7E};
   for (const eHeap heap : {eHeap::Malloc, eHeap::New}) {
     cFrameSplitter splitter(received);
     cAllocationFailure failure(heap, 1);
@@ -124,15 +124,15 @@ TEST(FrameSplitterTest, WithoutMemoryForTheCopyTheBytesAreLeft) {
 }
 
 TEST(FrameSplitterTest, AsManyBytesAsABufferHoldsAreLookedAt) {
-  tBytes received = {0x1D, 0x1C, 0x3B, 0x7E};
+  ByteVector received = {0x1D, 0x1C, 0x3B, 0x7E};
   received.resize(16640);
   const sSplit split(received);
-  EXPECT_EQ(split.packets, std::vector<tBytes>{{0x1D}});
+  EXPECT_EQ(split.packets, std::vector<ByteVector>{{0x1D}});
   EXPECT_EQ(split.offset, 4U);
 }
 
 TEST(FrameSplitterTest, InMoreBytesThanABufferHoldsNothingIsFoundThoughMemoryIsThere) {
-  tBytes received = {0x1D, 0x1C, 0x3B, 0x7E};
+  ByteVector received = {0x1D, 0x1C, 0x3B, 0x7E};
   received.resize(16641);
   const sSplit split(received);
   EXPECT_TRUE(split.packets.empty());
@@ -150,7 +150,7 @@ class OnDeviceDataTest : public cSessionTest {
   }
 
   // Delivers one block and returns what that printed.
-  std::string Deliver(const tBytes& block) {
+  std::string Deliver(const ByteVector& block) {
     const cBufferReference data(std::make_unique<sSharedBuffer>(
         block.data(), static_cast<std::int32_t>(block.size()), kOriginDevice));
     cPrinted printed;
@@ -160,8 +160,8 @@ class OnDeviceDataTest : public cSessionTest {
   }
 
   // The packets stored since the capture was started.
-  std::vector<tBytes> Stored() {
-    std::vector<tBytes> packets;
+  std::vector<ByteVector> Stored() {
+    std::vector<ByteVector> packets;
     const std::vector<sFileItem> items = Items();
     for (std::size_t i = startItems; i < items.size(); ++i) {
       packets.push_back(items[i].packet);
@@ -172,9 +172,9 @@ class OnDeviceDataTest : public cSessionTest {
   std::size_t startItems = 0;
 };
 
-const tBytes kLogPacket = {0x10, 0x00, 0x04, 0x00, 0x04, 0x00, 0x34, 0x12};
-const tBytes kReply = {0x4B, 0x0F, 0x00, 0x00, 0x01};
-const tBytes kEventReply = {0x60, 0x00, 0x00};
+const ByteVector kLogPacket = {0x10, 0x00, 0x04, 0x00, 0x04, 0x00, 0x34, 0x12};
+const ByteVector kReply = {0x4B, 0x0F, 0x00, 0x00, 0x01};
+const ByteVector kEventReply = {0x60, 0x00, 0x00};
 
 TEST_F(OnDeviceDataTest, ANullSessionIsIgnored) {
   const cBufferReference data(std::make_unique<sSharedBuffer>("x", 1, kOriginDevice));
@@ -195,7 +195,7 @@ TEST_F(OnDeviceDataTest, WithNoDataTheFirstRequestIsSent) {
   Push({0x1D});
   Push({0x00});
   OnDeviceData(&session, nullptr);
-  EXPECT_EQ(broadband.writes, (std::vector<tBytes>{{0x1D, 0x1C, 0x3B, 0x7E}}));
+  EXPECT_EQ(broadband.writes, (std::vector<ByteVector>{{0x1D, 0x1C, 0x3B, 0x7E}}));
   EXPECT_EQ(session.nextRequest, 1U);
   EXPECT_EQ(session.outstanding, 1U);
 }
@@ -209,20 +209,20 @@ TEST_F(OnDeviceDataTest, AnEmptyBlockOnlySends) {
 
 TEST_F(OnDeviceDataTest, ThePacketsOfABlockAreStoredInOrder) {
   EXPECT_EQ(Deliver(Joined({Framed(kLogPacket), Framed({0x79, 1, 2, 3})})), "");
-  EXPECT_EQ(Stored(), (std::vector<tBytes>{kLogPacket, {0x79, 1, 2, 3}}));
+  EXPECT_EQ(Stored(), (std::vector<ByteVector>{kLogPacket, {0x79, 1, 2, 3}}));
 }
 
 TEST_F(OnDeviceDataTest, ACorruptFrameBetweenTwoGoodOnesYieldsOneBadCrcAndTwoStoredPackets) {
   EXPECT_EQ(Deliver(Joined({Framed(kLogPacket), BadFrame({0x79, 9, 9}), Framed({0x79, 1, 2, 3})})),
             "bad CRC\n");
-  EXPECT_EQ(Stored(), (std::vector<tBytes>{kLogPacket, {0x79, 1, 2, 3}}));
+  EXPECT_EQ(Stored(), (std::vector<ByteVector>{kLogPacket, {0x79, 1, 2, 3}}));
 }
 
 TEST_F(OnDeviceDataTest, AnIncompleteFrameAtTheEndOfABlockIsDropped) {
-  const tBytes frame = Framed(kLogPacket);
+  const ByteVector frame = Framed(kLogPacket);
   const auto middle = frame.begin() + 5;
-  EXPECT_EQ(Deliver(tBytes(frame.begin(), middle)), "");
-  EXPECT_EQ(Deliver(tBytes(middle, frame.end())), "bad CRC\n");
+  EXPECT_EQ(Deliver(ByteVector(frame.begin(), middle)), "");
+  EXPECT_EQ(Deliver(ByteVector(middle, frame.end())), "bad CRC\n");
   EXPECT_TRUE(Stored().empty());
 }
 
@@ -233,7 +233,7 @@ TEST_F(OnDeviceDataTest, TheNextRequestWaitsForTheReplyToTheLast) {
   OnDeviceData(&session, nullptr);
   EXPECT_EQ(broadband.writes.size(), 1U);
   EXPECT_EQ(Deliver(Framed(kReply)), "");
-  EXPECT_EQ(broadband.writes, (std::vector<tBytes>{Framed({0x1D}), Framed({0x00})}));
+  EXPECT_EQ(broadband.writes, (std::vector<ByteVector>{Framed({0x1D}), Framed({0x00})}));
   EXPECT_EQ(session.nextRequest, 2U);
   EXPECT_EQ(session.outstanding, 1U);
 }
@@ -305,7 +305,7 @@ TEST_F(OnDeviceDataTest, OneBlockSendsOneRequestAtMost) {
 }
 
 TEST_F(OnDeviceDataTest, AllRequestsGoOutOneAReplyAndThenNoMore) {
-  for (const tBytes& request : kStartUpPackets) {
+  for (const ByteVector& request : kStartUpPackets) {
     Push(request);
   }
   OnDeviceData(&session, nullptr);
@@ -313,8 +313,8 @@ TEST_F(OnDeviceDataTest, AllRequestsGoOutOneAReplyAndThenNoMore) {
     EXPECT_EQ(broadband.writes.size(), i);
     EXPECT_EQ(Deliver(Framed(kReply)), "");
   }
-  std::vector<tBytes> expected;
-  for (const tBytes& request : kStartUpPackets) {
+  std::vector<ByteVector> expected;
+  for (const ByteVector& request : kStartUpPackets) {
     expected.push_back(Framed(request));
   }
   EXPECT_EQ(broadband.writes, expected);
@@ -325,7 +325,7 @@ TEST_F(OnDeviceDataTest, AllRequestsGoOutOneAReplyAndThenNoMore) {
 TEST_F(OnDeviceDataTest, AReplyIsInTheCaptureFileBeforeTheNextRequest) {
   Push({0x1D});
   EXPECT_EQ(Deliver(Joined({Framed(kEventReply), Framed(kLogPacket)})), "");
-  EXPECT_EQ(Stored(), (std::vector<tBytes>{kEventReply, kLogPacket, {0x1D}}));
+  EXPECT_EQ(Stored(), (std::vector<ByteVector>{kEventReply, kLogPacket, {0x1D}}));
 }
 
 TEST_F(OnDeviceDataTest, AFailedWriteCountsAsSent) {
@@ -392,9 +392,9 @@ TEST_F(OnDeviceDataTest, ARequestThatThereWasNoMemoryToLookUpIsSentOnTheNextOcca
     EXPECT_EQ(session.outstanding, 0U);
   }
   EXPECT_EQ(Deliver(Framed(kLogPacket)), "");
-  EXPECT_EQ(broadband.writes, std::vector<tBytes>{Framed({0x1D})});
+  EXPECT_EQ(broadband.writes, std::vector<ByteVector>{Framed({0x1D})});
   EXPECT_EQ(Deliver(Framed(kReply)), "");
-  EXPECT_EQ(broadband.writes, (std::vector<tBytes>{Framed({0x1D}), Framed({0x00})}));
+  EXPECT_EQ(broadband.writes, (std::vector<ByteVector>{Framed({0x1D}), Framed({0x00})}));
 }
 
 TEST_F(OnDeviceDataTest, WithoutMemoryForTheCopyNothingIsSent) {

@@ -42,7 +42,7 @@ class RequestQueueTest : public testing::Test {
     }
   }
 
-  static tBytes BytesOf(const sRequestQueue::sFound& found) {
+  static ByteVector BytesOf(const sRequestQueue::sFound& found) {
     EXPECT_FALSE(found.outOfMemory);
     if (!found.copy) {
       return {};
@@ -79,8 +79,8 @@ TEST_F(RequestQueueTest, TheNthEntryPushedHasTheSequenceNumberBeforeN) {
   Push(3);
   EXPECT_EQ(queue.Size(), 3U);
   EXPECT_EQ(queue.PushedCount(), 3U);
-  EXPECT_EQ(BytesOf(queue.Find(0)), (tBytes{0, 0}));
-  EXPECT_EQ(BytesOf(queue.Find(2)), (tBytes{2, 0}));
+  EXPECT_EQ(BytesOf(queue.Find(0)), (ByteVector{0, 0}));
+  EXPECT_EQ(BytesOf(queue.Find(2)), (ByteVector{2, 0}));
   EXPECT_TRUE(HasNone(3));
   EXPECT_TRUE(HasNone(0xFFFFFFFF));
 }
@@ -95,7 +95,7 @@ TEST_F(RequestQueueTest, AnEntryWithoutUsableBytesCountsAsNone) {
 TEST_F(RequestQueueTest, FindLeavesTheEntryInItsPlace) {
   Push();
   for (int i = 0; i < 3; ++i) {
-    EXPECT_EQ(BytesOf(queue.Find(0)), (tBytes{0, 0}));
+    EXPECT_EQ(BytesOf(queue.Find(0)), (ByteVector{0, 0}));
   }
   EXPECT_EQ(queue.Size(), 1U);
   EXPECT_EQ(requests[0]->refCount, 2U);
@@ -106,7 +106,7 @@ TEST_F(RequestQueueTest, WhatFindReturnsOutlivesTheEntry) {
   const sRequestQueue::sFound found = queue.Find(0);
   Release(queue.Take(0));
   queue.Discard();
-  EXPECT_EQ(BytesOf(found), (tBytes{0, 0}));
+  EXPECT_EQ(BytesOf(found), (ByteVector{0, 0}));
   EXPECT_EQ(found.copy->origin, kOriginLibrary);
   EXPECT_EQ(found.copy->refCount, 1U);
 }
@@ -117,7 +117,7 @@ TEST_F(RequestQueueTest, TakeLeavesAnEmptyPlaceAndTheOtherNumbersAlone) {
   EXPECT_EQ(requests[1]->refCount, 2U);  // the queue's reference is the caller's now
   EXPECT_EQ(queue.Take(1), nullptr);
   EXPECT_TRUE(HasNone(1));
-  EXPECT_EQ(BytesOf(queue.Find(2)), (tBytes{2, 0}));
+  EXPECT_EQ(BytesOf(queue.Find(2)), (ByteVector{2, 0}));
   EXPECT_EQ(queue.Size(), 3U);
 }
 
@@ -133,14 +133,14 @@ TEST_F(RequestQueueTest, DiscardStartsTheNumbersAgainAndReleasesNothing) {
   EXPECT_EQ(queue.PushedCount(), 0U);
   EXPECT_EQ(requests[0]->refCount, 2U);
   Push();
-  EXPECT_EQ(BytesOf(queue.Find(0)), (tBytes{2, 0}));
+  EXPECT_EQ(BytesOf(queue.Find(0)), (ByteVector{2, 0}));
 }
 
 TEST_F(RequestQueueTest, AThousandEntriesFit) {
   Push(1000);
   EXPECT_EQ(queue.Size(), 1000U);
-  EXPECT_EQ(BytesOf(queue.Find(0)), (tBytes{0, 0}));
-  EXPECT_EQ(BytesOf(queue.Find(999)), (tBytes{0xE7, 0x03}));
+  EXPECT_EQ(BytesOf(queue.Find(0)), (ByteVector{0, 0}));
+  EXPECT_EQ(BytesOf(queue.Find(999)), (ByteVector{0xE7, 0x03}));
 }
 
 TEST_F(RequestQueueTest, AtCapacityTheOldestEntryIsDroppedWithoutARelease) {
@@ -149,8 +149,8 @@ TEST_F(RequestQueueTest, AtCapacityTheOldestEntryIsDroppedWithoutARelease) {
   EXPECT_EQ(queue.PushedCount(), 1001U);
   EXPECT_EQ(requests[0]->refCount, 2U);
   EXPECT_TRUE(HasNone(0));
-  EXPECT_EQ(BytesOf(queue.Find(1)), (tBytes{1, 0}));
-  EXPECT_EQ(BytesOf(queue.Find(1000)), (tBytes{0xE8, 0x03}));
+  EXPECT_EQ(BytesOf(queue.Find(1)), (ByteVector{1, 0}));
+  EXPECT_EQ(BytesOf(queue.Find(1000)), (ByteVector{0xE8, 0x03}));
   EXPECT_TRUE(HasNone(1001));
 }
 
@@ -228,7 +228,7 @@ TEST_F(RequestQueueTest, AnEntryWithoutMemoryForItsCopyIsToldFromNoEntry) {
     EXPECT_FALSE(found.copy);
     EXPECT_TRUE(found.outOfMemory);
   }
-  EXPECT_EQ(BytesOf(queue.Find(0)), (tBytes{0, 0}));
+  EXPECT_EQ(BytesOf(queue.Find(0)), (ByteVector{0, 0}));
 }
 
 }  // namespace

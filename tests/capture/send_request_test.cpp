@@ -12,7 +12,7 @@ class SendRequestTest : public cSessionTest {
  protected:
   SendRequestTest() { AttachFile(); }
 
-  bool Send(const tBytes& request) {
+  bool Send(const ByteVector& request) {
     const cBufferReference reference(std::make_unique<sSharedBuffer>(
         request.data(), static_cast<std::int32_t>(request.size()), kOriginLibrary));
     const bool sent = SendRequest(session, reference.Get());
@@ -30,8 +30,8 @@ TEST_F(SendRequestTest, ANullRequestIsRefused) {
 TEST_F(SendRequestTest, ARequestIsFramedAndWritten) {
   EXPECT_TRUE(Send({0x1D}));
   EXPECT_TRUE(Send({0x4B, 0x0F, 0x00, 0x00}));
-  EXPECT_EQ(serial.writes, (std::vector<tBytes>{{0x1D, 0x1C, 0x3B, 0x7E},
-                                                {0x4B, 0x0F, 0x00, 0x00, 0xBB, 0x60, 0x7E}}));
+  EXPECT_EQ(serial.writes, (std::vector<ByteVector>{{0x1D, 0x1C, 0x3B, 0x7E},
+                                                    {0x4B, 0x0F, 0x00, 0x00, 0xBB, 0x60, 0x7E}}));
 }
 
 TEST_F(SendRequestTest, ARequestIsRecordedWithATypeChosenFromItsContent) {
@@ -71,8 +71,8 @@ TEST_F(SendRequestTest, ARequestThatCannotBeRecordedIsSentAllTheSame) {
 }
 
 TEST_F(SendRequestTest, AFrameBeyondTheLargestBufferIsWrittenAsNothing) {
-  EXPECT_TRUE(Send(tBytes(16640, 0x01)));
-  EXPECT_EQ(serial.writes, std::vector<tBytes>{{}});
+  EXPECT_TRUE(Send(ByteVector(16640, 0x01)));
+  EXPECT_EQ(serial.writes, std::vector<ByteVector>{{}});
   EXPECT_EQ(Items().size(), 1U);
 }
 

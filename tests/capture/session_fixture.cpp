@@ -34,7 +34,7 @@ void StartDataDelivery(cCaptureSession& session) {
   OnDeviceData(&session, nullptr);
 }
 
-const std::vector<tBytes> kStartUpPackets = {
+const std::vector<ByteVector> kStartUpPackets = {
     {0x1D},
     {0x00},
     {0x7C},
@@ -64,7 +64,7 @@ cTemporaryFolder::~cTemporaryFolder() {
 
 std::string cTemporaryFolder::File(std::string_view name) const { return (path / name).string(); }
 
-tBytes ReadFileBytes(const std::string& path) {
+ByteVector ReadFileBytes(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   const std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
   return {text.begin(), text.end()};
@@ -86,7 +86,7 @@ namespace {
 
 // The item that the directory entry at `entry` of the block at `block` tells of; none when the
 // entry is not used.
-std::optional<sFileItem> ReadItem(const tBytes& file, std::size_t block, std::size_t entry) {
+std::optional<sFileItem> ReadItem(const ByteVector& file, std::size_t block, std::size_t entry) {
   const std::size_t length = Load16(&file[entry + isf::kEntryLength]);
   if (length == 0) {
     return std::nullopt;
@@ -101,13 +101,13 @@ std::optional<sFileItem> ReadItem(const tBytes& file, std::size_t block, std::si
   }
   const auto first = file.begin() + static_cast<std::ptrdiff_t>(start);
   return sFileItem{flags & isf::kFlagsTypeMask,
-                   tBytes(first, first + static_cast<std::ptrdiff_t>(length))};
+                   ByteVector(first, first + static_cast<std::ptrdiff_t>(length))};
 }
 
 }  // namespace
 
 std::vector<sFileItem> ReadItems(const std::string& path) {
-  const tBytes file = ReadFileBytes(path);
+  const ByteVector file = ReadFileBytes(path);
   std::vector<sFileItem> items;
   if (file.size() == isf::kHeaderSize) {
     return items;
@@ -129,34 +129,34 @@ std::vector<sFileItem> ReadItems(const std::string& path) {
 }
 
 bool IsClosedCapture(const std::string& path) {
-  const tBytes file = ReadFileBytes(path);
+  const ByteVector file = ReadFileBytes(path);
   return file.size() >= isf::kHeaderSize + isf::kTrailerSize &&
          Load32(&file[file.size() - 4]) == isf::kTrailerMagic;
 }
 
-tBytes Framed(const tBytes& packet) {
+ByteVector Framed(const ByteVector& packet) {
   const sSharedBuffer buffer(packet.data(), static_cast<std::int32_t>(packet.size()),
                              kOriginDevice);
-  const sOwnedBuffer frame = FramePacket(&buffer);
+  const OwnedBuffer frame = FramePacket(&buffer);
   return {frame->Bytes().begin(), frame->Bytes().end()};
 }
 
-tBytes Joined(const std::vector<tBytes>& parts) {
-  tBytes joined;
-  for (const tBytes& part : parts) {
+ByteVector Joined(const std::vector<ByteVector>& parts) {
+  ByteVector joined;
+  for (const ByteVector& part : parts) {
     joined.insert(joined.end(), part.begin(), part.end());
   }
   return joined;
 }
 
-tBytes BadFrame(const tBytes& packet) {
-  tBytes frame = Framed(packet);
+ByteVector BadFrame(const ByteVector& packet) {
+  ByteVector frame = Framed(packet);
   frame[0] ^= 0x01;
   return frame;
 }
 
 sFileItem TextItem(std::string_view text) {
-  tBytes packet = {0xC0, 0xFF, 0xFF, 0xFF};
+  ByteVector packet = {0xC0, 0xFF, 0xFF, 0xFF};
   for (const char character : text) {
     packet.push_back(static_cast<std::uint8_t>(character));
     packet.push_back(0);
@@ -226,15 +226,15 @@ void cSessionTest::Start(const EventIdSet& eventIds, const LogCodeSet& logCodes,
   ASSERT_TRUE(StartCapture(session, OpenFile(), eventIds, logCodes, messageLevels));
 }
 
-void cSessionTest::Push(const tBytes& request) {
+void cSessionTest::Push(const ByteVector& request) {
   auto* const buffer =
       new sSharedBuffer(request.data(), static_cast<std::int32_t>(request.size()), kOriginLibrary);
   AddRef(buffer);
   ASSERT_TRUE(PushRequest(session.requestQueue, buffer));
 }
 
-std::vector<tBytes> cSessionTest::Queued() {
-  std::vector<tBytes> queued;
+std::vector<ByteVector> cSessionTest::Queued() {
+  std::vector<ByteVector> queued;
   for (const sSharedBuffer* request : session.requestQueue.entries) {
     queued.emplace_back(request->Bytes().begin(), request->Bytes().end());
   }

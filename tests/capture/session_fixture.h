@@ -20,7 +20,7 @@
 // StartDataDelivery, which are otherwise of Windows.
 namespace corvane {
 
-using tBytes = std::vector<std::uint8_t>;
+using ByteVector = std::vector<std::uint8_t>;
 
 // A new folder in the system's folder for temporary files, removed with everything in it.
 class cTemporaryFolder {
@@ -37,13 +37,13 @@ class cTemporaryFolder {
   std::filesystem::path path;
 };
 
-[[nodiscard]] tBytes ReadFileBytes(const std::string& path);
+[[nodiscard]] ByteVector ReadFileBytes(const std::string& path);
 void WriteFileText(const std::string& path, std::string_view text);
 
 // One item of a capture file.
 struct sFileItem {
   std::uint32_t type;
-  tBytes packet;
+  ByteVector packet;
 
   friend bool operator==(const sFileItem&, const sFileItem&) = default;
 };
@@ -56,10 +56,10 @@ std::ostream& operator<<(std::ostream& stream, const sFileItem& item);
 [[nodiscard]] bool IsClosedCapture(const std::string& path);
 
 // The packet in its frame, and frames one after the other.
-[[nodiscard]] tBytes Framed(const tBytes& packet);
-[[nodiscard]] tBytes Joined(const std::vector<tBytes>& parts);
+[[nodiscard]] ByteVector Framed(const ByteVector& packet);
+[[nodiscard]] ByteVector Joined(const std::vector<ByteVector>& parts);
 // Framed, with a CRC that does not fit.
-[[nodiscard]] tBytes BadFrame(const tBytes& packet);
+[[nodiscard]] ByteVector BadFrame(const ByteVector& packet);
 
 // A text item: header, 16-bit characters, terminator. The information item is that of
 // "Corvane version 1.0".
@@ -77,7 +77,7 @@ class cFakeTransport : public cIO {
   bool writeResult = true;
   std::atomic<std::uint32_t> writeCount = 0;
   bool keepsWrites = true;  // false: `writes` stays empty, and a write needs no memory
-  std::vector<tBytes> writes;
+  std::vector<ByteVector> writes;
   std::function<void()> duringWrite;
 };
 
@@ -120,9 +120,9 @@ class cSessionTest : public testing::Test {
   [[nodiscard]] std::vector<sFileItem> Items() const { return ReadItems(capturePath); }
 
   // A request in the queue, which keeps it.
-  void Push(const tBytes& request);
+  void Push(const ByteVector& request);
   // The bytes of the queued requests, in order.
-  [[nodiscard]] std::vector<tBytes> Queued();
+  [[nodiscard]] std::vector<ByteVector> Queued();
 
   cTemporaryFolder folder;
   std::string capturePath = folder.File("capture.isf");
@@ -132,6 +132,6 @@ class cSessionTest : public testing::Test {
 };
 
 // The 13 requests that open every connection.
-extern const std::vector<tBytes> kStartUpPackets;
+extern const std::vector<ByteVector> kStartUpPackets;
 
 }  // namespace corvane

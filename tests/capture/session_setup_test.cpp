@@ -13,16 +13,16 @@ namespace {
 using SetupSessionTest = cSessionTest;
 
 // The requests behind the 13 fixed ones.
-std::vector<tBytes> BehindTheFixedOnes(std::vector<tBytes> queued) {
+std::vector<ByteVector> BehindTheFixedOnes(std::vector<ByteVector> queued) {
   EXPECT_GE(queued.size(), kStartUpPackets.size());
   const auto fixed = static_cast<std::ptrdiff_t>(kStartUpPackets.size());
-  EXPECT_EQ(std::vector<tBytes>(queued.begin(), queued.begin() + fixed), kStartUpPackets);
+  EXPECT_EQ(std::vector<ByteVector>(queued.begin(), queued.begin() + fixed), kStartUpPackets);
   queued.erase(queued.begin(), queued.begin() + fixed);
   return queued;
 }
 
 // The first bytes of a request: enough to tell which one it is.
-tBytes Head(const tBytes& request) {
+ByteVector Head(const ByteVector& request) {
   return {request.begin(), request.begin() + std::min<std::ptrdiff_t>(
                                                  static_cast<std::ptrdiff_t>(request.size()), 9)};
 }
@@ -32,7 +32,7 @@ TEST_F(SetupSessionTest, WithoutATransportNothingHappens) {
   Push({0x1D});
   session.nextRequest = 1;
   SetupSession(session);
-  EXPECT_EQ(Queued(), std::vector<tBytes>{{0x1D}});
+  EXPECT_EQ(Queued(), std::vector<ByteVector>{{0x1D}});
   EXPECT_EQ(session.nextRequest, 1U);
 }
 
@@ -61,13 +61,13 @@ TEST_F(SetupSessionTest, FiltersFollowAsEventMaskThenLevelsBySsidThenLogMasksByE
   session.messageLevels = {{5, {0, 3, 40}}, {3, {1}}};
   session.logCodes = {0xB0C0, 0x1234};
   SetupSession(session);
-  const std::vector<tBytes> requests = BehindTheFixedOnes(Queued());
+  const std::vector<ByteVector> requests = BehindTheFixedOnes(Queued());
   ASSERT_EQ(requests.size(), 5U);
-  EXPECT_EQ(requests[0], (tBytes{0x82, 0, 0, 0, 0x0A, 0, 0x01, 0x02}));
-  EXPECT_EQ(requests[1], (tBytes{0x7D, 0x04, 3, 0, 3, 0, 0, 0, 0x02, 0, 0, 0}));
-  EXPECT_EQ(requests[2], (tBytes{0x7D, 0x04, 5, 0, 5, 0, 0, 0, 0x09, 0, 0, 0}));
-  EXPECT_EQ(Head(requests[3]), (tBytes{0x73, 0, 0, 0, 3, 0, 0, 0, 1}));
-  EXPECT_EQ(Head(requests[4]), (tBytes{0x73, 0, 0, 0, 3, 0, 0, 0, 11}));
+  EXPECT_EQ(requests[0], (ByteVector{0x82, 0, 0, 0, 0x0A, 0, 0x01, 0x02}));
+  EXPECT_EQ(requests[1], (ByteVector{0x7D, 0x04, 3, 0, 3, 0, 0, 0, 0x02, 0, 0, 0}));
+  EXPECT_EQ(requests[2], (ByteVector{0x7D, 0x04, 5, 0, 5, 0, 0, 0, 0x09, 0, 0, 0}));
+  EXPECT_EQ(Head(requests[3]), (ByteVector{0x73, 0, 0, 0, 3, 0, 0, 0, 1}));
+  EXPECT_EQ(Head(requests[4]), (ByteVector{0x73, 0, 0, 0, 3, 0, 0, 0, 11}));
   EXPECT_EQ(requests[3].size(), 528U);
   EXPECT_EQ(requests[3][16 + 0x46], 0x10);  // item 0x234
   EXPECT_EQ(requests[4][16 + 0x18], 0x01);  // item 0x0C0
@@ -77,9 +77,9 @@ TEST_F(SetupSessionTest, TheAllLevelsRequestFollowsTheFixedOnesWhenItsFlagIs1) {
   session.eventIds = {0};
   session.sendAllLevelsMask = 1;
   SetupSession(session);
-  const std::vector<tBytes> requests = BehindTheFixedOnes(Queued());
+  const std::vector<ByteVector> requests = BehindTheFixedOnes(Queued());
   ASSERT_EQ(requests.size(), 2U);
-  EXPECT_EQ(requests[0], (tBytes{0x7D, 0x05, 0, 0, 0, 0, 0, 0}));
+  EXPECT_EQ(requests[0], (ByteVector{0x7D, 0x05, 0, 0, 0, 0, 0, 0}));
   EXPECT_EQ(requests[1][0], 0x82);
 }
 
@@ -92,7 +92,7 @@ TEST_F(SetupSessionTest, AnyOtherValueOfTheFlagQueuesNoAllLevelsRequest) {
 TEST_F(SetupSessionTest, AnEquipmentIdThatLongCodesNameAgainGetsOneLogMask) {
   session.logCodes = {0x1001, 0xB001, 0x11001, 0xFFFF0002};
   SetupSession(session);
-  const std::vector<tBytes> requests = BehindTheFixedOnes(Queued());
+  const std::vector<ByteVector> requests = BehindTheFixedOnes(Queued());
   ASSERT_EQ(requests.size(), 3U);
   EXPECT_EQ(requests[0][8], 0);
   EXPECT_EQ(requests[1][8], 1);
@@ -104,7 +104,7 @@ TEST_F(SetupSessionTest, EachOfThe16EquipmentIdsGetsItsLogMask) {
     session.logCodes.insert(id << 12);
   }
   SetupSession(session);
-  const std::vector<tBytes> requests = BehindTheFixedOnes(Queued());
+  const std::vector<ByteVector> requests = BehindTheFixedOnes(Queued());
   ASSERT_EQ(requests.size(), 16U);
   for (std::size_t id = 0; id < 16; ++id) {
     EXPECT_EQ(requests[id][8], id);
@@ -117,7 +117,7 @@ TEST_F(SetupSessionTest, AnEventMaskThatCannotBeBuiltIsLeftOut) {
   cPrinted printed;
   SetupSession(session);
   EXPECT_EQ(printed.Take(), "failed to create event mask\n");
-  const std::vector<tBytes> requests = BehindTheFixedOnes(Queued());
+  const std::vector<ByteVector> requests = BehindTheFixedOnes(Queued());
   ASSERT_EQ(requests.size(), 1U);
   EXPECT_EQ(requests[0][0], 0x73);
   EXPECT_EQ(gTrafficStarts.readerThreads.size(), 1U);
@@ -137,7 +137,7 @@ TEST_F(SetupSessionTest, ARequestWithoutMemoryIsLeftOutAndTheOthersAreQueued) {
   session.messageLevels = {{3, {1}}, {5, {1}}};
   session.logCodes = {0x1234, 0xB001};
   SetupSession(session);
-  const std::vector<tBytes> all = Queued();
+  const std::vector<ByteVector> all = Queued();
   ASSERT_EQ(all.size(), 18U);
 
   for (const eHeap heap : {eHeap::Malloc, eHeap::New}) {
@@ -151,7 +151,7 @@ TEST_F(SetupSessionTest, ARequestWithoutMemoryIsLeftOutAndTheOthersAreQueued) {
         break;
       }
       const std::string text = printed.Take();
-      const std::vector<tBytes> queued = Queued();
+      const std::vector<ByteVector> queued = Queued();
       EXPECT_EQ(queued.size(), 17U) << "allocation " << nth;
       if (queued.size() != 17U) {
         continue;
@@ -223,7 +223,7 @@ TEST_F(SetupSessionTest, AMobileBroadbandDeviceGetsTheFirstRequestAtOnce) {
   SetupSession(session);
   EXPECT_EQ(gTrafficStarts.dataDeliveries, std::vector<cCaptureSession*>{&session});
   EXPECT_TRUE(gTrafficStarts.readerThreads.empty());
-  EXPECT_EQ(broadband.writes, (std::vector<tBytes>{{0x1D, 0x1C, 0x3B, 0x7E}}));
+  EXPECT_EQ(broadband.writes, (std::vector<ByteVector>{{0x1D, 0x1C, 0x3B, 0x7E}}));
   EXPECT_EQ(session.nextRequest, 1U);
   EXPECT_EQ(session.outstanding, 1U);
 }

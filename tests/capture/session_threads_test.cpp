@@ -20,8 +20,8 @@ namespace corvane {
 namespace {
 
 constexpr int kConnections = 20;
-const tBytes kLogPacket = {0x10, 0x00, 0x04, 0x00, 0x04, 0x00, 0x34, 0x12};
-const tBytes kReply = {0x4B, 0x0F, 0x00, 0x00, 0x01};
+const ByteVector kLogPacket = {0x10, 0x00, 0x04, 0x00, 0x04, 0x00, 0x34, 0x12};
+const ByteVector kReply = {0x4B, 0x0F, 0x00, 0x00, 0x01};
 
 // Waits for `condition`. False when it takes longer than any machine needs.
 bool WaitUntil(const std::function<bool()>& condition) {
@@ -71,7 +71,7 @@ class SessionThreadsTest : public cSessionTest {
 
 TEST_F(SessionThreadsTest, AReaderThreadAddsItemsWhileTheWatcherConnectsAndDisconnects) {
   serial.keepsWrites = false;
-  const tBytes received = Joined({Framed(kLogPacket), Framed(kReply)});
+  const ByteVector received = Joined({Framed(kLogPacket), Framed(kReply)});
   ReceiveWhileConnectionsComeAndGo([&] {
     cReaderLoop loop(session);
     for (int read = 0; read < 4; ++read) {
@@ -88,7 +88,7 @@ TEST_F(SessionThreadsTest, AReaderThreadAddsItemsWhileTheWatcherConnectsAndDisco
 TEST_F(SessionThreadsTest, DataArriveWhileTheBroadbandDeviceComesAndGoes) {
   session.transport = &broadband;
   broadband.keepsWrites = false;
-  const tBytes received = Joined({Framed(kLogPacket), Framed(kReply)});
+  const ByteVector received = Joined({Framed(kLogPacket), Framed(kReply)});
   const cBufferReference data(std::make_unique<sSharedBuffer>(
       received.data(), static_cast<std::int32_t>(received.size()), kOriginDevice));
   ReceiveWhileConnectionsComeAndGo([&] { OnDeviceData(&session, data.Get()); });
@@ -103,7 +103,7 @@ TEST_F(SessionThreadsTest,
   Start();
   Push({0x1D});
   Push({0x00});
-  const auto deliver = [this](const tBytes& bytes) {
+  const auto deliver = [this](const ByteVector& bytes) {
     sSharedBuffer data(bytes.data(), static_cast<std::int32_t>(bytes.size()), kOriginDevice);
     OnDeviceData(&session, &data);
   };

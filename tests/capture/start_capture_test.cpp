@@ -46,9 +46,9 @@ TEST_F(StartCaptureTest, TheMembersOfASessionStandInTheirOrder) {
 TEST_F(StartCaptureTest, TheFileBeginsWithItsSignatureAndTheInformationItem) {
   const cPrinted printed;
   ASSERT_TRUE(StartCapture(session, OpenFile(), {}, {}, {}));
-  const tBytes file = ReadFileBytes(capturePath);
+  const ByteVector file = ReadFileBytes(capturePath);
   ASSERT_GE(file.size(), 4U);
-  EXPECT_EQ(tBytes(file.begin(), file.begin() + 4), (tBytes{0x08, 0x31, 0x60, 0xAB}));
+  EXPECT_EQ(ByteVector(file.begin(), file.begin() + 4), (ByteVector{0x08, 0x31, 0x60, 0xAB}));
   EXPECT_EQ(Items(), (std::vector<sFileItem>{InformationItem()}));
   EXPECT_TRUE(session.capturing);
 }

@@ -34,20 +34,20 @@ cScratchFolder::~cScratchFolder() {
   std::filesystem::remove_all(folder, ignored);
 }
 
-tBytes Packet(std::initializer_list<std::uint8_t> start, std::size_t size) {
-  tBytes packet(start);
+ByteVector Packet(std::initializer_list<std::uint8_t> start, std::size_t size) {
+  ByteVector packet(start);
   packet.resize(size);
   return packet;
 }
 
-tBytes LogPacket(std::uint16_t logCode, std::size_t size) {
-  tBytes packet = Packet({0x10}, size);
+ByteVector LogPacket(std::uint16_t logCode, std::size_t size) {
+  ByteVector packet = Packet({0x10}, size);
   packet.at(6) = static_cast<std::uint8_t>(logCode % 256);
   packet.at(7) = static_cast<std::uint8_t>(logCode / 256);
   return packet;
 }
 
-tBytes ReadFile(const std::filesystem::path& path) {
+ByteVector ReadFile(const std::filesystem::path& path) {
   std::ifstream file(path, std::ios::binary);
   EXPECT_TRUE(file.is_open()) << path;
   return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
@@ -81,7 +81,7 @@ cFailingFile& cStoreTest::Intercept(std::ofstream& between) {
   return *interceptors.back();
 }
 
-std::uint32_t cStoreTest::Add(const tBytes& packet, std::uint32_t type, std::uint32_t origin) {
+std::uint32_t cStoreTest::Add(const ByteVector& packet, std::uint32_t type, std::uint32_t origin) {
   const cBufferReference item(std::make_unique<sSharedBuffer>(
       packet.data(), static_cast<std::int32_t>(packet.size()), origin));
   const std::lock_guard guard(store.storeLock);

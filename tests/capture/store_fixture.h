@@ -47,14 +47,14 @@ class cScratchFolder {
 };
 
 // `size` bytes: `start`, then zeros.
-[[nodiscard]] tBytes Packet(std::initializer_list<std::uint8_t> start, std::size_t size);
+[[nodiscard]] ByteVector Packet(std::initializer_list<std::uint8_t> start, std::size_t size);
 
 // A log packet of `size` bytes, 16 or more, with the given log code.
-[[nodiscard]] tBytes LogPacket(std::uint16_t logCode, std::size_t size = 24);
+[[nodiscard]] ByteVector LogPacket(std::uint16_t logCode, std::size_t size = 24);
 
 // What a test does with one of its store's files is seen through a second stream, as another
 // process sees it.
-[[nodiscard]] tBytes ReadFile(const std::filesystem::path& path);
+[[nodiscard]] ByteVector ReadFile(const std::filesystem::path& path);
 
 // A store with a file attached and the clock at kClockStart.
 class cStoreTest : public ::testing::Test {
@@ -73,14 +73,14 @@ class cStoreTest : public ::testing::Test {
   cFailingFile& Intercept(std::ofstream& between);
 
   // Adds a packet, as its callers do: under the lock, with one reference to it held.
-  std::uint32_t Add(const tBytes& packet, std::uint32_t type = kAutomaticType,
+  std::uint32_t Add(const ByteVector& packet, std::uint32_t type = kAutomaticType,
                     std::uint32_t origin = kOriginDevice);
-  std::uint32_t AddRequest(const tBytes& packet) {
+  std::uint32_t AddRequest(const ByteVector& packet) {
     return Add(packet, kAutomaticType, kOriginLibrary);
   }
 
   // What the first file holds by now.
-  [[nodiscard]] tBytes Contents() const { return ReadFile(scratch.File(kFileName)); }
+  [[nodiscard]] ByteVector Contents() const { return ReadFile(scratch.File(kFileName)); }
   [[nodiscard]] std::vector<sDecodedItem> Items() const {
     return DecodeCapture(Contents()).Items();
   }

@@ -10,13 +10,14 @@
 namespace corvane {
 namespace {
 
-tBytes ItemBytes(std::optional<std::string_view> text) {
-  const sOwnedBuffer item = MakeTextItem(text);
+ByteVector ItemBytes(std::optional<std::string_view> text) {
+  const OwnedBuffer item = MakeTextItem(text);
   return {item->Bytes().begin(), item->Bytes().end()};
 }
 
 TEST(TextItemTest, IsAHeaderTheTextIn16BitCharactersAndATerminator) {
-  EXPECT_EQ(ItemBytes("Ab"), (tBytes{0xC0, 0xFF, 0xFF, 0xFF, 0x41, 0x00, 0x62, 0x00, 0x00, 0x00}));
+  EXPECT_EQ(ItemBytes("Ab"),
+            (ByteVector{0xC0, 0xFF, 0xFF, 0xFF, 0x41, 0x00, 0x62, 0x00, 0x00, 0x00}));
 }
 
 TEST(TextItemTest, TheInformationItemSaysNameAndVersion) {
@@ -24,28 +25,28 @@ TEST(TextItemTest, TheInformationItemSaysNameAndVersion) {
 }
 
 TEST(TextItemTest, IsOfTheLibraryAndNotReferencedYet) {
-  const sOwnedBuffer item = MakeTextItem("text");
+  const OwnedBuffer item = MakeTextItem("text");
   EXPECT_EQ(item->origin, kOriginLibrary);
   EXPECT_EQ(item->refCount, 0U);
 }
 
 TEST(TextItemTest, EmptyTextHasATerminator) {
-  EXPECT_EQ(ItemBytes(""), (tBytes{0xC0, 0xFF, 0xFF, 0xFF, 0x00, 0x00}));
+  EXPECT_EQ(ItemBytes(""), (ByteVector{0xC0, 0xFF, 0xFF, 0xFF, 0x00, 0x00}));
 }
 
 TEST(TextItemTest, WithoutTextIsTheHeaderAlone) {
-  EXPECT_EQ(ItemBytes(std::nullopt), (tBytes{0xC0, 0xFF, 0xFF, 0xFF}));
+  EXPECT_EQ(ItemBytes(std::nullopt), (ByteVector{0xC0, 0xFF, 0xFF, 0xFF}));
 }
 
 TEST(TextItemTest, BytesAreWidenedBySignExtension) {
   EXPECT_EQ(ItemBytes("\x7F\x80\xFF"),
-            (tBytes{0xC0, 0xFF, 0xFF, 0xFF, 0x7F, 0x00, 0x80, 0xFF, 0xFF, 0xFF, 0x00, 0x00}));
+            (ByteVector{0xC0, 0xFF, 0xFF, 0xFF, 0x7F, 0x00, 0x80, 0xFF, 0xFF, 0xFF, 0x00, 0x00}));
 }
 
 TEST(TextItemTest, IsNullWhenMemoryRunsOut) {
   for (const eHeap heap : {eHeap::Malloc, eHeap::New}) {
     cAllocationFailure failure(heap, 1);
-    const sOwnedBuffer item = MakeTextItem("text");
+    const OwnedBuffer item = MakeTextItem("text");
     EXPECT_TRUE(failure.Disarm());
     EXPECT_EQ(item, nullptr);
   }

@@ -133,7 +133,7 @@ TEST_F(ConfigurationTest, TheCaptureFileIsBinary) {
   const cBufferReference packet(
       std::make_unique<sSharedBuffer>("\x79\x0A\x0D\x0A\x1A\x00", 6, kOriginDevice));
   ASSERT_EQ(session.AddItem(packet.Get(), kAutomaticType), 0U);
-  EXPECT_EQ(Items().back().packet, (tBytes{0x79, 0x0A, 0x0D, 0x0A, 0x1A, 0x00}));
+  EXPECT_EQ(Items().back().packet, (ByteVector{0x79, 0x0A, 0x0D, 0x0A, 0x1A, 0x00}));
 }
 
 TEST_F(ConfigurationTest, OtherProcessesMayWriteTheGrowingCaptureFile) {

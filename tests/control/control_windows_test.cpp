@@ -113,7 +113,7 @@ BOOL WINAPI Reset(HANDLE event) {
   return ORIGINAL(ResetEvent)(event);
 }
 
-bool IsSet(const cKernelHandle& event) {
+bool IsSet(const KernelHandle& event) {
   return WaitForSingleObject(event.Get(), 0) == WAIT_OBJECT_0;
 }
 
@@ -176,7 +176,7 @@ TEST_F(Control, LoadingCreatesBothEventsUnsignalled) {
 }
 
 TEST_F(Control, BothEventsStaySetUntilTheyAreReset) {
-  for (const cKernelHandle* const event : {&StartedEvent, &StopEvent}) {
+  for (const KernelHandle* const event : {&StartedEvent, &StopEvent}) {
     SetEvent(event->Get());
     EXPECT_TRUE(IsSet(*event));
     EXPECT_TRUE(IsSet(*event));
@@ -310,11 +310,11 @@ TEST_F(Control, AfterAStopTheLibraryCanBeStartedAgain) {
 
 TEST_F(Control, ASecondStartOverwritesTheArgumentsAndTheThreadsHandleOfTheRunningCapture) {
   ASSERT_TRUE(CorvaneStart("COM7", "capture.cfg", "first.isf"));
-  const cKernelHandle first(calls.waitedFor[0]);
+  const KernelHandle first(calls.waitedFor[0]);
   HANDLE copy = nullptr;
   ASSERT_TRUE(DuplicateHandle(GetCurrentProcess(), first.Get(), GetCurrentProcess(), &copy, 0,
                               FALSE, DUPLICATE_SAME_ACCESS));
-  const cKernelHandle firstThread(copy);
+  const KernelHandle firstThread(copy);
   std::ofstream("other.cfg") << "";
   ASSERT_TRUE(CorvaneStart("COM8", "other.cfg", "second.isf"));
   EXPECT_EQ(calls.threadsStarted, 2);

@@ -11,10 +11,10 @@
 namespace corvane {
 namespace {
 
-std::uint16_t CrcOf(const tByteVector& bytes) { return Crc16X25(bytes.data(), bytes.size()); }
+std::uint16_t CrcOf(const ByteVector& bytes) { return Crc16X25(bytes.data(), bytes.size()); }
 
 // The definition, one bit at a time.
-std::uint16_t BitwiseCrcOf(const tByteVector& bytes) {
+std::uint16_t BitwiseCrcOf(const ByteVector& bytes) {
   std::uint32_t crc = 0xFFFF;
   for (const std::uint8_t byte : bytes) {
     for (int bit = 0; bit < 8; ++bit) {
@@ -44,13 +44,13 @@ TEST(Crc16Test, TheSecondAndThirdTableEntriesAreTheStandardOnes) {
 
 TEST(Crc16Test, EveryTableEntryAgreesWithTheBitwiseDefinition) {
   for (std::uint32_t byte = 0; byte < 256; ++byte) {
-    const tByteVector bytes = {static_cast<std::uint8_t>(byte)};
+    const ByteVector bytes = {static_cast<std::uint8_t>(byte)};
     EXPECT_EQ(CrcOf(bytes), BitwiseCrcOf(bytes)) << "byte " << byte;
   }
 }
 
 TEST(Crc16Test, LongDataAgreesWithTheBitwiseDefinition) {
-  tByteVector bytes;
+  ByteVector bytes;
   std::uint32_t state = 1;
   for (int i = 0; i < 16640; ++i) {
     state = state * 1664525 + 1013904223;
@@ -67,9 +67,9 @@ TEST(Crc16Test, DataWithItsOwnCrcLeavesTheGoodResidue) {
 }
 
 TEST(Crc16Test, AWrongBitAnywhereIsNoticed) {
-  const tByteVector good = {0x4B, 0x0F, 0x00, 0x00, 0xBB, 0x60};
+  const ByteVector good = {0x4B, 0x0F, 0x00, 0x00, 0xBB, 0x60};
   for (std::size_t bit = 0; bit < good.size() * 8; ++bit) {
-    tByteVector wrong = good;
+    ByteVector wrong = good;
     wrong[bit / 8] = static_cast<std::uint8_t>(wrong[bit / 8] ^ (1U << (bit % 8)));
     EXPECT_NE(CrcOf(wrong), kCrc16GoodResidue) << "bit " << bit;
   }

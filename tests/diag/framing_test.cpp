@@ -10,56 +10,56 @@
 namespace corvane {
 namespace {
 
-tByteVector FrameOf(const tByteVector& payload) {
+ByteVector FrameOf(const ByteVector& payload) {
   return ContentOf(FramePacket(MakePacket(payload, kOriginLibrary).get()));
 }
 
 TEST(FramingTest, TheOneByte1DGives1D1C3B7E) {
-  EXPECT_EQ(FrameOf({0x1D}), (tByteVector{0x1D, 0x1C, 0x3B, 0x7E}));
+  EXPECT_EQ(FrameOf({0x1D}), (ByteVector{0x1D, 0x1C, 0x3B, 0x7E}));
 }
 
 TEST(FramingTest, TheOneByte00Gives0078F07E) {
-  EXPECT_EQ(FrameOf({0x00}), (tByteVector{0x00, 0x78, 0xF0, 0x7E}));
+  EXPECT_EQ(FrameOf({0x00}), (ByteVector{0x00, 0x78, 0xF0, 0x7E}));
 }
 
 TEST(FramingTest, ASubsystemRequestGivesItselfItsCrcAndAFlag) {
   EXPECT_EQ(FrameOf({0x4B, 0x0F, 0x00, 0x00}),
-            (tByteVector{0x4B, 0x0F, 0x00, 0x00, 0xBB, 0x60, 0x7E}));
+            (ByteVector{0x4B, 0x0F, 0x00, 0x00, 0xBB, 0x60, 0x7E}));
 }
 
 TEST(FramingTest, TheCheckValuesDigitsAreFollowedByTheCheckValueLowByteFirst) {
   EXPECT_EQ(FrameOf({'1', '2', '3', '4', '5', '6', '7', '8', '9'}),
-            (tByteVector{'1', '2', '3', '4', '5', '6', '7', '8', '9', 0x6E, 0x90, 0x7E}));
+            (ByteVector{'1', '2', '3', '4', '5', '6', '7', '8', '9', 0x6E, 0x90, 0x7E}));
 }
 
 TEST(FramingTest, AFlagAndAnEscapeInThePayloadAreStuffed) {
-  EXPECT_EQ(FrameOf({0x7E, 0x7D}), (tByteVector{0x7D, 0x5E, 0x7D, 0x5D, 0xF1, 0xCD, 0x7E}));
+  EXPECT_EQ(FrameOf({0x7E, 0x7D}), (ByteVector{0x7D, 0x5E, 0x7D, 0x5D, 0xF1, 0xCD, 0x7E}));
 }
 
 TEST(FramingTest, TheBytesBesideFlagAndEscapeAreNotStuffed) {
-  tByteVector payload;
+  ByteVector payload;
   for (int byte = 0; byte < 256; ++byte) {
     if (byte != 0x7D && byte != 0x7E) {
       payload.push_back(static_cast<std::uint8_t>(byte));
     }
   }
-  const tByteVector frame = FrameOf(payload);
+  const ByteVector frame = FrameOf(payload);
   ASSERT_GE(frame.size(), payload.size());
-  EXPECT_EQ(tByteVector(frame.begin(), frame.begin() + 254), payload);
+  EXPECT_EQ(ByteVector(frame.begin(), frame.begin() + 254), payload);
 }
 
 TEST(FramingTest, TheLowCrcByteIsStuffed) {
-  EXPECT_EQ(FrameOf({0x60}), (tByteVector{0x60, 0x7D, 0x5E, 0x93, 0x7E}));
-  EXPECT_EQ(FrameOf({0x00, 0x57}), (tByteVector{0x00, 0x57, 0x7D, 0x5D, 0x29, 0x7E}));
+  EXPECT_EQ(FrameOf({0x60}), (ByteVector{0x60, 0x7D, 0x5E, 0x93, 0x7E}));
+  EXPECT_EQ(FrameOf({0x00, 0x57}), (ByteVector{0x00, 0x57, 0x7D, 0x5D, 0x29, 0x7E}));
 }
 
 TEST(FramingTest, TheHighCrcByteIsStuffed) {
-  EXPECT_EQ(FrameOf({0x2A}), (tByteVector{0x2A, 0x20, 0x7D, 0x5E, 0x7E}));
-  EXPECT_EQ(FrameOf({0x19}), (tByteVector{0x19, 0x38, 0x7D, 0x5D, 0x7E}));
+  EXPECT_EQ(FrameOf({0x2A}), (ByteVector{0x2A, 0x20, 0x7D, 0x5E, 0x7E}));
+  EXPECT_EQ(FrameOf({0x19}), (ByteVector{0x19, 0x38, 0x7D, 0x5D, 0x7E}));
 }
 
 TEST(FramingTest, BothCrcBytesAreStuffed) {
-  EXPECT_EQ(FrameOf({0x83, 0xF2}), (tByteVector{0x83, 0xF2, 0x7D, 0x5E, 0x7D, 0x5D, 0x7E}));
+  EXPECT_EQ(FrameOf({0x83, 0xF2}), (ByteVector{0x83, 0xF2, 0x7D, 0x5E, 0x7D, 0x5D, 0x7E}));
 }
 
 TEST(FramingTest, TheFrameCarriesTheOriginOfThePacket) {
@@ -68,8 +68,8 @@ TEST(FramingTest, TheFrameCarriesTheOriginOfThePacket) {
 }
 
 TEST(FramingTest, ThePacketIsLeftUntouched) {
-  const tByteVector payload = {0x7E, 0x7D, 0x00};
-  const sOwnedBuffer packet = MakePacket(payload);
+  const ByteVector payload = {0x7E, 0x7D, 0x00};
+  const OwnedBuffer packet = MakePacket(payload);
   std::ignore = FramePacket(packet.get());
   EXPECT_EQ(ContentOf(packet), payload);
   EXPECT_EQ(packet->refCount, 0U);
@@ -81,25 +81,25 @@ TEST(FramingTest, NoPacketOrAnUnusableOneGivesNull) {
 }
 
 TEST(FramingTest, AFrameOfExactlyTheSizeBoundIsMade) {
-  const sOwnedBuffer frame = FramePacket(MakePacket(tByteVector(16637, 0x00)).get());
+  const OwnedBuffer frame = FramePacket(MakePacket(ByteVector(16637, 0x00)).get());
   ASSERT_NE(frame, nullptr);
   EXPECT_EQ(frame->size, 16640U);
   EXPECT_EQ(frame->data[16639], 0x7E);
 }
 
 TEST(FramingTest, AFrameBeyondTheSizeBoundComesBackAsAnEmptyBuffer) {
-  const sOwnedBuffer frame = FramePacket(MakePacket(tByteVector(16638, 0x00)).get());
+  const OwnedBuffer frame = FramePacket(MakePacket(ByteVector(16638, 0x00)).get());
   ASSERT_NE(frame, nullptr);
   EXPECT_FALSE(frame->IsUsable());
   EXPECT_EQ(frame->size, 0U);
 }
 
 TEST(FramingTest, StuffingCountsTowardsTheSizeBound) {
-  const sOwnedBuffer fits = FramePacket(MakePacket(tByteVector(8318, 0x7E)).get());
+  const OwnedBuffer fits = FramePacket(MakePacket(ByteVector(8318, 0x7E)).get());
   ASSERT_NE(fits, nullptr);
   EXPECT_EQ(fits->size, 16639U);
 
-  const sOwnedBuffer tooLong = FramePacket(MakePacket(tByteVector(8319, 0x7E)).get());
+  const OwnedBuffer tooLong = FramePacket(MakePacket(ByteVector(8319, 0x7E)).get());
   ASSERT_NE(tooLong, nullptr);
   EXPECT_FALSE(tooLong->IsUsable());
 }
@@ -107,22 +107,22 @@ TEST(FramingTest, StuffingCountsTowardsTheSizeBound) {
 TEST(FramingTest, AFrameMayBeStuffedThroughout) {
   // Of this payload both CRC bytes are to be stuffed too: 0x7D7D.
   EXPECT_EQ(FrameOf({0x7E, 0x7E, 0x7E, 0x7D, 0x7D, 0x7E, 0x7E, 0x7E, 0x7D, 0x7E, 0x7E}),
-            (tByteVector{0x7D, 0x5E, 0x7D, 0x5E, 0x7D, 0x5E, 0x7D, 0x5D, 0x7D,
-                         0x5D, 0x7D, 0x5E, 0x7D, 0x5E, 0x7D, 0x5E, 0x7D, 0x5D,
-                         0x7D, 0x5E, 0x7D, 0x5E, 0x7D, 0x5D, 0x7D, 0x5D, 0x7E}));
+            (ByteVector{0x7D, 0x5E, 0x7D, 0x5E, 0x7D, 0x5E, 0x7D, 0x5D, 0x7D,
+                        0x5D, 0x7D, 0x5E, 0x7D, 0x5E, 0x7D, 0x5E, 0x7D, 0x5D,
+                        0x7D, 0x5E, 0x7D, 0x5E, 0x7D, 0x5D, 0x7D, 0x5D, 0x7E}));
 }
 
 TEST(FramingTest, ThereIsRoomWhereEveryByteOfTheLongestPacketIsStuffed) {
-  const sOwnedBuffer frame = FramePacket(MakePacket(tByteVector(kMaxBufferSize, 0x7D)).get());
+  const OwnedBuffer frame = FramePacket(MakePacket(ByteVector(kMaxBufferSize, 0x7D)).get());
   ASSERT_NE(frame, nullptr);
   EXPECT_FALSE(frame->IsUsable());
 }
 
 TEST(FramingTest, NoMemoryForTheFrameOrItsBufferGivesNull) {
-  const sOwnedBuffer packet = MakePacket({0x1D});
+  const OwnedBuffer packet = MakePacket({0x1D});
   for (const eHeap heap : {eHeap::Malloc, eHeap::New}) {
     cAllocationFailure failure(heap, 1);
-    const sOwnedBuffer frame = FramePacket(packet.get());
+    const OwnedBuffer frame = FramePacket(packet.get());
     EXPECT_TRUE(failure.Disarm());
     EXPECT_EQ(frame, nullptr);
   }

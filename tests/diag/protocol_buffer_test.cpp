@@ -15,14 +15,14 @@ namespace {
 constexpr std::uint32_t kUnknownOrigin = 5;
 
 // A packet of `size` bytes that begins with `head`.
-tByteVector Padded(tByteVector head, std::size_t size) {
+ByteVector Padded(ByteVector head, std::size_t size) {
   head.resize(size);
   return head;
 }
 
 // The verdict of a new view over a packet with these bytes.
 template <class sView>
-bool IsValidAs(const tByteVector& bytes, std::uint32_t origin = kOriginDevice) {
+bool IsValidAs(const ByteVector& bytes, std::uint32_t origin = kOriginDevice) {
   const cBufferReference packet(MakePacket(bytes, origin));
   sView view(packet.Get());
   const bool valid = view.IsValid();
@@ -75,8 +75,8 @@ TEST(ProtocolBufferTest, TheViewThatHoldsTheOnlyReferenceDestroysTheBuffer) {
     using sSharedBuffer::sSharedBuffer;
     ~sWatched() override { destroyed = true; }
   };
-  const tByteVector bytes = {0x10};
-  sOwnedBuffer packet = std::make_unique<sWatched>(bytes.data(), 1, kOriginDevice);
+  const ByteVector bytes = {0x10};
+  OwnedBuffer packet = std::make_unique<sWatched>(bytes.data(), 1, kOriginDevice);
   {
     const sDiagBuffer view(packet.release());
     EXPECT_FALSE(destroyed);
@@ -113,7 +113,7 @@ TEST(ProtocolBufferTest, TheMembersStandBehindTheVirtualTableInTheirOrder) {
 }
 
 TEST(ProtocolBufferTest, AnUnusableBufferIsNotAttached) {
-  const sOwnedBuffer empty = MakePacket({});
+  const OwnedBuffer empty = MakePacket({});
   {
     const sProtocolBuffer view(empty.get());
     EXPECT_EQ(view.buffer, nullptr);
@@ -185,7 +185,7 @@ TEST(DiagBufferTest, APacketIsValidFromTheDeviceAndFromTheLibraryOnly) {
 }
 
 TEST(DiagBufferTest, OverABufferOfOriginFiveItAndEveryDerivedViewAreInvalid) {
-  const tByteVector response = Padded({0x4B, 0x25, 0x08}, 13);
+  const ByteVector response = Padded({0x4B, 0x25, 0x08}, 13);
   EXPECT_FALSE(IsValidAs<sDiagBuffer>(response, kUnknownOrigin));
   EXPECT_FALSE(IsValidAs<sDiagSubsystemCmd>(response, kUnknownOrigin));
   EXPECT_FALSE(IsValidAs<sDiagDbgSSGetItemRsp>(response, kUnknownOrigin));

@@ -27,10 +27,10 @@ class RandomFramesTest : public testing::Test {
   }
 
   // Bytes in which flags and escapes stand close together, or evenly random ones.
-  tByteVector RandomBytes(std::size_t size) {
+  ByteVector RandomBytes(std::size_t size) {
     static constexpr std::uint8_t kNotable[] = {0x7D, 0x7E, 0x5D, 0x5E, 0x00};
     const bool dense = Below(2) == 0;
-    tByteVector bytes(size);
+    ByteVector bytes(size);
     for (std::uint8_t& byte : bytes) {
       byte = dense ? kNotable[Below(5)] : static_cast<std::uint8_t>(Below(256));
     }
@@ -42,7 +42,7 @@ class RandomFramesTest : public testing::Test {
 };
 
 // The CRC's definition, one bit at a time, without the complement at the end.
-std::uint32_t RegisterAfter(const tByteVector& bytes) {
+std::uint32_t RegisterAfter(const ByteVector& bytes) {
   std::uint32_t crc = 0xFFFF;
   for (const std::uint8_t byte : bytes) {
     crc ^= byte;
@@ -56,12 +56,12 @@ std::uint32_t RegisterAfter(const tByteVector& bytes) {
 struct sExpected {
   bool null = true;
   std::uint32_t consumed = 0;
-  tByteVector payload;
+  ByteVector payload;
 };
 
 // The rules of unframing once more, without regard to speed.
-sExpected ExpectedOf(const tByteVector& received) {
-  tByteVector bytes = received;
+sExpected ExpectedOf(const ByteVector& received) {
+  ByteVector bytes = received;
   if (bytes[0] == 0x7E) {
     bytes.erase(bytes.begin());
   }
@@ -80,7 +80,7 @@ sExpected ExpectedOf(const tByteVector& received) {
 
   sExpected expected;
   expected.consumed = static_cast<std::uint32_t>(length);
-  tByteVector unstuffed;
+  ByteVector unstuffed;
   bool escaped = false;
   for (std::size_t i = 0; i + 1 < length; ++i) {
     const bool last = i + 2 == length;
@@ -100,10 +100,10 @@ sExpected ExpectedOf(const tByteVector& received) {
   return expected;
 }
 
-void ExpectUnframedByTheRules(const tByteVector& received) {
+void ExpectUnframedByTheRules(const ByteVector& received) {
   const sExpected expected = ExpectedOf(received);
   std::uint32_t consumed = 0;
-  const sOwnedBuffer packet = UnframePacket(MakePacket(received).get(), &consumed);
+  const OwnedBuffer packet = UnframePacket(MakePacket(received).get(), &consumed);
   EXPECT_EQ(packet == nullptr, expected.null) << testing::PrintToString(received);
   EXPECT_EQ(consumed, expected.consumed) << testing::PrintToString(received);
   EXPECT_EQ(ContentOf(packet), expected.payload) << testing::PrintToString(received);
@@ -111,15 +111,15 @@ void ExpectUnframedByTheRules(const tByteVector& received) {
 
 TEST_F(RandomFramesTest, PacketsComeBackFromTheirFrames) {
   for (int round = 0; round < 3000; ++round) {
-    const tByteVector payload = RandomBytes(1 + Below(round % 50 == 0 ? 8000 : 300));
+    const ByteVector payload = RandomBytes(1 + Below(round % 50 == 0 ? 8000 : 300));
     const std::uint32_t origin = Below(2) == 0 ? kOriginDevice : kOriginLibrary;
-    const sOwnedBuffer frame = FramePacket(MakePacket(payload, origin).get());
+    const OwnedBuffer frame = FramePacket(MakePacket(payload, origin).get());
     ASSERT_NE(frame, nullptr);
     ASSERT_TRUE(frame->IsUsable());
     EXPECT_EQ(std::count(frame->data, frame->data + frame->size, 0x7E), 1);
 
     std::uint32_t consumed = 0;
-    const sOwnedBuffer packet = UnframePacket(frame.get(), &consumed);
+    const OwnedBuffer packet = UnframePacket(frame.get(), &consumed);
     ASSERT_NE(packet, nullptr);
     EXPECT_EQ(ContentOf(packet), payload);
     EXPECT_EQ(packet->origin, origin);
@@ -142,8 +142,8 @@ TEST_F(RandomFramesTest, RandomBytesOfEverySizeAreTakenApartByTheRules) {
 
 TEST_F(RandomFramesTest, MutatedFramesAreTakenApartByTheRules) {
   for (int round = 0; round < 5000; ++round) {
-    const tByteVector payload = RandomBytes(1 + Below(40));
-    tByteVector bytes = ContentOf(FramePacket(MakePacket(payload).get()));
+    const ByteVector payload = RandomBytes(1 + Below(40));
+    ByteVector bytes = ContentOf(FramePacket(MakePacket(payload).get()));
     if (Below(2) == 0) {
       bytes.insert(bytes.begin(), 0x7E);
     }
@@ -172,8 +172,8 @@ TEST_F(RandomFramesTest, MutatedFramesAreTakenApartByTheRules) {
 
 TEST_F(RandomFramesTest, AWalkOverRandomFramesFindsEveryPacketInOrder) {
   for (int round = 0; round < 200; ++round) {
-    std::vector<tByteVector> sent;
-    tByteVector stream;
+    std::vector<ByteVector> sent;
+    ByteVector stream;
     if (Below(2) == 0) {
       stream.push_back(0x7E);
     }
@@ -182,10 +182,10 @@ TEST_F(RandomFramesTest, AWalkOverRandomFramesFindsEveryPacketInOrder) {
       stream = stream + ContentOf(FramePacket(MakePacket(sent.back()).get()));
     }
 
-    std::vector<tByteVector> received;
+    std::vector<ByteVector> received;
     while (true) {
       std::uint32_t consumed = 0;
-      const sOwnedBuffer packet = UnframePacket(MakePacket(stream).get(), &consumed);
+      const OwnedBuffer packet = UnframePacket(MakePacket(stream).get(), &consumed);
       if (consumed == 0) {
         break;
       }

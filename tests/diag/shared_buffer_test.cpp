@@ -17,8 +17,8 @@ namespace {
 
 constexpr std::int32_t kMaxLength = 16640;
 
-sHeapBlock MakeBlock(std::size_t size, std::uint8_t firstByte = 0xAA) {
-  sHeapBlock block(static_cast<std::uint8_t*>(std::calloc(size, 1)));
+HeapBlock MakeBlock(std::size_t size, std::uint8_t firstByte = 0xAA) {
+  HeapBlock block(static_cast<std::uint8_t*>(std::calloc(size, 1)));
   block[0] = firstByte;
   return block;
 }
@@ -60,11 +60,11 @@ TEST_F(SharedBufferTest, TheMembersStandBehindTheVirtualTableInTheirOrder) {
 }
 
 TEST_F(SharedBufferTest, ACopyHoldsTheBytesTheOriginAndNoReference) {
-  tByteVector source = {1, 2, 3};
+  ByteVector source = {1, 2, 3};
   const sSharedBuffer buffer(source.data(), 3, kOriginLibrary);
   source[0] = 9;
   EXPECT_EQ(buffer.size, 3U);
-  EXPECT_EQ(tByteVector(buffer.data, buffer.data + 3), (tByteVector{1, 2, 3}));
+  EXPECT_EQ(ByteVector(buffer.data, buffer.data + 3), (ByteVector{1, 2, 3}));
   EXPECT_EQ(buffer.origin, kOriginLibrary);
   EXPECT_EQ(buffer.refCount, 0U);
   EXPECT_TRUE(buffer.IsUsable());
@@ -75,7 +75,7 @@ TEST_F(SharedBufferTest, ACopyOfLengthZeroIsEmpty) {
 }
 
 TEST_F(SharedBufferTest, ACopyOfLength16641IsEmpty) {
-  const tByteVector source(16641);
+  const ByteVector source(16641);
   ExpectEmpty(sSharedBuffer(source.data(), 16641, kOriginDevice));
 }
 
@@ -89,12 +89,12 @@ TEST_F(SharedBufferTest, ACopyOfANegativeLengthIsEmpty) {
 }
 
 TEST_F(SharedBufferTest, ACopyOfLength16640Holds16640Bytes) {
-  tByteVector source(16640);
+  ByteVector source(16640);
   source.front() = 1;
   source.back() = 2;
   const sSharedBuffer buffer(source.data(), kMaxLength, kOriginDevice);
   EXPECT_EQ(buffer.size, 16640U);
-  EXPECT_EQ(tByteVector(buffer.Bytes().begin(), buffer.Bytes().end()), source);
+  EXPECT_EQ(ByteVector(buffer.Bytes().begin(), buffer.Bytes().end()), source);
   EXPECT_TRUE(buffer.IsUsable());
 }
 
@@ -112,7 +112,7 @@ TEST_F(SharedBufferTest, AnEmptyBufferStillHasItsOrigin) {
 }
 
 TEST_F(SharedBufferTest, AnAdoptedBlockIsNotCopied) {
-  sHeapBlock block = MakeBlock(kMaxBufferSize);
+  HeapBlock block = MakeBlock(kMaxBufferSize);
   const std::uint8_t* const bytes = block.get();
   const sSharedBuffer buffer(kMaxLength, std::move(block), kOriginDevice);
   EXPECT_EQ(buffer.data, bytes);
@@ -139,7 +139,7 @@ void WatchFree(const void* block) {
 }
 
 void ExpectRefusedBlockIsFreed(std::int32_t length) {
-  sHeapBlock block = MakeBlock(16641);
+  HeapBlock block = MakeBlock(16641);
   watchedBlock = block.get();
   freedCount = 0;
   const cFreeObserver observer(WatchFree);
@@ -158,8 +158,8 @@ TEST_F(SharedBufferTest, AdoptingLengthZeroOrLessFreesTheBlockAndGivesAnEmptyBuf
 }
 
 TEST_F(SharedBufferTest, TheFirstByteIsZeroWhenTheBlockIsFreed) {
-  const tByteVector bytes = {0x10, 0x20};
-  sOwnedBuffer buffer = MakePacket(bytes);
+  const ByteVector bytes = {0x10, 0x20};
+  OwnedBuffer buffer = MakePacket(bytes);
   watchedBlock = buffer->data;
   freedCount = 0;
   firstByteWhenFreed = 0xFF;
@@ -188,18 +188,18 @@ TEST_F(SharedBufferTest, ALengthWithoutDataIsUnusable) {
 }
 
 TEST_F(SharedBufferTest, AdoptBlockMakesABufferOfTheBlock) {
-  const sOwnedBuffer buffer = AdoptBlock(2, MakeBlock(2, 0x73), kOriginLibrary);
-  EXPECT_EQ(ContentOf(buffer), (tByteVector{0x73, 0x00}));
+  const OwnedBuffer buffer = AdoptBlock(2, MakeBlock(2, 0x73), kOriginLibrary);
+  EXPECT_EQ(ContentOf(buffer), (ByteVector{0x73, 0x00}));
   EXPECT_EQ(buffer->origin, kOriginLibrary);
 }
 
 TEST_F(SharedBufferTest, AdoptBlockFreesTheBlockWhenThereIsNoMemoryForTheBuffer) {
-  sHeapBlock block = MakeBlock(2);
+  HeapBlock block = MakeBlock(2);
   watchedBlock = block.get();
   freedCount = 0;
   const cFreeObserver observer(WatchFree);
   cAllocationFailure failure(eHeap::New, 1);
-  const sOwnedBuffer buffer = AdoptBlock(2, std::move(block), kOriginLibrary);
+  const OwnedBuffer buffer = AdoptBlock(2, std::move(block), kOriginLibrary);
   EXPECT_TRUE(failure.Disarm());
   EXPECT_EQ(buffer, nullptr);
   EXPECT_EQ(freedCount, 1);
@@ -232,13 +232,13 @@ TEST_F(SharedBufferTest, OnlyTheLastReleaseDestroysTheBuffer) {
 }
 
 TEST_F(SharedBufferTest, TheCreatorDestroysABufferThatNobodyKeepsWithoutRelease) {
-  { const sOwnedBuffer buffer(MakeWatched()); }
+  { const OwnedBuffer buffer(MakeWatched()); }
   EXPECT_EQ(destroyedCount, 1);
 }
 
 TEST_F(SharedBufferTest, AReferenceTakesItsCreatorsBufferOver) {
   {
-    const cBufferReference reference{sOwnedBuffer(MakeWatched())};
+    const cBufferReference reference{OwnedBuffer(MakeWatched())};
     EXPECT_TRUE(reference);
     EXPECT_EQ(reference->refCount, 1U);
     EXPECT_EQ((*reference).size, 3U);
@@ -247,7 +247,7 @@ TEST_F(SharedBufferTest, AReferenceTakesItsCreatorsBufferOver) {
 }
 
 TEST_F(SharedBufferTest, CopiesOfAReferenceCountAndMovesDoNot) {
-  cBufferReference first{sOwnedBuffer(MakeWatched())};
+  cBufferReference first{OwnedBuffer(MakeWatched())};
   cBufferReference second(first);
   EXPECT_EQ(first->refCount, 2U);
   const cBufferReference third(std::move(second));
@@ -263,13 +263,13 @@ TEST_F(SharedBufferTest, CopiesOfAReferenceCountAndMovesDoNot) {
 }
 
 TEST_F(SharedBufferTest, AnotherReferenceToAKeptBufferIsOneMore) {
-  const cBufferReference first{sOwnedBuffer(MakeWatched())};
+  const cBufferReference first{OwnedBuffer(MakeWatched())};
   const cBufferReference second(first.Get());
   EXPECT_EQ(first->refCount, 2U);
 }
 
 TEST_F(SharedBufferTest, ADetachedReferenceIsTheCallersToRelease) {
-  cBufferReference reference{sOwnedBuffer(MakeWatched())};
+  cBufferReference reference{OwnedBuffer(MakeWatched())};
   sSharedBuffer* const buffer = reference.Detach();
   EXPECT_FALSE(reference);
   EXPECT_EQ(buffer->refCount, 1U);
@@ -281,7 +281,7 @@ TEST_F(SharedBufferTest, ADetachedReferenceIsTheCallersToRelease) {
 TEST_F(SharedBufferTest, AReferenceToNothingIsNone) {
   const cBufferReference none;
   const cBufferReference ofNull(static_cast<sSharedBuffer*>(nullptr));
-  const cBufferReference ofNoBuffer{sOwnedBuffer()};
+  const cBufferReference ofNoBuffer{OwnedBuffer()};
   const cBufferReference copy(none);
   EXPECT_FALSE(none || ofNull || ofNoBuffer || copy);
   EXPECT_EQ(none.Get(), nullptr);

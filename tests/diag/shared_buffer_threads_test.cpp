@@ -99,7 +99,7 @@ TEST(SharedBufferThreadsTest, TheDestructionHappensUnderTheLock) {
 
 TEST(SharedBufferThreadsTest, TheCreatorsOwnDestructionTakesNoLock) {
   wasLockedDuringDestruction = true;
-  { const sOwnedBuffer packet(new sWatchedBuffer("abc", 3, kOriginDevice)); }
+  { const OwnedBuffer packet(new sWatchedBuffer("abc", 3, kOriginDevice)); }
   EXPECT_FALSE(wasLockedDuringDestruction);
 }
 

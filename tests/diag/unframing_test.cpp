@@ -13,25 +13,25 @@ namespace {
 constexpr std::uint32_t kUntouched = 12345;
 
 struct sUnframed {
-  sOwnedBuffer packet;
+  OwnedBuffer packet;
   std::uint32_t consumed = kUntouched;
 };
 
-sUnframed Unframe(const tByteVector& received, std::uint32_t origin = kOriginDevice) {
+sUnframed Unframe(const ByteVector& received, std::uint32_t origin = kOriginDevice) {
   sUnframed result;
   result.packet = UnframePacket(MakePacket(received, origin).get(), &result.consumed);
   return result;
 }
 
 // Frames of 1D, of 4B 0F 00 00 and of 123456789, as worked out apart from this code.
-const tByteVector kFrame1D = {0x1D, 0x1C, 0x3B, 0x7E};
-const tByteVector kFrame4B = {0x4B, 0x0F, 0x00, 0x00, 0xBB, 0x60, 0x7E};
-const tByteVector kFrameDigits = {'1', '2', '3', '4', '5', '6', '7', '8', '9', 0x6E, 0x90, 0x7E};
+const ByteVector kFrame1D = {0x1D, 0x1C, 0x3B, 0x7E};
+const ByteVector kFrame4B = {0x4B, 0x0F, 0x00, 0x00, 0xBB, 0x60, 0x7E};
+const ByteVector kFrameDigits = {'1', '2', '3', '4', '5', '6', '7', '8', '9', 0x6E, 0x90, 0x7E};
 
 TEST(UnframingTest, AFrameGivesItsPayloadOriginAndLength) {
   for (const std::uint32_t origin : {kOriginDevice, kOriginLibrary}) {
     const sUnframed result = Unframe(kFrame4B, origin);
-    EXPECT_EQ(ContentOf(result.packet), (tByteVector{0x4B, 0x0F, 0x00, 0x00}));
+    EXPECT_EQ(ContentOf(result.packet), (ByteVector{0x4B, 0x0F, 0x00, 0x00}));
     EXPECT_EQ(result.consumed, 7U);
     ASSERT_NE(result.packet, nullptr);
     EXPECT_EQ(result.packet->origin, origin);
@@ -40,11 +40,11 @@ TEST(UnframingTest, AFrameGivesItsPayloadOriginAndLength) {
 }
 
 TEST(UnframingTest, TheOutputOfFramePacketGivesThePacketBack) {
-  const tByteVector payload = {0x7D, 0x00, 0x7E, 0x7E, 0x7D, 0xFF, 0x5E, 0x5D, 0x20};
-  const sOwnedBuffer frame = FramePacket(MakePacket(payload, kOriginLibrary).get());
+  const ByteVector payload = {0x7D, 0x00, 0x7E, 0x7E, 0x7D, 0xFF, 0x5E, 0x5D, 0x20};
+  const OwnedBuffer frame = FramePacket(MakePacket(payload, kOriginLibrary).get());
   ASSERT_NE(frame, nullptr);
   std::uint32_t consumed = kUntouched;
-  const sOwnedBuffer packet = UnframePacket(frame.get(), &consumed);
+  const OwnedBuffer packet = UnframePacket(frame.get(), &consumed);
   EXPECT_EQ(ContentOf(packet), payload);
   EXPECT_EQ(consumed, frame->size);
   ASSERT_NE(packet, nullptr);
@@ -52,14 +52,14 @@ TEST(UnframingTest, TheOutputOfFramePacketGivesThePacketBack) {
 }
 
 TEST(UnframingTest, ALeadingFlagIsNotCountedAsConsumed) {
-  const sUnframed result = Unframe(tByteVector{0x7E} + kFrame4B);
-  EXPECT_EQ(ContentOf(result.packet), (tByteVector{0x4B, 0x0F, 0x00, 0x00}));
+  const sUnframed result = Unframe(ByteVector{0x7E} + kFrame4B);
+  EXPECT_EQ(ContentOf(result.packet), (ByteVector{0x4B, 0x0F, 0x00, 0x00}));
   EXPECT_EQ(result.consumed, 7U);  // of 8 bytes
 }
 
 TEST(UnframingTest, OnlyOneLeadingFlagIsSkipped) {
   // The second flag is the first byte of the body, which makes the check fail.
-  const sUnframed result = Unframe(tByteVector{0x7E, 0x7E} + kFrame4B);
+  const sUnframed result = Unframe(ByteVector{0x7E, 0x7E} + kFrame4B);
   EXPECT_EQ(result.packet, nullptr);
   EXPECT_EQ(result.consumed, 8U);
 }
@@ -77,9 +77,9 @@ TEST(UnframingTest, TwoFlagsInARowAreABadFrameOfOneByte) {
 }
 
 TEST(UnframingTest, AStretchWithNoFlagIsIncomplete) {
-  for (const tByteVector& received :
-       {tByteVector{0x4B}, tByteVector{0x4B, 0x0F, 0x00, 0x00, 0xBB, 0x60},
-        tByteVector{0x7E, 0x4B, 0x0F, 0x00, 0x00, 0xBB, 0x60}}) {
+  for (const ByteVector& received :
+       {ByteVector{0x4B}, ByteVector{0x4B, 0x0F, 0x00, 0x00, 0xBB, 0x60},
+        ByteVector{0x7E, 0x4B, 0x0F, 0x00, 0x00, 0xBB, 0x60}}) {
     const sUnframed result = Unframe(received);
     EXPECT_EQ(result.packet, nullptr);
     EXPECT_EQ(result.consumed, 0U);
@@ -87,9 +87,9 @@ TEST(UnframingTest, AStretchWithNoFlagIsIncomplete) {
 }
 
 TEST(UnframingTest, AStretchWithNoFlagBehindTheFirstThreePositionsIsIncomplete) {
-  for (const tByteVector& received :
-       {tByteVector{0x00, 0x7E, 0x00, 0x00}, tByteVector{0x00, 0x00, 0x7E, 0x00, 0x00},
-        tByteVector{0x7E, 0x7E, 0x00, 0x00, 0x00}, tByteVector{0x7E, 0x00, 0x7E, 0x7E, 0x00}}) {
+  for (const ByteVector& received :
+       {ByteVector{0x00, 0x7E, 0x00, 0x00}, ByteVector{0x00, 0x00, 0x7E, 0x00, 0x00},
+        ByteVector{0x7E, 0x7E, 0x00, 0x00, 0x00}, ByteVector{0x7E, 0x00, 0x7E, 0x7E, 0x00}}) {
     const sUnframed result = Unframe(received);
     EXPECT_EQ(result.packet, nullptr);
     EXPECT_EQ(result.consumed, 0U);
@@ -97,8 +97,8 @@ TEST(UnframingTest, AStretchWithNoFlagBehindTheFirstThreePositionsIsIncomplete) 
 }
 
 TEST(UnframingTest, AFlagAtTheFourthPositionEndsTheFrame) {
-  const sUnframed result = Unframe(kFrame1D + tByteVector{0x00, 0x00});
-  EXPECT_EQ(ContentOf(result.packet), tByteVector{0x1D});
+  const sUnframed result = Unframe(kFrame1D + ByteVector{0x00, 0x00});
+  EXPECT_EQ(ContentOf(result.packet), ByteVector{0x1D});
   EXPECT_EQ(result.consumed, 4U);
 }
 
@@ -128,7 +128,7 @@ TEST(UnframingTest, AFrameOfNothingButAGoodCrcGivesAnEmptyBuffer) {
 }
 
 TEST(UnframingTest, ABadCrcGivesNullAndTheLengthOfTheFrame) {
-  tByteVector frame = kFrame4B;
+  ByteVector frame = kFrame4B;
   frame[1] ^= 0x01;
   const sUnframed result = Unframe(frame + kFrame1D);
   EXPECT_EQ(result.packet, nullptr);
@@ -137,7 +137,7 @@ TEST(UnframingTest, ABadCrcGivesNullAndTheLengthOfTheFrame) {
 
 TEST(UnframingTest, WhatFollowsTheFrameIsNotRead) {
   const sUnframed result = Unframe(kFrame4B + kFrame1D);
-  EXPECT_EQ(ContentOf(result.packet), (tByteVector{0x4B, 0x0F, 0x00, 0x00}));
+  EXPECT_EQ(ContentOf(result.packet), (ByteVector{0x4B, 0x0F, 0x00, 0x00}));
   EXPECT_EQ(result.consumed, 7U);
 }
 
@@ -145,7 +145,7 @@ TEST(UnframingTest, AFlagDirectlyBehindAnEscapeDoesNotEndTheFrame) {
   // 7D 7E stands for 5E: the payload is 4B 0F 00 5E 00, its CRC 0xB2A7.
   const sUnframed result =
       Unframe({0x4B, 0x0F, 0x00, 0x7D, 0x7E, 0x00, 0xA7, 0xB2, 0x7E, 0x11, 0x22});
-  EXPECT_EQ(ContentOf(result.packet), (tByteVector{0x4B, 0x0F, 0x00, 0x5E, 0x00}));
+  EXPECT_EQ(ContentOf(result.packet), (ByteVector{0x4B, 0x0F, 0x00, 0x5E, 0x00}));
   EXPECT_EQ(result.consumed, 9U);
 }
 
@@ -153,7 +153,7 @@ TEST(UnframingTest, AStretchThatEndsInAnEscapeAndAFlagIsAFrameThatKeepsTheEscape
   // The CRC of 19 is 0x7D38: with its high byte left unstuffed the frame passes only if the escape
   // right before the flag stands for itself.
   const sUnframed result = Unframe({0x19, 0x38, 0x7D, 0x7E});
-  EXPECT_EQ(ContentOf(result.packet), tByteVector{0x19});
+  EXPECT_EQ(ContentOf(result.packet), ByteVector{0x19});
   EXPECT_EQ(result.consumed, 4U);
 }
 
@@ -166,7 +166,7 @@ TEST(UnframingTest, AnEscapeAndAFlagInTheMiddleEndNoFrame) {
 TEST(UnframingTest, AnEscapedEscapeIsUnstuffedOnce) {
   // 7D 7D stands for 5D, and the byte behind it for itself. The CRC of 4B 5D 5E is 0x3168.
   const sUnframed result = Unframe({0x4B, 0x7D, 0x7D, 0x5E, 0x68, 0x31, 0x7E});
-  EXPECT_EQ(ContentOf(result.packet), (tByteVector{0x4B, 0x5D, 0x5E}));
+  EXPECT_EQ(ContentOf(result.packet), (ByteVector{0x4B, 0x5D, 0x5E}));
 }
 
 TEST(UnframingTest, TheCrcBytesStayInTheBlockBehindThePacket) {
@@ -178,8 +178,8 @@ TEST(UnframingTest, TheCrcBytesStayInTheBlockBehindThePacket) {
 }
 
 TEST(UnframingTest, FramesThatShareTheirFlagsAreWalkedByAdvancingAsMuchAsWasConsumed) {
-  tByteVector rest = tByteVector{0x7E} + kFrame1D + kFrame4B + kFrameDigits + tByteVector{0x1D};
-  std::vector<tByteVector> packets;
+  ByteVector rest = ByteVector{0x7E} + kFrame1D + kFrame4B + kFrameDigits + ByteVector{0x1D};
+  std::vector<ByteVector> packets;
   std::vector<std::uint32_t> steps;
   while (true) {
     const sUnframed result = Unframe(rest);
@@ -191,16 +191,16 @@ TEST(UnframingTest, FramesThatShareTheirFlagsAreWalkedByAdvancingAsMuchAsWasCons
     rest.erase(rest.begin(), rest.begin() + result.consumed);
   }
   EXPECT_EQ(packets,
-            (std::vector<tByteVector>{
+            (std::vector<ByteVector>{
                 {0x1D}, {0x4B, 0x0F, 0x00, 0x00}, {'1', '2', '3', '4', '5', '6', '7', '8', '9'}}));
   EXPECT_EQ(steps, (std::vector<std::uint32_t>{4, 7, 12, 0}));
   // What is left is the last frame's closing flag and the start of the next frame.
-  EXPECT_EQ(rest, (tByteVector{0x7E, 0x1D}));
+  EXPECT_EQ(rest, (ByteVector{0x7E, 0x1D}));
 }
 
 TEST(UnframingTest, TheLongestStretchIsRead) {
-  const tByteVector payload(16637, 0x11);  // its CRC is 0x8E12
-  const sUnframed result = Unframe(payload + tByteVector{0x12, 0x8E, 0x7E});
+  const ByteVector payload(16637, 0x11);  // its CRC is 0x8E12
+  const sUnframed result = Unframe(payload + ByteVector{0x12, 0x8E, 0x7E});
   EXPECT_EQ(ContentOf(result.packet), payload);
   EXPECT_EQ(result.consumed, 16640U);
 }
@@ -218,19 +218,19 @@ TEST(UnframingTest, NowhereToPutTheConsumedCountGivesNull) {
 }
 
 TEST(UnframingTest, TheReceivedBytesAreLeftUntouched) {
-  const sOwnedBuffer received = MakePacket(kFrame4B);
+  const OwnedBuffer received = MakePacket(kFrame4B);
   std::uint32_t consumed = 0;
-  const sOwnedBuffer packet = UnframePacket(received.get(), &consumed);
+  const OwnedBuffer packet = UnframePacket(received.get(), &consumed);
   EXPECT_EQ(ContentOf(received), kFrame4B);
   EXPECT_EQ(received->refCount, 0U);
 }
 
 TEST(UnframingTest, NoMemoryForThePacketGivesNullWithTheFrameConsumed) {
-  const sOwnedBuffer received = MakePacket(kFrame4B);
+  const OwnedBuffer received = MakePacket(kFrame4B);
   for (const eHeap heap : {eHeap::Malloc, eHeap::New}) {
     std::uint32_t consumed = kUntouched;
     cAllocationFailure failure(heap, 1);
-    const sOwnedBuffer packet = UnframePacket(received.get(), &consumed);
+    const OwnedBuffer packet = UnframePacket(received.get(), &consumed);
     EXPECT_TRUE(failure.Disarm());
     EXPECT_EQ(packet, nullptr);
     EXPECT_EQ(consumed, 7U);

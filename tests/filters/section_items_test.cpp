@@ -14,101 +14,103 @@
 namespace corvane {
 namespace {
 
-using tItems = std::vector<std::string>;
+using ItemList = std::vector<std::string>;
 
-tItems LogCodeItems(std::string_view text) { return ExtractSectionItems(text, "LogCodes"); }
+ItemList LogCodeItems(std::string_view text) { return ExtractSectionItems(text, "LogCodes"); }
 
-TEST(SectionItemsTest, AnEmptyTextHasNoItems) { EXPECT_EQ(LogCodeItems(""), tItems{}); }
+TEST(SectionItemsTest, AnEmptyTextHasNoItems) { EXPECT_EQ(LogCodeItems(""), ItemList{}); }
 
 TEST(SectionItemsTest, ATextWithoutTheSectionHasNoItems) {
-  EXPECT_EQ(LogCodeItems("1,2,3 <EventIDs>4</EventIDs>"), tItems{});
+  EXPECT_EQ(LogCodeItems("1,2,3 <EventIDs>4</EventIDs>"), ItemList{});
 }
 
 TEST(SectionItemsTest, ItemsAreSplitAtCommasAndKeepTheirOrder) {
-  EXPECT_EQ(LogCodeItems("<LogCodes>3,1,2</LogCodes>"), (tItems{"3", "1", "2"}));
+  EXPECT_EQ(LogCodeItems("<LogCodes>3,1,2</LogCodes>"), (ItemList{"3", "1", "2"}));
 }
 
 TEST(SectionItemsTest, ItemsKeepTheirWhiteSpaceAndLineBreaks) {
-  EXPECT_EQ(LogCodeItems("<LogCodes> 3 ,\t1\r\n,\n</LogCodes>"), (tItems{" 3 ", "\t1\r\n", "\n"}));
+  EXPECT_EQ(LogCodeItems("<LogCodes> 3 ,\t1\r\n,\n</LogCodes>"),
+            (ItemList{" 3 ", "\t1\r\n", "\n"}));
 }
 
 TEST(SectionItemsTest, EmptyItemsDoNotExist) {
-  EXPECT_EQ(LogCodeItems("<LogCodes>,,1,,,2,,</LogCodes>"), (tItems{"1", "2"}));
-  EXPECT_EQ(LogCodeItems("<LogCodes>,</LogCodes>"), tItems{});
+  EXPECT_EQ(LogCodeItems("<LogCodes>,,1,,,2,,</LogCodes>"), (ItemList{"1", "2"}));
+  EXPECT_EQ(LogCodeItems("<LogCodes>,</LogCodes>"), ItemList{});
 }
 
 TEST(SectionItemsTest, AnEmptyBodyHasNoItems) {
-  EXPECT_EQ(LogCodeItems("<LogCodes></LogCodes>"), tItems{});
+  EXPECT_EQ(LogCodeItems("<LogCodes></LogCodes>"), ItemList{});
 }
 
 TEST(SectionItemsTest, AnEmptyBodyDoesNotEndTheScan) {
-  EXPECT_EQ(LogCodeItems("<LogCodes></LogCodes><LogCodes>1</LogCodes>"), tItems{"1"});
+  EXPECT_EQ(LogCodeItems("<LogCodes></LogCodes><LogCodes>1</LogCodes>"), ItemList{"1"});
 }
 
 TEST(SectionItemsTest, WhatStandsOutsideTheSectionIsIgnored) {
   EXPECT_EQ(LogCodeItems("7,8 <LogCodes>1</LogCodes> 9,10 <LogCodes>2</LogCodes> 11"),
-            (tItems{"1", "2"}));
+            (ItemList{"1", "2"}));
 }
 
 TEST(SectionItemsTest, SectionsOfOtherNamesAreIgnored) {
   EXPECT_EQ(LogCodeItems("<EventIDs>7</EventIDs><LogCodes>1</LogCodes><LogCode>8</LogCode>"),
-            tItems{"1"});
+            ItemList{"1"});
 }
 
 TEST(SectionItemsTest, AllSectionsOfTheNameContributeInTheOrderOfTheText) {
   EXPECT_EQ(LogCodeItems("<LogCodes>2</LogCodes><LogCodes>1,3</LogCodes>"),
-            (tItems{"2", "1", "3"}));
+            (ItemList{"2", "1", "3"}));
 }
 
 TEST(SectionItemsTest, TagsAreMatchedByteForByte) {
-  EXPECT_EQ(LogCodeItems("<logcodes>1</logcodes>"), tItems{});
-  EXPECT_EQ(LogCodeItems("<LogCodes >1</LogCodes >"), tItems{});
-  EXPECT_EQ(LogCodeItems("< LogCodes>1</LogCodes>"), tItems{});
-  EXPECT_EQ(LogCodeItems("<LogCodes>1</logcodes>"), tItems{});
+  EXPECT_EQ(LogCodeItems("<logcodes>1</logcodes>"), ItemList{});
+  EXPECT_EQ(LogCodeItems("<LogCodes >1</LogCodes >"), ItemList{});
+  EXPECT_EQ(LogCodeItems("< LogCodes>1</LogCodes>"), ItemList{});
+  EXPECT_EQ(LogCodeItems("<LogCodes>1</logcodes>"), ItemList{});
 }
 
 TEST(SectionItemsTest, AnOpeningTagWithoutAClosingTagHasNoItems) {
-  EXPECT_EQ(LogCodeItems("<LogCodes>1,2"), tItems{});
-  EXPECT_EQ(LogCodeItems("<LogCodes>"), tItems{});
+  EXPECT_EQ(LogCodeItems("<LogCodes>1,2"), ItemList{});
+  EXPECT_EQ(LogCodeItems("<LogCodes>"), ItemList{});
 }
 
 TEST(SectionItemsTest, AClosingTagWithoutAnOpeningTagHasNoItems) {
-  EXPECT_EQ(LogCodeItems("1,2</LogCodes>"), tItems{});
+  EXPECT_EQ(LogCodeItems("1,2</LogCodes>"), ItemList{});
 }
 
 TEST(SectionItemsTest, AnUnterminatedSectionBehindACompleteOneAddsNothing) {
-  EXPECT_EQ(LogCodeItems("<LogCodes>1</LogCodes><LogCodes>2"), tItems{"1"});
+  EXPECT_EQ(LogCodeItems("<LogCodes>1</LogCodes><LogCodes>2"), ItemList{"1"});
 }
 
 TEST(SectionItemsTest, AClosingTagBeforeTheOpeningTagEndsTheScan) {
-  EXPECT_EQ(LogCodeItems("</LogCodes><LogCodes>1</LogCodes>"), tItems{});
+  EXPECT_EQ(LogCodeItems("</LogCodes><LogCodes>1</LogCodes>"), ItemList{});
 }
 
 TEST(SectionItemsTest, AStrayClosingTagBehindACompleteSectionEndsTheScanThere) {
-  EXPECT_EQ(LogCodeItems("<LogCodes>1</LogCodes> </LogCodes> <LogCodes>2</LogCodes>"), tItems{"1"});
+  EXPECT_EQ(LogCodeItems("<LogCodes>1</LogCodes> </LogCodes> <LogCodes>2</LogCodes>"),
+            ItemList{"1"});
 }
 
 TEST(SectionItemsTest, SectionsDoNotNest) {
   EXPECT_EQ(LogCodeItems("<LogCodes>1,2<LogCodes>3,4</LogCodes>"),
-            (tItems{"1", "2<LogCodes>3", "4"}));
+            (ItemList{"1", "2<LogCodes>3", "4"}));
 }
 
 TEST(SectionItemsTest, TheClosingTagOfANestedSectionEndsTheOuterOneAndTheNextTheScan) {
   EXPECT_EQ(LogCodeItems("<LogCodes>1<LogCodes>2</LogCodes>3</LogCodes><LogCodes>4</LogCodes>"),
-            tItems{"1<LogCodes>2"});
+            ItemList{"1<LogCodes>2"});
 }
 
 TEST(SectionItemsTest, TheTagsOfOtherSectionsArePartOfAnItem) {
   EXPECT_EQ(LogCodeItems("<LogCodes>1<EventIDs>2</EventIDs></LogCodes>"),
-            tItems{"1<EventIDs>2</EventIDs>"});
+            ItemList{"1<EventIDs>2</EventIDs>"});
 }
 
 TEST(SectionItemsTest, ANulEndsTheItemsOfItsBodyOnly) {
   using namespace std::string_view_literals;
   EXPECT_EQ(LogCodeItems("<LogCodes>1,2\0,3</LogCodes><LogCodes>4</LogCodes>"sv),
-            (tItems{"1", "2", "4"}));
-  EXPECT_EQ(LogCodeItems("<LogCodes>\0001</LogCodes>"sv), tItems{});
-  EXPECT_EQ(LogCodeItems("\0<LogCodes>1</LogCodes>\0"sv), tItems{"1"});
+            (ItemList{"1", "2", "4"}));
+  EXPECT_EQ(LogCodeItems("<LogCodes>\0001</LogCodes>"sv), ItemList{});
+  EXPECT_EQ(LogCodeItems("\0<LogCodes>1</LogCodes>\0"sv), ItemList{"1"});
 }
 
 TEST(SectionItemsTest, AnAllocationFailurePassesThroughAndLosesNoMemory) {

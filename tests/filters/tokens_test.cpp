@@ -8,22 +8,22 @@
 namespace corvane {
 namespace {
 
-using tPieces = std::vector<std::string_view>;
+using PieceList = std::vector<std::string_view>;
 
 TEST(TokensTest, PiecesStandBetweenTheSeparators) {
-  EXPECT_EQ(SplitAtRuns("a,b,c", ','), (tPieces{"a", "b", "c"}));
+  EXPECT_EQ(SplitAtRuns("a,b,c", ','), (PieceList{"a", "b", "c"}));
 }
 
 TEST(TokensTest, ARunOfSeparatorsCountsAsOne) {
-  EXPECT_EQ(SplitAtRuns("a,,,b", ','), (tPieces{"a", "b"}));
+  EXPECT_EQ(SplitAtRuns("a,,,b", ','), (PieceList{"a", "b"}));
 }
 
 TEST(TokensTest, SeparatorsAtTheEndsMakeNoEmptyPieces) {
-  EXPECT_EQ(SplitAtRuns(",,a,b,,", ','), (tPieces{"a", "b"}));
+  EXPECT_EQ(SplitAtRuns(",,a,b,,", ','), (PieceList{"a", "b"}));
 }
 
 TEST(TokensTest, TextWithoutASeparatorIsOnePiece) {
-  EXPECT_EQ(SplitAtRuns(" a b\n", ','), (tPieces{" a b\n"}));
+  EXPECT_EQ(SplitAtRuns(" a b\n", ','), (PieceList{" a b\n"}));
 }
 
 TEST(TokensTest, NothingButSeparatorsOrNothingAtAllHasNoPieces) {

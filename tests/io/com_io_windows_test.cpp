@@ -218,7 +218,7 @@ TEST_F(ComIO, WriteAndIsOpenDoNotTakeTheLock) {
     bool written;
   } calls{transport, false, false};
   transport.lock.lock();
-  const cKernelHandle caller(CreateThread(
+  const KernelHandle caller(CreateThread(
       nullptr, 0,
       [](void* context) -> DWORD {
         auto& made = *static_cast<sCalls*>(context);

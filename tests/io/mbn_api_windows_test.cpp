@@ -50,25 +50,25 @@ HRESULT STDMETHODCALLTYPE AnswerSlot(void*) {
   return kSlot;
 }
 
-using tSlot = HRESULT(STDMETHODCALLTYPE*)(void*);
+using Slot = HRESULT(STDMETHODCALLTYPE*)(void*);
 
 template <std::size_t... kSlotNumbers>
-constexpr std::array<tSlot, kSlots> MakeSlots(std::index_sequence<kSlotNumbers...>) {
+constexpr std::array<Slot, kSlots> MakeSlots(std::index_sequence<kSlotNumbers...>) {
   return {AnswerSlot<kSlotNumbers>...};
 }
 
-constexpr std::array<tSlot, kSlots> kTable = MakeSlots(std::make_index_sequence<kSlots>());
+constexpr std::array<Slot, kSlots> kTable = MakeSlots(std::make_index_sequence<kSlots>());
 
 struct sSlotObject {
-  const tSlot* table = kTable.data();
+  const Slot* table = kTable.data();
 };
 
 // The object as the interface that its table is to be read as. Volatile, because the compiler must
 // not reason about which class it really is.
-template <class tInterface>
-tInterface& As(sSlotObject& object) {
+template <class Interface>
+Interface& As(sSlotObject& object) {
   void* volatile address = &object;
-  return *static_cast<tInterface*>(address);
+  return *static_cast<Interface*>(address);
 }
 
 TEST(MbnSlots, OfTheInterfaceManagerAreAsPublished) {
@@ -154,16 +154,16 @@ TEST(MbnSlots, OfTheTransportBeginWithTheSinks) {
   EXPECT_EQ(static_cast<void*>(sink), address);
   const auto* const slots = *static_cast<void***>(address);
 
-  using tCounting = ULONG(STDMETHODCALLTYPE*)(void*);
-  const auto addRef = std::bit_cast<tCounting>(slots[1]);
-  const auto release = std::bit_cast<tCounting>(slots[2]);
+  using Counting = ULONG(STDMETHODCALLTYPE*)(void*);
+  const auto addRef = std::bit_cast<Counting>(slots[1]);
+  const auto release = std::bit_cast<Counting>(slots[2]);
   EXPECT_EQ(addRef(address), 1U);
   EXPECT_EQ(addRef(address), 2U);
 
-  using tQuery = HRESULT(STDMETHODCALLTYPE*)(void*, const IID*, void**);
+  using Query = HRESULT(STDMETHODCALLTYPE*)(void*, const IID*, void**);
   void* found = nullptr;
   const IID sinkId = PlatformsReading(L"{0A900C19-6824-4E97-B76E-CF239D0CA642}");
-  EXPECT_EQ(std::bit_cast<tQuery>(slots[0])(address, &sinkId, &found), S_OK);
+  EXPECT_EQ(std::bit_cast<Query>(slots[0])(address, &sinkId, &found), S_OK);
   EXPECT_EQ(found, address);
 
   EXPECT_EQ(release(address), 2U);

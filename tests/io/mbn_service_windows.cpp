@@ -19,10 +19,10 @@ constexpr auto kDeadline = std::chrono::seconds(20);
 
 HMODULE standIn = nullptr;
 
-template <typename tFunction>
-tFunction* Find(const char* name) {
+template <typename Function>
+Function* Find(const char* name) {
   // By way of a plain function pointer, as the compilers ask for.
-  return reinterpret_cast<tFunction*>(reinterpret_cast<void (*)()>(GetProcAddress(standIn, name)));
+  return reinterpret_cast<Function*>(reinterpret_cast<void (*)()>(GetProcAddress(standIn, name)));
 }
 
 std::wstring PathOfStandIn() {

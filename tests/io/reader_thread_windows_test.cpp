@@ -81,7 +81,7 @@ TEST_F(ReaderThreadTest, WithoutAThreadBothHandlesAreNull) {
 
 TEST_F(ReaderThreadTest, TheHandleOfAnEarlierConnectionIsOverwrittenNotClosed) {
   ASSERT_TRUE(StartReaderThread(session));
-  const cKernelHandle earlier(session.readerThread);
+  const KernelHandle earlier(session.readerThread);
   Port().ClosePort();
   WaitForReader();
   system.Look();

@@ -36,7 +36,7 @@ void cDelivery::Stop() {
   }
 }
 
-void cDelivery::Post(tTask task) {
+void cDelivery::Post(Task task) {
   {
     const std::lock_guard guard(mutex);
     ++posted;
@@ -62,7 +62,7 @@ void cDelivery::Work(std::uint32_t number, std::uint32_t threadCount) {
       return;
     }
     ++begun;
-    const tTask task = std::move(tasks.front());
+    const Task task = std::move(tasks.front());
     tasks.pop_front();
     guard.unlock();
     task();
@@ -72,7 +72,7 @@ void cDelivery::Work(std::uint32_t number, std::uint32_t threadCount) {
   }
 }
 
-void cDelivery::RunApart(const tTask& task) { std::thread(task).join(); }
+void cDelivery::RunApart(const Task& task) { std::thread(task).join(); }
 
 std::string cDelivery::ThreadName() {
   return threadNumber == 0 ? "own" : std::to_string(threadNumber);

@@ -15,7 +15,7 @@ namespace mbn_stand_in {
 // and no task begins before the one in front of it is done.
 class cDelivery {
  public:
-  using tTask = std::function<void()>;
+  using Task = std::function<void()>;
 
   cDelivery() = default;
   cDelivery(const cDelivery&) = delete;
@@ -27,12 +27,12 @@ class cDelivery {
   // Waits for the task in progress and drops the rest. Not to be called by a task.
   void Stop();
 
-  void Post(tTask task);
+  void Post(Task task);
   // Returns when every task posted so far is done.
   void Flush();
 
   // Runs a task on a thread of its own and returns when it is done.
-  static void RunApart(const tTask& task);
+  static void RunApart(const Task& task);
 
   // "1", "2", ... on a delivery thread, "own" on one of RunApart's.
   [[nodiscard]] static std::string ThreadName();
@@ -42,7 +42,7 @@ class cDelivery {
 
   std::mutex mutex;
   std::condition_variable changed;
-  std::deque<tTask> tasks;
+  std::deque<Task> tasks;
   std::vector<std::thread> threads;
   std::uint64_t posted = 0;
   std::uint64_t begun = 0;

@@ -6,7 +6,7 @@ namespace mbn_stand_in {
 namespace {
 
 // Bit by bit, unlike the library's table: what is compared here should not be computed alike.
-std::uint16_t Crc(const tBytes& bytes) {
+std::uint16_t Crc(const ByteVector& bytes) {
   std::uint16_t crc = 0xFFFF;
   for (const std::uint8_t byte : bytes) {
     crc = static_cast<std::uint16_t>(crc ^ byte);
@@ -36,12 +36,12 @@ int HexDigit(char c) {
 
 }  // namespace
 
-tBytes Frame(const tBytes& packet) {
+ByteVector Frame(const ByteVector& packet) {
   const std::uint16_t crc = Crc(packet);
-  tBytes body = packet;
+  ByteVector body = packet;
   body.push_back(static_cast<std::uint8_t>(crc & 0xFF));
   body.push_back(static_cast<std::uint8_t>(crc >> 8));
-  tBytes frame;
+  ByteVector frame;
   for (const std::uint8_t byte : body) {
     if (byte == 0x7D || byte == 0x7E) {
       frame.push_back(0x7D);
@@ -54,8 +54,8 @@ tBytes Frame(const tBytes& packet) {
   return frame;
 }
 
-tBytes Unframe(const tBytes& frame) {
-  tBytes body;
+ByteVector Unframe(const ByteVector& frame) {
+  ByteVector body;
   bool escaped = false;
   for (const std::uint8_t byte : frame) {
     if (byte == 0x7E) {
@@ -71,24 +71,24 @@ tBytes Unframe(const tBytes& frame) {
   if (body.size() < 3) {
     return {};
   }
-  tBytes packet(body.begin(), body.end() - 2);
+  ByteVector packet(body.begin(), body.end() - 2);
   const std::uint16_t crc = Crc(packet);
   const bool isGood = body[body.size() - 2] == (crc & 0xFF) && body[body.size() - 1] == (crc >> 8);
-  return isGood ? packet : tBytes{};
+  return isGood ? packet : ByteVector{};
 }
 
-tBytes BytesFromHex(const std::string& text) {
+ByteVector BytesFromHex(const std::string& text) {
   if (text.size() % 2 != 0) {
     throw std::invalid_argument("an odd number of hexadecimal digits");
   }
-  tBytes bytes;
+  ByteVector bytes;
   for (std::size_t i = 0; i < text.size(); i += 2) {
     bytes.push_back(static_cast<std::uint8_t>(HexDigit(text[i]) * 16 + HexDigit(text[i + 1])));
   }
   return bytes;
 }
 
-std::string HexFromBytes(const tBytes& bytes) {
+std::string HexFromBytes(const ByteVector& bytes) {
   static constexpr char kDigits[] = "0123456789ABCDEF";
   std::string text;
   for (const std::uint8_t byte : bytes) {

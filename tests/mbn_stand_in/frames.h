@@ -6,16 +6,16 @@
 
 namespace mbn_stand_in {
 
-using tBytes = std::vector<std::uint8_t>;
+using ByteVector = std::vector<std::uint8_t>;
 
 // The modem's end of the DIAG framing: 0x7D stuffing, CRC-16/X.25 low byte first, closing 0x7E.
-[[nodiscard]] tBytes Frame(const tBytes& packet);
+[[nodiscard]] ByteVector Frame(const ByteVector& packet);
 
 // The packet in a frame that the client sent. Empty when it is no good frame.
-[[nodiscard]] tBytes Unframe(const tBytes& frame);
+[[nodiscard]] ByteVector Unframe(const ByteVector& frame);
 
 // "7d01FF" as bytes. Throws std::invalid_argument for any other text.
-[[nodiscard]] tBytes BytesFromHex(const std::string& text);
-[[nodiscard]] std::string HexFromBytes(const tBytes& bytes);
+[[nodiscard]] ByteVector BytesFromHex(const std::string& text);
+[[nodiscard]] std::string HexFromBytes(const ByteVector& bytes);
 
 }  // namespace mbn_stand_in

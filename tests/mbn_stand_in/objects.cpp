@@ -18,8 +18,8 @@ long GiveText(BSTR* out, const wchar_t* text) {
   return *out != nullptr ? S_OK : E_OUTOFMEMORY;
 }
 
-template <class tOut>
-void Clear(tOut* out) {
+template <class Out>
+void Clear(Out* out) {
   if (out != nullptr) {
     *out = nullptr;
   }
@@ -59,7 +59,7 @@ class cDeviceService final : public cObject<iDeviceService> {
   HRESULT STDMETHODCALLTYPE SetCommand(ULONG commandId, SAFEARRAY* data,
                                        ULONG* requestId) override {
     std::string description = std::to_string(commandId);
-    const tBytes frame = Read(data, description);
+    const ByteVector frame = Read(data, description);
     return world->Call("SetCommand", description, [&]() -> long {
       if (requestId == nullptr) {
         return E_POINTER;
@@ -101,7 +101,7 @@ class cDeviceService final : public cObject<iDeviceService> {
 
  private:
   // The command's bytes. `description` gets the array's type, lower bound and bytes.
-  static tBytes Read(SAFEARRAY* data, std::string& description) {
+  static ByteVector Read(SAFEARRAY* data, std::string& description) {
     VARTYPE type = VT_EMPTY;
     LONG lower = -1;
     LONG upper = -1;
@@ -114,7 +114,7 @@ class cDeviceService final : public cObject<iDeviceService> {
       return {};
     }
     const auto* const first = static_cast<const std::uint8_t*>(bytes);
-    const tBytes read(first, first + (upper - lower + 1));
+    const ByteVector read(first, first + (upper - lower + 1));
     SafeArrayUnaccessData(data);
     description += " type " + std::to_string(type) + " from " + std::to_string(lower) + " " +
                    HexFromBytes(read);

@@ -92,7 +92,7 @@ struct sScenario {
   sCompletion openCompletion;
   sCompletion closeCompletion;
   std::uint32_t threads = 1;
-  std::map<std::uint8_t, tBytes> replies;
+  std::map<std::uint8_t, ByteVector> replies;
   std::map<std::string, std::vector<sStep>> steps;  // by "command 3", "command *", "opened"
 };
 

@@ -17,7 +17,7 @@ bool IsSameId(const wchar_t* left, const wchar_t* right) {
 
 std::wstring Widen(const std::string& text) { return {text.begin(), text.end()}; }
 
-SAFEARRAY* MakeBytes(const tBytes& bytes, LONG lower = 0) {
+SAFEARRAY* MakeBytes(const ByteVector& bytes, LONG lower = 0) {
   SAFEARRAY* const array = SafeArrayCreateVector(VT_UI1, lower, static_cast<ULONG>(bytes.size()));
   void* data = nullptr;
   if (array == nullptr || FAILED(SafeArrayAccessData(array, &data))) {
@@ -28,10 +28,10 @@ SAFEARRAY* MakeBytes(const tBytes& bytes, LONG lower = 0) {
   return array;
 }
 
-using tKeptService = std::shared_ptr<iDeviceService>;
+using KeptService = std::shared_ptr<iDeviceService>;
 
 // Takes the caller's reference over; null is none.
-tKeptService TakeOver(iDeviceService* service) {
+KeptService TakeOver(iDeviceService* service) {
   if (service == nullptr) {
     return nullptr;
   }
@@ -39,7 +39,7 @@ tKeptService TakeOver(iDeviceService* service) {
 }
 
 // A reference of its own, for as long as a completion is on its way.
-tKeptService Keep(iDeviceService* service) {
+KeptService Keep(iDeviceService* service) {
   service->AddRef();
   return TakeOver(service);
 }
@@ -216,7 +216,7 @@ void cWorld::Complete(const sCompletion& completion, const std::function<void()>
   }
 }
 
-void cWorld::TakeCommand(const tBytes& frame) {
+void cWorld::TakeCommand(const ByteVector& frame) {
   std::vector<sStep> steps;
   {
     const std::lock_guard guard(mutex);
@@ -229,7 +229,7 @@ void cWorld::TakeCommand(const tBytes& frame) {
       steps = found->second;
     }
   }
-  const tBytes packet = Unframe(frame);
+  const ByteVector packet = Unframe(frame);
   for (const sStep& step : steps) {
     Do(step, packet);
   }
@@ -259,8 +259,7 @@ iDeviceService* cWorld::SessionService() {
   return session;
 }
 
-void cWorld::CallSinks(const std::string& description, iDeviceService* from,
-                       const tSinkCall& call) {
+void cWorld::CallSinks(const std::string& description, iDeviceService* from, const SinkCall& call) {
   std::vector<iDeviceServicesSink*> called;
   {
     const std::lock_guard guard(mutex);
@@ -276,7 +275,7 @@ void cWorld::CallSinks(const std::string& description, iDeviceService* from,
   }
 }
 
-void cWorld::CallSinksFromSession(const std::string& description, const tSinkCall& call) {
+void cWorld::CallSinksFromSession(const std::string& description, const SinkCall& call) {
   iDeviceService* const from = SessionService();
   CallSinks(description, from, call);
   if (from != nullptr) {
@@ -324,7 +323,7 @@ void cWorld::TellStateChange(const std::string& id, int state) {
 
 void cWorld::TellOthers() {
   SAFEARRAY* const data = MakeBytes({1, 2, 3, 4});
-  const auto tell = [&](const char* name, const tSinkCall& call) {
+  const auto tell = [&](const char* name, const SinkCall& call) {
     CallSinksFromSession(name, call);
   };
   tell("OnQuerySupportedCommandsComplete", [&](auto& sink, auto* from) {
@@ -364,11 +363,11 @@ void cWorld::NotifyArray(const std::function<SAFEARRAY*()>& make, const std::str
   }
 }
 
-void cWorld::NotifyBytes(const tBytes& bytes) {
+void cWorld::NotifyBytes(const ByteVector& bytes) {
   NotifyArray([&] { return MakeBytes(bytes); }, std::to_string(bytes.size()));
 }
 
-void cWorld::NotifyFromStranger(const tBytes& bytes) {
+void cWorld::NotifyFromStranger(const ByteVector& bytes) {
   iDeviceService* const stranger = MakeStranger(shared_from_this());
   SAFEARRAY* const data = MakeBytes(bytes);
   Notify(stranger, data, "stranger " + std::to_string(bytes.size()));
@@ -377,25 +376,25 @@ void cWorld::NotifyFromStranger(const tBytes& bytes) {
 }
 
 void cWorld::DoReply(const std::string& kind, const std::vector<std::string>& arguments,
-                     const tBytes& command) {
-  tBytes packet = command;
+                     const ByteVector& command) {
+  ByteVector packet = command;
   if (!command.empty()) {
     const auto chosen = scenario.replies.find(command[0]);
     if (chosen != scenario.replies.end()) {
       packet = chosen->second;
     }
   }
-  const tBytes frame = Frame(packet);
+  const ByteVector frame = Frame(packet);
   if (kind == "reply-overtaking") {
     cDelivery::RunApart([&] { NotifyBytes(frame); });
   } else if (kind == "reply-twice") {
-    tBytes two = frame;
+    ByteVector two = frame;
     two.insert(two.end(), frame.begin(), frame.end());
     delivery.Post([this, two] { NotifyBytes(two); });
   } else if (kind == "reply-cut") {
     const auto cut = frame.begin() + std::stol(arguments.at(0));
-    const tBytes head(frame.begin(), cut);
-    const tBytes tail(cut, frame.end());
+    const ByteVector head(frame.begin(), cut);
+    const ByteVector tail(cut, frame.end());
     delivery.Post([this, head] { NotifyBytes(head); });
     delivery.Post([this, tail] { NotifyBytes(tail); });
   } else {
@@ -421,15 +420,15 @@ void cWorld::Arrive(const std::string& id) {
   TellStateChange(id, 0);
 }
 
-void cWorld::Do(const sStep& step, const tBytes& command) {
+void cWorld::Do(const sStep& step, const ByteVector& command) {
   const auto& arguments = step.arguments;
   const auto first = [&] { return arguments.at(0); };
   if (step.name.starts_with("reply")) {
     DoReply(step.name, arguments, command);
   } else if (step.name == "packets") {
-    tBytes frames;
+    ByteVector frames;
     for (const std::string& packet : arguments) {
-      const tBytes frame = Frame(BytesFromHex(packet));
+      const ByteVector frame = Frame(BytesFromHex(packet));
       frames.insert(frames.end(), frame.begin(), frame.end());
     }
     delivery.Post([this, frames] { NotifyBytes(frames); });
@@ -440,7 +439,7 @@ void cWorld::Do(const sStep& step, const tBytes& command) {
       NotifyArray([&] { return MakeBytes(bytes, lower); }, "from " + std::to_string(lower));
     });
   } else if (step.name == "zeros") {
-    delivery.Post([this, bytes = tBytes(std::stoul(first()), 0)] { NotifyBytes(bytes); });
+    delivery.Post([this, bytes = ByteVector(std::stoul(first()), 0)] { NotifyBytes(bytes); });
   } else if (step.name == "words") {
     delivery.Post([this, count = static_cast<ULONG>(std::stoul(first()))] {
       NotifyArray([count] { return SafeArrayCreateVector(VT_UI2, 0, count); }, "words");

@@ -55,19 +55,19 @@ class cWorld : public std::enable_shared_from_this<cWorld> {
   // The command session's life, as its service sees it.
   void OpenSession(iDeviceService* service, ULONG requestId);
   void CloseSession(iDeviceService* service, ULONG requestId);
-  void TakeCommand(const tBytes& frame);
+  void TakeCommand(const ByteVector& frame);
   [[nodiscard]] bool IsSessionOf(const iDeviceService* service);
   [[nodiscard]] ULONG NextRequestId() { return ++lastRequestId; }
 
   // Has a step's calls made by the delivery threads. `command` is the packet it replies to.
-  void Do(const sStep& step, const tBytes& command = {});
+  void Do(const sStep& step, const ByteVector& command = {});
   void Flush() { delivery.Flush(); }
 
  private:
-  using tSinkCall = std::function<long(iDeviceServicesSink&, iDeviceService*)>;
+  using SinkCall = std::function<long(iDeviceServicesSink&, iDeviceService*)>;
 
-  void CallSinks(const std::string& description, iDeviceService* from, const tSinkCall& call);
-  void CallSinksFromSession(const std::string& description, const tSinkCall& call);
+  void CallSinks(const std::string& description, iDeviceService* from, const SinkCall& call);
+  void CallSinksFromSession(const std::string& description, const SinkCall& call);
   void Complete(const sCompletion& completion, const std::function<void()>& tellSinks);
   // From the service whose call this completes.
   void TellOpened(iDeviceService* from, long status);
@@ -75,11 +75,11 @@ class cWorld : public std::enable_shared_from_this<cWorld> {
   void TellStateChange(const std::string& id, int state);
   void TellOthers();
   void Notify(iDeviceService* from, SAFEARRAY* data, const std::string& description);
-  void NotifyBytes(const tBytes& bytes);
+  void NotifyBytes(const ByteVector& bytes);
   void NotifyArray(const std::function<SAFEARRAY*()>& make, const std::string& description);
-  void NotifyFromStranger(const tBytes& bytes);
+  void NotifyFromStranger(const ByteVector& bytes);
   void DoReply(const std::string& kind, const std::vector<std::string>& arguments,
-               const tBytes& command);
+               const ByteVector& command);
   void Remove(const std::string& id);
   void Arrive(const std::string& id);
   void EndSession();
@@ -103,8 +103,8 @@ class cWorld : public std::enable_shared_from_this<cWorld> {
 
 // What all objects of the stand-in have in common: the count, and their place among the living.
 // Logged by `kind` and a number.
-template <class tFirst, class... tOthers>
-class cObject : public tFirst, public tOthers... {
+template <class First, class... Others>
+class cObject : public First, public Others... {
  public:
   cObject(std::shared_ptr<cWorld> itsWorld, const std::string& kind)
       : world(std::move(itsWorld)), name(world->Enter(kind, &references)) {}
@@ -116,7 +116,7 @@ class cObject : public tFirst, public tOthers... {
     if (object == nullptr) {
       return E_POINTER;
     }
-    *object = IsEqualGUID(iid, kUnknownId) ? static_cast<tFirst*>(this) : Find(iid);
+    *object = IsEqualGUID(iid, kUnknownId) ? static_cast<First*>(this) : Find(iid);
     if (*object == nullptr) {
       return E_NOINTERFACE;
     }

@@ -254,7 +254,7 @@ TEST(DecodeOtaPacket, APacketThatStopsLeavesTheMapUnchanged) {
 
 TEST(DecodeOtaPacket, DoesNotChangeOrKeepTheItem) {
   const Bytes packet = CompleteSibPacket(kBch);
-  const sOwnedBuffer item = Item(packet);
+  const OwnedBuffer item = Item(packet);
   SibAssemblyMap map;
   ASSERT_EQ(DecodeOtaPacket(map, *item, kTimestamp).size(), 1u);
   EXPECT_EQ(Bytes(item->Bytes().begin(), item->Bytes().end()), packet);

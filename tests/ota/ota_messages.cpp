@@ -94,14 +94,14 @@ Bytes RebuiltPacket(std::uint8_t channel, std::uint8_t rbId, unsigned sibType, c
   return LogPacket(MarkerOf(channel), rbId, message, timestamp);
 }
 
-sOwnedBuffer Item(const Bytes& bytes) {
+OwnedBuffer Item(const Bytes& bytes) {
   return std::make_unique<sSharedBuffer>(bytes.data(), static_cast<std::int32_t>(bytes.size()),
                                          kOriginDevice);
 }
 
 Packets BytesOf(const SibPacketList& packets) {
   Packets all;
-  for (const sOwnedBuffer& packet : packets) {
+  for (const OwnedBuffer& packet : packets) {
     all.emplace_back(packet->Bytes().begin(), packet->Bytes().end());
   }
   return all;

@@ -53,7 +53,7 @@ struct sListedSib {
 [[nodiscard]] Bytes RebuiltPacket(std::uint8_t channel, std::uint8_t rbId, unsigned sibType,
                                   const Bits& data, std::uint64_t timestamp);
 
-[[nodiscard]] sOwnedBuffer Item(const Bytes& bytes);
+[[nodiscard]] OwnedBuffer Item(const Bytes& bytes);
 // The packets' bytes, in the list's order.
 using Packets = std::vector<Bytes>;
 [[nodiscard]] Packets BytesOf(const SibPacketList& packets);

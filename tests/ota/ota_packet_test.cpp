@@ -9,7 +9,7 @@ namespace corvane {
 namespace {
 
 TEST(ViewOtaPacket, ShowsChannelBearerAndMessage) {
-  const sOwnedBuffer item = Item(LogPacket(0x83, 0x91, {0xAA, 0xBB, 0xCC}));
+  const OwnedBuffer item = Item(LogPacket(0x83, 0x91, {0xAA, 0xBB, 0xCC}));
   const auto packet = ViewOtaPacket(*item);
   ASSERT_TRUE(packet);
   EXPECT_EQ(packet->channel, 0x83);

@@ -85,7 +85,7 @@ struct sSent {
 sSent SendFailing(SibAssemblyMap& map, unsigned choice, const Bits& content,
                   const sFailing& failing) {
   const Bytes bytes = LogPacket(kFach, 7, BytesOf(Message(kFach, choice, content)));
-  const sOwnedBuffer item = Item(bytes);
+  const OwnedBuffer item = Item(bytes);
   cAllocationFailure failure(failing.heap, failing.nth);
   const SibPacketList packets = DecodeOtaPacket(map, *item, kTimestamp);
   const bool failed = failure.Disarm();
@@ -169,7 +169,7 @@ TEST(OutOfMemory, WithoutAnyMemoryMessagesAreReadToTheirEnds) {
   InsertBlock(map, {255, 7, 2}, UnfinishedBlock(2, 1, "1"));
   const Bits content =
       SegmentShort(3, 1, "1011") + SibList({{4, "110"}, {5, "011"}}) + FirstShort(2, 2, "0110");
-  const sOwnedBuffer item = Item(LogPacket(kFach, 7, BytesOf(Message(kFach, 6, content))));
+  const OwnedBuffer item = Item(LogPacket(kFach, 7, BytesOf(Message(kFach, 6, content))));
   cAllocationFailure noBytes(eHeap::Malloc, 1, eFailures::AllSince);
   cAllocationFailure nothingElse(eHeap::New, 1, eFailures::AllSince);
   const SibPacketList packets = DecodeOtaPacket(map, *item, kTimestamp);

@@ -165,7 +165,7 @@ TEST_F(ProcessOtaLogItem, RebuiltPacketsCarryTheCellLikeCapturedOnes) {
 
 TEST_F(ProcessOtaLogItem, WithoutAFileNothingIsAddedAndTheNextOneStartsClean) {
   store.Close();
-  const sOwnedBuffer item = Item(complete);
+  const OwnedBuffer item = Item(complete);
   {
     const std::lock_guard guard(store.storeLock);
     corvane::ProcessOtaLogItem(store, *item, kClockStart);
@@ -211,7 +211,7 @@ TEST_F(ProcessOtaLogItem, WithoutMemoryNoExceptionLeavesTheStoreAndThePacketIsRe
 // How many failures of one allocation each leave the second packet of `bytes` without the first, as
 // long as no packet has to be written.
 std::uint32_t FailuresThatLoseTheFirstPacket(const Bytes& bytes) {
-  const sOwnedBuffer item = Item(bytes);
+  const OwnedBuffer item = Item(bytes);
   std::uint32_t count = 0;
   for (std::uint32_t nth = 1;; ++nth) {
     SibAssemblyMap map;

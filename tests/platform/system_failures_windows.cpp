@@ -86,8 +86,8 @@ namespace corvane {
 namespace {
 
 // Whether `make` throws std::bad_alloc when the system refuses; it must lose no memory by it.
-template <class tMake>
-bool ThrowsWhenTheSystemFails(tMake make) {
+template <class Make>
+bool ThrowsWhenTheSystemFails(Make make) {
   const std::int64_t before = LiveNewAllocations();
   systemFails = true;
   bool thrown = false;

@@ -12,11 +12,11 @@ std::vector<int> closed;
 
 // Numbers for handles; "none" is -1.
 struct sNumber {
-  using tHandle = int;
+  using Handle = int;
   static constexpr int None() { return -1; }
   static void Close(int handle) { closed.push_back(handle); }
 };
-using cNumberHandle = cOwnedHandle<sNumber>;
+using NumberHandle = cOwnedHandle<sNumber>;
 
 class WindowsHandleTest : public testing::Test {
  protected:
@@ -25,7 +25,7 @@ class WindowsHandleTest : public testing::Test {
 
 TEST_F(WindowsHandleTest, AnOwnerGivesItsHandleBackOnce) {
   {
-    const cNumberHandle owner(7);
+    const NumberHandle owner(7);
     EXPECT_TRUE(owner);
     EXPECT_EQ(owner.Get(), 7);
   }
@@ -34,8 +34,8 @@ TEST_F(WindowsHandleTest, AnOwnerGivesItsHandleBackOnce) {
 
 TEST_F(WindowsHandleTest, AnOwnerOfNoneGivesNothingBack) {
   {
-    const cNumberHandle fresh;
-    const cNumberHandle ofNone(sNumber::None());
+    const NumberHandle fresh;
+    const NumberHandle ofNone(sNumber::None());
     EXPECT_FALSE(fresh || ofNone);
     EXPECT_EQ(fresh.Get(), -1);
   }
@@ -44,7 +44,7 @@ TEST_F(WindowsHandleTest, AnOwnerOfNoneGivesNothingBack) {
 
 TEST_F(WindowsHandleTest, ResetGivesTheOldHandleBackAndKeepsTheNewOne) {
   {
-    cNumberHandle owner(7);
+    NumberHandle owner(7);
     owner.Reset(8);
     EXPECT_EQ(closed, std::vector<int>{7});
     EXPECT_EQ(owner.Get(), 8);
@@ -56,7 +56,7 @@ TEST_F(WindowsHandleTest, ResetGivesTheOldHandleBackAndKeepsTheNewOne) {
 
 TEST_F(WindowsHandleTest, ADetachedHandleIsTheCallers) {
   {
-    cNumberHandle owner(7);
+    NumberHandle owner(7);
     EXPECT_EQ(owner.Detach(), 7);
     EXPECT_FALSE(owner);
   }
@@ -65,10 +65,10 @@ TEST_F(WindowsHandleTest, ADetachedHandleIsTheCallers) {
 
 TEST_F(WindowsHandleTest, AMoveCarriesTheHandleOver) {
   {
-    cNumberHandle first(7);
-    cNumberHandle second(std::move(first));
+    NumberHandle first(7);
+    NumberHandle second(std::move(first));
     EXPECT_EQ(second.Get(), 7);
-    cNumberHandle third(8);
+    NumberHandle third(8);
     third = std::move(second);
     EXPECT_EQ(closed, std::vector<int>{8});
     EXPECT_EQ(third.Get(), 7);
@@ -78,8 +78,8 @@ TEST_F(WindowsHandleTest, AMoveCarriesTheHandleOver) {
 
 TEST_F(WindowsHandleTest, AHandleMovedToItselfStaysOpen) {
   {
-    cNumberHandle owner(7);
-    cNumberHandle& same = owner;
+    NumberHandle owner(7);
+    NumberHandle& same = owner;
     owner = std::move(same);
     EXPECT_EQ(owner.Get(), 7);
     EXPECT_TRUE(closed.empty());
@@ -88,17 +88,17 @@ TEST_F(WindowsHandleTest, AHandleMovedToItselfStaysOpen) {
 }
 
 TEST_F(WindowsHandleTest, NoneIsNullForKernelObjectsAndTheInvalidHandleForFiles) {
-  EXPECT_EQ(cKernelHandle().Get(), nullptr);
-  EXPECT_EQ(cFileHandle().Get(), INVALID_HANDLE_VALUE);
+  EXPECT_EQ(KernelHandle().Get(), nullptr);
+  EXPECT_EQ(FileHandle().Get(), INVALID_HANDLE_VALUE);
 }
 
 TEST_F(WindowsHandleTest, AKernelObjectIsClosedWithTheLastOfItsHandles) {
   constexpr wchar_t kName[] = L"Local\\CorvaneWindowsHandleTest";
-  cKernelHandle event(CreateEventW(nullptr, TRUE, FALSE, kName));
+  KernelHandle event(CreateEventW(nullptr, TRUE, FALSE, kName));
   ASSERT_TRUE(event);
-  EXPECT_TRUE(cKernelHandle(OpenEventW(SYNCHRONIZE, FALSE, kName)));
+  EXPECT_TRUE(KernelHandle(OpenEventW(SYNCHRONIZE, FALSE, kName)));
   event.Reset();
-  EXPECT_FALSE(cKernelHandle(OpenEventW(SYNCHRONIZE, FALSE, kName)));
+  EXPECT_FALSE(KernelHandle(OpenEventW(SYNCHRONIZE, FALSE, kName)));
 }
 
 }  // namespace

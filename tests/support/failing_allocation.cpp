@@ -45,7 +45,7 @@ struct sCountdown {
 constinit sCountdown mallocCountdown;
 constinit sCountdown newCountdown;
 constinit std::atomic<std::int64_t> liveNewAllocations{0};
-constinit std::atomic<cFreeObserver::tObserver> freeObserver{nullptr};
+constinit std::atomic<cFreeObserver::Observer> freeObserver{nullptr};
 
 [[nodiscard]] sCountdown& CountdownOf(eHeap heap) {
   return heap == eHeap::Malloc ? mallocCountdown : newCountdown;
@@ -126,7 +126,7 @@ bool cAllocationFailure::Disarm() {
 
 std::int64_t LiveNewAllocations() { return liveNewAllocations; }
 
-cFreeObserver::cFreeObserver(tObserver observer) { freeObserver = observer; }
+cFreeObserver::cFreeObserver(Observer observer) { freeObserver = observer; }
 
 cFreeObserver::~cFreeObserver() { freeObserver = nullptr; }
 
@@ -141,7 +141,7 @@ void* __wrap_calloc(std::size_t count, std::size_t size) {
 }
 
 void __wrap_free(void* block) {
-  const corvane::cFreeObserver::tObserver observer = corvane::freeObserver;
+  const corvane::cFreeObserver::Observer observer = corvane::freeObserver;
   if (observer != nullptr && block != nullptr) {
     observer(block);
   }

@@ -13,7 +13,7 @@
 //
 //   for (std::uint32_t nth = 1;; ++nth) {
 //     cAllocationFailure failure(eHeap::Malloc, nth);
-//     const sOwnedBuffer made = FramePacket(&packet);
+//     const OwnedBuffer made = FramePacket(&packet);
 //     if (!failure.Disarm()) break;   // everything was tried: this run met no failure
 //     EXPECT_EQ(made, nullptr) << "allocation " << nth;
 //   }
@@ -56,9 +56,9 @@ class cAllocationFailure {
 // sees null or what operator delete gives back. There is at most one at a time.
 class cFreeObserver {
  public:
-  using tObserver = void (*)(const void* block);
+  using Observer = void (*)(const void* block);
 
-  explicit cFreeObserver(tObserver observer);
+  explicit cFreeObserver(Observer observer);
   ~cFreeObserver();
   cFreeObserver(const cFreeObserver&) = delete;
   cFreeObserver& operator=(const cFreeObserver&) = delete;

@@ -32,8 +32,8 @@ constexpr milliseconds kStatusInterval(1000);
 // Whether another program has the file open for writing, or does not let it be read. The library
 // lets others write its file, so a second capture would truncate and spoil the first one's.
 [[nodiscard]] bool IsInUse(const std::string& path) {
-  const cFileHandle opened(CreateFileA(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
-                                       OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+  const FileHandle opened(CreateFileA(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
+                                      OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
   return !opened && GetLastError() == ERROR_SHARING_VIOLATION;
 }
 
@@ -110,16 +110,16 @@ class cRunningCapture {
 
 void WaitForEnd(const cStopRequest& stop, std::optional<milliseconds> duration,
                 cStatusLine& statusLine) {
-  using tClock = std::chrono::steady_clock;
-  const auto started = tClock::now();
+  using Clock = std::chrono::steady_clock;
+  const auto started = Clock::now();
   for (bool ended = false; !ended;) {
     milliseconds wait = kStatusInterval;
     if (duration) {
-      const auto elapsed = std::chrono::duration_cast<milliseconds>(tClock::now() - started);
+      const auto elapsed = std::chrono::duration_cast<milliseconds>(Clock::now() - started);
       wait = std::clamp(*duration - elapsed, milliseconds(0), kStatusInterval);
     }
     ended = stop.WaitFor(wait);
-    const auto elapsed = std::chrono::duration_cast<milliseconds>(tClock::now() - started);
+    const auto elapsed = std::chrono::duration_cast<milliseconds>(Clock::now() - started);
     ended = ended || (duration && elapsed >= *duration);
     statusLine.Update(elapsed, ended);
   }

@@ -20,11 +20,11 @@ constexpr wchar_t kLibraryName[] = L"corvane.dll";
   return path.substr(0, path.find_last_of(L'\\') + 1) + kLibraryName;
 }
 
-template <typename tFunction>
-void FindExport(HMODULE library, const char* name, tFunction& function) {
+template <typename Function>
+void FindExport(HMODULE library, const char* name, Function& function) {
   // By way of void*, the one pointer type to which a function pointer of unknown type converts
   // without a warning.
-  function = reinterpret_cast<tFunction>(reinterpret_cast<void*>(GetProcAddress(library, name)));
+  function = reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(library, name)));
   if (function == nullptr) {
     throw std::runtime_error(fmt::format("corvane.dll has no function {}", name));
   }

@@ -14,10 +14,9 @@
 namespace corvane::tools {
 namespace {
 
-template <typename... tArguments>
-void Append(std::string& text, fmt::format_string<tArguments...> format,
-            tArguments&&... arguments) {
-  fmt::format_to(std::back_inserter(text), format, std::forward<tArguments>(arguments)...);
+template <typename... Arguments>
+void Append(std::string& text, fmt::format_string<Arguments...> format, Arguments&&... arguments) {
+  fmt::format_to(std::back_inserter(text), format, std::forward<Arguments>(arguments)...);
 }
 
 // "1:02:03.456", with a sign in front when the clock was set back past the first item.

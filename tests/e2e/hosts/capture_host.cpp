@@ -23,19 +23,19 @@ namespace {
 using corvane::test::Say;
 
 struct sLibrary {
-  using tHandle = HMODULE;
+  using Handle = HMODULE;
   static HMODULE None() { return nullptr; }
   static void Close(HMODULE library) { FreeLibrary(library); }
 };
 
-using tCorvaneStart = bool (*)(const char*, const char*, const char*);
-using tCorvaneStop = void (*)();
-using tTextFunction = int (*)(const char*);
+using CorvaneStart = bool (*)(const char*, const char*, const char*);
+using CorvaneStop = void (*)();
+using TextFunction = int (*)(const char*);
 
-template <typename tFunction>
-tFunction Find(HMODULE library, const char* name) {
+template <typename Function>
+Function Find(HMODULE library, const char* name) {
   // By way of a plain function pointer, as the compilers ask for.
-  return reinterpret_cast<tFunction>(reinterpret_cast<void (*)()>(GetProcAddress(library, name)));
+  return reinterpret_cast<Function>(reinterpret_cast<void (*)()>(GetProcAddress(library, name)));
 }
 
 const char* Argument(const std::string& field) {
@@ -57,8 +57,8 @@ std::string RunChild(const std::vector<std::string>& arguments) {
                       &process)) {
     return "not started";
   }
-  const corvane::cKernelHandle thread(process.hThread);
-  const corvane::cKernelHandle handle(process.hProcess);
+  const corvane::KernelHandle thread(process.hThread);
+  const corvane::KernelHandle handle(process.hProcess);
   WaitForSingleObject(handle.Get(), INFINITE);
   DWORD status = 0;
   GetExitCodeProcess(handle.Get(), &status);
@@ -79,8 +79,8 @@ int main(int argc, char** argv) {
     Say("not loaded: error " + std::to_string(GetLastError()));
     return 3;
   }
-  const auto start = Find<tCorvaneStart>(library.Get(), "CorvaneStart");
-  const auto stop = Find<tCorvaneStop>(library.Get(), "CorvaneStop");
+  const auto start = Find<CorvaneStart>(library.Get(), "CorvaneStart");
+  const auto stop = Find<CorvaneStop>(library.Get(), "CorvaneStop");
   if (start == nullptr || stop == nullptr) {
     return 4;
   }
@@ -105,7 +105,7 @@ int main(int argc, char** argv) {
       Say("exit " + RunChild({argv[1], command[1], command[2], command[3]}));
     } else if (verb == "call" && command.size() == 4) {
       const auto function =
-          Find<tTextFunction>(GetModuleHandleA(command[1].c_str()), command[2].c_str());
+          Find<TextFunction>(GetModuleHandleA(command[1].c_str()), command[2].c_str());
       Say(function == nullptr ? "not found"
                               : "called " + std::to_string(function(command[3].c_str())));
     } else if (verb == "unload") {

@@ -15,13 +15,13 @@
 namespace {
 
 struct sRegistryKey {
-  using tHandle = HKEY;
+  using Handle = HKEY;
   static HKEY None() { return nullptr; }
   static void Close(HKEY key) { RegCloseKey(key); }
 };
-using cRegistryKey = corvane::cOwnedHandle<sRegistryKey>;
+using RegistryKey = corvane::cOwnedHandle<sRegistryKey>;
 
-LSTATUS OpenOrCreate(const std::string& path, cRegistryKey& key) {
+LSTATUS OpenOrCreate(const std::string& path, RegistryKey& key) {
   HKEY opened = nullptr;
   const LSTATUS result = RegCreateKeyExA(HKEY_LOCAL_MACHINE, path.c_str(), 0, nullptr, 0, KEY_WRITE,
                                          nullptr, &opened, nullptr);
@@ -33,7 +33,7 @@ LSTATUS OpenOrCreate(const std::string& path, cRegistryKey& key) {
 
 LSTATUS SetValue(const std::string& path, const std::string& name, DWORD type, const void* bytes,
                  std::size_t size) {
-  cRegistryKey key;
+  RegistryKey key;
   const LSTATUS result = OpenOrCreate(path, key);
   if (result != ERROR_SUCCESS) {
     return result;
@@ -53,7 +53,7 @@ LSTATUS Run(const std::vector<std::string>& command) {
     return SetValue(command[1], command[2], REG_DWORD, &value, sizeof value);
   }
   if (verb == "key" && command.size() == 2) {
-    cRegistryKey key;
+    RegistryKey key;
     return OpenOrCreate(command[1], key);
   }
   if (verb == "delete" && command.size() == 2) {
