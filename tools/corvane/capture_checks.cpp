@@ -1,4 +1,4 @@
-#include "capture_checks.h"
+#include "corvane/capture_checks.h"
 
 #include <fmt/format.h>
 

@@ -1,4 +1,4 @@
-#include "capture_command_windows.h"
+#include "corvane/capture_command_windows.h"
 
 #include <fmt/format.h>
 #include <io.h>
@@ -9,14 +9,14 @@
 #include <memory>
 #include <string>
 
-#include "capture_library_windows.h"
-#include "capture_status.h"
-#include "duration.h"
-#include "exit_codes.h"
+#include "corvane/capture_library_windows.h"
+#include "corvane/capture_status.h"
+#include "corvane/duration.h"
+#include "corvane/exit_codes.h"
+#include "corvane/stop_request_windows.h"
 #include "io/com_ports.h"
 #include "platform/windows_handle.h"
 #include "reader/capture_file.h"
-#include "stop_request_windows.h"
 
 namespace corvane::tools {
 namespace {

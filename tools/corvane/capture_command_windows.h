@@ -5,7 +5,7 @@
 #include <iosfwd>
 #include <optional>
 
-#include "capture_checks.h"
+#include "corvane/capture_checks.h"
 
 namespace corvane::tools {
 

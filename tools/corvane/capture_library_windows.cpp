@@ -1,4 +1,4 @@
-#include "capture_library_windows.h"
+#include "corvane/capture_library_windows.h"
 
 #include <fmt/format.h>
 

@@ -1,8 +1,8 @@
-#include "capture_status.h"
+#include "corvane/capture_status.h"
 
 #include <fmt/format.h>
 
-#include "duration.h"
+#include "corvane/duration.h"
 
 namespace corvane::tools {
 

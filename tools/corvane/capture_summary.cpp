@@ -1,15 +1,15 @@
-#include "capture_summary.h"
+#include "corvane/capture_summary.h"
 
 #include <fmt/format.h>
 
 #include <iterator>
 
-#include "item_names.h"
-#include "log_packet.h"
-#include "printable_text.h"
+#include "corvane/item_names.h"
+#include "corvane/log_packet.h"
+#include "corvane/printable_text.h"
+#include "corvane/signalling_description.h"
 #include "reader/text_item.h"
 #include "reader/utc_time.h"
-#include "signalling_description.h"
 
 namespace corvane::tools {
 namespace {

@@ -1,4 +1,4 @@
-#include "command_line.h"
+#include "corvane/command_line.h"
 
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>
@@ -6,10 +6,10 @@
 #include <exception>
 #include <iostream>
 
-#include "exit_codes.h"
-#include "info_command.h"
-#include "list_command.h"
-#include "platform_commands.h"
+#include "corvane/exit_codes.h"
+#include "corvane/info_command.h"
+#include "corvane/list_command.h"
+#include "corvane/platform_commands.h"
 
 namespace corvane::tools {
 

@@ -1,4 +1,4 @@
-#include "devices_command_windows.h"
+#include "corvane/devices_command_windows.h"
 
 #include <fmt/format.h>
 
@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "exit_codes.h"
+#include "corvane/exit_codes.h"
 #include "io/com_ports.h"
 #include "io/mbn_interfaces.h"
 

@@ -1,4 +1,4 @@
-#include "duration.h"
+#include "corvane/duration.h"
 
 #include <fmt/format.h>
 

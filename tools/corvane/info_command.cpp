@@ -1,14 +1,14 @@
-#include "info_command.h"
+#include "corvane/info_command.h"
 
 #include <fmt/format.h>
 
 #include <iostream>
 #include <memory>
 
-#include "capture_summary.h"
-#include "exit_codes.h"
+#include "corvane/capture_summary.h"
+#include "corvane/exit_codes.h"
+#include "corvane/reading_end.h"
 #include "reader/capture_file.h"
-#include "reading_end.h"
 
 namespace corvane::tools {
 namespace {

@@ -1,15 +1,15 @@
-#include "item_description.h"
+#include "corvane/item_description.h"
 
 #include <fmt/format.h>
 
 #include "capture/isf_format.h"
+#include "corvane/log_packet.h"
+#include "corvane/message_description.h"
+#include "corvane/printable_text.h"
+#include "corvane/request_description.h"
+#include "corvane/signalling_description.h"
 #include "diag/little_endian.h"
-#include "log_packet.h"
-#include "message_description.h"
-#include "printable_text.h"
 #include "reader/text_item.h"
-#include "request_description.h"
-#include "signalling_description.h"
 
 namespace corvane::tools {
 namespace {

@@ -1,4 +1,4 @@
-#include "item_names.h"
+#include "corvane/item_names.h"
 
 #include <array>
 

@@ -1,4 +1,4 @@
-#include "list_command.h"
+#include "corvane/list_command.h"
 
 #include <fmt/format.h>
 
@@ -9,13 +9,13 @@
 #include <memory>
 #include <optional>
 
-#include "exit_codes.h"
-#include "item_description.h"
-#include "item_names.h"
-#include "printable_text.h"
+#include "corvane/exit_codes.h"
+#include "corvane/item_description.h"
+#include "corvane/item_names.h"
+#include "corvane/printable_text.h"
+#include "corvane/reading_end.h"
 #include "reader/capture_file.h"
 #include "reader/utc_time.h"
-#include "reading_end.h"
 
 namespace corvane::tools {
 namespace {

@@ -1,12 +1,12 @@
-#include "message_description.h"
+#include "corvane/message_description.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <string_view>
 
+#include "corvane/printable_text.h"
 #include "diag/little_endian.h"
-#include "printable_text.h"
 
 namespace corvane::tools {
 namespace {

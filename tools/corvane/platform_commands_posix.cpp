@@ -1,7 +1,7 @@
 #include <iostream>
 
-#include "exit_codes.h"
-#include "platform_commands.h"
+#include "corvane/exit_codes.h"
+#include "corvane/platform_commands.h"
 
 namespace corvane::tools {
 

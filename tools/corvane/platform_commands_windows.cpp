@@ -1,6 +1,6 @@
-#include "capture_command_windows.h"
-#include "devices_command_windows.h"
-#include "platform_commands.h"
+#include "corvane/capture_command_windows.h"
+#include "corvane/devices_command_windows.h"
+#include "corvane/platform_commands.h"
 
 namespace corvane::tools {
 

@@ -1,4 +1,4 @@
-#include "printable_text.h"
+#include "corvane/printable_text.h"
 
 #include <fmt/format.h>
 

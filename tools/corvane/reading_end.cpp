@@ -1,10 +1,10 @@
-#include "reading_end.h"
+#include "corvane/reading_end.h"
 
 #include <fmt/format.h>
 
 #include <ostream>
 
-#include "exit_codes.h"
+#include "corvane/exit_codes.h"
 
 namespace corvane::tools {
 

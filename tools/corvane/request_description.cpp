@@ -1,12 +1,12 @@
-#include "request_description.h"
+#include "corvane/request_description.h"
 
 #include <fmt/format.h>
 
 #include <bit>
 #include <optional>
 
+#include "corvane/item_names.h"
 #include "diag/little_endian.h"
-#include "item_names.h"
 
 namespace corvane::tools {
 namespace {

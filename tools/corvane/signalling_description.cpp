@@ -1,10 +1,10 @@
-#include "signalling_description.h"
+#include "corvane/signalling_description.h"
 
 #include <fmt/format.h>
 
+#include "corvane/item_names.h"
+#include "corvane/log_packet.h"
 #include "diag/little_endian.h"
-#include "item_names.h"
-#include "log_packet.h"
 
 namespace corvane::tools {
 namespace {

@@ -1,4 +1,4 @@
-#include "stop_request_windows.h"
+#include "corvane/stop_request_windows.h"
 
 #include <windows.h>
 
