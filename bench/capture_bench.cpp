@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "capture/isf_store.h"
+#include "capture/isf/store.h"
 #include "diag/hdlc.h"
 #include "diag/shared_buffer.h"
 #include "platform/error_codes.h"

@@ -1,4 +1,4 @@
-#include "file_script.h"
+#include "fuzz/file_script.h"
 
 #include <algorithm>
 

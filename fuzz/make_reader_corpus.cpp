@@ -3,7 +3,7 @@
 #include <iostream>
 #include <string>
 
-#include "file_script.h"
+#include "fuzz/file_script.h"
 #include "reader/capture_builder.h"
 
 namespace corvane {

@@ -15,7 +15,7 @@
 
 #include "corvane/capture_summary.h"
 #include "corvane/item_description.h"
-#include "file_script.h"
+#include "fuzz/file_script.h"
 #include "reader/capture_file.h"
 
 namespace corvane {

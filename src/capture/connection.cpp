@@ -6,16 +6,16 @@
 #include <tuple>
 #include <utility>
 
-#include "capture/buffer_copy.h"
 #include "capture/data_delivery.h"
-#include "capture/debug_print.h"
-#include "capture/isf_format.h"
+#include "capture/isf/layout.h"
 #include "capture/reader_thread.h"
 #include "capture/session.h"
 #include "capture/text_item.h"
+#include "capture/transport.h"
+#include "diag/buffer_copy.h"
 #include "diag/hdlc.h"
 #include "diag/requests.h"
-#include "io/io.h"
+#include "platform/debug_print.h"
 #include "platform/error_codes.h"
 
 namespace corvane {

@@ -7,7 +7,7 @@ namespace corvane {
 // Has the session's mobile-broadband transport hand its data to OnDeviceData, with the session as
 // the context, and then calls OnDeviceData once without data, which sends the first queued request.
 //
-// The session's transport is of kind kMobileBroadband (data_delivery_windows.cpp).
+// The session's transport is of kind kMobileBroadband (io/mbn/data_delivery.cpp).
 void StartDataDelivery(cCaptureSession& session);
 
 }  // namespace corvane

@@ -5,7 +5,7 @@
 namespace corvane {
 
 // Starts the thread that reads the session's serial port until a read fails or the port is closed
-// (reader_thread_windows.cpp, the one file of this folder that touches a device).
+// (io/serial/reader_thread.cpp).
 //
 // Stores the thread's handle in the session's `readerThread` and in the transport's, null when the
 // thread could not be made, and returns whether it could. The handle of an earlier connection is

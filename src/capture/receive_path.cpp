@@ -3,12 +3,12 @@
 #include <mutex>
 #include <utility>
 
-#include "capture/buffer_copy.h"
 #include "capture/connection.h"
-#include "capture/debug_print.h"
 #include "capture/session.h"
+#include "diag/buffer_copy.h"
 #include "diag/hdlc.h"
 #include "diag/reply.h"
+#include "platform/debug_print.h"
 #include "platform/error_codes.h"
 
 namespace corvane {

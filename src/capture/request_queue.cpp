@@ -4,7 +4,7 @@
 #include <new>
 #include <utility>
 
-#include "capture/buffer_copy.h"
+#include "diag/buffer_copy.h"
 
 namespace corvane {
 

@@ -3,7 +3,7 @@
 #include <atomic>
 #include <cstdint>
 
-#include "capture/isf_store.h"
+#include "capture/isf/store.h"
 #include "capture/request_queue.h"
 #include "diag/shared_buffer.h"
 #include "filters/mask_lists.h"

@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <utility>
 
-#include "capture/isf_format.h"
+#include "capture/isf/layout.h"
 #include "diag/little_endian.h"
 
 namespace corvane {

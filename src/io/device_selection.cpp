@@ -9,8 +9,8 @@
 
 #include "capture/connection.h"
 #include "capture/session.h"
-#include "io/com_io.h"
-#include "io/qmbe_io.h"
+#include "io/mbn/qmbe_io.h"
+#include "io/serial/com_io.h"
 #include "platform/bounded_copy.h"
 
 namespace corvane {

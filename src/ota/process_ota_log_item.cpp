@@ -1,7 +1,7 @@
 #include <tuple>
 #include <utility>
 
-#include "capture/isf_store.h"
+#include "capture/isf/store.h"
 #include "ota/diag_timestamp.h"
 #include "ota/dispatcher.h"
 

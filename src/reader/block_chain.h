@@ -5,7 +5,7 @@
 #include <optional>
 #include <vector>
 
-#include "capture/isf_format.h"
+#include "capture/isf/layout.h"
 #include "reader/byte_source.h"
 #include "reader/capture_error.h"
 #include "reader/directory_entry.h"

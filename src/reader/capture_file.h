@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "capture/isf_format.h"
+#include "capture/isf/layout.h"
 #include "reader/block_chain.h"
 #include "reader/byte_source.h"
 #include "reader/capture_error.h"
@@ -25,7 +25,7 @@ enum class eCaptureState {
 struct sCaptureItem {
   std::uint64_t number = 0;            // from 0, in file order
   std::uint64_t time = 0;              // milliseconds since 1601-01-01 UTC
-  std::uint32_t type = 0;              // 0 to 31, see isf_format.h
+  std::uint32_t type = 0;              // 0 to 31, see capture/isf/layout.h
   std::optional<std::uint32_t> extra;  // the extra field, where the record has one
   std::vector<std::uint8_t> bytes;     // the packet, never empty
   std::uint64_t offset = 0;            // file position of the record

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "capture/isf_format.h"
+#include "capture/isf/layout.h"
 #include "diag/little_endian.h"
 #include "reader/directory_entry.h"
 

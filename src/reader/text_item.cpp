@@ -1,6 +1,6 @@
 #include "reader/text_item.h"
 
-#include "capture/isf_format.h"
+#include "capture/isf/layout.h"
 #include "diag/little_endian.h"
 
 namespace corvane {

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <string>
 
-#include "capture/isf_format.h"
+#include "capture/isf/layout.h"
 #include "capture/reader_loop.h"
 #include "capture/session_fixture.h"
 #include "support/failing_allocation.h"

@@ -3,7 +3,7 @@
 #include <memory>
 #include <optional>
 
-#include "capture/isf_format.h"
+#include "capture/isf/layout.h"
 #include "capture/store_fixture.h"
 #include "platform/error_codes.h"
 #include "reader/capture_file.h"

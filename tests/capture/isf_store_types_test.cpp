@@ -4,7 +4,7 @@
 #include <string>
 #include <utility>
 
-#include "capture/item_types.h"
+#include "capture/isf/item_types.h"
 #include "capture/ota_recorder.h"
 #include "capture/store_fixture.h"
 #include "platform/error_codes.h"

@@ -4,7 +4,7 @@
 #include <functional>
 #include <vector>
 
-#include "capture/isf_store.h"
+#include "capture/isf/store.h"
 #include "diag/shared_buffer.h"
 
 // Stands in for the reassembly of system information: the store's calls end up here.

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "capture/connection.h"
-#include "capture/isf_format.h"
+#include "capture/isf/layout.h"
 #include "capture/session_fixture.h"
 #include "support/failing_allocation.h"
 

@@ -14,7 +14,7 @@
 
 #include "capture/connection.h"
 #include "capture/data_delivery.h"
-#include "capture/isf_format.h"
+#include "capture/isf/layout.h"
 #include "capture/reader_thread.h"
 #include "capture/receive_path.h"
 #include "diag/hdlc.h"

@@ -12,8 +12,8 @@
 #include <vector>
 
 #include "capture/session.h"
+#include "capture/transport.h"
 #include "filters/mask_lists.h"
-#include "io/io.h"
 
 // What the tests of the capture session share: a session with a capture file in a folder of its
 // own, a transport that remembers what was written to it, and definitions of StartReaderThread and

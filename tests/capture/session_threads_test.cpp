@@ -10,7 +10,7 @@
 #include <utility>
 
 #include "capture/connection.h"
-#include "capture/isf_format.h"
+#include "capture/isf/layout.h"
 #include "capture/reader_loop.h"
 #include "capture/receive_path.h"
 #include "capture/session_fixture.h"

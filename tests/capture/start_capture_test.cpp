@@ -4,7 +4,7 @@
 #include <memory>
 
 #include "capture/connection.h"
-#include "capture/isf_format.h"
+#include "capture/isf/layout.h"
 #include "capture/reader_loop.h"
 #include "capture/session_fixture.h"
 #include "support/failing_allocation.h"

@@ -11,7 +11,7 @@
 
 #include "capture/capture_decoder.h"
 #include "capture/failing_file.h"
-#include "capture/isf_store.h"
+#include "capture/isf/store.h"
 #include "diag/shared_buffer.h"
 
 namespace corvane {

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "capture/isf_format.h"
+#include "capture/isf/layout.h"
 #include "capture/session_fixture.h"
 #include "support/failing_allocation.h"
 

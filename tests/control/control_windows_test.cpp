@@ -13,7 +13,7 @@
 #include <tuple>
 #include <vector>
 
-#include "capture/isf_format.h"
+#include "capture/isf/layout.h"
 #include "control/process_state_windows.h"
 #include "control/session_thread_windows.h"
 #include "corvane.h"

@@ -1,4 +1,4 @@
-#include "io/call_gate.h"
+#include "io/mbn/call_gate.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "io/com_io.h"
+#include "io/serial/com_io.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "io/com_ports.h"
+#include "io/serial/com_ports.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -8,9 +8,9 @@
 #include <string>
 
 #include "capture/session.h"
-#include "io/com_io.h"
 #include "io/fake_system_windows.h"
 #include "io/replaced_import.h"
+#include "io/serial/com_io.h"
 #include "support/failing_allocation.h"
 
 // clang-format off

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "io/io.h"
+#include "capture/transport.h"
 
 namespace corvane::test {
 

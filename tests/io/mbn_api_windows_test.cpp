@@ -1,4 +1,4 @@
-#include "io/mbn_api.h"
+#include "io/mbn/mbn_api.h"
 
 #include <gtest/gtest.h>
 
@@ -7,7 +7,7 @@
 #include <cstddef>
 #include <utility>
 
-#include "io/qmbe_io.h"
+#include "io/mbn/qmbe_io.h"
 
 // The slots are pinned from both ends. For what the library calls, every method is called on an
 // object whose table of slots is made here by hand, and must land in the slot whose number is

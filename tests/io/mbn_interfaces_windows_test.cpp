@@ -1,4 +1,4 @@
-#include "io/mbn_interfaces.h"
+#include "io/mbn/mbn_interfaces.h"
 
 #include <gmock/gmock.h>
 

@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 #include <objbase.h>
 
-#include "io/com_pointers.h"
-#include "io/mbn_api.h"
+#include "io/mbn/com_pointers.h"
+#include "io/mbn/mbn_api.h"
 
 // That the stand-in sees what a careless client leaves behind.
 namespace corvane::test {

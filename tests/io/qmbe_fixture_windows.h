@@ -11,8 +11,8 @@
 #include <string>
 #include <vector>
 
+#include "io/mbn/qmbe_io.h"
 #include "io/mbn_service_windows.h"
-#include "io/qmbe_io.h"
 
 namespace corvane::test {
 

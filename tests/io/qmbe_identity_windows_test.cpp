@@ -3,7 +3,7 @@
 #include <thread>
 #include <vector>
 
-#include "io/qmbe_io.h"
+#include "io/mbn/qmbe_io.h"
 #include "support/failing_allocation.h"
 
 namespace corvane {

@@ -8,11 +8,11 @@
 
 #include "capture/connection.h"
 #include "capture/reader_loop.h"
-#include "capture/reader_thread_windows.h"
 #include "capture/session.h"
-#include "io/com_io.h"
 #include "io/device_selection.h"
 #include "io/fake_system_windows.h"
+#include "io/serial/com_io.h"
+#include "io/serial/reader_thread.h"
 
 namespace corvane {
 namespace {

@@ -1,4 +1,4 @@
-#include "delivery.h"
+#include "mbn_stand_in/delivery.h"
 
 #include <utility>
 

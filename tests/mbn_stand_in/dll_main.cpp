@@ -8,8 +8,8 @@
 #include <exception>
 #include <string>
 
-#include "objects.h"
-#include "world.h"
+#include "mbn_stand_in/objects.h"
+#include "mbn_stand_in/world.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "frames.h"
+#include "mbn_stand_in/frames.h"
 
 #include <stdexcept>
 

@@ -1,4 +1,4 @@
-#include "journal.h"
+#include "mbn_stand_in/journal.h"
 
 #include <windows.h>
 

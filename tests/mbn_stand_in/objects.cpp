@@ -1,4 +1,4 @@
-#include "objects.h"
+#include "mbn_stand_in/objects.h"
 
 #include <olectl.h>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "world.h"
+#include "mbn_stand_in/world.h"
 
 namespace mbn_stand_in {
 

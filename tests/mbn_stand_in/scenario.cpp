@@ -1,4 +1,4 @@
-#include "scenario.h"
+#include "mbn_stand_in/scenario.h"
 
 #include <windows.h>
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "frames.h"
+#include "mbn_stand_in/frames.h"
 
 namespace mbn_stand_in {
 

@@ -1,9 +1,9 @@
-#include "world.h"
+#include "mbn_stand_in/world.h"
 
 #include <algorithm>
 #include <exception>
 
-#include "objects.h"
+#include "mbn_stand_in/objects.h"
 
 namespace mbn_stand_in {
 namespace {

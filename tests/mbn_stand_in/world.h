@@ -11,10 +11,10 @@
 #include <utility>
 #include <vector>
 
-#include "delivery.h"
-#include "journal.h"
-#include "mbn_interfaces.h"
-#include "scenario.h"
+#include "mbn_stand_in/delivery.h"
+#include "mbn_stand_in/journal.h"
+#include "mbn_stand_in/mbn_interfaces.h"
+#include "mbn_stand_in/scenario.h"
 
 namespace mbn_stand_in {
 

@@ -6,8 +6,8 @@
 #include <optional>
 
 #include "capture/session.h"
+#include "capture/transport.h"
 #include "diag/buffer_lock.h"
-#include "io/io.h"
 #include "io/replaced_import.h"
 
 // The system makes every lock of this test program as it was asked to, and what was asked is

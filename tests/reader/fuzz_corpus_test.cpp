@@ -5,7 +5,7 @@
 #include <iterator>
 #include <map>
 
-#include "file_script.h"
+#include "fuzz/file_script.h"
 #include "reader/capture_builder.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);

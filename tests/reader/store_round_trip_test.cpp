@@ -5,7 +5,7 @@
 #include <mutex>
 #include <thread>
 
-#include "capture/isf_store.h"
+#include "capture/isf/store.h"
 #include "reader/capture_builder.h"
 #include "reader/capture_file.h"
 #include "reader/temp_directory.h"

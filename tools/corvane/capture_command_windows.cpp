@@ -14,7 +14,7 @@
 #include "corvane/duration.h"
 #include "corvane/exit_codes.h"
 #include "corvane/stop_request_windows.h"
-#include "io/com_ports.h"
+#include "io/serial/com_ports.h"
 #include "platform/windows_handle.h"
 #include "reader/capture_file.h"
 

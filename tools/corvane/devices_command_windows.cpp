@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "corvane/exit_codes.h"
-#include "io/com_ports.h"
-#include "io/mbn_interfaces.h"
+#include "io/mbn/mbn_interfaces.h"
+#include "io/serial/com_ports.h"
 
 namespace corvane::tools {
 

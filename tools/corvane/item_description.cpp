@@ -2,7 +2,7 @@
 
 #include <fmt/format.h>
 
-#include "capture/isf_format.h"
+#include "capture/isf/layout.h"
 #include "corvane/log_packet.h"
 #include "corvane/message_description.h"
 #include "corvane/printable_text.h"

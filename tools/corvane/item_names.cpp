@@ -2,7 +2,7 @@
 
 #include <array>
 
-#include "capture/isf_format.h"
+#include "capture/isf/layout.h"
 
 namespace corvane::tools {
 

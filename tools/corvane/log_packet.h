@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "capture/isf_format.h"
+#include "capture/isf/layout.h"
 #include "diag/little_endian.h"
 #include "reader/capture_file.h"
 

@@ -13,8 +13,8 @@
 #include <vector>
 
 #include "e2e/hosts/command_lines.h"
-#include "io/com_io.h"
-#include "io/com_ports.h"
+#include "io/serial/com_io.h"
+#include "io/serial/com_ports.h"
 
 namespace {
 

@@ -1,10 +1,10 @@
-#include "io/com_io.h"
+#include "io/serial/com_io.h"
 
 #include <cstdio>
 #include <mutex>
 
-#include "capture/debug_print.h"
-#include "io/com_ports.h"
+#include "io/serial/com_ports.h"
+#include "platform/debug_print.h"
 
 namespace corvane {
 namespace {

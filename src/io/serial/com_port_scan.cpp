@@ -1,4 +1,4 @@
-#include "io/com_port_scan.h"
+#include "io/serial/com_port_scan.h"
 
 #include <cstdio>
 #include <cstring>

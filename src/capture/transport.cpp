@@ -1,4 +1,4 @@
-#include "io/io.h"
+#include "capture/transport.h"
 
 namespace corvane {
 

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "io/com_pointers.h"
+#include "io/mbn/com_pointers.h"
 
 namespace corvane {
 

@@ -1,4 +1,4 @@
-#include "capture/buffer_copy.h"
+#include "diag/buffer_copy.h"
 
 #include <new>
 

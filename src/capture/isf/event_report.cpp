@@ -1,4 +1,4 @@
-#include "capture/event_report.h"
+#include "capture/isf/event_report.h"
 
 #include <algorithm>
 #include <array>

@@ -6,7 +6,7 @@
 #include <memory>
 #include <vector>
 
-#include "capture/item_types.h"
+#include "capture/isf/item_types.h"
 #include "diag/shared_buffer.h"
 #include "ota/sib_assembly.h"
 #include "platform/lock.h"
@@ -36,10 +36,10 @@ class cISFStore {
   // null or not open is not attached. Takes storeLock.
   void Attach(std::unique_ptr<std::ofstream> stream);
 
-  // Appends one item, stamped with the wall clock. `type` is an item type of isf_format.h (its low
-  // five bits are recorded), or kAutomaticType. An event report is stored as its single events, a
-  // get-item response of the debug subsystem is stored together with the packet inside it, and a
-  // 0x412F log packet may be followed by rebuilt system-information packets.
+  // Appends one item, stamped with the wall clock. `type` is an item type of capture/isf/layout.h
+  // (its low five bits are recorded), or kAutomaticType. An event report is stored as its single
+  // events, a get-item response of the debug subsystem is stored together with the packet inside
+  // it, and a 0x412F log packet may be followed by rebuilt system-information packets.
   //
   // The caller holds storeLock and keeps `item` alive; with kAutomaticType or a subsystem item's
   // type it holds a counted reference to it too, because the views that look into a packet take and

@@ -1,9 +1,9 @@
-#include "capture/item_types.h"
+#include "capture/isf/item_types.h"
 
 #include <algorithm>
 #include <span>
 
-#include "capture/isf_format.h"
+#include "capture/isf/layout.h"
 #include "diag/command_codes.h"
 #include "diag/little_endian.h"
 #include "ota/ota_packet.h"

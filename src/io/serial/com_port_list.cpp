@@ -1,8 +1,8 @@
 // In a file of its own: the library that is loaded into a host never lists ports, and so does not
 // import what describes them.
 
-#include "io/com_port_scan.h"
-#include "io/com_ports.h"
+#include "io/serial/com_port_scan.h"
+#include "io/serial/com_ports.h"
 
 namespace corvane {
 namespace {

@@ -1,4 +1,4 @@
-#include "io/qmbe_io.h"
+#include "io/mbn/qmbe_io.h"
 
 #include <wchar.h>
 
@@ -7,8 +7,8 @@
 #include <tuple>
 #include <utility>
 
-#include "io/com_objects.h"
-#include "io/mbn_interfaces.h"
+#include "io/mbn/com_objects.h"
+#include "io/mbn/mbn_interfaces.h"
 #include "platform/bounded_copy.h"
 
 namespace corvane {

@@ -1,4 +1,4 @@
-#include "capture/isf_store.h"
+#include "capture/isf/store.h"
 
 #include <algorithm>
 #include <array>
@@ -8,8 +8,8 @@
 #include <tuple>
 #include <utility>
 
-#include "capture/event_report.h"
-#include "capture/isf_format.h"
+#include "capture/isf/event_report.h"
+#include "capture/isf/layout.h"
 #include "diag/command_codes.h"
 #include "diag/little_endian.h"
 #include "diag/protocol_buffer.h"

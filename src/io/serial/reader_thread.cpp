@@ -1,8 +1,8 @@
-#include "capture/reader_thread_windows.h"
+#include "io/serial/reader_thread.h"
 
 #include "capture/reader_loop.h"
 #include "capture/reader_thread.h"
-#include "io/com_io.h"
+#include "io/serial/com_io.h"
 
 namespace corvane {
 

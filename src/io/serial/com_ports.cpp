@@ -1,6 +1,6 @@
-#include "io/com_ports.h"
+#include "io/serial/com_ports.h"
 
-#include "io/com_port_scan.h"
+#include "io/serial/com_port_scan.h"
 
 namespace corvane {
 

@@ -16,7 +16,7 @@
 
 #include <type_traits>
 
-#include "io/guid.h"
+#include "io/mbn/guid.h"
 
 namespace corvane {
 

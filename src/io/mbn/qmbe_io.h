@@ -4,11 +4,11 @@
 #include <cstdint>
 #include <mutex>
 
+#include "capture/transport.h"
 #include "diag/shared_buffer.h"
-#include "io/call_gate.h"
-#include "io/com_pointers.h"
-#include "io/io.h"
-#include "io/mbn_api.h"
+#include "io/mbn/call_gate.h"
+#include "io/mbn/com_pointers.h"
+#include "io/mbn/mbn_api.h"
 #include "platform/windows_handle.h"
 
 namespace corvane {

@@ -1,6 +1,6 @@
 #include "capture/data_delivery.h"
 #include "capture/receive_path.h"
-#include "io/qmbe_io.h"
+#include "io/mbn/qmbe_io.h"
 
 namespace corvane {
 

@@ -4,7 +4,7 @@
 
 #include <atomic>
 
-#include "io/io.h"
+#include "capture/transport.h"
 #include "platform/windows_handle.h"
 
 namespace corvane {

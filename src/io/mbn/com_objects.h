@@ -4,8 +4,8 @@
 // windows.h comes first: the others build on it.
 #include <objbase.h>
 
-#include "io/com_pointers.h"
-#include "io/mbn_api.h"
+#include "io/mbn/com_pointers.h"
+#include "io/mbn/mbn_api.h"
 
 namespace corvane {
 

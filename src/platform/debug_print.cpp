@@ -1,4 +1,4 @@
-#include "capture/debug_print.h"
+#include "platform/debug_print.h"
 
 #include <cstdarg>
 #include <cstdio>

@@ -20,7 +20,7 @@ struct sLearnedValues {
 
 // How an item is recorded.
 struct sItemKind {
-  std::uint32_t type = 0;                   // an item type of isf_format.h
+  std::uint32_t type = 0;                   // an item type of capture/isf/layout.h
   std::optional<std::uint32_t> extra = {};  // the record's extra field, if it has one
 };
 

@@ -1,4 +1,4 @@
-#include "io/com_pointers.h"
+#include "io/mbn/com_pointers.h"
 
 #include <algorithm>
 

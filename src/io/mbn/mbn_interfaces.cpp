@@ -1,7 +1,7 @@
-#include "io/mbn_interfaces.h"
+#include "io/mbn/mbn_interfaces.h"
 
-#include "io/com_objects.h"
-#include "io/mbn_api.h"
+#include "io/mbn/com_objects.h"
+#include "io/mbn/mbn_api.h"
 
 namespace corvane {
 namespace {
