@@ -6,13 +6,15 @@ target_include_directories(corvane_options INTERFACE ${PROJECT_SOURCE_DIR}/src
                                                      ${PROJECT_SOURCE_DIR}/include)
 
 if(MSVC)
-  target_compile_options(corvane_options INTERFACE /W4 /WX /permissive- /utf-8 /EHsc)
+  target_compile_options(corvane_options INTERFACE /W4 /permissive- /utf-8 /EHsc
+                                                   $<$<BOOL:${CORVANE_WARNINGS_AS_ERRORS}>:/WX>)
   target_compile_definitions(corvane_options INTERFACE _CRT_SECURE_NO_WARNINGS)
 else()
   target_compile_options(
     corvane_options
     INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Wold-style-cast
-              -Wnon-virtual-dtor -Woverloaded-virtual -Wundef -Werror)
+              -Wnon-virtual-dtor -Woverloaded-virtual -Wundef
+              $<$<BOOL:${CORVANE_WARNINGS_AS_ERRORS}>:-Werror>)
 endif()
 
 if(WIN32)
