@@ -2,8 +2,8 @@
 
 add_library(corvane_options INTERFACE)
 target_compile_features(corvane_options INTERFACE cxx_std_20)
-target_include_directories(corvane_options INTERFACE ${PROJECT_SOURCE_DIR}/src
-                                                     ${PROJECT_SOURCE_DIR}/include)
+target_include_directories(corvane_options INTERFACE ${PROJECT_SOURCE_DIR}/src)
+target_link_libraries(corvane_options INTERFACE corvane_headers)
 
 if(MSVC)
   target_compile_options(corvane_options INTERFACE /W4 /permissive- /utf-8 /EHsc
@@ -44,16 +44,41 @@ if(NOT WIN32)
   target_link_libraries(corvane_options INTERFACE Threads::Threads)
 endif()
 
-# Header-only libraries are copied into the build tree one folder at a time, so that a cross build
-# never has /usr/include on its include path.
-function(corvane_header_library target)
-  add_library(${target} INTERFACE)
-  set(private_include ${PROJECT_BINARY_DIR}/header-libraries)
-  foreach(folder IN LISTS ARGN)
-    if(NOT EXISTS /usr/include/${folder})
-      message(FATAL_ERROR "/usr/include/${folder} is missing: run scripts/test.sh, which installs it")
+# corvane_header_library(<package> <target> HEADER <folder/file> [DEFINITIONS <definition>...]
+#                        DEBIAN <package>)
+#
+# The header-only library <target>, which the CMake package <package> offers, from the first place
+# that has it: the project that this one is part of, an installed package, and in a cross build the
+# build machine's headers. Those lie in /usr/include, which must not get on the include path of a
+# compiler for another system: the library's one folder is copied into the build tree.
+function(corvane_header_library package target)
+  cmake_parse_arguments(library "" "HEADER;DEBIAN" "DEFINITIONS" ${ARGN})
+  if(TARGET ${target})
+    return()
+  endif()
+  if(NOT CMAKE_CROSSCOMPILING)
+    find_package(${package} QUIET GLOBAL)
+    if(NOT TARGET ${target})
+      message(FATAL_ERROR "The tools need ${package}: install Debian's package ${library_DEBIAN}, or "
+                          "set ${package}_DIR or -DCORVANE_TOOLS=OFF")
     endif()
-    file(COPY /usr/include/${folder} DESTINATION ${private_include})
-  endforeach()
+    return()
+  endif()
+
+  find_package(${package} QUIET GLOBAL ONLY_CMAKE_FIND_ROOT_PATH)
+  if(TARGET ${target})
+    return()
+  endif()
+  find_path(CORVANE_${package}_HEADERS ${library_HEADER} PATHS /usr/include /usr/local/include
+            NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH DOC "The build machine's headers of ${package}")
+  if(NOT CORVANE_${package}_HEADERS)
+    message(FATAL_ERROR "The tools need the headers of ${package}: install Debian's package "
+                        "${library_DEBIAN}, or set CORVANE_${package}_HEADERS or -DCORVANE_TOOLS=OFF")
+  endif()
+  cmake_path(GET library_HEADER PARENT_PATH folder)
+  set(private_include ${PROJECT_BINARY_DIR}/header-libraries)
+  file(COPY ${CORVANE_${package}_HEADERS}/${folder} DESTINATION ${private_include})
+  add_library(${target} INTERFACE IMPORTED GLOBAL)
   target_include_directories(${target} SYSTEM INTERFACE ${private_include})
+  target_compile_definitions(${target} INTERFACE ${library_DEFINITIONS})
 endfunction()

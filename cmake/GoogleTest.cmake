@@ -1,19 +1,31 @@
-# GoogleTest is built from Debian's sources, so that it is there for every target and sanitizer.
-set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
-set(gtest_force_shared_crt ON CACHE BOOL "" FORCE)
-add_subdirectory(/usr/src/googletest ${PROJECT_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
-foreach(library gtest gtest_main gmock gmock_main)
-  # A system library: its headers are not held to this project's warnings.
-  get_target_property(folders ${library} INTERFACE_INCLUDE_DIRECTORIES)
-  set_target_properties(${library} PROPERTIES INTERFACE_SYSTEM_INCLUDE_DIRECTORIES "${folders}")
-  if(CORVANE_SANITIZE)
-    target_compile_options(${library} PRIVATE -fsanitize=${CORVANE_SANITIZE})
+# GoogleTest as installed, where that is a build of this build's kind; else from its sources, which
+# Debian's package googletest has, for another system and with the sanitizers.
+set(CORVANE_GOOGLETEST_SOURCES /usr/src/googletest
+    CACHE PATH "GoogleTest's sources, for builds that cannot use an installed GoogleTest")
+if(NOT CMAKE_CROSSCOMPILING AND NOT CORVANE_SANITIZE)
+  find_package(GTest QUIET)
+endif()
+if(NOT TARGET GTest::gmock)
+  if(NOT EXISTS ${CORVANE_GOOGLETEST_SOURCES}/CMakeLists.txt)
+    message(FATAL_ERROR "The tests need GoogleTest: install Debian's package googletest, or set "
+                        "CORVANE_GOOGLETEST_SOURCES or -DBUILD_TESTING=OFF")
   endif()
-endforeach()
+  set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
+  set(gtest_force_shared_crt ON CACHE BOOL "" FORCE)
+  add_subdirectory(${CORVANE_GOOGLETEST_SOURCES} ${PROJECT_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
+  foreach(library gtest gtest_main gmock gmock_main)
+    # A system library: its headers are not held to this project's warnings.
+    get_target_property(folders ${library} INTERFACE_INCLUDE_DIRECTORIES)
+    set_target_properties(${library} PROPERTIES INTERFACE_SYSTEM_INCLUDE_DIRECTORIES "${folders}")
+    if(CORVANE_SANITIZE)
+      target_compile_options(${library} PRIVATE -fsanitize=${CORVANE_SANITIZE})
+    endif()
+  endforeach()
+endif()
 
 # What every test includes is compiled once a build.
 add_library(corvane_test_headers STATIC ${CMAKE_CURRENT_LIST_DIR}/test_headers.cpp)
-target_link_libraries(corvane_test_headers PRIVATE corvane_options gmock gtest)
+target_link_libraries(corvane_test_headers PRIVATE corvane_options GTest::gmock)
 target_precompile_headers(corvane_test_headers PRIVATE <gmock/gmock.h> <gtest/gtest.h> <map>
                           <optional> <string> <vector>)
 if(MSVC)
@@ -32,7 +44,8 @@ target_compile_options(corvane_test_headers PRIVATE ${CORVANE_TEST_OPTIONS})
 function(corvane_test name)
   cmake_parse_arguments(test "THREADED" "" "SOURCES;LIBRARIES" ${ARGN})
   add_executable(${name} ${test_SOURCES})
-  target_link_libraries(${name} PRIVATE corvane_options ${test_LIBRARIES} gmock gtest gtest_main)
+  target_link_libraries(${name} PRIVATE corvane_options ${test_LIBRARIES} GTest::gmock
+                                        GTest::gtest_main)
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
   target_compile_options(${name} PRIVATE ${CORVANE_TEST_OPTIONS})
   target_precompile_headers(${name} REUSE_FROM corvane_test_headers)
