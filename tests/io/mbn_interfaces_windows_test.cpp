@@ -37,6 +37,13 @@ TEST_F(MbnInterfaces, AreListedFromWhateverIndexTheListBeginsAt) {
   EXPECT_THAT(List(), ElementsAre(kWantedId, kOtherId));
 }
 
+TEST_F(MbnInterfaces, AreKnownByTheListsFeaturesNotByItsVartype) {
+  for (const char* const form : {"untyped", "dispatch"}) {
+    Serve(std::string("interface-list ") + form + "\ninterface " + kOtherId);
+    EXPECT_THAT(List(), ElementsAre(kWantedId, kOtherId)) << form;
+  }
+}
+
 TEST_F(MbnInterfaces, OneThatDoesNotTellItsIdIsPassedOver) {
   for (const char* const trouble :
        {"fail get_InterfaceID 1 0x80004005", "nothing get_InterfaceID 1"}) {
@@ -63,10 +70,24 @@ TEST_F(MbnInterfaces, AreNoneWhereTheServiceIsNotRegistered) {
 TEST_F(MbnInterfaces, AreNoneWhenTheyCannotBeListed) {
   for (const char* const trouble :
        {"fail GetInterfaces always 0x80070015", "nothing GetInterfaces always",
-        "interface-list matrix", "fail CreateInstance(InterfaceManager) always 0x80004005"}) {
+        "interface-list matrix", "interface-list numbers", "interface-list wide-numbers",
+        "fail CreateInstance(InterfaceManager) always 0x80004005"}) {
     Serve(trouble);
     EXPECT_THAT(List(), IsEmpty()) << trouble;
   }
+}
+
+TEST(MbnInterfaceList, ElementsOfAnotherSizeThanAPointersAreNoInterfaces) {
+  // By hand: such an array cannot be destroyed as what it says it is.
+  SAFEARRAY list{};
+  list.cDims = 1;
+  list.fFeatures = FADF_UNKNOWN;
+  list.rgsabound[0] = {3, 7};
+  list.cbElements = sizeof(void*);
+  EXPECT_EQ(InterfaceListExtent(&list).count, 3U);
+  EXPECT_EQ(InterfaceListExtent(&list).lowerBound, 7);
+  list.cbElements = 4;
+  EXPECT_EQ(InterfaceListExtent(&list).count, 0U);
 }
 
 TEST_F(MbnInterfaces, AreNoneOnAThreadOfAnotherKindOfApartment) {

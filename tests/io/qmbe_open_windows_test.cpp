@@ -298,6 +298,15 @@ TEST_F(QmbeOpen, AListThatBeginsAtOneIsReadToItsEnd) {
   EXPECT_TRUE(Open());
 }
 
+TEST_F(QmbeOpen, AListIsKnownByItsFeaturesNotByItsVartype) {
+  for (const char* const form : {"untyped", "dispatch"}) {
+    Serve(std::string("interface-list ") + form + "\ninterface " + kOtherId);
+    EXPECT_TRUE(Open()) << form;
+    transport->Close();
+    EXPECT_TRUE(service->HasNothingLeft()) << form;
+  }
+}
+
 TEST_F(QmbeOpen, ElementsThatAreNoInterfacesArePassedOver) {
   Serve("interface-list strangers");
   EXPECT_TRUE(Open());
@@ -315,7 +324,7 @@ TEST_F(QmbeOpen, AnInterfaceThatDoesNotTellItsIdIsPassedOver) {
 }
 
 TEST_F(QmbeOpen, AResultThatIsNoOneDimensionalArrayOfInterfacesMakesItReturnFalse) {
-  for (const char* const form : {"matrix", "numbers", "nothing"}) {
+  for (const char* const form : {"matrix", "numbers", "wide-numbers", "nothing"}) {
     Serve(std::string("interface-list ") + form);
     EXPECT_FALSE(Open()) << form;
     EXPECT_THAT(service->Log("call GetDeviceServicesContext"), IsEmpty()) << form;

@@ -3,6 +3,7 @@
 #include <olectl.h>
 
 #include <algorithm>
+#include <exception>
 
 namespace mbn_stand_in {
 namespace {
@@ -325,7 +326,10 @@ class cInterfaceManager final : public cObject<iInterfaceManager> {
       return nullptr;
     }
     if (form == "numbers") {
-      return MakeNumbers(count);
+      return MakeNumbers<LONG>(VT_I4, count);
+    }
+    if (form == "wide-numbers") {
+      return MakeNumbers<LONGLONG>(VT_I8, count);
     }
     if (form == "matrix") {
       return MakeMatrix(ids);
@@ -334,7 +338,9 @@ class cInterfaceManager final : public cObject<iInterfaceManager> {
     const LONG others = form == "strangers" ? 2 : 0;
     const LONG lower = form == "from-one" ? 1 : 0;
     SAFEARRAY* const list =
-        SafeArrayCreateVector(VT_UNKNOWN, lower, count + static_cast<ULONG>(others));
+        form == "untyped" ? MakeUntyped(count)
+                          : SafeArrayCreateVector(form == "dispatch" ? VT_DISPATCH : VT_UNKNOWN,
+                                                  lower, count + static_cast<ULONG>(others));
     if (others != 0) {
       auto* const stranger = new cConnectionPoint(world);
       Put(list, lower + 1, stranger);
@@ -345,11 +351,27 @@ class cInterfaceManager final : public cObject<iInterfaceManager> {
     return list;
   }
 
+  // An array of interface pointers of which SafeArrayGetVartype does not know the type.
+  static SAFEARRAY* MakeUntyped(ULONG count) {
+    SAFEARRAY* list = nullptr;
+    if (FAILED(SafeArrayAllocDescriptor(1, &list))) {
+      std::terminate();
+    }
+    list->cbElements = sizeof(IUnknown*);
+    list->fFeatures |= FADF_UNKNOWN;
+    list->rgsabound[0] = {count, 0};
+    if (FAILED(SafeArrayAllocData(list))) {
+      std::terminate();
+    }
+    return list;
+  }
+
   // None of them 0: taken for pointers, they would not be null.
-  static SAFEARRAY* MakeNumbers(ULONG count) {
-    SAFEARRAY* const list = SafeArrayCreateVector(VT_I4, 0, count);
+  template <class Number>
+  static SAFEARRAY* MakeNumbers(VARTYPE type, ULONG count) {
+    SAFEARRAY* const list = SafeArrayCreateVector(type, 0, count);
     for (LONG i = 0; i < static_cast<LONG>(count); ++i) {
-      LONG number = i + 1;
+      Number number = i + 1;
       SafeArrayPutElement(list, &i, &number);
     }
     return list;

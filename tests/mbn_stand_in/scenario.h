@@ -18,9 +18,10 @@ namespace mbn_stand_in {
 //
 //   interface ID              an interface that is there from the start; more lines, more of them
 //   interface-list FORM       what GetInterfaces gives: vector (the usual), from-one (indexed so),
-//                             matrix (two dimensions), numbers (VT_I4), nothing (success and
-//                             null), strangers (a null element and one that is no interface stand
-//                             before the others)
+//                             untyped (interface pointers without a VARTYPE), dispatch
+//                             (VT_DISPATCH), matrix (two dimensions), numbers (VT_I4),
+//                             wide-numbers (VT_I8), nothing (success and null), strangers (a null
+//                             element and one that is no interface stand before the others)
 //   fail CALL TIMES HRESULT   the first TIMES calls ("always": all) of this method of any object
 //                             return HRESULT and do nothing; "CreateInstance(NAME)" is the making
 //                             of an object for one of the client's three CoCreateInstance calls:

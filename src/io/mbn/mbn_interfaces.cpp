@@ -34,6 +34,15 @@ class cApartment {
 
 }  // namespace
 
+sSafeArrayExtent InterfaceListExtent(SAFEARRAY* interfaces) {
+  // An element of any other type would be read past the end of a pointer, or called as an object.
+  if (interfaces == nullptr || (interfaces->fFeatures & (FADF_UNKNOWN | FADF_DISPATCH)) == 0 ||
+      SafeArrayGetElemsize(interfaces) != sizeof(IUnknown*)) {
+    return {};
+  }
+  return SafeArrayExtent(interfaces);
+}
+
 cBstr InterfaceIdAt(SAFEARRAY* interfaces, LONG index) {
   cBstr id;
   cComPointer<IUnknown> element;
@@ -58,7 +67,7 @@ std::vector<std::string> ListMobileBroadbandInterfaces() {
   if (!manager || FAILED(manager->GetInterfaces(interfaces.Receive()))) {
     return ids;
   }
-  const sSafeArrayExtent extent = SafeArrayExtent(interfaces.Get());
+  const sSafeArrayExtent extent = InterfaceListExtent(interfaces.Get());
   for (std::uint32_t i = 0; i < extent.count; ++i) {
     const auto index = static_cast<LONG>(extent.lowerBound + std::int64_t{i});
     const cBstr id = InterfaceIdAt(interfaces.Get(), index);

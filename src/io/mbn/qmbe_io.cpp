@@ -141,12 +141,7 @@ bool cQMBEIO::RegisterSink() {
 }
 
 bool cQMBEIO::OpenWantedInterface(SAFEARRAY* interfaces) {
-  // An element of any other type would be read over the end of a pointer, or called as an object.
-  VARTYPE elementType = VT_EMPTY;
-  if (FAILED(SafeArrayGetVartype(interfaces, &elementType)) || elementType != VT_UNKNOWN) {
-    return false;
-  }
-  const sSafeArrayExtent extent = SafeArrayExtent(interfaces);
+  const sSafeArrayExtent extent = InterfaceListExtent(interfaces);
   for (std::uint32_t i = 0; i < extent.count; ++i) {
     const auto index = static_cast<LONG>(extent.lowerBound + std::int64_t{i});
     const cBstr candidateId = InterfaceIdAt(interfaces, index);
