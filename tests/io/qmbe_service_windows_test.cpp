@@ -1,6 +1,8 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <mutex>
+#include <thread>
 
 #include "io/qmbe_fixture_windows.h"
 
@@ -111,6 +113,59 @@ TEST_F(QmbeOpenService, AServiceWhoseSessionDidNotOpenIsGivenBackForTheNext) {
   ASSERT_TRUE(Open());
   EXPECT_THAT(service->Log("made Service"), ElementsAre("#1", "#2"));
   EXPECT_THAT(service->Log("gone Service"), ElementsAre("#1"));
+}
+
+TEST_F(QmbeOpenService, AnotherPointerToTheSameObjectIsOurService) {
+  Serve("service-pointers varied");
+  OpenSession();
+  service->Do("bytes 01020304");
+  EXPECT_EQ(record.Events().back(), "data 01020304");
+  transport->Close();
+  EXPECT_THAT(record.Events(), SizeIs(4));
+  EXPECT_EQ(record.Events()[2], "disconnected");
+}
+
+TEST_F(QmbeOpenService, AnotherPointerToAnotherObjectIsNot) {
+  Serve("service-pointers varied\nopen-completion withheld");
+  ASSERT_TRUE(Open());
+  service->Do("stranger-opened");
+  EXPECT_FALSE(transport->IsOpen());
+  service->Do("opened 0");
+  service->Do("stranger 1D");
+  service->Do("stranger-closed");
+  EXPECT_TRUE(transport->IsOpen());
+  EXPECT_THAT(record.Events(), ElementsAre("connected"));
+}
+
+// An object that nobody can ask anything. It looks whether `lock` is free while it is asked.
+struct sMuteObject {
+  using Query = HRESULT(STDMETHODCALLTYPE*)(sMuteObject*, const IID*, void**);
+
+  static HRESULT STDMETHODCALLTYPE Refuse(sMuteObject* self, const IID*, void** found) {
+    std::thread([self] {
+      const std::unique_lock attempt(self->lock, std::try_to_lock);
+      self->lockWasFree = attempt.owns_lock();
+    }).join();
+    *found = nullptr;
+    return E_NOINTERFACE;
+  }
+
+  const Query* slots;
+  cLock& lock;
+  bool lockWasFree = false;
+};
+
+TEST_F(QmbeOpenService, AnObjectWithoutIdentityIsNotOurService) {
+  Serve("open-completion withheld");
+  ASSERT_TRUE(Open());
+  const sMuteObject::Query query = sMuteObject::Refuse;
+  sMuteObject object{&query, transport->lock};
+  void* const address = &object;
+  EXPECT_EQ(
+      transport->OnOpenCommandSessionComplete(static_cast<IMbnDeviceService*>(address), S_OK, 0),
+      S_OK);
+  EXPECT_FALSE(transport->IsOpen());
+  EXPECT_TRUE(object.lockWasFree);
 }
 
 TEST_F(QmbeOpenService, AnArrivalGetsTenAttemptsOfItsOwn) {

@@ -26,10 +26,67 @@ void Clear(Out* out) {
   }
 }
 
+// A second iDeviceService pointer to a service object: its references and its identity are those of
+// the object, and so is what it does. Lives in the object.
+class cOtherPointer final : public iDeviceService {
+ public:
+  explicit cOtherPointer(iDeviceService& itsObject) : object(itsObject) {}
+  cOtherPointer(const cOtherPointer&) = delete;
+  cOtherPointer& operator=(const cOtherPointer&) = delete;
+  virtual ~cOtherPointer() = default;
+
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
+    return object.QueryInterface(iid, out);
+  }
+  ULONG STDMETHODCALLTYPE AddRef() override { return object.AddRef(); }
+  ULONG STDMETHODCALLTYPE Release() override { return object.Release(); }
+  HRESULT STDMETHODCALLTYPE QuerySupportedCommands(ULONG* id) override {
+    return object.QuerySupportedCommands(id);
+  }
+  HRESULT STDMETHODCALLTYPE OpenCommandSession(ULONG* id) override {
+    return object.OpenCommandSession(id);
+  }
+  HRESULT STDMETHODCALLTYPE CloseCommandSession(ULONG* id) override {
+    return object.CloseCommandSession(id);
+  }
+  HRESULT STDMETHODCALLTYPE SetCommand(ULONG command, SAFEARRAY* data, ULONG* id) override {
+    return object.SetCommand(command, data, id);
+  }
+  HRESULT STDMETHODCALLTYPE QueryCommand(ULONG command, SAFEARRAY* data, ULONG* id) override {
+    return object.QueryCommand(command, data, id);
+  }
+  HRESULT STDMETHODCALLTYPE OpenDataSession(ULONG* id) override {
+    return object.OpenDataSession(id);
+  }
+  HRESULT STDMETHODCALLTYPE CloseDataSession(ULONG* id) override {
+    return object.CloseDataSession(id);
+  }
+  HRESULT STDMETHODCALLTYPE WriteData(SAFEARRAY* data, ULONG* id) override {
+    return object.WriteData(data, id);
+  }
+  HRESULT STDMETHODCALLTYPE get_InterfaceID(BSTR* id) override {
+    return object.get_InterfaceID(id);
+  }
+  HRESULT STDMETHODCALLTYPE get_DeviceServiceID(BSTR* id) override {
+    return object.get_DeviceServiceID(id);
+  }
+  HRESULT STDMETHODCALLTYPE get_IsCommandSessionOpen(BOOL* isOpen) override {
+    return object.get_IsCommandSessionOpen(isOpen);
+  }
+  HRESULT STDMETHODCALLTYPE get_IsDataSessionOpen(BOOL* isOpen) override {
+    return object.get_IsDataSessionOpen(isOpen);
+  }
+
+ private:
+  iDeviceService& object;
+};
+
 class cDeviceService final : public cObject<iDeviceService> {
  public:
   cDeviceService(const shared_ptr<cWorld>& itsWorld, const std::string& kind, std::wstring id)
       : cObject(itsWorld, kind), interfaceId(std::move(id)) {}
+
+  [[nodiscard]] iDeviceService* OtherPointer() { return &otherPointer; }
 
   HRESULT STDMETHODCALLTYPE QuerySupportedCommands(ULONG*) override {
     return NotUsed("QuerySupportedCommands");
@@ -127,6 +184,7 @@ class cDeviceService final : public cObject<iDeviceService> {
   }
 
   const std::wstring interfaceId;
+  cOtherPointer otherPointer{*this};
 };
 
 class cDeviceServicesContext final : public cObject<iDeviceServicesContext> {
@@ -450,6 +508,11 @@ IClassFactory* MakeClassFactory(const std::shared_ptr<cWorld>& world, REFCLSID c
     return new cClassFactory(world, true);
   }
   return nullptr;
+}
+
+iDeviceService* OtherPointerTo(iDeviceService* service) {
+  // Every service that the stand-in calls sinks from is one of these.
+  return static_cast<cDeviceService*>(service)->OtherPointer();
 }
 
 iDeviceService* MakeStranger(const std::shared_ptr<cWorld>& world) {

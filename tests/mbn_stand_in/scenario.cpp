@@ -59,6 +59,11 @@ void ParseStatement(sScenario& scenario, const std::vector<std::string>& words) 
     scenario.openCompletion = ParseCompletion(words);
   } else if (name == "close-completion") {
     scenario.closeCompletion = ParseCompletion(words);
+  } else if (name == "service-pointers") {
+    if (words.at(1) != "varied") {
+      throw std::invalid_argument("unknown service-pointers " + words[1]);
+    }
+    scenario.variesServicePointers = true;
   } else if (name == "threads") {
     scenario.threads = ParseCount(words.at(1));
   } else if (name == "reply") {

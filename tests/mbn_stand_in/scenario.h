@@ -35,6 +35,8 @@ namespace mbn_stand_in {
 //                             number of milliseconds (queued, and so much later),
 //                             before-return (on a thread of its own, before the call that asked for
 //                             it returns), withheld (not at all; a step can make up for it)
+//   service-pointers varied   the sink gets another pointer to its service object than the client
+//                             got from GetDeviceService; only their IUnknown is the same
 //   threads COUNT             so many delivery threads take turns, one call after the other; 1
 //   reply CODE HEX            the reply to a command whose packet begins with CODE is this packet;
 //                             to the others it is their own packet
@@ -92,6 +94,7 @@ struct sScenario {
   std::map<std::string, std::deque<sFailure>> failures;
   sCompletion openCompletion;
   sCompletion closeCompletion;
+  bool variesServicePointers = false;
   std::uint32_t threads = 1;
   std::map<std::uint8_t, ByteVector> replies;
   std::map<std::string, std::vector<sStep>> steps;  // by "command 3", "command *", "opened"

@@ -269,7 +269,8 @@ void cWorld::CallSinks(const std::string& description, iDeviceService* from, con
     }
   }
   for (iDeviceServicesSink* const sink : called) {
-    const long result = call(*sink, from);
+    const long result = call(
+        *sink, from != nullptr && scenario.variesServicePointers ? OtherPointerTo(from) : from);
     Log("callback " + description + " on " + cDelivery::ThreadName() + " -> " + ResultText(result));
     sink->Release();
   }

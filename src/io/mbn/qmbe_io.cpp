@@ -286,9 +286,17 @@ cComPointer<IMbnDeviceService> cQMBEIO::Service() {
   return service;
 }
 
-bool cQMBEIO::IsOurService(const IMbnDeviceService* other) {
-  const std::lock_guard guard(lock);
-  return other != nullptr && other == service.Get();
+bool cQMBEIO::IsOurService(IMbnDeviceService* other) {
+  const auto ours = Service();
+  if (other == nullptr || !ours) {
+    return false;
+  }
+  if (other == ours.Get()) {
+    return true;
+  }
+  // One object may have several pointers of one interface; its IUnknown is always the same.
+  const auto identity = QueryFor<IUnknown>(other);
+  return identity && identity.Get() == QueryFor<IUnknown>(ours.Get()).Get();
 }
 
 void cQMBEIO::ReportConnected() {

@@ -148,7 +148,7 @@ class cQMBEIO final : public IMbnDeviceServicesEvents, public cIO {
   void EndSession();
   void SetService(cComPointer<IMbnDeviceService> next);
   [[nodiscard]] cComPointer<IMbnDeviceService> Service();
-  [[nodiscard]] bool IsOurService(const IMbnDeviceService* other);
+  [[nodiscard]] bool IsOurService(IMbnDeviceService* other);
 
   std::atomic<ULONG> refCount = 0;
   cBstr interfaceId;
