@@ -1,6 +1,7 @@
 #include <windows.h>
 
 #include "control/process_state_windows.h"
+#include "platform/windows_calls.h"
 
 namespace corvane {
 
@@ -14,8 +15,9 @@ constinit KernelHandle StopEvent;
 extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD reason, void*) {
   switch (reason) {
     case DLL_PROCESS_ATTACH:
-      corvane::StartedEvent.Reset(CreateEventW(nullptr, TRUE, FALSE, nullptr));
-      corvane::StopEvent.Reset(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+      corvane::StartedEvent.Reset(
+          corvane::KernelCalls().CreateEventW(nullptr, TRUE, FALSE, nullptr));
+      corvane::StopEvent.Reset(corvane::KernelCalls().CreateEventW(nullptr, TRUE, FALSE, nullptr));
       break;
     case DLL_PROCESS_DETACH:
       corvane::StartedEvent.Reset();

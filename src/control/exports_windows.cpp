@@ -8,6 +8,7 @@
 #include "control/session_thread_windows.h"
 #include "corvane.h"
 #include "platform/bounded_copy.h"
+#include "platform/windows_calls.h"
 
 namespace corvane {
 
@@ -26,11 +27,11 @@ void StopSessionThread() {
   if (!StopEvent) {
     return;
   }
-  SetEvent(StopEvent.Get());
+  KernelCalls().SetEvent(StopEvent.Get());
   if (!sessionThread) {
     return;
   }
-  WaitForSingleObject(sessionThread.Get(), INFINITE);
+  KernelCalls().WaitForSingleObject(sessionThread.Get(), INFINITE);
   sessionThread.Reset();
 }
 
@@ -38,7 +39,8 @@ void StopSessionThread() {
 // CorvaneStop ends both captures but waits for the newer one only, and for none when the newer one
 // has failed to start.
 bool StartSessionThread() {
-  const std::uintptr_t started = _beginthreadex(nullptr, 0, SessionThread, DeviceName, 0, nullptr);
+  const std::uintptr_t started =
+      KernelCalls()._beginthreadex(nullptr, 0, SessionThread, DeviceName, 0, nullptr);
   std::ignore = sessionThread.Detach();
   sessionThread.Reset(reinterpret_cast<HANDLE>(started));
   return static_cast<bool>(sessionThread);
@@ -47,7 +49,7 @@ bool StartSessionThread() {
 // Waits until the session thread has ended (its set-up failed) or has reported that it runs.
 bool WaitUntilRunning() {
   const HANDLE outcomes[] = {sessionThread.Get(), StartedEvent.Get()};
-  switch (WaitForMultipleObjects(2, outcomes, FALSE, INFINITE)) {
+  switch (KernelCalls().WaitForMultipleObjects(2, outcomes, FALSE, INFINITE)) {
     case WAIT_OBJECT_0:
       sessionThread.Reset();
       return false;
@@ -71,8 +73,8 @@ bool CorvaneStart(const char* deviceName, const char* configPath, const char* ou
   CopyBounded(ConfigPath, sizeof ConfigPath, configPath);
   CopyBounded(OutputPath, sizeof OutputPath,
               outputPath == nullptr ? kDefaultOutputPath : outputPath);
-  ResetEvent(StartedEvent.Get());
-  ResetEvent(StopEvent.Get());
+  KernelCalls().ResetEvent(StartedEvent.Get());
+  KernelCalls().ResetEvent(StopEvent.Get());
   return StartSessionThread() && WaitUntilRunning();
 }
 

@@ -10,6 +10,7 @@
 #include "control/configuration.h"
 #include "control/process_state_windows.h"
 #include "io/device_selection.h"
+#include "platform/windows_calls.h"
 
 namespace corvane {
 namespace {
@@ -22,8 +23,8 @@ bool RunCapture(cCaptureSession& session) {
   }
   const bool opened = SetDevice(session, DeviceName);
   if (opened) {
-    SetEvent(StartedEvent.Get());
-    WaitForSingleObject(StopEvent.Get(), INFINITE);
+    KernelCalls().SetEvent(StartedEvent.Get());
+    KernelCalls().WaitForSingleObject(StopEvent.Get(), INFINITE);
     std::ignore = SetDevice(session, nullptr);
   }
   session.capturing = false;

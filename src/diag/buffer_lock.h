@@ -15,4 +15,11 @@ namespace corvane {
 extern std::optional<cLock> gBufferLock;
 extern std::uint32_t gBufferLockReady;
 
+// Makes the lock, which must not be there, and raises the flag; without memory for it both stay as
+// they are. Run once, at the load.
+void CreateBufferLock();
+
+// Clears the flag and then destroys the lock. Run once, at the unload.
+void DestroyBufferLock();
+
 }  // namespace corvane

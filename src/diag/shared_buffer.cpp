@@ -14,19 +14,11 @@ std::uint32_t gBufferLockReady = 0;
 
 namespace {
 
-// Stands behind the lock in this file, so it is destroyed before it.
-const struct sBufferLockReady {
-  sBufferLockReady() {
-    // An exception here would end the process that loads the library. Without the lock, buffers
-    // are counted unsafely, as during start-up and shut-down.
-    try {
-      gBufferLock.emplace(cLock::eCreation::Extended, 5000);
-      gBufferLockReady = 1;
-    } catch (const std::bad_alloc&) {
-    }
-  }
-  ~sBufferLockReady() { gBufferLockReady = 0; }
-} bufferLockReady;
+// Stands behind the lock in this file, so that it is destroyed before it.
+const struct sBufferLockLife {
+  sBufferLockLife() { CreateBufferLock(); }
+  ~sBufferLockLife() { DestroyBufferLock(); }
+} bufferLockLife;
 
 // The lock where it is ready, and nothing during start-up and shut-down.
 [[nodiscard]] std::unique_lock<cLock> LockBuffers() {
@@ -42,6 +34,21 @@ const struct sBufferLockReady {
 }
 
 }  // namespace
+
+void CreateBufferLock() {
+  // An exception here would end the process that loads the library. Without the lock, buffers are
+  // counted unsafely, as during start-up and shut-down.
+  try {
+    gBufferLock.emplace(cLock::eCreation::Extended, 5000);
+    gBufferLockReady = 1;
+  } catch (const std::bad_alloc&) {
+  }
+}
+
+void DestroyBufferLock() {
+  gBufferLockReady = 0;
+  gBufferLock.reset();
+}
 
 sSharedBuffer::sSharedBuffer(const void* source, std::int32_t length, std::uint32_t from)
     : origin(from) {

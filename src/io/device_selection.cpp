@@ -12,6 +12,7 @@
 #include "io/mbn/qmbe_io.h"
 #include "io/serial/com_io.h"
 #include "platform/bounded_copy.h"
+#include "platform/windows_calls.h"
 
 namespace corvane {
 namespace {
@@ -77,8 +78,8 @@ void CloseDevice(cCaptureSession& session) {
   if (session.transport != nullptr) {
     session.transport->Close();
     if (session.readerThread != nullptr) {
-      WaitForSingleObject(session.readerThread, INFINITE);
-      CloseHandle(session.readerThread);
+      KernelCalls().WaitForSingleObject(session.readerThread, INFINITE);
+      KernelCalls().CloseHandle(session.readerThread);
       session.readerThread = nullptr;
     }
     DisposeOfTransport(session.transport);

@@ -1,8 +1,7 @@
-#include <windows.h>
-
 #include <new>
 
 #include "platform/event.h"
+#include "platform/windows_calls.h"
 
 namespace corvane {
 
@@ -12,18 +11,20 @@ struct cEvent::sNative {
 
 cEvent::cEvent() : native(std::make_unique<sNative>()) {
   // Not before there is memory for its owner.
-  native->handle = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+  native->handle = KernelCalls().CreateEventW(nullptr, TRUE, FALSE, nullptr);
   if (native->handle == nullptr) {
     throw std::bad_alloc();
   }
 }
 
-cEvent::~cEvent() { CloseHandle(native->handle); }
+cEvent::~cEvent() { KernelCalls().CloseHandle(native->handle); }
 
-void cEvent::Set() { SetEvent(native->handle); }
+void cEvent::Set() { KernelCalls().SetEvent(native->handle); }
 
-void cEvent::Reset() { ResetEvent(native->handle); }
+void cEvent::Reset() { KernelCalls().ResetEvent(native->handle); }
 
-bool cEvent::IsSet() const { return WaitForSingleObject(native->handle, 0) == WAIT_OBJECT_0; }
+bool cEvent::IsSet() const {
+  return KernelCalls().WaitForSingleObject(native->handle, 0) == WAIT_OBJECT_0;
+}
 
 }  // namespace corvane

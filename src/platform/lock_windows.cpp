@@ -1,8 +1,7 @@
-#include <windows.h>
-
 #include <new>
 
 #include "platform/lock.h"
+#include "platform/windows_calls.h"
 
 namespace corvane {
 
@@ -14,13 +13,13 @@ cLock::cLock(eCreation creation, std::uint32_t spinCount) : native(std::make_uni
   BOOL made = TRUE;
   switch (creation) {
     case eCreation::Extended:
-      made = InitializeCriticalSectionEx(&native->section, spinCount, 0);
+      made = KernelCalls().InitializeCriticalSectionEx(&native->section, spinCount, 0);
       break;
     case eCreation::SpinCount:
-      made = InitializeCriticalSectionAndSpinCount(&native->section, spinCount);
+      made = KernelCalls().InitializeCriticalSectionAndSpinCount(&native->section, spinCount);
       break;
     case eCreation::Plain:
-      InitializeCriticalSection(&native->section);
+      KernelCalls().InitializeCriticalSection(&native->section);
       break;
   }
   if (!made) {
@@ -30,7 +29,7 @@ cLock::cLock(eCreation creation, std::uint32_t spinCount) : native(std::make_uni
 
 cLock::~cLock() { DeleteCriticalSection(&native->section); }
 
-void cLock::lock() { EnterCriticalSection(&native->section); }
+void cLock::lock() { KernelCalls().EnterCriticalSection(&native->section); }
 
 bool cLock::try_lock() { return TryEnterCriticalSection(&native->section) != FALSE; }
 

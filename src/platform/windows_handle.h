@@ -4,6 +4,8 @@
 
 #include <utility>
 
+#include "platform/windows_calls.h"
+
 namespace corvane {
 
 // The owner of one handle of the system's. `Kind` says what it owns: the handle's type, the value
@@ -45,7 +47,7 @@ class cOwnedHandle {
 struct sKernelObject {
   using Handle = HANDLE;
   static constexpr HANDLE None() { return nullptr; }
-  static void Close(HANDLE handle) { CloseHandle(handle); }
+  static void Close(HANDLE handle) { KernelCalls().CloseHandle(handle); }
 };
 using KernelHandle = cOwnedHandle<sKernelObject>;
 
@@ -53,7 +55,7 @@ using KernelHandle = cOwnedHandle<sKernelObject>;
 struct sFileObject {
   using Handle = HANDLE;
   static HANDLE None() { return INVALID_HANDLE_VALUE; }
-  static void Close(HANDLE handle) { CloseHandle(handle); }
+  static void Close(HANDLE handle) { KernelCalls().CloseHandle(handle); }
 };
 using FileHandle = cOwnedHandle<sFileObject>;
 

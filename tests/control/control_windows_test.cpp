@@ -19,8 +19,9 @@
 #include "corvane.h"
 #include "diag/little_endian.h"
 #include "io/fake_system_windows.h"
-#include "io/replaced_import.h"
+#include "platform/windows_calls.h"
 #include "support/failing_allocation.h"
+#include "support/replaced_call.h"
 
 extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD, void*);
 
@@ -48,10 +49,12 @@ BOOL WINAPI Reset(HANDLE event);
 }  // namespace
 }  // namespace corvane
 
-REPLACE_IMPORT(_beginthreadex, corvane::StartThread)
-REPLACE_IMPORT(WaitForMultipleObjects, corvane::WaitForAny)
-REPLACE_IMPORT(SetEvent, corvane::Set)
-REPLACE_IMPORT(ResetEvent, corvane::Reset)
+const corvane::cReplacedCall kBeginthreadex(corvane::KernelCalls()._beginthreadex,
+                                            corvane::StartThread);
+const corvane::cReplacedCall kWaitForMultipleObjects(corvane::KernelCalls().WaitForMultipleObjects,
+                                                     corvane::WaitForAny);
+const corvane::cReplacedCall kSetEvent(corvane::KernelCalls().SetEvent, corvane::Set);
+const corvane::cReplacedCall kResetEvent(corvane::KernelCalls().ResetEvent, corvane::Reset);
 
 namespace corvane {
 namespace {
@@ -71,7 +74,7 @@ std::string NameOf(HANDLE event) {
 std::uintptr_t StartThread(void* security, unsigned stack, _beginthreadex_proc_type routine,
                            void* argument, unsigned flags, unsigned* identifier) {
   if (gCalls == nullptr) {
-    return ORIGINAL(_beginthreadex)(security, stack, routine, argument, flags, identifier);
+    return ::_beginthreadex(security, stack, routine, argument, flags, identifier);
   }
   EXPECT_EQ(security, nullptr);
   EXPECT_EQ(stack, 0u);
@@ -82,13 +85,13 @@ std::uintptr_t StartThread(void* security, unsigned stack, _beginthreadex_proc_t
     return 0;
   }
   ++gCalls->threadsStarted;
-  return ORIGINAL(_beginthreadex)(security, stack, routine, argument, flags, identifier);
+  return ::_beginthreadex(security, stack, routine, argument, flags, identifier);
 }
 
 DWORD WINAPI WaitForAny(DWORD count, const HANDLE* handles, BOOL all, DWORD milliseconds) {
   // CorvaneStart waits for two; the fake system waits for three.
   if (gCalls == nullptr || count != 2) {
-    return ORIGINAL(WaitForMultipleObjects)(count, handles, all, milliseconds);
+    return ::WaitForMultipleObjects(count, handles, all, milliseconds);
   }
   gCalls->waitedFor.assign(handles, handles + count);
   EXPECT_FALSE(all);
@@ -96,21 +99,21 @@ DWORD WINAPI WaitForAny(DWORD count, const HANDLE* handles, BOOL all, DWORD mill
   if (gCalls->waitFails) {
     return WAIT_FAILED;
   }
-  return ORIGINAL(WaitForMultipleObjects)(count, handles, all, milliseconds);
+  return ::WaitForMultipleObjects(count, handles, all, milliseconds);
 }
 
 BOOL WINAPI Set(HANDLE event) {
   if (gCalls != nullptr && NameOf(event) == "stop") {
     gCalls->eventCalls.emplace_back("set stop");
   }
-  return ORIGINAL(SetEvent)(event);
+  return ::SetEvent(event);
 }
 
 BOOL WINAPI Reset(HANDLE event) {
   if (gCalls != nullptr) {
     gCalls->eventCalls.push_back("reset " + NameOf(event));
   }
-  return ORIGINAL(ResetEvent)(event);
+  return ::ResetEvent(event);
 }
 
 bool IsSet(const KernelHandle& event) {

@@ -11,6 +11,8 @@
 #include <string_view>
 
 #include "io/replaced_import.h"
+#include "platform/windows_calls.h"
+#include "support/replaced_call.h"
 
 namespace corvane::test {
 
@@ -142,10 +144,11 @@ BOOL WINAPI FakeReadFile(HANDLE, void*, DWORD, DWORD*, OVERLAPPED*);
 
 }  // namespace
 
-REPLACE_IMPORT(CreateEventW, FakeCreateEventW)
-REPLACE_IMPORT(CreateThread, FakeCreateThread)
-REPLACE_IMPORT(WaitForSingleObject, FakeWaitForSingleObject)
-REPLACE_IMPORT(CloseHandle, FakeCloseHandle)
+const corvane::cReplacedCall kCreateEventW(corvane::KernelCalls().CreateEventW, FakeCreateEventW);
+const corvane::cReplacedCall kCreateThread(corvane::KernelCalls().CreateThread, FakeCreateThread);
+const corvane::cReplacedCall kWaitForSingleObject(corvane::KernelCalls().WaitForSingleObject,
+                                                  FakeWaitForSingleObject);
+const corvane::cReplacedCall kCloseHandle(corvane::KernelCalls().CloseHandle, FakeCloseHandle);
 REPLACE_IMPORT(CancelSynchronousIo, FakeCancelSynchronousIo)
 REPLACE_IMPORT(SetupDiGetClassDevsW, FakeSetupDiGetClassDevsW)
 REPLACE_IMPORT(SetupDiEnumDeviceInterfaces, FakeSetupDiEnumDeviceInterfaces)
@@ -167,7 +170,7 @@ bool corvane::test::OthersCanTake(cLock& lock) {
     cLock& lock;
     bool taken;
   } attempt{lock, false};
-  const HANDLE thread = ORIGINAL(CreateThread)(
+  const HANDLE thread = ::CreateThread(
       nullptr, 0,
       [](void* context) -> DWORD {
         auto& wanted = *static_cast<sAttempt*>(context);
@@ -208,7 +211,7 @@ bool TakesFailure(std::optional<int>& callsBefore) {
 HANDLE WINAPI FakeCreateEventW(SECURITY_ATTRIBUTES* security, BOOL manualReset, BOOL signalled,
                                const wchar_t* name) {
   if (gFakeSystem == nullptr) {
-    return ORIGINAL(CreateEventW)(security, manualReset, signalled, name);
+    return ::CreateEventW(security, manualReset, signalled, name);
   }
   {
     const cPortGuard guard(*gFakeSystem);
@@ -218,7 +221,7 @@ HANDLE WINAPI FakeCreateEventW(SECURITY_ATTRIBUTES* security, BOOL manualReset, 
   if (TakesFailure(gFakeSystem->failingEvent)) {
     return nullptr;
   }
-  const HANDLE made = ORIGINAL(CreateEventW)(security, manualReset, signalled, name);
+  const HANDLE made = ::CreateEventW(security, manualReset, signalled, name);
   const cPortGuard guard(*gFakeSystem);
   *std::find(gFakeSystem->events.begin(), gFakeSystem->events.end(), nullptr) = made;
   return made;
@@ -228,13 +231,12 @@ HANDLE WINAPI FakeCreateThread(SECURITY_ATTRIBUTES* security, SIZE_T stack,
                                LPTHREAD_START_ROUTINE routine, void* argument, DWORD flags,
                                DWORD* identifier) {
   if (gFakeSystem == nullptr) {
-    return ORIGINAL(CreateThread)(security, stack, routine, argument, flags, identifier);
+    return ::CreateThread(security, stack, routine, argument, flags, identifier);
   }
   const cPortGuard guard(*gFakeSystem);
-  const HANDLE made =
-      TakesFailure(gFakeSystem->failingThread)
-          ? nullptr
-          : ORIGINAL(CreateThread)(security, stack, routine, argument, flags, identifier);
+  const HANDLE made = TakesFailure(gFakeSystem->failingThread)
+                          ? nullptr
+                          : ::CreateThread(security, stack, routine, argument, flags, identifier);
   gFakeSystem->threadsAsked.push_back(
       {security != nullptr, stack, routine, argument, flags, identifier != nullptr, made});
   return made;
@@ -242,7 +244,7 @@ HANDLE WINAPI FakeCreateThread(SECURITY_ATTRIBUTES* security, SIZE_T stack,
 
 DWORD WINAPI FakeWaitForSingleObject(HANDLE handle, DWORD milliseconds) {
   if (gFakeSystem == nullptr || milliseconds == INFINITE || milliseconds == 0) {
-    return ORIGINAL(WaitForSingleObject)(handle, milliseconds);
+    return ::WaitForSingleObject(handle, milliseconds);
   }
   {
     const cPortGuard guard(*gFakeSystem);
@@ -273,7 +275,7 @@ BOOL WINAPI FakeCloseHandle(HANDLE handle) {
       WakeAllConditionVariable(&gFakeSystem->readable);
     }
   }
-  return ORIGINAL(CloseHandle)(handle);
+  return ::CloseHandle(handle);
 }
 
 BOOL WINAPI FakeCancelSynchronousIo(HANDLE thread) {
@@ -390,7 +392,7 @@ HANDLE WINAPI FakeCreateFileA(const char* path, DWORD access, DWORD shareMode,
   if (gFakeSystem->openFails) {
     return INVALID_HANDLE_VALUE;
   }
-  const HANDLE opened = ORIGINAL(CreateEventW)(nullptr, TRUE, FALSE, nullptr);
+  const HANDLE opened = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
   const cPortGuard guard(*gFakeSystem);
   gFakeSystem->ports.emplace(opened, path);
   ++gFakeSystem->openPorts;

@@ -4,6 +4,8 @@
 #include <memory>
 
 #include "io/replaced_import.h"
+#include "platform/windows_calls.h"
+#include "support/replaced_call.h"
 
 namespace corvane::test {
 
@@ -42,13 +44,17 @@ REPLACE_IMPORT(CoUninitialize, corvane::test::CountedUninitialize)
 REPLACE_IMPORT(CoCreateInstance, corvane::test::WatchedCreate)
 REPLACE_IMPORT(SysAllocString, corvane::test::AllocateString)
 REPLACE_IMPORT(SafeArrayCreateVector, corvane::test::CreateVector)
-REPLACE_IMPORT(CreateEventW, corvane::test::MakeEvent)
+const corvane::cReplacedCall kCreateEventW(corvane::KernelCalls().CreateEventW,
+                                           corvane::test::MakeEvent);
 REPLACE_IMPORT(CompareStringEx, corvane::test::CompareByName)
 REPLACE_IMPORT(CompareStringW, corvane::test::CompareByNumber)
 REPLACE_IMPORT(OutputDebugStringW, corvane::test::TakeDebuggerLine)
-REPLACE_IMPORT(ResetEvent, corvane::test::WatchedReset)
-REPLACE_IMPORT(CloseHandle, corvane::test::WatchedCloseHandle)
-REPLACE_IMPORT(WaitForSingleObject, corvane::test::WatchedWait)
+const corvane::cReplacedCall kResetEvent(corvane::KernelCalls().ResetEvent,
+                                         corvane::test::WatchedReset);
+const corvane::cReplacedCall kCloseHandle(corvane::KernelCalls().CloseHandle,
+                                          corvane::test::WatchedCloseHandle);
+const corvane::cReplacedCall kWaitForSingleObject(corvane::KernelCalls().WaitForSingleObject,
+                                                  corvane::test::WatchedWait);
 REPLACE_IMPORT(SafeArrayAccessData, corvane::test::AccessData)
 REPLACE_IMPORT(SafeArrayGetLBound, corvane::test::LowerBound)
 REPLACE_IMPORT(SafeArrayGetUBound, corvane::test::UpperBound)
@@ -103,7 +109,7 @@ HANDLE WINAPI MakeEvent(LPSECURITY_ATTRIBUTES security, BOOL isManual, BOOL isSe
   if (gImports.eventsFail) {
     return nullptr;
   }
-  const HANDLE event = ORIGINAL(CreateEventW)(security, isManual, isSet, name);
+  const HANDLE event = ::CreateEventW(security, isManual, isSet, name);
   if (gImports.sessionEvent == nullptr) {
     gImports.sessionEvent = event;
     gImports.eventIsManual = isManual != FALSE;
@@ -147,7 +153,7 @@ BOOL WINAPI WatchedReset(HANDLE event) {
   if (IsSessionEvent(event) && gImports.whenEventIsReset) {
     gImports.whenEventIsReset();
   }
-  return ORIGINAL(ResetEvent)(event);
+  return ::ResetEvent(event);
 }
 
 BOOL WINAPI WatchedCloseHandle(HANDLE handle) {
@@ -155,7 +161,7 @@ BOOL WINAPI WatchedCloseHandle(HANDLE handle) {
     ++gImports.eventCloses;
     gImports.sessionEvent = nullptr;
   }
-  return ORIGINAL(CloseHandle)(handle);
+  return ::CloseHandle(handle);
 }
 
 DWORD WINAPI WatchedWait(HANDLE handle, DWORD milliseconds) {
@@ -166,7 +172,7 @@ DWORD WINAPI WatchedWait(HANDLE handle, DWORD milliseconds) {
       return WAIT_TIMEOUT;
     }
   }
-  return ORIGINAL(WaitForSingleObject)(handle, milliseconds);
+  return ::WaitForSingleObject(handle, milliseconds);
 }
 
 HRESULT WINAPI AccessData(SAFEARRAY* array, void** data) {

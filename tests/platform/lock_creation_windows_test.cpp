@@ -1,18 +1,16 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
-#include <array>
-#include <cstddef>
+#include <algorithm>
 #include <optional>
+#include <vector>
 
 #include "capture/session.h"
 #include "capture/transport.h"
 #include "diag/buffer_lock.h"
-#include "io/replaced_import.h"
+#include "platform/windows_calls.h"
+#include "support/replaced_call.h"
 
-// The system makes every lock of this test program as it was asked to, and what was asked is
-// remembered. The program's own locks are made before main: what remembers is there before any code
-// runs.
 namespace corvane {
 namespace {
 
@@ -29,78 +27,74 @@ struct sSection {
   const CRITICAL_SECTION* section;
   sCreation creation;
 };
-constinit std::array<sSection, 1000> gSections{};
-constinit std::size_t gSectionCount = 0;
-constinit const CRITICAL_SECTION* gLastEntered = nullptr;
-
-void WINAPI Initialize(CRITICAL_SECTION* section);
-BOOL WINAPI InitializeExtended(CRITICAL_SECTION* section, DWORD spinCount, DWORD flags);
-BOOL WINAPI InitializeAndSpinCount(CRITICAL_SECTION* section, DWORD spinCount);
-void WINAPI Enter(CRITICAL_SECTION* section);
-
-}  // namespace
-}  // namespace corvane
-
-REPLACE_IMPORT(InitializeCriticalSection, corvane::Initialize)
-REPLACE_IMPORT(InitializeCriticalSectionEx, corvane::InitializeExtended)
-REPLACE_IMPORT(InitializeCriticalSectionAndSpinCount, corvane::InitializeAndSpinCount)
-REPLACE_IMPORT(EnterCriticalSection, corvane::Enter)
-
-namespace corvane {
-namespace {
-
-void Remember(const CRITICAL_SECTION* section, const sCreation& creation) {
-  gSections.at(gSectionCount++) = {section, creation};
-}
+std::vector<sSection> gSections;
+const CRITICAL_SECTION* gLastEntered = nullptr;
 
 void WINAPI Initialize(CRITICAL_SECTION* section) {
-  Remember(section, {eCall::Plain, 0, 0});
-  ORIGINAL(InitializeCriticalSection)(section);
+  gSections.push_back({section, {eCall::Plain, 0, 0}});
+  ::InitializeCriticalSection(section);
 }
 
 BOOL WINAPI InitializeExtended(CRITICAL_SECTION* section, DWORD spinCount, DWORD flags) {
-  Remember(section, {eCall::Extended, spinCount, flags});
-  return ORIGINAL(InitializeCriticalSectionEx)(section, spinCount, flags);
+  gSections.push_back({section, {eCall::Extended, spinCount, flags}});
+  return ::InitializeCriticalSectionEx(section, spinCount, flags);
 }
 
 BOOL WINAPI InitializeAndSpinCount(CRITICAL_SECTION* section, DWORD spinCount) {
-  Remember(section, {eCall::AndSpinCount, spinCount, 0});
-  return ORIGINAL(InitializeCriticalSectionAndSpinCount)(section, spinCount);
+  gSections.push_back({section, {eCall::AndSpinCount, spinCount, 0}});
+  return ::InitializeCriticalSectionAndSpinCount(section, spinCount);
 }
 
 void WINAPI Enter(CRITICAL_SECTION* section) {
   gLastEntered = section;
-  ORIGINAL(EnterCriticalSection)(section);
+  ::EnterCriticalSection(section);
 }
 
-// How `lock` was asked for. Which section is its own shows when it is taken.
-std::optional<sCreation> CreationOf(cLock& lock) {
-  lock.lock();
-  const CRITICAL_SECTION* const section = gLastEntered;
-  lock.unlock();
-  for (std::size_t i = gSectionCount; i > 0; --i) {
-    if (gSections.at(i - 1).section == section) {
-      return gSections.at(i - 1).creation;
-    }
+// The system makes every lock of a test as it was asked to, and what was asked is remembered.
+class LockCreation : public testing::Test {
+ protected:
+  LockCreation() { gSections.clear(); }
+
+  // How `lock` was asked for. Which section is its own shows when it is taken.
+  static std::optional<sCreation> CreationOf(cLock& lock) {
+    lock.lock();
+    const CRITICAL_SECTION* const section = gLastEntered;
+    lock.unlock();
+    const auto found = std::find_if(
+        gSections.rbegin(), gSections.rend(),
+        [section](const sSection& remembered) { return remembered.section == section; });
+    return found == gSections.rend() ? std::nullopt : std::optional(found->creation);
   }
-  return std::nullopt;
-}
 
-TEST(LockCreation, TheStoresLockIsAnExtendedOneThatSpins5000Times) {
+ private:
+  const cReplacedCall<decltype(&::InitializeCriticalSection)> initialize{
+      KernelCalls().InitializeCriticalSection, Initialize};
+  const cReplacedCall<decltype(&::InitializeCriticalSectionEx)> extended{
+      KernelCalls().InitializeCriticalSectionEx, InitializeExtended};
+  const cReplacedCall<decltype(&::InitializeCriticalSectionAndSpinCount)> andSpinCount{
+      KernelCalls().InitializeCriticalSectionAndSpinCount, InitializeAndSpinCount};
+  const cReplacedCall<decltype(&::EnterCriticalSection)> enter{KernelCalls().EnterCriticalSection,
+                                                               Enter};
+};
+
+TEST_F(LockCreation, TheStoresLockIsAnExtendedOneThatSpins5000Times) {
   cCaptureSession session;
   EXPECT_EQ(CreationOf(session.storeLock), (sCreation{eCall::Extended, 5000, 0}));
 }
 
-TEST(LockCreation, TheRequestQueuesLockIsMadeWithASpinCountOf5000) {
+TEST_F(LockCreation, TheRequestQueuesLockIsMadeWithASpinCountOf5000) {
   cCaptureSession session;
   EXPECT_EQ(CreationOf(session.requestQueue.lock), (sCreation{eCall::AndSpinCount, 5000, 0}));
 }
 
-TEST(LockCreation, TheBuffersLockIsAnExtendedOneThatSpins5000Times) {
+TEST_F(LockCreation, TheBuffersLockIsAnExtendedOneThatSpins5000Times) {
+  DestroyBufferLock();
+  CreateBufferLock();
+  ASSERT_TRUE(gBufferLock.has_value());
   EXPECT_EQ(CreationOf(*gBufferLock), (sCreation{eCall::Extended, 5000, 0}));
 }
 
-TEST(LockCreation, ATransportsLockIsAPlainOne) {
+TEST_F(LockCreation, ATransportsLockIsAPlainOne) {
   cIO transport(kSerialPort);
   EXPECT_EQ(CreationOf(transport.lock), (sCreation{eCall::Plain, 0, 0}));
 }

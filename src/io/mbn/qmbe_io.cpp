@@ -10,6 +10,7 @@
 #include "io/mbn/com_objects.h"
 #include "io/mbn/mbn_interfaces.h"
 #include "platform/bounded_copy.h"
+#include "platform/windows_calls.h"
 
 namespace corvane {
 namespace {
@@ -53,7 +54,8 @@ constexpr HRESULT kChangedState = static_cast<HRESULT>(0x8000000C);
 }  // namespace
 
 cQMBEIO::cQMBEIO()
-    : cIO(kMobileBroadband), sessionEvent(CreateEventW(nullptr, TRUE, FALSE, nullptr)) {}
+    : cIO(kMobileBroadband),
+      sessionEvent(KernelCalls().CreateEventW(nullptr, TRUE, FALSE, nullptr)) {}
 
 cQMBEIO::~cQMBEIO() { Close(); }
 
@@ -232,7 +234,8 @@ bool cQMBEIO::AskForTheSessionsEnd() {
 void cQMBEIO::CloseSession() {
   // A wait without a limit never times out; the question only keeps the report from being lost,
   // should the wait ever get a limit.
-  if (AskForTheSessionsEnd() && WaitForSingleObject(sessionEvent.Get(), INFINITE) != WAIT_TIMEOUT) {
+  if (AskForTheSessionsEnd() &&
+      KernelCalls().WaitForSingleObject(sessionEvent.Get(), INFINITE) != WAIT_TIMEOUT) {
     return;
   }
   // No completion follows that would report the end of the session. It may have ended by itself, by
@@ -325,7 +328,7 @@ HRESULT STDMETHODCALLTYPE cQMBEIO::OnOpenCommandSessionComplete(IMbnDeviceServic
   if (!pass || isClosing || status != S_OK || !IsOurService(from)) {
     return S_OK;
   }
-  ResetEvent(sessionEvent.Get());
+  KernelCalls().ResetEvent(sessionEvent.Get());
   sessionOpen = 1;
   ReportConnected();
   return S_OK;
@@ -340,7 +343,7 @@ HRESULT STDMETHODCALLTYPE cQMBEIO::OnCloseCommandSessionComplete(IMbnDeviceServi
   // Whatever the status says: a session whose end has failed is of no use either.
   EndSession();
   OutputDebugStringW(L"-------- OnCloseCommandSessionComplete\n");
-  SetEvent(sessionEvent.Get());
+  KernelCalls().SetEvent(sessionEvent.Get());
   return S_OK;
 }
 
@@ -383,7 +386,7 @@ HRESULT STDMETHODCALLTYPE cQMBEIO::OnInterfaceStateChange(
     case MBN_DEVICE_SERVICES_CAPABLE_INTERFACE_REMOVAL:
       EndSession();
       // The session went with the interface: a Close that waits for its completion waits in vain.
-      SetEvent(sessionEvent.Get());
+      KernelCalls().SetEvent(sessionEvent.Get());
       break;
     case MBN_DEVICE_SERVICES_CAPABLE_INTERFACE_ARRIVAL:
       // Also while a session is open: then another one is asked for, and its opening is reported

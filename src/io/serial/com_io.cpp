@@ -5,6 +5,7 @@
 
 #include "io/serial/com_ports.h"
 #include "platform/debug_print.h"
+#include "platform/windows_calls.h"
 
 namespace corvane {
 namespace {
@@ -58,13 +59,13 @@ bool cComIO::Open(const char* wantedPort, ConnectionHandler connected, void* con
     DebugPrint("WatchPortThread already started\n");
     return false;
   }
-  stopEvent.Reset(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+  stopEvent.Reset(KernelCalls().CreateEventW(nullptr, TRUE, FALSE, nullptr));
   if (!stopEvent) {
     DebugPrint("Failed to create watch thread stopping event\n");
     return false;
   }
   watcherThread.Reset(
-      CreateThread(nullptr, 0, WatchPortThread, static_cast<cIO*>(this), 0, nullptr));
+      KernelCalls().CreateThread(nullptr, 0, WatchPortThread, static_cast<cIO*>(this), 0, nullptr));
   if (!watcherThread) {
     DebugPrint("Failed to create watch thread\n");
     stopEvent.Reset();
@@ -83,8 +84,8 @@ void cComIO::Close() {
   if (!watcherThread) {
     return;
   }
-  SetEvent(stopEvent.Get());
-  WaitForSingleObject(watcherThread.Get(), INFINITE);
+  KernelCalls().SetEvent(stopEvent.Get());
+  KernelCalls().WaitForSingleObject(watcherThread.Get(), INFINITE);
   watcherThread.Reset();
   stopEvent.Reset();
 
@@ -118,7 +119,7 @@ void cComIO::ClosePort() {
     CancelSynchronousIo(readerThread);
     readerThread = nullptr;
   }
-  CloseHandle(port.exchange(INVALID_HANDLE_VALUE));
+  KernelCalls().CloseHandle(port.exchange(INVALID_HANDLE_VALUE));
   if (onDisconnected != nullptr) {
     onDisconnected(disconnectedContext);
   }
@@ -163,7 +164,8 @@ DWORD WINAPI WatchPortThread(void* transport) {
   auto* const watched = static_cast<cComIO*>(io);
   // A wait that fails ends the watching like a stop does: nobody sees the device go or come back
   // any more, and an open port stays open until a read or write fails or until Close.
-  while (WaitForSingleObject(watched->stopEvent.Get(), kLookIntervalMs) == WAIT_TIMEOUT) {
+  while (KernelCalls().WaitForSingleObject(watched->stopEvent.Get(), kLookIntervalMs) ==
+         WAIT_TIMEOUT) {
     watched->LookForPort();
   }
   return 0;

@@ -3,6 +3,7 @@
 #include "capture/reader_loop.h"
 #include "capture/reader_thread.h"
 #include "io/serial/com_io.h"
+#include "platform/windows_calls.h"
 
 namespace corvane {
 
@@ -36,7 +37,7 @@ DWORD WINAPI ReaderThread(void* context) {
 }
 
 bool StartReaderThread(cCaptureSession& session) {
-  session.readerThread = CreateThread(nullptr, 0, ReaderThread, &session, 0, nullptr);
+  session.readerThread = KernelCalls().CreateThread(nullptr, 0, ReaderThread, &session, 0, nullptr);
   static_cast<cComIO&>(*session.transport).SetReaderThread(session.readerThread);
   return session.readerThread != nullptr;
 }
