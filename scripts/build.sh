@@ -3,6 +3,7 @@
 # Without targets all of a preset is built.
 set -eu
 cd "$(dirname -- "$0")/.."
+. scripts/steps.sh
 
 mkdir -p build
 for wanted in "$@"; do
@@ -16,13 +17,13 @@ for wanted in "$@"; do
   if [ -e "$cache" ] && ! grep -qxF "CMAKE_HOME_DIRECTORY:INTERNAL=$PWD" "$cache"; then
     fresh=--fresh
   fi
-  cmake $fresh --preset "$preset" >"build/$preset.configure.log" 2>&1 || {
-    cat "build/$preset.configure.log" >&2
+  step cmake $fresh --preset "$preset" >"build/$preset.configure.log" 2>&1 || {
+    show_log "build/$preset.configure.log"
     exit 1
   }
   # shellcheck disable=SC2086  # the targets are meant to fall into words
-  cmake --build --preset "$preset" --target $targets >"build/$preset.build.log" 2>&1 || {
-    cat "build/$preset.build.log" >&2
+  step cmake --build --preset "$preset" --target $targets >"build/$preset.build.log" 2>&1 || {
+    show_log "build/$preset.build.log"
     exit 1
   }
 done

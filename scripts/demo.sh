@@ -6,6 +6,7 @@
 #   scripts/demo.sh --mbn   through the Windows Mobile Broadband API, whose service is a stand-in
 set -eu
 cd "$(dirname -- "$0")/.."
+. scripts/steps.sh
 
 transport=serial
 case "${1-}" in
@@ -17,40 +18,55 @@ case "${1-}" in
     ;;
 esac
 
-scripts/packages.sh cmake ninja-build g++ g++-mingw-w64-x86-64-posix wine wine64 googletest \
-  libcli11-dev libfmt-dev nlohmann-json3-dev
-scripts/build.sh native:corvane_cli,corvane-modem-sim mingw:corvane_dll,corvane_cli,mbn_stand_in
+patient_step scripts/packages.sh cmake ninja-build g++ g++-mingw-w64-x86-64-posix wine wine64 \
+  googletest libcli11-dev libfmt-dev nlohmann-json3-dev
+step scripts/build.sh native:corvane_cli,corvane-modem-sim \
+  mingw:corvane_dll,corvane_cli,mbn_stand_in
 
 demo=$PWD/build/demo
 CORVANE_WINEPREFIX=$demo/wine-$transport
 export CORVANE_WINEPREFIX
 mkdir -p "$demo"
-simulator=
-finish() {
-  [ -z "$simulator" ] || kill "$simulator" 2>/dev/null || true
+shut_wine_down() {
   WINEPREFIX=$CORVANE_WINEPREFIX wineserver -k >>"$CORVANE_WINEPREFIX.log" 2>&1 || true
 }
-trap finish EXIT
+on_end shut_wine_down
 
 echo "Preparing Wine"
-scripts/wine.sh
+step scripts/wine.sh
 
 # COM7 is a pseudo-terminal with the simulated modem behind it, and a COM-port interface in the
 # registry by which the library finds it.
 plug_in_simulated_modem() {
-  build/native/bin/corvane-modem-sim --link "$CORVANE_WINEPREFIX/dosdevices/com7" --rate 200 \
-    --seed 7 --report "$demo/modem.jsonl" >"$demo/modem.log" 2>&1 </dev/null &
-  simulator=$!
+  start build/native/bin/corvane-modem-sim --link "$CORVANE_WINEPREFIX/dosdevices/com7" --rate 200 \
+    --seed 7 --report "$demo/modem.jsonl" >"$demo/modem.log" 2>&1
+  simulator=$started
+  until grep -q '"plugged"' "$demo/modem.log"; do
+    expect_simulated_modem
+    sleep 0.05
+  done
   cp scripts/modem-port.reg "$CORVANE_WINEPREFIX/drive_c/modem-port.reg"
-  scripts/wine.sh regedit /S 'C:\modem-port.reg'
+  step scripts/wine.sh regedit /S 'C:\modem-port.reg'
+}
+
+expect_simulated_modem() {
+  kill -0 "$simulator" 2>/dev/null || {
+    show_log "$demo/modem.log"
+    exit 1
+  }
+}
+
+# The path by which a Windows program reaches a file of this machine.
+windows_path() {
+  echo "Z:$1" | sed 's|/|\\|g'
 }
 
 # The stand-in registers itself for the two classes of the Mobile Broadband API.
 start_mobile_broadband_service() {
-  CORVANE_MBN_SCENARIO=Z:$(echo "$PWD/scripts/mobile-broadband.scenario" | tr / '\\')
-  CORVANE_MBN_LOG=Z:$(echo "$demo/mobile-broadband.log" | tr / '\\')
+  CORVANE_MBN_SCENARIO=$(windows_path "$PWD/scripts/mobile-broadband.scenario")
+  CORVANE_MBN_LOG=$(windows_path "$demo/mobile-broadband.log")
   export CORVANE_MBN_SCENARIO CORVANE_MBN_LOG
-  scripts/wine.sh regsvr32 /s "Z:$(echo "$PWD/build/mingw/bin/mbn_stand_in.dll" | tr / '\\')"
+  step scripts/wine.sh regsvr32 /s "$(windows_path "$PWD/build/mingw/bin/mbn_stand_in.dll")"
 }
 
 if [ $transport = mbn ]; then
@@ -63,13 +79,14 @@ fi
 
 echo
 echo "corvane devices"
-scripts/wine.sh build/mingw/bin/corvane.exe devices
+step scripts/wine.sh build/mingw/bin/corvane.exe devices
 
 echo
 echo "corvane capture --device $device --config data-call.cfg --output demo.isf --duration 10s"
-scripts/wine.sh build/mingw/bin/corvane.exe capture --device "$device" \
+step scripts/wine.sh build/mingw/bin/corvane.exe capture --device "$device" \
   --config profiles/data-call.cfg --output build/demo/demo.isf --duration 10s
+[ $transport = mbn ] || expect_simulated_modem
 
 echo
 echo "corvane info demo.isf"
-build/native/bin/corvane info build/demo/demo.isf
+step build/native/bin/corvane info build/demo/demo.isf

@@ -3,27 +3,30 @@
 # The last line gives the totals, and the exit code is 0 only when all of them passed.
 set -eu
 cd "$(dirname -- "$0")/.."
+. scripts/steps.sh
 
 # llvm has the symbolizer, without which the leak checker's suppressions name nothing.
-scripts/packages.sh cmake ninja-build g++ clang libclang-rt-dev llvm g++-mingw-w64-x86-64-posix \
-  wine wine64 googletest libcli11-dev libfmt-dev nlohmann-json3-dev python3 procps
+patient_step scripts/packages.sh cmake ninja-build g++ clang libclang-rt-dev llvm \
+  g++-mingw-w64-x86-64-posix wine wine64 googletest libcli11-dev libfmt-dev nlohmann-json3-dev \
+  python3 procps
 
-scripts/build.sh native asan tsan mingw
+step scripts/build.sh native asan tsan mingw
 
 # Windows programs of one test run share a Wine prefix; it is ready before the first of them starts.
-WINEPREFIX=${CORVANE_WINEPREFIX:-$PWD/build/wine}
-export WINEPREFIX
-trap 'wineserver -k >>"$WINEPREFIX.log" 2>&1 || true' EXIT
-scripts/wine.sh
+shut_wine_down() {
+  WINEPREFIX=${CORVANE_WINEPREFIX:-$PWD/build/wine} wineserver -k >>build/wine.log 2>&1 || true
+}
+on_end shut_wine_down
+step scripts/wine.sh
 
 rm -rf build/*/test-results build/*/ctest.xml
 failed=
 for preset in native asan tsan mingw; do
   echo "Testing $preset"
   mkdir -p "build/$preset/test-results"
-  ctest --preset "$preset" --output-junit ctest.xml --parallel "$(nproc)" \
+  step ctest --preset "$preset" --output-junit ctest.xml --parallel "$(nproc)" \
     >"build/$preset.test.log" 2>&1 || {
-    cat "build/$preset.test.log" >&2
+    show_log "build/$preset.test.log"
     failed="$failed $preset"
   }
 done
@@ -33,9 +36,9 @@ for fuzzer in build/asan/bin/*_fuzzer; do
   echo "Fuzzing $name for ten seconds"
   # New inputs go to a scratch folder; the committed ones are only read.
   mkdir -p "build/fuzz-found/$name"
-  "$fuzzer" -max_total_time=10 -print_final_stats=0 -artifact_prefix="build/fuzz-found/" \
+  step "$fuzzer" -max_total_time=10 -print_final_stats=0 -artifact_prefix="build/fuzz-found/" \
     "build/fuzz-found/$name" "fuzz/corpus/$name" >"build/$name.fuzz.log" 2>&1 || {
-    tail -n 60 "build/$name.fuzz.log" >&2
+    show_log "build/$name.fuzz.log"
     failed="$failed $name-fuzzer"
   }
 done

@@ -9,25 +9,48 @@ set -eu
 root=$(CDPATH='' cd -- "$(dirname -- "$0")/.." && pwd)
 WINEPREFIX=${CORVANE_WINEPREFIX:-$root/build/wine}
 export WINEPREFIX WINEDEBUG=-all WINEDLLOVERRIDES='mscoree=;mshtml='
+# Wine reads file names in the locale's encoding, and fails at once in a folder whose name has letters
+# that the encoding has not.
+export LC_ALL=C.UTF-8
 log=$WINEPREFIX.log
+
+# Runs a command of the preparation; when it fails, its exit code is this script's.
+prepare() {
+  "$@" >>"$log" 2>&1 </dev/null 9>&- || {
+    code=$?
+    echo "Wine: $* failed ($code). The end of $log:" >&2
+    tail -n 30 "$log" >&2
+    exit "$code"
+  }
+}
 
 mkdir -p "$(dirname "$WINEPREFIX")"
 (
   # One at a time: test programs start side by side.
   flock 9
+  # A prefix whose making was broken off is made anew.
+  if [ -e "$WINEPREFIX/unfinished" ]; then
+    wineserver -k >>"$log" 2>&1 || true
+    rm -rf "$WINEPREFIX"
+  fi
+  if [ ! -e "$WINEPREFIX" ]; then
+    mkdir "$WINEPREFIX"
+    : >"$WINEPREFIX/unfinished"
+  fi
   if [ ! -e "$WINEPREFIX/ready" ]; then
-    wine wineboot -i >>"$log" 2>&1 9>&-
+    prepare wine wineboot -i
     # The server that made a prefix looks slowly for classes that are not registered: start anew.
     wineserver -k >>"$log" 2>&1 || true
-    wineserver -w
+    prepare wineserver -w
     : >"$WINEPREFIX/ready"
+    rm -f "$WINEPREFIX/unfinished"
   fi
   # Wine's server and services live on after the program that started them. Starting them here, with
   # their output in the log, keeps them from holding the caller's pipes open. A server that runs
   # already may be just about to end, with its services: so a program is run here in any case, after
   # which they stay for a while. (At its end the server lists its objects, many thousands of lines.)
   wineserver -p60 >>"$log" 2>/dev/null </dev/null 9>&- || true
-  wine cmd /c exit >>"$log" 2>&1 </dev/null 9>&-
+  prepare wine cmd /c exit
 ) 9>"$WINEPREFIX.lock"
 
 [ "$#" -gt 0 ] || exit 0
