@@ -24,6 +24,20 @@ prepare() {
   }
 }
 
+# Wine copies its own libraries into a new prefix, 680 MB of them, and loads them from its own folder
+# even so: links do as well. An update of the prefix would write through them, so it never gets one.
+link_libraries() {
+  builtin=$(echo /usr/lib/*/wine/x86_64-windows)
+  if [ -d "$builtin" ]; then
+    echo disable >"$WINEPREFIX/.update-timestamp"
+    libraries=$(find "$builtin" -maxdepth 1 -type f -printf '%f %s\n')
+    for folder in "$WINEPREFIX"/drive_c/windows/system32 "$WINEPREFIX"/drive_c/windows/winsxs/*/; do
+      { echo "$libraries"; find "$folder" -maxdepth 1 -type f -printf '%f %s\n'; } | sort | uniq -d |
+        sed "s|^\(.*\) .*|$builtin/\1|" | xargs -r -d '\n' ln -sf -t "$folder"
+    done
+  fi
+}
+
 mkdir -p "$(dirname "$WINEPREFIX")"
 (
   # One at a time: test programs start side by side.
@@ -42,6 +56,7 @@ mkdir -p "$(dirname "$WINEPREFIX")"
     # The server that made a prefix looks slowly for classes that are not registered: start anew.
     wineserver -k >>"$log" 2>&1 || true
     prepare wineserver -w
+    [ ! -e "$WINEPREFIX/unfinished" ] || link_libraries
     : >"$WINEPREFIX/ready"
     rm -f "$WINEPREFIX/unfinished"
   fi
