@@ -11,6 +11,7 @@
 #include "io/fake_system_windows.h"
 #include "io/replaced_import.h"
 #include "io/serial/com_io.h"
+#include "io/serial/serial_calls.h"
 #include "support/failing_allocation.h"
 
 // clang-format off
@@ -269,7 +270,7 @@ TEST_F(DeviceSelection, NullClosesTheTransportAndThenWaitsForTheReaderThread) {
         auto& self = *static_cast<sReader*>(context);
         char byte = 0;
         DWORD received = 0;
-        while (ReadFile(self.port, &byte, 1, &received, nullptr)) {
+        while (SerialCalls().ReadFile(self.port, &byte, 1, &received, nullptr)) {
         }
         self.ended = true;
         return 0;

@@ -1,16 +1,12 @@
 #include "io/fake_system_windows.h"
 
-// clang-format off
-#include <windows.h>
-#include <setupapi.h>
-// clang-format on
-
 #include <algorithm>
 #include <cstring>
+#include <memory>
 #include <optional>
 #include <string_view>
 
-#include "io/replaced_import.h"
+#include "io/serial/serial_calls.h"
 #include "platform/windows_calls.h"
 #include "support/replaced_call.h"
 
@@ -52,120 +48,7 @@ sFakeInterface UsbPort(const std::string& portName, const std::string& instance)
   return made;
 }
 
-cFakeSystem::cFakeSystem()
-    : tick(CreateEventW(nullptr, FALSE, FALSE, nullptr)),
-      failWait(CreateEventW(nullptr, FALSE, FALSE, nullptr)),
-      arrived(CreateSemaphoreW(nullptr, 0, 1000, nullptr)) {
-  // The code under test comes here while a test has memory run out.
-  watcherWaits.reserve(1000);
-  eventsAsked.reserve(1000);
-  threadsAsked.reserve(1000);
-  gFakeSystem = this;
-}
-
-cFakeSystem::~cFakeSystem() {
-  gFakeSystem = nullptr;
-  CloseHandle(tick);
-  CloseHandle(failWait);
-  CloseHandle(arrived);
-}
-
-bool cFakeSystem::HasPort(HANDLE handle) {
-  const cPortGuard guard(*this);
-  return ports.contains(handle);
-}
-
-void cFakeSystem::Receive(std::vector<std::uint8_t> bytes) {
-  const cPortGuard guard(*this);
-  toRead.push_back(std::move(bytes));
-  WakeAllConditionVariable(&readable);
-}
-
-sThreadAsked cFakeSystem::ThreadOf(LPTHREAD_START_ROUTINE routine) {
-  const cPortGuard guard(*this);
-  const auto found =
-      std::find_if(threadsAsked.rbegin(), threadsAsked.rend(),
-                   [routine](const sThreadAsked& asked) { return asked.routine == routine; });
-  return found == threadsAsked.rend() ? sThreadAsked{} : *found;
-}
-
-int cFakeSystem::OpenEvents() {
-  const cPortGuard guard(*this);
-  return static_cast<int>(
-      events.size() - static_cast<std::size_t>(std::count(events.begin(), events.end(), nullptr)));
-}
-
-void cFakeSystem::FailReads() {
-  const cPortGuard guard(*this);
-  readsFail = true;
-  WakeAllConditionVariable(&readable);
-}
-
-void cFakeSystem::WaitForWatcher() { WaitForSingleObject(arrived, INFINITE); }
-
-void cFakeSystem::Look() {
-  SetEvent(tick);
-  WaitForWatcher();
-}
-
-}  // namespace corvane::test
-
-using corvane::test::cPortGuard;
-using corvane::test::gFakeSystem;
-using corvane::test::sFakeInterface;
-
-namespace {
-
-HANDLE WINAPI FakeCreateEventW(SECURITY_ATTRIBUTES*, BOOL, BOOL, const wchar_t*);
-HANDLE WINAPI FakeCreateThread(SECURITY_ATTRIBUTES*, SIZE_T, LPTHREAD_START_ROUTINE, void*, DWORD,
-                               DWORD*);
-DWORD WINAPI FakeWaitForSingleObject(HANDLE, DWORD);
-BOOL WINAPI FakeCloseHandle(HANDLE);
-BOOL WINAPI FakeCancelSynchronousIo(HANDLE);
-HDEVINFO WINAPI FakeSetupDiGetClassDevsW(const GUID*, const wchar_t*, HWND, DWORD);
-BOOL WINAPI FakeSetupDiEnumDeviceInterfaces(HDEVINFO, SP_DEVINFO_DATA*, const GUID*, DWORD,
-                                            SP_DEVICE_INTERFACE_DATA*);
-BOOL WINAPI FakeSetupDiGetDeviceInterfaceDetailA(HDEVINFO, SP_DEVICE_INTERFACE_DATA*,
-                                                 SP_DEVICE_INTERFACE_DETAIL_DATA_A*, DWORD, DWORD*,
-                                                 SP_DEVINFO_DATA*);
-BOOL WINAPI FakeSetupDiGetDeviceRegistryPropertyA(HDEVINFO, SP_DEVINFO_DATA*, DWORD, DWORD*, BYTE*,
-                                                  DWORD, DWORD*);
-BOOL WINAPI FakeSetupDiDestroyDeviceInfoList(HDEVINFO);
-LSTATUS WINAPI FakeRegOpenKeyExA(HKEY, const char*, DWORD, REGSAM, HKEY*);
-LSTATUS WINAPI FakeRegQueryValueExA(HKEY, const char*, DWORD*, DWORD*, BYTE*, DWORD*);
-LSTATUS WINAPI FakeRegCloseKey(HKEY);
-HANDLE WINAPI FakeCreateFileA(const char*, DWORD, DWORD, SECURITY_ATTRIBUTES*, DWORD, DWORD,
-                              HANDLE);
-BOOL WINAPI FakeGetCommState(HANDLE, DCB*);
-BOOL WINAPI FakeSetCommState(HANDLE, DCB*);
-BOOL WINAPI FakeSetCommTimeouts(HANDLE, COMMTIMEOUTS*);
-BOOL WINAPI FakeWriteFile(HANDLE, const void*, DWORD, DWORD*, OVERLAPPED*);
-BOOL WINAPI FakeReadFile(HANDLE, void*, DWORD, DWORD*, OVERLAPPED*);
-
-}  // namespace
-
-const corvane::cReplacedCall kCreateEventW(corvane::KernelCalls().CreateEventW, FakeCreateEventW);
-const corvane::cReplacedCall kCreateThread(corvane::KernelCalls().CreateThread, FakeCreateThread);
-const corvane::cReplacedCall kWaitForSingleObject(corvane::KernelCalls().WaitForSingleObject,
-                                                  FakeWaitForSingleObject);
-const corvane::cReplacedCall kCloseHandle(corvane::KernelCalls().CloseHandle, FakeCloseHandle);
-REPLACE_IMPORT(CancelSynchronousIo, FakeCancelSynchronousIo)
-REPLACE_IMPORT(SetupDiGetClassDevsW, FakeSetupDiGetClassDevsW)
-REPLACE_IMPORT(SetupDiEnumDeviceInterfaces, FakeSetupDiEnumDeviceInterfaces)
-REPLACE_IMPORT(SetupDiGetDeviceInterfaceDetailA, FakeSetupDiGetDeviceInterfaceDetailA)
-REPLACE_IMPORT(SetupDiGetDeviceRegistryPropertyA, FakeSetupDiGetDeviceRegistryPropertyA)
-REPLACE_IMPORT(SetupDiDestroyDeviceInfoList, FakeSetupDiDestroyDeviceInfoList)
-REPLACE_IMPORT(RegOpenKeyExA, FakeRegOpenKeyExA)
-REPLACE_IMPORT(RegQueryValueExA, FakeRegQueryValueExA)
-REPLACE_IMPORT(RegCloseKey, FakeRegCloseKey)
-REPLACE_IMPORT(CreateFileA, FakeCreateFileA)
-REPLACE_IMPORT(GetCommState, FakeGetCommState)
-REPLACE_IMPORT(SetCommState, FakeSetCommState)
-REPLACE_IMPORT(SetCommTimeouts, FakeSetCommTimeouts)
-REPLACE_IMPORT(WriteFile, FakeWriteFile)
-REPLACE_IMPORT(ReadFile, FakeReadFile)
-
-bool corvane::test::OthersCanTake(cLock& lock) {
+bool OthersCanTake(cLock& lock) {
   struct sAttempt {
     cLock& lock;
     bool taken;
@@ -189,8 +72,7 @@ bool corvane::test::OthersCanTake(cLock& lock) {
 namespace {
 
 void ProbeTheLock() {
-  if (gFakeSystem->observed != nullptr &&
-      corvane::test::OthersCanTake(gFakeSystem->observed->lock)) {
+  if (gFakeSystem->observed != nullptr && OthersCanTake(gFakeSystem->observed->lock)) {
     gFakeSystem->lockWasFreeDuringALook = true;
   }
 }
@@ -210,9 +92,6 @@ bool TakesFailure(std::optional<int>& callsBefore) {
 
 HANDLE WINAPI FakeCreateEventW(SECURITY_ATTRIBUTES* security, BOOL manualReset, BOOL signalled,
                                const wchar_t* name) {
-  if (gFakeSystem == nullptr) {
-    return ::CreateEventW(security, manualReset, signalled, name);
-  }
   {
     const cPortGuard guard(*gFakeSystem);
     gFakeSystem->eventsAsked.push_back(
@@ -230,9 +109,6 @@ HANDLE WINAPI FakeCreateEventW(SECURITY_ATTRIBUTES* security, BOOL manualReset, 
 HANDLE WINAPI FakeCreateThread(SECURITY_ATTRIBUTES* security, SIZE_T stack,
                                LPTHREAD_START_ROUTINE routine, void* argument, DWORD flags,
                                DWORD* identifier) {
-  if (gFakeSystem == nullptr) {
-    return ::CreateThread(security, stack, routine, argument, flags, identifier);
-  }
   const cPortGuard guard(*gFakeSystem);
   const HANDLE made = TakesFailure(gFakeSystem->failingThread)
                           ? nullptr
@@ -243,7 +119,7 @@ HANDLE WINAPI FakeCreateThread(SECURITY_ATTRIBUTES* security, SIZE_T stack,
 }
 
 DWORD WINAPI FakeWaitForSingleObject(HANDLE handle, DWORD milliseconds) {
-  if (gFakeSystem == nullptr || milliseconds == INFINITE || milliseconds == 0) {
+  if (milliseconds == INFINITE || milliseconds == 0) {
     return ::WaitForSingleObject(handle, milliseconds);
   }
   {
@@ -263,7 +139,7 @@ DWORD WINAPI FakeWaitForSingleObject(HANDLE handle, DWORD milliseconds) {
 }
 
 BOOL WINAPI FakeCloseHandle(HANDLE handle) {
-  if (gFakeSystem != nullptr) {
+  {
     const cPortGuard guard(*gFakeSystem);
     std::replace(gFakeSystem->events.begin(), gFakeSystem->events.end(), handle, HANDLE{nullptr});
     if (gFakeSystem->ports.erase(handle) != 0) {
@@ -295,7 +171,7 @@ HDEVINFO WINAPI FakeSetupDiGetClassDevsW(const GUID* interfaceClass, const wchar
     return INVALID_HANDLE_VALUE;
   }
   ++gFakeSystem->openClassLists;
-  return corvane::test::kClassList;
+  return kClassList;
 }
 
 BOOL WINAPI FakeSetupDiEnumDeviceInterfaces(HDEVINFO, SP_DEVINFO_DATA* device,
@@ -356,13 +232,13 @@ LSTATUS WINAPI FakeRegOpenKeyExA(HKEY root, const char* path, DWORD, REGSAM acce
     return ERROR_FILE_NOT_FOUND;
   }
   ++gFakeSystem->openKeys;
-  *opened = corvane::test::KeyOf(static_cast<std::size_t>(found - gFakeSystem->interfaces.begin()));
+  *opened = KeyOf(static_cast<std::size_t>(found - gFakeSystem->interfaces.begin()));
   return ERROR_SUCCESS;
 }
 
 LSTATUS WINAPI FakeRegQueryValueExA(HKEY key, const char* name, DWORD*, DWORD*, BYTE* bytes,
                                     DWORD* size) {
-  const sFakeInterface& present = gFakeSystem->interfaces.at(corvane::test::IndexOf(key));
+  const sFakeInterface& present = gFakeSystem->interfaces.at(IndexOf(key));
   gFakeSystem->nameSizeAsked = *size;
   if (std::string_view(name) != "PortName" || !present.portName) {
     return ERROR_FILE_NOT_FOUND;
@@ -384,7 +260,7 @@ HANDLE WINAPI FakeCreateFileA(const char* path, DWORD access, DWORD shareMode,
                               SECURITY_ATTRIBUTES* security, DWORD disposition, DWORD attributes,
                               HANDLE model) {
   if (std::string_view(path).substr(0, 4) != R"(\\.\)") {
-    return ORIGINAL(CreateFileA)(path, access, shareMode, security, disposition, attributes, model);
+    return ::CreateFileA(path, access, shareMode, security, disposition, attributes, model);
   }
   gFakeSystem->calls.push_back(std::string("open ") + path);
   ProbeTheLock();
@@ -423,8 +299,8 @@ BOOL WINAPI FakeSetCommTimeouts(HANDLE, COMMTIMEOUTS* timeouts) {
 
 BOOL WINAPI FakeWriteFile(HANDLE file, const void* bytes, DWORD length, DWORD* written,
                           OVERLAPPED* overlapped) {
-  if (gFakeSystem == nullptr || !gFakeSystem->HasPort(file)) {
-    return ORIGINAL(WriteFile)(file, bytes, length, written, overlapped);
+  if (!gFakeSystem->HasPort(file)) {
+    return ::WriteFile(file, bytes, length, written, overlapped);
   }
   const cPortGuard guard(*gFakeSystem);
   gFakeSystem->calls.emplace_back("write");
@@ -439,8 +315,8 @@ BOOL WINAPI FakeWriteFile(HANDLE file, const void* bytes, DWORD length, DWORD* w
 
 BOOL WINAPI FakeReadFile(HANDLE file, void* bytes, DWORD length, DWORD* received,
                          OVERLAPPED* overlapped) {
-  if (gFakeSystem == nullptr || file == nullptr) {
-    return ORIGINAL(ReadFile)(file, bytes, length, received, overlapped);
+  if (file == nullptr) {
+    return ::ReadFile(file, bytes, length, received, overlapped);
   }
   const cPortGuard guard(*gFakeSystem);
   gFakeSystem->readLengthsAsked.push_back(length);
@@ -463,3 +339,99 @@ BOOL WINAPI FakeReadFile(HANDLE file, void* bytes, DWORD length, DWORD* received
 }
 
 }  // namespace
+
+struct cFakeSystem::sReplacedCalls {
+  cReplacedCall<decltype(&::CreateEventW)> createEventW{KernelCalls().CreateEventW,
+                                                        FakeCreateEventW};
+  cReplacedCall<decltype(&::CreateThread)> createThread{KernelCalls().CreateThread,
+                                                        FakeCreateThread};
+  cReplacedCall<decltype(&::WaitForSingleObject)> waitForSingleObject{
+      KernelCalls().WaitForSingleObject, FakeWaitForSingleObject};
+  cReplacedCall<decltype(&::CloseHandle)> closeHandle{KernelCalls().CloseHandle, FakeCloseHandle};
+  cReplacedCall<decltype(&::CreateFileA)> createFileA{SerialCalls().CreateFileA, FakeCreateFileA};
+  cReplacedCall<decltype(&::GetCommState)> getCommState{SerialCalls().GetCommState,
+                                                        FakeGetCommState};
+  cReplacedCall<decltype(&::SetCommState)> setCommState{SerialCalls().SetCommState,
+                                                        FakeSetCommState};
+  cReplacedCall<decltype(&::SetCommTimeouts)> setCommTimeouts{SerialCalls().SetCommTimeouts,
+                                                              FakeSetCommTimeouts};
+  cReplacedCall<decltype(&::ReadFile)> readFile{SerialCalls().ReadFile, FakeReadFile};
+  cReplacedCall<decltype(&::WriteFile)> writeFile{SerialCalls().WriteFile, FakeWriteFile};
+  cReplacedCall<decltype(&::CancelSynchronousIo)> cancelSynchronousIo{
+      SerialCalls().CancelSynchronousIo, FakeCancelSynchronousIo};
+  cReplacedCall<decltype(&::RegOpenKeyExA)> regOpenKeyExA{SerialCalls().RegOpenKeyExA,
+                                                          FakeRegOpenKeyExA};
+  cReplacedCall<decltype(&::RegQueryValueExA)> regQueryValueExA{SerialCalls().RegQueryValueExA,
+                                                                FakeRegQueryValueExA};
+  cReplacedCall<decltype(&::RegCloseKey)> regCloseKey{SerialCalls().RegCloseKey, FakeRegCloseKey};
+  cReplacedCall<decltype(&::SetupDiGetClassDevsW)> setupDiGetClassDevsW{
+      SerialCalls().SetupDiGetClassDevsW, FakeSetupDiGetClassDevsW};
+  cReplacedCall<decltype(&::SetupDiEnumDeviceInterfaces)> setupDiEnumDeviceInterfaces{
+      SerialCalls().SetupDiEnumDeviceInterfaces, FakeSetupDiEnumDeviceInterfaces};
+  cReplacedCall<decltype(&::SetupDiGetDeviceInterfaceDetailA)> setupDiGetDeviceInterfaceDetailA{
+      SerialCalls().SetupDiGetDeviceInterfaceDetailA, FakeSetupDiGetDeviceInterfaceDetailA};
+  cReplacedCall<decltype(&::SetupDiDestroyDeviceInfoList)> setupDiDestroyDeviceInfoList{
+      SerialCalls().SetupDiDestroyDeviceInfoList, FakeSetupDiDestroyDeviceInfoList};
+  cReplacedCall<decltype(&::SetupDiGetDeviceRegistryPropertyA)> setupDiGetDeviceRegistryPropertyA{
+      PortListCalls().SetupDiGetDeviceRegistryPropertyA, FakeSetupDiGetDeviceRegistryPropertyA};
+};
+
+cFakeSystem::cFakeSystem()
+    : tick(CreateEventW(nullptr, FALSE, FALSE, nullptr)),
+      failWait(CreateEventW(nullptr, FALSE, FALSE, nullptr)),
+      arrived(CreateSemaphoreW(nullptr, 0, 1000, nullptr)) {
+  // The code under test comes here while a test has memory run out.
+  watcherWaits.reserve(1000);
+  eventsAsked.reserve(1000);
+  threadsAsked.reserve(1000);
+  gFakeSystem = this;
+  replaced = std::make_unique<sReplacedCalls>();
+}
+
+cFakeSystem::~cFakeSystem() {
+  replaced.reset();
+  gFakeSystem = nullptr;
+  CloseHandle(tick);
+  CloseHandle(failWait);
+  CloseHandle(arrived);
+}
+
+bool cFakeSystem::HasPort(HANDLE handle) {
+  const cPortGuard guard(*this);
+  return ports.contains(handle);
+}
+
+void cFakeSystem::Receive(std::vector<std::uint8_t> bytes) {
+  const cPortGuard guard(*this);
+  toRead.push_back(std::move(bytes));
+  WakeAllConditionVariable(&readable);
+}
+
+sThreadAsked cFakeSystem::ThreadOf(LPTHREAD_START_ROUTINE routine) {
+  const cPortGuard guard(*this);
+  const auto found =
+      std::find_if(threadsAsked.rbegin(), threadsAsked.rend(),
+                   [routine](const sThreadAsked& asked) { return asked.routine == routine; });
+  return found == threadsAsked.rend() ? sThreadAsked{} : *found;
+}
+
+int cFakeSystem::OpenEvents() {
+  const cPortGuard guard(*this);
+  return static_cast<int>(
+      events.size() - static_cast<std::size_t>(std::count(events.begin(), events.end(), nullptr)));
+}
+
+void cFakeSystem::FailReads() {
+  const cPortGuard guard(*this);
+  readsFail = true;
+  WakeAllConditionVariable(&readable);
+}
+
+void cFakeSystem::WaitForWatcher() { WaitForSingleObject(arrived, INFINITE); }
+
+void cFakeSystem::Look() {
+  SetEvent(tick);
+  WaitForWatcher();
+}
+
+}  // namespace corvane::test

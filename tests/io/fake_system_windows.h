@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <deque>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -66,8 +67,9 @@ struct sFileAsked {
 // Whether another thread than this one can take `lock`.
 bool OthersCanTake(cLock& lock);
 
-// Stands in for the system's COM ports: SetupAPI, the registry and the serial calls of this test
-// program come here, and the watcher's one-second waits end when the test says so.
+// While it lives it stands in for the system's COM ports: the library's calls of SetupAPI, of the
+// registry and of serial lines come here, and the watcher's one-second waits end when the test says
+// so.
 //
 // A fresh one has no ports, and nothing fails. It must outlive every transport under test. Only one
 // transport at a time can be made to look.
@@ -154,6 +156,10 @@ class cFakeSystem {
   std::deque<std::vector<std::uint8_t>> toRead;
   bool readsFail = false;
   std::array<HANDLE, 100> events{};  // of fixed size: tests have memory run out, and count it
+
+ private:
+  struct sReplacedCalls;
+  std::unique_ptr<sReplacedCalls> replaced;
 };
 
 extern cFakeSystem* gFakeSystem;

@@ -4,6 +4,7 @@
 #include <mutex>
 
 #include "io/serial/com_ports.h"
+#include "io/serial/serial_calls.h"
 #include "platform/debug_print.h"
 #include "platform/windows_calls.h"
 
@@ -19,7 +20,7 @@ bool SetLineState(HANDLE port) {
   static_assert(sizeof(DCB) == 28);
   DCB state{};
   state.DCBlength = sizeof state;
-  if (!GetCommState(port, &state)) {
+  if (!SerialCalls().GetCommState(port, &state)) {
     return false;
   }
   state.fOutX = FALSE;
@@ -27,7 +28,7 @@ bool SetLineState(HANDLE port) {
   state.fErrorChar = FALSE;
   state.fAbortOnError = FALSE;
   state.ByteSize = 8;
-  return SetCommState(port, &state) != FALSE;
+  return SerialCalls().SetCommState(port, &state) != FALSE;
 }
 
 bool SetTimeouts(HANDLE port) {
@@ -40,7 +41,7 @@ bool SetTimeouts(HANDLE port) {
   // modem that stalls.
   timeouts.WriteTotalTimeoutMultiplier = 1000;
   timeouts.WriteTotalTimeoutConstant = 1;
-  return SetCommTimeouts(port, &timeouts) != FALSE;
+  return SerialCalls().SetCommTimeouts(port, &timeouts) != FALSE;
 }
 
 }  // namespace
@@ -98,7 +99,7 @@ void cComIO::Close() {
 
 bool cComIO::Write(const void* data, std::uint32_t length) {
   DWORD written = 0;
-  if (WriteFile(port, data, length, &written, nullptr) && written == length) {
+  if (SerialCalls().WriteFile(port, data, length, &written, nullptr) && written == length) {
     return true;
   }
   ClosePort();
@@ -116,7 +117,7 @@ void cComIO::ClosePort() {
     return;
   }
   if (readerThread != nullptr) {
-    CancelSynchronousIo(readerThread);
+    SerialCalls().CancelSynchronousIo(readerThread);
     readerThread = nullptr;
   }
   KernelCalls().CloseHandle(port.exchange(INVALID_HANDLE_VALUE));
@@ -145,8 +146,8 @@ void cComIO::OpenPort() {
   // The path has room for 63 characters: of a name of 60 and more the first 59 are what is opened.
   char path[kDevicePathSize];
   std::snprintf(path, sizeof path, R"(\\.\%s)", portName);
-  FileHandle opened(CreateFileA(path, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
-                                FILE_ATTRIBUTE_NORMAL, nullptr));
+  FileHandle opened(SerialCalls().CreateFileA(path, GENERIC_READ | GENERIC_WRITE, 0, nullptr,
+                                              OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
   if (!opened || !SetLineState(opened.Get()) || !SetTimeouts(opened.Get())) {
     return;
   }

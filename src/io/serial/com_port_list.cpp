@@ -3,6 +3,7 @@
 
 #include "io/serial/com_port_scan.h"
 #include "io/serial/com_ports.h"
+#include "io/serial/serial_calls.h"
 
 namespace corvane {
 namespace {
@@ -10,9 +11,9 @@ namespace {
 std::string Description(cComPortScan& scan) {
   for (const DWORD property : {DWORD{SPDRP_FRIENDLYNAME}, DWORD{SPDRP_DEVICEDESC}}) {
     char text[256] = {};
-    if (SetupDiGetDeviceRegistryPropertyA(scan.DeviceList(), scan.Device(), property, nullptr,
-                                          reinterpret_cast<BYTE*>(text), sizeof text - 1,
-                                          nullptr)) {
+    if (PortListCalls().SetupDiGetDeviceRegistryPropertyA(
+            scan.DeviceList(), scan.Device(), property, nullptr, reinterpret_cast<BYTE*>(text),
+            sizeof text - 1, nullptr)) {
       return text;
     }
   }
@@ -20,6 +21,11 @@ std::string Description(cComPortScan& scan) {
 }
 
 }  // namespace
+
+sPortListCalls& PortListCalls() {
+  static sPortListCalls calls;
+  return calls;
+}
 
 std::vector<sComPort> ListComPorts() {
   std::vector<sComPort> ports;

@@ -16,7 +16,7 @@ constexpr std::size_t kKeyPathSize = 512;
 struct sRegistryKey {
   using Handle = HKEY;
   static HKEY None() { return nullptr; }
-  static void Close(HKEY key) { RegCloseKey(key); }
+  static void Close(HKEY key) { SerialCalls().RegCloseKey(key); }
 };
 
 // Cuts `path`, such as \\?\USB#VID_1234&PID_0001#0001#{guid}, at every "#" and forms the path of
@@ -50,8 +50,8 @@ bool DeviceKeyPath(char* path, char (&keyPath)[kKeyPathSize]) {
 }  // namespace
 
 cComPortScan::cComPortScan()
-    : list(SetupDiGetClassDevsW(&kComPortInterface, nullptr, nullptr,
-                                DIGCF_PRESENT | DIGCF_DEVICEINTERFACE)) {}
+    : list(SerialCalls().SetupDiGetClassDevsW(&kComPortInterface, nullptr, nullptr,
+                                              DIGCF_PRESENT | DIGCF_DEVICEINTERFACE)) {}
 
 bool cComPortScan::Next() {
   while (list && ReadInterface(index++)) {
@@ -71,16 +71,16 @@ std::string_view cComPortScan::PortName() const {
 bool cComPortScan::ReadInterface(DWORD interfaceIndex) {
   SP_DEVICE_INTERFACE_DATA found{};
   found.cbSize = sizeof found;
-  if (!SetupDiEnumDeviceInterfaces(list.Get(), nullptr, &kComPortInterface, interfaceIndex,
-                                   &found)) {
+  if (!SerialCalls().SetupDiEnumDeviceInterfaces(list.Get(), nullptr, &kComPortInterface,
+                                                 interfaceIndex, &found)) {
     return false;
   }
   auto* const detail = new (buffer) SP_DEVICE_INTERFACE_DETAIL_DATA_A{};
   detail->cbSize = sizeof *detail;
   device = {};
   device.cbSize = sizeof device;
-  return SetupDiGetDeviceInterfaceDetailA(list.Get(), &found, detail, sizeof buffer, nullptr,
-                                          &device) != FALSE;
+  return SerialCalls().SetupDiGetDeviceInterfaceDetailA(list.Get(), &found, detail, sizeof buffer,
+                                                        nullptr, &device) != FALSE;
 }
 
 // Puts the value "PortName" of the device's key over the record. False without a key.
@@ -92,12 +92,14 @@ bool cComPortScan::ReadPortName() {
     return false;
   }
   HKEY opened = nullptr;
-  if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, keyPath, 0, KEY_READ, &opened) != ERROR_SUCCESS) {
+  if (SerialCalls().RegOpenKeyExA(HKEY_LOCAL_MACHINE, keyPath, 0, KEY_READ, &opened) !=
+      ERROR_SUCCESS) {
     return false;
   }
   const cOwnedHandle<sRegistryKey> key(opened);
   DWORD size = sizeof buffer;
-  nameResult = RegQueryValueExA(key.Get(), "PortName", nullptr, nullptr, buffer, &size);
+  nameResult =
+      SerialCalls().RegQueryValueExA(key.Get(), "PortName", nullptr, nullptr, buffer, &size);
   return true;
 }
 

@@ -1,13 +1,9 @@
 #pragma once
 
-// clang-format off
-#include <windows.h>
-#include <setupapi.h>
-// clang-format on
-
 #include <cstddef>
 #include <string_view>
 
+#include "io/serial/serial_calls.h"
 #include "platform/windows_handle.h"
 
 namespace corvane {
@@ -15,7 +11,7 @@ namespace corvane {
 struct sDeviceInfoList {
   using Handle = HDEVINFO;
   static HDEVINFO None() { return INVALID_HANDLE_VALUE; }
-  static void Close(HDEVINFO list) { SetupDiDestroyDeviceInfoList(list); }
+  static void Close(HDEVINFO list) { SerialCalls().SetupDiDestroyDeviceInfoList(list); }
 };
 
 // One walk over the present COM-port interfaces. It allocates nothing, so the watcher cannot be

@@ -3,6 +3,7 @@
 #include "capture/reader_loop.h"
 #include "capture/reader_thread.h"
 #include "io/serial/com_io.h"
+#include "io/serial/serial_calls.h"
 #include "platform/windows_calls.h"
 
 namespace corvane {
@@ -23,8 +24,8 @@ DWORD WINAPI ReaderThread(void* context) {
     if (session.transport->kind == kSerialPort) {
       auto& serial = static_cast<cComIO&>(*session.transport);
       const std::span<std::uint8_t> room = loop.Room();
-      if (!ReadFile(serial.Port(), room.data(), static_cast<DWORD>(room.size()), &received,
-                    nullptr)) {
+      if (!SerialCalls().ReadFile(serial.Port(), room.data(), static_cast<DWORD>(room.size()),
+                                  &received, nullptr)) {
         serial.ClosePort();
         return 0;
       }
