@@ -3,6 +3,26 @@
  * Load corvane.dll (or link its import library) and pair every successful CorvaneStart with a
  * CorvaneStop. One capture runs at a time in a process, and calls must not overlap: there is one
  * capture slot and no lock around it. For C (C99) and C++ hosts on Windows x64.
+ *
+ * Where to call from. Not from DllMain, nor from a destructor that runs while a DLL unloads: each
+ * function waits for a thread of the library, which can neither begin nor end while the system's
+ * loader lock is held, so the call would never return. The library must not be unloaded while a
+ * capture runs.
+ *
+ * A process that exits without CorvaneStop leaves a capture file without index and trailer. It has
+ * every item up to then, and the tools still read it, but as one that was not closed.
+ *
+ * The library's diagnostics are short lines on the process's standard output. A host that has
+ * redirected it must drain it: when a pipe is full, the thread that prints waits, and with it the
+ * capture.
+ *
+ * How much a configuration may ask for. The requests of one connection stand in a queue of 1000
+ * places. 13 are fixed; the event IDs take one at most, all together; the log codes one for each
+ * value of their bits 12 to 15 that occurs (0x1004 and 0x1388 share one; 16 at most); MessageLevels
+ * one for each subsystem ID. So 987 subsystems are the most beside no event IDs and no log codes,
+ * and 970 beside some of both with every value. Each request beyond 1000 costs the first one that
+ * is left: it is never sent, and as a request waits for the reply to the one before, a modem that
+ * sends nothing by itself is then asked nothing at all.
  */
 #ifndef CORVANE_H
 #define CORVANE_H
@@ -11,7 +31,10 @@
 #include <stdbool.h>
 #endif
 
-#ifdef CORVANE_BUILDING_DLL
+#if !defined(_WIN32)
+/* There is no library, but the tests of a host can define the two functions themselves. */
+#define CORVANE_API
+#elif defined(CORVANE_BUILDING_DLL)
 #define CORVANE_API __declspec(dllexport)
 #else
 #define CORVANE_API __declspec(dllimport)
@@ -42,8 +65,6 @@ extern "C" {
  * threads. A configuration file that cannot be opened leaves a zero-length capture file behind, a
  * device that cannot be opened a complete one without packets. Two captures into one file spoil
  * each other.
- *
- * Diagnostics are short lines on the process's standard output.
  */
 CORVANE_API bool CorvaneStart(const char* deviceName, const char* configPath,
                               const char* outputPath);
