@@ -5,10 +5,11 @@ set -eu
 cd "$(dirname -- "$0")/.."
 . scripts/steps.sh
 
-# llvm has the symbolizer, without which the leak checker's suppressions name nothing.
+# llvm has the symbolizer, without which the leak checker's suppressions name nothing. What is
+# installed is packed with dpkg-dev and file, and found with pkgconf.
 patient_step scripts/packages.sh cmake ninja-build g++ clang libclang-rt-dev llvm \
   g++-mingw-w64-x86-64-posix wine wine64 googletest libcli11-dev libfmt-dev nlohmann-json3-dev \
-  python3 procps
+  python3 procps dpkg-dev file pkgconf
 
 step scripts/build.sh native asan tsan mingw
 
