@@ -8,6 +8,7 @@
 
 #include "diag/hdlc.h"
 #include "diag/packets.h"
+#include "support/reference_crc.h"
 
 namespace corvane {
 namespace {
@@ -40,18 +41,6 @@ class RandomFramesTest : public testing::Test {
   std::mt19937 generator{kSeed};
   testing::ScopedTrace trace{__FILE__, __LINE__, "seed " + std::to_string(kSeed)};
 };
-
-// The CRC's definition, one bit at a time, without the complement at the end.
-std::uint32_t RegisterAfter(const ByteVector& bytes) {
-  std::uint32_t crc = 0xFFFF;
-  for (const std::uint8_t byte : bytes) {
-    crc ^= byte;
-    for (int bit = 0; bit < 8; ++bit) {
-      crc = (crc & 1) != 0 ? (crc >> 1) ^ 0x8408 : crc >> 1;
-    }
-  }
-  return crc;
-}
 
 struct sExpected {
   bool null = true;
@@ -91,7 +80,7 @@ sExpected ExpectedOf(const ByteVector& received) {
     unstuffed.push_back(static_cast<std::uint8_t>(escaped ? bytes[i] ^ 0x20 : bytes[i]));
     escaped = false;
   }
-  if (RegisterAfter(unstuffed) != 0xF0B8) {
+  if ((ReferenceCrc(unstuffed) ^ 0xFFFF) != 0xF0B8) {
     return expected;
   }
   expected.null = false;

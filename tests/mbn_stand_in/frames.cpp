@@ -2,24 +2,10 @@
 
 #include <stdexcept>
 
+#include "support/reference_crc.h"
+
 namespace mbn_stand_in {
 namespace {
-
-// Bit by bit, unlike the library's table: what is compared here should not be computed alike.
-std::uint16_t Crc(const ByteVector& bytes) {
-  std::uint16_t crc = 0xFFFF;
-  for (const std::uint8_t byte : bytes) {
-    crc = static_cast<std::uint16_t>(crc ^ byte);
-    for (int bit = 0; bit < 8; ++bit) {
-      const bool isSet = (crc & 1) != 0;
-      crc = static_cast<std::uint16_t>(crc >> 1);
-      if (isSet) {
-        crc = static_cast<std::uint16_t>(crc ^ 0x8408);
-      }
-    }
-  }
-  return static_cast<std::uint16_t>(~crc);
-}
 
 int HexDigit(char c) {
   if (c >= '0' && c <= '9') {
@@ -37,7 +23,7 @@ int HexDigit(char c) {
 }  // namespace
 
 ByteVector Frame(const ByteVector& packet) {
-  const std::uint16_t crc = Crc(packet);
+  const std::uint16_t crc = corvane::ReferenceCrc(packet);
   ByteVector body = packet;
   body.push_back(static_cast<std::uint8_t>(crc & 0xFF));
   body.push_back(static_cast<std::uint8_t>(crc >> 8));
@@ -72,7 +58,7 @@ ByteVector Unframe(const ByteVector& frame) {
     return {};
   }
   ByteVector packet(body.begin(), body.end() - 2);
-  const std::uint16_t crc = Crc(packet);
+  const std::uint16_t crc = corvane::ReferenceCrc(packet);
   const bool isGood = body[body.size() - 2] == (crc & 0xFF) && body[body.size() - 1] == (crc >> 8);
   return isGood ? packet : ByteVector{};
 }
