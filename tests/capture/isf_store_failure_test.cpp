@@ -206,7 +206,7 @@ TEST_F(IsfStoreFailureTest, AHeaderThatCannotBeWrittenLeavesAFileThatRefusesItem
   store.Attach(std::move(second));
   EXPECT_EQ(Add(packet), 9U);
   store.Close();
-  EXPECT_TRUE(ReadFile(scratch.File("second.isf")).empty());
+  EXPECT_TRUE(ReadFile(scratch.Path("second.isf")).empty());
 }
 
 TEST_F(IsfStoreFailureTest, EachFailingWriteOfCloseEndsTheFileThereAndFreesTheStore) {
@@ -233,7 +233,7 @@ TEST_F(IsfStoreFailureTest, EachFailingWriteOfCloseEndsTheFileThereAndFreesTheSt
     Attach("next.isf");
     ASSERT_EQ(Add(packet), kErrorSuccess);
     store.Close();
-    EXPECT_EQ(DecodeEnd(ReadFile(scratch.File("next.isf")), 1).itemCount, 1U);
+    EXPECT_EQ(DecodeEnd(ReadFile(scratch.Path("next.isf")), 1).itemCount, 1U);
   }
 }
 
@@ -296,14 +296,14 @@ TEST_F(IsfStoreMemoryTest, WithoutMemoryForABlockOrTheIndexTheResultIsCode8AndNo
     while (counters.itemCount < items) {
       ASSERT_EQ(fresh.AddItem(&item, 1), kErrorSuccess);
     }
-    const std::size_t size = ReadFile(scratch.File("fresh.isf")).size();
+    const std::size_t size = ReadFile(scratch.Path("fresh.isf")).size();
     for (std::uint32_t nth = 1; nth <= 2; ++nth) {  // the block, the index
       SCOPED_TRACE(nth);
       cAllocationFailure failure(eHeap::New, nth);
       const std::uint32_t result = fresh.AddItem(&item, 1);
       ASSERT_TRUE(failure.Disarm());
       EXPECT_EQ(result, 8U);
-      EXPECT_EQ(ReadFile(scratch.File("fresh.isf")).size(), size);
+      EXPECT_EQ(ReadFile(scratch.Path("fresh.isf")).size(), size);
       EXPECT_EQ(counters.itemCount, items);
       EXPECT_EQ(counters.Blocks(), items / 8192);
     }
@@ -312,7 +312,7 @@ TEST_F(IsfStoreMemoryTest, WithoutMemoryForABlockOrTheIndexTheResultIsCode8AndNo
     EXPECT_FALSE(failure.Disarm()) << "nothing else needs memory";
     EXPECT_EQ(result, kErrorSuccess);
   }
-  EXPECT_EQ(DecodeCapture(ReadFile(scratch.File("fresh.isf"))).Items().size(), 8193U);
+  EXPECT_EQ(DecodeCapture(ReadFile(scratch.Path("fresh.isf"))).Items().size(), 8193U);
 }
 
 TEST_F(IsfStoreMemoryTest, WithoutMemoryToSplitAReportNothingOfItIsRecorded) {

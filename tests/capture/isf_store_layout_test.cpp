@@ -202,7 +202,7 @@ TEST_F(IsfStoreLayoutTest, PositionsBeyondTwoAndFourGibibytesWork) {
     store.Close();
 
     // From the block on the file is one item's file, at another place.
-    std::ifstream file(scratch.File(name.c_str()), std::ios::binary);
+    std::ifstream file(scratch.Path(name), std::ios::binary);
     file.seekg(static_cast<std::streamoff>(far));
     const ByteVector tail{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
     ASSERT_EQ(tail.size(), 57360U + 6U + 16U + 16U);
@@ -223,7 +223,7 @@ TEST_F(IsfStoreLayoutTest, AttachFinishesTheFileBeforeAndStartsTheNewOneFromZero
 
   AddNumbered(2);
   store.Close();
-  const ByteVector second = ReadFile(scratch.File("second.isf"));
+  const ByteVector second = ReadFile(scratch.Path("second.isf"));
   EXPECT_EQ(DecodeCapture(second).Items().size(), 2U);
   EXPECT_EQ(DecodeEnd(second, 1).itemCount, 2U);
 }
@@ -233,7 +233,7 @@ TEST_F(IsfStoreLayoutTest, DestroyingTheStoreClosesTheFileFirst) {
     cISFStore other;
     other.Attach(Create("other.isf"));
   }
-  EXPECT_EQ(DecodeEnd(ReadFile(scratch.File("other.isf")), 0).itemCount, 0U);
+  EXPECT_EQ(DecodeEnd(ReadFile(scratch.Path("other.isf")), 0).itemCount, 0U);
 }
 
 TEST_F(IsfStoreLayoutTest, ClosingTwiceChangesNothing) {

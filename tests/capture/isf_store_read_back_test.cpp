@@ -33,7 +33,7 @@ class IsfStoreReadBackTest : public cStoreTest {
 
   [[nodiscard]] std::unique_ptr<cCaptureFile> Open() const {
     sCaptureError error;
-    auto capture = cCaptureFile::Open(scratch.File(kFileName).string(), error);
+    auto capture = cCaptureFile::Open(scratch.Path(kFileName), error);
     EXPECT_NE(capture, nullptr);
     return capture;
   }

@@ -106,7 +106,7 @@ TEST_F(IsfStoreRefusalTest, AStreamThatIsNotOpenIsNotAttachedButTheFileBeforeIsF
   EXPECT_EQ(store.WriteAt(0, &byte, 1), 160U) << "there is no file, rather than a failed one";
   Attach("second.isf");
   store.Attach(nullptr);
-  EXPECT_EQ(DecodeEnd(ReadFile(scratch.File("second.isf")), 0).itemCount, 0U);
+  EXPECT_EQ(DecodeEnd(ReadFile(scratch.Path("second.isf")), 0).itemCount, 0U);
   EXPECT_EQ(Add({0x0A}), 9U);
 }
 
@@ -145,9 +145,9 @@ TEST_F(IsfStoreRefusalTest, TheItemCountIsComparedIn32Bits) {
 
 TEST_F(IsfStoreRefusalTest, AFileThatEndsWithinTheNewestBlockIsRefusedWithCode9) {
   ASSERT_EQ(Add({0x0A}), 0U);
-  std::filesystem::resize_file(scratch.File(kFileName), 4 + 57359);
+  std::filesystem::resize_file(scratch.Path(kFileName), 4 + 57359);
   EXPECT_EQ(Add({0x0A}), 9U);
-  std::filesystem::resize_file(scratch.File(kFileName), 4 + 57360);
+  std::filesystem::resize_file(scratch.Path(kFileName), 4 + 57360);
   EXPECT_EQ(Add({0x0A}), 0U);
 }
 

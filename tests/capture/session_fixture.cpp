@@ -6,19 +6,15 @@
 #include <iomanip>
 #include <iterator>
 #include <memory>
-#include <optional>
-#include <random>
-#include <stdexcept>
 #include <tuple>
 #include <utility>
 
 #include "capture/connection.h"
 #include "capture/data_delivery.h"
-#include "capture/isf/layout.h"
 #include "capture/reader_thread.h"
 #include "capture/receive_path.h"
 #include "diag/hdlc.h"
-#include "diag/little_endian.h"
+#include "support/capture_decoder.h"
 
 namespace corvane {
 
@@ -50,20 +46,6 @@ const std::vector<ByteVector> kStartUpPackets = {
     {0x60, 0x01},
 };
 
-cTemporaryFolder::cTemporaryFolder() {
-  std::random_device random;
-  do {
-    path = std::filesystem::temp_directory_path() / ("corvane-test-" + std::to_string(random()));
-  } while (!std::filesystem::create_directory(path));
-}
-
-cTemporaryFolder::~cTemporaryFolder() {
-  std::error_code ignored;
-  std::filesystem::remove_all(path, ignored);
-}
-
-std::string cTemporaryFolder::File(std::string_view name) const { return (path / name).string(); }
-
 ByteVector ReadFileBytes(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   const std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
@@ -82,56 +64,21 @@ std::ostream& operator<<(std::ostream& stream, const sFileItem& item) {
   return stream << std::dec;
 }
 
-namespace {
-
-// The item that the directory entry at `entry` of the block at `block` tells of; none when the
-// entry is not used.
-std::optional<sFileItem> ReadItem(const ByteVector& file, std::size_t block, std::size_t entry) {
-  const std::size_t length = Load16(&file[entry + isf::kEntryLength]);
-  if (length == 0) {
-    return std::nullopt;
-  }
-  const std::uint32_t flags = file[entry + isf::kEntryFlags];
-  const std::size_t timeSize = std::size_t{1} << ((flags >> isf::kFlagsWidthShift) & 3);
-  const std::size_t extraSize = (flags & isf::kFlagsExtraField) != 0 ? 4 : 0;
-  const std::size_t start =
-      block + isf::kBlockSize + Load32(&file[entry + isf::kEntryPosition]) + timeSize + extraSize;
-  if (start + length > file.size()) {
-    throw std::runtime_error("an item lies outside the file");
-  }
-  const auto first = file.begin() + static_cast<std::ptrdiff_t>(start);
-  return sFileItem{flags & isf::kFlagsTypeMask,
-                   ByteVector(first, first + static_cast<std::ptrdiff_t>(length))};
-}
-
-}  // namespace
-
 std::vector<sFileItem> ReadItems(const std::string& path) {
-  const ByteVector file = ReadFileBytes(path);
   std::vector<sFileItem> items;
-  if (file.size() == isf::kHeaderSize) {
-    return items;
-  }
-  for (std::size_t block = isf::kHeaderSize; block != 0;) {
-    if (block + isf::kBlockSize > file.size()) {
-      throw std::runtime_error("a block is cut off");
-    }
-    for (std::size_t i = 0; i < isf::kItemsPerBlock; ++i) {
-      auto item = ReadItem(file, block, block + i * isf::kDirectoryEntrySize);
-      if (!item) {
-        break;
-      }
-      items.push_back(*std::move(item));
-    }
-    block = static_cast<std::size_t>(Load64(&file[block + isf::kNextBlockOffset]));
+  for (const sDecodedItem& item : DecodeCapture(ReadFileBytes(path)).Items()) {
+    items.push_back({item.type, item.packet});
   }
   return items;
 }
 
 bool IsClosedCapture(const std::string& path) {
   const ByteVector file = ReadFileBytes(path);
-  return file.size() >= isf::kHeaderSize + isf::kTrailerSize &&
-         Load32(&file[file.size() - 4]) == isf::kTrailerMagic;
+  const sDecodedCapture capture = DecodeCapture(file);
+  if (!HasTrailer(file)) {
+    return false;
+  }
+  return DecodeEnd(file, capture.blocks.size()).itemCount == capture.Items().size();
 }
 
 ByteVector Framed(const ByteVector& packet) {
@@ -162,14 +109,13 @@ sFileItem TextItem(std::string_view text) {
     packet.push_back(0);
   }
   packet.insert(packet.end(), {0, 0});
-  return {isf::kInformationItem, packet};
+  return {7, packet};
 }
 
 sFileItem InformationItem() {
-  return {isf::kInformationItem,
-          {0xC0, 0xFF, 0xFF, 0xFF, 'C', 0,   'o', 0,   'r', 0,   'v', 0,   'a', 0,   'n',
-           0,    'e',  0,    ' ',  0,   'v', 0,   'e', 0,   'r', 0,   's', 0,   'i', 0,
-           'o',  0,    'n',  0,    ' ', 0,   '1', 0,   '.', 0,   '0', 0,   0,   0}};
+  return {7, {0xC0, 0xFF, 0xFF, 0xFF, 'C', 0,   'o', 0,   'r', 0,   'v', 0,   'a', 0,   'n',
+              0,    'e',  0,    ' ',  0,   'v', 0,   'e', 0,   'r', 0,   's', 0,   'i', 0,
+              'o',  0,    'n',  0,    ' ', 0,   '1', 0,   '.', 0,   '0', 0,   0,   0}};
 }
 
 bool cFakeTransport::Write(const void* data, std::uint32_t length) {

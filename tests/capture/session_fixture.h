@@ -4,8 +4,9 @@
 
 #include <atomic>
 #include <cstdint>
-#include <filesystem>
+#include <fstream>
 #include <functional>
+#include <memory>
 #include <ostream>
 #include <string>
 #include <string_view>
@@ -14,6 +15,7 @@
 #include "capture/session.h"
 #include "capture/transport.h"
 #include "filters/mask_lists.h"
+#include "support/temp_directory.h"
 
 // What the tests of the capture session share: a session with a capture file in a folder of its
 // own, a transport that remembers what was written to it, and definitions of StartReaderThread and
@@ -21,21 +23,6 @@
 namespace corvane {
 
 using ByteVector = std::vector<std::uint8_t>;
-
-// A new folder in the system's folder for temporary files, removed with everything in it.
-class cTemporaryFolder {
- public:
-  cTemporaryFolder();
-  ~cTemporaryFolder();
-  cTemporaryFolder(const cTemporaryFolder&) = delete;
-  cTemporaryFolder& operator=(const cTemporaryFolder&) = delete;
-
-  // The path of the file `name` in the folder.
-  [[nodiscard]] std::string File(std::string_view name) const;
-
- private:
-  std::filesystem::path path;
-};
 
 [[nodiscard]] ByteVector ReadFileBytes(const std::string& path);
 void WriteFileText(const std::string& path, std::string_view text);
@@ -52,7 +39,8 @@ std::ostream& operator<<(std::ostream& stream, const sFileItem& item);
 // The items of a capture file, which may still be growing.
 [[nodiscard]] std::vector<sFileItem> ReadItems(const std::string& path);
 
-// Whether the file ends with a trailer, as it does once the capture was closed.
+// Whether the file ends with a trailer that counts its items, as it does once the capture was
+// closed.
 [[nodiscard]] bool IsClosedCapture(const std::string& path);
 
 // The packet in its frame, and frames one after the other.
@@ -124,8 +112,8 @@ class cSessionTest : public testing::Test {
   // The bytes of the queued requests, in order.
   [[nodiscard]] std::vector<ByteVector> Queued();
 
-  cTemporaryFolder folder;
-  std::string capturePath = folder.File("capture.isf");
+  cTempDirectory folder;
+  std::string capturePath = folder.Path("capture.isf");
   cFakeTransport serial{kSerialPort};
   cFakeTransport broadband{kMobileBroadband};
   cCaptureSession session;

@@ -109,7 +109,7 @@ TEST_F(StartCaptureTest, AStreamThatFailedCannotTakeTheInformationItem) {
 TEST_F(StartCaptureTest, AnEarlierFileIsFinishedFirst) {
   Start();
   const std::string earlierPath = capturePath;
-  capturePath = folder.File("second.isf");
+  capturePath = folder.Path("second.isf");
   Start();
   EXPECT_TRUE(IsClosedCapture(earlierPath));
   EXPECT_FALSE(IsClosedCapture(capturePath));
@@ -128,7 +128,7 @@ TEST_F(StartCaptureTest, AnEarlierFileIsFinishedAlsoWhenNoneFollows) {
 TEST_F(StartCaptureTest, AnotherStartWhileCapturingDoesNotConnectAgain) {
   serial.open = true;
   Start();
-  capturePath = folder.File("second.isf");
+  capturePath = folder.Path("second.isf");
   cPrinted printed;
   EXPECT_TRUE(StartCapture(session, OpenFile(), {}, {}, {}));
   EXPECT_EQ(printed.Take(), "");

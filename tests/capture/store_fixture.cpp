@@ -2,7 +2,6 @@
 
 #include <iterator>
 #include <mutex>
-#include <random>
 #include <string>
 #include <utility>
 
@@ -21,18 +20,6 @@ void sStoreCounters::PadBlocks(std::size_t count) {
 }
 
 void sStoreCounters::DropBlocks() { store.blockIndex.clear(); }
-
-cScratchFolder::cScratchFolder() {
-  std::random_device random;
-  folder = std::filesystem::temp_directory_path() /
-           ("corvane-store-" + std::to_string(random()) + "-" + std::to_string(random()));
-  std::filesystem::create_directory(folder);
-}
-
-cScratchFolder::~cScratchFolder() {
-  std::error_code ignored;
-  std::filesystem::remove_all(folder, ignored);
-}
 
 ByteVector Packet(std::initializer_list<std::uint8_t> start, std::size_t size) {
   ByteVector packet(start);
@@ -60,7 +47,7 @@ cStoreTest::cStoreTest() {
 
 std::unique_ptr<std::ofstream> cStoreTest::Create(const char* name) const {
   auto file =
-      std::make_unique<std::ofstream>(scratch.File(name), std::ios::binary | std::ios::trunc);
+      std::make_unique<std::ofstream>(scratch.Path(name), std::ios::binary | std::ios::trunc);
   EXPECT_TRUE(file->is_open());
   return file;
 }

@@ -9,10 +9,11 @@
 #include <memory>
 #include <vector>
 
-#include "capture/capture_decoder.h"
 #include "capture/failing_file.h"
 #include "capture/isf/store.h"
 #include "diag/shared_buffer.h"
+#include "support/capture_decoder.h"
+#include "support/temp_directory.h"
 
 namespace corvane {
 
@@ -30,20 +31,6 @@ struct sStoreCounters {
 
  private:
   cISFStore& store;
-};
-
-// A folder of its own for a test's files, removed with everything in it.
-class cScratchFolder {
- public:
-  cScratchFolder();
-  ~cScratchFolder();
-  cScratchFolder(const cScratchFolder&) = delete;
-  cScratchFolder& operator=(const cScratchFolder&) = delete;
-
-  [[nodiscard]] std::filesystem::path File(const char* name) const { return folder / name; }
-
- private:
-  std::filesystem::path folder;
 };
 
 // `size` bytes: `start`, then zeros.
@@ -80,14 +67,14 @@ class cStoreTest : public ::testing::Test {
   }
 
   // What the first file holds by now.
-  [[nodiscard]] ByteVector Contents() const { return ReadFile(scratch.File(kFileName)); }
+  [[nodiscard]] ByteVector Contents() const { return ReadFile(scratch.Path(kFileName)); }
   [[nodiscard]] std::vector<sDecodedItem> Items() const {
     return DecodeCapture(Contents()).Items();
   }
 
   static constexpr const char* kFileName = "first.isf";
 
-  cScratchFolder scratch;
+  cTempDirectory scratch;
   std::vector<std::unique_ptr<cFailingFile>> interceptors;
   cISFStore store;
   std::ofstream* stream = nullptr;

@@ -11,14 +11,14 @@ using ConfigurationPosixTest = cSessionTest;
 
 // A folder can be opened, and then reading it fails. On Windows the opening fails.
 TEST_F(ConfigurationPosixTest, TheTextEndsWhereReadingFails) {
-  const std::string configPath = folder.File("");
+  const std::string configPath = folder.Path("");
   ASSERT_TRUE(LoadConfiguration(session, capturePath.c_str(), configPath.c_str()));
   EXPECT_TRUE(session.logCodes.empty());
   EXPECT_EQ(Items().size(), 1U);
 }
 
 TEST_F(ConfigurationPosixTest, ACaptureFileThatTakesNoBytesIsReportedByStartCapture) {
-  const std::string configPath = folder.File("capture.cfg");
+  const std::string configPath = folder.Path("capture.cfg");
   WriteFileText(configPath, "<EventIDs>256</EventIDs>");
   cPrinted printed;
   EXPECT_FALSE(LoadConfiguration(session, "/dev/full", configPath.c_str()));

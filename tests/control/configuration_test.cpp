@@ -21,7 +21,7 @@ class ConfigurationTest : public cSessionTest {
     return LoadConfiguration(session, capturePath.c_str(), configPath.c_str());
   }
 
-  std::string configPath = folder.File("capture.cfg");
+  std::string configPath = folder.Path("capture.cfg");
 };
 
 TEST_F(ConfigurationTest, ACompleteFileYieldsItsRecords) {
@@ -106,7 +106,7 @@ TEST_F(ConfigurationTest, AMissingConfigurationFileLeavesAZeroLengthCaptureFileB
 
 TEST_F(ConfigurationTest, ACaptureFileThatCannotBeCreatedLeavesNothingBehind) {
   WriteFileText(configPath, "<EventIDs>256</EventIDs>");
-  const std::string outputPath = folder.File("missing/capture.isf");
+  const std::string outputPath = folder.Path("missing/capture.isf");
   EXPECT_FALSE(LoadConfiguration(session, outputPath.c_str(), configPath.c_str()));
   EXPECT_FALSE(std::filesystem::exists(outputPath));
   EXPECT_TRUE(session.eventIds.empty());

@@ -10,7 +10,7 @@ namespace {
 using ConfigurationWindowsTest = cSessionTest;
 
 TEST_F(ConfigurationWindowsTest, OnWindowsAControlZEndsTheText) {
-  const std::string configPath = folder.File("capture.cfg");
+  const std::string configPath = folder.Path("capture.cfg");
   WriteFileText(configPath, "<EventIDs>1</EventIDs>\x1A<EventIDs>2</EventIDs>");
   ASSERT_TRUE(LoadConfiguration(session, capturePath.c_str(), configPath.c_str()));
   EXPECT_EQ(session.eventIds, EventIdSet{1});

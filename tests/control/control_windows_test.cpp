@@ -13,15 +13,15 @@
 #include <tuple>
 #include <vector>
 
-#include "capture/isf/layout.h"
 #include "control/process_state_windows.h"
 #include "control/session_thread_windows.h"
 #include "corvane.h"
-#include "diag/little_endian.h"
 #include "io/fake_system_windows.h"
 #include "platform/windows_calls.h"
+#include "support/capture_decoder.h"
 #include "support/failing_allocation.h"
 #include "support/replaced_call.h"
+#include "support/temp_directory.h"
 
 extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD, void*);
 
@@ -125,10 +125,7 @@ class Control : public ::testing::Test {
  protected:
   void SetUp() override {
     home = std::filesystem::current_path();
-    folder = std::filesystem::temp_directory_path() /
-             ("corvane-control-" + std::to_string(GetCurrentProcessId()));
-    std::filesystem::create_directory(folder);
-    std::filesystem::current_path(folder);
+    std::filesystem::current_path(folder.Path(""));
     std::ofstream("capture.cfg") << "";
     gCalls = &calls;
     ASSERT_TRUE(Attach());
@@ -139,7 +136,6 @@ class Control : public ::testing::Test {
     ASSERT_TRUE(Detach());
     gCalls = nullptr;
     std::filesystem::current_path(home);
-    std::filesystem::remove_all(folder);
   }
 
   static bool Attach() { return DllMain(nullptr, DLL_PROCESS_ATTACH, nullptr) != FALSE; }
@@ -153,15 +149,15 @@ class Control : public ::testing::Test {
   // Header, one block, `items` items and a trailer.
   static void ExpectClosedCapture(const char* path, std::uint32_t items) {
     const std::vector<std::uint8_t> bytes = FileBytes(path);
-    ASSERT_GT(bytes.size(), isf::kHeaderSize + isf::kBlockSize + isf::kTrailerSize);
-    EXPECT_EQ(Load32(bytes.data()), isf::kHeaderMagic);
-    const std::uint8_t* const trailer = bytes.data() + bytes.size() - isf::kTrailerSize;
-    EXPECT_EQ(Load32(trailer + isf::kTrailerItemCount), items);
-    EXPECT_EQ(Load32(trailer + isf::kTrailerMagicOffset), isf::kTrailerMagic);
+    const sDecodedCapture capture = DecodeCapture(bytes);
+    ASSERT_EQ(capture.blocks.size(), 1U);
+    EXPECT_EQ(capture.Items().size(), items);
+    ASSERT_TRUE(HasTrailer(bytes));
+    EXPECT_EQ(DecodeEnd(bytes, 1).itemCount, items);
   }
 
   std::filesystem::path home;
-  std::filesystem::path folder;
+  cTempDirectory folder;
   cFakeSystem system;
   sControlCalls calls;
 };

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "reader/temp_directory.h"
+#include "support/temp_directory.h"
 
 // The stand-in for the Mobile Broadband service (tests/mbn_stand_in) from a test program: it is
 // registered for as long as the program runs, under the two classes that the library creates.

@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "reader/capture_builder.h"
-#include "reader/temp_directory.h"
+#include "support/temp_directory.h"
 
 namespace corvane {
 namespace {

@@ -2,7 +2,7 @@
 
 #include "reader/capture_builder.h"
 #include "reader/capture_file.h"
-#include "reader/temp_directory.h"
+#include "support/temp_directory.h"
 
 namespace corvane {
 namespace {

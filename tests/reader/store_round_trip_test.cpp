@@ -8,8 +8,8 @@
 #include "capture/isf/store.h"
 #include "reader/capture_builder.h"
 #include "reader/capture_file.h"
-#include "reader/temp_directory.h"
 #include "support/controllable_clock.h"
+#include "support/temp_directory.h"
 
 namespace corvane {
 namespace {

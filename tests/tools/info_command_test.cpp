@@ -6,7 +6,7 @@
 
 #include "corvane/capture_summary.h"
 #include "reader/capture_builder.h"
-#include "reader/temp_directory.h"
+#include "support/temp_directory.h"
 
 namespace corvane::tools {
 namespace {

@@ -7,7 +7,7 @@
 
 #include "corvane/command_line.h"
 #include "reader/capture_builder.h"
-#include "reader/temp_directory.h"
+#include "support/temp_directory.h"
 
 namespace corvane::tools {
 namespace {

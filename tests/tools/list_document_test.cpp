@@ -5,7 +5,7 @@
 
 #include "corvane/list_command.h"
 #include "reader/capture_builder.h"
-#include "reader/temp_directory.h"
+#include "support/temp_directory.h"
 
 namespace corvane::tools {
 namespace {

@@ -5,7 +5,7 @@
 #include <iterator>
 
 #include "reader/capture_builder.h"
-#include "reader/temp_directory.h"
+#include "support/temp_directory.h"
 
 namespace corvane {
 namespace {

@@ -21,6 +21,7 @@
 #include "modem_sim/diag_packets.h"
 #include "modem_sim/hdlc_peer.h"
 #include "modem_sim/unique_fd.h"
+#include "support/temp_directory.h"
 
 // Runs the real program and plays the host at its terminal. MODEM_SIM_PROGRAM is its path.
 namespace corvane::modem_sim {
@@ -41,26 +42,6 @@ bool WaitReadable(int fd, milliseconds patience) {
   pollfd ready{fd, POLLIN, 0};
   return ::poll(&ready, 1, static_cast<int>(patience.count())) == 1;
 }
-
-class cTempFolder {
- public:
-  cTempFolder() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "modem-sim-XXXXXX").string();
-    if (::mkdtemp(pattern.data()) != nullptr) {
-      folder = pattern;
-    }
-  }
-  ~cTempFolder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(folder, ignored);
-  }
-  cTempFolder(const cTempFolder&) = delete;
-  cTempFolder& operator=(const cTempFolder&) = delete;
-  [[nodiscard]] std::string Path(const std::string& name) const { return folder / name; }
-
- private:
-  std::filesystem::path folder;
-};
 
 // The program, with its standard input and output in our hands.
 class cProgram {
@@ -356,7 +337,7 @@ class ModemSimProcessTest : public testing::Test {
     host.ReadUntil([&] { return host.packets.size() >= good && host.damaged >= bad; });
   }
 
-  cTempFolder folder;
+  cTempDirectory folder;
   std::string link = folder.Path("modem");
   std::string reportPath = folder.Path("report.jsonl");
   std::optional<cProgram> program;

@@ -53,6 +53,9 @@ struct sDecodedCapture {
 // and a trailer, has no block.
 [[nodiscard]] sDecodedCapture DecodeCapture(const ByteVector& file);
 
+// Whether the file ends as a closed one does.
+[[nodiscard]] bool HasTrailer(const ByteVector& file);
+
 // What stands behind the last record of a closed file of so many blocks.
 [[nodiscard]] sDecodedEnd DecodeEnd(const ByteVector& file, std::size_t blocks);
 

@@ -1,4 +1,4 @@
-#include "capture/capture_decoder.h"
+#include "support/capture_decoder.h"
 
 #include <stdexcept>
 
@@ -88,6 +88,10 @@ sDecodedCapture DecodeCapture(const ByteVector& file) {
     position = capture.blocks.back().nextBlock;
   }
   return capture;
+}
+
+bool HasTrailer(const ByteVector& file) {
+  return file.size() >= 4 + 16 && Number(file, file.size() - 4, 4) == 0xAB603107;
 }
 
 sDecodedEnd DecodeEnd(const ByteVector& file, std::size_t blocks) {

@@ -1,12 +1,14 @@
 #pragma once
 
-#include <chrono>
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
+#include <random>
 #include <span>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <system_error>
 
 namespace corvane {
 
@@ -14,10 +16,10 @@ namespace corvane {
 class cTempDirectory {
  public:
   cTempDirectory() {
-    const auto now = std::chrono::steady_clock::now().time_since_epoch().count();
+    std::random_device random;
     for (int attempt = 0; attempt < 1000; ++attempt) {
       folder = std::filesystem::temp_directory_path() /
-               ("corvane-" + std::to_string(now) + "-" + std::to_string(attempt));
+               ("corvane-" + std::to_string(random()) + "-" + std::to_string(random()));
       if (std::filesystem::create_directory(folder)) {
         return;
       }
