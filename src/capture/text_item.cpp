@@ -1,37 +1,20 @@
 #include "capture/text_item.h"
 
-#include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <utility>
 
 #include "capture/isf/layout.h"
-#include "diag/little_endian.h"
 
 namespace corvane {
-namespace {
-
-constexpr std::size_t kHeaderSize = 4;
-constexpr std::size_t kCharacterSize = 2;
-
-[[nodiscard]] std::uint16_t Widen(char character) {
-  return static_cast<std::uint16_t>(static_cast<signed char>(character));
-}
-
-}  // namespace
 
 OwnedBuffer MakeTextItem(std::optional<std::string_view> text) {
-  const std::size_t size =
-      kHeaderSize + (text.has_value() ? (text->size() + 1) * kCharacterSize : 0);
+  const std::size_t size = isf::TextItemSize(text);
   HeapBlock block(static_cast<std::uint8_t*>(std::calloc(size, 1)));
   if (block == nullptr) {
     return nullptr;
   }
-  Store32(block.get(), isf::kTextItemHeader);
-  std::uint8_t* position = block.get() + kHeaderSize;
-  for (const char character : text.value_or(std::string_view())) {
-    Store16(position, Widen(character));
-    position += kCharacterSize;
-  }
+  isf::StoreTextItem(text, {block.get(), size});
   OwnedBuffer item = AdoptBlock(static_cast<std::int32_t>(size), std::move(block), kOriginLibrary);
   if (item == nullptr || !item->IsUsable()) {
     return nullptr;

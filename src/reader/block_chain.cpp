@@ -3,6 +3,9 @@
 #include <span>
 #include <string>
 
+#include "diag/little_endian.h"
+#include "reader/directory_entry.h"
+
 namespace corvane {
 
 std::optional<sCaptureError> cBlockChain::Advance() {
@@ -59,7 +62,7 @@ std::optional<sCaptureError> cBlockChain::AcceptBlock(std::uint64_t offset) {
     return sCaptureError{"the " + where + " cannot be read", fieldOffset};
   }
   const std::uint64_t baseTime = Load64(field.data());
-  if (baseTime > kLatestItemTime) {
+  if (baseTime > isf::kLatestTime) {
     return sCaptureError{"the " + where + " is later than any clock can be", fieldOffset};
   }
   gapBytes += offset - end;
@@ -98,7 +101,8 @@ std::optional<sCaptureError> cBlockChain::AcceptEntries() {
       }
       return EntryError(block.items, "is unused, but entries after it are used");
     }
-    if (auto error = AcceptEntry(LoadDirectoryEntry(bytes.data()))) {
+    if (auto error =
+            AcceptEntry(isf::LoadDirectoryEntry(bytes.first<isf::kDirectoryEntrySize>()))) {
       return error;
     }
     ++block.items;
@@ -107,7 +111,7 @@ std::optional<sCaptureError> cBlockChain::AcceptEntries() {
   return std::nullopt;
 }
 
-std::optional<sCaptureError> cBlockChain::AcceptEntry(const sDirectoryEntry& entry) {
+std::optional<sCaptureError> cBlockChain::AcceptEntry(const isf::sDirectoryEntry& entry) {
   const sCaptureBlock& block = blocks.back();
   if (entry.length == 0) {
     return EntryError(block.items, "has length 0");

@@ -8,7 +8,6 @@
 #include "capture/isf/layout.h"
 #include "reader/byte_source.h"
 #include "reader/capture_error.h"
-#include "reader/directory_entry.h"
 
 namespace corvane {
 
@@ -18,9 +17,6 @@ struct sCaptureBlock {
   std::uint64_t baseTime = 0;  // milliseconds since 1601-01-01 UTC
   std::uint32_t items = 0;     // entries of its directory that are used and good
 };
-
-// The latest time that a file can hold, in milliseconds since 1601: clocks count 64 bits of 100 ns.
-inline constexpr std::uint64_t kLatestItemTime = UINT64_MAX / isf::kFileTimeUnitsPerMillisecond;
 
 // Follows the blocks of a capture file from the first one on and checks their directories. Records
 // are not read. Each call goes on where the one before stopped, with the newest entry: seen while
@@ -50,7 +46,7 @@ class cBlockChain {
   [[nodiscard]] std::optional<sCaptureError> AcceptBlock(std::uint64_t offset);
   [[nodiscard]] std::optional<sCaptureError> LoadNewestBlock();
   [[nodiscard]] std::optional<sCaptureError> AcceptEntries();
-  [[nodiscard]] std::optional<sCaptureError> AcceptEntry(const sDirectoryEntry& entry);
+  [[nodiscard]] std::optional<sCaptureError> AcceptEntry(const isf::sDirectoryEntry& entry);
   [[nodiscard]] std::optional<sCaptureError> CheckNextBlock(std::uint64_t next) const;
   [[nodiscard]] sCaptureError EntryError(std::uint32_t entry, const char* problem) const;
 

@@ -3,9 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "diag/little_endian.h"
 #include "reader/closing_check.h"
-#include "reader/directory_entry.h"
 
 namespace corvane {
 namespace {
@@ -22,24 +20,10 @@ constexpr int kLooks = 100;
   if (count != header.size()) {
     return sCaptureError{"the file is too short to be a capture file", count};
   }
-  if (Load32(header.data()) != isf::kHeaderMagic) {
+  if (!isf::IsHeader(header)) {
     return sCaptureError{"the file does not begin as a capture file does", 0};
   }
   return std::nullopt;
-}
-
-[[nodiscard]] std::uint64_t LoadTime(const sDirectoryEntry& entry, std::uint64_t baseTime,
-                                     const std::uint8_t* field) {
-  switch (entry.WidthCode()) {
-    case isf::kTimeDelta8:
-      return baseTime + field[0];
-    case isf::kTimeDelta16:
-      return baseTime + Load16(field);
-    case isf::kTimeDelta32:
-      return baseTime + Load32(field);
-    default:
-      return Load64(field);
-  }
 }
 
 }  // namespace
@@ -131,8 +115,10 @@ std::optional<sCaptureError> cCaptureFile::ReadItem(std::uint64_t number, sCaptu
   }
 
   const sCaptureBlock& block = Blocks()[blockNumber];
-  const sDirectoryEntry entry =
-      LoadDirectoryEntry(&directory[std::size_t{place} * isf::kDirectoryEntrySize]);
+  const isf::sDirectoryEntry entry =
+      isf::LoadDirectoryEntry(std::span(directory)
+                                  .subspan(std::size_t{place} * isf::kDirectoryEntrySize)
+                                  .first<isf::kDirectoryEntrySize>());
   if (entry.length == 0) {
     return sCaptureError{"item " + std::to_string(number) + " is no longer in its directory",
                          block.offset + std::uint64_t{place} * isf::kDirectoryEntrySize};
@@ -146,16 +132,14 @@ std::optional<sCaptureError> cCaptureFile::ReadItem(std::uint64_t number, sCaptu
   }
 
   item.number = number;
-  item.type = entry.Type();
-  item.time = LoadTime(entry, block.baseTime, record->data());
-  if (item.time > kLatestItemTime) {
+  const isf::sRecordHead head = isf::LoadRecordHead(entry, block.baseTime, *record);
+  item.type = head.type;
+  item.time = head.time;
+  item.extra = head.extra;
+  if (item.time > isf::kLatestTime) {
     return sCaptureError{
         "the time of item " + std::to_string(number) + " is later than any clock can be",
         item.offset};
-  }
-  item.extra.reset();
-  if (entry.ExtraSize() != 0) {
-    item.extra = Load32(record->data() + entry.TimeSize());
   }
   const auto packet = record->last(entry.length);
   item.bytes.assign(packet.begin(), packet.end());

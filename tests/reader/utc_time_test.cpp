@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "reader/block_chain.h"
+#include "capture/isf/layout.h"
 
 namespace corvane {
 namespace {
@@ -40,7 +40,7 @@ TEST(UtcTimeTest, TheLastDayOfALeapYearBelongsToIt) {
 
 TEST(UtcTimeTest, TheLatestItemTimeHasAYearOfFiveDigits) {
   // 2^64 units of 100 ns: 28 May 60056.
-  EXPECT_EQ(FormatUtc(kLatestItemTime), "60056-05-28T05:36:10.955Z");
+  EXPECT_EQ(FormatUtc(isf::kLatestTime), "60056-05-28T05:36:10.955Z");
 }
 
 TEST(UtcTimeTest, EveryDayOf800YearsFollowsTheOneBefore) {

@@ -4,11 +4,11 @@
 
 #include <iterator>
 
+#include "capture/isf/layout.h"
 #include "corvane/item_names.h"
 #include "corvane/log_packet.h"
 #include "corvane/printable_text.h"
 #include "corvane/signalling_description.h"
-#include "reader/text_item.h"
 #include "reader/utc_time.h"
 
 namespace corvane::tools {
@@ -39,7 +39,7 @@ void cCaptureSummary::Add(const sCaptureItem& item) {
   ++items;
   ++byType[item.type % byType.size()];
   if (item.type == isf::kInformationItem) {
-    const std::optional<std::string> text = DecodeTextItem(item.bytes);
+    const std::optional<std::string> text = isf::LoadTextItem(item.bytes);
     if (text && textCount++ < kMostTexts) {
       texts.push_back({item.number, item.time, *text});
     }

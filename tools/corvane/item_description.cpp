@@ -9,13 +9,12 @@
 #include "corvane/request_description.h"
 #include "corvane/signalling_description.h"
 #include "diag/little_endian.h"
-#include "reader/text_item.h"
 
 namespace corvane::tools {
 namespace {
 
 [[nodiscard]] std::string DescribeText(const sCaptureItem& item) {
-  const std::optional<std::string> text = DecodeTextItem(item.bytes);
+  const std::optional<std::string> text = isf::LoadTextItem(item.bytes);
   return text ? "text " + Quote(*text) : "information without a text header";
 }
 

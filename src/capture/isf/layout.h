@@ -1,15 +1,23 @@
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
 
-// The layout of a capture file (an ISF item store), shared by the store and the reader. All
+// The layout of a capture file (an ISF item store), and load and store of each of its records. All
 // numbers in the file are little-endian. docs/capture-format.md describes it in words.
+//
+// Load takes bytes apart and judges nothing: whoever reads a file checks what comes out. Store
+// makes the bytes that Load takes apart.
 namespace corvane::isf {
 
 // The file: header, then blocks and item records interleaved in the order written, then (written
 // when the capture is closed) the block index and the trailer.
 inline constexpr std::uint32_t kHeaderMagic = 0xAB603108;
-inline constexpr std::uint32_t kTrailerMagic = 0xAB603107;
 inline constexpr std::uint32_t kHeaderSize = 4;
 
 // A block: the directory of its items, the position of the block after it, and its base time.
@@ -22,29 +30,13 @@ inline constexpr std::uint32_t kBlockSize = kBaseTimeOffset + 8;
 static_assert(kDirectorySize == 57344);
 static_assert(kBlockSize == 57360);
 
-// A directory entry: flags (1 byte), position of the record counted from the end of its block
-// (4 bytes), length of the packet in the record (2 bytes). Unused entries are all zero.
-inline constexpr std::uint32_t kEntryFlags = 0;
-inline constexpr std::uint32_t kEntryPosition = 1;
-inline constexpr std::uint32_t kEntryLength = 5;
-
-inline constexpr std::uint8_t kFlagsTypeMask = 0x1F;
-inline constexpr std::uint32_t kFlagsWidthShift = 5;
-inline constexpr std::uint8_t kFlagsWidthMask = 0x60;
-inline constexpr std::uint8_t kFlagsExtraField = 0x80;  // a 32-bit extra field follows the time
-
-// Width codes of a record's time field. 0 to 2 count from the block's base time, in milliseconds.
-inline constexpr std::uint8_t kTimeDelta8 = 0;
-inline constexpr std::uint8_t kTimeDelta16 = 1;
-inline constexpr std::uint8_t kTimeDelta32 = 2;
-inline constexpr std::uint8_t kTimeAbsolute64 = 3;  // milliseconds since 1601-01-01 UTC
-
 // The block index: one entry a block, in file order.
 inline constexpr std::uint32_t kIndexEntrySize = 16;
-inline constexpr std::uint32_t kIndexBlockOffset = 0;  // 64-bit file position of the block
-inline constexpr std::uint32_t kIndexBaseTime = 8;     // 64-bit, the block's base time again
+inline constexpr std::uint32_t kIndexBlockOffset = 0;
+inline constexpr std::uint32_t kIndexBaseTime = 8;
 
 // The trailer: 64 bits of zero, the item count and the closing magic.
+inline constexpr std::uint32_t kTrailerMagic = 0xAB603107;
 inline constexpr std::uint32_t kTrailerItemCount = 8;
 inline constexpr std::uint32_t kTrailerMagicOffset = 12;
 inline constexpr std::uint32_t kTrailerSize = 16;
@@ -64,7 +56,123 @@ inline constexpr std::uint32_t kSignallingLogItem = 8;      // log packet of the
 inline constexpr std::uint32_t kSubsystemItem = 9;          // subsystem packet of the device
 inline constexpr std::uint32_t kSubsystemRequestItem = 10;  // subsystem request of the library
 
-// The first 32 bits of a text item; UTF-16LE text with a terminator follows.
+// The packets that the recorder writes have 1 byte to this many.
+inline constexpr std::uint32_t kLongestPacket = 16640;
+
+// The latest time that a file can hold, in milliseconds since 1601: clocks count 64 bits of 100 ns.
+inline constexpr std::uint64_t kLatestTime = UINT64_MAX / kFileTimeUnitsPerMillisecond;
+
+// --- Header
+
+[[nodiscard]] std::array<std::uint8_t, kHeaderSize> StoreHeader();
+[[nodiscard]] bool IsHeader(std::span<const std::uint8_t, kHeaderSize> bytes);
+
+// --- Block
+
+// What stands behind a block's directory.
+struct sBlockTail {
+  std::uint64_t nextBlock = 0;  // file position; 0 until that block is written
+  std::uint64_t baseTime = 0;   // milliseconds since 1601-01-01 UTC
+};
+inline constexpr std::uint32_t kBlockTailSize = kBlockSize - kDirectorySize;
+[[nodiscard]] sBlockTail LoadBlockTail(std::span<const std::uint8_t, kBlockTailSize> bytes);
+[[nodiscard]] std::array<std::uint8_t, kBlockTailSize> StoreBlockTail(const sBlockTail& tail);
+
+// The position of the next block alone, which is written when that block is.
+inline constexpr std::uint32_t kNextBlockSize = 8;
+[[nodiscard]] std::array<std::uint8_t, kNextBlockSize> StoreNextBlock(std::uint64_t nextBlock);
+
+// --- Directory entry
+
+// One entry of a block's directory. An unused one is all zero.
+struct sDirectoryEntry {
+  std::uint8_t flags = 0;      // item type, width code and whether there is an extra field
+  std::uint32_t position = 0;  // of the record, counted from the end of its block
+  std::uint16_t length = 0;    // of the packet, without the fields in front of it
+
+  [[nodiscard]] std::uint32_t Type() const;
+  [[nodiscard]] std::uint8_t WidthCode() const;
+  [[nodiscard]] bool HasExtra() const;
+  // Sizes in bytes: of the time, of time and extra field, and of the whole record.
+  [[nodiscard]] std::uint32_t TimeSize() const { return 1u << WidthCode(); }
+  [[nodiscard]] std::uint32_t HeadSize() const { return TimeSize() + (HasExtra() ? 4u : 0u); }
+  [[nodiscard]] std::uint32_t RecordSize() const { return HeadSize() + length; }
+
+  friend bool operator==(const sDirectoryEntry&, const sDirectoryEntry&) = default;
+};
+[[nodiscard]] sDirectoryEntry LoadDirectoryEntry(
+    std::span<const std::uint8_t, kDirectoryEntrySize> bytes);
+[[nodiscard]] std::array<std::uint8_t, kDirectoryEntrySize> StoreDirectoryEntry(
+    const sDirectoryEntry& entry);
+
+// --- Record head
+
+// Width codes of a record's time field. 0 to 2 count from the block's base time, in milliseconds.
+inline constexpr std::uint8_t kTimeDelta8 = 0;
+inline constexpr std::uint8_t kTimeDelta16 = 1;
+inline constexpr std::uint8_t kTimeDelta32 = 2;
+inline constexpr std::uint8_t kTimeAbsolute64 = 3;  // milliseconds since 1601-01-01 UTC
+
+// The width code that the recorder chooses for an item's time.
+[[nodiscard]] std::uint8_t ChooseTimeWidth(std::uint64_t itemTime, std::uint64_t baseTime);
+
+// What stands before the packet in a record, together with the flags that say so.
+struct sRecordHead {
+  std::uint32_t type = 0;
+  std::uint64_t time = 0;              // milliseconds since 1601-01-01 UTC
+  std::optional<std::uint32_t> extra;  // a log packet's learned value
+};
+inline constexpr std::uint32_t kLongestRecordHead = 12;  // an absolute time and the extra field
+
+// The flags of a stored head's directory entry, and its bytes.
+struct sStoredRecordHead {
+  std::uint8_t flags = 0;
+  std::uint32_t size = 0;
+  std::array<std::uint8_t, kLongestRecordHead> bytes{};
+
+  [[nodiscard]] std::span<const std::uint8_t> Bytes() const { return std::span(bytes).first(size); }
+};
+
+// `bytes` has the entry's HeadSize() bytes or more. `baseTime` is at most kLatestTime.
+[[nodiscard]] sRecordHead LoadRecordHead(const sDirectoryEntry& entry, std::uint64_t baseTime,
+                                         std::span<const std::uint8_t> bytes);
+[[nodiscard]] sStoredRecordHead StoreRecordHead(const sRecordHead& head, std::uint64_t baseTime);
+
+// --- Block index and trailer
+
+// One entry of the block index.
+struct sIndexEntry {
+  std::uint64_t blockOffset = 0;  // file position of the block
+  std::uint64_t baseTime = 0;     // the block's base time again
+
+  friend bool operator==(const sIndexEntry&, const sIndexEntry&) = default;
+};
+[[nodiscard]] sIndexEntry LoadIndexEntry(std::span<const std::uint8_t, kIndexEntrySize> bytes);
+[[nodiscard]] std::array<std::uint8_t, kIndexEntrySize> StoreIndexEntry(const sIndexEntry& entry);
+
+struct sTrailer {
+  std::uint64_t zero = 0;
+  std::uint32_t itemCount = 0;  // a longer capture's count has gone round
+  std::uint32_t magic = kTrailerMagic;
+};
+[[nodiscard]] sTrailer LoadTrailer(std::span<const std::uint8_t, kTrailerSize> bytes);
+[[nodiscard]] std::array<std::uint8_t, kTrailerSize> StoreTrailer(const sTrailer& trailer);
+
+// --- Text item
+
+// A text item: 32 bits that mark it, UTF-16LE text and a 16-bit terminator.
 inline constexpr std::uint32_t kTextItemHeader = 0xFFFFFFC0;
+inline constexpr std::size_t kTextItemHeaderSize = 4;
+inline constexpr std::size_t kTextCharacterSize = 2;
+
+// The text of an item as UTF-8, up to its terminator or, where that is missing, the item's end.
+// Half a surrogate pair becomes U+FFFD. Nothing when the item does not begin as a text item does.
+[[nodiscard]] std::optional<std::string> LoadTextItem(std::span<const std::uint8_t> bytes);
+
+// The size of the item for `text`; the header alone when there is no text.
+[[nodiscard]] std::size_t TextItemSize(std::optional<std::string_view> text);
+// Fills `bytes`, which has TextItemSize(text) bytes. Each byte of the text becomes one character by
+// sign extension: bytes of 0x80 and above turn into 0xFF80 and above.
+void StoreTextItem(std::optional<std::string_view> text, std::span<std::uint8_t> bytes);
 
 }  // namespace corvane::isf

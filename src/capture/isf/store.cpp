@@ -1,7 +1,6 @@
 #include "capture/isf/store.h"
 
 #include <algorithm>
-#include <array>
 #include <limits>
 #include <mutex>
 #include <new>
@@ -28,54 +27,12 @@ struct cISFStore::sRecorded {
 
 namespace {
 
-// What stands before the packet in a record, and the flags that say so.
-struct sRecordHead {
-  static constexpr std::size_t kMaxSize = 12;  // an absolute time and the extra field
-
-  std::uint8_t flags = 0;
-  std::size_t size = 0;
-  std::array<std::uint8_t, kMaxSize> bytes{};
-};
-
 // A directory entry has 16 bits for the length of a packet, and 32 for its position behind the
 // block: a block full of the longest records stays far below that.
 static_assert(kMaxBufferSize <= std::numeric_limits<std::uint16_t>::max());
-static_assert(std::uint64_t{isf::kItemsPerBlock} * (sRecordHead::kMaxSize + kMaxBufferSize) <=
+static_assert(kMaxBufferSize == isf::kLongestPacket);
+static_assert(std::uint64_t{isf::kItemsPerBlock} * (isf::kLongestRecordHead + kMaxBufferSize) <=
               std::numeric_limits<std::uint32_t>::max());
-
-// The bounds are 255, 65535 and 0xFFFFFFFF, not one more: a time field never has all its bits set.
-[[nodiscard]] std::uint8_t ChooseTimeWidth(std::uint64_t itemTime, std::uint64_t baseTime) {
-  if (itemTime < baseTime) {
-    return isf::kTimeAbsolute64;
-  }
-  const std::uint64_t delta = itemTime - baseTime;
-  if (delta < 0xFF) {
-    return isf::kTimeDelta8;
-  }
-  if (delta < 0xFFFF) {
-    return isf::kTimeDelta16;
-  }
-  if (delta < 0xFFFFFFFF) {
-    return isf::kTimeDelta32;
-  }
-  return isf::kTimeAbsolute64;
-}
-
-[[nodiscard]] sRecordHead MakeRecordHead(const sItemKind& kind, std::uint64_t itemTime,
-                                         std::uint64_t baseTime) {
-  sRecordHead head;
-  const std::uint8_t width = ChooseTimeWidth(itemTime, baseTime);
-  head.flags = static_cast<std::uint8_t>((kind.type & isf::kFlagsTypeMask) |
-                                         (unsigned{width} << isf::kFlagsWidthShift));
-  Store64(head.bytes.data(), width == isf::kTimeAbsolute64 ? itemTime : itemTime - baseTime);
-  head.size = std::size_t{1} << width;  // what lies behind it is overwritten
-  if (kind.extra) {
-    head.flags |= isf::kFlagsExtraField;
-    Store32(head.bytes.data() + head.size, *kind.extra);
-    head.size += 4;
-  }
-  return head;
-}
 
 // A get-item response of the debug subsystem has a status at bytes 9 to 12; a packet that the modem
 // had kept stands behind its head.
@@ -112,8 +69,7 @@ void cISFStore::Attach(std::unique_ptr<std::ofstream> stream) {
   file = std::move(stream);
   // Failures are seen in the stream's state; none may leave the store as an exception.
   file->exceptions(std::ios::goodbit);
-  std::array<std::uint8_t, isf::kHeaderSize> header{};
-  Store32(header.data(), isf::kHeaderMagic);
+  const auto header = isf::StoreHeader();
   // A header that cannot be written leaves the stream failed, so that every item is refused.
   std::ignore = WriteAt(0, header.data(), header.size());
 }
@@ -133,19 +89,15 @@ void cISFStore::Close() {
 
 std::uint32_t cISFStore::WriteIndexAndTrailer() {
   auto position = static_cast<std::uint64_t>(SeekToEnd());
-  for (const sBlockEntry& block : blockIndex) {
-    std::array<std::uint8_t, isf::kIndexEntrySize> entry{};
-    Store64(&entry[isf::kIndexBlockOffset], block.blockOffset);
-    Store64(&entry[isf::kIndexBaseTime], block.baseTime);
+  for (const isf::sIndexEntry& block : blockIndex) {
+    const auto entry = isf::StoreIndexEntry(block);
     const std::uint32_t error = WriteAt(position, entry.data(), entry.size());
     if (error != kErrorSuccess) {
       return error;
     }
     position += entry.size();
   }
-  std::array<std::uint8_t, isf::kTrailerSize> trailer{};
-  Store32(&trailer[isf::kTrailerItemCount], itemCount);
-  Store32(&trailer[isf::kTrailerMagicOffset], isf::kTrailerMagic);
+  const auto trailer = isf::StoreTrailer({.itemCount = itemCount});
   return WriteAt(position, trailer.data(), trailer.size());
 }
 
@@ -263,7 +215,8 @@ void cISFStore::AddEvents(const sSharedBuffer& report) {
 std::uint32_t cISFStore::StartBlock(std::uint64_t itemTime) {
   const auto position = static_cast<std::uint64_t>(SeekToEnd());
   std::vector<std::uint8_t> block(isf::kBlockSize);
-  Store64(&block[isf::kBaseTimeOffset], itemTime);
+  const auto tail = isf::StoreBlockTail({.baseTime = itemTime});
+  std::copy(tail.begin(), tail.end(), block.begin() + isf::kDirectorySize);
   // Room in the index is found before anything is written: no block may be missing from it.
   if (blockIndex.size() == blockIndex.capacity()) {
     blockIndex.reserve(2 * blockIndex.size() + 1);
@@ -274,8 +227,7 @@ std::uint32_t cISFStore::StartBlock(std::uint64_t itemTime) {
     return error;
   }
   if (!blockIndex.empty()) {
-    std::array<std::uint8_t, 8> nextBlock{};
-    Store64(nextBlock.data(), position);
+    const auto nextBlock = isf::StoreNextBlock(position);
     error = WriteAt(blockIndex.back().blockOffset + isf::kNextBlockOffset, nextBlock.data(),
                     nextBlock.size());
     if (error != kErrorSuccess) {
@@ -305,9 +257,10 @@ std::uint32_t cISFStore::Append(const sSharedBuffer& item, const sItemKind& kind
   if (!IsConsistent(end)) {
     return kErrorInvalidBlock;
   }
-  const sBlockEntry& block = blockIndex.back();
+  const isf::sIndexEntry& block = blockIndex.back();
   const auto position = static_cast<std::uint64_t>(end);
-  const sRecordHead head = MakeRecordHead(kind, itemTime, block.baseTime);
+  const isf::sStoredRecordHead head =
+      isf::StoreRecordHead({kind.type, itemTime, kind.extra}, block.baseTime);
 
   std::uint32_t error = WriteAt(position, head.bytes.data(), head.size);
   if (error != kErrorSuccess) {
@@ -319,10 +272,9 @@ std::uint32_t cISFStore::Append(const sSharedBuffer& item, const sItemKind& kind
   }
 
   const std::uint64_t blockEnd = block.blockOffset + isf::kBlockSize;
-  std::array<std::uint8_t, isf::kDirectoryEntrySize> entry{};
-  entry[isf::kEntryFlags] = head.flags;
-  Store32(&entry[isf::kEntryPosition], static_cast<std::uint32_t>(position - blockEnd));
-  Store16(&entry[isf::kEntryLength], static_cast<std::uint16_t>(item.size));
+  const auto entry =
+      isf::StoreDirectoryEntry({head.flags, static_cast<std::uint32_t>(position - blockEnd),
+                                static_cast<std::uint16_t>(item.size)});
   return WriteAt(block.blockOffset + blockItems * std::uint64_t{isf::kDirectoryEntrySize},
                  entry.data(), entry.size());
 }

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "capture/isf/item_types.h"
+#include "capture/isf/layout.h"
 #include "diag/shared_buffer.h"
 #include "ota/sib_assembly.h"
 #include "platform/lock.h"
@@ -67,10 +68,6 @@ class cISFStore {
  private:
   friend struct sStoreCounters;  // through which tests put the counters out of step
 
-  struct sBlockEntry {
-    std::uint64_t blockOffset;  // file position of the block
-    std::uint64_t baseTime;     // milliseconds since 1601-01-01 UTC
-  };
   struct sRecorded;
 
   // Records one item without what follows from it.
@@ -90,7 +87,7 @@ class cISFStore {
   std::unique_ptr<std::ofstream> file;
   std::uint32_t itemCount = 0;
   std::uint32_t writeChunk = 16384;
-  std::vector<sBlockEntry> blockIndex;
+  std::vector<isf::sIndexEntry> blockIndex;
   std::uint32_t blockItems = 0;  // items in the newest block
   sLearnedValues learned;        // from the requests; kept from one file to the next
   SibAssemblyMap sibAssemblies;
