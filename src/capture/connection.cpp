@@ -191,6 +191,8 @@ void ClearRequests(cCaptureSession& session) {
     }
   }
   queue.Discard();
+  const std::lock_guard guard(session.sendTurn.lock);
+  session.sendTurn.wasCleared = true;
   session.nextRequest = 0;
   session.outstanding = 0;
 }

@@ -29,7 +29,9 @@ void OnDisconnected(void* session);
 // without a transport. A request that cannot be made is left out.
 void SetupSession(cCaptureSession& session);
 
-// Releases every queued request and resets the queue and both counters.
+// Releases every queued request and resets the queue and both counters. A request that another
+// thread is sending at that moment is not counted afterwards, and neither is a reply to it that
+// comes before that thread is done.
 void ClearRequests(cCaptureSession& session);
 
 // Records `request` in the store, frames it and writes it to the session's transport: every request

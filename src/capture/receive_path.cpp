@@ -1,6 +1,7 @@
 #include "capture/receive_path.h"
 
 #include <mutex>
+#include <optional>
 #include <utility>
 
 #include "capture/connection.h"
@@ -26,6 +27,7 @@ void StorePacket(cCaptureSession& session, sSharedBuffer* packet) {
 }
 
 void CountReply(cCaptureSession& session, eReply reply) {
+  const std::lock_guard guard(session.sendTurn.lock);
   switch (reply) {
     case eReply::None:
       break;
@@ -34,32 +36,91 @@ void CountReply(cCaptureSession& session, eReply reply) {
       // until the queue is cleared.
       --session.outstanding;
       break;
-    case eReply::EventReport:
-      if (session.outstanding != 0) {
+    case eReply::EventReport: {
+      // A request that is on its way counts for the floor: its reply may be faster than the raise.
+      const std::uint32_t onItsWay = session.sendTurn.isOnItsWay ? 1 : 0;
+      if (session.outstanding + onItsWay != 0) {
         --session.outstanding;
       }
       break;
+    }
+  }
+}
+
+// Makes the calling thread the sender. False: another thread is that, and looks again before it
+// stops being it.
+[[nodiscard]] bool TakeTurn(sSendTurn& turn) {
+  const std::lock_guard guard(turn.lock);
+  turn.lookAgain = turn.isTaken;
+  return !std::exchange(turn.isTaken, true);
+}
+
+// The calling thread stops being the sender. False: it has to look again first.
+[[nodiscard]] bool GiveTurnBack(sSendTurn& turn) {
+  const std::lock_guard guard(turn.lock);
+  turn.isTaken = std::exchange(turn.lookAgain, false);
+  return !turn.isTaken;
+}
+
+// The number of the request to send now; none while one is unanswered.
+[[nodiscard]] std::optional<std::uint32_t> NumberToSend(cCaptureSession& session) {
+  const std::lock_guard guard(session.sendTurn.lock);
+  session.sendTurn.wasCleared = false;
+  if (session.outstanding != 0) {
+    return std::nullopt;
+  }
+  return session.nextRequest;
+}
+
+// False: the queue was cleared meanwhile, and the request that was looked up is not to be sent.
+[[nodiscard]] bool TakeNumber(cCaptureSession& session) {
+  const std::lock_guard guard(session.sendTurn.lock);
+  if (session.sendTurn.wasCleared) {
+    return false;
+  }
+  ++session.nextRequest;
+  session.sendTurn.isOnItsWay = true;
+  return true;
+}
+
+void CountRequest(cCaptureSession& session) {
+  const std::lock_guard guard(session.sendTurn.lock);
+  session.sendTurn.isOnItsWay = false;
+  if (session.sendTurn.wasCleared) {
+    // The request was the lost connection's. Nothing of the new one has been sent yet, so what has
+    // been counted since can only be a reply to that request.
+    session.outstanding = 0;
+  } else {
+    ++session.outstanding;
   }
 }
 
 void SendNextRequest(cCaptureSession& session) {
-  if (session.requestQueue.Size() <= session.nextRequest) {
+  const std::optional<std::uint32_t> number = NumberToSend(session);
+  if (!number || session.requestQueue.Size() <= *number) {
     return;
   }
-  const sRequestQueue::sFound request = session.requestQueue.Find(session.nextRequest);
+  const sRequestQueue::sFound request = session.requestQueue.Find(*number);
   // The request keeps its number, and the next packet of any kind tries again; from a modem that
   // sends nothing on its own none may come before the next connection.
   if (request.outOfMemory) {
     return;
   }
-  ++session.nextRequest;
+  if (!TakeNumber(session)) {
+    return;
+  }
   SendRequest(session, request.copy.Get());
-  // Also after a failed write: the next request waits for a reply, or for the next connection. It
-  // is raised only now. So a response that another thread counts before this wraps the counter,
-  // which comes back to 0 here, and the next packet of any kind sends on; and a short event reply
-  // that comes before this lets the next request go out early and leaves the counter one too high,
-  // which stops the sending until the next connection.
-  ++session.outstanding;
+  // Also after a failed write: the next request waits for a reply, or for the next connection.
+  CountRequest(session);
+}
+
+void SendRequests(cCaptureSession& session) {
+  if (!TakeTurn(session.sendTurn)) {
+    return;
+  }
+  do {
+    SendNextRequest(session);
+  } while (!GiveTurnBack(session.sendTurn));
 }
 
 }  // namespace
@@ -102,9 +163,7 @@ void OnDeviceData(void* context, sSharedBuffer* data) {
       return;
     }
   }
-  if (session.outstanding == 0) {
-    SendNextRequest(session);
-  }
+  SendRequests(session);
 }
 
 }  // namespace corvane

@@ -37,8 +37,17 @@ class cFrameSplitter {
 //
 // `session` is a cCaptureSession with a transport; null is ignored. `data` is borrowed for the
 // call; null (or an empty buffer) only sends. Bytes of an incomplete frame at the end of a block
-// are dropped. Runs on threads of the transport's: a reply can be
-// delivered while the call that sent its request has not returned.
+// are dropped.
+//
+// Runs on the transport's threads, on several at once too. One of them at a time sends: a call that
+// finds another one sending leaves that to it and returns, and the sender looks once more when it
+// has counted its request. So no request is sent twice or passed over.
+//
+// A reply can come before the call that sends its request has returned, and so before the request
+// is counted. It then takes the counter of unanswered requests from 0 to 4294967295, and counting
+// the request takes it back to 0: the next request follows at once. That holds for the short event
+// reply too, which otherwise leaves a counter of 0 alone: while a request is on its way it counts
+// as the reply to it, once.
 void OnDeviceData(void* session, sSharedBuffer* data);
 
 }  // namespace corvane

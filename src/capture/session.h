@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <mutex>
 
 #include "capture/isf/store.h"
 #include "capture/request_queue.h"
@@ -18,6 +19,18 @@ using ThreadHandle = void*;
 // The C string that SetDevice copies the device name into.
 using HeapString = std::unique_ptr<char[], sFree>;
 
+// Which thread sends the requests of a mobile-broadband connection. `lock` guards the flags, and
+// makes one step of what belongs together: a flag and a counter of the session, or a look at a
+// counter and its change. Nothing else is called while it is held.
+struct sSendTurn {
+  std::mutex lock;
+  bool isTaken = false;     // a thread is sending
+  bool lookAgain = false;   // another one had reason to send meanwhile, and left it to that thread
+  bool isOnItsWay = false;  // nextRequest is past the request that is being sent; outstanding is
+                            // not raised for it yet
+  bool wasCleared = false;  // ClearRequests came since the sender last looked for a request
+};
+
 // One capture: the store and everything else that lives as long as it. The session thread owns it;
 // the transport's threads and the reader thread reach it between SetDevice(name) and
 // SetDevice(null).
@@ -32,10 +45,10 @@ class cCaptureSession : public cISFStore {
 
   sRequestQueue requestQueue;
   // For the mobile-broadband transport: number of the next request to send, and how many were sent
-  // and not yet answered. Each access stands alone (there is one sender at a time); they are atomic
-  // because a reply can be counted on another thread while its request is still being sent.
+  // and not yet answered. They change under the lock of `sendTurn`; any thread may read one.
   std::atomic<std::uint32_t> nextRequest = 0;
   std::atomic<std::uint32_t> outstanding = 0;
+  sSendTurn sendTurn;
   std::uint8_t sendAllLevelsMask = 0;  // 1: SetupSession queues the all-levels message request
 
   EventIdSet eventIds;

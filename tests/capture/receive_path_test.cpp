@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <tuple>
+#include <utility>
 #include <vector>
 
 #include "capture/connection.h"
@@ -302,6 +303,135 @@ TEST_F(OnDeviceDataTest, OneBlockSendsOneRequestAtMost) {
   Push({0x7C});
   EXPECT_EQ(Deliver(Joined({Framed(kEventReply), Framed(kEventReply)})), "");
   EXPECT_EQ(broadband.writes.size(), 1U);
+}
+
+TEST_F(OnDeviceDataTest, TheNumberIsTakenBeforeTheRequestIsSentAndTheCounterRaisedAfter) {
+  Push({0x1D});
+  Push({0x00});
+  std::vector<std::pair<std::uint32_t, std::uint32_t>> duringWrites;
+  broadband.duringWrite = [&] {
+    duringWrites.emplace_back(session.nextRequest.load(), session.outstanding.load());
+  };
+  OnDeviceData(&session, nullptr);
+  std::ignore = Deliver(Framed(kReply));
+  EXPECT_EQ(duringWrites, (std::vector<std::pair<std::uint32_t, std::uint32_t>>{{1, 0}, {2, 0}}));
+  EXPECT_EQ(session.outstanding, 1U);
+}
+
+// A transport that delivers before a write has returned, as a platform may.
+class OvertakingReplyTest : public OnDeviceDataTest {
+ protected:
+  OvertakingReplyTest() {
+    for (const ByteVector& request : requests) {
+      Push(request);
+    }
+  }
+
+  // Delivers these packets, each in a block of its own, during the first write.
+  void OvertakeTheFirstWriteWith(const std::vector<ByteVector>& packets) {
+    broadband.duringWrite = [this, packets] {
+      if (broadband.writes.size() > 1) {
+        return;
+      }
+      for (const ByteVector& packet : packets) {
+        DeliverQuietly(packet);
+        counters.push_back(session.outstanding);
+      }
+      EXPECT_EQ(broadband.writes.size(), 1U) << "nothing is sent before the write has returned";
+    };
+    OnDeviceData(&session, nullptr);
+  }
+
+  void DeliverQuietly(const ByteVector& packet) {
+    const ByteVector frame = Framed(packet);
+    sSharedBuffer data(frame.data(), static_cast<std::int32_t>(frame.size()), kOriginDevice);
+    OnDeviceData(&session, &data);
+  }
+
+  void ExpectSent(std::size_t count) {
+    std::vector<ByteVector> expected;
+    for (std::size_t i = 0; i < count; ++i) {
+      expected.push_back(Framed(requests[i]));
+    }
+    EXPECT_EQ(broadband.writes, expected);
+    EXPECT_EQ(session.nextRequest, count);
+  }
+
+  const std::vector<ByteVector> requests = {{0x1D}, {0x00}, {0x7C}};
+  std::vector<std::uint32_t> counters;
+};
+
+TEST_F(OvertakingReplyTest, WrapsTheCounterWhichComesBackTo0AndTheNextRequestFollows) {
+  OvertakeTheFirstWriteWith({kReply});
+  EXPECT_EQ(counters, std::vector<std::uint32_t>{4294967295});
+  ExpectSent(2);
+  EXPECT_EQ(session.outstanding, 1U);
+  DeliverQuietly(kReply);
+  ExpectSent(3);
+}
+
+TEST_F(OvertakingReplyTest, OfEveryRequestSendsThemAllInOneCall) {
+  broadband.duringWrite = [this] { DeliverQuietly(kReply); };
+  OnDeviceData(&session, nullptr);
+  ExpectSent(3);
+  EXPECT_EQ(session.outstanding, 0U);
+}
+
+TEST_F(OvertakingReplyTest, OfTheShortEventKindDoesTheSame) {
+  OvertakeTheFirstWriteWith({kEventReply});
+  EXPECT_EQ(counters, std::vector<std::uint32_t>{4294967295});
+  ExpectSent(2);
+  EXPECT_EQ(session.outstanding, 1U);
+}
+
+TEST_F(OvertakingReplyTest, OfTheShortEventKindIsCountedOnce) {
+  OvertakeTheFirstWriteWith({kEventReply, kEventReply});
+  EXPECT_EQ(counters, (std::vector<std::uint32_t>{4294967295, 4294967295}));
+  ExpectSent(2);
+  EXPECT_EQ(session.outstanding, 1U);
+}
+
+TEST_F(OvertakingReplyTest, LeavesNoRoomForAShortEventReply) {
+  OvertakeTheFirstWriteWith({kReply, kEventReply});
+  EXPECT_EQ(counters, (std::vector<std::uint32_t>{4294967295, 4294967295}));
+  ExpectSent(2);
+}
+
+TEST_F(OvertakingReplyTest, ThatComesTwiceStopsTheSending) {
+  OvertakeTheFirstWriteWith({kReply, kReply});
+  EXPECT_EQ(counters, (std::vector<std::uint32_t>{4294967295, 4294967294}));
+  ExpectSent(1);
+  EXPECT_EQ(session.outstanding, 4294967295U);
+}
+
+TEST_F(OvertakingReplyTest, AnotherPacketSendsNothingEarly) {
+  OvertakeTheFirstWriteWith({kLogPacket});
+  EXPECT_EQ(counters, std::vector<std::uint32_t>{0});
+  ExpectSent(1);
+  EXPECT_EQ(session.outstanding, 1U);
+}
+
+TEST_F(OvertakingReplyTest, ADisconnectionDuringAWriteStartsTheCountersAnew) {
+  broadband.duringWrite = [this] {
+    broadband.duringWrite = nullptr;
+    ClearRequests(session);
+    Push({0x60, 0x01});
+    // The late reply of the lost connection does not count for the new one.
+    DeliverQuietly(kReply);
+    OnDeviceData(&session, nullptr);
+  };
+  OnDeviceData(&session, nullptr);
+  EXPECT_EQ(broadband.writes, (std::vector<ByteVector>{Framed({0x1D}), Framed({0x60, 0x01})}));
+  EXPECT_EQ(session.nextRequest, 1U);
+  EXPECT_EQ(session.outstanding, 1U);
+}
+
+TEST_F(OvertakingReplyTest, ADisconnectionDuringTheLastWriteLeavesNothingOutstanding) {
+  broadband.duringWrite = [this] { ClearRequests(session); };
+  OnDeviceData(&session, nullptr);
+  EXPECT_EQ(broadband.writes, std::vector<ByteVector>{Framed({0x1D})});
+  EXPECT_EQ(session.nextRequest, 0U);
+  EXPECT_EQ(session.outstanding, 0U);
 }
 
 TEST_F(OnDeviceDataTest, AllRequestsGoOutOneAReplyAndThenNoMore) {

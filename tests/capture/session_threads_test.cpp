@@ -7,7 +7,7 @@
 #include <memory>
 #include <mutex>
 #include <thread>
-#include <utility>
+#include <vector>
 
 #include "capture/connection.h"
 #include "capture/isf/layout.h"
@@ -97,35 +97,182 @@ TEST_F(SessionThreadsTest, DataArriveWhileTheBroadbandDeviceComesAndGoes) {
   EXPECT_EQ(session.requestQueue.Size(), 0U);
 }
 
-TEST_F(SessionThreadsTest,
-       AReplyThatOvertakesItsRequestBringsTheCounterBackTo0AndAnyPacketSendsOn) {
-  session.transport = &broadband;
-  Start();
-  Push({0x1D});
-  Push({0x00});
-  const auto deliver = [this](const ByteVector& bytes) {
-    sSharedBuffer data(bytes.data(), static_cast<std::int32_t>(bytes.size()), kOriginDevice);
-    OnDeviceData(&session, &data);
-  };
-  std::uint32_t counterAfterReply = 0;
-  bool isFirstWrite = true;
-  broadband.duringWrite = [&] {
-    if (!std::exchange(isFirstWrite, false)) {
-      return;
+// Where two threads meet: each goes on as soon as both have arrived, without having slept, so that
+// they really do the next thing at the same moment.
+class cMeeting {
+ public:
+  void Arrive() {
+    const int last = (arrivals++ / 2 + 1) * 2;
+    for (int turn = 0; arrivals < last; ++turn) {
+      if (turn > 1000) {
+        std::this_thread::yield();
+      }
     }
+  }
+
+ private:
+  std::atomic<int> arrivals = 0;
+};
+
+// A mobile-broadband session, whose packets several threads deliver.
+class SendingThreadsTest : public SessionThreadsTest {
+ protected:
+  SendingThreadsTest() {
+    session.transport = &broadband;
+    Start();
+  }
+
+  void Deliver(const ByteVector& packet) {
+    const ByteVector frame = Framed(packet);
+    sSharedBuffer data(frame.data(), static_cast<std::int32_t>(frame.size()), kOriginDevice);
+    OnDeviceData(&session, &data);
+  }
+
+  // Pushes `count` requests, and returns the writes that they make when each is sent once.
+  std::vector<ByteVector> PushSome(std::uint8_t count) {
+    std::vector<ByteVector> writes;
+    for (std::uint8_t number = 0; number < count; ++number) {
+      Push({0x4B, number});
+      writes.push_back(Framed({0x4B, number}));
+    }
+    return writes;
+  }
+};
+
+TEST_F(SendingThreadsTest, TwoThatMeetSendOneRequestOnce) {
+  constexpr int kRounds = 3000;
+  cMeeting meeting;
+  int wrongRounds = 0;
+  const auto isRight = [this](const std::vector<ByteVector>& expected) {
+    return broadband.writes == expected && session.nextRequest == 1 && session.outstanding == 1;
+  };
+  std::thread other([&] {
+    for (int round = 0; round < kRounds; ++round) {
+      meeting.Arrive();
+      OnDeviceData(&session, nullptr);
+      meeting.Arrive();
+    }
+  });
+  for (int round = 0; round < kRounds; ++round) {
+    ClearRequests(session);
+    broadband.writes.clear();
+    const std::vector<ByteVector> writes = PushSome(2);
+    meeting.Arrive();
+    OnDeviceData(&session, nullptr);
+    meeting.Arrive();
+    wrongRounds += isRight({writes[0]}) ? 0 : 1;
+  }
+  other.join();
+  EXPECT_EQ(wrongRounds, 0);
+}
+
+TEST_F(SendingThreadsTest, APacketDuringAWriteLeavesTheSendingToTheSender) {
+  const std::vector<ByteVector> writes = PushSome(2);
+  broadband.duringWrite = [this] {
+    std::thread([this] { Deliver(kLogPacket); }).join();
+    EXPECT_EQ(broadband.writeCount, 1U);
+  };
+  OnDeviceData(&session, nullptr);
+  EXPECT_EQ(broadband.writes, std::vector<ByteVector>{writes[0]});
+  EXPECT_EQ(session.outstanding, 1U);
+}
+
+TEST_F(SendingThreadsTest, ASetUpWhoseRepliesOvertakeItsRequestsNeedsNoFurtherPacket) {
+  const std::vector<ByteVector> writes = PushSome(20);
+  std::vector<std::uint32_t> counters;
+  broadband.duringWrite = [&] {
     std::thread([&] {
-      deliver(Framed(kReply));
-      counterAfterReply = session.outstanding;
+      Deliver(kReply);
+      counters.push_back(session.outstanding);
     }).join();
   };
   OnDeviceData(&session, nullptr);
-  EXPECT_EQ(counterAfterReply, 4294967295U);
+  EXPECT_EQ(counters, std::vector<std::uint32_t>(20, 4294967295));
+  EXPECT_EQ(broadband.writes, writes);
+  EXPECT_EQ(session.nextRequest, 20U);
   EXPECT_EQ(session.outstanding, 0U);
-  EXPECT_EQ(broadband.writeCount, 1U);
+}
 
-  deliver(Framed(kLogPacket));
-  EXPECT_EQ(broadband.writeCount, 2U);
+TEST_F(SendingThreadsTest, EveryRequestIsSentOnceAndInOrderWhateverElseComes) {
+  // Replies come from two threads, at any moment from the write on, while a third one delivers
+  // packets that are no replies.
+  constexpr std::uint8_t kRequests = 200;
+  const std::vector<ByteVector> writes = PushSome(kRequests);
+  std::atomic<int> unanswered = 0;
+  std::atomic<bool> stop = false;
+  broadband.duringWrite = [&] { ++unanswered; };
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 2; ++i) {
+    threads.emplace_back([&] {
+      while (!stop) {
+        int seen = unanswered;
+        if (seen > 0 && unanswered.compare_exchange_strong(seen, seen - 1)) {
+          Deliver(kReply);
+        }
+        std::this_thread::yield();
+      }
+    });
+  }
+  threads.emplace_back([&] {
+    while (!stop) {
+      Deliver(kLogPacket);
+    }
+  });
+  EXPECT_TRUE(WaitUntil([&] {
+    return broadband.writeCount == kRequests && unanswered == 0 && session.outstanding == 0;
+  }));
+  stop = true;
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+  EXPECT_EQ(broadband.writes, writes);
+  EXPECT_EQ(session.nextRequest, kRequests);
+  EXPECT_EQ(session.outstanding, 0U);
+}
+
+TEST_F(SendingThreadsTest, AReconnectionDuringAWriteIsSentFromNumber0WhenItHasReturned) {
+  Push({0x1D});
+  std::atomic<bool> isWriting = false;
+  std::atomic<bool> mayReturn = false;
+  broadband.duringWrite = [&] {
+    isWriting = true;
+    EXPECT_TRUE(WaitUntil([&] { return mayReturn.load(); }));
+  };
+  std::thread sender([&] { OnDeviceData(&session, nullptr); });
+  EXPECT_TRUE(WaitUntil([&] { return isWriting.load(); }));
+  ClearRequests(session);
+  const std::vector<ByteVector> writes = PushSome(2);
+  Deliver(kReply);
+  OnDeviceData(&session, nullptr);
+  EXPECT_EQ(broadband.writeCount, 1U) << "the first sender is not done";
+  mayReturn = true;
+  sender.join();
+  EXPECT_EQ(broadband.writes, (std::vector<ByteVector>{Framed({0x1D}), writes[0]}));
+  EXPECT_EQ(session.nextRequest, 1U);
   EXPECT_EQ(session.outstanding, 1U);
+}
+
+TEST_F(SendingThreadsTest, ADisconnectionAtAnyMomentLeavesTheNextConnectionsCounterRight) {
+  // The sender may be anywhere between its look for a request and its count of it.
+  constexpr int kRounds = 2000;
+  cMeeting meeting;
+  int wrongRounds = 0;
+  std::thread other([&] {
+    for (int round = 0; round < kRounds; ++round) {
+      meeting.Arrive();
+      OnDeviceData(&session, nullptr);
+      meeting.Arrive();
+    }
+  });
+  for (int round = 0; round < kRounds; ++round) {
+    PushSome(1);
+    meeting.Arrive();
+    ClearRequests(session);
+    meeting.Arrive();
+    wrongRounds += session.nextRequest == 0 && session.outstanding == 0 ? 0 : 1;
+  }
+  other.join();
+  EXPECT_EQ(wrongRounds, 0);
 }
 
 TEST_F(SessionThreadsTest, RequestsAreReleasedOutsideTheQueuesLock) {
