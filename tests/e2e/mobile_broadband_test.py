@@ -257,24 +257,35 @@ class Pacing(MobileBroadbandTestCase):
         self.assertEqual(self.requests(), 2 * diag.START_UP_REQUESTS[:4])
         self.stop()
 
-    def test_a_reply_that_overtakes_its_request_wraps_the_counter_back_to_0(self):
+    def test_replies_that_overtake_their_requests_do_not_stop_the_set_up(self):
+        # Each reply is counted before its request: 0 - 1 + 1. The sender then sends the next one,
+        # without any further packet. One of them is the short event reply.
+        self.serve(PRESENT + EVENT_REPLY + "at command * reply-overtaking\n")
+        self.begin()
+        self.assertEqual(self.requests(), diag.START_UP_REQUESTS)
+        capture = self.stop()
+        # In the file each request stands before its reply all the same.
+        self.assertEqual(
+            self.exchanged(capture),
+            [
+                packet
+                for request in diag.START_UP_REQUESTS
+                for packet in (request, diag.default_reply(request))
+            ],
+        )
+
+    def test_one_reply_that_overtakes_its_request_is_followed_by_the_next_request(self):
         self.serve(PRESENT + EVENT_REPLY + "at command 0 reply-overtaking\nat command * reply\n")
         self.begin()
-        # The reply has been counted before the request was: 0 - 1 + 1. Nobody has sent the next.
-        self.assertEqual(self.requests(), diag.START_UP_REQUESTS[:1])
-        # The next packet of any kind sends on.
-        self.do(f"packets {LOG.hex()}")
         self.wait_requests(13)
         capture = self.stop()
         self.assertEqual(self.requests(), diag.START_UP_REQUESTS)
-        # In the file the request stands before its reply all the same.
-        self.assertEqual(self.exchanged(capture)[:3], [b"\x1d", b"\x1d", LOG])
+        self.assertEqual(self.exchanged(capture)[:3], [b"\x1d", b"\x1d", b"\x00"])
 
-    def test_the_short_event_reply_at_zero_leaves_the_counter_alone(self):
-        # After the overtaking reply the counter is at 0 with requests left to send.
-        self.serve(PRESENT + "at command 0 reply-overtaking\n")
+    def test_the_short_event_reply_that_overtakes_a_request_answers_it_once(self):
+        # The second one finds the request answered, and leaves the counter alone.
+        self.serve(PRESENT + "at command 0 packets-overtaking 600000 600000\n")
         self.begin()
-        self.do("packets 600000")
         self.assertEqual(self.requests(), diag.START_UP_REQUESTS[:2])
         # One request is in flight now, and the short reply answers it.
         self.do("packets 600000")
@@ -282,12 +293,46 @@ class Pacing(MobileBroadbandTestCase):
         self.stop()
 
     def test_an_unasked_reply_at_zero_wraps_the_counter(self):
-        self.serve(PRESENT + "at command 0 reply-overtaking\n")
+        self.serve(PRESENT + f"at command 0 packets-overtaking {UNASKED} {UNASKED}\n")
         self.begin()
-        self.do(f"packets {UNASKED}")
         self.do(f"packets {LOG.hex()}")
         self.assertEqual(self.requests(), diag.START_UP_REQUESTS[:1])
         self.stop()
+
+    def test_notifications_at_the_same_moment_send_each_request_once(self):
+        # With each reply come packets that are none, all on four threads at once.
+        self.serve(
+            "threads 4 at-once\n" + ANSWERING + 3 * f"at command * packets {LOG.hex()}\n"
+        )
+        connections = 10
+        self.begin()
+        for number in range(1, connections + 1):
+            self.wait_requests(13 * number)
+            self.service.wait_for("callback OnEventNotification", 4 * 13 * number)
+            if number < connections:
+                self.do(f"remove {ID}")
+                self.arrive()
+        capture = self.stop()
+        self.assertEqual(self.requests(), connections * diag.START_UP_REQUESTS)
+        self.assertEqual(
+            capture.packets(isf.REQUEST, isf.SUBSYSTEM_REQUEST),
+            connections * diag.START_UP_REQUESTS,
+        )
+        self.assertEqual(capture.packets(isf.LOG), connections * 3 * 13 * [LOG])
+
+    def test_replies_on_several_threads_that_overtake_their_requests_send_each_once(self):
+        self.serve(
+            "threads 4 at-once\n"
+            + PRESENT
+            + EVENT_REPLY
+            + 2 * f"at command * packets {LOG.hex()}\n"
+            + "at command * reply-overtaking\n"
+        )
+        self.begin()
+        self.wait_requests(13)
+        self.service.wait_for("callback OnEventNotification", 3 * 13)
+        self.stop()
+        self.assertEqual(self.requests(), diag.START_UP_REQUESTS)
 
 
 class Notifications(MobileBroadbandTestCase):
@@ -339,12 +384,12 @@ class Notifications(MobileBroadbandTestCase):
         self.assertEqual(len(self.exchanged(capture)), 26)
         self.assertEqual(self.printed(), [CONNECTED, DISCONNECTED])
 
-    def test_a_notification_with_too_many_bytes_only_sends_the_next_request(self):
-        self.serve(PRESENT + "at command 0 reply-overtaking\n")
+    def test_a_notification_with_too_many_bytes_answers_no_request(self):
+        self.serve(PRESENT)
         self.begin()
         self.do("zeros 16641")
-        self.assertEqual(self.requests(), diag.START_UP_REQUESTS[:2])
-        self.stop()
+        self.assertEqual(self.requests(), diag.START_UP_REQUESTS[:1])
+        self.assertEqual(self.exchanged(self.stop()), diag.START_UP_REQUESTS[:1])
 
     def test_a_packet_that_the_store_refuses_is_reported_with_its_error(self):
         self.connect()

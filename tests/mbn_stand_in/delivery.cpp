@@ -9,12 +9,13 @@ thread_local std::uint32_t threadNumber = 0;
 
 }  // namespace
 
-void cDelivery::Start(std::uint32_t threadCount) {
+void cDelivery::Start(std::uint32_t threadCount, bool worksAtOnce) {
   const std::lock_guard guard(mutex);
   if (!threads.empty()) {
     return;
   }
   isStopping = false;
+  isAtOnce = worksAtOnce;
   for (std::uint32_t i = 0; i < threadCount; ++i) {
     threads.emplace_back([this, i, threadCount] { Work(i, threadCount); });
   }
@@ -48,7 +49,8 @@ void cDelivery::Post(Task task) {
 void cDelivery::Flush() {
   std::unique_lock guard(mutex);
   const std::uint64_t target = posted;
-  changed.wait(guard, [&] { return done >= target || isStopping; });
+  // Tasks that are done at once can be done in another order than they were posted in.
+  changed.wait(guard, [&] { return isStopping || (isAtOnce ? done == posted : done >= target); });
 }
 
 void cDelivery::Work(std::uint32_t number, std::uint32_t threadCount) {
@@ -56,7 +58,8 @@ void cDelivery::Work(std::uint32_t number, std::uint32_t threadCount) {
   std::unique_lock guard(mutex);
   while (true) {
     changed.wait(guard, [&] {
-      return isStopping || (!tasks.empty() && begun == done && begun % threadCount == number);
+      return isStopping ||
+             (!tasks.empty() && (isAtOnce || (begun == done && begun % threadCount == number)));
     });
     if (isStopping) {
       return;

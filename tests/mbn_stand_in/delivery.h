@@ -11,8 +11,9 @@
 
 namespace mbn_stand_in {
 
-// The service's own threads. They take turns: the n-th task runs on thread n modulo their number,
-// and no task begins before the one in front of it is done.
+// The service's own threads. Usually they take turns: the n-th task runs on thread n modulo their
+// number, and no task begins before the one in front of it is done. Or they work at once: each
+// takes the next task as soon as it has done its last.
 class cDelivery {
  public:
   using Task = std::function<void()>;
@@ -23,7 +24,7 @@ class cDelivery {
   ~cDelivery() { Stop(); }
 
   // Tasks that were posted before wait for this.
-  void Start(std::uint32_t threadCount);
+  void Start(std::uint32_t threadCount, bool worksAtOnce);
   // Waits for the task in progress and drops the rest. Not to be called by a task.
   void Stop();
 
@@ -48,6 +49,7 @@ class cDelivery {
   std::uint64_t begun = 0;
   std::uint64_t done = 0;
   bool isStopping = false;
+  bool isAtOnce = false;
 };
 
 }  // namespace mbn_stand_in

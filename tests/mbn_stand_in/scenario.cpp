@@ -66,6 +66,7 @@ void ParseStatement(sScenario& scenario, const std::vector<std::string>& words) 
     scenario.variesServicePointers = true;
   } else if (name == "threads") {
     scenario.threads = ParseCount(words.at(1));
+    scenario.threadsWorkAtOnce = words.size() > 2 && words[2] == "at-once";
   } else if (name == "reply") {
     scenario.replies[static_cast<std::uint8_t>(ParseCount(words.at(1)))] =
         BytesFromHex(words.at(2));
@@ -98,12 +99,28 @@ long ParseResult(const std::string& word) {
 }
 
 sStep ParseStep(const std::vector<std::string>& words) {
-  static const std::set<std::string> kNames{
-      "announce",    "arrive",   "bytes",           "bytes-from",      "closed",
-      "fail",        "nothing",  "opened",          "others",          "packets",
-      "rectangle",   "remove",   "reply",           "reply-cut",       "reply-overtaking",
-      "reply-twice", "stranger", "stranger-closed", "stranger-opened", "words",
-      "zeros"};
+  static const std::set<std::string> kNames{"announce",
+                                            "arrive",
+                                            "bytes",
+                                            "bytes-from",
+                                            "closed",
+                                            "fail",
+                                            "nothing",
+                                            "opened",
+                                            "others",
+                                            "packets",
+                                            "packets-overtaking",
+                                            "rectangle",
+                                            "remove",
+                                            "reply",
+                                            "reply-cut",
+                                            "reply-overtaking",
+                                            "reply-twice",
+                                            "stranger",
+                                            "stranger-closed",
+                                            "stranger-opened",
+                                            "words",
+                                            "zeros"};
   if (words.empty() || !kNames.contains(words[0])) {
     throw std::invalid_argument("unknown step");
   }

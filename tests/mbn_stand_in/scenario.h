@@ -37,7 +37,9 @@ namespace mbn_stand_in {
 //                             it returns), withheld (not at all; a step can make up for it)
 //   service-pointers varied   the sink gets another pointer to its service object than the client
 //                             got from GetDeviceService; only their IUnknown is the same
-//   threads COUNT             so many delivery threads take turns, one call after the other; 1
+//   threads COUNT [at-once]   so many delivery threads take turns, one call after the other; or
+//   each
+//                             makes the next call as soon as its last has returned; 1
 //   reply CODE HEX            the reply to a command whose packet begins with CODE is this packet;
 //                             to the others it is their own packet
 //   at command N STEP         what follows the N-th command of a session (from 0); more lines, more
@@ -53,6 +55,8 @@ namespace mbn_stand_in {
 //   reply-cut COUNT           the reply's frame in two notifications, the first of COUNT bytes
 //   reply-overtaking          as reply, on a thread of its own, before SetCommand returns
 //   packets HEX...            a notification with a frame for each packet
+//   packets-overtaking HEX... as packets, on a thread of its own, before SetCommand returns (only
+//                             "at command")
 //   bytes HEX                 a notification with just these bytes
 //   bytes-from LOWER HEX      the same, the array's lower bound being LOWER
 //   zeros COUNT               a notification with COUNT bytes of 0
@@ -96,6 +100,7 @@ struct sScenario {
   sCompletion closeCompletion;
   bool variesServicePointers = false;
   std::uint32_t threads = 1;
+  bool threadsWorkAtOnce = false;
   std::map<std::uint8_t, ByteVector> replies;
   std::map<std::string, std::vector<sStep>> steps;  // by "command 3", "command *", "opened"
 };

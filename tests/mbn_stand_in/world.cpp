@@ -44,6 +44,16 @@ KeptService Keep(iDeviceService* service) {
   return TakeOver(service);
 }
 
+// The frames of packets that are given as hexadecimal digits, one after the other.
+ByteVector FrameAll(const std::vector<std::string>& packets) {
+  ByteVector frames;
+  for (const std::string& packet : packets) {
+    const ByteVector frame = Frame(BytesFromHex(packet));
+    frames.insert(frames.end(), frame.begin(), frame.end());
+  }
+  return frames;
+}
+
 SAFEARRAY* MakeRectangle() {
   SAFEARRAYBOUND bounds[2] = {{4, 0}, {4, 0}};
   return SafeArrayCreate(VT_UI1, 2, bounds);
@@ -142,7 +152,7 @@ DWORD cWorld::AddSink(iDeviceServicesSink* sink) {
     cookie = ++lastCookie;
     sinks[cookie] = sink;
   }
-  delivery.Start(scenario.threads);
+  delivery.Start(scenario.threads, scenario.threadsWorkAtOnce);
   std::vector<sStep> steps;
   {
     const std::lock_guard guard(mutex);
@@ -427,12 +437,9 @@ void cWorld::Do(const sStep& step, const ByteVector& command) {
   if (step.name.starts_with("reply")) {
     DoReply(step.name, arguments, command);
   } else if (step.name == "packets") {
-    ByteVector frames;
-    for (const std::string& packet : arguments) {
-      const ByteVector frame = Frame(BytesFromHex(packet));
-      frames.insert(frames.end(), frame.begin(), frame.end());
-    }
-    delivery.Post([this, frames] { NotifyBytes(frames); });
+    delivery.Post([this, frames = FrameAll(arguments)] { NotifyBytes(frames); });
+  } else if (step.name == "packets-overtaking") {
+    cDelivery::RunApart([&] { NotifyBytes(FrameAll(arguments)); });
   } else if (step.name == "bytes") {
     delivery.Post([this, bytes = BytesFromHex(first())] { NotifyBytes(bytes); });
   } else if (step.name == "bytes-from") {
