@@ -8,7 +8,8 @@ set -eu
 
 root=$(CDPATH='' cd -- "$(dirname -- "$0")/.." && pwd)
 WINEPREFIX=${CORVANE_WINEPREFIX:-$root/build/wine}
-export WINEPREFIX WINEDEBUG=-all WINEDLLOVERRIDES='mscoree=;mshtml='
+# Without winemenubuilder.exe Wine puts nothing into the user's menus.
+export WINEPREFIX WINEDEBUG=-all WINEDLLOVERRIDES='mscoree=;mshtml=;winemenubuilder.exe='
 # Wine reads file names in the locale's encoding, and fails at once in a folder whose name has letters
 # that the encoding has not.
 export LC_ALL=C.UTF-8
