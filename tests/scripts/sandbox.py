@@ -46,7 +46,7 @@ esac
 case $call in
   "dpkg-query "*) echo "${PACKAGES:-installed}" ;;
   "id -u") echo 0 ;;
-  "wine wineboot"*) mkdir -p "$WINEPREFIX/drive_c/windows/system32" "$WINEPREFIX/dosdevices" ;;
+  "wine wineboot"*) mkdir -p "$WINEPREFIX/drive_c/windows/system32" "$WINEPREFIX/drive_c/windows/winsxs/one" ;;
   "corvane-modem-sim "*)
     echo '{"event":"plugged"}'
     exec sleep 1000
