@@ -12,7 +12,6 @@
 #include "capture/session.h"
 #include "capture/text_item.h"
 #include "capture/transport.h"
-#include "diag/buffer_copy.h"
 #include "diag/hdlc.h"
 #include "diag/requests.h"
 #include "platform/debug_print.h"
@@ -46,22 +45,17 @@ void RecordPortMessage(cCaptureSession& session, const cPortMessage& message) {
   }
 }
 
-// Hands `request` to the queue. False when there is no request or the queue did not take it.
+// Hands `request` to the queue. False when there is no usable request or the queue did not take it.
 [[nodiscard]] bool QueueRequest(cCaptureSession& session, OwnedBuffer request) {
-  if (request == nullptr) {
+  if (!IsUsable(request.get())) {
     return false;
   }
-  cBufferReference reference(std::move(request));
-  if (!PushRequest(session.requestQueue, reference.Get())) {
-    return false;
-  }
-  std::ignore = reference.Detach();  // it is the queue's now
-  return true;
+  return PushRequest(session.requestQueue, cBufferReference(std::move(request)));
 }
 
 void QueueStartUpRequests(cCaptureSession& session) {
   for (const std::span<const std::uint8_t> bytes : StartUpRequests()) {
-    std::ignore = QueueRequest(session, CopyToBuffer(bytes, kOriginLibrary));
+    std::ignore = QueueRequest(session, MakeBuffer(bytes, kOriginLibrary));
   }
   if (session.sendAllLevelsMask == 1) {
     std::ignore = QueueRequest(session, BuildAllLevelsRequest({}));
@@ -185,10 +179,7 @@ void ClearRequests(cCaptureSession& session) {
   // Each request leaves its place before it is released, with the queue's lock given back: a sender
   // on another thread can then never look up a buffer that is gone.
   for (std::uint32_t number = 0; number < queue.PushedCount(); ++number) {
-    sSharedBuffer* const request = queue.Take(number);
-    if (request != nullptr) {
-      Release(request);
-    }
+    std::ignore = queue.Take(number);
   }
   queue.Discard();
   const std::lock_guard guard(session.sendTurn.lock);

@@ -6,7 +6,6 @@
 
 #include "capture/connection.h"
 #include "capture/session.h"
-#include "diag/buffer_copy.h"
 #include "diag/hdlc.h"
 #include "diag/reply.h"
 #include "platform/debug_print.h"
@@ -128,9 +127,9 @@ void SendRequests(cCaptureSession& session) {
 cBufferReference cFrameSplitter::Next() {
   for (;;) {
     const std::span<const std::uint8_t> rest = received.subspan(offset);
-    const OwnedBuffer copy = CopyToBuffer(rest, kOriginDevice);
+    const OwnedBuffer copy = MakeBuffer(rest, kOriginDevice);
     // More than a buffer can hold counts as no bytes: nothing is found in them.
-    ranOutOfMemory = copy == nullptr && !rest.empty() && rest.size() <= kMaxBufferSize;
+    ranOutOfMemory = !IsUsable(copy.get()) && !rest.empty() && rest.size() <= kMaxBufferSize;
     std::uint32_t consumed = 0;
     OwnedBuffer packet = UnframePacket(copy.get(), &consumed);
     offset += consumed;

@@ -2,14 +2,13 @@
 
 #include <mutex>
 #include <new>
+#include <tuple>
 #include <utility>
-
-#include "diag/buffer_copy.h"
 
 namespace corvane {
 
 sRequestQueue::~sRequestQueue() {
-  Discard();
+  ForgetEntries();
   magic = 0;
 }
 
@@ -36,25 +35,25 @@ sRequestQueue::sFound sRequestQueue::Find(std::uint32_t sequenceNumber) {
   OwnedBuffer copy;
   {
     const std::lock_guard guard(lock);
-    sSharedBuffer* const* const place = Place(sequenceNumber);
-    if (place == nullptr || *place == nullptr || !(*place)->IsUsable()) {
+    const cBufferReference* const place = Place(sequenceNumber);
+    if (place == nullptr || !IsUsable(place->Get())) {
       return {};
     }
-    copy = CopyToBuffer((*place)->Bytes(), (*place)->origin);
+    copy = MakeBuffer((*place)->Bytes(), (*place)->origin);
   }
-  if (copy == nullptr) {
+  if (!IsUsable(copy.get())) {
     return {.copy = {}, .outOfMemory = true};
   }
   return {.copy = cBufferReference(std::move(copy))};
 }
 
-sSharedBuffer* sRequestQueue::Take(std::uint32_t sequenceNumber) {
+cBufferReference sRequestQueue::Take(std::uint32_t sequenceNumber) {
   if (magic != kMagic) {
-    return nullptr;
+    return {};
   }
   const std::lock_guard guard(lock);
-  sSharedBuffer** const place = Place(sequenceNumber);
-  return place != nullptr ? std::exchange(*place, nullptr) : nullptr;
+  cBufferReference* const place = Place(sequenceNumber);
+  return place != nullptr ? std::move(*place) : cBufferReference();
 }
 
 void sRequestQueue::Discard() {
@@ -62,11 +61,20 @@ void sRequestQueue::Discard() {
     return;
   }
   const std::lock_guard guard(lock);
-  entries.clear();
+  ForgetEntries();
   pushedCount = 0;
 }
 
-sSharedBuffer** sRequestQueue::Place(std::uint32_t sequenceNumber) {
+void sRequestQueue::ForgetEntries() {
+  // The buffer of an entry that is still there is never freed: to release it would be to take the
+  // lock of all buffers while this one is held.
+  for (cBufferReference& entry : entries) {
+    std::ignore = entry.Detach();
+  }
+  entries.clear();
+}
+
+cBufferReference* sRequestQueue::Place(std::uint32_t sequenceNumber) {
   const auto size = static_cast<std::uint32_t>(entries.size());
   const std::uint32_t oldest = pushedCount - size;
   if (sequenceNumber < oldest || sequenceNumber - oldest >= size) {
@@ -75,7 +83,7 @@ sSharedBuffer** sRequestQueue::Place(std::uint32_t sequenceNumber) {
   return &entries[sequenceNumber - oldest];
 }
 
-bool PushRequest(sRequestQueue& queue, sSharedBuffer* request) {
+bool PushRequest(sRequestQueue& queue, cBufferReference request) {
   if (queue.magic != sRequestQueue::kMagic) {
     return false;
   }
@@ -83,10 +91,11 @@ bool PushRequest(sRequestQueue& queue, sSharedBuffer* request) {
   // The dropped request keeps its reference, so that its buffer is never freed. A connection queues
   // far fewer requests than fit, unless its filters name a thousand SSIDs.
   if (queue.entries.size() >= queue.capacity) {
+    std::ignore = queue.entries.front().Detach();
     queue.entries.pop_front();
   }
   try {
-    queue.entries.push_back(request);
+    queue.entries.push_back(std::move(request));
   } catch (const std::bad_alloc&) {
     return false;
   }

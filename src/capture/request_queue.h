@@ -23,7 +23,7 @@ struct sRequestQueue {
   sRequestQueue() = default;
   sRequestQueue(const sRequestQueue&) = delete;
   sRequestQueue& operator=(const sRequestQueue&) = delete;
-  // Discards the entries without releasing them: ClearRequests comes first.
+  // Releases no entry, as Discard does not: ClearRequests comes first.
   ~sRequestQueue();
 
   // How many entries are held now; 0 without `magic`.
@@ -45,9 +45,9 @@ struct sRequestQueue {
   // own.
   [[nodiscard]] sFound Find(std::uint32_t sequenceNumber);
 
-  // Takes the entry with this sequence number out of its place, which stays behind empty. The
-  // entry's reference is the caller's. Null when there is no such entry.
-  [[nodiscard]] sSharedBuffer* Take(std::uint32_t sequenceNumber);
+  // Takes the entry with this sequence number out of its place, which stays behind empty. None when
+  // there is no such entry.
+  [[nodiscard]] cBufferReference Take(std::uint32_t sequenceNumber);
 
   // Removes every entry, without releasing any, and starts the numbers from 0 again.
   void Discard();
@@ -58,17 +58,18 @@ struct sRequestQueue {
   std::uint8_t signalOnPush = 0;  // 1: each push sets `event`
   std::uint32_t capacity = kCapacity;
   std::uint32_t pushedCount = 0;
-  std::deque<sSharedBuffer*> entries;  // each holds one reference; null once taken
+  std::deque<cBufferReference> entries;  // none once taken
 
  private:
+  // Lets go of every entry without releasing it. The caller holds `lock`.
+  void ForgetEntries();
   // The place of an entry, or null. The caller holds `lock`.
-  [[nodiscard]] sSharedBuffer** Place(std::uint32_t sequenceNumber);
+  [[nodiscard]] cBufferReference* Place(std::uint32_t sequenceNumber);
 };
 
-// Appends `request`, with the reference that the caller took for the queue. At `capacity` entries
-// the oldest one is dropped first, and its reference is not given back. Returns false, and keeps
-// nothing of `request`, without `magic` or when memory runs out: the reference is the caller's
-// again.
-[[nodiscard]] bool PushRequest(sRequestQueue& queue, sSharedBuffer* request);
+// Appends `request`. At `capacity` entries the oldest one is dropped first, and its reference is
+// not given back. Returns false without `magic` or when memory runs out; `request` is then
+// released.
+[[nodiscard]] bool PushRequest(sRequestQueue& queue, cBufferReference request);
 
 }  // namespace corvane

@@ -1,7 +1,6 @@
 #include "capture/text_item.h"
 
 #include <cstdio>
-#include <cstdlib>
 #include <utility>
 
 #include "capture/isf/layout.h"
@@ -10,13 +9,13 @@ namespace corvane {
 
 OwnedBuffer MakeTextItem(std::optional<std::string_view> text) {
   const std::size_t size = isf::TextItemSize(text);
-  HeapBlock block(static_cast<std::uint8_t*>(std::calloc(size, 1)));
+  HeapBlock block = AllocateZeroedBlock(size);
   if (block == nullptr) {
     return nullptr;
   }
   isf::StoreTextItem(text, {block.get(), size});
   OwnedBuffer item = AdoptBlock(static_cast<std::int32_t>(size), std::move(block), kOriginLibrary);
-  if (item == nullptr || !item->IsUsable()) {
+  if (!IsUsable(item.get())) {
     return nullptr;
   }
   return item;

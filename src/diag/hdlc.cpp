@@ -1,7 +1,6 @@
 #include "diag/hdlc.h"
 
 #include <cstddef>
-#include <cstdlib>
 #include <span>
 #include <utility>
 
@@ -11,10 +10,6 @@ namespace corvane {
 namespace {
 
 constexpr std::int32_t kCrcSize = 2;
-
-[[nodiscard]] HeapBlock AllocateBlock(std::size_t size) {
-  return HeapBlock(static_cast<std::uint8_t*>(std::malloc(size)));
-}
 
 // Writes `byte` in its stuffed form and returns the position behind it.
 [[nodiscard]] std::uint8_t* Stuff(std::uint8_t* output, std::uint8_t byte) {
@@ -61,7 +56,7 @@ constexpr std::int32_t kCrcSize = 2;
 }  // namespace
 
 OwnedBuffer FramePacket(const sSharedBuffer* packet) {
-  if (packet == nullptr || !packet->IsUsable()) {
+  if (!IsUsable(packet)) {
     return nullptr;
   }
 
@@ -85,7 +80,7 @@ OwnedBuffer FramePacket(const sSharedBuffer* packet) {
 }
 
 OwnedBuffer UnframePacket(const sSharedBuffer* received, std::uint32_t* consumed) {
-  if (received == nullptr || !received->IsUsable() || consumed == nullptr) {
+  if (!IsUsable(received) || consumed == nullptr) {
     return nullptr;
   }
   *consumed = 0;

@@ -27,7 +27,7 @@ constexpr std::uint16_t kGetItemCommand = 8;
 }  // namespace
 
 sProtocolBuffer::sProtocolBuffer(sSharedBuffer* viewed) : timestamp(LocalCalendarTime()) {
-  if (viewed != nullptr && viewed->IsUsable()) {
+  if (IsUsable(viewed)) {
     AddRef(viewed);
     buffer = viewed;
   }
@@ -35,7 +35,7 @@ sProtocolBuffer::sProtocolBuffer(sSharedBuffer* viewed) : timestamp(LocalCalenda
 }
 
 sProtocolBuffer::~sProtocolBuffer() {
-  if (buffer != nullptr && buffer->IsUsable()) {
+  if (IsUsable(buffer)) {
     Release(buffer);
   }
   buffer = nullptr;
@@ -45,7 +45,7 @@ sProtocolBuffer::~sProtocolBuffer() {
 bool sProtocolBuffer::IsValid() const { return valid; }
 
 bool sProtocolBuffer::Validate() {
-  valid = buffer != nullptr && buffer->IsUsable();
+  valid = IsUsable(buffer);
   return valid;
 }
 

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
-#include <cstdlib>
 #include <utility>
 
 #include "diag/command_codes.h"
@@ -41,10 +40,6 @@ constexpr std::array<ByteVector, 13> kStartUpRequests = {
     ByteVector(kSubsystemCommands[4]), ByteVector(kSubsystemCommands[5]),
     ByteVector(kSwitchEventReportsOn)};
 
-[[nodiscard]] HeapBlock AllocateZeroed(std::size_t size) {
-  return HeapBlock(static_cast<std::uint8_t*>(std::calloc(size, 1)));
-}
-
 [[nodiscard]] OwnedBuffer MakeRequest(std::size_t size, HeapBlock block) {
   return AdoptBlock(static_cast<std::int32_t>(size), std::move(block), kOriginLibrary);
 }
@@ -73,7 +68,7 @@ OwnedBuffer BuildLogMaskRequest(std::uint32_t equipmentId, const LogCodeSet& log
   }
 
   constexpr std::size_t kSize = kLogMaskHeaderSize + kLogMaskSize;
-  HeapBlock request = AllocateZeroed(kSize);
+  HeapBlock request = AllocateZeroedBlock(kSize);
   if (request == nullptr) {
     return nullptr;
   }
@@ -117,7 +112,7 @@ OwnedBuffer BuildEventMaskRequest(const EventIdSet& eventIds) {
     return nullptr;
   }
 
-  HeapBlock request = AllocateZeroed(size);
+  HeapBlock request = AllocateZeroedBlock(size);
   if (request == nullptr) {
     return nullptr;
   }
@@ -146,7 +141,7 @@ OwnedBuffer BuildMessageLevelsRequest(std::uint32_t firstSsid, std::uint32_t las
     return nullptr;
   }
 
-  HeapBlock request = AllocateZeroed(size);
+  HeapBlock request = AllocateZeroedBlock(size);
   if (request == nullptr) {
     return nullptr;
   }
@@ -164,7 +159,7 @@ OwnedBuffer BuildMessageLevelsRequest(std::uint32_t firstSsid, std::uint32_t las
 
 OwnedBuffer BuildAllLevelsRequest(const std::set<std::uint32_t>& levels) {
   constexpr std::size_t kSize = 8;
-  HeapBlock request = AllocateZeroed(kSize);
+  HeapBlock request = AllocateZeroedBlock(kSize);
   if (request == nullptr) {
     return nullptr;
   }

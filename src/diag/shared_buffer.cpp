@@ -1,11 +1,11 @@
 #include "diag/shared_buffer.h"
 
+#include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <mutex>
 #include <new>
 #include <utility>
-
-#include "diag/buffer_lock.h"
 
 namespace corvane {
 
@@ -13,6 +13,9 @@ constinit std::optional<cLock> gBufferLock;
 std::uint32_t gBufferLockReady = 0;
 
 namespace {
+
+constinit sBlockHeap blockHeap{[](std::size_t size) { return std::malloc(size); },
+                               [](void* block) { std::free(block); }};
 
 // Stands behind the lock in this file, so that it is destroyed before it.
 const struct sBufferLockLife {
@@ -35,6 +38,20 @@ const struct sBufferLockLife {
 
 }  // namespace
 
+sBlockHeap& BlockHeap() { return blockHeap; }
+
+HeapBlock AllocateBlock(std::size_t size) {
+  return HeapBlock(static_cast<std::uint8_t*>(blockHeap.allocate(size)));
+}
+
+HeapBlock AllocateZeroedBlock(std::size_t size) {
+  HeapBlock block = AllocateBlock(size);
+  if (block != nullptr) {
+    std::fill_n(block.get(), size, std::uint8_t{0});
+  }
+  return block;
+}
+
 void CreateBufferLock() {
   // An exception here would end the process that loads the library. Without the lock, buffers are
   // counted unsafely, as during start-up and shut-down.
@@ -56,7 +73,7 @@ sSharedBuffer::sSharedBuffer(const void* source, std::int32_t length, std::uint3
     return;
   }
   const auto count = static_cast<std::uint32_t>(length);
-  data = static_cast<std::uint8_t*>(std::malloc(count));
+  data = AllocateBlock(count).release();
   if (data == nullptr) {
     return;
   }
@@ -79,8 +96,14 @@ sSharedBuffer::~sSharedBuffer() {
   }
   // Volatile, or the compiler drops a store to memory that is about to be freed.
   *static_cast<volatile std::uint8_t*>(data) = 0;
-  std::free(data);
+  blockHeap.free(data);
   data = nullptr;
+}
+
+OwnedBuffer MakeBuffer(std::span<const std::uint8_t> bytes, std::uint32_t origin) {
+  const std::size_t length = bytes.size() <= kMaxBufferSize ? bytes.size() : 0;
+  return OwnedBuffer(new (std::nothrow)
+                         sSharedBuffer(bytes.data(), static_cast<std::int32_t>(length), origin));
 }
 
 OwnedBuffer AdoptBlock(std::int32_t length, HeapBlock block, std::uint32_t origin) {

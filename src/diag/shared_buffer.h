@@ -2,10 +2,12 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <memory>
+#include <optional>
 #include <span>
 #include <utility>
+
+#include "platform/lock.h"
 
 namespace corvane {
 
@@ -16,11 +18,25 @@ inline constexpr std::uint32_t kMaxBufferSize = 16640;
 inline constexpr std::uint32_t kOriginDevice = 3;   // read from the device
 inline constexpr std::uint32_t kOriginLibrary = 4;  // made by the library: requests, text items
 
+// The C heap, which every block of the library comes from and goes back to. The library changes
+// neither field; tests put themselves in between (tests/support/failing_allocation.h).
+struct sBlockHeap {
+  void* (*allocate)(std::size_t size);  // null when memory runs out
+  void (*free)(void* block);            // never called with null
+};
+[[nodiscard]] sBlockHeap& BlockHeap();
+
 // A block from the C heap, on its way into a buffer.
 struct sFree {
-  void operator()(void* block) const { std::free(block); }
+  void operator()(void* block) const { BlockHeap().free(block); }
 };
 using HeapBlock = std::unique_ptr<std::uint8_t[], sFree>;
+
+// `size` bytes, at least 1; null when memory runs out.
+[[nodiscard]] HeapBlock AllocateBlock(std::size_t size);
+
+// The same, filled with zeros.
+[[nodiscard]] HeapBlock AllocateZeroedBlock(std::size_t size);
 
 // A reference-counted block of bytes: every packet, request and text item travels in one.
 //
@@ -36,7 +52,7 @@ struct sSharedBuffer {
   // lies outside 1..kMaxBufferSize, or when memory runs out: callers test IsUsable.
   sSharedBuffer(const void* source, std::int32_t length, std::uint32_t origin);
 
-  // Takes over `block`, from malloc, without copying. The buffer stays empty when `block` is null;
+  // Takes over `block` without copying. The buffer stays empty when `block` is null;
   // with a `length` outside 1..kMaxBufferSize it frees the block and stays empty.
   sSharedBuffer(std::int32_t length, HeapBlock block, std::uint32_t origin);
 
@@ -61,9 +77,34 @@ struct sSharedBuffer {
 // A buffer that still belongs to its creator.
 using OwnedBuffer = std::unique_ptr<sSharedBuffer>;
 
+// True for a buffer that is there and usable.
+[[nodiscard]] inline bool IsUsable(const sSharedBuffer* buffer) {
+  return buffer != nullptr && buffer->IsUsable();
+}
+
+// A new buffer with a copy of `bytes`. Null when there is no memory for the buffer itself. It is
+// empty when there are no bytes, more than kMaxBufferSize, or no memory for them: callers test
+// IsUsable.
+[[nodiscard]] OwnedBuffer MakeBuffer(std::span<const std::uint8_t> bytes, std::uint32_t origin);
+
 // Makes a buffer with the adopting constructor. Returns null, with `block` freed, when there is no
 // memory for the buffer itself; the buffer that it returns may be empty.
 [[nodiscard]] OwnedBuffer AdoptBlock(std::int32_t length, HeapBlock block, std::uint32_t origin);
+
+// The one lock of the process that guards every change of a buffer's reference count. It is held
+// for an increment, a decrement or the final free, and nothing else is locked while it is held.
+//
+// It exists from the load of the library to its unload. gBufferLockReady is 1 in between; outside,
+// and in a process that had no memory for the lock at the load, buffers are counted without it.
+extern std::optional<cLock> gBufferLock;
+extern std::uint32_t gBufferLockReady;
+
+// Makes the lock, which must not be there, and raises the flag; without memory for it both stay as
+// they are. Run once, at the load.
+void CreateBufferLock();
+
+// Clears the flag and then destroys the lock. Run once, at the unload.
+void DestroyBufferLock();
 
 // Takes one reference. `buffer` must not be null.
 void AddRef(sSharedBuffer* buffer);

@@ -2,7 +2,6 @@
 
 #include <windows.h>
 
-#include <cstdlib>
 #include <cstring>
 #include <new>
 #include <tuple>
@@ -54,7 +53,7 @@ bool OpenDevice(cCaptureSession& session, const char* deviceName) {
   if (length >= kNameBound) {
     return false;
   }
-  session.deviceName.reset(static_cast<char*>(std::calloc(length + 1, 1)));
+  session.deviceName.reset(reinterpret_cast<char*>(AllocateBlock(length + 1).release()));
   if (!session.deviceName) {
     return false;
   }

@@ -1,7 +1,6 @@
 #include "ota/emit_sib.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <new>
 #include <utility>
 
@@ -39,7 +38,7 @@ void WriteLogHeader(std::uint8_t* packet, std::uint32_t size, std::uint64_t diag
 [[nodiscard]] OwnedBuffer MakePacket(const sSibAssembly& block, std::uint64_t diagTimestamp) {
   const std::uint32_t blockBytes = std::min(block.bitLength / 8, kMaxEmittedBytes);
   const std::uint32_t size = kLogHeaderSize + blockBytes;
-  HeapBlock packet(static_cast<std::uint8_t*>(std::malloc(size)));
+  HeapBlock packet = AllocateBlock(size);
   if (packet == nullptr) {
     return nullptr;
   }

@@ -56,7 +56,7 @@ TEST_F(ConnectionTest, AConnectThatCannotBeRecordedIsSetUpAllTheSame) {
 
 TEST_F(ConnectionTest, AConnectWithoutMemoryForItsTextIsSetUpAllTheSame) {
   Start();
-  for (const eHeap heap : {eHeap::Malloc, eHeap::New}) {
+  for (const eHeap heap : {eHeap::Blocks, eHeap::New}) {
     cPrinted printed;
     cAllocationFailure failure(heap, 1);
     OnConnected(&session);
@@ -222,11 +222,7 @@ TEST_F(ConnectionTest, AFileCarriesOnAcrossConnections) {
 
 // A reference of the test's own to each queued request, to see the queue's being given back.
 std::vector<cBufferReference> Keep(const sRequestQueue& queue) {
-  std::vector<cBufferReference> kept;
-  for (sSharedBuffer* request : queue.entries) {
-    kept.emplace_back(request);
-  }
-  return kept;
+  return {queue.entries.begin(), queue.entries.end()};
 }
 
 TEST_F(ConnectionTest, ClearRequestsReleasesEachRequestAndStartsFrom0) {
@@ -246,10 +242,9 @@ TEST_F(ConnectionTest, ClearRequestsReleasesEachRequestAndStartsFrom0) {
 
 TEST_F(ConnectionTest, ClearRequestsDestroysRequestsThatNobodyElseKeeps) {
   const std::int64_t before = LiveNewAllocations();
-  auto* const request = new sSharedBuffer("x", 1, kOriginLibrary);
-  AddRef(request);
   session.requestQueue.entries.clear();
-  ASSERT_TRUE(PushRequest(session.requestQueue, request));
+  ASSERT_TRUE(PushRequest(session.requestQueue, cBufferReference(std::make_unique<sSharedBuffer>(
+                                                    "x", 1, kOriginLibrary))));
   ClearRequests(session);
   EXPECT_EQ(LiveNewAllocations(), before);
 }

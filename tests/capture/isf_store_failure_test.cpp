@@ -341,7 +341,7 @@ TEST_F(IsfStoreMemoryTest, AReportWhoseCopyHasNoBytesIsForgottenAndAnEventWithou
   for (std::uint32_t nth = 1; nth <= 4; ++nth) {  // the copy, the events, none
     SCOPED_TRACE(nth);
     RestartPlain();
-    const sAttempt attempt = AddWithout(eHeap::Malloc, nth, report);
+    const sAttempt attempt = AddWithout(eHeap::Blocks, nth, report);
     EXPECT_EQ(attempt.failed, nth < 4);
     EXPECT_EQ(attempt.result, kErrorSuccess);
     std::vector<std::uint8_t> ids;
@@ -355,7 +355,7 @@ TEST_F(IsfStoreMemoryTest, AReportWhoseCopyHasNoBytesIsForgottenAndAnEventWithou
 TEST_F(IsfStoreMemoryTest, WithoutMemoryForThePacketInsideAGetItemResponseOnlyTheResponseIsThere) {
   ByteVector response = Packet({0x4B, 0x25, 0x08, 0x00}, 13);
   response.push_back(0x0A);
-  for (const eHeap heap : {eHeap::New, eHeap::Malloc}) {
+  for (const eHeap heap : {eHeap::New, eHeap::Blocks}) {
     RestartPlain(1);
     const sAttempt attempt = AddWithout(heap, 1, response);
     EXPECT_TRUE(attempt.failed);
@@ -368,10 +368,10 @@ TEST_F(IsfStoreMemoryTest, WithoutMemoryForThePacketInsideAGetItemResponseOnlyTh
 TEST_F(IsfStoreMemoryTest, CloseNeedsNoMemory) {
   RestartPlain(8193);
   cAllocationFailure newFailure(eHeap::New, 1, eFailures::AllSince);
-  cAllocationFailure mallocFailure(eHeap::Malloc, 1, eFailures::AllSince);
+  cAllocationFailure blockFailure(eHeap::Blocks, 1, eFailures::AllSince);
   store.Close();
   newFailure.Disarm();
-  mallocFailure.Disarm();
+  blockFailure.Disarm();
   EXPECT_EQ(DecodeEnd(Contents(), 2).itemCount, 8193U);
 }
 

@@ -237,7 +237,7 @@ TEST_F(ReaderLoopTest, AMissingRequestEndsThePumpWithCreditLeft) {
 TEST_F(ReaderLoopTest, ARequestThatThereWasNoMemoryToLookUpIsSentByTheNextPump) {
   Push({0x1D});
   Push({0x00});
-  for (const eHeap heap : {eHeap::Malloc, eHeap::New}) {
+  for (const eHeap heap : {eHeap::Blocks, eHeap::New}) {
     cAllocationFailure failure(heap, 1);
     loop.Pump();
     EXPECT_TRUE(failure.Disarm());
@@ -304,7 +304,7 @@ TEST_F(ReaderLoopTest, BytesThatThereWasNoMemoryToLookAtAreKept) {
   const ByteVector frame = Framed(kReply);
   std::copy(frame.begin(), frame.end(), loop.Room().begin());
   {
-    cAllocationFailure failure(eHeap::Malloc, 1);
+    cAllocationFailure failure(eHeap::Blocks, 1);
     loop.Received(frame.size());
     EXPECT_TRUE(failure.Disarm());
   }

@@ -113,7 +113,7 @@ TEST(FrameSplitterTest, AFrameOfNothingButAGoodCrcIsAnEmptyPacket) {
 
 TEST(FrameSplitterTest, WithoutMemoryForTheCopyTheBytesAreLeft) {
   const ByteVector received = {0x1D, 0x1C, 0x3B, 0x7E};
-  for (const eHeap heap : {eHeap::Malloc, eHeap::New}) {
+  for (const eHeap heap : {eHeap::Blocks, eHeap::New}) {
     cFrameSplitter splitter(received);
     cAllocationFailure failure(heap, 1);
     const bool found = static_cast<bool>(splitter.Next());
@@ -470,7 +470,7 @@ TEST_F(OnDeviceDataTest, AFailedWriteCountsAsSent) {
 TEST_F(OnDeviceDataTest, ARequestThatWasDroppedAtCapacityCountsAsSent) {
   session.requestQueue.capacity = 1;
   Push({0x1D});
-  sSharedBuffer* const dropped = session.requestQueue.entries.front();
+  sSharedBuffer* const dropped = session.requestQueue.entries.front().Get();
   Push({0x00});
   Release(dropped);
   // One of the two is left, so that the count of 1 exceeds number 0, which is gone.
@@ -513,7 +513,7 @@ TEST_F(OnDeviceDataTest, AnEmptyPacketIsRefusedByTheStoreAndNoReply) {
 TEST_F(OnDeviceDataTest, ARequestThatThereWasNoMemoryToLookUpIsSentOnTheNextOccasion) {
   Push({0x1D});
   Push({0x00});
-  for (const eHeap heap : {eHeap::Malloc, eHeap::New}) {
+  for (const eHeap heap : {eHeap::Blocks, eHeap::New}) {
     cAllocationFailure failure(heap, 1);
     OnDeviceData(&session, nullptr);
     EXPECT_TRUE(failure.Disarm());
@@ -529,7 +529,7 @@ TEST_F(OnDeviceDataTest, ARequestThatThereWasNoMemoryToLookUpIsSentOnTheNextOcca
 
 TEST_F(OnDeviceDataTest, WithoutMemoryForTheCopyNothingIsSent) {
   Push({0x1D});
-  for (const eHeap heap : {eHeap::Malloc, eHeap::New}) {
+  for (const eHeap heap : {eHeap::Blocks, eHeap::New}) {
     const cBufferReference data(std::make_unique<sSharedBuffer>("\x7E", 1, kOriginDevice));
     cAllocationFailure failure(heap, 1);
     OnDeviceData(&session, data.Get());

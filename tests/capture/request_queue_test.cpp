@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <tuple>
 #include <vector>
 
 #include "capture/session_fixture.h"
@@ -36,9 +37,7 @@ class RequestQueueTest : public testing::Test {
 
   void Push(std::uint32_t count = 1) {
     for (std::uint32_t i = 0; i < count; ++i) {
-      sSharedBuffer* const request = Make();
-      AddRef(request);
-      ASSERT_TRUE(PushRequest(queue, request));
+      ASSERT_TRUE(PushRequest(queue, cBufferReference(Make())));
     }
   }
 
@@ -104,7 +103,7 @@ TEST_F(RequestQueueTest, FindLeavesTheEntryInItsPlace) {
 TEST_F(RequestQueueTest, WhatFindReturnsOutlivesTheEntry) {
   Push();
   const sRequestQueue::sFound found = queue.Find(0);
-  Release(queue.Take(0));
+  std::ignore = queue.Take(0);
   queue.Discard();
   EXPECT_EQ(BytesOf(found), (ByteVector{0, 0}));
   EXPECT_EQ(found.copy->origin, kOriginLibrary);
@@ -113,17 +112,21 @@ TEST_F(RequestQueueTest, WhatFindReturnsOutlivesTheEntry) {
 
 TEST_F(RequestQueueTest, TakeLeavesAnEmptyPlaceAndTheOtherNumbersAlone) {
   Push(3);
-  EXPECT_EQ(queue.Take(1), requests[1]);
-  EXPECT_EQ(requests[1]->refCount, 2U);  // the queue's reference is the caller's now
-  EXPECT_EQ(queue.Take(1), nullptr);
+  {
+    const cBufferReference taken = queue.Take(1);
+    EXPECT_EQ(taken.Get(), requests[1]);
+    EXPECT_EQ(requests[1]->refCount, 2U);  // the queue's reference is the caller's now
+  }
+  EXPECT_EQ(requests[1]->refCount, 1U);
+  EXPECT_FALSE(queue.Take(1));
   EXPECT_TRUE(HasNone(1));
   EXPECT_EQ(BytesOf(queue.Find(2)), (ByteVector{2, 0}));
   EXPECT_EQ(queue.Size(), 3U);
 }
 
-TEST_F(RequestQueueTest, TakeOfAnUnknownNumberIsNull) {
+TEST_F(RequestQueueTest, TakeOfAnUnknownNumberGivesNone) {
   Push();
-  EXPECT_EQ(queue.Take(1), nullptr);
+  EXPECT_FALSE(queue.Take(1));
 }
 
 TEST_F(RequestQueueTest, DiscardStartsTheNumbersAgainAndReleasesNothing) {
@@ -176,11 +179,11 @@ TEST_F(RequestQueueTest, WithoutMagicEveryOperationDoesNothing) {
   Push(2);
   queue.magic = 0;
   sSharedBuffer* const refused = Make();
-  EXPECT_FALSE(PushRequest(queue, refused));
+  EXPECT_FALSE(PushRequest(queue, cBufferReference(refused)));
   EXPECT_EQ(queue.Size(), 0U);
   EXPECT_EQ(queue.PushedCount(), 0U);
   EXPECT_TRUE(HasNone(0));
-  EXPECT_EQ(queue.Take(0), nullptr);
+  EXPECT_FALSE(queue.Take(0));
   queue.Discard();
   EXPECT_EQ(queue.entries.size(), 2U);
   EXPECT_EQ(queue.pushedCount, 2U);
@@ -190,13 +193,10 @@ TEST_F(RequestQueueTest, WithoutMagicEveryOperationDoesNothing) {
 TEST_F(RequestQueueTest, DestroyingAQueueReleasesNoEntry) {
   sSharedBuffer* const request = Make();
   for (const std::uint32_t magic : {sRequestQueue::kMagic, 0U}) {
-    AddRef(request);
-    {
-      sRequestQueue other;
-      other.event = std::make_unique<cEvent>();
-      ASSERT_TRUE(PushRequest(other, request));
-      other.magic = magic;
-    }
+    sRequestQueue other;
+    other.event = std::make_unique<cEvent>();
+    ASSERT_TRUE(PushRequest(other, cBufferReference(request)));
+    other.magic = magic;
   }
   EXPECT_EQ(request->refCount, 3U);
 }
@@ -206,12 +206,12 @@ TEST_F(RequestQueueTest, APushWithoutMemoryKeepsNothing) {
   std::uint32_t refused = 0;
   for (std::uint32_t i = 0; i < 200; ++i) {
     sSharedBuffer* const request = Make();
-    AddRef(request);
     const std::size_t before = queue.Size();
     cAllocationFailure failure(eHeap::New, 1);
-    const bool pushed = PushRequest(queue, request);
+    const bool pushed = PushRequest(queue, cBufferReference(request));
     const bool failed = failure.Disarm();
     EXPECT_EQ(pushed, !failed);
+    EXPECT_EQ(request->refCount, pushed ? 2U : 1U);
     EXPECT_EQ(queue.Size(), before + (pushed ? 1 : 0));
     EXPECT_EQ(queue.PushedCount(), queue.Size());
     refused += pushed ? 0 : 1;
@@ -221,7 +221,7 @@ TEST_F(RequestQueueTest, APushWithoutMemoryKeepsNothing) {
 
 TEST_F(RequestQueueTest, AnEntryWithoutMemoryForItsCopyIsToldFromNoEntry) {
   Push();
-  for (const eHeap heap : {eHeap::Malloc, eHeap::New}) {
+  for (const eHeap heap : {eHeap::Blocks, eHeap::New}) {
     cAllocationFailure failure(heap, 1);
     const sRequestQueue::sFound found = queue.Find(0);
     EXPECT_TRUE(failure.Disarm());

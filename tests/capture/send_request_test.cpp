@@ -79,7 +79,7 @@ TEST_F(SendRequestTest, AFrameBeyondTheLargestBufferIsWrittenAsNothing) {
 TEST_F(SendRequestTest, WithoutMemoryForTheFrameNothingIsWritten) {
   serial.keepsWrites = false;
   std::uint32_t unframed = 0;
-  for (const eHeap heap : {eHeap::Malloc, eHeap::New}) {
+  for (const eHeap heap : {eHeap::Blocks, eHeap::New}) {
     for (std::uint32_t nth = 1;; ++nth) {
       const cBufferReference request(std::make_unique<sSharedBuffer>("\x1D", 1, kOriginLibrary));
       serial.writeCount = 0;

@@ -173,15 +173,13 @@ void cSessionTest::Start(const EventIdSet& eventIds, const LogCodeSet& logCodes,
 }
 
 void cSessionTest::Push(const ByteVector& request) {
-  auto* const buffer =
-      new sSharedBuffer(request.data(), static_cast<std::int32_t>(request.size()), kOriginLibrary);
-  AddRef(buffer);
-  ASSERT_TRUE(PushRequest(session.requestQueue, buffer));
+  ASSERT_TRUE(
+      PushRequest(session.requestQueue, cBufferReference(MakeBuffer(request, kOriginLibrary))));
 }
 
 std::vector<ByteVector> cSessionTest::Queued() {
   std::vector<ByteVector> queued;
-  for (const sSharedBuffer* request : session.requestQueue.entries) {
+  for (const cBufferReference& request : session.requestQueue.entries) {
     queued.emplace_back(request->Bytes().begin(), request->Bytes().end());
   }
   return queued;

@@ -50,7 +50,7 @@ TEST_F(SetupSessionTest, TheQueueHasTheOneReferenceToEachRequest) {
   session.sendAllLevelsMask = 1;
   SetupSession(session);
   EXPECT_EQ(session.requestQueue.entries.size(), 17U);
-  for (const sSharedBuffer* request : session.requestQueue.entries) {
+  for (const cBufferReference& request : session.requestQueue.entries) {
     EXPECT_EQ(request->refCount, 1U);
     EXPECT_EQ(request->origin, kOriginLibrary);
   }
@@ -140,7 +140,7 @@ TEST_F(SetupSessionTest, ARequestWithoutMemoryIsLeftOutAndTheOthersAreQueued) {
   const std::vector<ByteVector> all = Queued();
   ASSERT_EQ(all.size(), 18U);
 
-  for (const eHeap heap : {eHeap::Malloc, eHeap::New}) {
+  for (const eHeap heap : {eHeap::Blocks, eHeap::New}) {
     std::map<std::string, int> printedTexts;
     for (std::uint32_t nth = 1;; ++nth) {
       ClearRequests(session);

@@ -14,7 +14,7 @@
 #include "capture/reader_loop.h"
 #include "capture/receive_path.h"
 #include "capture/session_fixture.h"
-#include "diag/buffer_lock.h"
+#include "diag/shared_buffer.h"
 
 namespace corvane {
 namespace {
@@ -282,7 +282,7 @@ TEST_F(SessionThreadsTest, RequestsAreReleasedOutsideTheQueuesLock) {
   // The request leaves its place, and then the release waits for the buffers' lock.
   EXPECT_TRUE(WaitUntil([&] {
     const std::unique_lock queue(session.requestQueue.lock, std::try_to_lock);
-    return queue.owns_lock() && session.requestQueue.entries.front() == nullptr;
+    return queue.owns_lock() && session.requestQueue.entries.front().Get() == nullptr;
   }));
   buffers.unlock();
   clearing.join();

@@ -166,7 +166,7 @@ TEST_F(StartCaptureTest, WithoutATransportNothingIsConnected) {
 
 TEST_F(StartCaptureTest, WithoutMemoryItFailsAndOnlyTheStoresRefusalIsPrinted) {
   std::uint32_t silent = 0;
-  for (const eHeap heap : {eHeap::Malloc, eHeap::New}) {
+  for (const eHeap heap : {eHeap::Blocks, eHeap::New}) {
     for (std::uint32_t nth = 1;; ++nth) {
       auto file = OpenFile();
       cPrinted printed;

@@ -44,7 +44,7 @@ TEST(TextItemTest, BytesAreWidenedBySignExtension) {
 }
 
 TEST(TextItemTest, IsNullWhenMemoryRunsOut) {
-  for (const eHeap heap : {eHeap::Malloc, eHeap::New}) {
+  for (const eHeap heap : {eHeap::Blocks, eHeap::New}) {
     cAllocationFailure failure(heap, 1);
     const OwnedBuffer item = MakeTextItem("text");
     EXPECT_TRUE(failure.Disarm());

@@ -120,7 +120,7 @@ TEST(FramingTest, ThereIsRoomWhereEveryByteOfTheLongestPacketIsStuffed) {
 
 TEST(FramingTest, NoMemoryForTheFrameOrItsBufferGivesNull) {
   const OwnedBuffer packet = MakePacket({0x1D});
-  for (const eHeap heap : {eHeap::Malloc, eHeap::New}) {
+  for (const eHeap heap : {eHeap::Blocks, eHeap::New}) {
     cAllocationFailure failure(heap, 1);
     const OwnedBuffer frame = FramePacket(packet.get());
     EXPECT_TRUE(failure.Disarm());

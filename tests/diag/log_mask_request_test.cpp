@@ -101,7 +101,7 @@ TEST(LogMaskRequestTest, FifteenIsTheLastEquipmentId) {
 
 TEST(LogMaskRequestTest, NoMemoryForTheRequestOrItsBufferGivesNull) {
   const LogCodeSet logCodes = {0x1234};
-  for (const eHeap heap : {eHeap::Malloc, eHeap::New}) {
+  for (const eHeap heap : {eHeap::Blocks, eHeap::New}) {
     cAllocationFailure failure(heap, 1);
     const OwnedBuffer request = BuildLogMaskRequest(1, logCodes);
     EXPECT_TRUE(failure.Disarm());

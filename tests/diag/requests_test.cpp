@@ -98,7 +98,7 @@ TEST(EventMaskRequestTest, TheRequestIsTheLibrarysOwn) {
 
 TEST(EventMaskRequestTest, NoMemoryForTheRequestOrItsBufferGivesNull) {
   const EventIdSet eventIds = {1};
-  for (const eHeap heap : {eHeap::Malloc, eHeap::New}) {
+  for (const eHeap heap : {eHeap::Blocks, eHeap::New}) {
     cAllocationFailure failure(heap, 1);
     const OwnedBuffer request = BuildEventMaskRequest(eventIds);
     EXPECT_TRUE(failure.Disarm());
@@ -170,7 +170,7 @@ TEST(MessageLevelsRequestTest, TheRequestIsTheLibrarysOwn) {
 
 TEST(MessageLevelsRequestTest, NoMemoryForTheRequestOrItsBufferGivesNull) {
   const std::vector<LevelSet> one(1);
-  for (const eHeap heap : {eHeap::Malloc, eHeap::New}) {
+  for (const eHeap heap : {eHeap::Blocks, eHeap::New}) {
     cAllocationFailure failure(heap, 1);
     const OwnedBuffer request = BuildMessageLevelsRequest(1, 1, one);
     EXPECT_TRUE(failure.Disarm());
@@ -192,7 +192,7 @@ TEST(AllLevelsRequestTest, TheRequestIsTheLibrarysOwn) {
 }
 
 TEST(AllLevelsRequestTest, NoMemoryForTheRequestOrItsBufferGivesNull) {
-  for (const eHeap heap : {eHeap::Malloc, eHeap::New}) {
+  for (const eHeap heap : {eHeap::Blocks, eHeap::New}) {
     cAllocationFailure failure(heap, 1);
     const OwnedBuffer request = BuildAllLevelsRequest({});
     EXPECT_TRUE(failure.Disarm());

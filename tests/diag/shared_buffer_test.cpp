@@ -99,7 +99,7 @@ TEST_F(SharedBufferTest, ACopyOfLength16640Holds16640Bytes) {
 }
 
 TEST_F(SharedBufferTest, ACopyIsEmptyWhenMemoryRunsOut) {
-  cAllocationFailure failure(eHeap::Malloc, 1);
+  cAllocationFailure failure(eHeap::Blocks, 1);
   const sSharedBuffer buffer("abc", 3, kOriginLibrary);
   EXPECT_TRUE(failure.Disarm());
   ExpectEmpty(buffer);

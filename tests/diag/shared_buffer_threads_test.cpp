@@ -6,7 +6,6 @@
 #include <thread>
 #include <vector>
 
-#include "diag/buffer_lock.h"
 #include "diag/shared_buffer.h"
 
 namespace corvane {

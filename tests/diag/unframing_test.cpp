@@ -227,7 +227,7 @@ TEST(UnframingTest, TheReceivedBytesAreLeftUntouched) {
 
 TEST(UnframingTest, NoMemoryForThePacketGivesNullWithTheFrameConsumed) {
   const OwnedBuffer received = MakePacket(kFrame4B);
-  for (const eHeap heap : {eHeap::Malloc, eHeap::New}) {
+  for (const eHeap heap : {eHeap::Blocks, eHeap::New}) {
     std::uint32_t consumed = kUntouched;
     cAllocationFailure failure(heap, 1);
     const OwnedBuffer packet = UnframePacket(received.get(), &consumed);

@@ -208,7 +208,7 @@ TEST_F(DeviceSelection, ASerialTransportIsFreedWhenItIsClosed) {
 }
 
 TEST_F(DeviceSelection, WithoutMemoryForTheNameItReturnsFalse) {
-  cAllocationFailure failure(eHeap::Malloc, 1);
+  cAllocationFailure failure(eHeap::Blocks, 1);
   const bool opened = SetDevice(session, "COM7");
   ASSERT_TRUE(failure.Disarm());
   EXPECT_FALSE(opened);

@@ -150,9 +150,8 @@ TEST(ReaderThreadWithoutASerialPort, SendsTheFirstRequestReadsNothingAndEnds) {
   cCountingTransport transport;
   session.transport = &transport;
   for (const char* const request : {"\x1D", "\x00"}) {
-    auto* const queued = new sSharedBuffer(request, 1, kOriginLibrary);
-    AddRef(queued);
-    ASSERT_TRUE(PushRequest(session.requestQueue, queued));
+    ASSERT_TRUE(PushRequest(session.requestQueue, cBufferReference(std::make_unique<sSharedBuffer>(
+                                                      request, 1, kOriginLibrary))));
   }
   EXPECT_EQ(ReaderThread(&session), 0u);
   EXPECT_EQ(transport.writes, 1);

@@ -21,7 +21,7 @@ struct sFailing {
 constexpr sFailing kNone = {eHeap::New, 0};
 
 // A packet takes its bytes, its buffer, and sometimes room in the list.
-constexpr sFailing kBytes = {eHeap::Malloc, 1};
+constexpr sFailing kBytes = {eHeap::Blocks, 1};
 constexpr sFailing kBuffer = {eHeap::New, 1};
 constexpr sFailing kRoom = {eHeap::New, 2};
 
@@ -137,7 +137,7 @@ TEST(OutOfMemory, WhicheverAllocationFailsTheOtherBlocksOfAMessageAreDecoded) {
                        RebuiltPacket(kFach, 7, 4, "110", kTimestamp),
                        RebuiltPacket(kFach, 7, 5, "011", kTimestamp),
                        RebuiltPacket(kFach, 7, 6, "1", kTimestamp)};
-  for (const eHeap heap : {eHeap::Malloc, eHeap::New}) {
+  for (const eHeap heap : {eHeap::Blocks, eHeap::New}) {
     std::uint32_t failures = 0;
     for (std::uint32_t nth = 1;; ++nth) {
       SibAssemblyMap map;
@@ -159,7 +159,7 @@ TEST(OutOfMemory, WhicheverAllocationFailsTheOtherBlocksOfAMessageAreDecoded) {
                                 }));
     }
     // The bytes of four packets; their buffers, the list's growth and the entry.
-    EXPECT_GE(failures, heap == eHeap::Malloc ? 4u : 6u);
+    EXPECT_GE(failures, heap == eHeap::Blocks ? 4u : 6u);
   }
 }
 
@@ -170,7 +170,7 @@ TEST(OutOfMemory, WithoutAnyMemoryMessagesAreReadToTheirEnds) {
   const Bits content =
       SegmentShort(3, 1, "1011") + SibList({{4, "110"}, {5, "011"}}) + FirstShort(2, 2, "0110");
   const OwnedBuffer item = Item(LogPacket(kFach, 7, BytesOf(Message(kFach, 6, content))));
-  cAllocationFailure noBytes(eHeap::Malloc, 1, eFailures::AllSince);
+  cAllocationFailure noBytes(eHeap::Blocks, 1, eFailures::AllSince);
   cAllocationFailure nothingElse(eHeap::New, 1, eFailures::AllSince);
   const SibPacketList packets = DecodeOtaPacket(map, *item, kTimestamp);
   noBytes.Disarm();

@@ -184,7 +184,7 @@ TEST_F(ProcessOtaLogItem, GivesBackAllItsMemory) {
 
 // The packet itself is in the file by then; blocks without memory are missing behind it.
 TEST_F(ProcessOtaLogItem, WithoutMemoryNoExceptionLeavesTheStoreAndThePacketIsRecorded) {
-  for (const eHeap heap : {eHeap::Malloc, eHeap::New}) {
+  for (const eHeap heap : {eHeap::Blocks, eHeap::New}) {
     for (std::uint32_t nth = 1;; ++nth) {
       ASSERT_LT(nth, 200u);
       StartAnew();

@@ -7,7 +7,7 @@
 
 #include "capture/session.h"
 #include "capture/transport.h"
-#include "diag/buffer_lock.h"
+#include "diag/shared_buffer.h"
 #include "platform/windows_calls.h"
 #include "support/replaced_call.h"
 

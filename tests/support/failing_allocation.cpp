@@ -5,24 +5,15 @@
 #include <cstdlib>
 #include <new>
 
+#include "diag/shared_buffer.h"
 #include "support/failing_new.h"
-
-// The names that the linker's --wrap makes: a call of malloc ends up in __wrap_malloc, and
-// __real_malloc is the C library's (or the sanitizer's).
-extern "C" {
-void* __real_malloc(std::size_t size);
-void* __real_calloc(std::size_t count, std::size_t size);
-void __real_free(void* block);
-void* __wrap_malloc(std::size_t size);
-void* __wrap_calloc(std::size_t count, std::size_t size);
-void __wrap_free(void* block);
-}
+#include "support/replaced_call.h"
 
 namespace corvane {
 namespace {
 
-// Counts the allocations of one heap down to the one that fails. All of this is built before the
-// first allocation of the program, at compile time.
+// Counts the allocations of one heap down to the one that fails. All of it is there before the
+// first allocation of the program, made at compile time.
 struct sCountdown {
   std::atomic<std::int64_t> left{0};  // the failing allocation takes it from 1 to 0
   std::atomic<bool> armed{false};
@@ -42,13 +33,29 @@ struct sCountdown {
   }
 };
 
-constinit sCountdown mallocCountdown;
+constinit sCountdown blockCountdown;
 constinit sCountdown newCountdown;
 constinit std::atomic<std::int64_t> liveNewAllocations{0};
 constinit std::atomic<cFreeObserver::Observer> freeObserver{nullptr};
 
+void* AllocateUnlessFailing(std::size_t size) {
+  return blockCountdown.FailsNow() ? nullptr : std::malloc(size);
+}
+
+void ShowAndFree(void* block) {
+  const cFreeObserver::Observer observer = freeObserver;
+  if (observer != nullptr) {
+    observer(block);
+  }
+  std::free(block);
+}
+
+// From here to the end of the program.
+const cReplacedCall allocation(BlockHeap().allocate, AllocateUnlessFailing);
+const cReplacedCall release(BlockHeap().free, ShowAndFree);
+
 [[nodiscard]] sCountdown& CountdownOf(eHeap heap) {
-  return heap == eHeap::Malloc ? mallocCountdown : newCountdown;
+  return heap == eHeap::Blocks ? blockCountdown : newCountdown;
 }
 
 }  // namespace
@@ -57,7 +64,7 @@ void* AllocateNew(std::size_t size) {
   if (newCountdown.FailsNow()) {
     return nullptr;
   }
-  void* const block = __real_malloc(size == 0 ? 1 : size);
+  void* const block = std::malloc(size == 0 ? 1 : size);
   if (block != nullptr) {
     ++liveNewAllocations;
   }
@@ -77,7 +84,7 @@ void FreeNew(void* block) {
     return;
   }
   --liveNewAllocations;
-  __real_free(block);
+  std::free(block);
 }
 
 // An over-aligned block lies within a larger one, whose start is kept right before it.
@@ -131,19 +138,3 @@ cFreeObserver::cFreeObserver(Observer observer) { freeObserver = observer; }
 cFreeObserver::~cFreeObserver() { freeObserver = nullptr; }
 
 }  // namespace corvane
-
-void* __wrap_malloc(std::size_t size) {
-  return corvane::mallocCountdown.FailsNow() ? nullptr : __real_malloc(size);
-}
-
-void* __wrap_calloc(std::size_t count, std::size_t size) {
-  return corvane::mallocCountdown.FailsNow() ? nullptr : __real_calloc(count, size);
-}
-
-void __wrap_free(void* block) {
-  const corvane::cFreeObserver::Observer observer = corvane::freeObserver;
-  if (observer != nullptr && block != nullptr) {
-    observer(block);
-  }
-  __real_free(block);
-}

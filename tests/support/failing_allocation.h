@@ -4,15 +4,13 @@
 
 // Makes memory run out on purpose, and looks at what is given back.
 //
-// A test program that links corvane_failing_allocation gets every malloc, calloc and free of the
-// code linked into it (the linker wraps them), and every operator new and delete (they are
-// replaced; they do not count as malloc and free). What the C and C++ run-time libraries allocate
-// for themselves counts only where they are linked in statically, as they are for Windows, so a
-// test does not rely on the number of an allocation: it tries one after the other until a run no
-// longer meets the failure.
+// A test program that links corvane_failing_allocation has its blocks of BlockHeap() come and go
+// through here, and every operator new and delete (they are replaced). What the C++ run-time
+// library allocates counts too, so a test does not rely on the number of an allocation: it tries
+// one after the other until a run no longer meets the failure.
 //
 //   for (std::uint32_t nth = 1;; ++nth) {
-//     cAllocationFailure failure(eHeap::Malloc, nth);
+//     cAllocationFailure failure(eHeap::Blocks, nth);
 //     const OwnedBuffer made = FramePacket(&packet);
 //     if (!failure.Disarm()) break;   // everything was tried: this run met no failure
 //     EXPECT_EQ(made, nullptr) << "allocation " << nth;
@@ -23,7 +21,7 @@
 namespace corvane {
 
 enum class eHeap {
-  Malloc,  // malloc and calloc
+  Blocks,  // BlockHeap(): the bytes of buffers and the like
   New,     // operator new in all its forms; the throwing ones throw std::bad_alloc
 };
 
@@ -51,9 +49,9 @@ class cAllocationFailure {
 // How many blocks of operator new are not deleted yet, in the whole program. Compare two readings.
 [[nodiscard]] std::int64_t LiveNewAllocations();
 
-// While it lives, `observer` sees every block that free is about to give back, with its content
-// still intact. It runs on the thread that frees, allocates and frees nothing itself, and never
-// sees null or what operator delete gives back. There is at most one at a time.
+// While it lives, `observer` sees every block that is about to go back to BlockHeap(), with its
+// content still intact. It runs on the thread that frees, allocates and frees nothing itself, and
+// never sees what operator delete gives back. There is at most one at a time.
 class cFreeObserver {
  public:
   using Observer = void (*)(const void* block);

@@ -3,67 +3,57 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <cstdlib>
 #include <memory>
 #include <new>
 #include <string>
+#include <tuple>
 #include <vector>
+
+#include "diag/shared_buffer.h"
 
 namespace corvane {
 namespace {
 
-// Behind volatile pointers, so that the compiler drops no pair of allocation and release.
-void* (*volatile allocate)(std::size_t) = [](std::size_t size) { return std::malloc(size); };
-void* (*volatile allocateZeroed)(std::size_t) = [](std::size_t size) {
-  return std::calloc(size, 1);
-};
-void (*volatile giveBack)(void*) = [](void* block) { std::free(block); };
-
-TEST(FailingAllocationTest, OnlyTheChosenMallocFails) {
-  cAllocationFailure failure(eHeap::Malloc, 2);
-  void* const first = allocate(10);
-  void* const second = allocate(10);
-  void* const third = allocate(10);
+TEST(FailingAllocationTest, OnlyTheChosenBlockFails) {
+  cAllocationFailure failure(eHeap::Blocks, 2);
+  const HeapBlock first = AllocateBlock(10);
+  const HeapBlock second = AllocateBlock(10);
+  const HeapBlock third = AllocateBlock(10);
   EXPECT_TRUE(failure.Disarm());
   EXPECT_NE(first, nullptr);
   EXPECT_EQ(second, nullptr);
   EXPECT_NE(third, nullptr);
-  giveBack(first);
-  giveBack(third);
 }
 
-TEST(FailingAllocationTest, CallocCountsWithMalloc) {
-  cAllocationFailure failure(eHeap::Malloc, 2);
-  void* const first = allocate(10);
-  void* const second = allocateZeroed(10);
+TEST(FailingAllocationTest, ZeroedBlocksCountToo) {
+  cAllocationFailure failure(eHeap::Blocks, 2);
+  const HeapBlock first = AllocateBlock(10);
+  const HeapBlock second = AllocateZeroedBlock(10);
   failure.Disarm();
   EXPECT_NE(first, nullptr);
   EXPECT_EQ(second, nullptr);
-  giveBack(first);
 }
 
 TEST(FailingAllocationTest, AllSinceTheChosenAllocationFail) {
-  cAllocationFailure failure(eHeap::Malloc, 2, eFailures::AllSince);
-  void* const first = allocate(10);
-  void* const second = allocate(10);
-  void* const third = allocateZeroed(10);
+  cAllocationFailure failure(eHeap::Blocks, 2, eFailures::AllSince);
+  const HeapBlock first = AllocateBlock(10);
+  const HeapBlock second = AllocateBlock(10);
+  const HeapBlock third = AllocateZeroedBlock(10);
   EXPECT_TRUE(failure.Disarm());
   EXPECT_NE(first, nullptr);
   EXPECT_EQ(second, nullptr);
   EXPECT_EQ(third, nullptr);
-  giveBack(first);
 }
 
 TEST(FailingAllocationTest, AllocationsSucceedAgainOnceDisarmed) {
-  { cAllocationFailure failure(eHeap::Malloc, 1, eFailures::AllSince); }
-  void* const block = allocate(10);
+  { cAllocationFailure failure(eHeap::Blocks, 1, eFailures::AllSince); }
+  const HeapBlock block = AllocateBlock(10);
   EXPECT_NE(block, nullptr);
-  giveBack(block);
 }
 
 TEST(FailingAllocationTest, AFailureThatWasNotReachedIsReportedAsSuch) {
-  cAllocationFailure failure(eHeap::Malloc, 1000);
-  giveBack(allocate(10));
+  cAllocationFailure failure(eHeap::Blocks, 1000);
+  std::ignore = AllocateBlock(10);
   EXPECT_FALSE(failure.Disarm());
 }
 
@@ -99,13 +89,13 @@ TEST(FailingAllocationTest, ContainersOfTheStandardLibraryMeetTheFailure) {
   EXPECT_TRUE(thrown);
 }
 
-TEST(FailingAllocationTest, OperatorNewIsNoMallocAndMallocNoOperatorNew) {
-  cAllocationFailure mallocFailure(eHeap::Malloc, 1);
+TEST(FailingAllocationTest, OperatorNewIsNoBlockAndABlockNoOperatorNew) {
+  cAllocationFailure blockFailure(eHeap::Blocks, 1);
   const auto made = std::make_unique<std::vector<int>>(100);
-  EXPECT_FALSE(mallocFailure.Disarm());
+  EXPECT_FALSE(blockFailure.Disarm());
 
   cAllocationFailure newFailure(eHeap::New, 1);
-  giveBack(allocate(10));
+  std::ignore = AllocateBlock(10);
   EXPECT_FALSE(newFailure.Disarm());
 }
 
@@ -141,18 +131,19 @@ const void* lastFreed = nullptr;
 char firstByteOfLastFreed = 0;
 
 TEST(FailingAllocationTest, TheObserverSeesABlockBeforeItIsFreed) {
-  char* const block = static_cast<char*>(allocate(10));
+  HeapBlock block = AllocateBlock(10);
   ASSERT_NE(block, nullptr);
+  const void* const address = block.get();
   block[0] = 'z';
   {
     const cFreeObserver observer([](const void* freed) {
       lastFreed = freed;
       firstByteOfLastFreed = *static_cast<const char*>(freed);
     });
-    giveBack(block);
-    giveBack(nullptr);
+    block.reset();
+    block.reset();
   }
-  EXPECT_EQ(lastFreed, block);
+  EXPECT_EQ(lastFreed, address);
   EXPECT_EQ(firstByteOfLastFreed, 'z');
 }
 

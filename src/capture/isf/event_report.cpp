@@ -3,9 +3,10 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
-#include <memory>
+#include <new>
 #include <optional>
 #include <span>
+#include <utility>
 
 #include "diag/command_codes.h"
 #include "diag/little_endian.h"
@@ -89,8 +90,11 @@ class cEventBytes {
   Store16(&packet[kEventWord], word & (kEventIdMask | kLengthCodeMask));
   Store64(&packet[kEventTime], time);
   std::copy(payload.begin(), payload.end(), packet.begin() + kEventPayload);
-  return cBufferReference(std::make_unique<sSharedBuffer>(
-      packet.data(), static_cast<std::int32_t>(size), kOriginDevice));
+  OwnedBuffer event = MakeBuffer(std::span(packet).first(size), kOriginDevice);
+  if (event == nullptr) {
+    throw std::bad_alloc();
+  }
+  return cBufferReference(std::move(event));
 }
 
 [[nodiscard]] bool IsWholeReport(const sProtocolBuffer& report) {

@@ -49,9 +49,7 @@ constexpr std::uint32_t kGetItemHeadSize = 13;
   if (Load32(item.data + kGetItemStatus) != 0) {
     return {};
   }
-  return cBufferReference(OwnedBuffer(new (std::nothrow) sSharedBuffer(
-      item.data + kGetItemHeadSize, static_cast<std::int32_t>(item.size - kGetItemHeadSize),
-      kOriginDevice)));
+  return cBufferReference(MakeBuffer(item.Bytes().subspan(kGetItemHeadSize), kOriginDevice));
 }
 
 }  // namespace
@@ -126,7 +124,7 @@ std::int64_t cISFStore::SeekToEnd() {
 }
 
 std::uint32_t cISFStore::AddItem(sSharedBuffer* item, std::uint32_t type) {
-  if (item == nullptr || !item->IsUsable()) {
+  if (!IsUsable(item)) {
     return kErrorBadArguments;
   }
   sRecorded recorded = Record(*item, type);
@@ -142,7 +140,7 @@ std::uint32_t cISFStore::AddItem(sSharedBuffer* item, std::uint32_t type) {
       break;
     }
     unwrapped = UnwrapGetItemResponse(*item);
-    if (!unwrapped || !unwrapped->IsUsable()) {
+    if (!IsUsable(unwrapped.Get())) {
       break;
     }
     item = unwrapped.Get();
@@ -194,8 +192,10 @@ cISFStore::sRecorded cISFStore::RecordChecked(sSharedBuffer& item, std::uint32_t
 }
 
 void cISFStore::AddEvents(const sSharedBuffer& report) {
-  const cBufferReference copy(std::make_unique<sSharedBuffer>(
-      report.data, static_cast<std::int32_t>(report.size), report.origin));
+  const cBufferReference copy(MakeBuffer(report.Bytes(), report.origin));
+  if (!copy) {
+    throw std::bad_alloc();
+  }
   sDiagBuffer view(copy.Get());
   std::vector<cBufferReference> events;
   if (!SplitEventReport(view, events)) {

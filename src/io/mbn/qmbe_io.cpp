@@ -366,8 +366,7 @@ HRESULT STDMETHODCALLTYPE cQMBEIO::OnEventNotification(IMbnDeviceService* from, 
     return S_OK;
   }
   // More bytes than a buffer holds make an empty one, which only sends the next request.
-  OwnedBuffer block(new (std::nothrow) sSharedBuffer(
-      bytes.data(), static_cast<std::int32_t>(bytes.size()), kOriginDevice));
+  OwnedBuffer block = MakeBuffer(bytes, kOriginDevice);
   if (!block) {
     return S_OK;
   }
