@@ -14,7 +14,7 @@
 #include "capture/transport.h"
 #include "diag/hdlc.h"
 #include "diag/requests.h"
-#include "platform/debug_print.h"
+#include "platform/text.h"
 #include "platform/error_codes.h"
 
 namespace corvane {

@@ -8,7 +8,7 @@
 #include "capture/session.h"
 #include "diag/hdlc.h"
 #include "diag/reply.h"
-#include "platform/debug_print.h"
+#include "platform/text.h"
 #include "platform/error_codes.h"
 
 namespace corvane {

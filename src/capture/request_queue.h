@@ -6,8 +6,7 @@
 #include <memory>
 
 #include "diag/shared_buffer.h"
-#include "platform/event.h"
-#include "platform/lock.h"
+#include "platform/synchronization.h"
 
 namespace corvane {
 

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "platform/lock.h"
+#include "platform/synchronization.h"
 
 namespace corvane {
 

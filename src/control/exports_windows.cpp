@@ -7,7 +7,7 @@
 #include "control/process_state_windows.h"
 #include "control/session_thread_windows.h"
 #include "corvane.h"
-#include "platform/bounded_copy.h"
+#include "platform/text.h"
 #include "platform/windows_calls.h"
 
 namespace corvane {

@@ -4,7 +4,7 @@
 
 #include "diag/command_codes.h"
 #include "diag/little_endian.h"
-#include "platform/calendar.h"
+#include "platform/clock.h"
 
 namespace corvane {
 namespace {

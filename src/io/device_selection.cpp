@@ -10,7 +10,7 @@
 #include "capture/session.h"
 #include "io/mbn/qmbe_io.h"
 #include "io/serial/com_io.h"
-#include "platform/bounded_copy.h"
+#include "platform/text.h"
 #include "platform/windows_calls.h"
 
 namespace corvane {

@@ -5,9 +5,8 @@
 #include <cstdint>
 #include <new>
 
-#include "platform/calendar.h"
-#include "platform/event.h"
-#include "platform/lock.h"
+#include "platform/clock.h"
+#include "platform/synchronization.h"
 #include "platform/windows_calls.h"
 #include "support/failing_allocation.h"
 #include "support/replaced_call.h"

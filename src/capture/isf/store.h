@@ -10,7 +10,7 @@
 #include "capture/isf/layout.h"
 #include "diag/shared_buffer.h"
 #include "ota/sib_assembly.h"
-#include "platform/lock.h"
+#include "platform/synchronization.h"
 
 namespace corvane {
 

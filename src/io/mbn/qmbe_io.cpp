@@ -9,7 +9,7 @@
 
 #include "io/mbn/com_objects.h"
 #include "io/mbn/mbn_interfaces.h"
-#include "platform/bounded_copy.h"
+#include "platform/text.h"
 #include "platform/windows_calls.h"
 
 namespace corvane {

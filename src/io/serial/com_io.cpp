@@ -5,7 +5,7 @@
 
 #include "io/serial/com_ports.h"
 #include "io/serial/serial_calls.h"
-#include "platform/debug_print.h"
+#include "platform/text.h"
 #include "platform/windows_calls.h"
 
 namespace corvane {

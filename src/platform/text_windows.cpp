@@ -1,7 +1,7 @@
 #include <string.h>
 #include <windows.h>
 
-#include "platform/bounded_copy.h"
+#include "platform/text.h"
 
 namespace corvane {
 namespace {

@@ -1,4 +1,4 @@
-#include "platform/debug_print.h"
+#include "platform/text.h"
 
 #include <cstdarg>
 #include <cstdio>

@@ -1,4 +1,4 @@
-#include "platform/bounded_copy.h"
+#include "platform/text.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 #include <new>
 
-#include "platform/lock.h"
-#include "platform/windows_calls.h"
+#include "platform/synchronization.h"
+#include "platform/windows_handle.h"
 
 namespace corvane {
 
@@ -34,5 +34,27 @@ void cLock::lock() { KernelCalls().EnterCriticalSection(&native->section); }
 bool cLock::try_lock() { return TryEnterCriticalSection(&native->section) != FALSE; }
 
 void cLock::unlock() { LeaveCriticalSection(&native->section); }
+
+struct cEvent::sNative {
+  KernelHandle handle;
+};
+
+cEvent::cEvent() : native(std::make_unique<sNative>()) {
+  // Not before there is memory for its owner.
+  native->handle.Reset(KernelCalls().CreateEventW(nullptr, TRUE, FALSE, nullptr));
+  if (!native->handle) {
+    throw std::bad_alloc();
+  }
+}
+
+cEvent::~cEvent() = default;
+
+void cEvent::Set() { KernelCalls().SetEvent(native->handle.Get()); }
+
+void cEvent::Reset() { KernelCalls().ResetEvent(native->handle.Get()); }
+
+bool cEvent::IsSet() const {
+  return KernelCalls().WaitForSingleObject(native->handle.Get(), 0) == WAIT_OBJECT_0;
+}
 
 }  // namespace corvane

@@ -11,4 +11,8 @@ namespace corvane {
 // C runtime is linked, and aborts elsewhere.
 void CopyBounded(char* destination, std::size_t size, const char* source);
 
+// The library's one diagnostic output: printf's formatting to the process's standard output, with
+// no prefix, time stamp or added newline.
+void DebugPrint(const char* format, ...);
+
 }  // namespace corvane
