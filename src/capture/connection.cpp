@@ -14,8 +14,8 @@
 #include "capture/transport.h"
 #include "diag/hdlc.h"
 #include "diag/requests.h"
-#include "platform/text.h"
 #include "platform/error_codes.h"
+#include "platform/text.h"
 
 namespace corvane {
 namespace {

@@ -8,8 +8,8 @@
 #include "capture/session.h"
 #include "diag/hdlc.h"
 #include "diag/reply.h"
-#include "platform/text.h"
 #include "platform/error_codes.h"
+#include "platform/text.h"
 
 namespace corvane {
 namespace {

@@ -17,7 +17,7 @@ constexpr std::array<std::uint8_t, 9> kLowBits = {0, 1, 3, 7, 15, 31, 63, 127, 2
   if (count < 1 || count > maximum) {
     return kErrorInvalidParameter;
   }
-  // Too few bits left is no matter of memory, but 8 ("not enough memory") is what callers get.
+  // Callers are told 8 ("not enough memory") when too few bits are left, though no memory is short.
   if (reader.position >= reader.bitCount) {
     return kErrorNotEnoughMemory;
   }

@@ -2,10 +2,11 @@
 
 #include <algorithm>
 #include <array>
+#include <tuple>
+#include <utility>
 
 #include "ota/bit_cursor.h"
-#include "ota/ota_packet.h"
-#include "ota/segment_decoders.h"
+#include "ota/segment_pieces.h"
 #include "platform/error_codes.h"
 
 namespace corvane {
@@ -16,7 +17,45 @@ constexpr std::uint32_t kMessageTypeBits = 2;
 constexpr std::uint32_t kPayloadChoiceBits = 4;
 constexpr std::uint32_t kSystemInformation = 0;  // the message type
 
+// What each payload choice is made of.
+void DecodeFirstSegment(cSegmentPieces& message) { message.FirstSegment(eSegmentForm::Fixed); }
+
+void DecodeSubsequentSegment(cSegmentPieces& message) { message.SubsequentSegment(); }
+
+void DecodeLastSegmentShort(cSegmentPieces& message) { message.LastSegment(eSegmentForm::Short); }
+
+void DecodeLastAndFirst(cSegmentPieces& message) {
+  if (message.LeadingLastSegment()) {
+    message.FirstSegment(eSegmentForm::Short);
+  }
+}
+
+void DecodeLastAndComplete(cSegmentPieces& message) {
+  if (message.LeadingLastSegment()) {
+    std::ignore = message.CompleteSibList();
+  }
+}
+
+void DecodeLastAndCompleteAndFirst(cSegmentPieces& message) {
+  if (message.LeadingLastSegment() && message.CompleteSibList()) {
+    message.FirstSegment(eSegmentForm::Short);
+  }
+}
+
+void DecodeCompleteSibList(cSegmentPieces& message) { std::ignore = message.CompleteSibList(); }
+
+void DecodeCompleteAndFirst(cSegmentPieces& message) {
+  if (message.CompleteSibList()) {
+    message.FirstSegment(eSegmentForm::Short);
+  }
+}
+
+void DecodeCompleteSib(cSegmentPieces& message) { message.CompleteSib(); }
+
+void DecodeLastSegment(cSegmentPieces& message) { message.LastSegment(eSegmentForm::Fixed); }
+
 // The decoder of payload choice n stands at n - 1.
+using SegmentDecoder = void (*)(cSegmentPieces& message);
 constexpr std::array<SegmentDecoder, 10> kDecoders = {
     DecodeFirstSegment,    DecodeSubsequentSegment, DecodeLastSegmentShort,
     DecodeLastAndFirst,    DecodeLastAndComplete,   DecodeLastAndCompleteAndFirst,
@@ -55,17 +94,34 @@ constexpr std::array<SegmentDecoder, 10> kDecoders = {
 
 }  // namespace
 
+void ProcessOtaLogItem(SibAssemblyMap& assemblyMap, const sSharedBuffer& item,
+                       std::uint64_t arrivalTime, cRebuiltPacketSink& sink) {
+  const auto diagTimestamp = DiagTimestampFromFileTime(arrivalTime);
+  if (!diagTimestamp) {
+    return;
+  }
+  for (OwnedBuffer& packet : DecodeOtaPacket(assemblyMap, item, *diagTimestamp)) {
+    sink.AddRebuiltPacket(std::move(packet));
+  }
+}
+
 SibPacketList DecodeOtaPacket(SibAssemblyMap& assemblyMap, const sSharedBuffer& item,
                               std::uint64_t diagTimestamp) {
   const auto packet = ViewOtaPacket(item);
   if (!packet) {
     return {};
   }
-  const std::uint32_t choice = PayloadChoice(*packet);
-  if (choice < 1 || choice > kDecoders.size()) {
+  return DecodeSystemInformation(PayloadChoice(*packet), assemblyMap, *packet, diagTimestamp);
+}
+
+SibPacketList DecodeSystemInformation(std::uint32_t payloadChoice, SibAssemblyMap& assemblyMap,
+                                      const sOtaPacket& packet, std::uint64_t diagTimestamp) {
+  if (payloadChoice < 1 || payloadChoice > kDecoders.size()) {
     return {};
   }
-  return kDecoders[choice - 1](assemblyMap, *packet, diagTimestamp);
+  cSegmentPieces message(assemblyMap, packet, diagTimestamp);
+  kDecoders[payloadChoice - 1](message);
+  return message.TakePackets();
 }
 
 }  // namespace corvane

@@ -15,7 +15,7 @@ namespace corvane {
 //    2      2      packet length - 4
 //    4      2      packet length - 4, again
 //    6      2      log code 0x412F
-//    8      8      DIAG timestamp (diag_timestamp.h)
+//    8      8      DIAG timestamp (DiagTimestampFromFileTime)
 //   16      1      channel of the message
 //   17      1      radio bearer
 //   18      2      length of the message in bytes
@@ -53,5 +53,12 @@ struct sOtaPacket {
 // The item as a 0x412F packet, or nothing: when it is not usable, carries another log code, holds
 // nothing behind the OTA header, or is too short for its message.
 [[nodiscard]] std::optional<sOtaPacket> ViewOtaPacket(const sSharedBuffer& item);
+
+// The FILETIME (100 ns units since 1601-01-01 UTC) of the GPS epoch, 1980-01-06 00:00:00 UTC.
+inline constexpr std::uint64_t kGpsEpochFileTime = 119'604'384'000'000'000;
+
+// `fileTime` as a DIAG timestamp: the upper 48 bits count units of 1.25 ms since the GPS epoch, the
+// lower 16 are the fraction of a unit in 1/49152 steps. Nothing for a time before the epoch.
+[[nodiscard]] std::optional<std::uint64_t> DiagTimestampFromFileTime(std::uint64_t fileTime);
 
 }  // namespace corvane

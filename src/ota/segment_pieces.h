@@ -4,7 +4,6 @@
 #include <optional>
 
 #include "ota/bit_cursor.h"
-#include "ota/emit_sib.h"
 #include "ota/ota_packet.h"
 #include "ota/sib_assembly.h"
 

@@ -4,6 +4,9 @@
 #include <compare>
 #include <cstdint>
 #include <map>
+#include <vector>
+
+#include "diag/shared_buffer.h"
 
 namespace corvane {
 
@@ -39,5 +42,19 @@ struct sSibKey {
 // The blocks under reassembly, for the life of one store. A block whose last segment never comes
 // stays; the key bounds their number.
 using SibAssemblyMap = std::map<sSibKey, sSibAssembly>;
+
+// Rebuilt packets in the order in which their blocks were completed.
+using SibPacketList = std::vector<OwnedBuffer>;
+
+// Appends `block` to `list` as a 0x412F log packet of the device: its channel is the block's marker
+// and its message the SIB type byte and the block's data bytes. Of a longer block the packet holds
+// the first kMaxEmittedBytes only, and its message length still counts all of them.
+//
+// Writes the OTA header into the block's first bytes and rounds its `bitLength` up to whole bytes,
+// also when there is no memory for the packet, in which case nothing is appended.
+void EmitSib(sSibAssembly& block, std::uint64_t diagTimestamp, SibPacketList& list);
+
+// The most bytes of a block, OTA header included, that go into a packet.
+inline constexpr std::uint32_t kMaxEmittedBytes = 8192;
 
 }  // namespace corvane

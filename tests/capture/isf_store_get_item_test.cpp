@@ -47,7 +47,7 @@ TEST_F(IsfStoreGetItemTest, ThePacketInsideAGetItemResponseIsRecordedAfterIt) {
 
 TEST_F(IsfStoreGetItemTest, TheInnerPacketIsTreatedAsOneFromTheDevice) {
   const cOtaRecorder recorder;
-  SetSystemFileTime(kClockStart + 3);
+  SetFileTime(kClockStart + 3);
   EXPECT_EQ(Add(GetItemResponse(LogPacket(0x412F))), kErrorSuccess);
   EXPECT_EQ(Add(GetItemResponse({0x1F, 1})), kErrorSuccess);
   EXPECT_EQ(Add(GetItemResponse(Packet({0x10}, 15))), kErrorSuccess);

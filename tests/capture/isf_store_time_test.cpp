@@ -104,11 +104,11 @@ TEST_F(IsfStoreTimeTest, ANewBlockHasTheTimeOfItsFirstItemAsItsBase) {
 }
 
 TEST_F(IsfStoreTimeTest, PartsOfAMillisecondAreCutOff) {
-  SetSystemFileTime(kClockStart + 9'999);
+  SetFileTime(kClockStart + 9'999);
   ASSERT_EQ(Add({0x0A}), kErrorSuccess);
-  SetSystemFileTime(kClockStart + 10'000);
+  SetFileTime(kClockStart + 10'000);
   ASSERT_EQ(Add({0x0A}), kErrorSuccess);
-  SetSystemFileTime(kClockStart + 29'999);
+  SetFileTime(kClockStart + 29'999);
   ASSERT_EQ(Add({0x0A}), kErrorSuccess);
   const auto items = Items();
   EXPECT_EQ(items.at(0).time, kStartMilliseconds);

@@ -339,18 +339,18 @@ TEST_F(IsfStoreTypesTest, WhatWasLearnedOutlivesTheFile) {
 
 TEST_F(IsfStoreTypesTest, OnlyType8ItemsAreOfferedToTheReassemblyWithTheRawFileTime) {
   cOtaRecorder recorder;
-  SetSystemFileTime(kClockStart + 1'234'567);
+  SetFileTime(kClockStart + 1'234'567);
   ASSERT_EQ(Add(LogPacket(0x412F)), kErrorSuccess);
   ASSERT_EQ(Add(LogPacket(0x1001)), kErrorSuccess);
   ASSERT_EQ(Add(Packet({0x10}, 15)), kErrorSuccess);
   // The type with which an item is recorded decides, and not its log code.
   ASSERT_EQ(Add(LogPacket(0x412F), 5), kErrorSuccess);
-  SetSystemFileTime(kClockStart + 7);
+  SetFileTime(kClockStart + 7);
   ASSERT_EQ(Add(LogPacket(0xA103)), kErrorSuccess);
   ASSERT_EQ(Add({0x0A}, 8), kErrorSuccess);
 
   ASSERT_EQ(recorder.calls.size(), 3U);
-  EXPECT_EQ(recorder.calls[0].store, &store);
+  EXPECT_EQ(recorder.calls[0].assemblyMap, &store.SibAssemblies());
   EXPECT_EQ(recorder.calls[0].packet, LogPacket(0x412F));
   EXPECT_EQ(recorder.calls[0].arrivalTime, kClockStart + 1'234'567);
   EXPECT_EQ(recorder.calls[1].packet, LogPacket(0xA103));
@@ -367,16 +367,16 @@ TEST_F(IsfStoreTypesTest, AnItemThatCouldNotBeRecordedIsNotOffered) {
 
 TEST_F(IsfStoreTypesTest, TheItemIsInTheFileWhenItIsOffered) {
   std::size_t itemsInFile = 0;
-  const cOtaRecorder recorder([&](cISFStore&, sSharedBuffer&) { itemsInFile = Items().size(); });
+  const cOtaRecorder recorder([&](cRebuiltPacketSink&) { itemsInFile = Items().size(); });
   ASSERT_EQ(Add(LogPacket(0x412F)), kErrorSuccess);
   EXPECT_EQ(itemsInFile, 1U);
 }
 
 TEST_F(IsfStoreTypesTest, TheReassemblyMayAddPacketsBehindTheItem) {
   bool isFirst = true;
-  const cOtaRecorder recorder([&](cISFStore&, sSharedBuffer&) {
+  const cOtaRecorder recorder([&](cRebuiltPacketSink& sink) {
     if (std::exchange(isFirst, false)) {
-      EXPECT_EQ(Add(LogPacket(0x412F, 100)), kErrorSuccess);
+      sink.AddRebuiltPacket(MakeBuffer(LogPacket(0x412F, 100), kOriginDevice));
     }
   });
   ASSERT_EQ(Add(LogPacket(0x412F)), kErrorSuccess);
@@ -390,8 +390,9 @@ TEST_F(IsfStoreTypesTest, TheReassemblyMayAddPacketsBehindTheItem) {
 }
 
 TEST_F(IsfStoreTypesTest, WhatBecomesOfTheReassemblyDoesNotChangeTheResult) {
-  const cOtaRecorder recorder([](cISFStore& offering, sSharedBuffer&) {
-    EXPECT_EQ(offering.AddItem(nullptr, kAutomaticType), kErrorBadArguments);
+  const cOtaRecorder recorder([](cRebuiltPacketSink& sink) {
+    sink.AddRebuiltPacket(nullptr);
+    sink.AddRebuiltPacket(MakeBuffer({}, kOriginDevice));
   });
   EXPECT_EQ(Add(LogPacket(0x412F)), kErrorSuccess);
 }

@@ -2,8 +2,6 @@
 
 #include <utility>
 
-#include "ota/dispatcher.h"
-
 namespace corvane {
 namespace {
 
@@ -15,17 +13,15 @@ cOtaRecorder::cOtaRecorder(Handler inEachCall) : handler(std::move(inEachCall)) 
 
 cOtaRecorder::~cOtaRecorder() { current = nullptr; }
 
-void cOtaRecorder::Record(cISFStore& store, sSharedBuffer& item, std::uint64_t arrivalTime) {
-  const auto bytes = item.Bytes();
-  calls.push_back({&store, {bytes.begin(), bytes.end()}, arrivalTime});
-  if (handler) {
-    handler(store, item);
+void cOtaRecorder::Offer(SibAssemblyMap& assemblyMap, const sSharedBuffer& item,
+                         std::uint64_t arrivalTime, cRebuiltPacketSink& sink) {
+  if (current == nullptr) {
+    return;
   }
-}
-
-void ProcessOtaLogItem(cISFStore& store, sSharedBuffer& item, std::uint64_t arrivalTime) {
-  if (current != nullptr) {
-    current->Record(store, item, arrivalTime);
+  const auto bytes = item.Bytes();
+  current->calls.push_back({&assemblyMap, {bytes.begin(), bytes.end()}, arrivalTime});
+  if (current->handler) {
+    current->handler(sink);
   }
 }
 

@@ -4,14 +4,14 @@
 #include <functional>
 #include <vector>
 
-#include "capture/isf/store.h"
 #include "diag/shared_buffer.h"
+#include "ota/dispatcher.h"
 
-// Stands in for the reassembly of system information: the store's calls end up here.
+// Stands in for the reassembly of system information (sStoreSeams::offerLogItem).
 namespace corvane {
 
 struct sOtaCall {
-  const cISFStore* store = nullptr;
+  const SibAssemblyMap* assemblyMap = nullptr;
   std::vector<std::uint8_t> packet;
   std::uint64_t arrivalTime = 0;
 };
@@ -21,14 +21,16 @@ struct sOtaCall {
 class cOtaRecorder {
  public:
   // Runs inside every call, after it was recorded.
-  using Handler = std::function<void(cISFStore& store, sSharedBuffer& item)>;
+  using Handler = std::function<void(cRebuiltPacketSink& sink)>;
 
   explicit cOtaRecorder(Handler handler = {});
   ~cOtaRecorder();
   cOtaRecorder(const cOtaRecorder&) = delete;
   cOtaRecorder& operator=(const cOtaRecorder&) = delete;
 
-  void Record(cISFStore& store, sSharedBuffer& item, std::uint64_t arrivalTime);
+  // What a store offers its items to.
+  static void Offer(SibAssemblyMap& assemblyMap, const sSharedBuffer& item,
+                    std::uint64_t arrivalTime, cRebuiltPacketSink& sink);
 
   std::vector<sOtaCall> calls;
 

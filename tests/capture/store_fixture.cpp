@@ -40,8 +40,8 @@ ByteVector ReadFile(const std::filesystem::path& path) {
   return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
-cStoreTest::cStoreTest() {
-  SetSystemFileTime(kClockStart);
+cStoreTest::cStoreTest(LogItemHandler offerLogItem) : store({ControllableFileTime, offerLogItem}) {
+  SetFileTime(kClockStart);
   Attach(kFileName);
 }
 

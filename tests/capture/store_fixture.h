@@ -11,6 +11,7 @@
 
 #include "capture/failing_file.h"
 #include "capture/isf/store.h"
+#include "capture/ota_recorder.h"
 #include "diag/shared_buffer.h"
 #include "support/capture_decoder.h"
 #include "support/temp_directory.h"
@@ -43,10 +44,11 @@ struct sStoreCounters {
 // process sees it.
 [[nodiscard]] ByteVector ReadFile(const std::filesystem::path& path);
 
-// A store with a file attached and the clock at kClockStart.
+// A store with a file attached and the clock at kClockStart (support/controllable_clock.h).
 class cStoreTest : public ::testing::Test {
  protected:
-  cStoreTest();
+  // The store offers its log items to `offerLogItem`.
+  explicit cStoreTest(LogItemHandler offerLogItem = cOtaRecorder::Offer);
   void TearDown() override { store.Close(); }
 
   // A new binary stream over the file of that name.

@@ -6,7 +6,6 @@
 
 #include "diag/shared_buffer.h"
 #include "ota/bits.h"
-#include "ota/emit_sib.h"
 #include "ota/sib_assembly.h"
 #include "ota/sib_blocks.h"
 

@@ -5,8 +5,8 @@
 
 #include "ota/bits.h"
 #include "ota/dispatcher.h"
-#include "ota/emit_sib.h"
 #include "ota/ota_messages.h"
+#include "ota/sib_assembly.h"
 #include "support/failing_allocation.h"
 
 namespace corvane {

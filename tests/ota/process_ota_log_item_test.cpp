@@ -25,6 +25,8 @@ constexpr std::uint64_t kTimestampOfStart = std::uint64_t{1'111'649'280'000} << 
 
 class ProcessOtaLogItem : public cStoreTest {
  protected:
+  ProcessOtaLogItem() : cStoreTest(corvane::ProcessOtaLogItem) {}
+
   [[nodiscard]] static Bytes Captured(unsigned choice, const Bits& content) {
     return LogPacket(kFach, 7, BytesOf(Message(kFach, choice, content)));
   }
@@ -99,7 +101,7 @@ TEST_F(ProcessOtaLogItem, TheCapturedPacketsAreWrittenUnchanged) {
 // 12345 steps of 100 ns: 12345 * 49152 / 12500 = 48542.5 fractions of a unit.
 TEST_F(ProcessOtaLogItem, ARebuiltPacketCarriesTheArrivalTimeOfThePacketThatCompletedIt) {
   AddAll({first});
-  SetSystemFileTime(kClockStart + 12345);
+  SetFileTime(kClockStart + 12345);
   AddAll({last});
   ASSERT_EQ(Items().size(), 3u);
   EXPECT_EQ(Items()[2].packet,
@@ -114,7 +116,7 @@ std::uint64_t FileTimeOf(std::uint64_t timestamp) {
 TEST_F(ProcessOtaLogItem, ItsTimestampLiesWithinTheMillisecondOfTheItemBeforeIt) {
   for (const std::uint64_t steps : {0u, 1u, 9999u, 10000u, 12499u, 12500u, 19999u, 123456789u}) {
     StartAnew();
-    SetSystemFileTime(kClockStart + steps);
+    SetFileTime(kClockStart + steps);
     AddAll({complete});
     const std::vector<sDecodedItem> items = Items();
     ASSERT_EQ(items.size(), 2u);
@@ -136,12 +138,12 @@ TEST_F(ProcessOtaLogItem, ARebuiltPacketAddsNothingFurther) {
 }
 
 TEST_F(ProcessOtaLogItem, AnItemBeforeTheGpsEpochYieldsNothingThoughItIsAValidPacket) {
-  SetSystemFileTime(kGpsEpoch - 1);
+  SetFileTime(kGpsEpoch - 1);
   AddAll({complete, first});
   EXPECT_EQ(PacketsOfFile(), (Packets{complete, first}));
   EXPECT_TRUE(store.SibAssemblies().empty());
 
-  SetSystemFileTime(kGpsEpoch);
+  SetFileTime(kGpsEpoch);
   AddAll({complete});
   EXPECT_EQ(PacketsOfFile(), (Packets{complete, first, complete, Rebuilt(3, Pattern(226, 3), 0)}));
 }
@@ -165,11 +167,7 @@ TEST_F(ProcessOtaLogItem, RebuiltPacketsCarryTheCellLikeCapturedOnes) {
 
 TEST_F(ProcessOtaLogItem, WithoutAFileNothingIsAddedAndTheNextOneStartsClean) {
   store.Close();
-  const OwnedBuffer item = Item(complete);
-  {
-    const std::lock_guard guard(store.storeLock);
-    corvane::ProcessOtaLogItem(store, *item, kClockStart);
-  }
+  EXPECT_EQ(Add(complete), 9u);
   Attach(kFileName);
   EXPECT_TRUE(Items().empty());
 }

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <array>
 #include <cstdint>
 #include <cstdlib>
 #include <iostream>
@@ -12,7 +11,6 @@
 #include "ota/dispatcher.h"
 #include "ota/ota_messages.h"
 #include "ota/random_messages.h"
-#include "ota/segment_decoders.h"
 #include "ota/sib_model.h"
 
 namespace corvane {
@@ -21,13 +19,6 @@ namespace {
 constexpr int kSequences = 3000;
 constexpr unsigned kMostMessages = 70;  // in a sequence, 35 on average
 constexpr int kLeastMessages = 100'000;
-
-constexpr std::array<SegmentDecoder, 10> kDecoders = {
-    DecodeFirstSegment,    DecodeSubsequentSegment, DecodeLastSegmentShort,
-    DecodeLastAndFirst,    DecodeLastAndComplete,   DecodeLastAndCompleteAndFirst,
-    DecodeCompleteSibList, DecodeCompleteAndFirst,  DecodeCompleteSib,
-    DecodeLastSegment,
-};
 
 // A new seed for each run; CORVANE_TEST_SEED repeats one.
 std::uint64_t Seed() {
@@ -68,7 +59,7 @@ class cComparison {
                             .bitCount = static_cast<std::uint32_t>(message.bits.size())};
     const Packets expected =
         model.DecodeMessage(message.choice, message.channel, message.rbId, message.bits, timestamp);
-    ASSERT_EQ(BytesOf(kDecoders.at(message.choice - 1)(map, packet, timestamp)), expected)
+    ASSERT_EQ(BytesOf(DecodeSystemInformation(message.choice, map, packet, timestamp)), expected)
         << message.bits;
     CompareTouched();
   }

@@ -1,5 +1,3 @@
-#include "ota/segment_decoders.h"
-
 #include <gtest/gtest.h>
 
 #include <cstdint>

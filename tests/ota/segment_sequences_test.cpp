@@ -11,7 +11,6 @@
 #include "ota/bits.h"
 #include "ota/dispatcher.h"
 #include "ota/ota_messages.h"
-#include "ota/segment_decoders.h"
 
 // Each of the ten payload choices, on both channels, in whole, incomplete, repeated and disordered
 // sequences and cut short at every bit, with the map compared after each message.
@@ -24,7 +23,6 @@ enum class eForm { None, Fixed, Short };
 struct sChoice {
   unsigned choice;
   const char* name;
-  SegmentDecoder decoder;
   eForm subsequent = eForm::None;
   eForm last = eForm::None;
   unsigned listed = 0;  // blocks in the list
@@ -33,36 +31,20 @@ struct sChoice {
 };
 
 constexpr std::array<sChoice, 10> kChoices = {{
-    {.choice = 1, .name = "First", .decoder = DecodeFirstSegment, .first = eForm::Fixed},
-    {.choice = 2,
-     .name = "Subsequent",
-     .decoder = DecodeSubsequentSegment,
-     .subsequent = eForm::Fixed},
-    {.choice = 3, .name = "LastShort", .decoder = DecodeLastSegmentShort, .last = eForm::Short},
-    {.choice = 4,
-     .name = "LastAndFirst",
-     .decoder = DecodeLastAndFirst,
-     .last = eForm::Short,
-     .first = eForm::Short},
-    {.choice = 5,
-     .name = "LastAndComplete",
-     .decoder = DecodeLastAndComplete,
-     .last = eForm::Short,
-     .listed = 2},
+    {.choice = 1, .name = "First", .first = eForm::Fixed},
+    {.choice = 2, .name = "Subsequent", .subsequent = eForm::Fixed},
+    {.choice = 3, .name = "LastShort", .last = eForm::Short},
+    {.choice = 4, .name = "LastAndFirst", .last = eForm::Short, .first = eForm::Short},
+    {.choice = 5, .name = "LastAndComplete", .last = eForm::Short, .listed = 2},
     {.choice = 6,
      .name = "LastAndCompleteAndFirst",
-     .decoder = DecodeLastAndCompleteAndFirst,
      .last = eForm::Short,
      .listed = 2,
      .first = eForm::Short},
-    {.choice = 7, .name = "CompleteList", .decoder = DecodeCompleteSibList, .listed = 3},
-    {.choice = 8,
-     .name = "CompleteAndFirst",
-     .decoder = DecodeCompleteAndFirst,
-     .listed = 3,
-     .first = eForm::Short},
-    {.choice = 9, .name = "Complete", .decoder = DecodeCompleteSib, .single = true},
-    {.choice = 10, .name = "Last", .decoder = DecodeLastSegment, .last = eForm::Fixed},
+    {.choice = 7, .name = "CompleteList", .listed = 3},
+    {.choice = 8, .name = "CompleteAndFirst", .listed = 3, .first = eForm::Short},
+    {.choice = 9, .name = "Complete", .single = true},
+    {.choice = 10, .name = "Last", .last = eForm::Fixed},
 }};
 
 constexpr std::uint64_t kTimestamp = 0x0F1E2D3C4B5A6978;
@@ -291,7 +273,7 @@ TEST_P(SegmentSequences, CutShortAtEveryBitTheyDoWhatTheBitsThatAreThereSay) {
                             .rbId = kRbId,
                             .message = message.data(),
                             .bitCount = static_cast<std::uint32_t>(bits)};
-    EXPECT_EQ(BytesOf(choice.decoder(map, packet, kTimestamp)), packets);
+    EXPECT_EQ(BytesOf(DecodeSystemInformation(choice.choice, map, packet, kTimestamp)), packets);
     EXPECT_EQ(BlocksOf(map), blocks);
   }
 }

@@ -19,7 +19,7 @@ namespace {
 class StoreRoundTripTest : public ::testing::Test {
  protected:
   StoreRoundTripTest() {
-    SetSystemFileTime(kClockStart);
+    SetFileTime(kClockStart);
     store.Attach(std::make_unique<std::ofstream>(path, std::ios::binary | std::ios::trunc));
   }
 
@@ -47,7 +47,7 @@ class StoreRoundTripTest : public ::testing::Test {
 
   cTempDirectory folder;
   std::string path = folder.Path("drive.isf");
-  cISFStore store;
+  cISFStore store{{.now = ControllableFileTime}};
 };
 
 TEST_F(StoreRoundTripTest, TypesAndExtraFieldsAreReadBack) {

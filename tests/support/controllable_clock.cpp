@@ -2,8 +2,6 @@
 
 #include <atomic>
 
-#include "platform/clock.h"
-
 namespace corvane {
 namespace {
 
@@ -16,9 +14,9 @@ constinit std::atomic<std::uint64_t> now{kClockStart};
 
 }  // namespace
 
-std::uint64_t SystemFileTime() { return now; }
+std::uint64_t ControllableFileTime() { return now; }
 
-void SetSystemFileTime(std::uint64_t fileTime) { now = fileTime; }
+void SetFileTime(std::uint64_t fileTime) { now = fileTime; }
 
 void SetClockFromStart(std::int64_t milliseconds) { now = kClockStart + UnitsOf(milliseconds); }
 

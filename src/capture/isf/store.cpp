@@ -12,8 +12,6 @@
 #include "diag/command_codes.h"
 #include "diag/little_endian.h"
 #include "diag/protocol_buffer.h"
-#include "ota/dispatcher.h"
-#include "platform/clock.h"
 #include "platform/error_codes.h"
 
 namespace corvane {
@@ -52,9 +50,24 @@ constexpr std::uint32_t kGetItemHeadSize = 13;
   return cBufferReference(MakeBuffer(item.Bytes().subspan(kGetItemHeadSize), kOriginDevice));
 }
 
+// Puts rebuilt packets into the store that offered the item: the caller of AddItem holds its lock.
+class cRebuiltPackets final : public cRebuiltPacketSink {
+ public:
+  explicit cRebuiltPackets(cISFStore& offering) : store(offering) {}
+
+  // A block that could not be written is missing from the file; the ones after it are tried.
+  void AddRebuiltPacket(OwnedBuffer packet) override {
+    const cBufferReference held(std::move(packet));
+    std::ignore = store.AddItem(held.Get(), kAutomaticType);
+  }
+
+ private:
+  cISFStore& store;
+};
+
 }  // namespace
 
-cISFStore::cISFStore() = default;
+cISFStore::cISFStore(const sStoreSeams& calls) : seams(calls) {}
 
 cISFStore::~cISFStore() { Close(); }
 
@@ -134,7 +147,8 @@ std::uint32_t cISFStore::AddItem(sSharedBuffer* item, std::uint32_t type) {
   cBufferReference unwrapped;
   while (recorded.result == kErrorSuccess) {
     if (recorded.type == isf::kSignallingLogItem) {
-      ProcessOtaLogItem(*this, *item, recorded.fileTime);
+      cRebuiltPackets rebuilt(*this);
+      seams.offerLogItem(sibAssemblies, *item, recorded.fileTime, rebuilt);
     }
     if (recorded.type != isf::kSubsystemItem) {
       break;
@@ -171,7 +185,7 @@ cISFStore::sRecorded cISFStore::RecordChecked(sSharedBuffer& item, std::uint32_t
   }
   learned.LearnFrom(item);
 
-  const std::uint64_t fileTime = SystemFileTime();
+  const std::uint64_t fileTime = seams.now();
   const std::uint64_t itemTime = fileTime / isf::kFileTimeUnitsPerMillisecond;
   if (file == nullptr) {
     return {kErrorInvalidBlock};

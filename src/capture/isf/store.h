@@ -9,13 +9,22 @@
 #include "capture/isf/item_types.h"
 #include "capture/isf/layout.h"
 #include "diag/shared_buffer.h"
+#include "ota/dispatcher.h"
 #include "ota/sib_assembly.h"
+#include "platform/clock.h"
 #include "platform/synchronization.h"
 
 namespace corvane {
 
 // The item type that asks AddItem to choose one from the packet's content.
 inline constexpr std::uint32_t kAutomaticType = 0xFFFFFFFF;
+
+// What a store calls of others. The library makes every store with these; tests put in their own.
+struct sStoreSeams {
+  FileTimeClock now = SystemFileTime;
+  // Is offered each item of type kSignallingLogItem when it is in the file, from inside AddItem.
+  LogItemHandler offerLogItem = ProcessOtaLogItem;
+};
 
 // Writes the capture file, an ISF item store (docs/capture-format.md has its layout).
 //
@@ -27,7 +36,7 @@ inline constexpr std::uint32_t kAutomaticType = 0xFFFFFFFF;
 // the growing file, and a crash of this one loses nothing that was added.
 class cISFStore {
  public:
-  cISFStore();
+  explicit cISFStore(const sStoreSeams& seams = {});
   cISFStore(const cISFStore&) = delete;
   cISFStore& operator=(const cISFStore&) = delete;
   // Closes the file first.
@@ -95,6 +104,9 @@ class cISFStore {
  public:
   // Guards the file and everything above. Held by the callers of AddItem and WriteAt.
   cLock storeLock{cLock::eCreation::Extended, 5000};
+
+ private:
+  const sStoreSeams seams;
 };
 
 }  // namespace corvane

@@ -1,4 +1,4 @@
-#include "ota/emit_sib.h"
+#include "ota/sib_assembly.h"
 
 #include <algorithm>
 #include <new>

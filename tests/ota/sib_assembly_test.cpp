@@ -1,5 +1,3 @@
-#include "ota/emit_sib.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -8,6 +6,7 @@
 
 #include "ota/bits.h"
 #include "ota/ota_messages.h"
+#include "ota/sib_assembly.h"
 #include "support/member_order.h"
 
 namespace corvane {
