@@ -136,6 +136,8 @@ def development_files():
             f"CorvaneTargets-{build_type}.cmake",
         )
     }
+    examples = [path.name for path in (SOURCES / "examples").iterdir()]
+    files |= {f"share/doc/corvane/examples/{name}" for name in examples}
     if FOR_WINDOWS:
         files |= {"lib/libcorvane.dll.a", "lib/corvane.def"}
     return files

@@ -76,6 +76,21 @@ class Installation(build_tree.ScratchTestCase):
         build_tree.run(build_tree.COMPILER, *sources, "-o", host, *ask("--cflags", "--libs"))
         self.assert_host_works(host, folder / "captures")
 
+    def test_the_installed_examples_are_a_project_of_their_own(self):
+        project = self.prefix / "share" / "doc" / "corvane" / "examples"
+        folder = self.scratch / "examples"
+        found = f"-DCMAKE_PREFIX_PATH={self.prefix}"
+        if not build_tree.FOR_WINDOWS:
+            said = build_tree.configure(project, folder, found, code=1)
+            self.assertIn('has no component "library"', " ".join(said.split()))
+            return
+        build_tree.configure(project, folder, found)
+        build_tree.build(folder)
+        (folder / "corvane.dll").symlink_to(self.prefix / "bin" / "corvane.dll")
+        for host in ("host_c.exe", "host_cpp.exe"):
+            # The end of their input ends the capture.
+            self.assert_host_works(folder / host, folder / f"captures of {host}")
+
     def test_a_component_that_is_not_there_is_refused(self):
         missing = ["firmware"] if build_tree.FOR_WINDOWS else ["firmware", "library"]
         for component in missing:

@@ -1,5 +1,5 @@
-// A stand-in for the library, as a host's own tests on another system have one: starts when there is
-// a configuration file, and then has a file under the capture's name.
+// A stand-in for the library, as a host's own tests on another system have one: starts when there
+// is a configuration file, and then has a file under the capture's name.
 #include <corvane.h>
 
 #include <fstream>
