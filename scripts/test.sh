@@ -6,10 +6,10 @@ cd "$(dirname -- "$0")/.."
 . scripts/steps.sh
 
 # llvm has the symbolizer, without which the leak checker's suppressions name nothing. What is
-# installed is packed with dpkg-dev and file, and found with pkgconf.
+# installed is packed with dpkg-dev and file, and found with pkgconf. nodejs runs an example.
 patient_step scripts/packages.sh cmake ninja-build g++ clang libclang-rt-dev llvm \
   g++-mingw-w64-x86-64-posix wine wine64 googletest libcli11-dev libfmt-dev nlohmann-json3-dev \
-  python3 procps dpkg-dev file pkgconf
+  python3 procps dpkg-dev file pkgconf nodejs
 
 step scripts/build.sh native asan tsan mingw
 
