@@ -2,6 +2,7 @@
 
 #include <bitset>
 #include <mutex>
+#include <new>
 #include <span>
 #include <tuple>
 #include <utility>
@@ -95,10 +96,29 @@ void QueueLogMasks(cCaptureSession& session) {
   }
 }
 
+// Starts the connection's reader. The readers of earlier connections that have ended are forgotten
+// here, which closes their handles; one that is still in its read stays known.
+[[nodiscard]] bool StartReader(cCaptureSession& session) {
+  session.readerThread = nullptr;
+  std::erase_if(session.readers, [](const auto& reader) { return reader->HasEnded(); });
+  try {
+    // Before there is a thread: one that runs has to be known.
+    session.readers.emplace_back();
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+  session.readers.back() = StartReaderThread(session);
+  session.readerThread = session.readers.back().get();
+  if (session.readerThread == nullptr) {
+    session.readers.pop_back();
+  }
+  return session.readerThread != nullptr;
+}
+
 void StartTraffic(cCaptureSession& session) {
   switch (session.transport->kind) {
     case kSerialPort:
-      if (!StartReaderThread(session)) {
+      if (!StartReader(session)) {
         DebugPrint("Failed to create io thread\n");
       }
       break;
@@ -186,6 +206,14 @@ void ClearRequests(cCaptureSession& session) {
   session.sendTurn.wasCleared = true;
   session.nextRequest = 0;
   session.outstanding = 0;
+}
+
+void WaitForReaders(cCaptureSession& session) {
+  session.readerThread = nullptr;
+  for (const auto& reader : session.readers) {
+    reader->WaitForEnd();
+  }
+  session.readers.clear();
 }
 
 bool SendRequest(cCaptureSession& session, sSharedBuffer* request) {

@@ -34,6 +34,10 @@ void SetupSession(cCaptureSession& session);
 // comes before that thread is done.
 void ClearRequests(cCaptureSession& session);
 
+// Waits until every reader thread of the session has ended, without a time limit, and forgets them.
+// The transport has been closed before, so that no connection adds one meanwhile.
+void WaitForReaders(cCaptureSession& session);
+
 // Records `request` in the store, frames it and writes it to the session's transport: every request
 // is in the capture file before it is on the wire. The request stays the caller's (who holds a
 // counted reference); null is refused. Returns whether the write succeeded.

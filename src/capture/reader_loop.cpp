@@ -12,7 +12,7 @@
 namespace corvane {
 
 void cReaderLoop::Pump() {
-  while (credit > 0 && session.requestQueue.Size() != 0) {
+  while (credit > 0 && IsConnected() && session.requestQueue.Size() != 0) {
     const sRequestQueue::sFound request = session.requestQueue.Find(sent);
     // The request keeps its number and the credit stays: the next pump tries again, which comes
     // after the next read.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -25,13 +26,18 @@ class cReaderLoop {
  public:
   static constexpr std::size_t kBufferSize = 8192;
 
-  explicit cReaderLoop(cCaptureSession& captureSession) : session(captureSession) {}
+  // `connectionHasEnded`, if there is one, is set by another thread when the connection is over,
+  // and outlives the loop.
+  explicit cReaderLoop(cCaptureSession& captureSession,
+                       const std::atomic<bool>* connectionHasEnded = nullptr)
+      : session(captureSession), hasEnded(connectionHasEnded) {}
   cReaderLoop(const cReaderLoop&) = delete;
   cReaderLoop& operator=(const cReaderLoop&) = delete;
 
   // Sends queued requests for as long as there is credit: one at the start, then one for each
   // reply. Nothing times a request out: one that is never answered keeps back all that follow it
-  // until the next connection.
+  // until the next connection. Once the connection has ended nothing is sent: the queue is a later
+  // connection's.
   void Pump();
 
   // Where the next bytes go: what the kept bytes leave free of the buffer. Empty when a whole
@@ -45,7 +51,10 @@ class cReaderLoop {
   void Received(std::size_t count);
 
  private:
+  [[nodiscard]] bool IsConnected() const { return hasEnded == nullptr || !*hasEnded; }
+
   cCaptureSession& session;
+  const std::atomic<bool>* hasEnded;
   std::uint32_t credit = 1;
   std::uint32_t sent = 0;  // sequence number of the next request
   std::size_t kept = 0;

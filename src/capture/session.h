@@ -2,9 +2,12 @@
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
 #include <mutex>
+#include <vector>
 
 #include "capture/isf/store.h"
+#include "capture/reader_thread.h"
 #include "capture/request_queue.h"
 #include "diag/shared_buffer.h"
 #include "filters/mask_lists.h"
@@ -12,9 +15,6 @@
 namespace corvane {
 
 class cIO;
-
-// A thread handle of the operating system's, or null.
-using ThreadHandle = void*;
 
 // The C string that SetDevice copies the device name into.
 using HeapString = std::unique_ptr<char[], sFree>;
@@ -32,7 +32,7 @@ struct sSendTurn {
 };
 
 // One capture: the store and everything else that lives as long as it. The session thread owns it;
-// the transport's threads and the reader thread reach it between SetDevice(name) and
+// the transport's threads and the reader threads reach it between SetDevice(name) and
 // SetDevice(null).
 //
 // Destroying it tears it down in the reverse order of its members: the filter records, the queue,
@@ -40,8 +40,12 @@ struct sSendTurn {
 class cCaptureSession : public cISFStore {
  public:
   HeapString deviceName;
-  cIO* transport = nullptr;             // owned; SetDevice makes and disposes of it
-  ThreadHandle readerThread = nullptr;  // closed by SetDevice(null)
+  cIO* transport = nullptr;  // owned; SetDevice makes and disposes of it
+  // The reader of the latest serial connection, one of `readers`; null when it could not be made.
+  cReaderThread* readerThread = nullptr;
+  // Every reader that was started and may still run. Each connection adds one, on the transport's
+  // thread; the session thread waits for them all when the transport has closed.
+  std::vector<std::unique_ptr<cReaderThread>> readers;
 
   sRequestQueue requestQueue;
   // For the mobile-broadband transport: number of the next request to send, and how many were sent

@@ -11,7 +11,6 @@
 #include "io/mbn/qmbe_io.h"
 #include "io/serial/com_io.h"
 #include "platform/text.h"
-#include "platform/windows_calls.h"
 
 namespace corvane {
 namespace {
@@ -76,11 +75,7 @@ bool OpenDevice(cCaptureSession& session, const char* deviceName) {
 void CloseDevice(cCaptureSession& session) {
   if (session.transport != nullptr) {
     session.transport->Close();
-    if (session.readerThread != nullptr) {
-      KernelCalls().WaitForSingleObject(session.readerThread, INFINITE);
-      KernelCalls().CloseHandle(session.readerThread);
-      session.readerThread = nullptr;
-    }
+    WaitForReaders(session);
     DisposeOfTransport(session.transport);
     session.transport = nullptr;
   }

@@ -10,7 +10,8 @@ class cCaptureSession;
 // already (which stays as it is), when the name has 256 characters or more, when memory runs out,
 // or when the transport's Open failed.
 //
-// With null: closes the transport, waits for the reader thread, and frees both. Always true.
+// With null: closes the transport, waits for every reader thread, and frees all of them. Always
+// true.
 //
 // Runs on the session thread. Nothing is printed.
 [[nodiscard]] bool SetDevice(cCaptureSession& session, const char* deviceName);

@@ -104,8 +104,8 @@ TEST_F(ConnectionTest, ADisconnectDropsTheRequestsAndNothingElse) {
   Start({256}, {0x1234}, {{18, {2}}});
   const cPrinted printed;
   OnConnected(&session);
-  int handle = 0;
-  session.readerThread = &handle;
+  const cReaderThread* const reader = session.readerThread;
+  ASSERT_NE(reader, nullptr);
   session.nextRequest = 3;
   session.outstanding = 1;
 
@@ -118,10 +118,10 @@ TEST_F(ConnectionTest, ADisconnectDropsTheRequestsAndNothingElse) {
   EXPECT_EQ(session.logCodes, LogCodeSet{0x1234});
   EXPECT_EQ(session.messageLevels, (MessageLevelMap{{18, {2}}}));
   EXPECT_TRUE(session.capturing);
-  EXPECT_EQ(session.readerThread, &handle);
+  EXPECT_EQ(session.readerThread, reader);
+  EXPECT_TRUE(gTrafficStarts.readers.front()->isKnown);
   EXPECT_EQ(session.transport, &serial);
   EXPECT_FALSE(IsClosedCapture(capturePath));
-  session.readerThread = nullptr;
 }
 
 // "Port " and " connected" leave room for 47 characters, "Port " and " disconnected" for 44.

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <vector>
 
 #include "capture/session_fixture.h"
@@ -37,6 +38,42 @@ class ReaderLoopTest : public cSessionTest {
 const ByteVector kLogPacket = {0x10, 0x00, 0x04, 0x00, 0x04, 0x00, 0x34, 0x12};
 const ByteVector kReply = {0x4B, 0x0F, 0x00, 0x00, 0x01};
 const ByteVector kEventReply = {0x60, 0x00, 0x00};
+
+TEST_F(ReaderLoopTest, OnceItsConnectionHasEndedNothingIsSent) {
+  std::atomic<bool> hasEnded = false;
+  cReaderLoop ended(session, &hasEnded);
+  Push({0x1D});
+  hasEnded = true;
+  ended.Pump();
+  EXPECT_TRUE(serial.writes.empty());
+  EXPECT_EQ(Stored(), std::vector<ByteVector>{});
+
+  loop.Pump();
+  EXPECT_EQ(serial.writes.size(), 1U) << "a later connection finds the request in its place";
+}
+
+TEST_F(ReaderLoopTest, AConnectionThatEndsDuringAWriteIsSentNoMore) {
+  std::atomic<bool> hasEnded = false;
+  cReaderLoop ending(session, &hasEnded);
+  const ByteVector twoReplies = Joined({Framed(kReply), Framed(kReply)});
+  std::copy(twoReplies.begin(), twoReplies.end(), ending.Room().begin());
+  ending.Received(twoReplies.size());
+  Push({0x1D});
+  Push({0x00});
+  Push({0x7C});
+  serial.duringWrite = [&] { hasEnded = serial.writeCount == 2; };
+  ending.Pump();
+  EXPECT_EQ(serial.writes.size(), 2U);
+}
+
+TEST_F(ReaderLoopTest, WhatWasReadBeforeItsConnectionEndedIsStored) {
+  std::atomic<bool> hasEnded = true;
+  cReaderLoop ended(session, &hasEnded);
+  const ByteVector frame = Framed(kLogPacket);
+  std::copy(frame.begin(), frame.end(), ended.Room().begin());
+  ended.Received(frame.size());
+  EXPECT_EQ(Stored(), std::vector<ByteVector>{kLogPacket});
+}
 
 TEST_F(ReaderLoopTest, TwoPacketsInOneReadAreBothStoredInOrder) {
   Read(Joined({Framed(kLogPacket), Framed(kReply)}));

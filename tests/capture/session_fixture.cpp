@@ -6,6 +6,7 @@
 #include <iomanip>
 #include <iterator>
 #include <memory>
+#include <new>
 #include <tuple>
 #include <utility>
 
@@ -20,9 +21,36 @@ namespace corvane {
 
 sTrafficStarts gTrafficStarts;
 
-bool StartReaderThread(cCaptureSession& session) {
+namespace {
+
+class cFakeReaderThread final : public cReaderThread {
+ public:
+  explicit cFakeReaderThread(std::shared_ptr<sFakeReader> told) : reader(std::move(told)) {}
+  ~cFakeReaderThread() override { reader->isKnown = false; }
+  [[nodiscard]] bool HasEnded() const override { return reader->hasEnded; }
+  void WaitForEnd() override {
+    ++reader->waits;
+    reader->hasEnded = true;
+  }
+
+ private:
+  std::shared_ptr<sFakeReader> reader;
+};
+
+}  // namespace
+
+std::unique_ptr<cReaderThread> StartReaderThread(cCaptureSession& session) {
   gTrafficStarts.readerThreads.push_back(&session);
-  return gTrafficStarts.readerThreadCanStart;
+  if (!gTrafficStarts.readerThreadCanStart) {
+    return nullptr;
+  }
+  try {
+    auto reader = std::make_shared<sFakeReader>();
+    gTrafficStarts.readers.push_back(reader);
+    return std::make_unique<cFakeReaderThread>(std::move(reader));
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
 }
 
 void StartDataDelivery(cCaptureSession& session) {

@@ -69,9 +69,17 @@ class cFakeTransport : public cIO {
   std::function<void()> duringWrite;
 };
 
+// A reader that the session has started: runs until a test has it end.
+struct sFakeReader {
+  bool hasEnded = false;
+  int waits = 0;
+  bool isKnown = true;  // false once the session has forgotten it, which closes its handle
+};
+
 // What StartReaderThread and StartDataDelivery were called with since the last Reset.
 struct sTrafficStarts {
   std::vector<cCaptureSession*> readerThreads;
+  std::vector<std::shared_ptr<sFakeReader>> readers;  // in the order of their starts
   std::vector<cCaptureSession*> dataDeliveries;
   bool readerThreadCanStart = true;
 };

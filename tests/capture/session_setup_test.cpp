@@ -136,6 +136,9 @@ TEST_F(SetupSessionTest, ARequestWithoutMemoryIsLeftOutAndTheOthersAreQueued) {
   session.eventIds = {1};
   session.messageLevels = {{3, {1}}, {5, {1}}};
   session.logCodes = {0x1234, 0xB001};
+  // Of a kind for which no traffic is started, which takes memory of its own.
+  cFakeTransport other(2);
+  session.transport = &other;
   SetupSession(session);
   const std::vector<ByteVector> all = Queued();
   ASSERT_EQ(all.size(), 18U);
@@ -213,6 +216,7 @@ TEST_F(SetupSessionTest, WithoutAReaderThreadTheQueueStaysFilledAndNothingIsSent
   cPrinted printed;
   SetupSession(session);
   EXPECT_EQ(printed.Take(), "Failed to create io thread\n");
+  EXPECT_EQ(session.readerThread, nullptr);
   EXPECT_EQ(Queued(), kStartUpPackets);
   EXPECT_TRUE(serial.writes.empty());
 }

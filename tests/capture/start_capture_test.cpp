@@ -20,6 +20,7 @@ TEST_F(StartCaptureTest, ANewSessionHasItsInitialValues) {
   EXPECT_EQ(fresh.deviceName, nullptr);
   EXPECT_EQ(fresh.transport, nullptr);
   EXPECT_EQ(fresh.readerThread, nullptr);
+  EXPECT_TRUE(fresh.readers.empty());
   EXPECT_EQ(fresh.requestQueue.magic, sRequestQueue::kMagic);
   EXPECT_EQ(fresh.requestQueue.event, nullptr);
   EXPECT_EQ(fresh.requestQueue.signalOnPush, 0);

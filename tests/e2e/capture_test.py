@@ -308,3 +308,98 @@ class CaptureOverASerialPort(CaptureTestCase):
         self.stop_while_connected(modem)
         printed = [line for line in self.library.lines if line.startswith("Port ")]
         self.assertEqual(printed, ["Port COM7 connected", "Port COM7 disconnected"])
+
+
+class CaptureThatReconnects(CaptureTestCase):
+    """Wine does not end a blocked read: a reader outlives its connection until its line says more.
+
+    So the reader of a line that stays open and silent is still there when the next line connects.
+    """
+
+    def connect(self):
+        """Plugs the port in. -> its modem, which has answered every request"""
+        modem = diag.MinimalModem(self.port.plug())
+        self.answer_all(modem)
+        return modem
+
+    def answer_all(self, modem):
+        self.wait_connected()
+        wine.wait_until(lambda: len(modem.replies) >= 13, "13 requests")
+
+    def reconnect_on_new_line(self, modem):
+        """Reconnects on a new line while the old one stays open and silent.
+
+        -> the old line, and the new one's modem
+        """
+        modem.stop()
+        self.port.set_present(False)
+        self.library.wait_for("Port COM7 disconnected")
+        old_line = self.port.plug_on_new_line()
+        self.addCleanup(old_line.hang_up)
+        modem = diag.MinimalModem(self.port.line)
+        self.answer_all(modem)
+        return old_line, modem
+
+    def threads(self):
+        return len(os.listdir(f"/proc/{self.library.pid}/task"))
+
+    def wait_for_threads(self, count):
+        wine.wait_until(lambda: self.threads() == count, f"{count} threads")
+
+    def test_stop_waits_for_the_reader_of_a_line_that_stayed_open_and_silent(self):
+        without_capture = self.threads()
+        self.assertTrue(self.start())
+        old_line, modem = self.reconnect_on_new_line(self.connect())
+        self.library.send("stop")
+        self.library.wait_for("Port COM7 disconnected")
+        modem.stop()
+        self.port.line.hang_up()
+        # The session's thread and the reader of the old line.
+        self.wait_for_threads(without_capture + 2)
+        with self.assertRaises(AssertionError):
+            self.library.wait_for("stopped", deadline=1.0)
+        old_line.send(b"\x7E")
+        self.library.wait_for("stopped")
+        self.wait_for_threads(without_capture)
+        self.library.ask("unload", answer="unloaded")
+        self.assertEqual(self.library.finish(), 0)
+        connection = ["Port COM7 connected", "Port COM7 disconnected"]
+        self.assertEqual(isf.read(self.output).texts, [INFORMATION] + 2 * connection)
+
+    def check_that_the_end_of_the_old_reader_leaves_the_new_line_alone(self, end_old_reader):
+        self.assertTrue(self.start())
+        modem = self.connect()
+        connected = self.threads()
+        old_line, modem = self.reconnect_on_new_line(modem)
+        self.wait_for_threads(connected + 1)
+        end_old_reader(old_line)
+        self.wait_for_threads(connected)
+        log = bytes.fromhex("10001000100001100102030405060708")
+        logs = [log + bytes([number]) for number in range(200)]
+        for packet in logs:
+            self.port.line.send(diag.frame(packet))
+        wine.wait_until(lambda: logs[-1] in self.output.read_bytes(), "the last log in the file")
+        self.stop_while_connected(modem)
+        self.assertEqual(isf.read(self.output).packets(isf.LOG), logs)
+        printed = [line for line in self.library.lines if line.startswith("Port ")]
+        self.assertEqual(printed, ["Port COM7 connected", "Port COM7 disconnected"] * 2)
+
+    def test_a_byte_on_the_old_line_ends_its_reader_and_nothing_else(self):
+        self.check_that_the_end_of_the_old_reader_leaves_the_new_line_alone(
+            lambda old_line: old_line.send(b"\x7E")
+        )
+
+    def test_a_hang_up_of_the_old_line_ends_its_reader_and_nothing_else(self):
+        self.check_that_the_end_of_the_old_reader_leaves_the_new_line_alone(
+            lambda old_line: old_line.hang_up()
+        )
+
+    def test_ten_reconnections_leave_no_thread_behind(self):
+        self.assertTrue(self.start())
+        connected = None
+        for _ in range(11):
+            modem = self.connect()
+            connected = connected or self.threads()
+            self.wait_for_threads(connected)
+            self.unplug(modem)
+        self.stop()

@@ -3,10 +3,15 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <memory>
+#include <optional>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "io/fake_system_windows.h"
+#include "support/failing_allocation.h"
 
 namespace corvane {
 namespace {
@@ -42,6 +47,12 @@ struct sReports {
 void Connected(void* context) { static_cast<sReports*>(context)->Tell("connected"); }
 void Disconnected(void* context) { static_cast<sReports*>(context)->Tell("disconnected"); }
 
+void ReadOnce(cComConnection& connection) {
+  std::uint8_t room[16];
+  DWORD received = 0;
+  EXPECT_FALSE(connection.Read(room, received));
+}
+
 class ComIO : public ::testing::Test {
  protected:
   ComIO() {
@@ -75,7 +86,7 @@ class ComIO : public ::testing::Test {
 TEST_F(ComIO, AFreshTransportIsAClosedSerialPort) {
   EXPECT_EQ(transport.kind, 0u);
   EXPECT_FALSE(transport.IsOpen());
-  EXPECT_EQ(transport.Port(), INVALID_HANDLE_VALUE);
+  EXPECT_EQ(transport.Connection(), nullptr);
 }
 
 TEST_F(ComIO, OpenTwiceWithoutCloseSaysSoAndReturnsFalse) {
@@ -429,18 +440,98 @@ TEST_F(ComIO, ClosePortEndsTheReadersReadBeforeItClosesTheHandleAndThenReports) 
   OpenAndConnect();
   const HANDLE reader = GetCurrentThread();
   transport.SetReaderThread(reader);
+  std::thread reading([connection = transport.Connection()] { ReadOnce(*connection); });
+  system.WaitForRead();
   transport.ClosePort();
-  EXPECT_THAT(system.calls, ElementsAre("cancel", "close"));
+  reading.join();
+  ASSERT_THAT(system.calls, ::testing::SizeIs(::testing::Ge(2U)));
+  EXPECT_EQ(system.calls.front(), "cancel");
+  EXPECT_EQ(system.calls.back(), "close");
+  EXPECT_EQ(std::count(system.calls.begin(), system.calls.end(), "close"), 1);
   EXPECT_EQ(system.cancelledThread, reader);
   EXPECT_THAT(disconnected.told, ElementsAre("disconnected"));
   EXPECT_TRUE(disconnected.lockWasHeld);
 
   system.calls.clear();
   system.Look();
+  std::thread readingAgain([connection = transport.Connection()] { ReadOnce(*connection); });
+  system.WaitForRead();
   transport.ClosePort();
+  readingAgain.join();
   EXPECT_EQ(system.calls.back(), "close");
   EXPECT_EQ(std::count(system.calls.begin(), system.calls.end(), "cancel"), 0)
       << "the reader of the earlier connection is forgotten";
+}
+
+TEST_F(ComIO, ClosePortDoesNotCancelAReaderThatIsNotReading) {
+  OpenAndConnect();
+  transport.SetReaderThread(GetCurrentThread());
+  const std::shared_ptr<cComConnection> connection = transport.Connection();
+  transport.ClosePort();
+  EXPECT_THAT(system.calls, ElementsAre("close"));
+  ReadOnce(*connection);
+  EXPECT_THAT(system.readLengthsAsked, IsEmpty()) << "and no read begins any more";
+}
+
+TEST_F(ComIO, AReadThatCannotBeCancelledKeepsClosePortForOneTenthOfASecond) {
+  OpenAndConnect();
+  transport.SetReaderThread(GetCurrentThread());
+  system.cancelsThatMiss = 1'000'000;
+  std::thread reading([connection = transport.Connection()] { ReadOnce(*connection); });
+  system.WaitForRead();
+  const ULONGLONG before = system.ticks;
+  transport.ClosePort();
+  EXPECT_EQ(system.ticks - before, 100u);
+  EXPECT_FALSE(transport.IsOpen());
+  EXPECT_EQ(system.openPorts, 0);
+  EXPECT_THAT(disconnected.told, ElementsAre("disconnected"));
+  reading.join();
+}
+
+TEST_F(ComIO, TheEndOfAnEarlierConnectionLeavesThePresentOneOpen) {
+  OpenAndConnect();
+  const std::shared_ptr<cComConnection> earlier = transport.Connection();
+  transport.ClosePort(*earlier);
+  EXPECT_FALSE(transport.IsOpen());
+  EXPECT_THAT(disconnected.told, ElementsAre("disconnected"));
+  system.Look();
+  ASSERT_TRUE(transport.IsOpen());
+  transport.ClosePort(*earlier);
+  EXPECT_TRUE(transport.IsOpen());
+  EXPECT_THAT(disconnected.told, ElementsAre("disconnected"));
+}
+
+TEST_F(ComIO, AWriteThatFailsOnAnEarlierConnectionLeavesThePresentOneOpen) {
+  OpenAndConnect();
+  system.writeFails = true;
+  system.duringWrite = [this] {
+    transport.ClosePort();
+    system.Look();
+  };
+  EXPECT_FALSE(transport.Write("x", 1));
+  EXPECT_TRUE(transport.IsOpen());
+  EXPECT_THAT(disconnected.told, ElementsAre("disconnected"));
+  EXPECT_THAT(connected.told, ElementsAre("connected", "connected"));
+}
+
+TEST_F(ComIO, WithoutMemoryForAConnectionThePortIsTriedAgainInSilence) {
+  system.interfaces = {UsbPort("COM7")};
+  ASSERT_TRUE(Open());
+  system.WaitForWatcher();
+  for (const std::uint32_t nth : {1u, 2u}) {  // the connection, and its lock
+    std::optional<cAllocationFailure> failure;
+    system.behindSetTimeouts = [&failure, nth] { failure.emplace(eHeap::New, nth); };
+    ::testing::internal::CaptureStdout();
+    system.Look();
+    EXPECT_TRUE(failure->Disarm());
+    EXPECT_EQ(::testing::internal::GetCapturedStdout(), "");
+    EXPECT_FALSE(transport.IsOpen());
+    EXPECT_EQ(system.openPorts, 0);
+  }
+  system.behindSetTimeouts = nullptr;
+  EXPECT_THAT(connected.told, IsEmpty());
+  system.Look();
+  EXPECT_THAT(connected.told, ElementsAre("connected"));
 }
 
 TEST_F(ComIO, ClosePortOnAClosedPortDoesNothing) {

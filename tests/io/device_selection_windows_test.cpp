@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -11,7 +12,7 @@
 #include "io/fake_system_windows.h"
 #include "io/replaced_import.h"
 #include "io/serial/com_io.h"
-#include "io/serial/serial_calls.h"
+#include "io/serial/reader_thread.h"
 #include "support/failing_allocation.h"
 
 // clang-format off
@@ -244,45 +245,63 @@ TEST_F(DeviceSelection, NullOnASessionWithoutATransportFreesANameThatIsLeft) {
   EXPECT_EQ(session.deviceName, nullptr);
 }
 
-TEST_F(DeviceSelection, NullWithoutATransportLeavesTheReaderThreadsHandle) {
-  session.readerThread = GetCurrentThread();
+// Tells whether it was waited for, and what of the transport was left then.
+class cWaitedFor final : public cReaderThread {
+ public:
+  cWaitedFor(cCaptureSession& readersSession, int& waitCount)
+      : session(readersSession), waits(waitCount) {}
+  [[nodiscard]] bool HasEnded() const override { return false; }
+  void WaitForEnd() override {
+    ++waits;
+    ASSERT_NE(session.transport, nullptr) << "a reader may use it until its end";
+    EXPECT_FALSE(session.transport->IsOpen()) << "and finds its port closed";
+  }
+
+ private:
+  cCaptureSession& session;
+  int& waits;
+};
+
+TEST_F(DeviceSelection, NullWithoutATransportLeavesTheReadersAlone) {
+  int waits = 0;
+  session.readers.push_back(std::make_unique<cWaitedFor>(session, waits));
+  session.readerThread = session.readers.back().get();
   EXPECT_TRUE(SetDevice(session, nullptr));
-  EXPECT_EQ(session.readerThread, GetCurrentThread());
-  session.readerThread = nullptr;
+  EXPECT_EQ(waits, 0);
+  EXPECT_EQ(session.readerThread, session.readers.back().get());
+  session.readers.clear();
 }
 
-TEST_F(DeviceSelection, NullClosesTheTransportAndThenWaitsForTheReaderThread) {
+TEST_F(DeviceSelection, NullClosesTheTransportAndThenWaitsForEveryReader) {
   system.interfaces = {UsbPort("COM7")};
   ASSERT_TRUE(SetDevice(session, "COM7"));
   system.WaitForWatcher();
   system.Look();
   ASSERT_TRUE(session.transport->IsOpen());
 
-  // This reader reads until the port is closed, as the real one does.
-  struct sReader {
-    cFakeSystem* system;
-    HANDLE port;
-    bool ended;
-  } reader{&system, static_cast<cComIO*>(session.transport)->Port(), false};
-  session.readerThread = CreateThread(
-      nullptr, 0,
-      [](void* context) -> DWORD {
-        auto& self = *static_cast<sReader*>(context);
-        char byte = 0;
-        DWORD received = 0;
-        while (SerialCalls().ReadFile(self.port, &byte, 1, &received, nullptr)) {
-        }
-        self.ended = true;
-        return 0;
-      },
-      &reader, 0, nullptr);
-  const HANDLE thread = session.readerThread;
-  ASSERT_NE(thread, nullptr);
+  int waits = 0;
+  for (int reader = 0; reader < 3; ++reader) {
+    session.readers.push_back(std::make_unique<cWaitedFor>(session, waits));
+  }
+  session.readerThread = session.readers.back().get();
   EXPECT_TRUE(SetDevice(session, nullptr));
-  EXPECT_TRUE(reader.ended);
+  EXPECT_EQ(waits, 3);
   EXPECT_EQ(session.readerThread, nullptr);
-  DWORD flags = 0;
-  EXPECT_FALSE(GetHandleInformation(thread, &flags)) << "the thread's handle is closed";
+  EXPECT_TRUE(session.readers.empty());
+  ExpectNoDevice();
+}
+
+// This reader reads until the port is closed.
+TEST_F(DeviceSelection, NullEndsARealReaderAndClosesItsHandle) {
+  system.interfaces = {UsbPort("COM7")};
+  ASSERT_TRUE(SetDevice(session, "COM7"));
+  system.WaitForWatcher();
+  system.Look();
+  session.readers.push_back(StartReaderThread(session));
+  ASSERT_NE(session.readers.back(), nullptr);
+  EXPECT_EQ(system.OpenThreads(ReaderThread), 1u);
+  EXPECT_TRUE(SetDevice(session, nullptr));
+  EXPECT_EQ(system.OpenThreads(ReaderThread), 0u) << "the thread's handle is closed";
   ExpectNoDevice();
 }
 

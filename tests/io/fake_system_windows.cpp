@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 #include <string_view>
+#include <utility>
 
 #include "io/serial/serial_calls.h"
 #include "platform/windows_calls.h"
@@ -113,13 +114,18 @@ HANDLE WINAPI FakeCreateThread(SECURITY_ATTRIBUTES* security, SIZE_T stack,
   const HANDLE made = TakesFailure(gFakeSystem->failingThread)
                           ? nullptr
                           : ::CreateThread(security, stack, routine, argument, flags, identifier);
+  if (made != nullptr) {
+    *std::find_if(gFakeSystem->openThreads.begin(), gFakeSystem->openThreads.end(),
+                  [](const auto& open) { return open.first == nullptr; }) = {made, routine};
+  }
   gFakeSystem->threadsAsked.push_back(
       {security != nullptr, stack, routine, argument, flags, identifier != nullptr, made});
   return made;
 }
 
 DWORD WINAPI FakeWaitForSingleObject(HANDLE handle, DWORD milliseconds) {
-  if (milliseconds == INFINITE || milliseconds == 0) {
+  // The watcher waits for its stop event; other waits with a time limit are for a thread.
+  if (milliseconds == INFINITE || milliseconds == 0 || !gFakeSystem->HasEvent(handle)) {
     return ::WaitForSingleObject(handle, milliseconds);
   }
   {
@@ -142,6 +148,12 @@ BOOL WINAPI FakeCloseHandle(HANDLE handle) {
   {
     const cPortGuard guard(*gFakeSystem);
     std::replace(gFakeSystem->events.begin(), gFakeSystem->events.end(), handle, HANDLE{nullptr});
+    for (auto& open : gFakeSystem->openThreads) {
+      if (open.first == handle) {
+        open = {};
+      }
+    }
+    gFakeSystem->standIns.erase(handle);
     if (gFakeSystem->ports.erase(handle) != 0) {
       gFakeSystem->calls.emplace_back("close");
       if (gFakeSystem->observed != nullptr && gFakeSystem->observed->IsOpen()) {
@@ -155,8 +167,25 @@ BOOL WINAPI FakeCloseHandle(HANDLE handle) {
 }
 
 BOOL WINAPI FakeCancelSynchronousIo(HANDLE thread) {
-  gFakeSystem->calls.emplace_back("cancel");
-  gFakeSystem->cancelledThread = thread;
+  {
+    const cPortGuard guard(*gFakeSystem);
+    gFakeSystem->calls.emplace_back("cancel");
+    gFakeSystem->cancelledThread = thread;
+    ++gFakeSystem->cancels;
+  }
+  if (gFakeSystem->duringCancel) {
+    gFakeSystem->duringCancel();
+  }
+  const cPortGuard guard(*gFakeSystem);
+  if (gFakeSystem->cancelsThatMiss != 0) {
+    --gFakeSystem->cancelsThatMiss;
+    return FALSE;
+  }
+  if (gFakeSystem->pendingReads == 0) {
+    return FALSE;
+  }
+  gFakeSystem->readIsCancelled = true;
+  WakeAllConditionVariable(&gFakeSystem->readable);
   return TRUE;
 }
 
@@ -260,7 +289,15 @@ HANDLE WINAPI FakeCreateFileA(const char* path, DWORD access, DWORD shareMode,
                               SECURITY_ATTRIBUTES* security, DWORD disposition, DWORD attributes,
                               HANDLE model) {
   if (std::string_view(path).substr(0, 4) != R"(\\.\)") {
-    return ::CreateFileA(path, access, shareMode, security, disposition, attributes, model);
+    if (gFakeSystem->standInFails) {
+      return INVALID_HANDLE_VALUE;
+    }
+    const HANDLE standIn =
+        ::CreateFileA(path, access, shareMode, security, disposition, attributes, model);
+    const cPortGuard guard(*gFakeSystem);
+    gFakeSystem->standIns.insert(standIn);
+    gFakeSystem->lastStandIn = standIn;
+    return standIn;
   }
   gFakeSystem->calls.push_back(std::string("open ") + path);
   ProbeTheLock();
@@ -294,6 +331,9 @@ BOOL WINAPI FakeSetCommState(HANDLE, DCB* state) {
 BOOL WINAPI FakeSetCommTimeouts(HANDLE, COMMTIMEOUTS* timeouts) {
   gFakeSystem->calls.emplace_back("set timeouts");
   gFakeSystem->timeouts = *timeouts;
+  if (gFakeSystem->behindSetTimeouts) {
+    gFakeSystem->behindSetTimeouts();
+  }
   return gFakeSystem->setTimeoutsFails ? FALSE : TRUE;
 }
 
@@ -301,6 +341,9 @@ BOOL WINAPI FakeWriteFile(HANDLE file, const void* bytes, DWORD length, DWORD* w
                           OVERLAPPED* overlapped) {
   if (!gFakeSystem->HasPort(file)) {
     return ::WriteFile(file, bytes, length, written, overlapped);
+  }
+  if (gFakeSystem->duringWrite) {
+    gFakeSystem->duringWrite();
   }
   const cPortGuard guard(*gFakeSystem);
   gFakeSystem->calls.emplace_back("write");
@@ -315,20 +358,28 @@ BOOL WINAPI FakeWriteFile(HANDLE file, const void* bytes, DWORD length, DWORD* w
 
 BOOL WINAPI FakeReadFile(HANDLE file, void* bytes, DWORD length, DWORD* received,
                          OVERLAPPED* overlapped) {
-  if (file == nullptr) {
+  const cPortGuard guard(*gFakeSystem);
+  if (gFakeSystem->standIns.contains(file)) {
     return ::ReadFile(file, bytes, length, received, overlapped);
   }
-  const cPortGuard guard(*gFakeSystem);
   gFakeSystem->readLengthsAsked.push_back(length);
   *received = 0;
   if (length == 0) {
     return TRUE;
   }
-  while (gFakeSystem->ports.contains(file) && gFakeSystem->toRead.empty() &&
-         !gFakeSystem->readsFail) {
+  const auto portIsClosed = [file] {
+    return gFakeSystem->closingEndsReads && !gFakeSystem->ports.contains(file);
+  };
+  ++gFakeSystem->pendingReads;
+  WakeAllConditionVariable(&gFakeSystem->readsChanged);
+  while (!portIsClosed() && gFakeSystem->toRead.empty() && !gFakeSystem->readsFail &&
+         !gFakeSystem->readIsCancelled) {
     SleepConditionVariableSRW(&gFakeSystem->readable, &gFakeSystem->portLock, INFINITE, 0);
   }
-  if (!gFakeSystem->ports.contains(file) || gFakeSystem->readsFail) {
+  --gFakeSystem->pendingReads;
+  WakeAllConditionVariable(&gFakeSystem->readsChanged);
+  if (portIsClosed() || gFakeSystem->readsFail ||
+      std::exchange(gFakeSystem->readIsCancelled, false)) {
     return FALSE;
   }
   const std::vector<std::uint8_t> next = gFakeSystem->toRead.front();
@@ -336,6 +387,23 @@ BOOL WINAPI FakeReadFile(HANDLE file, void* bytes, DWORD length, DWORD* received
   *received = std::min(length, static_cast<DWORD>(next.size()));
   std::memcpy(bytes, next.data(), *received);
   return TRUE;
+}
+
+ULONGLONG WINAPI FakeGetTickCount64() {
+  const cPortGuard guard(*gFakeSystem);
+  return gFakeSystem->ticks;
+}
+
+// While a cancel works the clock stands still: how long the reader takes to see it is a matter of
+// this machine.
+void WINAPI FakeSleep(DWORD milliseconds) {
+  {
+    const cPortGuard guard(*gFakeSystem);
+    if (gFakeSystem->cancelsThatMiss != 0) {
+      gFakeSystem->ticks += milliseconds;
+    }
+  }
+  SwitchToThread();
 }
 
 }  // namespace
@@ -359,6 +427,9 @@ struct cFakeSystem::sReplacedCalls {
   cReplacedCall<decltype(&::WriteFile)> writeFile{SerialCalls().WriteFile, FakeWriteFile};
   cReplacedCall<decltype(&::CancelSynchronousIo)> cancelSynchronousIo{
       SerialCalls().CancelSynchronousIo, FakeCancelSynchronousIo};
+  cReplacedCall<decltype(&::GetTickCount64)> getTickCount64{SerialCalls().GetTickCount64,
+                                                            FakeGetTickCount64};
+  cReplacedCall<decltype(&::Sleep)> sleep{SerialCalls().Sleep, FakeSleep};
   cReplacedCall<decltype(&::RegOpenKeyExA)> regOpenKeyExA{SerialCalls().RegOpenKeyExA,
                                                           FakeRegOpenKeyExA};
   cReplacedCall<decltype(&::RegQueryValueExA)> regQueryValueExA{SerialCalls().RegQueryValueExA,
@@ -396,6 +467,11 @@ cFakeSystem::~cFakeSystem() {
   CloseHandle(arrived);
 }
 
+bool cFakeSystem::HasEvent(HANDLE handle) {
+  const cPortGuard guard(*this);
+  return std::find(events.begin(), events.end(), handle) != events.end();
+}
+
 bool cFakeSystem::HasPort(HANDLE handle) {
   const cPortGuard guard(*this);
   return ports.contains(handle);
@@ -425,6 +501,20 @@ void cFakeSystem::FailReads() {
   const cPortGuard guard(*this);
   readsFail = true;
   WakeAllConditionVariable(&readable);
+}
+
+void cFakeSystem::WaitForRead(int reads) {
+  const cPortGuard guard(*this);
+  while (pendingReads != reads) {
+    SleepConditionVariableSRW(&readsChanged, &portLock, INFINITE, 0);
+  }
+}
+
+std::size_t cFakeSystem::OpenThreads(LPTHREAD_START_ROUTINE routine) {
+  const cPortGuard guard(*this);
+  return static_cast<std::size_t>(
+      std::count_if(openThreads.begin(), openThreads.end(),
+                    [routine](const auto& open) { return open.second == routine; }));
 }
 
 void cFakeSystem::WaitForWatcher() { WaitForSingleObject(arrived, INFINITE); }

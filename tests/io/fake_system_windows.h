@@ -5,10 +5,13 @@
 #include <array>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "capture/transport.h"
@@ -93,6 +96,12 @@ class cFakeSystem {
   // Has every read of an open port fail from now on.
   void FailReads();
 
+  // Returns when this many reads of open ports are waiting.
+  void WaitForRead(int reads = 1);
+
+  // How many handles of threads with this `routine` are open.
+  [[nodiscard]] std::size_t OpenThreads(LPTHREAD_START_ROUTINE routine);
+
   // The last call of CreateThread for `routine`.
   [[nodiscard]] sThreadAsked ThreadOf(LPTHREAD_START_ROUTINE routine);
 
@@ -112,6 +121,17 @@ class cFakeSystem {
   bool setTimeoutsFails = false;
   bool writeFails = false;
   std::optional<DWORD> shortWrite;  // how many bytes a write takes
+  bool standInFails = false;        // what is opened for a closed port's number
+
+  // How reads end, as on Windows: a cancel ends the one that waits, and so does the closing of its
+  // port. Under Wine neither does.
+  int cancelsThatMiss = 0;  // so many; the clock of GetTickCount64 runs with Sleep meanwhile
+  bool closingEndsReads = true;
+
+  // Called on the thread that makes the call.
+  std::function<void()> duringCancel;
+  std::function<void()> duringWrite;
+  std::function<void()> behindSetTimeouts;
 
   // What was asked of it, in order: "open \\.\COM7", "state", "timeouts", "close", "cancel", ...
   std::vector<std::string> calls;
@@ -139,6 +159,9 @@ class cFakeSystem {
   int looks = 0;  // class lists made
   std::vector<DWORD> watcherWaits;
   HANDLE cancelledThread = nullptr;
+  int cancels = 0;
+  ULONGLONG ticks = 0xFFFFFFFF;
+  HANDLE lastStandIn = INVALID_HANDLE_VALUE;
 
   // The transport that a look and the closing of a port observe, if any.
   cIO* observed = nullptr;
@@ -150,12 +173,19 @@ class cFakeSystem {
   HANDLE failWait;
   HANDLE arrived;
   [[nodiscard]] bool HasPort(HANDLE handle);
+  [[nodiscard]] bool HasEvent(HANDLE handle);
   SRWLOCK portLock = SRWLOCK_INIT;  // guards what the reads and writes of an open port touch
   CONDITION_VARIABLE readable = CONDITION_VARIABLE_INIT;
   std::map<HANDLE, std::string> ports;
   std::deque<std::vector<std::uint8_t>> toRead;
   bool readsFail = false;
-  std::array<HANDLE, 100> events{};  // of fixed size: tests have memory run out, and count it
+  int pendingReads = 0;
+  bool readIsCancelled = false;
+  CONDITION_VARIABLE readsChanged = CONDITION_VARIABLE_INIT;
+  std::set<HANDLE> standIns;  // that are open
+  // Of fixed size: tests have memory run out, and count it.
+  std::array<HANDLE, 100> events{};
+  std::array<std::pair<HANDLE, LPTHREAD_START_ROUTINE>, 100> openThreads{};
 
  private:
   struct sReplacedCalls;

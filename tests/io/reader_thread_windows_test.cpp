@@ -3,7 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "capture/connection.h"
@@ -13,6 +15,7 @@
 #include "io/fake_system_windows.h"
 #include "io/serial/com_io.h"
 #include "io/serial/reader_thread.h"
+#include "support/failing_allocation.h"
 
 namespace corvane {
 namespace {
@@ -41,59 +44,189 @@ class ReaderThreadTest : public ::testing::Test {
 
   cComIO& Port() { return static_cast<cComIO&>(*session.transport); }
 
-  void WaitForReader() { WaitForSingleObject(session.readerThread, INFINITE); }
+  // Starts a reader, which SetDevice waits for at the end.
+  [[nodiscard]] bool Start() {
+    session.readers.push_back(StartReaderThread(session));
+    const bool started = session.readers.back() != nullptr;
+    if (!started) {
+      session.readers.pop_back();
+    }
+    return started;
+  }
+
+  HANDLE Reader() { return system.ThreadOf(ReaderThread).made; }
+
+  void WaitForReader() { WaitForSingleObject(Reader(), INFINITE); }
+
+  // Loses the port, and finds it again.
+  void Reopen() {
+    Port().ClosePort();
+    system.Look();
+    ASSERT_TRUE(Port().IsOpen());
+  }
 
   cFakeSystem system;
   cCaptureSession session;
 };
 
-TEST_F(ReaderThreadTest, ItsHandleIsKeptInTheSessionAndEndsItsReadThroughTheTransport) {
-  ASSERT_TRUE(StartReaderThread(session));
+TEST_F(ReaderThreadTest, TheSessionAndTheTransportKnowIt) {
+  SetupSession(session);
   ASSERT_NE(session.readerThread, nullptr);
+  EXPECT_EQ(session.readers.back().get(), session.readerThread);
+  EXPECT_FALSE(session.readerThread->HasEnded());
+  system.WaitForRead();
   Port().ClosePort();
-  EXPECT_EQ(system.cancelledThread, session.readerThread);
+  EXPECT_EQ(system.cancelledThread, Reader());
   WaitForReader();
+  EXPECT_TRUE(session.readerThread->HasEnded());
 }
 
-TEST_F(ReaderThreadTest, ItIsAnOrdinaryThreadThatGetsTheSession) {
-  ASSERT_TRUE(StartReaderThread(session));
+TEST_F(ReaderThreadTest, ItIsAnOrdinaryThread) {
+  ASSERT_TRUE(Start());
   const sThreadAsked reader = system.ThreadOf(ReaderThread);
-  ASSERT_EQ(reader.made, session.readerThread);
+  ASSERT_NE(reader.made, nullptr);
   EXPECT_FALSE(reader.hasSecurity);
   EXPECT_EQ(reader.stackSize, 0u);
-  EXPECT_EQ(reader.argument, &session);
   EXPECT_EQ(reader.flags, 0u);
+  const auto& task = *static_cast<const sReaderTask*>(reader.argument);
+  EXPECT_EQ(&task.session, &session);
+  EXPECT_EQ(task.connection, Port().Connection());
   Port().ClosePort();
   WaitForReader();
 }
 
-TEST_F(ReaderThreadTest, WithoutAThreadBothHandlesAreNull) {
-  session.readerThread = GetCurrentThread();
+TEST_F(ReaderThreadTest, WithoutAThreadNeitherSessionNorTransportKnowsOne) {
   Port().SetReaderThread(GetCurrentThread());
   system.calls.clear();
   system.failingThread = 0;
-  EXPECT_FALSE(StartReaderThread(session));
+  ::testing::internal::CaptureStdout();
+  SetupSession(session);
+  EXPECT_EQ(::testing::internal::GetCapturedStdout(), "Failed to create io thread\n");
   EXPECT_EQ(session.readerThread, nullptr);
+  EXPECT_THAT(session.readers, IsEmpty());
+  std::thread reading([connection = Port().Connection()] {
+    std::uint8_t room[1];
+    DWORD received = 0;
+    EXPECT_FALSE(connection->Read(room, received));
+  });
+  system.WaitForRead();
   Port().ClosePort();
+  reading.join();
   EXPECT_THAT(system.calls, ElementsAre("close")) << "and no read is cancelled";
   EXPECT_EQ(system.cancelledThread, nullptr);
 }
 
-TEST_F(ReaderThreadTest, TheHandleOfAnEarlierConnectionIsOverwrittenNotClosed) {
-  ASSERT_TRUE(StartReaderThread(session));
-  const KernelHandle earlier(session.readerThread);
-  Port().ClosePort();
+TEST_F(ReaderThreadTest, WithoutMemoryThereIsNoThread) {
+  bool failed = true;
+  for (std::uint32_t nth = 1; failed; ++nth) {
+    const std::size_t threads = system.OpenThreads(ReaderThread);
+    cAllocationFailure failure(eHeap::New, nth);
+    const std::unique_ptr<cReaderThread> reader = StartReaderThread(session);
+    failed = failure.Disarm();
+    EXPECT_EQ(reader == nullptr, system.OpenThreads(ReaderThread) == threads);
+    if (nth == 1) {
+      EXPECT_TRUE(failed);
+      EXPECT_EQ(reader, nullptr);
+    }
+    if (reader != nullptr) {
+      Reopen();
+      WaitForReader();
+    }
+  }
+}
+
+TEST_F(ReaderThreadTest, TenReconnectionsKeepTheHandleOfOneReader) {
+  SetupSession(session);
+  for (int reconnection = 0; reconnection < 10; ++reconnection) {
+    system.WaitForRead();
+    Reopen();
+    WaitForReader();
+    SetupSession(session);
+    EXPECT_EQ(system.OpenThreads(ReaderThread), 1u);
+  }
+  EXPECT_EQ(session.readers.size(), 1u);
+}
+
+// As under Wine, where nothing but the line itself ends a read.
+TEST_F(ReaderThreadTest, AReaderOfAnEarlierConnectionReadsOnceMoreAndLeavesThePresentOneAlone) {
+  system.cancelsThatMiss = 1'000'000;
+  system.closingEndsReads = false;
+  ASSERT_TRUE(Start());
+  const HANDLE earlier = Reader();
+  system.WaitForRead();
+  Reopen();
+  ::testing::internal::CaptureStdout();
+  system.Receive({0x55});
+  WaitForSingleObject(earlier, INFINITE);
+  EXPECT_EQ(::testing::internal::GetCapturedStdout(), "") << "no disconnection is reported";
+  EXPECT_TRUE(Port().IsOpen());
+  EXPECT_THAT(system.readLengthsAsked, ElementsAre(8192u));
+}
+
+TEST_F(ReaderThreadTest, AReaderOfAnEarlierConnectionWhoseReadFailsLeavesThePresentOneAlone) {
+  system.cancelsThatMiss = 1'000'000;
+  system.closingEndsReads = false;
+  ASSERT_TRUE(Start());
+  const HANDLE earlier = Reader();
+  system.WaitForRead();
+  Reopen();
+  system.FailReads();
+  WaitForSingleObject(earlier, INFINITE);
+  EXPECT_TRUE(Port().IsOpen());
+}
+
+TEST_F(ReaderThreadTest, AReaderOfAnEarlierConnectionSendsNothingMore) {
+  // A reader that is writing a request while its port goes and comes back.
+  auto* const request = new sSharedBuffer("\x1D", 1, kOriginLibrary);
+  AddRef(request);
+  ASSERT_TRUE(PushRequest(session.requestQueue, request));
+  const KernelHandle isWriting(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+  const KernelHandle mayGoOn(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+  system.duringWrite = [&] {
+    SetEvent(isWriting.Get());
+    WaitForSingleObject(mayGoOn.Get(), INFINITE);
+  };
+  ASSERT_TRUE(Start());
+  WaitForSingleObject(isWriting.Get(), INFINITE);
+  Reopen();
+  SetEvent(mayGoOn.Get());
   WaitForReader();
-  system.Look();
-  ASSERT_TRUE(Port().IsOpen());
-  ASSERT_TRUE(StartReaderThread(session));
-  EXPECT_NE(session.readerThread, earlier.Get());
-  DWORD flags = 0;
-  EXPECT_TRUE(GetHandleInformation(earlier.Get(), &flags));
+  EXPECT_TRUE(Port().IsOpen());
+  EXPECT_THAT(system.readLengthsAsked, IsEmpty());
+}
+
+TEST_F(ReaderThreadTest, TheEndOfTheDeviceGoesOnCancellingTheReadItWaitsFor) {
+  system.closingEndsReads = false;
+  system.cancelsThatMiss = 105;
+  SetupSession(session);
+  system.WaitForRead();
+  EXPECT_TRUE(SetDevice(session, nullptr));
+  EXPECT_GT(system.cancels, 105);
+  EXPECT_EQ(system.OpenThreads(ReaderThread), 0u);
+  EXPECT_THAT(session.readers, IsEmpty());
+}
+
+TEST_F(ReaderThreadTest, TheEndOfTheDeviceWaitsForTheReadersOfAllConnections) {
+  system.closingEndsReads = false;
+  system.cancelsThatMiss = 1'000'000;
+  SetupSession(session);
+  system.WaitForRead(1);
+  Reopen();
+  SetupSession(session);
+  system.WaitForRead(2);
+  std::thread closing([this] { EXPECT_TRUE(SetDevice(session, nullptr)); });
+  // Each of these ends one reader; with the last one the wait is over.
+  system.Receive({});
+  system.WaitForRead(1);
+  EXPECT_GE(system.OpenThreads(ReaderThread), 1u);
+  system.Receive({});
+  closing.join();
+  EXPECT_EQ(system.OpenThreads(ReaderThread), 0u);
+  EXPECT_EQ(system.pendingReads, 0);
 }
 
 TEST_F(ReaderThreadTest, AFailedReadClosesThePortReportsTheDisconnectionAndEndsTheThread) {
-  ASSERT_TRUE(StartReaderThread(session));
+  ASSERT_TRUE(Start());
   ::testing::internal::CaptureStdout();
   system.FailReads();
   WaitForReader();
@@ -102,7 +235,7 @@ TEST_F(ReaderThreadTest, AFailedReadClosesThePortReportsTheDisconnectionAndEndsT
 }
 
 TEST_F(ReaderThreadTest, APortThatIsClosedMeanwhileEndsTheThreadWithoutASecondReport) {
-  ASSERT_TRUE(StartReaderThread(session));
+  ASSERT_TRUE(Start());
   Port().ClosePort();
   ::testing::internal::CaptureStdout();
   WaitForReader();
@@ -111,7 +244,7 @@ TEST_F(ReaderThreadTest, APortThatIsClosedMeanwhileEndsTheThreadWithoutASecondRe
 
 TEST_F(ReaderThreadTest, AnEmptyReadEndsTheThreadAndLeavesThePortOpen) {
   system.Receive({});
-  ASSERT_TRUE(StartReaderThread(session));
+  ASSERT_TRUE(Start());
   WaitForReader();
   EXPECT_TRUE(Port().IsOpen());
 }
@@ -120,14 +253,14 @@ TEST_F(ReaderThreadTest, ReadsAskForWhatIsFreeBehindTheKeptBytes) {
   system.Receive(std::vector<std::uint8_t>(10, 0x55));
   system.Receive(std::vector<std::uint8_t>(20, 0x55));
   system.Receive({});
-  ASSERT_TRUE(StartReaderThread(session));
+  ASSERT_TRUE(Start());
   WaitForReader();
   EXPECT_THAT(system.readLengthsAsked, ElementsAre(8192u, 8182u, 8162u));
 }
 
 TEST_F(ReaderThreadTest, With8192BytesKeptAndNoFrameTheNextReadAsksForNothingAndTheThreadEnds) {
   system.Receive(std::vector<std::uint8_t>(8192, 0x55));
-  ASSERT_TRUE(StartReaderThread(session));
+  ASSERT_TRUE(Start());
   WaitForReader();
   EXPECT_THAT(system.readLengthsAsked, ElementsAre(8192u, 0u));
   EXPECT_TRUE(Port().IsOpen());
@@ -153,7 +286,8 @@ TEST(ReaderThreadWithoutASerialPort, SendsTheFirstRequestReadsNothingAndEnds) {
     ASSERT_TRUE(PushRequest(session.requestQueue, cBufferReference(std::make_unique<sSharedBuffer>(
                                                       request, 1, kOriginLibrary))));
   }
-  EXPECT_EQ(ReaderThread(&session), 0u);
+  sReaderTask task{session, nullptr};
+  EXPECT_EQ(ReaderThread(&task), 0u);
   EXPECT_EQ(transport.writes, 1);
   EXPECT_THAT(system.readLengthsAsked, IsEmpty());
   ClearRequests(session);

@@ -2,6 +2,8 @@
 
 #include <cstdio>
 #include <mutex>
+#include <new>
+#include <utility>
 
 #include "io/serial/com_ports.h"
 #include "io/serial/serial_calls.h"
@@ -98,29 +100,47 @@ void cComIO::Close() {
 }
 
 bool cComIO::Write(const void* data, std::uint32_t length) {
-  DWORD written = 0;
-  if (SerialCalls().WriteFile(port, data, length, &written, nullptr) && written == length) {
+  const std::shared_ptr<cComConnection> written = Connection();
+  if (written == nullptr) {
+    return false;
+  }
+  if (written->Write(data, length)) {
     return true;
   }
-  ClosePort();
+  ClosePort(*written);
   return false;
 }
 
-bool cComIO::IsOpen() const { return port != INVALID_HANDLE_VALUE; }
+bool cComIO::IsOpen() const { return Connection() != nullptr; }
 
-// A reader that has loaded the handle but is not inside ReadFile yet is missed by the cancel. If
-// its read then still starts before the handle is closed, it ends only at the next byte or when the
-// device hangs up, and the end of the capture waits for it as long.
+std::shared_ptr<cComConnection> cComIO::Connection() const {
+  const std::lock_guard guard(connectionLock);
+  return connection;
+}
+
 void cComIO::ClosePort() {
   const std::lock_guard guard(lock);
-  if (!IsOpen()) {
-    return;
+  if (IsOpen()) {
+    CloseConnection();
   }
-  if (readerThread != nullptr) {
-    SerialCalls().CancelSynchronousIo(readerThread);
-    readerThread = nullptr;
+}
+
+void cComIO::ClosePort(const cComConnection& ended) {
+  const std::lock_guard guard(lock);
+  if (Connection().get() == &ended) {
+    CloseConnection();
   }
-  KernelCalls().CloseHandle(port.exchange(INVALID_HANDLE_VALUE));
+}
+
+// The caller holds `lock`, and the port is open.
+void cComIO::CloseConnection() {
+  connection->End(std::exchange(readerThread, nullptr));
+  std::shared_ptr<cComConnection> closing;
+  {
+    const std::lock_guard guard(connectionLock);
+    closing.swap(connection);
+  }
+  closing->Close();
   if (onDisconnected != nullptr) {
     onDisconnected(disconnectedContext);
   }
@@ -151,7 +171,16 @@ void cComIO::OpenPort() {
   if (!opened || !SetLineState(opened.Get()) || !SetTimeouts(opened.Get())) {
     return;
   }
-  port = opened.Detach();
+  std::shared_ptr<cComConnection> made;
+  try {
+    made = std::make_shared<cComConnection>(std::move(opened));
+  } catch (const std::bad_alloc&) {
+    return;
+  }
+  {
+    const std::lock_guard guard(connectionLock);
+    connection = std::move(made);
+  }
   if (onConnected != nullptr) {
     onConnected(connectedContext);
   }

@@ -2,9 +2,11 @@
 
 #include <windows.h>
 
-#include <atomic>
+#include <memory>
 
 #include "capture/transport.h"
+#include "io/serial/com_connection.h"
+#include "platform/lock.h"
 #include "platform/windows_handle.h"
 
 namespace corvane {
@@ -15,8 +17,12 @@ namespace corvane {
 // time.
 //
 // `lock` serialises the watcher's looks against Open, Close and ClosePort. The handlers run with
-// `lock` held, so they must not call Close. Write, IsOpen and Port read the handle without it: a
-// write or read on a port that is being closed fails.
+// `lock` held, so they must not call Close. Write, IsOpen and Connection do without it: a write or
+// read on a port that is being closed fails.
+//
+// A reader may be waiting for `lock`, so nobody waits for a reader's end while holding it.
+// ClosePort waits only until the reader has left its read, and for at most
+// cComConnection::kCancelTimeMs.
 class cComIO final : public cIO {
  public:
   cComIO();
@@ -34,8 +40,8 @@ class cComIO final : public cIO {
   // and handlers. Without a watcher nothing happens.
   void Close() override;
 
-  // One synchronous write. A failed or short one closes the port and reports a disconnection; the
-  // watcher opens it again if it is still present.
+  // One synchronous write. A failed or short one closes the port that it went to, if that is still
+  // the open one, and reports a disconnection; the watcher opens it again if it is still present.
   [[nodiscard]] bool Write(const void* data, std::uint32_t length) override;
 
   [[nodiscard]] bool IsOpen() const override;
@@ -44,8 +50,11 @@ class cComIO final : public cIO {
   // The watcher goes on watching.
   void ClosePort();
 
-  // The open port, for the reader's ReadFile; INVALID_HANDLE_VALUE while closed.
-  [[nodiscard]] HANDLE Port() const { return port; }
+  // The same, if `ended` is the open port; a later one is left alone.
+  void ClosePort(const cComConnection& ended);
+
+  // The open port; null while closed.
+  [[nodiscard]] std::shared_ptr<cComConnection> Connection() const;
 
   // The thread whose blocked read ClosePort has to end, or null. The handle stays the caller's and
   // must stay open until the port is closed.
@@ -55,9 +64,12 @@ class cComIO final : public cIO {
   friend DWORD WINAPI WatchPortThread(void* transport);
   void LookForPort();
   void OpenPort();
+  void CloseConnection();
 
   const char* portName = nullptr;  // the session's; non-null once the watcher has been started
-  std::atomic<HANDLE> port = INVALID_HANDLE_VALUE;
+  // What is open, or null. Written under `lock` as well, so that whoever holds that sees no change.
+  std::shared_ptr<cComConnection> connection;
+  mutable cLock connectionLock;  // guards that pointer, for no longer than a copy takes
   KernelHandle watcherThread;
   KernelHandle stopEvent;
   ConnectionHandler onConnected = nullptr;

@@ -1,34 +1,60 @@
 #include "io/serial/reader_thread.h"
 
+#include <new>
+#include <utility>
+
 #include "capture/reader_loop.h"
 #include "capture/reader_thread.h"
+#include "capture/session.h"
 #include "io/serial/com_io.h"
-#include "io/serial/serial_calls.h"
 #include "platform/windows_calls.h"
 
 namespace corvane {
+namespace {
+
+constexpr DWORD kCancelIntervalMs = 10;
+
+class cSerialReader final : public cReaderThread {
+ public:
+  cSerialReader(cCaptureSession& session, std::shared_ptr<cComConnection> connection)
+      : task{session, std::move(connection)},
+        thread(KernelCalls().CreateThread(nullptr, 0, ReaderThread, &task, 0, nullptr)) {}
+
+  // Null when the thread could not be made.
+  [[nodiscard]] HANDLE Thread() const { return thread.Get(); }
+
+  [[nodiscard]] bool HasEnded() const override {
+    return KernelCalls().WaitForSingleObject(thread.Get(), 0) == WAIT_OBJECT_0;
+  }
+
+  void WaitForEnd() override {
+    while (KernelCalls().WaitForSingleObject(thread.Get(), kCancelIntervalMs) == WAIT_TIMEOUT) {
+      if (task.connection != nullptr) {
+        task.connection->CancelRead(thread.Get());
+      }
+    }
+  }
+
+ private:
+  sReaderTask task;
+  KernelHandle thread;
+};
+
+}  // namespace
 
 // A port that is closed meanwhile ends the read with an error; one whose buffer is full of a frame
 // that never ends gives nothing. A transport of another kind delivers its data on its own: for it
 // the thread only sends.
-//
-// The port that a failed read closes is the transport's current one, whichever the read was from. A
-// reader that learns of the loss of its port only after the watcher has opened it anew closes the
-// new connection too; the watcher opens it again a second later.
 DWORD WINAPI ReaderThread(void* context) {
-  auto& session = *static_cast<cCaptureSession*>(context);
-  cReaderLoop loop(session);
+  const auto& task = *static_cast<sReaderTask*>(context);
+  cComConnection* const connection = task.connection.get();
+  cReaderLoop loop(task.session, connection == nullptr ? nullptr : &connection->HasEnded());
   for (;;) {
     loop.Pump();
     DWORD received = 0;
-    if (session.transport->kind == kSerialPort) {
-      auto& serial = static_cast<cComIO&>(*session.transport);
-      const std::span<std::uint8_t> room = loop.Room();
-      if (!SerialCalls().ReadFile(serial.Port(), room.data(), static_cast<DWORD>(room.size()),
-                                  &received, nullptr)) {
-        serial.ClosePort();
-        return 0;
-      }
+    if (connection != nullptr && !connection->Read(loop.Room(), received)) {
+      static_cast<cComIO&>(*task.session.transport).ClosePort(*connection);
+      return 0;
     }
     if (received == 0) {
       return 0;
@@ -37,10 +63,19 @@ DWORD WINAPI ReaderThread(void* context) {
   }
 }
 
-bool StartReaderThread(cCaptureSession& session) {
-  session.readerThread = KernelCalls().CreateThread(nullptr, 0, ReaderThread, &session, 0, nullptr);
-  static_cast<cComIO&>(*session.transport).SetReaderThread(session.readerThread);
-  return session.readerThread != nullptr;
+std::unique_ptr<cReaderThread> StartReaderThread(cCaptureSession& session) {
+  auto& serial = static_cast<cComIO&>(*session.transport);
+  serial.SetReaderThread(nullptr);
+  try {
+    auto reader = std::make_unique<cSerialReader>(session, serial.Connection());
+    if (reader->Thread() == nullptr) {
+      return nullptr;
+    }
+    serial.SetReaderThread(reader->Thread());
+    return reader;
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
 }
 
 }  // namespace corvane

@@ -2,12 +2,23 @@
 
 #include <windows.h>
 
+#include <memory>
+
+#include "io/serial/com_connection.h"
+
 namespace corvane {
 
-// The reader's thread procedure. `session` is a cCaptureSession whose transport outlives the
-// thread. Sends the queued requests and, from a serial port, stores what it reads, until a read
-// fails or gives nothing; for any other transport it reads nothing and ends after the first
-// request. Always 0.
-DWORD WINAPI ReaderThread(void* session);
+class cCaptureSession;
+
+// What a reader reads: the port of one connection, never that of a later one.
+struct sReaderTask {
+  cCaptureSession& session;                    // outlives the thread, as its transport does
+  std::shared_ptr<cComConnection> connection;  // null: the transport is no serial port, or closed
+};
+
+// The reader's thread procedure; `task` is an sReaderTask that outlives the thread. Sends the
+// queued requests and stores what it reads, until a read fails or gives nothing. Without a
+// connection it reads nothing and ends after the first request. Always 0.
+DWORD WINAPI ReaderThread(void* task);
 
 }  // namespace corvane

@@ -17,6 +17,9 @@ struct sSerialCalls {
   decltype(&::ReadFile) ReadFile = &::ReadFile;
   decltype(&::WriteFile) WriteFile = &::WriteFile;
   decltype(&::CancelSynchronousIo) CancelSynchronousIo = &::CancelSynchronousIo;
+  // The clock and the pauses of cancelling.
+  decltype(&::GetTickCount64) GetTickCount64 = &::GetTickCount64;
+  decltype(&::Sleep) Sleep = &::Sleep;
 
   decltype(&::RegOpenKeyExA) RegOpenKeyExA = &::RegOpenKeyExA;
   decltype(&::RegQueryValueExA) RegQueryValueExA = &::RegQueryValueExA;

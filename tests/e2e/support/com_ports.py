@@ -111,6 +111,15 @@ class ComPort:
         self.set_present(True)
         return self.line
 
+    def plug_on_new_line(self):
+        """Gives the port a new line and makes it present; the line it had stays open.
+
+        -> the line it had, which is the caller's
+        """
+        earlier, self.line = self.line, None
+        self.plug()
+        return earlier
+
     def relink(self):
         """Gives the port a new line, whether or not it is present. -> the line"""
         if self.line is not None:
