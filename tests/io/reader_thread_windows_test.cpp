@@ -177,9 +177,9 @@ TEST_F(ReaderThreadTest, AReaderOfAnEarlierConnectionWhoseReadFailsLeavesThePres
 
 TEST_F(ReaderThreadTest, AReaderOfAnEarlierConnectionSendsNothingMore) {
   // A reader that is writing a request while its port goes and comes back.
-  auto* const request = new sSharedBuffer("\x1D", 1, kOriginLibrary);
-  AddRef(request);
-  ASSERT_TRUE(PushRequest(session.requestQueue, request));
+  const std::uint8_t request[] = {0x1D};
+  ASSERT_TRUE(
+      PushRequest(session.requestQueue, cBufferReference(MakeBuffer(request, kOriginLibrary))));
   const KernelHandle isWriting(CreateEventW(nullptr, TRUE, FALSE, nullptr));
   const KernelHandle mayGoOn(CreateEventW(nullptr, TRUE, FALSE, nullptr));
   system.duringWrite = [&] {

@@ -7,7 +7,7 @@
 #include <span>
 #include <utility>
 
-#include "platform/lock.h"
+#include "platform/synchronization.h"
 #include "platform/windows_handle.h"
 
 namespace corvane {

@@ -6,7 +6,7 @@
 
 #include "capture/transport.h"
 #include "io/serial/com_connection.h"
-#include "platform/lock.h"
+#include "platform/synchronization.h"
 #include "platform/windows_handle.h"
 
 namespace corvane {
