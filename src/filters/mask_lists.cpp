@@ -3,9 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "filters/number_parsing.h"
-#include "filters/section_items.h"
-#include "filters/tokens.h"
+#include "filters/configuration_text.h"
 
 namespace corvane {
 namespace {

@@ -16,8 +16,8 @@ using OtaTypeSet = std::set<std::uint32_t>;
 using MessageLevelMap = std::map<std::uint32_t, std::set<std::uint32_t>>;
 
 // Each parser takes the whole text of a configuration and reads its own sections. They never
-// report an error: a number that does not parse counts as 0 (filters/number_parsing.h), duplicates
-// collapse, and a section that is missing or unterminated is empty (filters/section_items.h).
+// report an error: a number that does not parse counts as 0, duplicates collapse, and a section
+// that is missing or unterminated is empty (filters/configuration_text.h).
 
 // Section "EventIDs", decimal.
 [[nodiscard]] EventIdSet ParseEventIDs(std::string_view text);
