@@ -4,13 +4,15 @@
 #include <cstdint>
 #include <tuple>
 
-#include "control/process_state_windows.h"
 #include "control/session_thread_windows.h"
 #include "corvane.h"
 #include "platform/text.h"
 #include "platform/windows_calls.h"
 
 namespace corvane {
+
+constinit KernelHandle StartedEvent;
+constinit KernelHandle StopEvent;
 
 char DeviceName[kDeviceNameSize];
 char ConfigPath[kPathSize];
@@ -63,6 +65,25 @@ bool WaitUntilRunning() {
 
 }  // namespace
 }  // namespace corvane
+
+// The library's entry. A failure is not reported here: without its events every CorvaneStart
+// returns false.
+extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD reason, void*) {
+  switch (reason) {
+    case DLL_PROCESS_ATTACH:
+      corvane::StartedEvent.Reset(
+          corvane::KernelCalls().CreateEventW(nullptr, TRUE, FALSE, nullptr));
+      corvane::StopEvent.Reset(corvane::KernelCalls().CreateEventW(nullptr, TRUE, FALSE, nullptr));
+      break;
+    case DLL_PROCESS_DETACH:
+      corvane::StartedEvent.Reset();
+      corvane::StopEvent.Reset();
+      break;
+    default:
+      break;
+  }
+  return TRUE;
+}
 
 bool CorvaneStart(const char* deviceName, const char* configPath, const char* outputPath) {
   using namespace corvane;

@@ -8,7 +8,6 @@
 #include "capture/connection.h"
 #include "capture/session.h"
 #include "control/configuration.h"
-#include "control/process_state_windows.h"
 #include "io/device_selection.h"
 #include "platform/windows_calls.h"
 

@@ -13,7 +13,6 @@
 #include <tuple>
 #include <vector>
 
-#include "control/process_state_windows.h"
 #include "control/session_thread_windows.h"
 #include "corvane.h"
 #include "io/fake_system_windows.h"
