@@ -14,15 +14,13 @@
 #include "capture/text_item.h"
 #include "capture/transport.h"
 #include "diag/hdlc.h"
+#include "diag/packets.h"
 #include "diag/requests.h"
 #include "platform/error_codes.h"
 #include "platform/text.h"
 
 namespace corvane {
 namespace {
-
-constexpr std::uint32_t kEquipmentIdShift = 12;
-constexpr std::uint32_t kEquipmentIds = 16;
 
 [[nodiscard]] bool StoreTextItem(cCaptureSession& session, const OwnedBuffer& item) {
   if (item == nullptr) {
@@ -82,11 +80,11 @@ void QueueMessageLevels(cCaptureSession& session) {
 
 void QueueLogMasks(cCaptureSession& session) {
   // A set of its own, since codes above 0xFFFF can name an equipment ID again.
-  std::bitset<kEquipmentIds> equipmentIds;
+  std::bitset<log_packet::kEquipmentIds> equipmentIds;
   for (const std::uint32_t code : session.logCodes) {
-    equipmentIds.set((code >> kEquipmentIdShift) % kEquipmentIds);
+    equipmentIds.set((code >> log_packet::kEquipmentIdShift) % log_packet::kEquipmentIds);
   }
-  for (std::uint32_t id = 0; id < kEquipmentIds; ++id) {
+  for (std::uint32_t id = 0; id < log_packet::kEquipmentIds; ++id) {
     if (!equipmentIds.test(id)) {
       continue;
     }

@@ -7,7 +7,7 @@
 #include "capture/connection.h"
 #include "capture/receive_path.h"
 #include "capture/session.h"
-#include "diag/reply.h"
+#include "diag/packets.h"
 
 namespace corvane {
 

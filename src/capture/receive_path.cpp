@@ -7,7 +7,7 @@
 #include "capture/connection.h"
 #include "capture/session.h"
 #include "diag/hdlc.h"
-#include "diag/reply.h"
+#include "diag/packets.h"
 #include "platform/error_codes.h"
 #include "platform/text.h"
 

@@ -10,8 +10,8 @@ namespace corvane {
 inline constexpr std::uint32_t kSerialPort = 0;
 inline constexpr std::uint32_t kMobileBroadband = 1;
 
-// Told to a transport's Open; called with the context that came with it, on a thread of the
-// transport's.
+// A handler that Open receives. It is called with the context that Open received beside it, on a
+// thread of the transport's.
 using ConnectionHandler = void (*)(void* context);
 
 // The abstract transport: opens a named device, reports when the device comes and goes, and writes

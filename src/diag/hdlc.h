@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "diag/shared_buffer.h"
@@ -11,6 +12,13 @@ namespace corvane {
 inline constexpr std::uint8_t kFrameFlag = 0x7E;
 inline constexpr std::uint8_t kFrameEscape = 0x7D;
 inline constexpr std::uint8_t kFrameStuffing = 0x20;
+
+// CRC-16/X.25: polynomial 0x1021 processed bit-reversed, initial value 0xFFFF, result complemented.
+// Of the bytes "123456789" it is 0x906E.
+[[nodiscard]] std::uint16_t Crc16X25(const std::uint8_t* bytes, std::size_t length);
+
+// What Crc16X25 gives over any data followed by its own CRC, low byte first.
+inline constexpr std::uint16_t kCrc16GoodResidue = 0x0F47;
 
 // Frames `packet`, which stays the caller's. No opening flag is made. The frame carries the origin
 // of the packet.

@@ -1,24 +1,19 @@
 #include "diag/protocol_buffer.h"
 
-#include <cstdint>
-
-#include "diag/command_codes.h"
 #include "diag/little_endian.h"
+#include "diag/packets.h"
 #include "platform/clock.h"
 
 namespace corvane {
 namespace {
 
-constexpr std::uint8_t kDebugSubsystem = 0x25;
-constexpr std::uint16_t kGetItemCommand = 8;
-
 [[nodiscard]] bool IsSubsystemPacket(const sSharedBuffer& packet) {
   switch (packet.data[0]) {
     case command::kSubsystem:
-      return packet.size >= 4;
+      return packet.size >= subsystem::kHeadSize;
     case command::kSecondSubsystem:
-      // The modem's answers carry a status and a delayed-response header that the requests lack.
-      return packet.size >= (packet.origin == kOriginDevice ? 12U : 4U);
+      return packet.size >= (packet.origin == kOriginDevice ? subsystem::kSecondResponseHeadSize
+                                                            : subsystem::kHeadSize);
     default:
       return false;
   }
@@ -73,8 +68,9 @@ sDiagDbgSSGetItemRsp::sDiagDbgSSGetItemRsp(sSharedBuffer* viewed) : sDiagSubsyst
 }
 
 bool sDiagDbgSSGetItemRsp::Validate() {
-  valid = sDiagSubsystemCmd::Validate() && IsValid() && buffer->size >= 13 &&
-          buffer->data[1] == kDebugSubsystem && Load16(buffer->data + 2) == kGetItemCommand;
+  valid = sDiagSubsystemCmd::Validate() && IsValid() && buffer->size >= get_item::kPacket &&
+          buffer->data[subsystem::kId] == subsystem::kDebugSubsystem &&
+          Load16(buffer->data + subsystem::kCommand) == subsystem::kGetItemCommand;
   return valid;
 }
 

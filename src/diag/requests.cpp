@@ -5,30 +5,32 @@
 #include <cstddef>
 #include <utility>
 
-#include "diag/command_codes.h"
 #include "diag/little_endian.h"
+#include "diag/packets.h"
 
 namespace corvane {
 namespace {
 
-constexpr std::uint32_t kMaxEquipmentId = 15;
-constexpr std::uint32_t kLogItemsPerEquipmentId = 4096;
-constexpr std::size_t kLogMaskSize = kLogItemsPerEquipmentId / 8;
-constexpr std::size_t kLogMaskHeaderSize = 16;
+constexpr std::uint32_t kMaxEquipmentId = log_packet::kEquipmentIds - 1;
 
 // The largest request, and the only one of its size, is one for the levels of 2050 SSIDs.
 constexpr std::size_t kMaxRequestSize = 8208;
-constexpr std::size_t kEventMaskHeaderSize = 6;
-constexpr std::size_t kMessageLevelsHeaderSize = 8;
-constexpr std::size_t kLevelMaskSize = 4;
 
-constexpr std::uint8_t kCommands[] = {0x1D, 0x00, 0x7C, 0x1C, 0x0C, command::kStatus};
+// Above this event ID a mask is left empty.
+constexpr std::uint32_t kMaxMaskedEventId = 4095;
+
+constexpr std::uint8_t kCommands[] = {command::kTimeStamp, command::kVersion,
+                                      command::kBuildId,   command::kProtocolVersion,
+                                      command::kStatus,    command::kFeatureQuery};
 // The command code, the subsystem ID and the subsystem's command as a 16-bit number.
-constexpr std::uint8_t kSubsystemCommands[][4] = {
-    {command::kSubsystem, 0x0F, 0x00, 0x00}, {command::kSubsystem, 0x09, 0x00, 0x00},
-    {command::kSubsystem, 0x08, 0x00, 0x00}, {command::kSubsystem, 0x08, 0x01, 0x00},
-    {command::kSubsystem, 0x04, 0x00, 0x00}, {command::kSubsystem, 0x04, 0x0F, 0x00}};
-constexpr std::uint8_t kSwitchEventReportsOn[] = {command::kEventReport, 0x01};
+constexpr std::uint8_t kSubsystemCommands[][subsystem::kHeadSize] = {
+    {command::kSubsystem, 0x0F, 0x00, 0x00},
+    {command::kSubsystem, subsystem::kCellSubsystem, 0x00, 0x00},
+    {command::kSubsystem, 0x08, 0x00, 0x00},
+    {command::kSubsystem, 0x08, 0x01, 0x00},
+    {command::kSubsystem, 0x04, 0x00, 0x00},
+    {command::kSubsystem, 0x04, 0x0F, 0x00}};
+constexpr std::uint8_t kSwitchEventReportsOn[] = {command::kEventReport, event_report::kOn};
 
 using ByteVector = std::span<const std::uint8_t>;
 constexpr std::array<ByteVector, 13> kStartUpRequests = {
@@ -67,17 +69,16 @@ OwnedBuffer BuildLogMaskRequest(std::uint32_t equipmentId, const LogCodeSet& log
     return nullptr;
   }
 
-  constexpr std::size_t kSize = kLogMaskHeaderSize + kLogMaskSize;
-  HeapBlock request = AllocateZeroedBlock(kSize);
+  HeapBlock request = AllocateZeroedBlock(log_mask::kSize);
   if (request == nullptr) {
     return nullptr;
   }
-  Store32(&request[0], 0x73);
-  Store32(&request[4], 3);
-  Store32(&request[8], equipmentId);
-  Store32(&request[12], kLogItemsPerEquipmentId);
-  FillLogMask(&request[kLogMaskHeaderSize], equipmentId, logCodes);
-  return MakeRequest(kSize, std::move(request));
+  Store32(&request[0], command::kLogMask);
+  Store32(&request[log_mask::kOperation], log_mask::kSetMask);
+  Store32(&request[log_mask::kEquipmentId], equipmentId);
+  Store32(&request[log_mask::kItemCount], log_packet::kItemsPerEquipmentId);
+  FillLogMask(&request[log_mask::kMask], equipmentId, logCodes);
+  return MakeRequest(log_mask::kSize, std::move(request));
 }
 
 void FillLogMask(std::uint8_t* mask, std::uint32_t equipmentId, const LogCodeSet& logCodes) {
@@ -85,16 +86,17 @@ void FillLogMask(std::uint8_t* mask, std::uint32_t equipmentId, const LogCodeSet
     return;
   }
 
-  std::fill_n(mask, kLogMaskSize, std::uint8_t{0});
+  std::fill_n(mask, log_mask::kMaskSize, std::uint8_t{0});
   for (const std::uint32_t logCode : logCodes) {
-    const std::uint32_t codeEquipmentId = (logCode >> 12) & 0xF;
+    const std::uint32_t codeEquipmentId =
+        (logCode >> log_packet::kEquipmentIdShift) % log_packet::kEquipmentIds;
     // Codes of 16 bits ascend by equipment ID. A longer one behind a greater equipment ID is never
     // reached: 0x11000 counts for equipment ID 1 by itself, but not beside 0x2000.
     if (codeEquipmentId > equipmentId) {
       break;
     }
     if (codeEquipmentId == equipmentId) {
-      SetBit(mask, logCode & 0xFFF);
+      SetBit(mask, logCode % log_packet::kItemsPerEquipmentId);
     }
   }
 }
@@ -105,7 +107,7 @@ OwnedBuffer BuildEventMaskRequest(const EventIdSet& eventIds) {
   }
 
   const std::uint32_t maxId = *eventIds.rbegin();
-  const std::size_t size = (maxId >> 3) + 1 + kEventMaskHeaderSize;
+  const std::size_t size = event_mask::kMask + (maxId >> 3) + 1;
   // The bound itself is excluded here and included for message levels: IDs up to 65607 fit, and a
   // largest ID of 65608 gives no request.
   if (size >= kMaxRequestSize) {
@@ -116,12 +118,12 @@ OwnedBuffer BuildEventMaskRequest(const EventIdSet& eventIds) {
   if (request == nullptr) {
     return nullptr;
   }
-  request[0] = 0x82;
-  Store16(&request[4], static_cast<std::uint16_t>(maxId + 1));
-  // Above 4095 no bit is set although the count covers the ID: every event is switched off.
-  if (maxId <= 4095) {
+  request[0] = command::kEventMask;
+  Store16(&request[event_mask::kEventCount], static_cast<std::uint16_t>(maxId + 1));
+  // Above it no bit is set although the count covers the ID: every event is switched off.
+  if (maxId <= kMaxMaskedEventId) {
     for (const std::uint32_t eventId : eventIds) {
-      SetBit(&request[kEventMaskHeaderSize], eventId);
+      SetBit(&request[event_mask::kMask], eventId);
     }
   }
   return MakeRequest(size, std::move(request));
@@ -136,7 +138,7 @@ OwnedBuffer BuildMessageLevelsRequest(std::uint32_t firstSsid, std::uint32_t las
   if (std::uint64_t{lastSsid} - firstSsid + 1 != levelSets.size()) {
     return nullptr;
   }
-  const std::size_t size = kMessageLevelsHeaderSize + kLevelMaskSize * levelSets.size();
+  const std::size_t size = message_levels::kMasks + message_levels::kMaskSize * levelSets.size();
   if (size > kMaxRequestSize) {
     return nullptr;
   }
@@ -145,28 +147,27 @@ OwnedBuffer BuildMessageLevelsRequest(std::uint32_t firstSsid, std::uint32_t las
   if (request == nullptr) {
     return nullptr;
   }
-  request[0] = 0x7D;
-  request[1] = 0x04;
-  Store16(&request[2], static_cast<std::uint16_t>(firstSsid));
-  Store16(&request[4], static_cast<std::uint16_t>(lastSsid));
-  std::uint8_t* mask = &request[kMessageLevelsHeaderSize];
+  request[0] = command::kMessageLevels;
+  request[message_levels::kOperation] = message_levels::kSetRange;
+  Store16(&request[message_levels::kFirstSsid], static_cast<std::uint16_t>(firstSsid));
+  Store16(&request[message_levels::kLastSsid], static_cast<std::uint16_t>(lastSsid));
+  std::uint8_t* mask = &request[message_levels::kMasks];
   for (const std::set<std::uint32_t>& levels : levelSets) {
     Store32(mask, LevelMask(levels));
-    mask += kLevelMaskSize;
+    mask += message_levels::kMaskSize;
   }
   return MakeRequest(size, std::move(request));
 }
 
 OwnedBuffer BuildAllLevelsRequest(const std::set<std::uint32_t>& levels) {
-  constexpr std::size_t kSize = 8;
-  HeapBlock request = AllocateZeroedBlock(kSize);
+  HeapBlock request = AllocateZeroedBlock(message_levels::kSizeForAll);
   if (request == nullptr) {
     return nullptr;
   }
-  request[0] = 0x7D;
-  request[1] = 0x05;
-  Store32(&request[4], LevelMask(levels));
-  return MakeRequest(kSize, std::move(request));
+  request[0] = command::kMessageLevels;
+  request[message_levels::kOperation] = message_levels::kSetAll;
+  Store32(&request[message_levels::kMaskForAll], LevelMask(levels));
+  return MakeRequest(message_levels::kSizeForAll, std::move(request));
 }
 
 }  // namespace corvane

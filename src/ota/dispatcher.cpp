@@ -5,6 +5,7 @@
 #include <tuple>
 #include <utility>
 
+#include "diag/packets.h"
 #include "ota/bit_cursor.h"
 #include "ota/segment_pieces.h"
 #include "platform/error_codes.h"
@@ -78,12 +79,12 @@ constexpr std::array<SegmentDecoder, 10> kDecoders = {
                     .bitCount = packet.bitCount,
                     .bitOrder = kLeastSignificantBitFirst};
   switch (packet.channel) {
-    case kOtaChannelBcchFach:
+    case ota_log::kBcchFach:
       if (ReadOrZero(reader, kMessageTypeBits) != kSystemInformation) {
         return 0;
       }
       break;
-    case kOtaChannelBcchBch:
+    case ota_log::kBcchBch:
       reader.position = std::min(packet.bitCount, kFrameNumberBits);
       break;
     default:

@@ -1,6 +1,7 @@
 #include "ota/ota_packet.h"
 
 #include "diag/little_endian.h"
+#include "diag/packets.h"
 
 namespace corvane {
 namespace {
@@ -14,25 +15,20 @@ std::optional<sOtaPacket> ViewOtaPacket(const sSharedBuffer& item) {
   if (!item.IsUsable()) {
     return std::nullopt;
   }
-  if (item.size <= kLogHeaderSize) {
-    return std::nullopt;
-  }
-  if (Load16(item.data + kLogCodeOffset) != kOtaLogCode) {
-    return std::nullopt;
-  }
   // A packet that ends with its OTA header is refused even when its message length is 0.
-  if (item.size - kLogHeaderSize <= kOtaHeaderSize) {
+  if (item.size <= ota_log::kMessage) {
     return std::nullopt;
   }
-
-  const std::uint8_t* header = item.data + kLogHeaderSize;
-  const std::uint32_t messageLength = Load16(header + kOtaMsgLengthOffset);
-  if (messageLength > item.size - kLogHeaderSize - kOtaHeaderSize) {
+  if (Load16(item.data + log_packet::kLogCode) != ota_log::kLogCode) {
     return std::nullopt;
   }
-  return sOtaPacket{.channel = header[kOtaChannelOffset],
-                    .rbId = header[kOtaRbIdOffset],
-                    .message = header + kOtaHeaderSize,
+  const std::uint32_t messageLength = Load16(item.data + ota_log::kMessageLength);
+  if (messageLength > item.size - ota_log::kMessage) {
+    return std::nullopt;
+  }
+  return sOtaPacket{.channel = item.data[ota_log::kChannel],
+                    .rbId = item.data[ota_log::kRadioBearer],
+                    .message = item.data + ota_log::kMessage,
                     .bitCount = messageLength * 8};
 }
 

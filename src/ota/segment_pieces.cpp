@@ -5,6 +5,7 @@
 #include <tuple>
 #include <utility>
 
+#include "diag/packets.h"
 #include "platform/error_codes.h"
 
 namespace corvane {
@@ -31,13 +32,13 @@ cSegmentPieces::cSegmentPieces(SibAssemblyMap& map, const sOtaPacket& packet,
                                std::uint64_t timestamp)
     : assemblyMap(map),
       diagTimestamp(timestamp),
-      channelMarker(packet.channel == kOtaChannelBcchBch ? kOtaChannelSibFromBch
-                                                         : kOtaChannelSibFromFach),
+      channelMarker(packet.channel == ota_log::kBcchBch ? ota_log::kSibFromBch
+                                                        : ota_log::kSibFromFach),
       rbId(packet.rbId),
       // On FACH the position may lie behind the end of a message without bytes. That is harmless,
       // because nothing can be read there.
       reader{.data = packet.message,
-             .position = packet.channel == kOtaChannelBcchBch
+             .position = packet.channel == ota_log::kBcchBch
                              ? std::min(packet.bitCount, kBchLeadBits)
                              : kFachLeadBits,
              .bitCount = packet.bitCount,

@@ -4,46 +4,49 @@
 #include <new>
 #include <utility>
 
-#include "diag/command_codes.h"
 #include "diag/little_endian.h"
-#include "ota/ota_packet.h"
+#include "diag/packets.h"
 
 namespace corvane {
 namespace {
 
-// Where the SIB type stands in the block's buffer: it is the first byte of the message.
-constexpr std::uint32_t kSibTypeOffset = kOtaHeaderSize;
-static_assert(sSibAssembly::kHeaderBits == (kSibTypeOffset + 1) * 8);
+// Where the packet's bytes stand in the block's buffer, which has no log header. The SIB type is
+// the first byte of the message.
+constexpr std::uint32_t kChannel = ota_log::kChannel - log_packet::kHeaderSize;
+constexpr std::uint32_t kRadioBearer = ota_log::kRadioBearer - log_packet::kHeaderSize;
+constexpr std::uint32_t kMessageLength = ota_log::kMessageLength - log_packet::kHeaderSize;
+constexpr std::uint32_t kSibType = ota_log::kHeaderSize;
+static_assert(sSibAssembly::kHeaderBits == (kSibType + 1) * 8);
 static_assert(kMaxEmittedBytes <= sSibAssembly::kBufferSize);
-static_assert(kLogHeaderSize + kMaxEmittedBytes <= kMaxBufferSize);
+static_assert(log_packet::kHeaderSize + kMaxEmittedBytes <= kMaxBufferSize);
 
 void WriteOtaHeader(sSibAssembly& block) {
-  block.buffer[kOtaChannelOffset] = block.channelMarker;
-  block.buffer[kOtaRbIdOffset] = block.rbId;
-  block.buffer[kSibTypeOffset] = block.sibType;
-  const std::uint32_t messageLength = block.bitLength / 8 - kOtaHeaderSize;
-  Store16(&block.buffer[kOtaMsgLengthOffset], static_cast<std::uint16_t>(messageLength));
+  block.buffer[kChannel] = block.channelMarker;
+  block.buffer[kRadioBearer] = block.rbId;
+  block.buffer[kSibType] = block.sibType;
+  const std::uint32_t messageLength = block.bitLength / 8 - ota_log::kHeaderSize;
+  Store16(&block.buffer[kMessageLength], static_cast<std::uint16_t>(messageLength));
 }
 
 void WriteLogHeader(std::uint8_t* packet, std::uint32_t size, std::uint64_t diagTimestamp) {
-  const auto length = static_cast<std::uint16_t>(size - kUncountedLogBytes);
+  const auto length = static_cast<std::uint16_t>(size - log_packet::kUncountedBytes);
   Store16(packet, command::kLog);  // and "more", which is 0
-  Store16(packet + kLogLengthOffset, length);
-  Store16(packet + kLogLengthAgainOffset, length);
-  Store16(packet + kLogCodeOffset, kOtaLogCode);
-  Store64(packet + kLogTimestampOffset, diagTimestamp);
+  Store16(packet + log_packet::kLength, length);
+  Store16(packet + log_packet::kLengthAgain, length);
+  Store16(packet + log_packet::kLogCode, ota_log::kLogCode);
+  Store64(packet + log_packet::kTimestamp, diagTimestamp);
 }
 
 // The packet of a block whose OTA header is written, or null without memory for it.
 [[nodiscard]] OwnedBuffer MakePacket(const sSibAssembly& block, std::uint64_t diagTimestamp) {
   const std::uint32_t blockBytes = std::min(block.bitLength / 8, kMaxEmittedBytes);
-  const std::uint32_t size = kLogHeaderSize + blockBytes;
+  const std::uint32_t size = log_packet::kHeaderSize + blockBytes;
   HeapBlock packet = AllocateBlock(size);
   if (packet == nullptr) {
     return nullptr;
   }
   WriteLogHeader(packet.get(), size, diagTimestamp);
-  std::copy_n(block.buffer.begin(), blockBytes, packet.get() + kLogHeaderSize);
+  std::copy_n(block.buffer.begin(), blockBytes, packet.get() + log_packet::kHeaderSize);
   return AdoptBlock(static_cast<std::int32_t>(size), std::move(packet), kOriginDevice);
 }
 

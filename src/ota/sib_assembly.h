@@ -20,7 +20,7 @@ struct alignas(32) sSibAssembly {
   // The OTA header and the SIB type byte, which are filled in when the block is emitted.
   static constexpr std::uint32_t kHeaderBits = 40;
 
-  std::uint8_t channelMarker = 0;      // kOtaChannelSibFromBch or kOtaChannelSibFromFach
+  std::uint8_t channelMarker = 0;      // ota_log::kSibFromBch or ota_log::kSibFromFach
   std::uint8_t rbId = 0;               // radio bearer byte of the packets
   std::uint8_t sibType = 0;            // 3GPP TS 25.331 SIB-Type, 0 to 31
   std::uint32_t expectedSegments = 0;  // 1 to 16

@@ -1,4 +1,4 @@
-#include "diag/crc16.h"
+#include "diag/hdlc.h"
 
 #include <gtest/gtest.h>
 
@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "diag/packets.h"
+#include "diag/made_packets.h"
 #include "support/reference_crc.h"
 
 namespace corvane {

@@ -4,7 +4,7 @@
 #include <tuple>
 
 #include "diag/hdlc.h"
-#include "diag/packets.h"
+#include "diag/made_packets.h"
 #include "support/failing_allocation.h"
 
 namespace corvane {

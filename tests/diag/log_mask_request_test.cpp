@@ -3,7 +3,7 @@
 #include <array>
 #include <cstdint>
 
-#include "diag/packets.h"
+#include "diag/made_packets.h"
 #include "diag/requests.h"
 #include "support/failing_allocation.h"
 

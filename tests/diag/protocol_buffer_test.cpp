@@ -6,7 +6,7 @@
 #include <memory>
 #include <stdexcept>
 
-#include "diag/packets.h"
+#include "diag/made_packets.h"
 #include "support/member_order.h"
 
 namespace corvane {

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "diag/hdlc.h"
-#include "diag/packets.h"
+#include "diag/made_packets.h"
 #include "support/reference_crc.h"
 
 namespace corvane {

@@ -6,7 +6,7 @@
 #include <set>
 #include <vector>
 
-#include "diag/packets.h"
+#include "diag/made_packets.h"
 #include "support/failing_allocation.h"
 
 namespace corvane {

@@ -8,7 +8,7 @@
 #include <memory>
 #include <utility>
 
-#include "diag/packets.h"
+#include "diag/made_packets.h"
 #include "support/failing_allocation.h"
 #include "support/member_order.h"
 

@@ -8,32 +8,15 @@
 #include <span>
 #include <utility>
 
-#include "diag/command_codes.h"
 #include "diag/little_endian.h"
+#include "diag/packets.h"
 
 namespace corvane {
 namespace {
 
-// The command code and the 16-bit length of the events behind it.
-constexpr std::size_t kReportHeaderSize = 3;
-
-// The event word: ID in bits 0 to 11, payload-length code in 13 and 14, short-time flag in 15.
-constexpr std::uint16_t kEventIdMask = 0x0FFF;
-constexpr std::uint16_t kLengthCodeMask = 0x6000;
-constexpr unsigned kLengthCodeShift = 13;
-constexpr std::uint16_t kShortTimeFlag = 0x8000;
-constexpr unsigned kCountedPayload = 3;  // length code: a count byte and as many bytes
-
 // A short time stands for bits 8 to 23 of the time of the event before it.
 constexpr unsigned kShortTimeShift = 8;
 constexpr std::uint64_t kShortTimeMask = 0xFFFF00;
-
-// An event packet: command code, length of the rest, event word, time; the payload follows.
-constexpr std::size_t kEventLength = 1;
-constexpr std::size_t kEventWord = 3;
-constexpr std::size_t kEventTime = 5;
-constexpr std::size_t kEventPayload = 13;
-constexpr std::size_t kMaxPayload = 256;
 
 // The bytes of a report that are not yet taken.
 class cEventBytes {
@@ -54,7 +37,7 @@ class cEventBytes {
 
   // The payload of an event with this length code.
   [[nodiscard]] std::optional<std::span<const std::uint8_t>> TakePayload(unsigned lengthCode) {
-    if (lengthCode != kCountedPayload) {
+    if (lengthCode != event_report::kCountedPayload) {
       return Take(lengthCode);
     }
     // The count byte is part of the payload that is kept.
@@ -83,13 +66,15 @@ class cEventBytes {
 
 [[nodiscard]] cBufferReference MakeEvent(std::uint8_t code, std::uint16_t word, std::uint64_t time,
                                          std::span<const std::uint8_t> payload) {
-  std::array<std::uint8_t, kEventPayload + kMaxPayload> packet{};
-  const std::size_t size = kEventPayload + payload.size();
+  std::array<std::uint8_t, event_report::kEventPayload + event_report::kMaxEventPayload> packet{};
+  const std::size_t size = event_report::kEventPayload + payload.size();
   packet[0] = code;
-  Store16(&packet[kEventLength], static_cast<std::uint16_t>(size - kEventWord));
-  Store16(&packet[kEventWord], word & (kEventIdMask | kLengthCodeMask));
-  Store64(&packet[kEventTime], time);
-  std::copy(payload.begin(), payload.end(), packet.begin() + kEventPayload);
+  Store16(&packet[event_report::kLength],
+          static_cast<std::uint16_t>(size - event_report::kEventWord));
+  Store16(&packet[event_report::kEventWord],
+          word & (event_report::kIdMask | event_report::kLengthCodeMask));
+  Store64(&packet[event_report::kEventTime], time);
+  std::copy(payload.begin(), payload.end(), packet.begin() + event_report::kEventPayload);
   OwnedBuffer event = MakeBuffer(std::span(packet).first(size), kOriginDevice);
   if (event == nullptr) {
     throw std::bad_alloc();
@@ -102,8 +87,8 @@ class cEventBytes {
     return false;
   }
   const sSharedBuffer& buffer = *report.buffer;
-  return command::IsEventReport(buffer.data[0]) && buffer.size > kReportHeaderSize &&
-         Load16(buffer.data + 1) == buffer.size - kReportHeaderSize;
+  return command::IsEventReport(buffer.data[0]) && buffer.size > event_report::kEvents &&
+         Load16(buffer.data + event_report::kLength) == buffer.size - event_report::kEvents;
 }
 
 }  // namespace
@@ -112,7 +97,7 @@ bool SplitEventReport(const sProtocolBuffer& report, std::vector<cBufferReferenc
   if (!IsWholeReport(report)) {
     return false;
   }
-  cEventBytes bytes(report.buffer->Bytes().subspan(kReportHeaderSize));
+  cEventBytes bytes(report.buffer->Bytes().subspan(event_report::kEvents));
   std::uint64_t lastTime = 0;
   while (!bytes.IsAtEnd()) {
     const auto wordBytes = bytes.Take(2);
@@ -121,13 +106,14 @@ bool SplitEventReport(const sProtocolBuffer& report, std::vector<cBufferReferenc
     }
     const std::uint16_t word = Load16(wordBytes->data());
 
-    const auto time = TakeTime(bytes, (word & kShortTimeFlag) != 0, lastTime);
+    const auto time = TakeTime(bytes, (word & event_report::kShortTime) != 0, lastTime);
     if (!time) {
       return false;
     }
     lastTime = *time;
 
-    const auto payload = bytes.TakePayload((word & kLengthCodeMask) >> kLengthCodeShift);
+    const auto payload =
+        bytes.TakePayload((word & event_report::kLengthCodeMask) >> event_report::kLengthCodeShift);
     if (!payload) {
       return false;
     }

@@ -4,9 +4,8 @@
 #include <span>
 
 #include "capture/isf/layout.h"
-#include "diag/command_codes.h"
 #include "diag/little_endian.h"
-#include "ota/ota_packet.h"
+#include "diag/packets.h"
 
 namespace corvane {
 namespace {
@@ -22,19 +21,11 @@ constexpr sLogCodeRange kTechnologyLogs[] = {
 
 // The signalling logs that are not technology logs.
 constexpr sLogCodeRange kOtherSignallingLogs[] = {
-    {0x1048, 0x1049},           {0x104C, 0x104D}, {0x1052, 0x1053}, {0x1076, 0x1079},
-    {0x107C, 0x107C},           {0x1085, 0x1086}, {0x141B, 0x141C}, {0x149F, 0x149F},
-    {kOtaLogCode, kOtaLogCode}, {0x512F, 0x512F}, {0x5226, 0x5226}, {0x5230, 0x5230},
-    {0x713A, 0x713A},           {0x7B3A, 0x7B3A}, {0xA000, 0xA000}, {0xA100, 0xA103},
+    {0x1048, 0x1049}, {0x104C, 0x104D}, {0x1052, 0x1053}, {0x1076, 0x1079},
+    {0x107C, 0x107C}, {0x1085, 0x1086}, {0x141B, 0x141C}, {0x149F, 0x149F},
+    {0x412F, 0x412F}, {0x512F, 0x512F}, {0x5226, 0x5226}, {0x5230, 0x5230},
+    {0x713A, 0x713A}, {0x7B3A, 0x7B3A}, {0xA000, 0xA000}, {0xA100, 0xA103},
 };
-
-// A single event as the store makes them: its event word at bytes 3 and 4, its payload from 13 on.
-constexpr std::uint32_t kEventWordOffset = 3;
-constexpr std::uint16_t kEventIdMask = 0x0FFF;
-constexpr std::uint16_t kTechnologyEvent = 0x103;
-constexpr std::uint32_t kEventTechnologyOffset = 13;
-
-constexpr std::uint32_t kStatusTechnologyOffset = 27;
 
 // A technology of this number or above is none that readers know.
 constexpr std::uint8_t kTechnologyCount = 13;
@@ -53,17 +44,17 @@ constexpr std::uint8_t kTechnologyCount = 13;
 }
 
 [[nodiscard]] sItemKind ChooseLogKind(const sSharedBuffer& item, const sLearnedValues& learned) {
-  if (item.size < kLogHeaderSize) {
+  if (item.size < log_packet::kHeaderSize) {
     return {isf::kShortLogItem};
   }
-  const std::uint16_t logCode = Load16(item.data + kLogCodeOffset);
+  const std::uint16_t logCode = Load16(item.data + log_packet::kLogCode);
   if (!IsSignallingLog(logCode)) {
     return {isf::kLogItem};
   }
   if (IsTechnologyLog(logCode)) {
     return {isf::kSignallingLogItem, Known(learned.technology)};
   }
-  if (logCode == kOtaLogCode) {
+  if (logCode == ota_log::kLogCode) {
     return {isf::kSignallingLogItem, Known(learned.cellValue)};
   }
   return {isf::kSignallingLogItem};
@@ -72,14 +63,16 @@ constexpr std::uint8_t kTechnologyCount = 13;
 // Where a packet of the library tells the technology: the position of that byte, 0 for nowhere.
 [[nodiscard]] std::uint32_t FindTechnology(const sSharedBuffer& item) {
   const std::uint8_t code = item.data[0];
-  if (code == command::kStatus) {
-    return kStatusTechnologyOffset;
+  if (code == command::kFeatureQuery) {
+    return feature_query::kTechnology;
   }
-  if (!command::IsEventReport(code) || item.size <= kEventTechnologyOffset) {
+  if (!command::IsEventReport(code) || item.size <= event_report::kEventPayload) {
     return 0;
   }
-  const std::uint16_t eventWord = Load16(item.data + kEventWordOffset);
-  return (eventWord & kEventIdMask) == kTechnologyEvent ? kEventTechnologyOffset : 0;
+  const std::uint16_t word = Load16(item.data + event_report::kEventWord);
+  return (word & event_report::kIdMask) == event_report::kTechnologyEvent
+             ? event_report::kEventPayload
+             : 0;
 }
 
 }  // namespace
@@ -96,9 +89,11 @@ void sLearnedValues::LearnFrom(const sSharedBuffer& item) {
     technology = item.data[at];
   }
 
-  if (command::IsSubsystem(item.data[0]) && item.size >= 7 && item.data[1] == 0x09 &&
-      Load16(item.data + 2) == 0) {
-    cellValue = Load16(item.data + 4) | (std::uint32_t{item.data[6]} << 16);
+  if (command::IsSubsystem(item.data[0]) && item.size >= subsystem::kCellRequestSize &&
+      item.data[subsystem::kId] == subsystem::kCellSubsystem &&
+      Load16(item.data + subsystem::kCommand) == subsystem::kCellCommand) {
+    const std::uint8_t* const value = item.data + subsystem::kCellValue;
+    cellValue = Load16(value) | (std::uint32_t{value[2]} << 16);
   }
 }
 
@@ -106,9 +101,7 @@ bool IsEventReport(const sSharedBuffer& item) {
   if (item.origin == kOriginLibrary || !command::IsEventReport(item.data[0])) {
     return false;
   }
-  const bool isShortAnswer = item.data[0] == command::kEventReport && item.size == 3 &&
-                             item.data[1] == 0 && item.data[2] == 0;
-  return !isShortAnswer;
+  return !IsShortEventAnswer(item);
 }
 
 sItemKind ChooseItemKind(const sSharedBuffer& item, const sLearnedValues& learned) {

@@ -9,8 +9,8 @@
 
 #include "capture/isf/event_report.h"
 #include "capture/isf/layout.h"
-#include "diag/command_codes.h"
 #include "diag/little_endian.h"
+#include "diag/packets.h"
 #include "diag/protocol_buffer.h"
 #include "platform/error_codes.h"
 
@@ -32,22 +32,17 @@ static_assert(kMaxBufferSize == isf::kLongestPacket);
 static_assert(std::uint64_t{isf::kItemsPerBlock} * (isf::kLongestRecordHead + kMaxBufferSize) <=
               std::numeric_limits<std::uint32_t>::max());
 
-// A get-item response of the debug subsystem has a status at bytes 9 to 12; a packet that the modem
-// had kept stands behind its head.
-constexpr std::uint32_t kGetItemStatus = 9;
-constexpr std::uint32_t kGetItemHeadSize = 13;
-
 // The packet inside a get-item response as a packet of the device, or none: `item` is something
 // else, the response reports a failure or is bare, or there is no memory.
 [[nodiscard]] cBufferReference UnwrapGetItemResponse(sSharedBuffer& item) {
   sDiagDbgSSGetItemRsp response(&item);
-  if (!response.Validate() || item.size <= kGetItemHeadSize) {
+  if (!response.Validate() || item.size <= get_item::kPacket) {
     return {};
   }
-  if (Load32(item.data + kGetItemStatus) != 0) {
+  if (Load32(item.data + get_item::kStatus) != 0) {
     return {};
   }
-  return cBufferReference(MakeBuffer(item.Bytes().subspan(kGetItemHeadSize), kOriginDevice));
+  return cBufferReference(MakeBuffer(item.Bytes().subspan(get_item::kPacket), kOriginDevice));
 }
 
 // Puts rebuilt packets into the store that offered the item: the caller of AddItem holds its lock.

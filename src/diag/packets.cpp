@@ -1,8 +1,4 @@
-#include "diag/reply.h"
-
-#include <cstdint>
-
-#include "diag/command_codes.h"
+#include "diag/packets.h"
 
 namespace corvane {
 namespace {
@@ -29,14 +25,15 @@ eReply ClassifyReply(const sSharedBuffer& packet) {
     return eReply::None;
   }
 
-  const std::uint8_t* bytes = packet.data;
-  if (!IsStreamingCode(bytes[0])) {
+  if (!IsStreamingCode(packet.data[0])) {
     return eReply::Response;
   }
-  if (bytes[0] == command::kEventReport && packet.size == 3 && bytes[1] == 0 && bytes[2] == 0) {
-    return eReply::EventReport;
-  }
-  return eReply::None;
+  return IsShortEventAnswer(packet) ? eReply::EventReport : eReply::None;
+}
+
+bool IsShortEventAnswer(const sSharedBuffer& packet) {
+  return packet.data[0] == command::kEventReport && packet.size == event_report::kShortAnswerSize &&
+         packet.data[1] == 0 && packet.data[2] == 0;
 }
 
 }  // namespace corvane

@@ -1,10 +1,10 @@
-#include "diag/reply.h"
+#include "diag/packets.h"
 
 #include <gtest/gtest.h>
 
 #include <set>
 
-#include "diag/packets.h"
+#include "diag/made_packets.h"
 
 namespace corvane {
 namespace {
