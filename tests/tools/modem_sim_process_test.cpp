@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <spawn.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <termios.h>
 #include <unistd.h>
@@ -141,17 +140,9 @@ class cProgram {
     while (!NextLine().is_null()) {
     }
     int status = 0;
-    ::wait4(pid, &status, 0, &usage);
+    ::waitpid(pid, &status, 0);
     pid = -1;
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  }
-
-  // The processor time that the program took, after Wait.
-  [[nodiscard]] milliseconds CpuTime() const {
-    const auto time = [](const timeval& value) {
-      return milliseconds(value.tv_sec * 1000 + value.tv_usec / 1000);
-    };
-    return time(usage.ru_utime) + time(usage.ru_stime);
   }
 
  private:
@@ -159,7 +150,6 @@ class cProgram {
   cUniqueFd commands;
   cUniqueFd events;
   std::string text;
-  rusage usage{};
 };
 
 // The host at the slave end.
@@ -662,19 +652,6 @@ TEST_F(ModemSimProcessTest, RequestsAreReadWhileTheHostReadsNothing) {
   host.ReadUntil([&] { return host.packets.size() == 3000U + 5U; });
   program->WaitFor("stream-end");
   ExpectReported(host);
-}
-
-TEST_F(ModemSimProcessTest, AnIdleProgramTakesNoProcessorTime) {
-  Start({});
-  {
-    cHost host(link);
-    program->WaitFor("host-opened");
-  }
-  program->WaitFor("host-closed");
-  ::usleep(400000);
-  EXPECT_EQ(program->Command("quit"), "ok");
-  EXPECT_EQ(program->Wait(), 0);
-  EXPECT_LT(program->CpuTime().count(), 200);
 }
 
 TEST_F(ModemSimProcessTest, AtTheEndOfTheStreamItQuitsWhenTold) {

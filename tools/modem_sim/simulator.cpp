@@ -1,6 +1,5 @@
 #include "modem_sim/simulator.h"
 
-#include <poll.h>
 #include <sys/signalfd.h>
 
 #include <algorithm>
@@ -22,9 +21,10 @@ constexpr milliseconds kDepartureLooks{10};
 
 }  // namespace
 
-cSimulator::cSimulator(const sOptions& simulatorOptions, cReport& lineReport)
+cSimulator::cSimulator(const sOptions& simulatorOptions, cReport& lineReport, Poll waitForReady)
     : options(simulatorOptions),
       report(lineReport),
+      poll(std::move(waitForReady)),
       faults(options.stream.seed, options.faults),
       scenario(MakeScenario(options.scenario, options.stream)),
       paused(options.paused) {}
@@ -212,7 +212,7 @@ void cSimulator::Wait(Clock::time_point now) {
     }
     ready[3].fd = connection->WatchFd();
   }
-  if (::poll(ready.data(), ready.size(), WaitMilliseconds(now)) < 0) {
+  if (poll(ready.data(), ready.size(), WaitMilliseconds(now)) < 0) {
     return;
   }
   if (ready[0].revents != 0) {

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <poll.h>
+
+#include <functional>
 #include <memory>
 
 #include "modem_sim/connection.h"
@@ -12,8 +15,11 @@ namespace corvane::modem_sim {
 // returns, and obeys commands. One thread, one poll loop: nothing blocks but the report.
 class cSimulator {
  public:
+  // What waits until a descriptor is ready: the system's poll, or a test's.
+  using Poll = std::function<int(pollfd* descriptors, nfds_t count, int milliseconds)>;
+
   // The report outlives the simulator.
-  cSimulator(const sOptions& options, cReport& report);
+  cSimulator(const sOptions& options, cReport& report, Poll poll = ::poll);
 
   // Runs until a command, a signal or the options end it; then hangs up and removes the link.
   // `commandFd` is read for commands until its end, `signalFd` is a signalfd. Returns false when
@@ -51,6 +57,7 @@ class cSimulator {
 
   const sOptions options;
   cReport& report;
+  const Poll poll;
   cFaults faults;
   std::unique_ptr<cScenario> scenario;
   sTotals totals;
