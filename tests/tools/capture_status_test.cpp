@@ -1,4 +1,4 @@
-#include "../../tools/corvane/capture_status.h"
+#include "corvane/capture_status.h"
 
 #include <gtest/gtest.h>
 
@@ -39,6 +39,13 @@ TEST(CaptureStatus, ThousandsAreSeparated) {
   EXPECT_EQ(FormatCount(999), "999");
   EXPECT_EQ(FormatCount(1'000), "1,000");
   EXPECT_EQ(FormatCount(1'234'567), "1,234,567");
+}
+
+TEST(CaptureStatus, ElapsedTimeIsShownInWholeSeconds) {
+  EXPECT_EQ(FormatElapsed(milliseconds(0)), "0:00:00");
+  EXPECT_EQ(FormatElapsed(milliseconds(7'999)), "0:00:07");
+  EXPECT_EQ(FormatElapsed(milliseconds(3'600'000 + 62'000)), "1:01:02");
+  EXPECT_EQ(FormatElapsed(milliseconds(100ULL * 3'600'000)), "100:00:00");
 }
 
 }  // namespace

@@ -133,7 +133,7 @@ TEST(ModemSimOptionsTest, HelpNamesEveryOptionAndCommandAndIsNoError) {
 TEST(ModemSimOptionsTest, AWrongValueIsRefusedWithTheOptionsName) {
   const std::vector<std::vector<const char*>> wrong = {
       {"--rate", "0"},          {"--rate", "fast"},      {"--count", "-1"},
-      {"--duration", "5h"},     {"--duration", "s"},     {"--then", "sleep"},
+      {"--duration", "5d"},     {"--duration", "s"},     {"--then", "sleep"},
       {"--scenario", "other"},  {"--mix", "log"},        {"--mix", "log=0"},
       {"--mix", "log=x"},       {"--sizes", "huge=1"},   {"--log-codes", "12345"},
       {"--log-codes", "1,"},    {"--max-frame", "100"},  {"--sib-loss", "95%"},

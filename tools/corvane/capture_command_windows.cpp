@@ -9,9 +9,9 @@
 #include <memory>
 #include <string>
 
+#include "common/quantities.h"
 #include "corvane/capture_library_windows.h"
 #include "corvane/capture_status.h"
-#include "corvane/duration.h"
 #include "corvane/exit_codes.h"
 #include "corvane/stop_request_windows.h"
 #include "io/serial/com_ports.h"

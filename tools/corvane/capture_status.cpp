@@ -2,8 +2,6 @@
 
 #include <fmt/format.h>
 
-#include "corvane/duration.h"
-
 namespace corvane::tools {
 
 std::string FormatStatus(const sProgress& now, const sProgress& previous) {
@@ -14,6 +12,11 @@ std::string FormatStatus(const sProgress& now, const sProgress& previous) {
                                               static_cast<double>(milliseconds);
   return fmt::format("{}  {} items  {}  {:.0f} items/s", FormatElapsed(now.elapsed),
                      FormatCount(now.items), FormatBytes(now.bytes), rate);
+}
+
+std::string FormatElapsed(milliseconds elapsed) {
+  const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(elapsed).count();
+  return fmt::format("{}:{:02}:{:02}", seconds / 3600, seconds / 60 % 60, seconds % 60);
 }
 
 std::string FormatBytes(std::uint64_t bytes) {

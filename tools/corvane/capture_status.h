@@ -23,4 +23,7 @@ struct sProgress {
 // A count with thousands separated: "1,204".
 [[nodiscard]] std::string FormatCount(std::uint64_t count);
 
+// Hours, minutes and seconds, "0:00:07"; parts of a second are cut off.
+[[nodiscard]] std::string FormatElapsed(std::chrono::milliseconds elapsed);
+
 }  // namespace corvane::tools

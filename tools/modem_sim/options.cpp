@@ -5,12 +5,14 @@
 #include <iostream>
 #include <map>
 
-#include "modem_sim/numbers.h"
+#include "common/quantities.h"
 
 namespace corvane::modem_sim {
 namespace {
 
 using std::chrono::milliseconds;
+using tools::ParseDecimal;
+using tools::ParseUnsigned;
 
 // The functions below turn an argument into a value or throw CLI::ValidationError, which CLI11
 // reports together with the option's name.
@@ -30,18 +32,12 @@ std::vector<std::string> SplitAtCommas(const std::string& text) {
   return items;
 }
 
-// "10s", "500ms", "2m" or a number of seconds.
-milliseconds ParseDuration(const std::string& text) {
-  const std::string wanted = "a time such as 500ms, 10s or 2m";
-  const std::size_t unitAt = std::min(text.find_first_not_of("0123456789."), text.size());
-  static const std::map<std::string, double> kUnits = {
-      {"ms", 1}, {"", 1000}, {"s", 1000}, {"m", 60000}};
-  const auto scale = kUnits.find(text.substr(unitAt));
-  const auto number = ParseDecimal(text.substr(0, unitAt), 1e6);
-  if (!number || scale == kUnits.end()) {
-    Refuse(text, wanted);
+milliseconds TakeDuration(const std::string& text) {
+  const auto duration = tools::ParseDuration(text);
+  if (!duration) {
+    Refuse(text, "a time such as 500ms, 10s or 2m");
   }
-  return milliseconds(static_cast<std::int64_t>(*number * scale->second));
+  return *duration;
 }
 
 double ParseLoss(const std::string& text) {
@@ -101,7 +97,7 @@ sFaultOptions::sLate ParseLate(const std::string& text) {
   if (equals == std::string::npos) {
     Refuse(text, "requests and a time such as 0x73=500ms");
   }
-  return {ParseSelection(text.substr(0, equals), true), ParseDuration(text.substr(equals + 1))};
+  return {ParseSelection(text.substr(0, equals), true), TakeDuration(text.substr(equals + 1))};
 }
 
 void ParseChunk(const std::string& text, sWriteOptions& writes) {
@@ -158,7 +154,7 @@ void AddNumber(CLI::App& app, const std::string& name, std::uint64_t& value,
 void AddDuration(CLI::App& app, const std::string& name, milliseconds& value,
                  const std::string& description) {
   AddText(
-      app, name, description, [&value](const std::string& text) { value = ParseDuration(text); },
+      app, name, description, [&value](const std::string& text) { value = TakeDuration(text); },
       "TIME");
 }
 
@@ -271,7 +267,7 @@ void AddFaultOptions(CLI::App& app, sOptions& options) {
       [&options](const std::string& text) {
         options.returnAfter.reset();
         if (text != "never") {
-          options.returnAfter = ParseDuration(text);
+          options.returnAfter = TakeDuration(text);
         }
       },
       "TIME");

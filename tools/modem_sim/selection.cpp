@@ -3,9 +3,13 @@
 #include <algorithm>
 #include <limits>
 
-#include "modem_sim/numbers.h"
+#include "common/quantities.h"
 
 namespace corvane::modem_sim {
+
+using tools::ParseDecimal;
+using tools::ParseUnsigned;
+
 std::optional<cSelection::sItem> cSelection::ParseItem(std::string_view text) {
   sItem item;
   if (text == "all") {
