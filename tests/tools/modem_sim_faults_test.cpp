@@ -6,8 +6,7 @@
 #include "modem_sim/diag_packets.h"
 #include "modem_sim/faults.h"
 #include "modem_sim/hdlc_peer.h"
-#include "modem_sim/output_queue.h"
-#include "modem_sim/reply_desk.h"
+#include "modem_sim/outgoing.h"
 
 namespace corvane::modem_sim {
 namespace {

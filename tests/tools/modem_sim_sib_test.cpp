@@ -6,7 +6,7 @@
 
 #include "modem_sim/diag_packets.h"
 #include "modem_sim/hdlc_peer.h"
-#include "modem_sim/scenario_sib.h"
+#include "modem_sim/scenario.h"
 #include "modem_sim/sib_message.h"
 #include "tools/modem_sim_sib_model.h"
 

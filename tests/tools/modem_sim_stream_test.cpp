@@ -6,7 +6,7 @@
 
 #include "modem_sim/diag_packets.h"
 #include "modem_sim/hdlc_peer.h"
-#include "modem_sim/scenario_mixed.h"
+#include "modem_sim/scenario.h"
 
 namespace corvane::modem_sim {
 namespace {

@@ -6,8 +6,8 @@
 #include "modem_sim/hdlc_peer.h"
 #include "modem_sim/modem.h"
 #include "modem_sim/options.h"
+#include "modem_sim/outgoing.h"
 #include "modem_sim/pseudo_terminal.h"
-#include "modem_sim/reply_desk.h"
 
 namespace corvane::modem_sim {
 

@@ -1,7 +1,5 @@
 #include "modem_sim/modem.h"
 
-#include "modem_sim/modem_identity.h"
-
 namespace corvane::modem_sim {
 namespace {
 

@@ -1,4 +1,4 @@
-#include "modem_sim/modem_identity.h"
+#include "modem_sim/modem.h"
 
 namespace corvane::modem_sim {
 namespace {

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "modem_sim/faults.h"
-#include "modem_sim/output_queue.h"
+#include "modem_sim/outgoing.h"
 #include "modem_sim/scenario.h"
 
 namespace corvane::modem_sim {

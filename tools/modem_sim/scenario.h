@@ -6,10 +6,11 @@
 
 #include "modem_sim/masks.h"
 #include "modem_sim/random.h"
+#include "modem_sim/sib_broadcast.h"
 
 namespace corvane::modem_sim {
 
-// What a segmented system-information message carried; see scenario_sib.h.
+// What a segmented system-information message carried (sib_message.h).
 struct sSibNote {
   std::uint8_t channel = 0;
   std::uint8_t bearer = 0;
@@ -66,8 +67,57 @@ class cScenario {
   virtual void HostGone() {}
 };
 
+// Log packets, event reports and debug messages in turn, as the masks allow, of all sizes. Packets
+// of the over-the-air log (0x412F) are well-formed and carry signalling other than broadcast system
+// information, so that a recorder has no block to put together.
+class cMixedScenario final : public cScenario {
+ public:
+  explicit cMixedScenario(const sStreamOptions& options);
+
+  [[nodiscard]] bool CanSend(const cMasks& masks) const override;
+  [[nodiscard]] sStreamPacket Make(std::uint64_t number, bool delivered,
+                                   const cMasks& masks) override;
+
+ private:
+  [[nodiscard]] sStreamPacket MakeLog(std::uint64_t number, cRandom& random,
+                                      const std::vector<std::uint16_t>& codes) const;
+  [[nodiscard]] sStreamPacket MakeEvents(std::uint64_t number, cRandom& random,
+                                         const std::vector<std::uint16_t>& ids) const;
+  [[nodiscard]] sStreamPacket MakeMessage(std::uint64_t number, cRandom& random,
+                                          const std::vector<sMessageSource>& sources) const;
+  // The log codes that are switched on and chosen by the options.
+  [[nodiscard]] std::vector<std::uint16_t> SendableCodes(const cMasks& masks) const;
+  [[nodiscard]] std::size_t PayloadSize(cRandom& random) const;
+
+  sStreamOptions options;
+};
+
+// Broadcast system information of a WCDMA cell as the over-the-air log shows it: blocks cut into
+// segments, interleaved over SIB types, bearers and both channels, with losses, repetitions and
+// segments out of order, in all ten combinations of a message. In between comes what else the masks
+// allow, as in the mixed scenario. While the masks leave 0x412F off it is the mixed scenario.
+//
+// Each packet tells which blocks it completes at the host, taken from the blocks that were cut up.
+class cSibScenario final : public cScenario {
+ public:
+  explicit cSibScenario(const sStreamOptions& options);
+
+  [[nodiscard]] bool CanSend(const cMasks& masks) const override;
+  [[nodiscard]] sStreamPacket Make(std::uint64_t number, bool delivered,
+                                   const cMasks& masks) override;
+  void HostGone() override { broadcast.HostGone(); }
+
+ private:
+  std::uint64_t seed;
+  cMixedScenario others;
+  cSibBroadcast broadcast;
+};
+
 // `name` is "mixed" or "sib"; null for any other.
 [[nodiscard]] std::unique_ptr<cScenario> MakeScenario(const std::string& name,
                                                       const sStreamOptions& options);
+
+// The modem's virtual clock at a packet, with a random fraction of a unit.
+[[nodiscard]] std::uint64_t PacketTime(std::uint64_t number, cRandom& random);
 
 }  // namespace corvane::modem_sim

@@ -1,8 +1,7 @@
-#include "modem_sim/scenario_sib.h"
-
 #include <algorithm>
 
 #include "modem_sim/diag_packets.h"
+#include "modem_sim/scenario.h"
 
 namespace corvane::modem_sim {
 namespace {
@@ -38,6 +37,16 @@ sStreamPacket cSibScenario::Make(std::uint64_t number, bool delivered, const cMa
   made.blocks = std::move(heard.blocks);
   made.sib = sSibNote{heard.message.channel, heard.message.bearer, heard.message.choice};
   return made;
+}
+
+std::unique_ptr<cScenario> MakeScenario(const std::string& name, const sStreamOptions& options) {
+  if (name == "mixed") {
+    return std::make_unique<cMixedScenario>(options);
+  }
+  if (name == "sib") {
+    return std::make_unique<cSibScenario>(options);
+  }
+  return nullptr;
 }
 
 }  // namespace corvane::modem_sim

@@ -6,7 +6,10 @@
 
 #include "modem_sim/bytes.h"
 #include "modem_sim/random.h"
+#include "modem_sim/report.h"
 
+// What is on its way to the host: replies that are not due yet, and bytes that the line has not
+// taken yet.
 namespace corvane::modem_sim {
 
 using Clock = std::chrono::steady_clock;
@@ -66,6 +69,37 @@ class cOutputQueue {
   std::optional<std::uint64_t> heldFrom;
   std::optional<std::uint64_t> chunkEnd;
   Clock::time_point notBefore{};
+};
+
+// A reply on its way: its frame and what the report says of it.
+struct sReply {
+  Bytes frame;
+  Json line;
+};
+
+// Where replies wait that are late or held back.
+class cReplyDesk {
+ public:
+  // Takes a reply that is due at `due`.
+  void Submit(sReply reply, Clock::time_point due);
+
+  // While replies are held back none is due.
+  void Hold() { holding = true; }
+  void Release() { holding = false; }
+  [[nodiscard]] bool IsHolding() const { return holding; }
+
+  // Takes out those that are due, in the order in which they fell due.
+  [[nodiscard]] std::vector<sReply> TakeDue(Clock::time_point now);
+  [[nodiscard]] std::optional<Clock::time_point> NextDue() const;
+  [[nodiscard]] bool Empty() const { return waiting.empty(); }
+
+ private:
+  struct sWaiting {
+    Clock::time_point due;
+    sReply reply;
+  };
+  std::vector<sWaiting> waiting;  // by when they are due, then as submitted
+  bool holding = false;
 };
 
 }  // namespace corvane::modem_sim
