@@ -1,4 +1,4 @@
-#include "corvane/info_command.h"
+#include "corvane/reading_commands.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "corvane/list_command.h"
+#include "corvane/reading_commands.h"
 
 #include <gtest/gtest.h>
 

@@ -1,19 +1,20 @@
-#include "corvane/capture_command_windows.h"
-
 #include <fmt/format.h>
 #include <io.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "common/quantities.h"
-#include "corvane/capture_library_windows.h"
+#include "corvane/capture_checks.h"
 #include "corvane/capture_status.h"
-#include "corvane/exit_codes.h"
-#include "corvane/stop_request_windows.h"
+#include "corvane/command_line.h"
+#include "corvane/host_windows.h"
+#include "corvane/readable_text.h"
 #include "io/serial/com_ports.h"
 #include "platform/windows_handle.h"
 #include "reader/capture_file.h"
@@ -145,10 +146,12 @@ void WaitForEnd(const cStopRequest& stop, std::optional<milliseconds> duration,
   return kExitGood;
 }
 
-}  // namespace
-
-int RunCapture(const sCaptureRequest& request, std::optional<milliseconds> duration,
-               std::ostream& status) {
+// Captures with corvane.dll until `duration` is over (without one: until a stop is requested, which
+// also ends it earlier), and writes a status line every second to `status`. Returns the exit code,
+// which is kExitGood only when the capture file was read back as complete. Throws
+// std::runtime_error when the library cannot be loaded.
+[[nodiscard]] int RunCapture(const sCaptureRequest& request, std::optional<milliseconds> duration,
+                             std::ostream& status) {
   if (const auto obstacle = FindObstacleToCapture(request)) {
     status << "corvane capture: " << *obstacle << '\n';
     return kExitFailed;
@@ -170,6 +173,8 @@ int RunCapture(const sCaptureRequest& request, std::optional<milliseconds> durat
   }
   return ReportResult(request.output, status);
 }
+
+}  // namespace
 
 void AddCaptureCommand(CLI::App& app, int& exitCode) {
   struct sOptions {

@@ -2,13 +2,15 @@
 
 #include <fmt/format.h>
 
+#include <chrono>
 #include <iterator>
 
 #include "capture/isf/layout.h"
-#include "corvane/item_names.h"
-#include "corvane/log_packet.h"
-#include "corvane/printable_text.h"
-#include "corvane/signalling_description.h"
+#include "corvane/item_description.h"
+#include "corvane/log_description.h"
+#include "corvane/packet_description.h"
+#include "corvane/readable_text.h"
+#include "diag/little_endian.h"
 #include "reader/utc_time.h"
 
 namespace corvane::tools {
@@ -21,10 +23,12 @@ void Append(std::string& text, fmt::format_string<Arguments...> format, Argument
 
 // "1:02:03.456", with a sign in front when the clock was set back past the first item.
 [[nodiscard]] std::string FormatSpan(std::uint64_t first, std::uint64_t last) {
+  using namespace std::chrono_literals;
+  using Milliseconds = std::chrono::duration<std::uint64_t, std::milli>;
   const bool backwards = last < first;
-  const std::uint64_t span = backwards ? first - last : last - first;
-  return fmt::format("{}{}:{:02}:{:02}.{:03}", backwards ? "-" : "", span / 3'600'000,
-                     span / 60'000 % 60, span / 1000 % 60, span % 1000);
+  const Milliseconds span(backwards ? first - last : last - first);
+  return fmt::format("{}{}:{:02}:{:02}.{:03}", backwards ? "-" : "", span / 1h, span % 1h / 1min,
+                     span % 1min / 1s, (span % 1s).count());
 }
 
 }  // namespace

@@ -6,11 +6,6 @@
 #include <exception>
 #include <iostream>
 
-#include "corvane/exit_codes.h"
-#include "corvane/info_command.h"
-#include "corvane/list_command.h"
-#include "corvane/platform_commands.h"
-
 namespace corvane::tools {
 
 int RunCommandLine(int argc, const char* const* argv) {
@@ -20,7 +15,8 @@ int RunCommandLine(int argc, const char* const* argv) {
   // An argument that begins with a slash is a path on every system.
   app.allow_windows_style_options(false);
   int exitCode = kExitGood;
-  AddPlatformCommands(app, exitCode);
+  AddCaptureCommand(app, exitCode);
+  AddDevicesCommand(app, exitCode);
   AddInfoCommand(app, exitCode);
   AddListCommand(app, exitCode);
   try {

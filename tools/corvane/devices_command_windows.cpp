@@ -1,5 +1,3 @@
-#include "corvane/devices_command_windows.h"
-
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -8,12 +6,15 @@
 #include <utility>
 #include <vector>
 
-#include "corvane/exit_codes.h"
+#include "corvane/command_line.h"
 #include "io/mbn/mbn_interfaces.h"
 #include "io/serial/com_ports.h"
 
 namespace corvane::tools {
+namespace {
 
+// Writes a line for each device that a capture could use now: the name in the form that --device
+// takes, and what is known of it.
 void ShowDevices(std::ostream& out) {
   std::vector<std::pair<std::string, std::string>> lines;
   for (const sComPort& port : ListComPorts()) {
@@ -39,6 +40,8 @@ void ShowDevices(std::ostream& out) {
     out << fmt::format("{:<{}}  {}\n", device, width, description);
   }
 }
+
+}  // namespace
 
 void AddDevicesCommand(CLI::App& app, int& exitCode) {
   CLI::App* const command = app.add_subcommand(

@@ -1,13 +1,11 @@
-#include "corvane/info_command.h"
-
 #include <fmt/format.h>
 
 #include <iostream>
 #include <memory>
 
 #include "corvane/capture_summary.h"
-#include "corvane/exit_codes.h"
-#include "corvane/reading_end.h"
+#include "corvane/command_line.h"
+#include "corvane/reading_commands.h"
 #include "reader/capture_file.h"
 
 namespace corvane::tools {

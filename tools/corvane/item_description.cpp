@@ -3,11 +3,9 @@
 #include <fmt/format.h>
 
 #include "capture/isf/layout.h"
-#include "corvane/log_packet.h"
-#include "corvane/message_description.h"
-#include "corvane/printable_text.h"
-#include "corvane/request_description.h"
-#include "corvane/signalling_description.h"
+#include "corvane/log_description.h"
+#include "corvane/packet_description.h"
+#include "corvane/readable_text.h"
 #include "diag/little_endian.h"
 
 namespace corvane::tools {
@@ -33,22 +31,34 @@ namespace {
   return fmt::format("event {}, {} byte{} of payload", id, payload, payload == 1 ? "" : "s");
 }
 
-[[nodiscard]] std::string DescribeLog(const sCaptureItem& item) {
-  const std::optional<std::uint16_t> code = LogCode(item);
-  if (!code) {
-    return "log packet without a log code";
-  }
-  if (*code == kOtaLogCode) {
-    return DescribeOtaLog(item);
-  }
-  std::string text = fmt::format("log 0x{:04X}", *code);
-  if (item.extra) {
-    text += fmt::format(", technology {}", *item.extra);
-  }
-  return text;
-}
-
 }  // namespace
+
+std::string_view ItemTypeName(std::uint32_t type) {
+  switch (type) {
+    case isf::kShortLogItem:
+      return "short-log";
+    case isf::kPacketItem:
+      return "packet";
+    case isf::kRequestItem:
+      return "request";
+    case isf::kEventItem:
+      return "event";
+    case isf::kLogItem:
+      return "log";
+    case isf::kMessageItem:
+      return "message";
+    case isf::kInformationItem:
+      return "information";
+    case isf::kSignallingLogItem:
+      return "signalling-log";
+    case isf::kSubsystemItem:
+      return "subsystem";
+    case isf::kSubsystemRequestItem:
+      return "subsystem-request";
+    default:
+      return "unknown";
+  }
+}
 
 std::string DescribeItem(const sCaptureItem& item) {
   switch (item.type) {

@@ -1,5 +1,3 @@
-#include "corvane/list_command.h"
-
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -9,11 +7,10 @@
 #include <memory>
 #include <optional>
 
-#include "corvane/exit_codes.h"
+#include "corvane/command_line.h"
 #include "corvane/item_description.h"
-#include "corvane/item_names.h"
-#include "corvane/printable_text.h"
-#include "corvane/reading_end.h"
+#include "corvane/readable_text.h"
+#include "corvane/reading_commands.h"
 #include "reader/capture_file.h"
 #include "reader/utc_time.h"
 

@@ -1,10 +1,12 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <span>
 #include <string>
 #include <string_view>
 
+// Values as text that a user reads.
 namespace corvane::tools {
 
 // Text that came out of a capture file, made fit for a terminal and for one line: in quotation
@@ -15,5 +17,14 @@ namespace corvane::tools {
 // Bytes as lines of 16, each led by `indent` and the number of its first byte, with the printable
 // characters at its end.
 void AppendHexDump(std::string& text, std::span<const std::uint8_t> bytes, std::string_view indent);
+
+// A byte count in the largest decimal unit that leaves a number of 1 or more: "998 B", "1.5 MB".
+[[nodiscard]] std::string FormatBytes(std::uint64_t bytes);
+
+// A count with thousands separated: "1,204".
+[[nodiscard]] std::string FormatCount(std::uint64_t count);
+
+// Hours, minutes and seconds, "0:00:07"; parts of a second are cut off.
+[[nodiscard]] std::string FormatElapsed(std::chrono::milliseconds elapsed);
 
 }  // namespace corvane::tools

@@ -1,4 +1,4 @@
-#include "corvane/printable_text.h"
+#include "corvane/readable_text.h"
 
 #include <fmt/format.h>
 
@@ -44,6 +44,38 @@ void AppendHexDump(std::string& text, std::span<const std::uint8_t> bytes,
     }
     text += '\n';
   }
+}
+
+std::string FormatBytes(std::uint64_t bytes) {
+  if (bytes < 1000) {
+    return fmt::format("{} B", bytes);
+  }
+  double value = static_cast<double>(bytes);
+  const char* unit = "";
+  for (const char* larger : {"kB", "MB", "GB", "TB", "PB", "EB"}) {
+    value /= 1000.0;
+    unit = larger;
+    // 999.95 would be shown as 1000.0.
+    if (value < 999.95) {
+      break;
+    }
+  }
+  return fmt::format("{:.1f} {}", value, unit);
+}
+
+std::string FormatCount(std::uint64_t count) {
+  std::string digits = std::to_string(count);
+  for (std::size_t place = digits.size(); place > 3;) {
+    place -= 3;
+    digits.insert(place, 1, ',');
+  }
+  return digits;
+}
+
+std::string FormatElapsed(std::chrono::milliseconds elapsed) {
+  const std::chrono::hh_mm_ss time(std::chrono::floor<std::chrono::seconds>(elapsed));
+  return fmt::format("{}:{:02}:{:02}", time.hours().count(), time.minutes().count(),
+                     time.seconds().count());
 }
 
 }  // namespace corvane::tools

@@ -4,9 +4,8 @@
 #include <array>
 
 #include "corvane/item_description.h"
-#include "corvane/item_names.h"
-#include "corvane/printable_text.h"
-#include "corvane/signalling_description.h"
+#include "corvane/log_description.h"
+#include "corvane/packet_description.h"
 #include "reader/capture_builder.h"
 
 namespace corvane::tools {
@@ -329,26 +328,6 @@ TEST(ItemNamesTest, ItemTypesHaveNamesOfOneWord) {
   for (std::uint32_t type = 0; type < 12; ++type) {
     EXPECT_EQ(ItemTypeName(type), names[type]);
   }
-}
-
-TEST(PrintableTextTest, QuotedTextStaysOnItsLineAndObeysNoTerminal) {
-  EXPECT_EQ(Quote("a \"b\" \\ c"), R"("a \"b\" \\ c")");
-  EXPECT_EQ(Quote("a\nb\x1B[2J\x7F"), R"("a\x0Ab\x1B[2J\x7F")");
-  EXPECT_EQ(Quote("\xC2\x9B\xC2\xA0\xC3\xBC"), "\"\\x9B\xC2\xA0\xC3\xBC\"");
-  EXPECT_EQ(Quote("\xC2"), "\"\xC2\"");
-  EXPECT_EQ(Quote(""), "\"\"");
-}
-
-TEST(PrintableTextTest, HexDumpsHave16BytesALine) {
-  std::string text;
-  Bytes bytes;
-  for (unsigned value = 0; value < 18; ++value) {
-    bytes.push_back(static_cast<std::uint8_t>(value * 8 + 0x10));
-  }
-  AppendHexDump(text, bytes, "  ");
-  EXPECT_EQ(text,
-            "  0000  10 18 20 28 30 38 40 48 50 58 60 68 70 78 80 88  .. (08@HPX`hpx..\n"
-            "  0010  90 98                                            ..\n");
 }
 
 }  // namespace

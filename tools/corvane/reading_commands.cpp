@@ -1,10 +1,10 @@
-#include "corvane/reading_end.h"
+#include "corvane/reading_commands.h"
 
 #include <fmt/format.h>
 
 #include <ostream>
 
-#include "corvane/exit_codes.h"
+#include "corvane/command_line.h"
 
 namespace corvane::tools {
 

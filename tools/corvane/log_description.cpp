@@ -1,15 +1,21 @@
-#include "corvane/signalling_description.h"
+#include "corvane/log_description.h"
 
 #include <fmt/format.h>
 
-#include "corvane/item_names.h"
-#include "corvane/log_packet.h"
+#include <array>
+
+#include "capture/isf/layout.h"
 #include "diag/little_endian.h"
 
 namespace corvane::tools {
 namespace {
 
-// Where the fields of a 0x412F packet stand.
+// A log packet: its command code, and where its log code stands.
+constexpr std::uint8_t kLogCommand = 0x10;
+constexpr std::size_t kLogCodeOffset = 6;
+
+// The log code of WCDMA RRC signalling messages, and where the fields of its packets stand.
+constexpr std::uint16_t kOtaLogCode = 0x412F;
 constexpr std::size_t kChannel = 16;
 constexpr std::size_t kRadioBearer = 17;
 constexpr std::size_t kMessageLength = 18;
@@ -55,9 +61,7 @@ constexpr std::uint8_t kSibFromFach = 255;
                      Load16(&packet[kScramblingCode]));
 }
 
-}  // namespace
-
-std::string DescribeOtaLog(const sCaptureItem& item) {
+[[nodiscard]] std::string DescribeOtaLog(const sCaptureItem& item) {
   std::string text = "log 0x412F";
   if (item.bytes.size() < kMessage) {
     return text + " that is cut off";
@@ -77,6 +81,34 @@ std::string DescribeOtaLog(const sCaptureItem& item) {
   return text;
 }
 
+}  // namespace
+
+std::optional<std::uint16_t> LogCode(const sCaptureItem& item) {
+  if (item.type != isf::kShortLogItem && item.type != isf::kLogItem &&
+      item.type != isf::kSignallingLogItem) {
+    return std::nullopt;
+  }
+  if (item.bytes.size() < kLogCodeOffset + 2 || item.bytes[0] != kLogCommand) {
+    return std::nullopt;
+  }
+  return Load16(&item.bytes[kLogCodeOffset]);
+}
+
+std::string DescribeLog(const sCaptureItem& item) {
+  const std::optional<std::uint16_t> code = LogCode(item);
+  if (!code) {
+    return "log packet without a log code";
+  }
+  if (*code == kOtaLogCode) {
+    return DescribeOtaLog(item);
+  }
+  std::string text = fmt::format("log 0x{:04X}", *code);
+  if (item.extra) {
+    text += fmt::format(", technology {}", *item.extra);
+  }
+  return text;
+}
+
 std::optional<std::uint8_t> SyntheticSibType(const sCaptureItem& item) {
   if (LogCode(item) != kOtaLogCode || item.bytes.size() <= kMessage) {
     return std::nullopt;
@@ -88,6 +120,67 @@ std::optional<std::uint8_t> SyntheticSibType(const sCaptureItem& item) {
     return std::nullopt;
   }
   return item.bytes[kMessage];
+}
+
+std::optional<std::string_view> SibTypeName(std::uint8_t sibType) {
+  static constexpr std::array<std::string_view, 32> kNames = {
+      "MIB",
+      "SIB1",
+      "SIB2",
+      "SIB3",
+      "SIB4",
+      "SIB5",
+      "SIB6",
+      "SIB7",
+      "SIB8",
+      "SIB9",
+      "SIB10",
+      "SIB11",
+      "SIB12",
+      "SIB13",
+      "SIB13.1",
+      "SIB13.2",
+      "SIB13.3",
+      "SIB13.4",
+      "SIB14",
+      "SIB15",
+      "SIB15.1",
+      "SIB15.2",
+      "SIB15.3",
+      "SIB16",
+      "SIB17",
+      "SIB15.4",
+      "SIB18",
+      "scheduling block 1",
+      "scheduling block 2",
+      "SIB15.5",
+      "SIB5bis",
+      "extension",
+  };
+  if (sibType >= kNames.size()) {
+    return std::nullopt;
+  }
+  return kNames[sibType];
+}
+
+std::optional<std::string_view> OtaChannelName(std::uint8_t channel) {
+  static constexpr std::array<std::string_view, 11> kNames = {
+      "UL-CCCH",
+      "UL-DCCH",
+      "DL-CCCH",
+      "DL-DCCH",
+      "BCCH-BCH",
+      "BCCH-FACH",
+      "PCCH",
+      "MCCH",
+      "MSCH",
+      "extension SIB",
+      "system information container",
+  };
+  if (channel >= kNames.size()) {
+    return std::nullopt;
+  }
+  return kNames[channel];
 }
 
 }  // namespace corvane::tools

@@ -1,11 +1,11 @@
-#include "corvane/request_description.h"
+#include "corvane/packet_description.h"
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <bit>
-#include <optional>
 
-#include "corvane/item_names.h"
+#include "corvane/readable_text.h"
 #include "diag/little_endian.h"
 
 namespace corvane::tools {
@@ -96,7 +96,73 @@ constexpr std::uint8_t kEventMask = 0x82;
                      Count(packet.size() - kKeptPacket, "byte"));
 }
 
+// Extended and terse messages begin with a head of 20 bytes, which has the number of arguments and
+// the subsystem ID. In an extended message the arguments and then the format text follow.
+constexpr std::size_t kArgumentCount = 2;
+constexpr std::size_t kSsid = 14;
+constexpr std::size_t kHeadSize = 20;
+
+[[nodiscard]] bool IsPlainText(std::string_view text) {
+  return std::all_of(text.begin(), text.end(), [](char character) {
+    return (character >= ' ' && character <= '~') || character == '\t' || character == '\n' ||
+           character == '\r';
+  });
+}
+
+[[nodiscard]] std::string DescribeHead(const char* kind, Packet packet) {
+  if (packet.size() < kHeadSize) {
+    return kind;
+  }
+  return fmt::format("{}, SSID {}", kind, Load16(&packet[kSsid]));
+}
+
+[[nodiscard]] std::string DescribeExtended(Packet packet) {
+  const std::string description = DescribeHead("extended message", packet);
+  if (packet.size() < kHeadSize) {
+    return description;
+  }
+  const std::size_t textOffset = kHeadSize + std::size_t{packet[kArgumentCount]} * 4;
+  if (packet.size() <= textOffset) {
+    return description;
+  }
+  const auto rest = packet.subspan(textOffset);
+  const auto terminator = std::find(rest.begin(), rest.end(), std::uint8_t{0});
+  const std::string text(rest.begin(), terminator);
+  // What is no text may be anything: an unknown layout is not shown as if it were known.
+  if (terminator == rest.end() || text.empty() || !IsPlainText(text)) {
+    return description;
+  }
+  return description + ", " + Quote(text);
+}
+
 }  // namespace
+
+std::optional<std::string_view> CommandName(std::uint8_t command) {
+  switch (command) {
+    case 0x00:
+      return "version";
+    case 0x0C:
+      return "status";
+    case 0x1C:
+      return "protocol version";
+    case 0x1D:
+      return "time stamp";
+    case 0x60:
+      return "event report";
+    case 0x63:
+      return "feature query";
+    case 0x73:
+      return "log mask";
+    case 0x7C:
+      return "build ID";
+    case 0x7D:
+      return "message level";
+    case 0x82:
+      return "event mask";
+    default:
+      return std::nullopt;
+  }
+}
 
 std::string DescribeRequest(Packet packet) {
   if (IsSubsystemPacket(packet)) {
@@ -127,6 +193,17 @@ std::string DescribeReply(Packet packet) {
   }
   const auto name = CommandName(packet[0]);
   return name ? fmt::format("{} reply", *name) : fmt::format("packet 0x{:02X}", packet[0]);
+}
+
+std::string DescribeMessage(Packet packet) {
+  switch (packet.empty() ? 0 : packet[0]) {
+    case 0x79:
+      return DescribeExtended(packet);
+    case 0x92:
+      return DescribeHead("terse message", packet);
+    default:
+      return "debug message";
+  }
 }
 
 }  // namespace corvane::tools

@@ -1,13 +1,36 @@
-#include "corvane/stop_request_windows.h"
+#include "corvane/host_windows.h"
 
-#include <windows.h>
+#include <fmt/format.h>
 
+#include <array>
 #include <condition_variable>
 #include <mutex>
 #include <stdexcept>
+#include <string>
 
 namespace corvane::tools {
 namespace {
+
+constexpr wchar_t kLibraryName[] = L"corvane.dll";
+
+// The full path, so that no other folder of the library search path can supply the DLL.
+[[nodiscard]] std::wstring LibraryPath() {
+  std::array<wchar_t, 32768> program{};  // the longest path that Windows knows
+  const DWORD length =
+      GetModuleFileNameW(nullptr, program.data(), static_cast<DWORD>(program.size()));
+  const std::wstring path(program.data(), length);
+  return path.substr(0, path.find_last_of(L'\\') + 1) + kLibraryName;
+}
+
+template <typename Function>
+void FindExport(HMODULE library, const char* name, Function& function) {
+  // By way of void*, the one pointer type to which a function pointer of unknown type converts
+  // without a warning.
+  function = reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(library, name)));
+  if (function == nullptr) {
+    throw std::runtime_error(fmt::format("corvane.dll has no function {}", name));
+  }
+}
 
 // What the system's handler thread and the capture tell each other. It outlives every cStopRequest,
 // because a handler that is already running cannot be called off.
@@ -37,6 +60,16 @@ BOOL WINAPI OnConsoleControl(DWORD control) {
 }
 
 }  // namespace
+
+cCaptureLibrary::cCaptureLibrary() : library(LoadLibraryW(LibraryPath().c_str())) {
+  if (library == nullptr) {
+    throw std::runtime_error(
+        fmt::format("corvane.dll, which belongs beside this program, cannot be loaded (error {})",
+                    GetLastError()));
+  }
+  FindExport(library.get(), "CorvaneStart", start);
+  FindExport(library.get(), "CorvaneStop", stop);
+}
 
 cStopRequest::cStopRequest() {
   sStopState& state = State();

@@ -1,0 +1,57 @@
+#include "corvane/readable_text.h"
+
+#include <gtest/gtest.h>
+
+#include "reader/capture_builder.h"
+
+namespace corvane::tools {
+namespace {
+
+using std::chrono::milliseconds;
+
+TEST(ReadableTextTest, QuotedTextStaysOnItsLineAndObeysNoTerminal) {
+  EXPECT_EQ(Quote("a \"b\" \\ c"), R"("a \"b\" \\ c")");
+  EXPECT_EQ(Quote("a\nb\x1B[2J\x7F"), R"("a\x0Ab\x1B[2J\x7F")");
+  EXPECT_EQ(Quote("\xC2\x9B\xC2\xA0\xC3\xBC"), "\"\\x9B\xC2\xA0\xC3\xBC\"");
+  EXPECT_EQ(Quote("\xC2"), "\"\xC2\"");
+  EXPECT_EQ(Quote(""), "\"\"");
+}
+
+TEST(ReadableTextTest, HexDumpsHave16BytesALine) {
+  std::string text;
+  Bytes bytes;
+  for (unsigned value = 0; value < 18; ++value) {
+    bytes.push_back(static_cast<std::uint8_t>(value * 8 + 0x10));
+  }
+  AppendHexDump(text, bytes, "  ");
+  EXPECT_EQ(text,
+            "  0000  10 18 20 28 30 38 40 48 50 58 60 68 70 78 80 88  .. (08@HPX`hpx..\n"
+            "  0010  90 98                                            ..\n");
+}
+
+TEST(ReadableTextTest, BytesAreShownInTheLargestFittingUnit) {
+  EXPECT_EQ(FormatBytes(0), "0 B");
+  EXPECT_EQ(FormatBytes(999), "999 B");
+  EXPECT_EQ(FormatBytes(1'000), "1.0 kB");
+  EXPECT_EQ(FormatBytes(999'949), "999.9 kB");
+  EXPECT_EQ(FormatBytes(999'950), "1.0 MB");
+  EXPECT_EQ(FormatBytes(1'500'000'000), "1.5 GB");
+  EXPECT_EQ(FormatBytes(18'446'744'073'709'551'615ULL), "18.4 EB");
+}
+
+TEST(ReadableTextTest, ThousandsAreSeparated) {
+  EXPECT_EQ(FormatCount(0), "0");
+  EXPECT_EQ(FormatCount(999), "999");
+  EXPECT_EQ(FormatCount(1'000), "1,000");
+  EXPECT_EQ(FormatCount(1'234'567), "1,234,567");
+}
+
+TEST(ReadableTextTest, ElapsedTimeIsShownInWholeSeconds) {
+  EXPECT_EQ(FormatElapsed(milliseconds(0)), "0:00:00");
+  EXPECT_EQ(FormatElapsed(milliseconds(7'999)), "0:00:07");
+  EXPECT_EQ(FormatElapsed(milliseconds(3'600'000 + 62'000)), "1:01:02");
+  EXPECT_EQ(FormatElapsed(milliseconds(100ULL * 3'600'000)), "100:00:00");
+}
+
+}  // namespace
+}  // namespace corvane::tools
