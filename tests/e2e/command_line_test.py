@@ -1,8 +1,12 @@
 """`corvane capture` as its user runs it: status line, end, exit code, and what it refuses."""
 
+import os
+import pathlib
 import re
+import shutil
 import signal
 import subprocess
+import tempfile
 
 from support import diag, environment, isf, mobile_broadband, simulator, wine
 
@@ -48,6 +52,27 @@ class CommandLineTestCase(environment.WineTestCase):
             *arguments,
         )
 
+    def wait_for_line(self, process, text):
+        """The first line that the user reads with `text` in it."""
+        line = process.stderr.readline()
+        while text not in line:
+            self.assertNotEqual(line, "", f"the program has ended without: {text}")
+            line = process.stderr.readline()
+        return line.rstrip("\n")
+
+    def stop(self, process):
+        """Ends the capture as Ctrl-C does. -> what the user read after that"""
+        process.send_signal(signal.SIGINT)
+        _, errors = process.communicate(timeout=wine.DEADLINE)
+        self.assertEqual(process.returncode, 0, errors)
+        return errors
+
+    def wait_for_disconnection(self):
+        wine.wait_until(
+            lambda: "Port COM7 disconnected".encode("utf-16-le") in self.output.read_bytes(),
+            "the port closed",
+        )
+
     def assert_refused(self, process, reason, code=1):
         _, errors = process.communicate(timeout=wine.DEADLINE)
         self.assertEqual(process.returncode, code, errors)
@@ -85,10 +110,7 @@ class Capture(CommandLineTestCase):
             seen = process.stderr.readline()
             self.assertNotEqual(seen, "", "the program has ended")
         process.send_signal(signal.SIGINT)
-        wine.wait_until(
-            lambda: "Port COM7 disconnected".encode("utf-16-le") in self.output.read_bytes(),
-            "the port closed",
-        )
+        self.wait_for_disconnection()
         modem.stop()
         line.hang_up()
         process.communicate(timeout=wine.DEADLINE)
@@ -115,6 +137,83 @@ class Capture(CommandLineTestCase):
         process.communicate(timeout=wine.DEADLINE)
         self.assertEqual(process.returncode, 0)
         isf.read(self.output)
+
+
+class Troubles(CommandLineTestCase):
+    """What the user is told of while a capture runs, or before it starts."""
+
+    def test_a_configuration_of_too_many_requests_is_warned_of(self):
+        levels = ",".join(f"{ssid}/1" for ssid in range(988))
+        self.config.write_text(f"<MessageLevels>{levels}</MessageLevels>")
+        process = self.capture("--duration", "0s")
+        _, errors = process.communicate(timeout=wine.DEADLINE)
+        self.assertEqual(process.returncode, 0, errors)
+        warning, start = errors.splitlines()[:2]
+        self.assertIn("makes 1,001 requests and the library keeps only the last 1,000", warning)
+        self.assertIn("Capturing", start)
+
+    def test_as_many_requests_as_possible_are_not(self):
+        levels = ",".join(f"{ssid}/1" for ssid in range(987))
+        self.config.write_text(f"<MessageLevels>{levels}</MessageLevels>")
+        process = self.capture("--duration", "0s")
+        _, errors = process.communicate(timeout=wine.DEADLINE)
+        self.assertEqual(process.returncode, 0, errors)
+        self.assertNotIn("warning", errors)
+
+    def test_a_connected_device_that_stays_silent_is_told_of(self):
+        line = self.ports.add("COM7").plug()
+        process = self.capture()
+        self.wait_for_line(process, "nothing received for 5 s")
+        process.send_signal(signal.SIGINT)
+        self.wait_for_disconnection()
+        line.hang_up()
+        _, errors = process.communicate(timeout=wine.DEADLINE)
+        self.assertEqual(process.returncode, 0, errors)
+
+    def test_a_port_that_does_not_exist_is_told_of(self):
+        for name in ("COM10", "COM9"):
+            self.ports.add(name).set_present(True)
+        process = self.capture(device="COM77")
+        told = self.wait_for_line(process, "COM77 is not among")
+        self.assertEqual(told, "COM77 is not among the present ports: COM9, COM10")
+        self.stop(process)
+
+    def test_it_ends_with_a_complete_file_before_the_disk_is_full(self):
+        # A file system in memory, where nobody else writes much. Its room is used up from outside.
+        folder = pathlib.Path(tempfile.mkdtemp(prefix="corvane-", dir="/dev/shm"))
+        self.addCleanup(shutil.rmtree, folder)
+        self.output = folder / "capture.isf"
+        margin = 16_000_000
+        limit = self.room(folder) - margin
+        process = self.capture("--stop-below", str(limit))
+        self.wait_for_line(process, " items ")
+        with open(folder / "filler", "wb") as filler:
+            while (excess := self.room(folder) - limit) >= 0:
+                end = os.fstat(filler.fileno()).st_size
+                os.posix_fallocate(filler.fileno(), end, excess + 1_000_000)
+        _, errors = process.communicate(timeout=wine.DEADLINE)
+        self.assertEqual(process.returncode, 0, errors)
+        self.assertRegex(
+            errors, r"corvane capture: only [\d.]+ .B are left on the disk of .*: the capture ends"
+        )
+        self.assertIn("is complete: 1 items", errors)
+        self.assertEqual(isf.read(self.output).texts, ["Corvane version 1.0"])
+
+    @staticmethod
+    def room(folder):
+        disk = os.statvfs(folder)
+        return disk.f_bavail * disk.f_frsize
+
+    def test_a_disk_without_that_much_room_is_refused_and_nothing_overwritten(self):
+        self.output.write_bytes(b"an earlier capture")
+        self.assert_refused(
+            self.capture("--stop-below", "18446744073G"),
+            "and the capture would end below 18.4 EB: make room, or give a smaller --stop-below",
+        )
+        self.assertEqual(self.output.read_bytes(), b"an earlier capture")
+
+    def test_a_size_that_is_none_is_wrong_usage(self):
+        self.assert_refused(self.capture("--stop-below", "much"), '"much" is no size', code=2)
 
 
 class Refusals(CommandLineTestCase):
@@ -189,7 +288,7 @@ class Refusals(CommandLineTestCase):
 
     def test_a_full_disk_is_no_complete_capture(self):
         # Every write to this device fails for want of room.
-        process = self.capture(output="Z:\\dev\\full")
+        process = self.capture("--stop-below", "0", output="Z:\\dev\\full")
         _, errors = process.communicate(timeout=wine.DEADLINE)
         self.assertEqual(process.returncode, 1, errors)
         self.assertIn("the library refused to start", errors)

@@ -5,7 +5,14 @@
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
+#include <set>
 #include <system_error>
+
+#include "capture/request_queue.h"
+#include "corvane/readable_text.h"
+#include "diag/requests.h"
+#include "filters/mask_lists.h"
 
 namespace corvane::tools {
 namespace {
@@ -30,9 +37,32 @@ namespace {
   return std::filesystem::is_directory(path, ignored);
 }
 
+[[nodiscard]] std::optional<std::string> FindShortage(const sCaptureRequest& request,
+                                                      std::optional<std::uint64_t> freeSpace) {
+  if (!freeSpace) {
+    return std::nullopt;
+  }
+  // What an earlier capture left there is overwritten, and its room becomes free.
+  std::error_code error;
+  const std::uintmax_t old = std::filesystem::file_size(request.output, error);
+  const std::uint64_t room = *freeSpace + (error ? 0 : old);
+  if (room >= request.stopBelow) {
+    return std::nullopt;
+  }
+  return fmt::format(
+      "only {} are free for the capture file {}, and the capture would end below {}: make room, or "
+      "give a smaller --stop-below (0 for no limit)",
+      FormatBytes(room), request.output, FormatBytes(request.stopBelow));
+}
+
 }  // namespace
 
-std::optional<std::string> FindObstacle(const sCaptureRequest& request) {
+bool IsMobileBroadband(const std::string& device) {
+  return device.find("QMBE:") != std::string::npos;
+}
+
+std::optional<std::string> FindObstacle(const sCaptureRequest& request,
+                                        std::optional<std::uint64_t> freeSpace) {
   if (auto obstacle = FindLengthObstacle("device name", request.device, kLongestDevice)) {
     return obstacle;
   }
@@ -59,11 +89,42 @@ std::optional<std::string> FindObstacle(const sCaptureRequest& request) {
   if (IsFolder(request.output)) {
     return fmt::format("the capture file {} is a folder", request.output);
   }
+  if (auto shortage = FindShortage(request, freeSpace)) {
+    return shortage;
+  }
   if (!std::ofstream(request.output, std::ios::binary | std::ios::app).is_open()) {
     return fmt::format("the capture file {} cannot be written: {}", request.output,
                        LastErrorText());
   }
   return std::nullopt;
+}
+
+std::size_t CountRequests(std::string_view configuration) {
+  // A code's equipment ID stands in its bits 12 to 15.
+  std::set<std::uint32_t> equipmentIds;
+  for (const std::uint32_t code : ParseLogCodes(configuration)) {
+    equipmentIds.insert(code >> 12 & 0xF);
+  }
+  // There is none for an event ID that is too large.
+  const bool hasEventMask = BuildEventMaskRequest(ParseEventIDs(configuration)) != nullptr;
+  return StartUpRequests().size() + (hasEventMask ? 1 : 0) +
+         ParseMessageLevels(configuration).size() + equipmentIds.size();
+}
+
+std::optional<std::string> FindDoubt(const sCaptureRequest& request) {
+  std::ifstream file(request.configuration);
+  const std::string text(std::istreambuf_iterator<char>(file), {});
+  const std::size_t count = CountRequests(text);
+  if (count <= sRequestQueue::kCapacity) {
+    return std::nullopt;
+  }
+  const std::size_t excess = count - sRequestQueue::kCapacity;
+  return fmt::format(
+      "{} makes {} requests and the library keeps only the last {}: the first one is lost, so that "
+      "a modem which sends nothing by itself is never asked anything; take {} subsystem{} out of "
+      "MessageLevels",
+      request.configuration, FormatCount(count), FormatCount(sRequestQueue::kCapacity), excess,
+      excess == 1 ? "" : "s");
 }
 
 }  // namespace corvane::tools

@@ -1,17 +1,14 @@
 #include <fmt/format.h>
 #include <io.h>
 
-#include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <iostream>
 #include <memory>
-#include <optional>
 #include <string>
 
 #include "common/quantities.h"
 #include "corvane/capture_checks.h"
-#include "corvane/capture_status.h"
+#include "corvane/capture_watch.h"
 #include "corvane/command_line.h"
 #include "corvane/host_windows.h"
 #include "corvane/readable_text.h"
@@ -22,14 +19,6 @@
 namespace corvane::tools {
 namespace {
 
-using std::chrono::milliseconds;
-
-constexpr milliseconds kStatusInterval(1000);
-
-[[nodiscard]] bool IsMobileBroadband(const std::string& device) {
-  return device.find("QMBE:") != std::string::npos;
-}
-
 // Whether another program has the file open for writing, or does not let it be read. The library
 // lets others write its file, so a second capture would truncate and spoil the first one's.
 [[nodiscard]] bool IsInUse(const std::string& path) {
@@ -38,12 +27,13 @@ constexpr milliseconds kStatusInterval(1000);
   return !opened && GetLastError() == ERROR_SHARING_VIOLATION;
 }
 
-[[nodiscard]] std::optional<std::string> FindObstacleToCapture(const sCaptureRequest& request) {
+[[nodiscard]] std::optional<std::string> FindObstacleToCapture(
+    const sCaptureRequest& request, std::optional<std::uint64_t> freeSpace) {
   if (IsInUse(request.output)) {
     return fmt::format("the capture file {} is in use by another program, perhaps a capture",
                        request.output);
   }
-  return FindObstacle(request);
+  return FindObstacle(request, freeSpace);
 }
 
 void AnnounceCapture(const sCaptureRequest& request, std::ostream& status) {
@@ -68,35 +58,6 @@ void AnnounceCapture(const sCaptureRequest& request, std::ostream& status) {
       request.output);
 }
 
-// The line that tells how far the capture has come, read from the growing file as any other program
-// could read it.
-class cStatusLine {
- public:
-  cStatusLine(const std::string& path, std::ostream& stream)
-      : output(stream), file(cCaptureFile::Open(path, error)) {}
-
-  // `last` ends the line for good. In a terminal each line takes the place of the one before; the
-  // library's own messages then stand behind the line that was current when they came.
-  void Update(milliseconds elapsed, bool last) {
-    sProgress now{elapsed, 0, 0};
-    if (file != nullptr) {
-      file->Refresh();
-      now.items = file->ItemCount();
-      now.bytes = file->Size();
-    }
-    output << (isTerminal ? "\r" : "") << FormatStatus(now, previous)
-           << (isTerminal && !last ? "  " : "\n") << std::flush;
-    previous = now;
-  }
-
- private:
-  std::ostream& output;
-  sCaptureError error;
-  std::unique_ptr<cCaptureFile> file;
-  sProgress previous;
-  const bool isTerminal = _isatty(_fileno(stderr)) != 0;
-};
-
 // A started capture, which is stopped however this is left.
 class cRunningCapture {
  public:
@@ -108,23 +69,6 @@ class cRunningCapture {
  private:
   const cCaptureLibrary& library;
 };
-
-void WaitForEnd(const cStopRequest& stop, std::optional<milliseconds> duration,
-                cStatusLine& statusLine) {
-  using Clock = std::chrono::steady_clock;
-  const auto started = Clock::now();
-  for (bool ended = false; !ended;) {
-    milliseconds wait = kStatusInterval;
-    if (duration) {
-      const auto elapsed = std::chrono::duration_cast<milliseconds>(Clock::now() - started);
-      wait = std::clamp(*duration - elapsed, milliseconds(0), kStatusInterval);
-    }
-    ended = stop.WaitFor(wait);
-    const auto elapsed = std::chrono::duration_cast<milliseconds>(Clock::now() - started);
-    ended = ended || (duration && elapsed >= *duration);
-    statusLine.Update(elapsed, ended);
-  }
-}
 
 [[nodiscard]] int ReportResult(const std::string& path, std::ostream& status) {
   sCaptureError error;
@@ -146,20 +90,33 @@ void WaitForEnd(const cStopRequest& stop, std::optional<milliseconds> duration,
   return kExitGood;
 }
 
-// Captures with corvane.dll until `duration` is over (without one: until a stop is requested, which
-// also ends it earlier), and writes a status line every second to `status`. Returns the exit code,
-// which is kExitGood only when the capture file was read back as complete. Throws
-// std::runtime_error when the library cannot be loaded.
-[[nodiscard]] int RunCapture(const sCaptureRequest& request, std::optional<milliseconds> duration,
-                             std::ostream& status) {
-  if (const auto obstacle = FindObstacleToCapture(request)) {
+void TellDoubts(const sCaptureRequest& request, std::optional<std::uint64_t> freeSpace,
+                std::ostream& status) {
+  if (const auto doubt = FindDoubt(request)) {
+    status << "corvane capture: warning: " << *doubt << '\n';
+  }
+  if (!freeSpace && request.stopBelow != 0) {
+    status << fmt::format(
+        "corvane capture: warning: the system does not tell the room on the disk of {}: "
+        "--stop-below has no effect\n",
+        request.output);
+  }
+}
+
+// Captures with corvane.dll until the request or the user ends it. Returns the exit code, which is
+// kExitGood only when the capture file was read back as complete. Throws std::runtime_error when
+// the library cannot be loaded.
+[[nodiscard]] int RunCapture(const sCaptureRequest& request, std::ostream& status) {
+  cWindowsHost host;
+  const std::optional<std::uint64_t> freeSpace = host.FreeSpace(request.output);
+  if (const auto obstacle = FindObstacleToCapture(request, freeSpace)) {
     status << "corvane capture: " << *obstacle << '\n';
     return kExitFailed;
   }
   // The library prints through the same C runtime: unbuffered, its messages are seen as they come.
   std::setvbuf(stdout, nullptr, _IONBF, 0);
   const cCaptureLibrary library;
-  const cStopRequest stop;
+  TellDoubts(request, freeSpace, status);
   AnnounceCapture(request, status);
   if (!library.Start(request.device.c_str(), request.configuration.c_str(),
                      request.output.c_str())) {
@@ -168,50 +125,61 @@ void WaitForEnd(const cStopRequest& stop, std::optional<milliseconds> duration,
   }
   {
     const cRunningCapture running(library);
-    cStatusLine statusLine(request.output, status);
-    WaitForEnd(stop, duration, statusLine);
+    host.CaptureStarts();
+    WatchCapture(request, host, status, _isatty(_fileno(stderr)) != 0);
   }
   return ReportResult(request.output, status);
+}
+
+[[noreturn]] void Refuse(const char* option, const std::string& text, const char* wanted) {
+  throw CLI::ValidationError(option, fmt::format("\"{}\" is no {}", text, wanted));
+}
+
+void AddLimits(CLI::App& command, sCaptureRequest& request) {
+  command.add_option_function<std::string>(
+      "--duration",
+      [&request](const std::string& text) {
+        request.duration = ParseDuration(text);
+        if (!request.duration) {
+          Refuse("--duration", text, "duration: write 500ms, 10s, 5m or 2h");
+        }
+      },
+      "End the capture by itself after 500ms, 10s, 5m or 2h; without it, Ctrl-C does");
+  command
+      .add_option_function<std::string>(
+          "--stop-below",
+          [&request](const std::string& text) {
+            const auto size = ParseByteCount(text);
+            if (!size) {
+              Refuse("--stop-below", text, "size: write 500k, 200M or 1G, or 0 for no limit");
+            }
+            request.stopBelow = *size;
+          },
+          "End the capture, with a complete file, when less room than this is left on its disk: "
+          "500k, 200M or 1G; 0 goes on until the disk is full, which spoils the file [200M]")
+      ->type_name("SIZE");
 }
 
 }  // namespace
 
 void AddCaptureCommand(CLI::App& app, int& exitCode) {
-  struct sOptions {
-    sCaptureRequest request;
-    std::optional<milliseconds> duration;
-  };
-  const auto options = std::make_shared<sOptions>();
+  const auto request = std::make_shared<sCaptureRequest>();
   CLI::App* const command =
       app.add_subcommand("capture", "Records a modem's DIAG traffic into a capture file");
   command
-      ->add_option("--device", options->request.device,
+      ->add_option("--device", request->device,
                    "COM port, which need not be present yet (COM7), or QMBE: and the ID of a "
                    "mobile-broadband interface")
       ->required();
-  command
-      ->add_option("--config", options->request.configuration,
-                   "File with what the modem is to report")
+  command->add_option("--config", request->configuration, "File with what the modem is to report")
       ->required();
-  command
-      ->add_option("--output", options->request.output,
-                   "Capture file; one that exists is overwritten")
+  command->add_option("--output", request->output, "Capture file; one that exists is overwritten")
       ->required();
-  command->add_option_function<std::string>(
-      "--duration",
-      [options](const std::string& text) {
-        options->duration = ParseDuration(text);
-        if (!options->duration) {
-          throw CLI::ValidationError(
-              "--duration", fmt::format("\"{}\" is no duration: write 500ms, 10s, 5m or 2h", text));
-        }
-      },
-      "End the capture by itself after 500ms, 10s, 5m or 2h; without it, Ctrl-C does");
+  AddLimits(*command, *request);
   command->footer(
-      "Exit codes: 0 a complete capture file was written; 1 it was not; 2 wrong usage.");
-  command->callback([options, &exitCode] {
-    exitCode = RunCapture(options->request, options->duration, std::cerr);
-  });
+      "Exit codes: 0 a complete capture file was written, also where --stop-below ended it; 1 it "
+      "was\nnot; 2 wrong usage.");
+  command->callback([request, &exitCode] { exitCode = RunCapture(*request, std::cerr); });
 }
 
 }  // namespace corvane::tools

@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "corvane/command_line.h"
+#include "corvane/host_windows.h"
 #include "io/mbn/mbn_interfaces.h"
-#include "io/serial/com_ports.h"
 
 namespace corvane::tools {
 namespace {
@@ -17,13 +17,9 @@ namespace {
 // takes, and what is known of it.
 void ShowDevices(std::ostream& out) {
   std::vector<std::pair<std::string, std::string>> lines;
-  for (const sComPort& port : ListComPorts()) {
+  for (const sComPort& port : SortedComPorts()) {
     lines.emplace_back(port.name, port.description.empty() ? "COM port" : port.description);
   }
-  // The system's order changes from call to call. COM10 comes behind COM9.
-  std::sort(lines.begin(), lines.end(), [](const auto& left, const auto& right) {
-    return std::pair(left.first.size(), left.first) < std::pair(right.first.size(), right.first);
-  });
   for (const std::string& id : ListMobileBroadbandInterfaces()) {
     lines.emplace_back("QMBE:" + id, "mobile-broadband interface");
   }

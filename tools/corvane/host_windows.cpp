@@ -2,11 +2,13 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <array>
 #include <condition_variable>
 #include <mutex>
 #include <stdexcept>
-#include <string>
+#include <tuple>
+#include <utility>
 
 namespace corvane::tools {
 namespace {
@@ -32,7 +34,7 @@ void FindExport(HMODULE library, const char* name, Function& function) {
   }
 }
 
-// What the system's handler thread and the capture tell each other. It outlives every cStopRequest,
+// What the system's handler thread and the capture tell each other. It outlives every cWindowsHost,
 // because a handler that is already running cannot be called off.
 struct sStopState {
   std::mutex mutex;
@@ -71,7 +73,7 @@ cCaptureLibrary::cCaptureLibrary() : library(LoadLibraryW(LibraryPath().c_str())
   FindExport(library.get(), "CorvaneStop", stop);
 }
 
-cStopRequest::cStopRequest() {
+cWindowsHost::cWindowsHost() {
   sStopState& state = State();
   {
     const std::lock_guard guard(state.mutex);
@@ -82,7 +84,7 @@ cStopRequest::cStopRequest() {
   }
 }
 
-cStopRequest::~cStopRequest() {
+cWindowsHost::~cWindowsHost() {
   SetConsoleCtrlHandler(OnConsoleControl, FALSE);
   sStopState& state = State();
   const std::lock_guard guard(state.mutex);
@@ -90,10 +92,49 @@ cStopRequest::~cStopRequest() {
   state.changed.notify_all();
 }
 
-bool cStopRequest::WaitFor(std::chrono::milliseconds time) const {
+bool cWindowsHost::WaitForStop(std::chrono::milliseconds time) {
   sStopState& state = State();
   std::unique_lock guard(state.mutex);
   return state.changed.wait_for(guard, time, [&] { return state.requested; });
+}
+
+std::chrono::milliseconds cWindowsHost::Elapsed() {
+  return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() -
+                                                               started);
+}
+
+std::optional<std::uint64_t> cWindowsHost::FreeSpace(const std::string& path) {
+  std::array<char, 32768> full{};
+  char* name = nullptr;  // where the file's name begins in `full`
+  const DWORD length =
+      GetFullPathNameA(path.c_str(), static_cast<DWORD>(full.size()), full.data(), &name);
+  if (length == 0 || length >= full.size() || name == nullptr) {
+    return std::nullopt;
+  }
+  *name = '\0';
+  ULARGE_INTEGER available{};  // to this user, which is less than there is where quotas are set
+  if (!GetDiskFreeSpaceExA(full.data(), &available, nullptr, nullptr)) {
+    return std::nullopt;
+  }
+  return available.QuadPart;
+}
+
+std::vector<std::string> cWindowsHost::PresentComPorts() {
+  std::vector<std::string> names;
+  for (sComPort& port : SortedComPorts()) {
+    names.push_back(std::move(port.name));
+  }
+  return names;
+}
+
+std::vector<sComPort> SortedComPorts() {
+  // The system's order changes from call to call.
+  std::vector<sComPort> ports = ListComPorts();
+  std::sort(ports.begin(), ports.end(), [](const sComPort& left, const sComPort& right) {
+    return std::tuple(left.name.size(), left.name, left.description) <
+           std::tuple(right.name.size(), right.name, right.description);
+  });
+  return ports;
 }
 
 }  // namespace corvane::tools

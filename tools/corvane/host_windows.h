@@ -4,9 +4,15 @@
 
 #include <chrono>
 #include <memory>
+#include <optional>
+#include <string>
 #include <type_traits>
+#include <vector>
 
-// What a capture needs of Windows beside the devices: corvane.dll and Ctrl-C.
+#include "corvane/capture_watch.h"
+#include "io/serial/com_ports.h"
+
+// What the commands need of Windows: corvane.dll, Ctrl-C, the disk and the COM ports.
 namespace corvane::tools {
 
 // corvane.dll, loaded from the folder of the running program.
@@ -32,19 +38,31 @@ class cCaptureLibrary {
   void (*stop)() = nullptr;
 };
 
-// Ctrl-C, Ctrl-Break, and the closing of the console, as something to wait for: while one of these
-// objects exists they do not end the process at once. At most one may exist.
-class cStopRequest {
+// The machine that a capture runs on. Ctrl-C, Ctrl-Break and the closing of the console are
+// requests to stop: while this object exists they do not end the process at once. At most one may
+// exist.
+class cWindowsHost final : public cCaptureHost {
  public:
   // Throws std::runtime_error when the system refuses.
-  cStopRequest();
+  cWindowsHost();
   // From here on a console that is being closed ends the process.
-  ~cStopRequest();
-  cStopRequest(const cStopRequest&) = delete;
-  cStopRequest& operator=(const cStopRequest&) = delete;
+  ~cWindowsHost() override;
+  cWindowsHost(const cWindowsHost&) = delete;
+  cWindowsHost& operator=(const cWindowsHost&) = delete;
 
-  // Waits until a stop is requested, or for `time`. Returns whether it was requested.
-  [[nodiscard]] bool WaitFor(std::chrono::milliseconds time) const;
+  // Elapsed counts from here.
+  void CaptureStarts() { started = std::chrono::steady_clock::now(); }
+
+  [[nodiscard]] std::chrono::milliseconds Elapsed() override;
+  [[nodiscard]] bool WaitForStop(std::chrono::milliseconds time) override;
+  [[nodiscard]] std::optional<std::uint64_t> FreeSpace(const std::string& path) override;
+  [[nodiscard]] std::vector<std::string> PresentComPorts() override;
+
+ private:
+  std::chrono::steady_clock::time_point started = std::chrono::steady_clock::now();
 };
+
+// The COM ports that are present, COM10 behind COM9.
+[[nodiscard]] std::vector<sComPort> SortedComPorts();
 
 }  // namespace corvane::tools
