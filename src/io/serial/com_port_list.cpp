@@ -1,7 +1,6 @@
 // In a file of its own: the library that is loaded into a host never lists ports, and so does not
 // import what describes them.
 
-#include "io/serial/com_port_scan.h"
 #include "io/serial/com_ports.h"
 #include "io/serial/serial_calls.h"
 
