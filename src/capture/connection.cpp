@@ -7,9 +7,7 @@
 #include <tuple>
 #include <utility>
 
-#include "capture/data_delivery.h"
 #include "capture/isf/layout.h"
-#include "capture/reader_thread.h"
 #include "capture/session.h"
 #include "capture/text_item.h"
 #include "capture/transport.h"
@@ -105,7 +103,7 @@ void QueueLogMasks(cCaptureSession& session) {
   } catch (const std::bad_alloc&) {
     return false;
   }
-  session.readers.back() = StartReaderThread(session);
+  session.readers.back() = session.traffic.StartReader(session);
   session.readerThread = session.readers.back().get();
   if (session.readerThread == nullptr) {
     session.readers.pop_back();
@@ -121,7 +119,7 @@ void StartTraffic(cCaptureSession& session) {
       }
       break;
     case kMobileBroadband:
-      StartDataDelivery(session);
+      session.traffic.StartDataDelivery(session);
       break;
     default:
       break;

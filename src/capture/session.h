@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "capture/isf/store.h"
-#include "capture/reader_thread.h"
 #include "capture/request_queue.h"
+#include "capture/traffic.h"
 #include "diag/shared_buffer.h"
 #include "filters/mask_lists.h"
 
@@ -39,6 +39,8 @@ struct sSendTurn {
 // then the store, which closes a file that is still attached.
 class cCaptureSession : public cISFStore {
  public:
+  explicit cCaptureSession(cTraffic& trafficOfTransports) : traffic(trafficOfTransports) {}
+
   HeapString deviceName;
   cIO* transport = nullptr;  // owned; SetDevice makes and disposes of it
   // The reader of the latest serial connection, one of `readers`; null when it could not be made.
@@ -46,6 +48,8 @@ class cCaptureSession : public cISFStore {
   // Every reader that was started and may still run. Each connection adds one, on the transport's
   // thread; the session thread waits for them all when the transport has closed.
   std::vector<std::unique_ptr<cReaderThread>> readers;
+
+  cTraffic& traffic;
 
   sRequestQueue requestQueue;
   // For the mobile-broadband transport: number of the next request to send, and how many were sent

@@ -9,6 +9,7 @@
 #include "capture/session.h"
 #include "control/configuration.h"
 #include "io/device_selection.h"
+#include "io/traffic_windows.h"
 #include "platform/windows_calls.h"
 
 namespace corvane {
@@ -42,7 +43,8 @@ void DestroySession(cCaptureSession& session) {
 
 unsigned __stdcall SessionThread(void*) {
   try {
-    cCaptureSession session;
+    cDeviceTraffic traffic;
+    cCaptureSession session(traffic);
     const bool captured = RunCapture(session);
     DestroySession(session);
     return captured ? 1 : 0;

@@ -31,7 +31,7 @@ TEST_F(ConnectionTest, AConnectBeforeStartCaptureOnCom3PrintsAndWritesNothing) {
   EXPECT_EQ(printed.Take(), "Port COM3 connected\n");
   EXPECT_EQ(ReadFileBytes(capturePath).size(), 4U);
   EXPECT_TRUE(Queued().empty());
-  EXPECT_TRUE(gTrafficStarts.readerThreads.empty());
+  EXPECT_TRUE(traffic.readerThreads.empty());
 }
 
 TEST_F(ConnectionTest, AConnectIsPrintedRecordedAndSetUp) {
@@ -41,7 +41,7 @@ TEST_F(ConnectionTest, AConnectIsPrintedRecordedAndSetUp) {
   EXPECT_EQ(printed.Take(), "Port COM3 connected\n");
   EXPECT_EQ(Items(), (std::vector<sFileItem>{InformationItem(), TextItem("Port COM3 connected")}));
   EXPECT_EQ(Queued(), kStartUpPackets);
-  EXPECT_EQ(gTrafficStarts.readerThreads, std::vector<cCaptureSession*>{&session});
+  EXPECT_EQ(traffic.readerThreads, std::vector<cCaptureSession*>{&session});
 }
 
 TEST_F(ConnectionTest, AConnectThatCannotBeRecordedIsSetUpAllTheSame) {
@@ -51,7 +51,7 @@ TEST_F(ConnectionTest, AConnectThatCannotBeRecordedIsSetUpAllTheSame) {
   OnConnected(&session);
   EXPECT_EQ(printed.Take(), "Port COM3 connected\nbad string write response\n");
   EXPECT_EQ(Queued(), kStartUpPackets);
-  EXPECT_EQ(gTrafficStarts.readerThreads.size(), 1U);
+  EXPECT_EQ(traffic.readerThreads.size(), 1U);
 }
 
 TEST_F(ConnectionTest, AConnectWithoutMemoryForItsTextIsSetUpAllTheSame) {
@@ -119,7 +119,7 @@ TEST_F(ConnectionTest, ADisconnectDropsTheRequestsAndNothingElse) {
   EXPECT_EQ(session.messageLevels, (MessageLevelMap{{18, {2}}}));
   EXPECT_TRUE(session.capturing);
   EXPECT_EQ(session.readerThread, reader);
-  EXPECT_TRUE(gTrafficStarts.readers.front()->isKnown);
+  EXPECT_TRUE(traffic.readers.front()->isKnown);
   EXPECT_EQ(session.transport, &serial);
   EXPECT_FALSE(IsClosedCapture(capturePath));
 }
@@ -189,7 +189,7 @@ TEST_F(ConnectionTest, AnotherConnectionSendsTheSameRequestsAgainFromSequenceNum
   OnConnected(&session);
   EXPECT_EQ(session.requestQueue.pushedCount, 16U);
   EXPECT_EQ(session.requestQueue.Find(0).copy->data[0], 0x1D);
-  EXPECT_EQ(gTrafficStarts.readerThreads.size(), 2U);
+  EXPECT_EQ(traffic.readerThreads.size(), 2U);
   serial.writes.clear();
   AnswerEveryRequest(session);
   EXPECT_EQ(serial.writes, firstConnection);

@@ -28,10 +28,10 @@ class ReadersTest : public cSessionTest {
     Connect();
   }
 
-  static sFakeReader& Reader(std::size_t number) { return *gTrafficStarts.readers.at(number); }
+  sFakeReader& Reader(std::size_t number) { return *traffic.readers.at(number); }
 
-  static std::ptrdiff_t KnownReaders() {
-    return std::count_if(gTrafficStarts.readers.begin(), gTrafficStarts.readers.end(),
+  std::ptrdiff_t KnownReaders() const {
+    return std::count_if(traffic.readers.begin(), traffic.readers.end(),
                          [](const auto& reader) { return reader->isKnown; });
   }
 };
@@ -51,7 +51,7 @@ TEST_F(ReadersTest, TheLatestReaderIsTheSessions) {
 
 TEST_F(ReadersTest, AReaderThatCannotStartLeavesNoLatestOneAndTheEarlierKnown) {
   Connect();
-  gTrafficStarts.readerThreadCanStart = false;
+  traffic.readerThreadCanStart = false;
   Reconnect();
   EXPECT_EQ(session.readerThread, nullptr);
   EXPECT_EQ(session.readers.size(), 1U);
@@ -65,7 +65,7 @@ TEST_F(ReadersTest, TenReconnectionsKeepOneHandleOfReadersThatEnd) {
     Reconnect();
     EXPECT_EQ(KnownReaders(), 1);
   }
-  EXPECT_EQ(gTrafficStarts.readers.size(), 11U);
+  EXPECT_EQ(traffic.readers.size(), 11U);
 }
 
 TEST_F(ReadersTest, ReadersMayEndInAnyOrder) {
@@ -109,12 +109,12 @@ TEST_F(ReadersTest, WithoutMemoryToKnowAReaderNoneIsStarted) {
   session.readers.shrink_to_fit();
   bool recordFailed = false;
   for (std::uint32_t nth = 1;; ++nth) {
-    const std::size_t before = gTrafficStarts.readerThreads.size();
+    const std::size_t before = traffic.readerThreads.size();
     cPrinted printed;
     cAllocationFailure failure(eHeap::New, nth);
     SetupSession(session);
     const bool failed = failure.Disarm();
-    const bool wasAsked = gTrafficStarts.readerThreads.size() > before;
+    const bool wasAsked = traffic.readerThreads.size() > before;
     const bool saidSo = printed.Take() == "Failed to create io thread\n";
     if (!failed) {
       EXPECT_TRUE(wasAsked);

@@ -11,15 +11,11 @@
 #include <utility>
 
 #include "capture/connection.h"
-#include "capture/data_delivery.h"
-#include "capture/reader_thread.h"
 #include "capture/receive_path.h"
 #include "diag/hdlc.h"
 #include "support/capture_decoder.h"
 
 namespace corvane {
-
-sTrafficStarts gTrafficStarts;
 
 namespace {
 
@@ -39,22 +35,22 @@ class cFakeReaderThread final : public cReaderThread {
 
 }  // namespace
 
-std::unique_ptr<cReaderThread> StartReaderThread(cCaptureSession& session) {
-  gTrafficStarts.readerThreads.push_back(&session);
-  if (!gTrafficStarts.readerThreadCanStart) {
+std::unique_ptr<cReaderThread> cFakeTraffic::StartReader(cCaptureSession& session) {
+  readerThreads.push_back(&session);
+  if (!readerThreadCanStart) {
     return nullptr;
   }
   try {
     auto reader = std::make_shared<sFakeReader>();
-    gTrafficStarts.readers.push_back(reader);
+    readers.push_back(reader);
     return std::make_unique<cFakeReaderThread>(std::move(reader));
   } catch (const std::bad_alloc&) {
     return nullptr;
   }
 }
 
-void StartDataDelivery(cCaptureSession& session) {
-  gTrafficStarts.dataDeliveries.push_back(&session);
+void cFakeTraffic::StartDataDelivery(cCaptureSession& session) {
+  dataDeliveries.push_back(&session);
   OnDeviceData(&session, nullptr);
 }
 
@@ -172,7 +168,6 @@ std::string cPrinted::Take() {
 }
 
 cSessionTest::cSessionTest() {
-  gTrafficStarts = {};
   NameDevice("COM3");
   session.transport = &serial;
 }

@@ -18,8 +18,8 @@
 #include "support/temp_directory.h"
 
 // What the tests of the capture session share: a session with a capture file in a folder of its
-// own, a transport that remembers what was written to it, and definitions of StartReaderThread and
-// StartDataDelivery, which are otherwise of Windows.
+// own, a transport that remembers what was written to it, and a traffic that remembers what was
+// started.
 namespace corvane {
 
 using ByteVector = std::vector<std::uint8_t>;
@@ -76,14 +76,17 @@ struct sFakeReader {
   bool isKnown = true;  // false once the session has forgotten it, which closes its handle
 };
 
-// What StartReaderThread and StartDataDelivery were called with since the last Reset.
-struct sTrafficStarts {
+// Remembers what was started.
+class cFakeTraffic final : public cTraffic {
+ public:
+  [[nodiscard]] std::unique_ptr<cReaderThread> StartReader(cCaptureSession& session) override;
+  void StartDataDelivery(cCaptureSession& session) override;
+
   std::vector<cCaptureSession*> readerThreads;
   std::vector<std::shared_ptr<sFakeReader>> readers;  // in the order of their starts
   std::vector<cCaptureSession*> dataDeliveries;
   bool readerThreadCanStart = true;
 };
-extern sTrafficStarts gTrafficStarts;
 
 // Collects the standard output of this process from its construction to Take.
 class cPrinted {
@@ -124,7 +127,8 @@ class cSessionTest : public testing::Test {
   std::string capturePath = folder.Path("capture.isf");
   cFakeTransport serial{kSerialPort};
   cFakeTransport broadband{kMobileBroadband};
-  cCaptureSession session;
+  cFakeTraffic traffic;
+  cCaptureSession session{traffic};
 };
 
 // The 13 requests that open every connection.

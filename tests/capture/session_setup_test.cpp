@@ -120,7 +120,7 @@ TEST_F(SetupSessionTest, AnEventMaskThatCannotBeBuiltIsLeftOut) {
   const std::vector<ByteVector> requests = BehindTheFixedOnes(Queued());
   ASSERT_EQ(requests.size(), 1U);
   EXPECT_EQ(requests[0][0], 0x73);
-  EXPECT_EQ(gTrafficStarts.readerThreads.size(), 1U);
+  EXPECT_EQ(traffic.readerThreads.size(), 1U);
 }
 
 TEST_F(SetupSessionTest, TheLargestEventMaskIsQueued) {
@@ -205,14 +205,14 @@ TEST_F(SetupSessionTest, TheRequestsOfAnEarlierConnectionAreCleared) {
 TEST_F(SetupSessionTest, ASerialPortGetsAReaderThread) {
   cPrinted printed;
   SetupSession(session);
-  EXPECT_EQ(gTrafficStarts.readerThreads, std::vector<cCaptureSession*>{&session});
-  EXPECT_TRUE(gTrafficStarts.dataDeliveries.empty());
+  EXPECT_EQ(traffic.readerThreads, std::vector<cCaptureSession*>{&session});
+  EXPECT_TRUE(traffic.dataDeliveries.empty());
   EXPECT_TRUE(serial.writes.empty());
   EXPECT_EQ(printed.Take(), "");
 }
 
 TEST_F(SetupSessionTest, WithoutAReaderThreadTheQueueStaysFilledAndNothingIsSent) {
-  gTrafficStarts.readerThreadCanStart = false;
+  traffic.readerThreadCanStart = false;
   cPrinted printed;
   SetupSession(session);
   EXPECT_EQ(printed.Take(), "Failed to create io thread\n");
@@ -225,8 +225,8 @@ TEST_F(SetupSessionTest, AMobileBroadbandDeviceGetsTheFirstRequestAtOnce) {
   session.transport = &broadband;
   session.capturing = true;
   SetupSession(session);
-  EXPECT_EQ(gTrafficStarts.dataDeliveries, std::vector<cCaptureSession*>{&session});
-  EXPECT_TRUE(gTrafficStarts.readerThreads.empty());
+  EXPECT_EQ(traffic.dataDeliveries, std::vector<cCaptureSession*>{&session});
+  EXPECT_TRUE(traffic.readerThreads.empty());
   EXPECT_EQ(broadband.writes, (std::vector<ByteVector>{{0x1D, 0x1C, 0x3B, 0x7E}}));
   EXPECT_EQ(session.nextRequest, 1U);
   EXPECT_EQ(session.outstanding, 1U);
@@ -238,8 +238,8 @@ TEST_F(SetupSessionTest, ATransportOfAnotherKindIsQueuedForButNotStarted) {
   session.capturing = true;
   SetupSession(session);
   EXPECT_EQ(Queued(), kStartUpPackets);
-  EXPECT_TRUE(gTrafficStarts.readerThreads.empty());
-  EXPECT_TRUE(gTrafficStarts.dataDeliveries.empty());
+  EXPECT_TRUE(traffic.readerThreads.empty());
+  EXPECT_TRUE(traffic.dataDeliveries.empty());
   EXPECT_TRUE(other.writes.empty());
 }
 

@@ -16,7 +16,7 @@ namespace {
 using StartCaptureTest = cSessionTest;
 
 TEST_F(StartCaptureTest, ANewSessionHasItsInitialValues) {
-  cCaptureSession fresh;
+  cCaptureSession fresh(traffic);
   EXPECT_EQ(fresh.deviceName, nullptr);
   EXPECT_EQ(fresh.transport, nullptr);
   EXPECT_EQ(fresh.readerThread, nullptr);
@@ -134,7 +134,7 @@ TEST_F(StartCaptureTest, AnotherStartWhileCapturingDoesNotConnectAgain) {
   EXPECT_TRUE(StartCapture(session, OpenFile(), {}, {}, {}));
   EXPECT_EQ(printed.Take(), "");
   EXPECT_EQ(Items(), (std::vector<sFileItem>{InformationItem()}));
-  EXPECT_EQ(gTrafficStarts.readerThreads.size(), 1U);
+  EXPECT_EQ(traffic.readerThreads.size(), 1U);
 }
 
 TEST_F(StartCaptureTest,
@@ -144,7 +144,7 @@ TEST_F(StartCaptureTest,
   ASSERT_TRUE(StartCapture(session, OpenFile(), {}, {}, {}));
   EXPECT_EQ(printed.Take(), "Port COM3 connected\n");
   EXPECT_EQ(Queued(), kStartUpPackets);
-  EXPECT_EQ(gTrafficStarts.readerThreads, std::vector<cCaptureSession*>{&session});
+  EXPECT_EQ(traffic.readerThreads, std::vector<cCaptureSession*>{&session});
 
   cReaderLoop(session).Pump();
   EXPECT_EQ(Items(),
@@ -155,7 +155,7 @@ TEST_F(StartCaptureTest,
 TEST_F(StartCaptureTest, WithThePortClosedNothingIsConnected) {
   Start();
   EXPECT_TRUE(Queued().empty());
-  EXPECT_TRUE(gTrafficStarts.readerThreads.empty());
+  EXPECT_TRUE(traffic.readerThreads.empty());
 }
 
 TEST_F(StartCaptureTest, WithoutATransportNothingIsConnected) {

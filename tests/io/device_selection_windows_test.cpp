@@ -13,6 +13,7 @@
 #include "io/replaced_import.h"
 #include "io/serial/com_io.h"
 #include "io/serial/reader_thread.h"
+#include "io/traffic_windows.h"
 #include "support/failing_allocation.h"
 
 // clang-format off
@@ -74,7 +75,8 @@ class DeviceSelection : public ::testing::Test {
   }
 
   cFakeSystem system;
-  cCaptureSession session;
+  cDeviceTraffic traffic;
+  cCaptureSession session{traffic};
 };
 
 TEST_F(DeviceSelection, Com7SelectsTheSerialTransportWithThatPortName) {

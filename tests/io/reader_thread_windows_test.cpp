@@ -1,4 +1,4 @@
-#include "capture/reader_thread.h"
+#include "io/serial/reader_thread.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -14,7 +14,7 @@
 #include "io/device_selection.h"
 #include "io/fake_system_windows.h"
 #include "io/serial/com_io.h"
-#include "io/serial/reader_thread.h"
+#include "io/traffic_windows.h"
 #include "support/failing_allocation.h"
 
 namespace corvane {
@@ -66,7 +66,8 @@ class ReaderThreadTest : public ::testing::Test {
   }
 
   cFakeSystem system;
-  cCaptureSession session;
+  cDeviceTraffic traffic;
+  cCaptureSession session{traffic};
 };
 
 TEST_F(ReaderThreadTest, TheSessionAndTheTransportKnowIt) {
@@ -279,7 +280,8 @@ class cCountingTransport final : public cIO {
 
 TEST(ReaderThreadWithoutASerialPort, SendsTheFirstRequestReadsNothingAndEnds) {
   cFakeSystem system;
-  cCaptureSession session;
+  cDeviceTraffic traffic;
+  cCaptureSession session{traffic};
   cCountingTransport transport;
   session.transport = &transport;
   for (const char* const request : {"\x1D", "\x00"}) {

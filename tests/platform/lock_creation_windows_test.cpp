@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "capture/session.h"
+#include "capture/session_fixture.h"
 #include "capture/transport.h"
 #include "diag/shared_buffer.h"
 #include "platform/windows_calls.h"
@@ -78,12 +79,14 @@ class LockCreation : public testing::Test {
 };
 
 TEST_F(LockCreation, TheStoresLockIsAnExtendedOneThatSpins5000Times) {
-  cCaptureSession session;
+  cFakeTraffic traffic;
+  cCaptureSession session(traffic);
   EXPECT_EQ(CreationOf(session.storeLock), (sCreation{eCall::Extended, 5000, 0}));
 }
 
 TEST_F(LockCreation, TheRequestQueuesLockIsMadeWithASpinCountOf5000) {
-  cCaptureSession session;
+  cFakeTraffic traffic;
+  cCaptureSession session(traffic);
   EXPECT_EQ(CreationOf(session.requestQueue.lock), (sCreation{eCall::AndSpinCount, 5000, 0}));
 }
 

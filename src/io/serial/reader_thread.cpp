@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "capture/reader_loop.h"
-#include "capture/reader_thread.h"
 #include "capture/session.h"
 #include "io/serial/com_io.h"
 #include "platform/windows_calls.h"

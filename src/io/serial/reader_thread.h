@@ -4,11 +4,10 @@
 
 #include <memory>
 
+#include "capture/traffic.h"
 #include "io/serial/com_connection.h"
 
 namespace corvane {
-
-class cCaptureSession;
 
 // What a reader reads: the port of one connection, never that of a later one.
 struct sReaderTask {
@@ -20,5 +19,8 @@ struct sReaderTask {
 // queued requests and stores what it reads, until a read fails or gives nothing. Without a
 // connection it reads nothing and ends after the first request. Always 0.
 DWORD WINAPI ReaderThread(void* task);
+
+// Starts the reader of the session's serial port (cTraffic::StartReader).
+[[nodiscard]] std::unique_ptr<cReaderThread> StartReaderThread(cCaptureSession& session);
 
 }  // namespace corvane
