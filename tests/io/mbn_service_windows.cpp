@@ -15,8 +15,6 @@ extern "C" void WINAPI SetOaNoCache();
 namespace corvane::test {
 namespace {
 
-constexpr auto kDeadline = std::chrono::seconds(20);
-
 HMODULE standIn = nullptr;
 
 template <typename Function>
@@ -143,8 +141,9 @@ std::vector<std::string> cMbnService::Commands() const {
   return frames;
 }
 
-bool cMbnService::WaitForLog(const std::string& start, std::size_t count) const {
-  const auto deadline = std::chrono::steady_clock::now() + kDeadline;
+bool cMbnService::WaitForLog(const std::string& start, std::size_t count,
+                             std::chrono::milliseconds limit) const {
+  const auto deadline = std::chrono::steady_clock::now() + limit;
   while (Log(start).size() < count) {
     if (std::chrono::steady_clock::now() > deadline) {
       return false;
@@ -156,7 +155,7 @@ bool cMbnService::WaitForLog(const std::string& start, std::size_t count) const 
 
 bool cMbnService::HasNothingLeft() const {
   return Log("world").size() == Log("end").size() && Log("made ").size() == Log("gone ").size() &&
-         Log("array left locked").empty();
+         Log("array left locked").empty() && Log("waited in vain").empty();
 }
 
 cUnregisteredMbnService::cUnregisteredMbnService() { ExpectRegistered("DllUnregisterServer"); }

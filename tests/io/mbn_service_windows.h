@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include <chrono>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -33,10 +34,12 @@ class cMbnService {
   // The frames of the commands that the service took, as hexadecimal digits.
   [[nodiscard]] std::vector<std::string> Commands() const;
 
-  // Waits until so many lines begin with `start`; false after twenty seconds.
-  [[nodiscard]] bool WaitForLog(const std::string& start, std::size_t count = 1) const;
+  // Waits until so many lines begin with `start`; false after `limit`.
+  [[nodiscard]] bool WaitForLog(const std::string& start, std::size_t count = 1,
+                                std::chrono::milliseconds limit = std::chrono::seconds(20)) const;
 
-  // True when every object of the service has been given back and every sink let go of.
+  // True when every object of the service has been given back and every sink let go of, and no call
+  // had to wait in vain for a callback's return.
   [[nodiscard]] bool HasNothingLeft() const;
 
  private:

@@ -1,5 +1,7 @@
 #include <gmock/gmock.h>
 
+#include <atomic>
+#include <functional>
 #include <string>
 #include <thread>
 #include <tuple>
@@ -205,40 +207,99 @@ TEST_F(QmbeOpen, AnArrivalBeforeTheRegistrationHasReturnedIsPassedOver) {
   EXPECT_TRUE(transport->IsOpen());
 }
 
-TEST_F(QmbeOpen, AnArrivalDuringTheSearchWaitsForItsEnd) {
-  Serve("fail OpenCommandSession 3 0x8000000C");
-  bool isPosted = false;
-  // The search is about to look for the DIAG service.
-  gImports.whenString = [&](const BSTR text) {
-    if (isPosted || std::wstring(text) != L"{2D0C12C9-0E6A-495A-915C-8D174FE5D63C}") {
-      return;
+class QmbeOpenMeetsArrival : public QmbeTest {
+ protected:
+  // Calls `meanwhile` once, when a thread is about to look for the DIAG service.
+  void WhenAServiceIsLookedFor(const std::function<void()>& meanwhile) {
+    gImports.whenString = [this, meanwhile](const BSTR text) {
+      if (std::wstring(text) == L"{2D0C12C9-0E6A-495A-915C-8D174FE5D63C}" &&
+          !isLookedFor.exchange(true)) {
+        meanwhile();
+      }
+    };
+  }
+
+  // The calls that open a service come one attempt after the other, whoever makes them.
+  void ExpectWholeAttempts(std::size_t count) const {
+    std::vector<std::string> calls;
+    for (const std::string& line : service->Log("call ")) {
+      const std::string name = line.substr(0, line.find(' '));
+      if (name == "GetDeviceServicesContext" || name == "GetDeviceService" ||
+          name == "OpenCommandSession") {
+        calls.push_back(name);
+      }
     }
-    isPosted = true;
-    const int compares = gImports.compares;
-    service->Post(std::string("announce ") + kWantedId + " 0");
-    while (gImports.compares == compares) {
-      std::this_thread::yield();
+    const std::vector<std::string> attempt = {"GetDeviceServicesContext", "GetDeviceService",
+                                              "OpenCommandSession"};
+    ASSERT_THAT(calls, SizeIs(count * attempt.size()));
+    for (std::size_t i = 0; i < calls.size(); ++i) {
+      EXPECT_EQ(calls[i], attempt[i % attempt.size()]) << i;
+    }
+  }
+
+  std::atomic<bool> isLookedFor = false;
+};
+
+TEST_F(QmbeOpenMeetsArrival, AnArrivalLeavesItToTheSearchToLookAgain) {
+  Serve("fail OpenCommandSession 3 0x8000000C");
+  WhenAServiceIsLookedFor([this] { service->Do(std::string("announce ") + kWantedId + " 0"); });
+  EXPECT_TRUE(Open());
+  EXPECT_THAT(service->Log("callback OnInterfaceStateChange"), SizeIs(1));
+  EXPECT_THAT(service->Log("call OpenCommandSession -> 0x00000000"), SizeIs(2));
+  ExpectWholeAttempts(5);
+}
+
+TEST_F(QmbeOpenMeetsArrival, APlatformThatWaitsForItsCallbacksIsNotKeptWaiting) {
+  for (const char* const call :
+       {"CreateInstance(InterfaceManager)", "GetInterfaces", "get_InterfaceID",
+        "GetDeviceServicesContext", "GetDeviceService", "OpenCommandSession"}) {
+    Serve(std::string("during ") + call + " announce " + kWantedId + " 0");
+    EXPECT_TRUE(Open()) << call;
+    EXPECT_THAT(service->Log("callback OnInterfaceStateChange"), SizeIs(1)) << call;
+    EXPECT_THAT(service->Log("call OpenCommandSession -> 0x00000000"), SizeIs(2)) << call;
+    transport->Close();
+    EXPECT_TRUE(service->HasNothingLeft()) << call;
+  }
+}
+
+TEST_F(QmbeOpenMeetsArrival, TheResultIsThatOfTheSearchsOwnLook) {
+  const std::string arrival = std::string("announce ") + kWantedId + " 0";
+  // The search's look fails, the second one succeeds.
+  Serve("fail OpenCommandSession 1 0x80004005");
+  WhenAServiceIsLookedFor([&] { service->Do(arrival); });
+  EXPECT_FALSE(Open());
+  EXPECT_THAT(service->Log("call OpenCommandSession"),
+              ElementsAre(" -> 0x80004005", " -> 0x00000000"));
+  transport->Close();
+
+  // And the other way round.
+  isLookedFor = false;
+  Serve("fail OpenCommandSession 1 0x8000000C\nfail OpenCommandSession 0 0");
+  gImports.whenString = nullptr;
+  Serve("during OpenCommandSession " + arrival +
+        "\nduring OpenCommandSession fail GetDeviceServicesContext 1 0x80004005");
+  EXPECT_TRUE(Open());
+  EXPECT_THAT(service->Log("call GetDeviceServicesContext"), SizeIs(2));
+  EXPECT_THAT(service->Log("call OpenCommandSession"), ElementsAre(" -> 0x00000000"));
+}
+
+TEST_F(QmbeOpenMeetsArrival, TheSearchWaitsForAnArrivalThatIsOpening) {
+  Serve("fail OpenCommandSession 3 0x8000000C");
+  WhenAServiceIsLookedFor([this] {
+    // On the arrival's thread, until the search has found the interface.
+    EXPECT_TRUE(service->WaitForLog("call get_InterfaceID"));
+  });
+  gImports.whenCreating = [this](REFIID iid) {
+    if (IsEqualGUID(iid, kInterfaceId<IMbnInterfaceManager>)) {
+      service->Post(std::string("announce ") + kWantedId + " 0");
+      while (!isLookedFor) {
+        std::this_thread::yield();
+      }
     }
   };
   EXPECT_TRUE(Open());
-  ASSERT_TRUE(service->WaitForLog("call OpenCommandSession -> 0x00000000", 2));
-  std::vector<std::string> order;
-  for (const std::string& line : service->Log("call ")) {
-    if (line.starts_with("GetDeviceServicesContext")) {
-      order.emplace_back("context");
-    }
-    if (line.starts_with("GetDeviceService ")) {
-      order.emplace_back("service");
-    }
-    if (line.starts_with("OpenCommandSession")) {
-      order.emplace_back("session");
-    }
-  }
-  const std::vector<std::string> attempt = {"context", "service", "session"};
-  ASSERT_THAT(order, SizeIs(5 * attempt.size()));
-  for (std::size_t i = 0; i < order.size(); ++i) {
-    EXPECT_EQ(order[i], attempt[i % 3]) << i;
-  }
+  EXPECT_THAT(service->Log("call OpenCommandSession -> 0x00000000"), SizeIs(2));
+  ExpectWholeAttempts(5);
 }
 
 // The list of interfaces.

@@ -46,11 +46,12 @@ void cDelivery::Post(Task task) {
   changed.notify_all();
 }
 
-void cDelivery::Flush() {
+bool cDelivery::FlushWithin(std::chrono::milliseconds limit) {
   std::unique_lock guard(mutex);
   const std::uint64_t target = posted;
   // Tasks that are done at once can be done in another order than they were posted in.
-  changed.wait(guard, [&] { return isStopping || (isAtOnce ? done == posted : done >= target); });
+  return changed.wait_for(
+      guard, limit, [&] { return isStopping || (isAtOnce ? done == posted : done >= target); });
 }
 
 void cDelivery::Work(std::uint32_t number, std::uint32_t threadCount) {

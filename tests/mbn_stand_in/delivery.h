@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
@@ -7,6 +8,7 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 namespace mbn_stand_in {
@@ -30,7 +32,9 @@ class cDelivery {
 
   void Post(Task task);
   // Returns when every task posted so far is done.
-  void Flush();
+  void Flush() { std::ignore = FlushWithin(std::chrono::hours(24)); }
+  // False when they are not done by then.
+  [[nodiscard]] bool FlushWithin(std::chrono::milliseconds limit);
 
   // Runs a task on a thread of its own and returns when it is done.
   static void RunApart(const Task& task);

@@ -16,6 +16,7 @@ namespace mbn_stand_in {
 //                            number of the delivering thread, or "own" for a thread of its own
 //   made OBJECT#N            an object came to be, and its last reference was given back
 //   gone OBJECT#N
+//   waited in vain NAME      a callback had to return before this call went on, and did not
 //   sink leaves              a registration's end was asked for; the calls in progress come first
 //   sink released COUNT      the sink was let go of, and had so many references left
 //   end                      the last object is gone

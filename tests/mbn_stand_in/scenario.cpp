@@ -45,6 +45,10 @@ void ParseAt(sScenario& scenario, const std::vector<std::string>& words) {
       ParseStep({words.begin() + static_cast<std::ptrdiff_t>(stepStart), words.end()}));
 }
 
+void ParseDuring(sScenario& scenario, const std::vector<std::string>& words) {
+  scenario.steps["during " + words.at(1)].push_back(ParseStep({words.begin() + 2, words.end()}));
+}
+
 void ParseStatement(sScenario& scenario, const std::vector<std::string>& words) {
   const std::string& name = words[0];
   if (name == "interface") {
@@ -72,6 +76,8 @@ void ParseStatement(sScenario& scenario, const std::vector<std::string>& words) 
         BytesFromHex(words.at(2));
   } else if (name == "at") {
     ParseAt(scenario, words);
+  } else if (name == "during") {
+    ParseDuring(scenario, words);
   } else {
     throw std::invalid_argument("unknown statement " + name);
   }

@@ -46,6 +46,8 @@ namespace mbn_stand_in {
 //   at command * STEP         steps. "*": every command without lines of its own
 //   at opened STEP            what follows an open completion
 //   at advise STEP            what is over before Advise returns
+//   during CALL STEP          what is over before the first call of this method does anything: the
+//                             call waits for it, and logs when it has waited 10 seconds in vain
 //
 // Steps, each a call of the sink's on a delivery thread unless it says otherwise (the event IDs of
 // notifications count up from 0):
@@ -102,7 +104,7 @@ struct sScenario {
   std::uint32_t threads = 1;
   bool threadsWorkAtOnce = false;
   std::map<std::uint8_t, ByteVector> replies;
-  std::map<std::string, std::vector<sStep>> steps;  // by "command 3", "command *", "opened"
+  std::map<std::string, std::vector<sStep>> steps;  // by "command 3", "opened", "during CALL"
 };
 
 // Throws std::invalid_argument, with the line, for what it does not know.

@@ -1,6 +1,7 @@
 #include "mbn_stand_in/world.h"
 
 #include <algorithm>
+#include <chrono>
 #include <exception>
 
 #include "mbn_stand_in/objects.h"
@@ -87,8 +88,27 @@ cWorld::cWorld(sScenario read) : scenario(std::move(read)), present(scenario.int
 
 cWorld::~cWorld() { Log("end"); }
 
+void cWorld::DoDuring(const std::string& call) {
+  std::vector<sStep> steps;
+  {
+    const std::lock_guard guard(mutex);
+    const auto found = scenario.steps.find("during " + call);
+    if (found == scenario.steps.end()) {
+      return;
+    }
+    steps.swap(found->second);
+  }
+  for (const sStep& step : steps) {
+    Do(step);
+  }
+  if (!delivery.FlushWithin(std::chrono::seconds(10))) {
+    Log("waited in vain " + call);
+  }
+}
+
 long cWorld::Call(const std::string& name, const std::string& arguments,
                   const std::function<long()>& body) {
+  DoDuring(name);
   std::optional<long> result;
   {
     const std::lock_guard guard(mutex);

@@ -66,6 +66,7 @@ class cWorld : public std::enable_shared_from_this<cWorld> {
  private:
   using SinkCall = std::function<long(iDeviceServicesSink&, iDeviceService*)>;
 
+  void DoDuring(const std::string& call);
   void CallSinks(const std::string& description, iDeviceService* from, const SinkCall& call);
   void CallSinksFromSession(const std::string& description, const SinkCall& call);
   void Complete(const sCompletion& completion, const std::function<void()>& tellSinks);

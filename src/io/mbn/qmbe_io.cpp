@@ -2,6 +2,7 @@
 
 #include <wchar.h>
 
+#include <mutex>
 #include <new>
 #include <span>
 #include <tuple>
@@ -19,6 +20,7 @@ constexpr const wchar_t* kDiagServiceId = L"{2D0C12C9-0E6A-495A-915C-8D174FE5D63
 constexpr ULONG kDiagDataCommand = 2;
 constexpr int kOpenAttempts = 10;
 constexpr std::size_t kLeastNotification = 4;
+constexpr DWORD kCloseLimit = 10'000;         // milliseconds
 constexpr std::size_t kInterfaceIdSize = 64;  // characters, terminator included
 
 // E_CHANGED_STATE: the service changed while the session was being opened, so it is worth another
@@ -102,6 +104,7 @@ bool cQMBEIO::Open(const char* deviceName, ConnectionHandler whenConnected,
     return false;
   }
   isClosing = false;
+  opening.Allow();
   if (!RegisterSink()) {
     return false;
   }
@@ -148,15 +151,22 @@ bool cQMBEIO::OpenWantedInterface(SAFEARRAY* interfaces) {
     const auto index = static_cast<LONG>(extent.lowerBound + std::int64_t{i});
     const cBstr candidateId = InterfaceIdAt(interfaces, index);
     if (IsSameInterface(candidateId.Get(), interfaceId.Get())) {
-      return OpenService(interfaceId.Get());
+      return opening.Take() && OpenService();
     }
   }
   return false;
 }
 
-bool cQMBEIO::OpenService(BSTR wantedInterfaceId) {
-  const std::lock_guard guard(openingLock);
-  if (isClosing || !manager || !eventPoint || adviseCookie == 0) {
+bool cQMBEIO::OpenService() {
+  const bool isAskedFor = AskForSession();
+  while (!opening.GiveBack()) {
+    std::ignore = AskForSession();
+  }
+  return isAskedFor;
+}
+
+bool cQMBEIO::AskForSession() {
+  if (!manager || !eventPoint || adviseCookie == 0) {
     return false;
   }
   const cBstr serviceId(kDiagServiceId);
@@ -165,7 +175,7 @@ bool cQMBEIO::OpenService(BSTR wantedInterfaceId) {
   }
   for (int attempt = 0; attempt < kOpenAttempts; ++attempt) {
     cComPointer<IMbnDeviceServicesContext> context;
-    if (FAILED(manager->GetDeviceServicesContext(wantedInterfaceId, context.Receive())) ||
+    if (FAILED(manager->GetDeviceServicesContext(interfaceId.Get(), context.Receive())) ||
         !context) {
       return false;
     }
@@ -189,14 +199,20 @@ bool cQMBEIO::OpenService(BSTR wantedInterfaceId) {
 }
 
 void cQMBEIO::Close() {
-  ForbidOpening();
+  // Afterwards no service is being opened, so the session's end is asked for on the service whose
+  // completions count.
+  opening.Forbid();
+  {
+    const std::lock_guard guard(lock);
+    isClosing = true;
+  }
   // Without a disconnect handler the session is not ended, only let go of with its service.
   if (onDisconnected != nullptr && IsOpen()) {
     CloseSession();
   }
   // From here on no other thread is in the sink, so all the rest is this thread's alone.
   sinkCalls.Close();
-  EndLateSession();
+  sessionOpen = 0;
 
   // This is how Close knows that Open came as far as COM. After an Open without a connect handler
   // the thread stays in its apartment.
@@ -218,41 +234,17 @@ void cQMBEIO::Close() {
   }
 }
 
-void cQMBEIO::ForbidOpening() {
-  // With the lock: an arrival that is still opening a service is done afterwards, and Close asks
-  // for the end of the session on the service whose completions count.
-  const std::lock_guard guard(openingLock);
-  isClosing = true;
-}
-
-bool cQMBEIO::AskForTheSessionsEnd() {
+void cQMBEIO::CloseSession() {
   const auto openService = Service();
   ULONG requestId = 0;
-  return openService && SUCCEEDED(openService->CloseCommandSession(&requestId));
-}
-
-void cQMBEIO::CloseSession() {
-  // A wait without a limit never times out; the question only keeps the report from being lost,
-  // should the wait ever get a limit.
-  if (AskForTheSessionsEnd() &&
-      KernelCalls().WaitForSingleObject(sessionEvent.Get(), INFINITE) != WAIT_TIMEOUT) {
-    return;
+  if (openService && SUCCEEDED(openService->CloseCommandSession(&requestId))) {
+    KernelCalls().WaitForSingleObject(sessionEvent.Get(), kCloseLimit);
   }
-  // No completion follows that would report the end of the session. It may have ended by itself, by
-  // the interface's removal, and have been reported by now.
+  // The completion, or the removal of the interface, has reported the end and cleared the flag.
+  // When neither came, or the request was refused, the end is reported here.
   if (sessionOpen.exchange(0) != 0) {
     onDisconnected(disconnectedContext);
   }
-}
-
-void cQMBEIO::EndLateSession() {
-  // The session opened between Close's question whether it is open and the closing of the gate. Its
-  // completion would not get through any more, so it is not waited for.
-  if (sessionOpen.exchange(0) == 0 || onDisconnected == nullptr) {
-    return;
-  }
-  std::ignore = AskForTheSessionsEnd();
-  onDisconnected(disconnectedContext);
 }
 
 bool cQMBEIO::Write(const void* data, std::uint32_t length) {
@@ -320,17 +312,25 @@ void cQMBEIO::EndSession() {
   }
 }
 
-HRESULT STDMETHODCALLTYPE cQMBEIO::OnOpenCommandSessionComplete(IMbnDeviceService* from,
-                                                                HRESULT status, ULONG) {
-  const auto pass = sinkCalls.Enter();
-  // A session that opens when Close has begun is let go of like one that did not open yet:
-  // resetting the event would keep Close waiting.
-  if (!pass || isClosing || status != S_OK || !IsOurService(from)) {
-    return S_OK;
+bool cQMBEIO::BeginSession() {
+  // One step: a session that begins after Close has looked for one would reset the event under
+  // Close's wait.
+  const std::lock_guard guard(lock);
+  if (isClosing) {
+    return false;
   }
   KernelCalls().ResetEvent(sessionEvent.Get());
   sessionOpen = 1;
-  ReportConnected();
+  return true;
+}
+
+HRESULT STDMETHODCALLTYPE cQMBEIO::OnOpenCommandSessionComplete(IMbnDeviceService* from,
+                                                                HRESULT status, ULONG) {
+  const auto pass = sinkCalls.Enter();
+  // A session that opens when Close has begun is only let go of, like one that did not open yet.
+  if (pass && status == S_OK && IsOurService(from) && BeginSession()) {
+    ReportConnected();
+  }
   return S_OK;
 }
 
@@ -391,7 +391,9 @@ HRESULT STDMETHODCALLTYPE cQMBEIO::OnInterfaceStateChange(
       // Also while a session is open: then another one is asked for, and its opening is reported
       // again. When that fails the transport is left with the last service it tried, whose
       // completions alone count, and the next arrival tries again.
-      std::ignore = OpenService(interfaceId.Get());
+      if (opening.TryTake()) {
+        std::ignore = OpenService();
+      }
       break;
   }
   return S_OK;

@@ -2,13 +2,13 @@
 
 #include <atomic>
 #include <cstdint>
-#include <mutex>
 
 #include "capture/transport.h"
 #include "diag/shared_buffer.h"
 #include "io/mbn/call_gate.h"
 #include "io/mbn/com_pointers.h"
 #include "io/mbn/mbn_api.h"
+#include "io/mbn/opening_turn.h"
 #include "platform/windows_handle.h"
 
 namespace corvane {
@@ -44,20 +44,19 @@ using DataHandler = void (*)(void* context, sSharedBuffer* data);
 //                  the next arrival opens the session.) One atomic word.
 //  service         Set by the session thread (Open) and by the sink (an arrival), used by both:
 //                  each takes a reference of its own under `lock`, and holds `lock` for no more.
-//  openingLock     Held for all of OpenService, so that Open's search and an arrival that comes
-//                  during it open one after the other. Both then ask for a session, each on a
-//                  service object of its own, and from then on only the later one's completions
-//                  and notifications count. Never taken with `lock` held. The platform
-//                  must not make the calls that open a service wait for an arrival.
-//  isClosing       Set first of all by Close, under `openingLock`, and cleared by Open. While it is
-//                  set, no arrival and no open completion brings the session back, so that nothing
-//                  resets `sessionEvent` under a Close that waits for it, and an end of the
-//                  session is reported once, a removal without a session not at all.
-//  sessionOpen     Set by the sink; cleared by the sink or by Close, of which the one that finds it
-//                  set reports the end. One atomic byte that announces nothing but itself. A Write
-//                  that still reads 1 when the session has just been lost fails in the platform; a
-//                  Close that does so has its request refused, or finds `sessionEvent` set, and
-//                  does not hang.
+//  opening         Open's search and an arrival open one after the other: the search waits for an
+//                  arrival that is opening, and an arrival leaves it to whoever is opening to look
+//                  again. Both ask for a session, each on a service object of its own, and from
+//                  then on only the later one's completions and notifications count. Close forbids
+//                  it first of all, and so waits for an arrival that is opening.
+//  isClosing       Set by Close under `lock`, and cleared by Open. While it is set, no open
+//                  completion brings the session back, so that nothing resets `sessionEvent` under
+//                  a Close that waits for it, and an end of the session is reported once, a removal
+//                  without a session not at all.
+//  sessionOpen     Set by the sink, under `lock`; cleared by the sink or by Close. Once Close has
+//                  begun, the one that clears it reports the end. A Write that still reads 1 when
+//                  the session has just been lost fails in the platform; a Close that does so has
+//                  its request refused, or finds `sessionEvent` set.
 //  onData, dataContext
 //                  Set by the connect handler, so on the sink's thread, and read there for each
 //                  notification. Each is read once and both have to be there; a reconnection sets
@@ -85,13 +84,12 @@ class cQMBEIO final : public IMbnDeviceServicesEvents, public cIO {
                           void* connectedContext, ConnectionHandler onDisconnected,
                           void* disconnectedContext) override;
 
-  // Ends an open session, which the disconnect handler hears of, and waits for that without a time
-  // limit; then gives back all that Open took. No handler runs when it has returned. Not to be
-  // called by a handler.
+  // Ends an open session, waits up to 10 seconds for the platform to confirm that, and gives back
+  // all that Open took. The disconnect handler is called once, on either thread. No handler runs
+  // when Close has returned. Not to be called by a handler.
   //
-  // The wait ends too when the platform refuses the request, or reports that the interface has
-  // gone: no completion follows then. A platform that takes the request and stays silent about an
-  // interface that is still there keeps Close waiting.
+  // The wait ends at once when the platform refuses the request, or reports that the interface has
+  // gone: no confirmation follows then.
   //
   // A session that has not opened when Close begins is only let go of, and so is an open one when
   // there is no disconnect handler. Without a connect handler the thread stays in its apartment.
@@ -139,11 +137,10 @@ class cQMBEIO final : public IMbnDeviceServicesEvents, public cIO {
 
   [[nodiscard]] bool RegisterSink();
   [[nodiscard]] bool OpenWantedInterface(SAFEARRAY* interfaces);
-  [[nodiscard]] bool OpenService(BSTR wantedInterfaceId);
-  void ForbidOpening();
+  [[nodiscard]] bool OpenService();
+  [[nodiscard]] bool AskForSession();
   void CloseSession();
-  void EndLateSession();
-  [[nodiscard]] bool AskForTheSessionsEnd();
+  [[nodiscard]] bool BeginSession();
   void ReportConnected();
   void EndSession();
   void SetService(cComPointer<IMbnDeviceService> next);
@@ -158,7 +155,7 @@ class cQMBEIO final : public IMbnDeviceServicesEvents, public cIO {
   cComPointer<IConnectionPoint> eventPoint;
   std::atomic<DWORD> adviseCookie = 0;  // 0: not registered
   std::atomic<std::uint8_t> sessionOpen = 0;
-  std::mutex openingLock;
+  cOpeningTurn opening;
   std::atomic<bool> isClosing = false;
   ConnectionHandler onConnected = nullptr;  // set by Open once COM is initialised
   void* connectedContext = nullptr;

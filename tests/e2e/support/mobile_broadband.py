@@ -8,6 +8,7 @@ import subprocess
 
 from support import wine
 
+_TROUBLE = ("alive ", "array left locked", "waited in vain ")
 _CALL = re.compile(r"call SetCommand 2 type 17 from 0 ([0-9A-F]*) -> 0x00000000")
 
 
@@ -48,7 +49,7 @@ class Service:
         trouble = [f"left: {name}" for name in made if name not in gone]
         if lines.count("world") != lines.count("end"):
             trouble.append("the service is still in use")
-        trouble += [line for line in lines if line.startswith(("alive ", "array left locked"))]
+        trouble += [line for line in lines if line.startswith(_TROUBLE)]
         trouble += [
             line
             for line in lines
