@@ -9,9 +9,11 @@ cd "$(dirname -- "$0")/.."
 # installed is packed with dpkg-dev and file, and found with pkgconf. nodejs runs an example.
 patient_step scripts/packages.sh cmake ninja-build g++ clang libclang-rt-dev llvm \
   g++-mingw-w64-x86-64-posix wine wine64 googletest libcli11-dev libfmt-dev nlohmann-json3-dev \
-  python3 procps dpkg-dev file pkgconf nodejs
+  python3 procps dpkg-dev file pkgconf nodejs libbenchmark-dev
 
-step scripts/build.sh native asan tsan mingw
+presets='native asan tsan bench mingw'
+# shellcheck disable=SC2086  # the list is meant to fall into words
+step scripts/build.sh $presets
 
 # Windows programs of one test run share a Wine prefix; it is ready before the first of them starts.
 shut_wine_down() {
@@ -22,7 +24,7 @@ step scripts/wine.sh
 
 rm -rf build/*/test-results build/*/ctest.xml
 failed=
-for preset in native asan tsan mingw; do
+for preset in $presets; do
   echo "Testing $preset"
   mkdir -p "build/$preset/test-results"
   step ctest --preset "$preset" --output-junit ctest.xml --parallel "$(nproc)" \
@@ -44,7 +46,16 @@ for fuzzer in build/asan/bin/*_fuzzer; do
   }
 done
 
-python3 scripts/totals.py native asan tsan mingw || failed="$failed totals"
+echo "Running the benchmarks for a moment"
+# A benchmark that could not be run says so, and the exit code is 0 even so.
+if ! step build/bench/bin/capture_bench --benchmark_min_time=0.01 >build/bench.run.log 2>&1 ||
+  grep -q 'ERROR OCCURRED' build/bench.run.log; then
+  show_log build/bench.run.log
+  failed="$failed benchmarks"
+fi
+
+# shellcheck disable=SC2086  # the list is meant to fall into words
+python3 scripts/totals.py $presets || failed="$failed totals"
 if [ -n "$failed" ]; then
   echo "FAILED:$failed"
   exit 1

@@ -28,6 +28,7 @@ TEST_CALLS = (
     "ctest --preset native *",
     "ctest --preset mingw *",
     "ota_fuzzer *",
+    "capture_bench *",
 )
 INSTALL_CALLS = ("apt-get update *", "apt-get install --download-only *")
 
@@ -148,6 +149,7 @@ class Ends(ScriptTestCase):
             "wine wineboot *",
             "ctest --preset native *",
             "ota_fuzzer *",
+            "capture_bench *",
         ):
             with self.subTest(call=call):
                 sandbox = self.sandbox()
