@@ -10,15 +10,12 @@
 
 #include "capture/session.h"
 #include "io/fake_system_windows.h"
-#include "io/replaced_import.h"
+#include "io/mbn/mbn_calls.h"
 #include "io/serial/com_io.h"
 #include "io/serial/reader_thread.h"
 #include "io/traffic_windows.h"
 #include "support/failing_allocation.h"
-
-// clang-format off
-#include <objbase.h>
-// clang-format on
+#include "support/replaced_call.h"
 
 namespace corvane {
 namespace {
@@ -40,26 +37,15 @@ HRESULT WINAPI NoSuchClass(REFCLSID, IUnknown*, DWORD, REFIID, void**) {
   return REGDB_E_CLASSNOTREG;
 }
 
-BSTR WINAPI RememberInterfaceId(const wchar_t* text);
-
-}  // namespace
-}  // namespace corvane
-
-REPLACE_IMPORT(CoCreateInstance, corvane::NoSuchClass)
-REPLACE_IMPORT(SysAllocString, corvane::RememberInterfaceId)
-
-namespace corvane {
-namespace {
+BSTR WINAPI RememberInterfaceId(const wchar_t* text) {
+  gOpen.interfaceId = text;
+  return ::SysAllocString(text);
+}
 
 using test::cFakeSystem;
 using test::UsbPort;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
-
-BSTR WINAPI RememberInterfaceId(const wchar_t* text) {
-  gOpen.interfaceId = text;
-  return ORIGINAL(SysAllocString)(text);
-}
 
 class DeviceSelection : public ::testing::Test {
  protected:
@@ -74,6 +60,10 @@ class DeviceSelection : public ::testing::Test {
     EXPECT_EQ(session.deviceName, nullptr);
   }
 
+  const cReplacedCall<decltype(&::CoCreateInstance)> createInstance{MbnCalls().CoCreateInstance,
+                                                                    NoSuchClass};
+  const cReplacedCall<decltype(&::SysAllocString)> allocateString{MbnCalls().SysAllocString,
+                                                                  RememberInterfaceId};
   cFakeSystem system;
   cDeviceTraffic traffic;
   cCaptureSession session{traffic};

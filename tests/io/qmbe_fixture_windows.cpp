@@ -3,7 +3,7 @@
 #include <chrono>
 #include <memory>
 
-#include "io/replaced_import.h"
+#include "io/mbn/mbn_calls.h"
 #include "platform/windows_calls.h"
 #include "support/replaced_call.h"
 
@@ -15,55 +15,8 @@ namespace {
 
 std::function<void(const wchar_t*)> gDebuggerLine;
 
-HRESULT WINAPI CountedInitialize(void* reserved, DWORD kind);
-void WINAPI CountedUninitialize();
-HRESULT WINAPI WatchedCreate(REFCLSID classId, IUnknown* outer, DWORD context, REFIID iid,
-                             void** object);
-BSTR WINAPI AllocateString(const OLECHAR* text);
-SAFEARRAY* WINAPI CreateVector(VARTYPE type, LONG lower, ULONG count);
-HANDLE WINAPI MakeEvent(LPSECURITY_ATTRIBUTES security, BOOL isManual, BOOL isSet,
-                        const wchar_t* name);
-int WINAPI CompareByName(const wchar_t* locale, DWORD flags, const wchar_t* left, int leftLength,
-                         const wchar_t* right, int rightLength, NLSVERSIONINFO* version,
-                         void* reserved, LPARAM parameter);
-int WINAPI CompareByNumber(LCID locale, DWORD flags, const wchar_t* left, int leftLength,
-                           const wchar_t* right, int rightLength);
-void WINAPI TakeDebuggerLine(const wchar_t* text);
-BOOL WINAPI WatchedReset(HANDLE event);
-BOOL WINAPI WatchedCloseHandle(HANDLE handle);
-DWORD WINAPI WatchedWait(HANDLE handle, DWORD milliseconds);
-HRESULT WINAPI AccessData(SAFEARRAY* array, void** data);
-HRESULT WINAPI LowerBound(SAFEARRAY* array, UINT dimension, LONG* bound);
-HRESULT WINAPI UpperBound(SAFEARRAY* array, UINT dimension, LONG* bound);
-
-}  // namespace
-}  // namespace corvane::test
-
-REPLACE_IMPORT(CoInitializeEx, corvane::test::CountedInitialize)
-REPLACE_IMPORT(CoUninitialize, corvane::test::CountedUninitialize)
-REPLACE_IMPORT(CoCreateInstance, corvane::test::WatchedCreate)
-REPLACE_IMPORT(SysAllocString, corvane::test::AllocateString)
-REPLACE_IMPORT(SafeArrayCreateVector, corvane::test::CreateVector)
-const corvane::cReplacedCall kCreateEventW(corvane::KernelCalls().CreateEventW,
-                                           corvane::test::MakeEvent);
-REPLACE_IMPORT(CompareStringEx, corvane::test::CompareByName)
-REPLACE_IMPORT(CompareStringW, corvane::test::CompareByNumber)
-REPLACE_IMPORT(OutputDebugStringW, corvane::test::TakeDebuggerLine)
-const corvane::cReplacedCall kResetEvent(corvane::KernelCalls().ResetEvent,
-                                         corvane::test::WatchedReset);
-const corvane::cReplacedCall kCloseHandle(corvane::KernelCalls().CloseHandle,
-                                          corvane::test::WatchedCloseHandle);
-const corvane::cReplacedCall kWaitForSingleObject(corvane::KernelCalls().WaitForSingleObject,
-                                                  corvane::test::WatchedWait);
-REPLACE_IMPORT(SafeArrayAccessData, corvane::test::AccessData)
-REPLACE_IMPORT(SafeArrayGetLBound, corvane::test::LowerBound)
-REPLACE_IMPORT(SafeArrayGetUBound, corvane::test::UpperBound)
-
-namespace corvane::test {
-namespace {
-
 HRESULT WINAPI CountedInitialize(void* reserved, DWORD kind) {
-  const HRESULT result = ORIGINAL(CoInitializeEx)(reserved, kind);
+  const HRESULT result = ::CoInitializeEx(reserved, kind);
   if (SUCCEEDED(result)) {
     ++gImports.initialised;
   }
@@ -75,7 +28,7 @@ void WINAPI CountedUninitialize() {
   if (gImports.whenUninitialising) {
     gImports.whenUninitialising();
   }
-  ORIGINAL(CoUninitialize)();
+  ::CoUninitialize();
 }
 
 HRESULT WINAPI WatchedCreate(REFCLSID classId, IUnknown* outer, DWORD context, REFIID iid,
@@ -86,14 +39,14 @@ HRESULT WINAPI WatchedCreate(REFCLSID classId, IUnknown* outer, DWORD context, R
   if (gImports.whenCreating) {
     gImports.whenCreating(iid);
   }
-  return ORIGINAL(CoCreateInstance)(classId, outer, context, iid, object);
+  return ::CoCreateInstance(classId, outer, context, iid, object);
 }
 
 BSTR WINAPI AllocateString(const OLECHAR* text) {
   if (gImports.failingString && (*gImports.failingString)-- == 0) {
     return nullptr;
   }
-  const BSTR string = ORIGINAL(SysAllocString)(text);
+  const BSTR string = ::SysAllocString(text);
   if (gImports.whenString) {
     gImports.whenString(string);
   }
@@ -101,7 +54,7 @@ BSTR WINAPI AllocateString(const OLECHAR* text) {
 }
 
 SAFEARRAY* WINAPI CreateVector(VARTYPE type, LONG lower, ULONG count) {
-  return gImports.arraysFail ? nullptr : ORIGINAL(SafeArrayCreateVector)(type, lower, count);
+  return gImports.arraysFail ? nullptr : ::SafeArrayCreateVector(type, lower, count);
 }
 
 HANDLE WINAPI MakeEvent(LPSECURITY_ATTRIBUTES security, BOOL isManual, BOOL isSet,
@@ -127,8 +80,8 @@ int WINAPI CompareByName(const wchar_t* locale, DWORD flags, const wchar_t* left
   if (gImports.compareExResult) {
     return *gImports.compareExResult;
   }
-  return ORIGINAL(CompareStringEx)(locale, flags, left, leftLength, right, rightLength, version,
-                                   reserved, parameter);
+  return ::CompareStringEx(locale, flags, left, leftLength, right, rightLength, version, reserved,
+                           parameter);
 }
 
 int WINAPI CompareByNumber(LCID locale, DWORD flags, const wchar_t* left, int leftLength,
@@ -137,7 +90,7 @@ int WINAPI CompareByNumber(LCID locale, DWORD flags, const wchar_t* left, int le
   if (gImports.compareResult) {
     return *gImports.compareResult;
   }
-  return ORIGINAL(CompareStringW)(locale, flags, left, leftLength, right, rightLength);
+  return ::CompareStringW(locale, flags, left, leftLength, right, rightLength);
 }
 
 void WINAPI TakeDebuggerLine(const wchar_t* text) {
@@ -179,22 +132,38 @@ HRESULT WINAPI AccessData(SAFEARRAY* array, void** data) {
   if (gImports.failingArrayCall == "SafeArrayAccessData") {
     return E_UNEXPECTED;
   }
-  return ORIGINAL(SafeArrayAccessData)(array, data);
+  return ::SafeArrayAccessData(array, data);
 }
 
 HRESULT WINAPI LowerBound(SAFEARRAY* array, UINT dimension, LONG* bound) {
   if (gImports.failingArrayCall == "SafeArrayGetLBound") {
     return E_UNEXPECTED;
   }
-  return ORIGINAL(SafeArrayGetLBound)(array, dimension, bound);
+  return ::SafeArrayGetLBound(array, dimension, bound);
 }
 
 HRESULT WINAPI UpperBound(SAFEARRAY* array, UINT dimension, LONG* bound) {
   if (gImports.failingArrayCall == "SafeArrayGetUBound") {
     return E_UNEXPECTED;
   }
-  return ORIGINAL(SafeArrayGetUBound)(array, dimension, bound);
+  return ::SafeArrayGetUBound(array, dimension, bound);
 }
+
+const cReplacedCall kCoInitializeEx(MbnCalls().CoInitializeEx, CountedInitialize);
+const cReplacedCall kCoUninitialize(MbnCalls().CoUninitialize, CountedUninitialize);
+const cReplacedCall kCoCreateInstance(MbnCalls().CoCreateInstance, WatchedCreate);
+const cReplacedCall kSysAllocString(MbnCalls().SysAllocString, AllocateString);
+const cReplacedCall kSafeArrayCreateVector(MbnCalls().SafeArrayCreateVector, CreateVector);
+const cReplacedCall kSafeArrayAccessData(MbnCalls().SafeArrayAccessData, AccessData);
+const cReplacedCall kSafeArrayGetLBound(MbnCalls().SafeArrayGetLBound, LowerBound);
+const cReplacedCall kSafeArrayGetUBound(MbnCalls().SafeArrayGetUBound, UpperBound);
+const cReplacedCall kCompareStringEx(MbnCalls().CompareStringEx, CompareByName);
+const cReplacedCall kCompareStringW(MbnCalls().CompareStringW, CompareByNumber);
+const cReplacedCall kOutputDebugStringW(MbnCalls().OutputDebugStringW, TakeDebuggerLine);
+const cReplacedCall kCreateEventW(KernelCalls().CreateEventW, MakeEvent);
+const cReplacedCall kResetEvent(KernelCalls().ResetEvent, WatchedReset);
+const cReplacedCall kCloseHandle(KernelCalls().CloseHandle, WatchedCloseHandle);
+const cReplacedCall kWaitForSingleObject(KernelCalls().WaitForSingleObject, WatchedWait);
 
 std::string Hex(std::span<const std::uint8_t> bytes) {
   static constexpr char kDigits[] = "0123456789ABCDEF";

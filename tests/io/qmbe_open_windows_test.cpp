@@ -1,14 +1,17 @@
 #include <gmock/gmock.h>
 
 #include <atomic>
+#include <cstddef>
 #include <functional>
 #include <string>
 #include <thread>
 #include <tuple>
 #include <vector>
 
+#include "io/mbn/mbn_calls.h"
 #include "io/qmbe_fixture_windows.h"
 #include "platform/bounded_copy_end.h"
+#include "support/replaced_call.h"
 
 namespace corvane::test {
 namespace {
@@ -119,6 +122,16 @@ TEST_F(QmbeOpen, AThreadThatIsInTheMultithreadedApartmentAlreadyStaysInIt) {
 TEST_F(QmbeOpen, WithoutMemoryForTheInterfaceIdItReturnsFalse) {
   Serve();
   gImports.failingString = 0;
+  EXPECT_FALSE(Open());
+  EXPECT_THAT(service->Log(), IsEmpty());
+}
+
+// What the C runtime answers for a byte that its locale knows no character for.
+int RefuseText(wchar_t*, std::size_t, const wchar_t*, ...) { return -1; }
+
+TEST_F(QmbeOpen, ANameThatCannotBeWidenedMakesItReturnFalse) {
+  const cReplacedCall noText(MbnCalls().swprintf_s, RefuseText);
+  Serve();
   EXPECT_FALSE(Open());
   EXPECT_THAT(service->Log(), IsEmpty());
 }

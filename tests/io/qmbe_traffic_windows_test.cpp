@@ -3,6 +3,7 @@
 #include <thread>
 
 #include "diag/shared_buffer.h"
+#include "io/mbn/mbn_calls.h"
 #include "io/qmbe_fixture_windows.h"
 #include "support/failing_allocation.h"
 
@@ -401,7 +402,7 @@ TEST_F(QmbeSink, HandlersThatAreNotThereAreNotCalled) {
   // Without a connect handler Close takes it that COM was not initialised.
   Finish();
   EXPECT_EQ(gImports.uninitialised, 0);
-  CoUninitialize();
+  MbnCalls().CoUninitialize();
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 
 #include "io/mbn/com_pointers.h"
 #include "io/mbn/mbn_api.h"
+#include "io/mbn/mbn_calls.h"
 
 namespace corvane {
 
@@ -19,7 +20,8 @@ template <class Interface>
 
   cComPointer<Interface> object;
   void* created = nullptr;
-  if (FAILED(CoCreateInstance(classId, nullptr, kAnyServer, kInterfaceId<Interface>, &created))) {
+  if (FAILED(MbnCalls().CoCreateInstance(classId, nullptr, kAnyServer, kInterfaceId<Interface>,
+                                         &created))) {
     return object;
   }
   *object.Receive() = static_cast<Interface*>(created);

@@ -7,8 +7,8 @@ namespace corvane {
 sSafeArrayExtent SafeArrayExtent(SAFEARRAY* array) {
   LONG lower = 0;
   LONG upper = 0;
-  if (SafeArrayGetDim(array) != 1 || FAILED(SafeArrayGetLBound(array, 1, &lower)) ||
-      FAILED(SafeArrayGetUBound(array, 1, &upper))) {
+  if (SafeArrayGetDim(array) != 1 || FAILED(MbnCalls().SafeArrayGetLBound(array, 1, &lower)) ||
+      FAILED(MbnCalls().SafeArrayGetUBound(array, 1, &upper))) {
     return {};
   }
   // In 64 bits: the distance between two bounds can exceed a LONG. An empty array ends below its
@@ -23,7 +23,7 @@ cSafeArrayBytes::cSafeArrayBytes(SAFEARRAY* array) {
     return;
   }
   void* bytes = nullptr;
-  if (FAILED(SafeArrayAccessData(array, &bytes))) {
+  if (FAILED(MbnCalls().SafeArrayAccessData(array, &bytes))) {
     return;
   }
   locked = array;
@@ -38,7 +38,7 @@ cSafeArrayBytes::~cSafeArrayBytes() {
 }
 
 cSafeArray MakeByteArray(std::span<const std::uint8_t> bytes) {
-  cSafeArray array(SafeArrayCreateVector(VT_UI1, 0, static_cast<ULONG>(bytes.size())));
+  cSafeArray array(MbnCalls().SafeArrayCreateVector(VT_UI1, 0, static_cast<ULONG>(bytes.size())));
   if (!array) {
     return {};
   }

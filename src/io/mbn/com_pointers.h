@@ -12,6 +12,8 @@
 #include <span>
 #include <utility>
 
+#include "io/mbn/mbn_calls.h"
+
 namespace corvane {
 
 // One counted reference to a COM object, or none.
@@ -59,7 +61,7 @@ class cBstr {
  public:
   cBstr() = default;
   // A copy of `text`; none when there is no memory for it.
-  explicit cBstr(const wchar_t* text) : string(SysAllocString(text)) {}
+  explicit cBstr(const wchar_t* text) : string(MbnCalls().SysAllocString(text)) {}
   cBstr(const cBstr&) = delete;
   cBstr& operator=(const cBstr&) = delete;
   cBstr(cBstr&& other) noexcept : string(std::exchange(other.string, nullptr)) {}

@@ -2,6 +2,7 @@
 
 #include "io/mbn/com_objects.h"
 #include "io/mbn/mbn_api.h"
+#include "io/mbn/mbn_calls.h"
 
 namespace corvane {
 namespace {
@@ -9,12 +10,12 @@ namespace {
 // The multithreaded apartment on this thread, as long as one of these lives.
 class cApartment {
  public:
-  cApartment() : entered(SUCCEEDED(CoInitializeEx(nullptr, COINIT_MULTITHREADED))) {}
+  cApartment() : entered(SUCCEEDED(MbnCalls().CoInitializeEx(nullptr, COINIT_MULTITHREADED))) {}
   cApartment(const cApartment&) = delete;
   cApartment& operator=(const cApartment&) = delete;
   ~cApartment() {
     if (entered) {
-      CoUninitialize();
+      MbnCalls().CoUninitialize();
     }
   }
   explicit operator bool() const { return entered; }

@@ -1,7 +1,5 @@
 #include "io/mbn/qmbe_io.h"
 
-#include <wchar.h>
-
 #include <mutex>
 #include <new>
 #include <span>
@@ -9,6 +7,7 @@
 #include <utility>
 
 #include "io/mbn/com_objects.h"
+#include "io/mbn/mbn_calls.h"
 #include "io/mbn/mbn_interfaces.h"
 #include "platform/text.h"
 #include "platform/windows_calls.h"
@@ -32,7 +31,7 @@ constexpr HRESULT kChangedState = static_cast<HRESULT>(0x8000000C);
   CopyBounded(name, sizeof name, deviceName);
   // One wide character at most for each byte, so the text fits.
   wchar_t wideName[kInterfaceIdSize];
-  if (swprintf_s(wideName, kInterfaceIdSize, L"%S", name) < 0) {
+  if (MbnCalls().swprintf_s(wideName, kInterfaceIdSize, L"%S", name) < 0) {
     return {};
   }
   return cBstr(wideName);
@@ -43,12 +42,12 @@ constexpr HRESULT kChangedState = static_cast<HRESULT>(0x8000000C);
   if (left == nullptr || right == nullptr) {
     return false;
   }
-  int order = CompareStringEx(LOCALE_NAME_SYSTEM_DEFAULT, NORM_IGNORECASE, left, -1, right, -1,
-                              nullptr, nullptr, 0);
+  int order = MbnCalls().CompareStringEx(LOCALE_NAME_SYSTEM_DEFAULT, NORM_IGNORECASE, left, -1,
+                                         right, -1, nullptr, nullptr, 0);
   if (order == 0) {
     // Not "different": the locale name was refused, as some systems do. The older call knows the
     // same locale by number.
-    order = CompareStringW(LOCALE_SYSTEM_DEFAULT, NORM_IGNORECASE, left, -1, right, -1);
+    order = MbnCalls().CompareStringW(LOCALE_SYSTEM_DEFAULT, NORM_IGNORECASE, left, -1, right, -1);
   }
   return order == CSTR_EQUAL;
 }
@@ -91,7 +90,7 @@ bool cQMBEIO::Open(const char* deviceName, ConnectionHandler whenConnected,
   if (!sessionEvent) {
     return false;
   }
-  if (FAILED(CoInitializeEx(nullptr, COINIT_MULTITHREADED))) {
+  if (FAILED(MbnCalls().CoInitializeEx(nullptr, COINIT_MULTITHREADED))) {
     return false;
   }
   onConnected = whenConnected;
@@ -230,7 +229,7 @@ void cQMBEIO::Close() {
   pointContainer.Reset();
   manager.Reset();
   if (comInitialised) {
-    CoUninitialize();
+    MbnCalls().CoUninitialize();
   }
 }
 
@@ -342,7 +341,7 @@ HRESULT STDMETHODCALLTYPE cQMBEIO::OnCloseCommandSessionComplete(IMbnDeviceServi
   }
   // Whatever the status says: a session whose end has failed is of no use either.
   EndSession();
-  OutputDebugStringW(L"-------- OnCloseCommandSessionComplete\n");
+  MbnCalls().OutputDebugStringW(L"-------- OnCloseCommandSessionComplete\n");
   KernelCalls().SetEvent(sessionEvent.Get());
   return S_OK;
 }
