@@ -1,55 +1,21 @@
 #include "reader/utc_time.h"
 
-#include <array>
+#include <chrono>
 #include <cstddef>
 
 namespace corvane {
 namespace {
 
-constexpr std::uint64_t kDayMilliseconds = 86'400'000;
+using std::chrono::days;
+using std::chrono::milliseconds;
+using std::chrono::sys_days;
 
-// 1601 opens a cycle of 400 Gregorian years, whose last year is a leap year, and so does each
-// century in it but for the leap day that the first three lack.
-constexpr std::uint64_t kDaysIn400Years = 146'097;
-constexpr std::uint64_t kDaysIn100Years = 36'524;
-constexpr std::uint64_t kDaysIn4Years = 1461;
+constexpr sys_days kEpoch{std::chrono::January / 1 / 1601};
 
-[[nodiscard]] constexpr bool IsLeapYear(std::uint64_t year) {
-  return year % 4 == 0 && (year % 100 != 0 || year % 400 == 0);
-}
-
-[[nodiscard]] constexpr std::uint64_t DaysInMonth(std::uint64_t year, std::uint64_t month) {
-  constexpr std::array<std::uint8_t, 12> kDays = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
-  return month == 2 && IsLeapYear(year) ? 29 : kDays[static_cast<std::size_t>(month - 1)];
-}
-
-[[nodiscard]] constexpr std::uint64_t DaysBeforeYear(std::uint64_t year) {
-  const std::uint64_t years = year - 1601;
-  return years * 365 + years / 4 - years / 100 + years / 400;
-}
-
-struct sDate {
-  std::uint64_t year, month, day;
-};
-
-[[nodiscard]] sDate DateOf(std::uint64_t days) {
-  const std::uint64_t cycles = days / kDaysIn400Years;
-  days %= kDaysIn400Years;
-  // The last day of a leap year at the end of a cycle would otherwise open a fifth part.
-  const std::uint64_t centuries = days / kDaysIn100Years - days / (kDaysIn400Years - 1);
-  days -= centuries * kDaysIn100Years;
-  const std::uint64_t fours = days / kDaysIn4Years;
-  days %= kDaysIn4Years;
-  const std::uint64_t years = days / 365 - days / (kDaysIn4Years - 1);
-  days -= years * 365;
-
-  sDate date{1601 + cycles * 400 + centuries * 100 + fours * 4 + years, 1, 0};
-  while (days >= DaysInMonth(date.year, date.month)) {
-    days -= DaysInMonth(date.year, date.month++);
-  }
-  date.day = days + 1;
-  return date;
-}
+// The years of std::chrono end at 32767, item times 28,000 years later: whole cycles of the
+// calendar are taken off first.
+constexpr std::uint64_t kCycleYears = 400;
+constexpr std::uint64_t kCycleMilliseconds = milliseconds(days(146'097)).count();
 
 void AppendNumber(std::string& text, std::uint64_t number, std::size_t digits) {
   const std::string plain = std::to_string(number);
@@ -83,9 +49,9 @@ void AppendNumber(std::string& text, std::uint64_t number, std::size_t digits) {
   return true;
 }
 
-// The part behind the date, as milliseconds of the day.
-[[nodiscard]] bool TakeTimeOfDay(std::string_view& text, std::uint64_t& time) {
-  std::uint64_t hours = 0, minutes = 0, seconds = 0, milliseconds = 0;
+// The part behind the date.
+[[nodiscard]] bool TakeTimeOfDay(std::string_view& text, milliseconds& time) {
+  std::uint64_t hours = 0, minutes = 0, seconds = 0, thousandths = 0;
   if (!TakeNumber(text, 2, hours) || !Take(text, ':') || !TakeNumber(text, 2, minutes)) {
     return false;
   }
@@ -93,63 +59,65 @@ void AppendNumber(std::string& text, std::uint64_t number, std::size_t digits) {
     if (!TakeNumber(text, 2, seconds)) {
       return false;
     }
-    if (Take(text, '.') && !TakeNumber(text, 3, milliseconds)) {
+    if (Take(text, '.') && !TakeNumber(text, 3, thousandths)) {
       return false;
     }
   }
   if (hours > 23 || minutes > 59 || seconds > 59) {
     return false;
   }
-  time = ((hours * 60 + minutes) * 60 + seconds) * 1000 + milliseconds;
+  time = std::chrono::hours(hours) + std::chrono::minutes(minutes) + std::chrono::seconds(seconds) +
+         milliseconds(thousandths);
   return true;
 }
 
 }  // namespace
 
 std::string FormatUtc(std::uint64_t time) {
-  const sDate date = DateOf(time / kDayMilliseconds);
-  const std::uint64_t ofDay = time % kDayMilliseconds;
+  const milliseconds inCycle(time % kCycleMilliseconds);
+  const auto day = std::chrono::floor<days>(inCycle);
+  const std::chrono::year_month_day date(kEpoch + day);
+  const std::chrono::hh_mm_ss ofDay(inCycle - day);
+  const auto year = static_cast<std::uint64_t>(static_cast<int>(date.year()));
+  const auto count = [](auto duration) { return static_cast<std::uint64_t>(duration.count()); };
   std::string text;
-  AppendNumber(text, date.year, 4);
+  AppendNumber(text, year + time / kCycleMilliseconds * kCycleYears, 4);
   text += '-';
-  AppendNumber(text, date.month, 2);
+  AppendNumber(text, static_cast<unsigned>(date.month()), 2);
   text += '-';
-  AppendNumber(text, date.day, 2);
+  AppendNumber(text, static_cast<unsigned>(date.day()), 2);
   text += 'T';
-  AppendNumber(text, ofDay / 3'600'000, 2);
+  AppendNumber(text, count(ofDay.hours()), 2);
   text += ':';
-  AppendNumber(text, ofDay / 60'000 % 60, 2);
+  AppendNumber(text, count(ofDay.minutes()), 2);
   text += ':';
-  AppendNumber(text, ofDay / 1000 % 60, 2);
+  AppendNumber(text, count(ofDay.seconds()), 2);
   text += '.';
-  AppendNumber(text, ofDay % 1000, 3);
+  AppendNumber(text, count(ofDay.subseconds()), 3);
   text += 'Z';
   return text;
 }
 
 std::optional<std::uint64_t> ParseUtc(std::string_view text) {
-  sDate date{};
-  std::uint64_t ofDay = 0;
-  if (!TakeNumber(text, 4, date.year) || !Take(text, '-') || !TakeNumber(text, 2, date.month) ||
-      !Take(text, '-') || !TakeNumber(text, 2, date.day)) {
+  std::uint64_t year = 0, month = 0, day = 0;
+  if (!TakeNumber(text, 4, year) || !Take(text, '-') || !TakeNumber(text, 2, month) ||
+      !Take(text, '-') || !TakeNumber(text, 2, day)) {
     return std::nullopt;
   }
-  if (date.year < 1601 || date.month < 1 || date.month > 12 || date.day < 1 ||
-      date.day > DaysInMonth(date.year, date.month)) {
+  const std::chrono::year_month_day date(std::chrono::year(static_cast<int>(year)),
+                                         std::chrono::month(static_cast<unsigned>(month)),
+                                         std::chrono::day(static_cast<unsigned>(day)));
+  if (!date.ok() || sys_days(date) < kEpoch) {
     return std::nullopt;
   }
+  milliseconds ofDay{};
   if ((Take(text, 'T') || Take(text, ' ')) && !TakeTimeOfDay(text, ofDay)) {
     return std::nullopt;
   }
   if (!text.empty() && text != "Z") {
     return std::nullopt;
   }
-
-  std::uint64_t days = DaysBeforeYear(date.year) + date.day - 1;
-  for (std::uint64_t month = 1; month < date.month; ++month) {
-    days += DaysInMonth(date.year, month);
-  }
-  return days * kDayMilliseconds + ofDay;
+  return static_cast<std::uint64_t>((sys_days(date) - kEpoch + ofDay).count());
 }
 
 }  // namespace corvane
