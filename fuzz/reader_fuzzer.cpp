@@ -24,7 +24,9 @@ namespace {
 // The file as the script has made it so far.
 class cScriptSource final : public cByteSource {
  public:
-  explicit cScriptSource(const cFileScript& fileScript) : script(fileScript) {}
+  // `bytesRead` receives how many bytes were asked for.
+  cScriptSource(const cFileScript& fileScript, std::uint64_t& bytesRead)
+      : script(fileScript), read(bytesRead) {}
 
   [[nodiscard]] std::optional<std::uint64_t> Size() override { return script.File().size(); }
   [[nodiscard]] std::size_t ReadAt(std::uint64_t offset, std::span<std::uint8_t> bytes) override {
@@ -35,11 +37,13 @@ class cScriptSource final : public cByteSource {
     const auto start = static_cast<std::size_t>(offset);
     const std::size_t count = std::min(bytes.size(), file.size() - start);
     std::copy_n(file.begin() + static_cast<std::ptrdiff_t>(start), count, bytes.begin());
+    read += count;
     return count;
   }
 
  private:
   const cFileScript& script;
+  std::uint64_t& read;
 };
 
 void Require(bool holds) {
@@ -50,10 +54,16 @@ void Require(bool holds) {
 
 void CheckState(const cCaptureFile& file) {
   std::uint64_t items = 0;
+  std::uint64_t end = 0;
   for (const sCaptureBlock& block : file.Blocks()) {
+    Require(block.offset >= end && block.end >= block.offset && block.items <= block.entries);
+    Require(block.follows == 0 || block.end <= block.follows);
+    end = block.end;
     items += block.items;
   }
   Require(items == file.ItemCount());
+  Require(file.ItemCount() + file.PassedOver() == file.NumbersEnd());
+  Require(file.PassedOver() == 0 || file.State() == eCaptureState::Damaged);
   Require(file.UnclaimedBytes() <= file.Size() || file.Damage());
   Require(file.Damage().has_value() == (file.State() == eCaptureState::Damaged));
 }
@@ -61,14 +71,23 @@ void CheckState(const cCaptureFile& file) {
 void ReadEverything(cCaptureFile& file) {
   tools::cCaptureSummary summary;
   sCaptureItem item;
-  for (std::uint64_t number = 0; number < file.ItemCount(); ++number) {
-    if (file.ReadItem(number, item)) {
+  std::uint64_t end = 0;
+  std::uint64_t items = 0;
+  for (auto number = file.NextItem(0); number; number = file.NextItem(*number + 1)) {
+    ++items;
+    Require(*number < file.NumbersEnd());
+    if (file.ReadItem(*number, item)) {
       continue;
     }
+    Require(item.number == *number);
     Require(!item.bytes.empty() && item.offset + item.bytes.size() < file.Size());
+    // In file order, and none inside another.
+    Require(item.offset >= end);
+    end = item.offset + item.bytes.size() + 1;
     Require(!tools::DescribeItem(item).empty());
     summary.Add(item);
   }
+  Require(items == file.ItemCount());
   Require(file.ItemCount() != 0 || summary.Format().empty());
 }
 
@@ -82,12 +101,16 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   cFileScript script(std::span(data, size));
   std::unique_ptr<cCaptureFile> file;
   sCaptureError error;
+  std::uint64_t bytesRead = 0;
   while (script.Advance()) {
+    bytesRead = 0;
     if (file == nullptr) {
-      file = cCaptureFile::Open(std::make_unique<cScriptSource>(script), error);
+      file = cCaptureFile::Open(std::make_unique<cScriptSource>(script, bytesRead), error);
     } else {
       file->Refresh();
     }
+    // A few looks at everything, and small reads around each entry: no content makes it more.
+    Require(bytesRead <= 100'000 + 100 * script.File().size());
     if (file != nullptr) {
       CheckState(*file);
     }

@@ -1,157 +1,323 @@
 #include "reader/block_chain.h"
 
+#include <algorithm>
 #include <span>
 #include <string>
+#include <utility>
 
-#include "diag/little_endian.h"
-#include "reader/directory_entry.h"
+#include "reader/recorder_rules.h"
 
 namespace corvane {
+namespace {
 
-std::optional<sCaptureError> cBlockChain::Advance() {
+// How often a block that changes while it is looked at is looked at again before its last answer is
+// believed.
+constexpr int kLooks = 100;
+
+[[nodiscard]] std::string NameOf(const sCaptureBlock& block) {
+  return "the block at offset " + std::to_string(block.offset);
+}
+
+}  // namespace
+
+struct cBlockChain::sView {
+  const sCaptureBlock& block;
+  std::span<const std::uint8_t, isf::kDirectorySize> directory;
+  isf::sBlockTail tail;
+  // Taken after the directory was read: a record is written before its entry, so every record whose
+  // entry was just read lies within this size, also while the file grows.
+  std::uint64_t fileSize = 0;
+
+  [[nodiscard]] std::uint64_t BlockEnd() const { return block.offset + isf::kBlockSize; }
+};
+
+void cBlockChain::Advance() {
   if (blocks.empty()) {
     const std::optional<std::uint64_t> size = source.Size();
+    now = {};
     if (!size) {
-      return sCaptureError{"the file's size cannot be found out", {}};
+      now.damage.Add({"the file's size cannot be found out", {}});
+      return;
     }
     // Shorter files hold no block, or one that is just being written.
     if (*size < isf::kHeaderSize + isf::kBlockSize) {
-      return std::nullopt;
+      return;
     }
-    if (auto error = AcceptBlock(isf::kHeaderSize)) {
-      return error;
-    }
+    blocks.push_back({.offset = isf::kHeaderSize, .end = isf::kHeaderSize + isf::kBlockSize});
+    settled.end = blocks.back().end;
   }
-  TakeBackNewestEntry();
   for (;;) {
-    if (auto error = LoadNewestBlock()) {
-      return error;
+    sLook look = Look();
+    for (int looks = 1; look.damage.Count() != 0 && looks < kLooks; ++looks) {
+      sLook again = Look();
+      if (again == look) {
+        break;
+      }
+      look = std::move(again);
     }
-    if (auto error = AcceptEntries()) {
-      return error;
+    const std::optional<sCaptureBlock> next = look.next;
+    Take(std::move(look));
+    if (!next) {
+      return;
     }
-    const std::uint64_t next = Load64(newest.data() + isf::kNextBlockOffset);
-    if (next == 0) {
-      return std::nullopt;
-    }
-    if (auto error = CheckNextBlock(next)) {
-      return error;
-    }
-    if (auto error = AcceptBlock(next)) {
-      return error;
-    }
+    settled = now;
+    settled.gapBytes += next->offset - settled.end;
+    settled.end = next->offset + isf::kBlockSize;
+    blocks.push_back(*next);
   }
 }
 
-void cBlockChain::TakeBackNewestEntry() {
-  // A block without entries was only entered once the one before it was full and final.
-  if (blocks.back().items == 0) {
-    return;
+void cBlockChain::Take(sLook look) {
+  now = settled;
+  blocks.back() = look.block;
+  now.items += look.block.items;
+  now.passedOver += look.block.entries - look.block.items;
+  if (look.next) {
+    now.passedOver += (look.next->number - look.block.number - 1) * isf::kItemsPerBlock;
   }
-  --blocks.back().items;
-  --itemCount;
-  end = endBeforeNewest;
-  gapBytes = gapBytesBeforeNewest;
+  now.end = look.block.end;
+  now.gapBytes += look.gapBytes;
+  now.damage.Add(look.damage);
 }
 
-std::optional<sCaptureError> cBlockChain::AcceptBlock(std::uint64_t offset) {
-  std::array<std::uint8_t, 8> field{};
-  const std::uint64_t fieldOffset = offset + isf::kBaseTimeOffset;
-  const std::string where = "base time of the block at offset " + std::to_string(offset);
-  if (source.ReadAt(fieldOffset, field) != field.size()) {
-    return sCaptureError{"the " + where + " cannot be read", fieldOffset};
-  }
-  const std::uint64_t baseTime = Load64(field.data());
-  if (baseTime > isf::kLatestTime) {
-    return sCaptureError{"the " + where + " is later than any clock can be", fieldOffset};
-  }
-  gapBytes += offset - end;
-  end = offset + isf::kBlockSize;
-  blocks.push_back({offset, baseTime, 0});
-  return std::nullopt;
+std::uint64_t cBlockChain::NumbersEnd() const {
+  return blocks.empty() ? 0 : blocks.back().number * isf::kItemsPerBlock + blocks.back().entries;
 }
 
-std::optional<sCaptureError> cBlockChain::LoadNewestBlock() {
-  const sCaptureBlock& block = blocks.back();
-  const std::uint32_t skipped = block.items * isf::kDirectoryEntrySize;
-  const std::span<std::uint8_t> wanted = std::span(newest).subspan(skipped);
-  const std::size_t count = source.ReadAt(block.offset + skipped, wanted);
-  if (count != wanted.size()) {
-    return sCaptureError{"the block at offset " + std::to_string(block.offset) + " cannot be read",
-                         block.offset + skipped + count};
-  }
-  // The size is taken after the directory: a record is written before its entry, so every record
-  // whose entry was just read lies within this size, also while the file grows.
+cBlockChain::sLook cBlockChain::Look() {
+  sLook look;
+  look.block = blocks.back();
+  look.block.items = look.block.entries = 0;
+  look.block.follows = 0;
+  look.block.end = look.block.offset + isf::kBlockSize;
+  index.reset();
+
+  const std::size_t count = source.ReadAt(look.block.offset, newest);
   const std::optional<std::uint64_t> size = source.Size();
   if (!size) {
-    return sCaptureError{"the file's size cannot be found out", {}};
+    look.damage.Add({"the file's size cannot be found out", {}});
+    return look;
   }
-  fileSize = *size;
-  return std::nullopt;
+  const auto all = std::span<const std::uint8_t, isf::kBlockSize>(newest);
+  const sView view{look.block, all.first<isf::kDirectorySize>(),
+                   isf::LoadBlockTail(all.last<isf::kBlockTailSize>()), *size};
+  if (count != newest.size()) {
+    look.damage.Add({NameOf(look.block) + " cannot be read", look.block.offset + count});
+    FindIndex(*size);
+    look.next = FindInIndex(view, look.block.number + 1);
+    return look;
+  }
+  look.block.baseTime = view.tail.baseTime;
+  Judge(view, look);
+  return look;
 }
 
-std::optional<sCaptureError> cBlockChain::AcceptEntries() {
-  const std::span<const std::uint8_t> directory = std::span(newest).first(isf::kDirectorySize);
-  sCaptureBlock& block = blocks.back();
-  while (block.items < isf::kItemsPerBlock) {
-    const auto bytes = directory.subspan(block.items * isf::kDirectoryEntrySize);
-    if (IsAllZero(bytes.first(isf::kDirectoryEntrySize))) {
-      if (IsAllZero(bytes)) {
-        return std::nullopt;
-      }
-      return EntryError(block.items, "is unused, but entries after it are used");
-    }
-    if (auto error =
-            AcceptEntry(isf::LoadDirectoryEntry(bytes.first<isf::kDirectoryEntrySize>()))) {
-      return error;
-    }
-    ++block.items;
-    ++itemCount;
+// Judges the directory with what can be known about what follows it.
+void cBlockChain::Judge(const sView& view, sLook& look) {
+  sDirectoryPlace place{view.block.offset, view.block.baseTime, view.fileSize, 0, false};
+  sJudgedDirectory judged = JudgeDirectory(view.directory, place, source);
+  look.block.end = judged.end;
+  look.block.entries = judged.entries;
+  FindNext(view, look, judged.IsGoodToTheEnd());
+  if (look.next) {
+    // A lost block between them leaves nothing to tell where the records end.
+    place.isFull = true;
+    place.follows = look.next->number == look.block.number + 1 ? look.next->offset : 0;
+  } else {
+    FindClosing(view, look);
+    place.follows = look.block.follows;
   }
-  return std::nullopt;
+  look.block.follows = place.follows;
+  if (place.isFull || (place.follows != 0 && place.follows != judged.end)) {
+    judged = JudgeDirectory(view.directory, place, source);
+  }
+
+  cDamage problems = std::exchange(look.damage, judged.damage);
+  look.damage.Add(problems);
+  look.block.end = judged.end;
+  look.block.entries = judged.entries;
+  look.block.items = judged.entries - judged.passedOver;
+  look.gapBytes = judged.gapBytes;
+  if (view.tail.baseTime > isf::kLatestTime) {
+    look.block.items = 0;
+    look.block.baseTime = 0;
+    look.damage.Add({"the base time of " + NameOf(look.block) +
+                         " is later than any clock can be (" + std::to_string(judged.entries) +
+                         (judged.entries == 1 ? " entry passed over)" : " entries passed over)"),
+                     look.block.offset + isf::kBaseTimeOffset});
+  }
 }
 
-std::optional<sCaptureError> cBlockChain::AcceptEntry(const isf::sDirectoryEntry& entry) {
-  const sCaptureBlock& block = blocks.back();
-  if (entry.length == 0) {
-    return EntryError(block.items, "has length 0");
+void cBlockChain::FindNext(const sView& view, sLook& look, bool isGoodToTheEnd) {
+  const std::uint64_t link = view.tail.nextBlock;
+  if (link != 0 && isGoodToTheEnd && link == look.block.end && IsRoomForBlock(view, link)) {
+    look.next = {.number = look.block.number + 1, .offset = link, .end = link + isf::kBlockSize};
+    return;
   }
-  const std::uint64_t record = block.offset + isf::kBlockSize + entry.position;
-  if (record < end) {
-    return EntryError(block.items, "points into the record before its own");
+  FindIndex(view.fileSize);
+  look.next = ChooseNext(view, look, isGoodToTheEnd);
+  if (look.next ? look.next->offset == link : link == 0) {
+    return;
   }
-  if (record > fileSize || fileSize - record < entry.RecordSize()) {
-    return EntryError(block.items, "points past the end of the file");
-  }
-  endBeforeNewest = end;
-  gapBytesBeforeNewest = gapBytes;
-  gapBytes += record - end;
-  end = record + entry.RecordSize();
-  return std::nullopt;
-}
-
-std::optional<sCaptureError> cBlockChain::CheckNextBlock(std::uint64_t next) const {
-  const sCaptureBlock& block = blocks.back();
-  const char* problem = nullptr;
-  if (block.items < isf::kItemsPerBlock) {
+  const char* problem = " names a next block where there is none";
+  if (link == 0) {
+    problem = " names no next block, although one follows";
+  } else if (look.block.entries < isf::kItemsPerBlock) {
     problem = " names a next block although its directory is not full";
-  } else if (next < end) {
+  } else if (link < look.block.end) {
     problem = " names a next block that lies before the end of its own records";
-  } else if (next > fileSize || fileSize - next < isf::kBlockSize) {
+  } else if (!IsRoomForBlock(view, link)) {
     problem = " names a next block that runs past the end of the file";
   }
-  if (problem == nullptr) {
-    return std::nullopt;
+  std::string text = NameOf(look.block) + problem;
+  if (look.next && look.next->number != look.block.number + 1) {
+    const std::uint64_t lost = look.next->number - look.block.number - 1;
+    text +=
+        " (" + std::to_string(lost * isf::kItemsPerBlock) + " entries of lost blocks passed over)";
   }
-  return sCaptureError{"the block at offset " + std::to_string(block.offset) + problem,
-                       block.offset + isf::kNextBlockOffset};
+  look.damage.Add({std::move(text), look.block.offset + isf::kNextBlockOffset});
 }
 
-sCaptureError cBlockChain::EntryError(std::uint32_t entry, const char* problem) const {
-  const std::uint64_t block = blocks.back().offset;
-  return {"directory entry " + std::to_string(entry) + " of the block at offset " +
-              std::to_string(block) + " " + problem,
-          block + std::uint64_t{entry} * isf::kDirectoryEntrySize};
+// The three that know where the next block is are this block's link, the block index, and the end
+// of the records. Two that agree are believed, and one alone when it leads to something that looks
+// like a block.
+std::optional<sCaptureBlock> cBlockChain::ChooseNext(const sView& view, const sLook& look,
+                                                     bool isGoodToTheEnd) {
+  const std::uint64_t link = view.tail.nextBlock;
+  const auto entry = IndexEntry(look.block.number + 1);
+  const std::uint64_t indexed = entry ? entry->blockOffset : 0;
+  const std::uint64_t end = isGoodToTheEnd ? look.block.end : 0;
+  const auto at = [&look](std::uint64_t offset) {
+    return sCaptureBlock{
+        .number = look.block.number + 1, .offset = offset, .end = offset + isf::kBlockSize};
+  };
+  for (const auto& [one, other] : {std::pair(link, indexed), std::pair(indexed, end)}) {
+    if (one != 0 && one == other && IsRoomForBlock(view, one)) {
+      return at(one);
+    }
+  }
+  for (const std::uint64_t offset : {link, indexed, end}) {
+    if (LooksLikeBlock(view, offset, offset == link)) {
+      return at(offset);
+    }
+  }
+  return FindInIndex(view, look.block.number + 2);
+}
+
+// The first block from number `from` on to which the index leads.
+std::optional<sCaptureBlock> cBlockChain::FindInIndex(const sView& view, std::uint64_t from) {
+  for (std::uint64_t number = from;; ++number) {
+    const auto entry = IndexEntry(number);
+    if (!entry) {
+      return std::nullopt;
+    }
+    if (LooksLikeBlock(view, entry->blockOffset, false)) {
+      return sCaptureBlock{.number = number,
+                           .offset = entry->blockOffset,
+                           .end = entry->blockOffset + isf::kBlockSize};
+    }
+  }
+}
+
+// Of a closed file's last block: its records end where the block index begins.
+void cBlockChain::FindClosing(const sView& view, sLook& look) {
+  FindIndex(view.fileSize);
+  if (!index || index->BlockCount() != look.block.number + 1 || look.damage.Count() != 0) {
+    return;
+  }
+  const std::uint64_t offset = index->Offset().value_or(0);
+  // A trailer is one only where a whole one fits behind the last record: a packet may end in a
+  // trailer's bytes.
+  if (offset >= view.BlockEnd() && look.block.end <= index->TrailerOffset()) {
+    look.block.follows = offset;
+  }
+}
+
+bool cBlockChain::IsRoomForBlock(const sView& view, std::uint64_t offset) const {
+  return offset >= view.BlockEnd() && offset <= view.fileSize &&
+         view.fileSize - offset >= isf::kBlockSize;
+}
+
+bool cBlockChain::LooksLikeBlock(const sView& view, std::uint64_t offset, bool mayBeEmpty) {
+  if (!IsRoomForBlock(view, offset)) {
+    return false;
+  }
+  constexpr std::size_t kTwoEntries = 2 * isf::kDirectoryEntrySize;
+  std::array<std::uint8_t, kTwoEntries> entries{};
+  std::array<std::uint8_t, isf::kBlockTailSize> tailBytes{};
+  std::uint8_t time = 1;
+  if (source.ReadAt(offset, entries) != entries.size() ||
+      source.ReadAt(offset + isf::kDirectorySize, tailBytes) != tailBytes.size()) {
+    return false;
+  }
+  const isf::sBlockTail tail = isf::LoadBlockTail(tailBytes);
+  if (tail.baseTime > isf::kLatestTime) {
+    return false;
+  }
+  const auto bytes = std::span<const std::uint8_t, kTwoEntries>(entries);
+  const auto first = isf::LoadDirectoryEntry(bytes.first<isf::kDirectoryEntrySize>());
+  const auto second = isf::LoadDirectoryEntry(bytes.last<isf::kDirectoryEntrySize>());
+  const isf::sDirectoryEntry unused;
+  if (first == unused) {
+    return mayBeEmpty && second == unused && tail.nextBlock == 0;
+  }
+  // The first record stands right behind the block, with a time of one zero byte.
+  return first.position == 0 && first.WidthCode() == isf::kTimeDelta8 &&
+         FindBrokenRule(first).problem == nullptr &&
+         (second == unused || second.position == first.RecordSize()) &&
+         source.ReadAt(offset + isf::kBlockSize, std::span(&time, 1)) == 1 && time == 0;
+}
+
+// The index is believed when it has the first block where it is.
+void cBlockChain::FindIndex(std::uint64_t fileSize) {
+  if (index) {
+    return;
+  }
+  index = cBlockIndex::Find(source, fileSize);
+  if (!index) {
+    return;
+  }
+  const std::uint64_t first =
+      blocks.size() == 1
+          ? isf::LoadBlockTail(
+                std::span<const std::uint8_t, isf::kBlockSize>(newest).last<isf::kBlockTailSize>())
+                .baseTime
+          : blocks.front().baseTime;
+  const auto entry = index->Trailer().zero == 0 ? IndexEntry(0) : std::nullopt;
+  if (!entry || *entry != isf::sIndexEntry{blocks.front().offset, first}) {
+    index.reset();
+  }
+}
+
+std::optional<isf::sIndexEntry> cBlockChain::IndexEntry(std::uint64_t block) {
+  if (!index || block >= index->BlockCount() || !index->Offset()) {
+    return std::nullopt;
+  }
+  return index->Entry(*index->Offset(), block);
+}
+
+bool cBlockChain::LoadDirectory(std::size_t block, sLoadedDirectory& directory) {
+  const sCaptureBlock& from = blocks[block];
+  if (source.ReadAt(from.offset, directory.bytes) != directory.bytes.size()) {
+    return false;
+  }
+  directory.good.reset();
+  if (from.items == from.entries) {
+    for (std::uint32_t place = 0; place < from.entries; ++place) {
+      directory.good.set(place);
+    }
+    return true;
+  }
+  const std::optional<std::uint64_t> size = source.Size();
+  if (from.items == 0 || !size) {
+    return size.has_value();
+  }
+  const bool isLast = block + 1 == blocks.size();
+  directory.good =
+      JudgeDirectory(directory.bytes, {from.offset, from.baseTime, *size, from.follows, !isLast},
+                     source)
+          .good;
+  return true;
 }
 
 }  // namespace corvane

@@ -6,62 +6,108 @@
 #include <vector>
 
 #include "capture/isf/layout.h"
+#include "reader/block_index.h"
 #include "reader/byte_source.h"
-#include "reader/capture_error.h"
+#include "reader/damage.h"
+#include "reader/directory.h"
 
 namespace corvane {
 
 // One block of a capture file.
 struct sCaptureBlock {
-  std::uint64_t offset = 0;    // file position
+  std::uint64_t number = 0;  // its place among the blocks, from 0: item 8192 * number is its first
+  std::uint64_t offset = 0;  // file position
   std::uint64_t baseTime = 0;  // milliseconds since 1601-01-01 UTC
-  std::uint32_t items = 0;     // entries of its directory that are used and good
+  std::uint32_t items = 0;     // entries of its directory that are good
+  std::uint32_t entries = 0;   // entries of its directory that are used, good or not
+  std::uint64_t follows = 0;   // file position behind its last record, where something tells it
+  std::uint64_t end = 0;       // file position behind its last good record
+
+  friend bool operator==(const sCaptureBlock&, const sCaptureBlock&) = default;
 };
 
-// Follows the blocks of a capture file from the first one on and checks their directories. Records
-// are not read. Each call goes on where the one before stopped, with the newest entry: seen while
-// it was being written, it may have lacked its last bytes.
+// A directory that items are read through.
+struct sLoadedDirectory {
+  std::array<std::uint8_t, isf::kDirectorySize> bytes{};
+  std::bitset<isf::kItemsPerBlock> good;
+};
+
+// Follows the blocks of a capture file from the first one on and judges their directories. What is
+// bad it passes over: it goes on with the next entry of a directory that proves itself, and with
+// the next block that the block before, the block index, or the end of the records before leads to.
 //
-// What it has accepted holds together: every block but the last is full, blocks and records follow
-// each other in the file without overlapping, and all of them lie inside the file.
+// The good records follow each other in the file without overlapping, each inside its block's room.
+// The work grows with the size of the file and no faster, its memory with the number of blocks that
+// the file holds.
 class cBlockChain {
  public:
   // `bytes` is not owned and must outlive the chain.
   explicit cBlockChain(cByteSource& bytes) : source(bytes) {}
 
-  // Accepts the blocks and items that came since the last call. Returns what is wrong with the next
-  // one, or nothing when the chain just ends there. In a file that is being written, an error may
-  // only mean that the writer was overtaken: it is real when a second call returns the same.
-  [[nodiscard]] std::optional<sCaptureError> Advance();
+  // Takes up the blocks and items that came since the last call, and judges the newest block anew:
+  // seen while they were being written, its last entries may have lacked bytes. In a file that is
+  // being written, a contradiction may only mean that the writer was overtaken: what is reported
+  // was there at two looks in a row.
+  void Advance();
 
   [[nodiscard]] const std::vector<sCaptureBlock>& Blocks() const { return blocks; }
-  [[nodiscard]] std::uint64_t ItemCount() const { return itemCount; }
-  // File position behind the last accepted record or block (behind the header before the first).
-  [[nodiscard]] std::uint64_t End() const { return end; }
-  // Bytes before End() that belong to no block and no record.
-  [[nodiscard]] std::uint64_t GapBytes() const { return gapBytes; }
+  // The good items.
+  [[nodiscard]] std::uint64_t ItemCount() const { return now.items; }
+  // One more than the number of the last item that a directory knows of, good or not.
+  [[nodiscard]] std::uint64_t NumbersEnd() const;
+  // Items that were passed over.
+  [[nodiscard]] std::uint64_t PassedOver() const { return now.passedOver; }
+  // File position behind the last good record or block (behind the header before the first).
+  [[nodiscard]] std::uint64_t End() const { return now.end; }
+  // Bytes before End() that belong to no block and no good record.
+  [[nodiscard]] std::uint64_t GapBytes() const { return now.gapBytes; }
+  // What was passed over, and why.
+  [[nodiscard]] const cDamage& Damage() const { return now.damage; }
+
+  // Reads the directory of block `block` of Blocks(), with its good entries as they were judged.
+  // False when it cannot be read.
+  [[nodiscard]] bool LoadDirectory(std::size_t block, sLoadedDirectory& directory);
 
  private:
-  void TakeBackNewestEntry();
-  [[nodiscard]] std::optional<sCaptureError> AcceptBlock(std::uint64_t offset);
-  [[nodiscard]] std::optional<sCaptureError> LoadNewestBlock();
-  [[nodiscard]] std::optional<sCaptureError> AcceptEntries();
-  [[nodiscard]] std::optional<sCaptureError> AcceptEntry(const isf::sDirectoryEntry& entry);
-  [[nodiscard]] std::optional<sCaptureError> CheckNextBlock(std::uint64_t next) const;
-  [[nodiscard]] sCaptureError EntryError(std::uint32_t entry, const char* problem) const;
+  struct sTotals {
+    std::uint64_t items = 0;
+    std::uint64_t passedOver = 0;
+    std::uint64_t end = isf::kHeaderSize;
+    std::uint64_t gapBytes = 0;
+    cDamage damage;
+  };
+  // What one look at the newest block gives.
+  struct sLook {
+    sCaptureBlock block;  // the newest, judged
+    std::uint64_t gapBytes = 0;
+    std::optional<sCaptureBlock> next;
+    cDamage damage;
+
+    friend bool operator==(const sLook&, const sLook&) = default;
+  };
+  // The newest block as read.
+  struct sView;
+
+  [[nodiscard]] sLook Look();
+  void Judge(const sView& view, sLook& look);
+  void FindNext(const sView& view, sLook& look, bool isGoodToTheEnd);
+  void FindClosing(const sView& view, sLook& look);
+  [[nodiscard]] std::optional<sCaptureBlock> ChooseNext(const sView& view, const sLook& look,
+                                                        bool isGoodToTheEnd);
+  [[nodiscard]] std::optional<sCaptureBlock> FindInIndex(const sView& view, std::uint64_t from);
+  [[nodiscard]] bool IsRoomForBlock(const sView& view, std::uint64_t offset) const;
+  [[nodiscard]] bool LooksLikeBlock(const sView& view, std::uint64_t offset, bool mayBeEmpty);
+  void FindIndex(std::uint64_t fileSize);
+  [[nodiscard]] std::optional<isf::sIndexEntry> IndexEntry(std::uint64_t block);
+  void Take(sLook look);
 
   cByteSource& source;
   std::vector<sCaptureBlock> blocks;
-  std::uint64_t itemCount = 0;
-  std::uint64_t end = isf::kHeaderSize;
-  std::uint64_t gapBytes = 0;
-  // The last two as they were before the newest entry was accepted.
-  std::uint64_t endBeforeNewest = 0;
-  std::uint64_t gapBytesBeforeNewest = 0;
-  // The newest block as last read, from its first entry that is not accepted yet, and the size that
-  // the file had after that.
+  sTotals now;
+  sTotals settled;  // without the newest block
+  // The newest block's bytes, and the index that the file ends in when it can be believed.
   std::array<std::uint8_t, isf::kBlockSize> newest{};
-  std::uint64_t fileSize = 0;
+  std::optional<cBlockIndex> index;
 };
 
 }  // namespace corvane

@@ -1,10 +1,17 @@
 #include "reader/byte_source.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <filesystem>
 #include <system_error>
 
 namespace corvane {
+namespace {
+
+constexpr std::size_t kLargeWindow = 256 * 1024;  // for reading in order; holds any record
+constexpr std::size_t kSmallWindow = 4 * 1024;    // for reading here and there
+
+}  // namespace
 
 std::unique_ptr<cFileSource> cFileSource::Open(const std::string& path, std::string& reason) {
   // A folder can be opened as a file on some systems, and fails only when it is read.
@@ -43,6 +50,22 @@ std::size_t cFileSource::ReadAt(std::uint64_t offset, std::span<std::uint8_t> by
   }
   file.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
   return static_cast<std::size_t>(file.gcount());
+}
+
+std::optional<std::span<const std::uint8_t>> cByteWindow::Read(std::uint64_t offset,
+                                                               std::size_t length) {
+  const std::uint64_t windowEnd = windowOffset + window.size();
+  const bool startsInside = offset >= windowOffset && offset <= windowEnd;
+  if (!startsInside || windowEnd - offset < length) {
+    window.resize(startsInside ? kLargeWindow : std::max(kSmallWindow, length));
+    windowOffset = offset;
+    window.resize(bytes->ReadAt(offset, window));
+    if (window.size() < length) {
+      return std::nullopt;
+    }
+  }
+  return std::span<const std::uint8_t>(window).subspan(
+      static_cast<std::size_t>(offset - windowOffset), length);
 }
 
 }  // namespace corvane

@@ -7,6 +7,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <vector>
 
 namespace corvane {
 
@@ -39,6 +40,26 @@ class cFileSource final : public cByteSource {
   cFileSource() = default;
 
   std::ifstream file;
+};
+
+// A stretch of a file that is read in order, in few calls to its source.
+class cByteWindow {
+ public:
+  // `source` is not owned and must outlive the window.
+  explicit cByteWindow(cByteSource& source) : bytes(&source) {}
+
+  // `length` bytes from `offset` on, or nothing when they cannot be read. They stay until the next
+  // call. Reading in ascending order is fastest.
+  [[nodiscard]] std::optional<std::span<const std::uint8_t>> Read(std::uint64_t offset,
+                                                                  std::size_t length);
+
+  // Forgets what was read, after the file has changed.
+  void Clear() { window.clear(); }
+
+ private:
+  cByteSource* bytes;
+  std::vector<std::uint8_t> window;
+  std::uint64_t windowOffset = 0;
 };
 
 }  // namespace corvane

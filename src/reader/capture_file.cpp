@@ -3,13 +3,11 @@
 #include <algorithm>
 #include <utility>
 
-#include "reader/closing_check.h"
+#include "reader/closing.h"
 
 namespace corvane {
 namespace {
 
-constexpr std::size_t kLargeWindow = 256 * 1024;  // for reading in order; holds any record
-constexpr std::size_t kSmallWindow = 4 * 1024;    // for reading here and there
 // How often a file that changes while it is looked at is looked at again before its last answer is
 // believed.
 constexpr int kLooks = 100;
@@ -50,19 +48,19 @@ std::unique_ptr<cCaptureFile> cCaptureFile::Open(std::unique_ptr<cByteSource> so
 }
 
 cCaptureFile::cCaptureFile(std::unique_ptr<cByteSource> bytes)
-    : source(std::move(bytes)), chain(*source) {}
+    : source(std::move(bytes)), chain(*source), records(*source) {}
 
 void cCaptureFile::Refresh() {
   // The newest directory, and the bytes behind the last record, may have changed.
   directoryBlock.reset();
-  window.clear();
+  records.Clear();
 
-  // Reading does not stop the writer, so it can be caught halfway: an entry may be seen without the
-  // one before it, a trailer without the items that it counts. Looking again shows the rest. Only
-  // what looks wrong in the same way twice is wrong.
+  // Reading does not stop the writer, so it can be caught halfway: a trailer may be seen without
+  // the items that it counts. Looking again shows the rest. Only what looks wrong in the same way
+  // twice is wrong.
   damage = FindDamage();
-  for (int look = 1; damage && look < kLooks; ++look) {
-    std::optional<sCaptureError> again = FindDamage();
+  for (int look = 1; damage.Count() != 0 && look < kLooks; ++look) {
+    cDamage again = FindDamage();
     if (again == damage) {
       break;
     }
@@ -70,108 +68,124 @@ void cCaptureFile::Refresh() {
   }
 }
 
-std::optional<sCaptureError> cCaptureFile::FindDamage() {
+cDamage cCaptureFile::FindDamage() {
   closed = false;
-  std::optional<sCaptureError> error = chain.Advance();
+  chain.Advance();
   const std::optional<std::uint64_t> now = source->Size();
   size = now.value_or(0);
-  if (error) {
-    return error;
-  }
+  cDamage found = chain.Damage();
   if (!now) {
-    return sCaptureError{"the file's size cannot be found out", {}};
+    if (found.Count() == 0) {
+      found.Add({"the file's size cannot be found out", {}});
+    }
+    return found;
   }
-  sFileEnd end = CheckFileEnd(*source, chain, size);
-  closed = end.closed;
-  return std::move(end.error);
+  const sClosing closing = CheckClosing(*source, chain, size);
+  closed = closing.isClosed;
+  found.Add(closing.damage);
+  return found;
 }
 
 eCaptureState cCaptureFile::State() const {
-  if (damage) {
+  if (damage.Count() != 0) {
     return eCaptureState::Damaged;
   }
   return closed ? eCaptureState::Complete : eCaptureState::Unclosed;
 }
 
-std::uint64_t cCaptureFile::UnclaimedBytes() const {
-  std::uint64_t end = size;
-  if (closed) {
-    end -= isf::kTrailerSize + Blocks().size() * isf::kIndexEntrySize;
+std::optional<sCaptureError> cCaptureFile::Damage() const {
+  if (damage.Count() == 0) {
+    return std::nullopt;
   }
-  return chain.GapBytes() + (end < chain.End() ? 0 : end - chain.End());
+  return damage.Kept().front();
+}
+
+std::uint64_t cCaptureFile::UnclaimedBytes() const {
+  if (State() == eCaptureState::Complete || size < chain.End()) {
+    return chain.GapBytes();
+  }
+  return chain.GapBytes() + size - chain.End();
+}
+
+std::size_t cCaptureFile::FindBlock(std::uint64_t number) const {
+  // Blocks that were lost leave gaps in the numbers.
+  const auto block = std::partition_point(Blocks().begin(), Blocks().end(),
+                                          [number](const sCaptureBlock& candidate) {
+                                            return candidate.number < number / isf::kItemsPerBlock;
+                                          });
+  return static_cast<std::size_t>(block - Blocks().begin());
+}
+
+std::optional<std::uint64_t> cCaptureFile::NextItem(std::uint64_t from) {
+  for (std::size_t number = FindBlock(from); number < Blocks().size(); ++number) {
+    const sCaptureBlock& block = Blocks()[number];
+    const std::uint64_t first = block.number * isf::kItemsPerBlock;
+    const std::uint64_t start = from > first ? from - first : 0;
+    if (block.items == 0 || start >= block.entries || !LoadDirectory(number)) {
+      continue;
+    }
+    for (std::uint64_t place = start; place < block.entries; ++place) {
+      if (directory.good.test(static_cast<std::size_t>(place))) {
+        return first + place;
+      }
+    }
+  }
+  return std::nullopt;
 }
 
 std::optional<sCaptureError> cCaptureFile::ReadItem(std::uint64_t number, sCaptureItem& item) {
-  if (number >= ItemCount()) {
-    return sCaptureError{"there is no item " + std::to_string(number), chain.End()};
+  const std::string name = "item " + std::to_string(number);
+  const std::size_t blockNumber = FindBlock(number);
+  if (number >= chain.NumbersEnd()) {
+    return sCaptureError{"there is no " + name, chain.End()};
   }
-  // All blocks before the last are full.
-  const auto blockNumber = static_cast<std::size_t>(number / isf::kItemsPerBlock);
+  const sCaptureBlock& block = Blocks()[blockNumber];
   const auto place = static_cast<std::uint32_t>(number % isf::kItemsPerBlock);
-  if (directoryBlock != blockNumber) {
-    if (auto error = LoadDirectory(blockNumber)) {
-      return error;
-    }
+  if (block.number != number / isf::kItemsPerBlock) {
+    return sCaptureError{name + " was passed over with its block", {}};
+  }
+  if (!LoadDirectory(blockNumber)) {
+    return sCaptureError{
+        "the directory of the block at offset " + std::to_string(block.offset) + " cannot be read",
+        block.offset};
+  }
+  const std::uint64_t entryOffset = block.offset + std::uint64_t{place} * isf::kDirectoryEntrySize;
+  if (place >= block.entries || !directory.good.test(place)) {
+    return sCaptureError{name + " was passed over", entryOffset};
   }
 
-  const sCaptureBlock& block = Blocks()[blockNumber];
-  const isf::sDirectoryEntry entry =
-      isf::LoadDirectoryEntry(std::span(directory)
-                                  .subspan(std::size_t{place} * isf::kDirectoryEntrySize)
-                                  .first<isf::kDirectoryEntrySize>());
+  const isf::sDirectoryEntry entry = EntryAt(directory.bytes, place);
   if (entry.length == 0) {
-    return sCaptureError{"item " + std::to_string(number) + " is no longer in its directory",
-                         block.offset + std::uint64_t{place} * isf::kDirectoryEntrySize};
+    return sCaptureError{name + " is no longer in its directory", entryOffset};
   }
   item.offset = block.offset + isf::kBlockSize + entry.position;
-  const std::optional<std::span<const std::uint8_t>> record =
-      ReadRecord(item.offset, entry.RecordSize());
+  const auto record = records.Read(item.offset, entry.RecordSize());
   if (!record) {
-    return sCaptureError{"the record of item " + std::to_string(number) + " cannot be read",
-                         item.offset};
+    return sCaptureError{"the record of " + name + " cannot be read", item.offset};
   }
-
-  item.number = number;
   const isf::sRecordHead head = isf::LoadRecordHead(entry, block.baseTime, *record);
+  item.number = number;
   item.type = head.type;
   item.time = head.time;
   item.extra = head.extra;
   if (item.time > isf::kLatestTime) {
-    return sCaptureError{
-        "the time of item " + std::to_string(number) + " is later than any clock can be",
-        item.offset};
+    return sCaptureError{"the time of " + name + " is later than any clock can be", item.offset};
   }
   const auto packet = record->last(entry.length);
   item.bytes.assign(packet.begin(), packet.end());
   return std::nullopt;
 }
 
-std::optional<sCaptureError> cCaptureFile::LoadDirectory(std::size_t block) {
+bool cCaptureFile::LoadDirectory(std::size_t block) {
+  if (directoryBlock == block) {
+    return true;
+  }
   directoryBlock.reset();
-  const std::uint64_t offset = Blocks()[block].offset;
-  if (source->ReadAt(offset, directory) != directory.size()) {
-    return sCaptureError{
-        "the directory of the block at offset " + std::to_string(offset) + " cannot be read",
-        offset};
+  if (!chain.LoadDirectory(block, directory)) {
+    return false;
   }
   directoryBlock = block;
-  return std::nullopt;
-}
-
-std::optional<std::span<const std::uint8_t>> cCaptureFile::ReadRecord(std::uint64_t offset,
-                                                                      std::size_t length) {
-  const std::uint64_t windowEnd = windowOffset + window.size();
-  const bool startsInside = offset >= windowOffset && offset <= windowEnd;
-  if (!startsInside || windowEnd - offset < length) {
-    window.resize(startsInside ? kLargeWindow : std::max(kSmallWindow, length));
-    windowOffset = offset;
-    window.resize(source->ReadAt(offset, window));
-    if (window.size() < length) {
-      return std::nullopt;
-    }
-  }
-  return std::span<const std::uint8_t>(window).subspan(
-      static_cast<std::size_t>(offset - windowOffset), length);
+  return true;
 }
 
 }  // namespace corvane

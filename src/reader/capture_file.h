@@ -1,29 +1,27 @@
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <memory>
 #include <optional>
-#include <span>
 #include <string>
 #include <vector>
 
 #include "capture/isf/layout.h"
 #include "reader/block_chain.h"
 #include "reader/byte_source.h"
-#include "reader/capture_error.h"
+#include "reader/damage.h"
 
 namespace corvane {
 
 enum class eCaptureState {
   Complete,  // closed: block index and trailer are there, and everything agrees
   Unclosed,  // no trailer: still being written, cut off, or its writer died. The items are good
-  Damaged,   // something is wrong (Damage() says what); the items counted are those before it
+  Damaged,   // something is wrong, and Damage() says what. Items that prove themselves are good
 };
 
 // One item, read back.
 struct sCaptureItem {
-  std::uint64_t number = 0;            // from 0, in file order
+  std::uint64_t number = 0;            // from 0, in file order, with those passed over counted too
   std::uint64_t time = 0;              // milliseconds since 1601-01-01 UTC
   std::uint32_t type = 0;              // 0 to 31, see capture/isf/layout.h
   std::optional<std::uint32_t> extra;  // the extra field, where the record has one
@@ -33,13 +31,16 @@ struct sCaptureItem {
 
 // A capture file (docs/capture-format.md), opened for reading.
 //
-// Opening walks the blocks and checks every directory entry, and the index and trailer of a closed
-// file, without reading records. Any item can then be read through the directories. A file that
-// another process is writing is read up to the newest item whose directory entry is there.
+// Opening walks the blocks and judges every directory entry. What is bad it passes over: the next
+// entry or block that proves itself goes on with the number that its place gives it. A closed file
+// is checked whole, the heads of its records included, and has to be one that the recorder can have
+// written. A file that another process is writing, or whose recorder died, is read up to the newest
+// item whose directory entry is there. Any item can then be read through the directories.
 //
-// No file content makes it crash, hang, or read outside the file. Beside buffers of fixed size, its
-// memory grows only with the number of blocks that the file really holds. Not for use from two
-// threads at once.
+// No file content makes it crash, hang, or read outside the file. The items shown lie in the file
+// in the order of their numbers and do not overlap. Opening takes time in proportion to the file's
+// size. Beside buffers of fixed size, the memory grows only with the number of blocks that the file
+// really holds. Not for use from two threads at once.
 class cCaptureFile {
  public:
   // Null, with `error` filled, when the file cannot be opened or does not begin as a capture file
@@ -57,16 +58,25 @@ class cCaptureFile {
 
   [[nodiscard]] eCaptureState State() const;
   [[nodiscard]] bool IsComplete() const { return State() == eCaptureState::Complete; }
-  // What is wrong with the file; nothing unless State() is Damaged.
-  [[nodiscard]] const std::optional<sCaptureError>& Damage() const { return damage; }
+  // What is wrong with the file, in the order in which it was found; nothing unless State() is
+  // Damaged.
+  [[nodiscard]] const cDamage& AllDamage() const { return damage; }
+  // The first of it.
+  [[nodiscard]] std::optional<sCaptureError> Damage() const;
 
-  // Good items; the numbers 0 to ItemCount() - 1 can be read.
+  // How many items there are to read, and how many were passed over.
   [[nodiscard]] std::uint64_t ItemCount() const { return chain.ItemCount(); }
+  [[nodiscard]] std::uint64_t PassedOver() const { return chain.PassedOver(); }
+  // The number of the first item to read from number `from` on; nothing when there is none. Without
+  // damage every number below ItemCount() is one.
+  [[nodiscard]] std::optional<std::uint64_t> NextItem(std::uint64_t from);
+  // One more than the highest number that an item can have.
+  [[nodiscard]] std::uint64_t NumbersEnd() const { return chain.NumbersEnd(); }
   [[nodiscard]] const std::vector<sCaptureBlock>& Blocks() const { return chain.Blocks(); }
   // The size of the file in bytes.
   [[nodiscard]] std::uint64_t Size() const { return size; }
-  // Bytes that belong to nothing: left between records by writes that failed, and, in a file that
-  // is not complete, whatever follows the last good record.
+  // Bytes that belong to no good item: those between good records, and, in a file that is not
+  // complete, whatever follows the last good record.
   [[nodiscard]] std::uint64_t UnclaimedBytes() const;
 
   // Reads item `number` into `item`, whose memory is reused. Returns what went wrong, or nothing;
@@ -76,23 +86,21 @@ class cCaptureFile {
  private:
   explicit cCaptureFile(std::unique_ptr<cByteSource> bytes);
 
-  [[nodiscard]] std::optional<sCaptureError> FindDamage();
-  [[nodiscard]] std::optional<sCaptureError> LoadDirectory(std::size_t block);
-  [[nodiscard]] std::optional<std::span<const std::uint8_t>> ReadRecord(std::uint64_t offset,
-                                                                        std::size_t length);
+  [[nodiscard]] cDamage FindDamage();
+  // The block that holds item `number`, or the first one behind it.
+  [[nodiscard]] std::size_t FindBlock(std::uint64_t number) const;
+  [[nodiscard]] bool LoadDirectory(std::size_t block);
 
   std::unique_ptr<cByteSource> source;
   cBlockChain chain;
   std::uint64_t size = 0;
   bool closed = false;
-  std::optional<sCaptureError> damage;
+  cDamage damage;
 
   // The directory that items were last read through.
-  std::array<std::uint8_t, isf::kDirectorySize> directory{};
+  sLoadedDirectory directory;
   std::optional<std::size_t> directoryBlock;
-  // A stretch of the file around the record last read.
-  std::vector<std::uint8_t> window;
-  std::uint64_t windowOffset = 0;
+  cByteWindow records;
 };
 
 }  // namespace corvane

@@ -127,6 +127,44 @@ Bytes NumberedPacket(std::uint32_t number) {
   return packet;
 }
 
+Bytes With(Bytes file, std::size_t offset, std::uint64_t value, std::size_t size) {
+  Put(file, offset, value, size);
+  return file;
+}
+
+cCaptureBuilder SmallCapture() {
+  cCaptureBuilder builder;
+  builder.Add({7, kNoon, Hex("C0 FF FF FF 41 00 00 00"), {}});
+  builder.Add({10, kNoon + 1, Hex("4B 0F 00 00 01"), {}});
+  builder.Add({8, kNoon + 2, Hex("10 00"), 0x01020304});
+  return builder;
+}
+
+cCaptureBuilder TwoBlocks() {
+  cCaptureBuilder builder;
+  for (int number = 0; number < 8193; ++number) {
+    builder.Add({1, kNoon, {0x42}, {}});
+  }
+  return builder;
+}
+
+sBuiltItem NumberedItem(std::uint32_t number) {
+  constexpr unsigned kTypes[] = {7, 8, 0, 1, 2, 4, 5, 6, 9, 10};
+  sBuiltItem item{kTypes[number % 10], kNoon + number * 17, NumberedPacket(number), {}};
+  if (number % 20 == 1) {
+    item.extra = number * 3;
+  }
+  return item;
+}
+
+cCaptureBuilder BuildNumbered(std::uint32_t count) {
+  cCaptureBuilder builder;
+  for (std::uint32_t number = 0; number < count; ++number) {
+    builder.Add(NumberedItem(number));
+  }
+  return builder;
+}
+
 std::size_t cMemorySource::ReadAt(std::uint64_t offset, std::span<std::uint8_t> wanted) {
   if (offset >= bytes->size()) {
     return 0;
@@ -153,6 +191,14 @@ std::string ErrorOf(Bytes bytes) {
     return opened.error.Text();
   }
   return opened.file->Damage() ? opened.file->Damage()->Text() : "";
+}
+
+std::vector<std::string> TextsOf(const cDamage& damage) {
+  std::vector<std::string> texts;
+  for (const sCaptureError& error : damage.Kept()) {
+    texts.push_back(error.Text());
+  }
+  return texts;
 }
 
 }  // namespace corvane

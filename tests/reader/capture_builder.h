@@ -63,6 +63,23 @@ void Append(Bytes& file, std::uint64_t value, std::size_t size);
 // A packet that differs for every `number`, of 1 to 300 bytes.
 [[nodiscard]] Bytes NumberedPacket(std::uint32_t number);
 
+// `file` with `value` written over it.
+[[nodiscard]] Bytes With(Bytes file, std::size_t offset, std::uint64_t value, std::size_t size);
+
+// 2024-05-17 12:00:00 UTC, in milliseconds since 1601.
+inline constexpr std::uint64_t kNoon = 13'360'420'800'000;
+
+// Three items from kNoon on, in records of 9, 6 and 7 bytes: a text, a subsystem request and a log
+// packet with an extra field.
+[[nodiscard]] cCaptureBuilder SmallCapture();
+
+// 8,192 items of one byte, in records of two, then one item in a second block.
+[[nodiscard]] cCaptureBuilder TwoBlocks();
+
+// Item `number` of a long capture as the recorder could have written it, and the first `count`.
+[[nodiscard]] sBuiltItem NumberedItem(std::uint32_t number);
+[[nodiscard]] cCaptureBuilder BuildNumbered(std::uint32_t count);
+
 // Bytes in memory as a file. `bytes` is shared with the test, which may change and extend them.
 class cMemorySource final : public cByteSource {
  public:
@@ -86,5 +103,8 @@ struct sOpened {
 // The text of what is wrong with the bytes: that they cannot be opened, or their damage; empty for
 // none.
 [[nodiscard]] std::string ErrorOf(Bytes bytes);
+
+// The texts of all that is kept of a damage.
+[[nodiscard]] std::vector<std::string> TextsOf(const cDamage& damage);
 
 }  // namespace corvane

@@ -10,7 +10,7 @@
 namespace corvane {
 namespace {
 
-constexpr std::uint64_t kStart = 13'360'420'800'000;
+constexpr std::uint64_t kStart = kNoon;
 
 // One write of the library: where, and what.
 struct sWrite {
@@ -251,6 +251,62 @@ TEST_P(RacingCaptureTest, AWriterAtWorkIsNeverTakenForDamage) {
 
 INSTANTIATE_TEST_SUITE_P(Paces, RacingCaptureTest,
                          ::testing::Values(5, 7, 49, 333, 1000, 7001, 57344, 100'003));
+
+// Bytes that look like the end of a closed file of one item.
+[[nodiscard]] Bytes LooksClosed() {
+  Bytes bytes;
+  Append(bytes, 4, 8);
+  Append(bytes, kStart, 8);
+  Append(bytes, 0, 8);
+  Append(bytes, 1, 4);
+  Append(bytes, 0xAB603107, 4);
+  return bytes;
+}
+
+TEST(GrowingCaptureTest, APacketThatEndsAsATrailerDoesIsAPacket) {
+  const Bytes whole = LooksClosed();
+  for (std::size_t length = 4; length <= whole.size(); ++length) {
+    const Bytes packet(whole.end() - static_cast<std::ptrdiff_t>(length), whole.end());
+    const auto bytes =
+        std::make_shared<Bytes>(cCaptureBuilder().Add({1, kStart, packet, {}}).Unclosed());
+    const sOpened opened = OpenBytes(bytes);
+    ASSERT_NE(opened.file, nullptr);
+    EXPECT_EQ(opened.file->State(), eCaptureState::Unclosed) << length;
+    ASSERT_EQ(opened.file->ItemCount(), 1U);
+    sCaptureItem item;
+    ASSERT_EQ(opened.file->ReadItem(0, item), std::nullopt);
+    EXPECT_EQ(item.bytes, packet);
+    // Closed, it is complete.
+    *bytes = cCaptureBuilder().Add({1, kStart, packet, {}}).Closed();
+    opened.file->Refresh();
+    EXPECT_TRUE(opened.file->IsComplete()) << length;
+  }
+}
+
+TEST(GrowingCaptureTest, ARecordBegunThatEndsInTheTrailersNumberIsNoTrailer) {
+  for (std::size_t length = 4; length < 200; ++length) {
+    cCaptureBuilder builder;
+    builder.Add({1, kStart, {0x42}, {}}).Add({1, kStart, {0x43}, {}});
+    Bytes bytes = builder.AddGap(length - 4).Unclosed();
+    Append(bytes, 0xAB603107, 4);
+    EXPECT_EQ(ErrorOf(bytes), "") << length;
+    const sOpened opened = OpenBytes(std::move(bytes));
+    EXPECT_EQ(opened.file->State(), eCaptureState::Unclosed) << length;
+    EXPECT_EQ(opened.file->ItemCount(), 2U) << length;
+  }
+}
+
+TEST(GrowingCaptureTest, ABlockBegunThatEndsInTheTrailersNumberIsNoTrailer) {
+  cCaptureBuilder builder;
+  builder.AddBlock(0x0C00AB603107);
+  const auto bytes = std::make_shared<Bytes>(builder.Unclosed());
+  for (std::size_t length = bytes->size(); length > 57340; --length) {
+    bytes->resize(length);
+    const sOpened opened = OpenBytes(bytes);
+    ASSERT_NE(opened.file, nullptr);
+    EXPECT_EQ(opened.file->State(), eCaptureState::Unclosed) << length;
+  }
+}
 
 TEST(GrowingCaptureTest, DamageThatIsGoneAtTheNextRefreshIsForgotten) {
   cCaptureBuilder builder;

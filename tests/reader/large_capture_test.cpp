@@ -52,7 +52,7 @@ TEST_F(LargeCaptureTest, ItemsBeyondFourGigabytesAreRead) {
   WriteAt(block2 + 57352, Number(kTime + 1000, 8));
   WriteAt(4 + 57344, Number(block2, 8));
   WriteEntry(block2, 0, 1 * kGiB - 57360, 2);
-  WriteAt(6 * kGiB, Hex("09 DD EE"));
+  WriteAt(6 * kGiB, Hex("00 DD EE"));
   Bytes closing = Number(4, 8);
   Append(closing, kTime, 8);
   Append(closing, block2, 8);
@@ -67,13 +67,17 @@ TEST_F(LargeCaptureTest, ItemsBeyondFourGigabytesAreRead) {
   sCaptureError error;
   const auto capture = cCaptureFile::Open(folder.Path("large.isf"), error);
   ASSERT_NE(capture, nullptr) << error.Text();
-  EXPECT_TRUE(capture->IsComplete()) << capture->Damage()->Text();
+  // The holes belong to no record: no recorder writes such a file, but its items are where its
+  // directories say.
+  EXPECT_EQ(capture->State(), eCaptureState::Damaged);
+  EXPECT_EQ(capture->AllDamage().Count(), 3U);
+  EXPECT_EQ(capture->PassedOver(), 0U);
   EXPECT_EQ(capture->Size(), 6 * kGiB + 3 + 48);
   ASSERT_EQ(capture->ItemCount(), 8193U);
   sCaptureItem item;
   ASSERT_EQ(capture->ReadItem(8192, item), std::nullopt);
   EXPECT_EQ(item.bytes, Hex("DD EE"));
-  EXPECT_EQ(item.time, kTime + 1009);
+  EXPECT_EQ(item.time, kTime + 1000);
   EXPECT_EQ(item.offset, 6 * kGiB);
   ASSERT_EQ(capture->ReadItem(8191, item), std::nullopt);
   EXPECT_EQ(item.bytes, Hex("AA BB CC"));

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <iostream>
 #include <sstream>
 
@@ -53,7 +54,8 @@ struct sResult {
   request.path = folder.Write("drive.isf", bytes);
   std::ostringstream out, errors;
   sResult result{ListItems(request, out, errors), out.str(), errors.str()};
-  if (const auto place = result.errors.find(request.path); place != std::string::npos) {
+  for (auto place = result.errors.find(request.path); place != std::string::npos;
+       place = result.errors.find(request.path)) {
     result.errors.replace(place, request.path.size(), "FILE");
   }
   return result;
@@ -193,29 +195,74 @@ TEST(ListCommandTest, TheItemsOfAFileThatWasNotClosedAreListed) {
       "corvane list: FILE: the file was not closed: it has no trailer after its 5 good items\n");
 }
 
-TEST(ListCommandTest, TheItemsBeforeDamageAreListed) {
+TEST(ListCommandTest, TheItemsBeforeAndBehindDamageAreListed) {
   Bytes bytes = SampleCapture().Closed();
   Put(bytes, 4 + 7 * 2 + 5, 0, 2);
   const sResult result = ListOf(bytes);
   EXPECT_EQ(result.exitCode, 1);
-  EXPECT_EQ(result.out, Lines({kLine0, kLine1}));
-  EXPECT_EQ(
-      result.errors,
-      "corvane list: FILE: directory entry 2 of the block at offset 4 has length 0, at offset "
-      "18\n");
+  EXPECT_EQ(result.out, Lines({kLine0, kLine1, kLine3, kLine4}));
+  EXPECT_EQ(result.errors,
+            "corvane list: FILE: directory entry 2 of the block at offset 4 has length 0 (1 entry "
+            "passed over), at offset 18\n");
 }
 
-TEST(ListCommandTest, TheItemsBeforeOneThatCannotBeReadAreListed) {
+TEST(ListCommandTest, TheItemsAroundOneThatCannotBeReadAreListed) {
   cCaptureBuilder builder;
   builder.Add({2, kStart, Hex("1D"), {}});
   builder.AddRaw(2 + 3 * 32, 1, Hex("FF FF FF FF FF FF FF FF 1D"));
+  builder.Add({2, kStart, Hex("1D"), {}});
+  const std::string line =
+      "  2024-05-17T12:00:00.000Z   2 request            0x1D      1  time stamp request\n";
   const sResult result = ListOf(builder.Closed());
   EXPECT_EQ(result.exitCode, 1);
-  EXPECT_EQ(result.out,
-            "0  2024-05-17T12:00:00.000Z   2 request            0x1D      1  time stamp request\n");
+  EXPECT_EQ(result.out, "0" + line + "2" + line);
   EXPECT_EQ(result.errors,
+            "corvane list: FILE: item 1 has a time later than any clock can be, at offset 57366\n");
+  const sResult unclosed = ListOf(builder.Unclosed());
+  EXPECT_EQ(unclosed.exitCode, 1);
+  EXPECT_EQ(unclosed.out, result.out);
+  EXPECT_EQ(unclosed.errors,
             "corvane list: FILE: the time of item 1 is later than any clock can be, at offset "
             "57366\n");
+}
+
+TEST(ListCommandTest, AnItemThatCannotBeReadIsNamedBesideDamage) {
+  cCaptureBuilder builder;
+  builder.Add({2, kStart, Hex("1D"), {}});
+  builder.AddRaw(2, 0, Hex("01"));
+  builder.Add({2, kStart, Hex("1D"), {}});
+  builder.AddRaw(2 + 3 * 32, 1, Hex("FF FF FF FF FF FF FF FF 1D"));
+  const sResult result = ListOf(builder.Unclosed());
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_EQ(result.errors,
+            "corvane list: FILE: directory entry 1 of the block at offset 4 has length 0 (1 entry "
+            "passed over), at offset 11\n"
+            "corvane list: FILE: the time of item 3 is later than any clock can be, at offset "
+            "57369\n");
+}
+
+// What `corvane list` says of a closed file with `wrong` items that have an extra field too many.
+[[nodiscard]] sResult ListOfWrongItems(int wrong) {
+  cCaptureBuilder builder;
+  builder.Add({2, kStart, Hex("1D"), {}});
+  for (int number = 0; number < wrong; ++number) {
+    builder.Add({2, kStart, Hex("1D"), 5});
+  }
+  return ListOf(builder.Closed());
+}
+
+TEST(ListCommandTest, AFileThatNoRecorderWritesIsListedAndReported) {
+  const sResult result = ListOfWrongItems(25);
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_EQ(std::count(result.out.begin(), result.out.end(), '\n'), 26);
+  EXPECT_EQ(std::count(result.errors.begin(), result.errors.end(), '\n'), 21);
+  EXPECT_NE(result.errors.find("item 20 has an extra field, which items of its type never have, "
+                               "at offset 144\n"),
+            std::string::npos)
+      << result.errors;
+  EXPECT_NE(result.errors.find(": 5 more places are wrong\n"), std::string::npos);
+  EXPECT_NE(ListOfWrongItems(21).errors.find(": 1 more place is wrong\n"), std::string::npos);
+  EXPECT_EQ(ListOfWrongItems(20).errors.find(" more "), std::string::npos);
 }
 
 TEST(ListCommandTest, AFileThatIsNoCaptureFileIsRefused) {

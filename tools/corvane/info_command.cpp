@@ -2,6 +2,7 @@
 
 #include <iostream>
 #include <memory>
+#include <utility>
 
 #include "corvane/capture_summary.h"
 #include "corvane/command_line.h"
@@ -22,6 +23,9 @@ namespace {
       "File:         {}\nHeader:       0x{:08X}\nState:        {}\nSize:         {} bytes\n"
       "Blocks:       {}\nItems:        {}\n",
       path, isf::kHeaderMagic, state, file.Size(), file.Blocks().size(), file.ItemCount());
+  if (file.PassedOver() != 0) {
+    text += fmt::format("Passed over:  {}\n", file.PassedOver());
+  }
   if (file.UnclaimedBytes() != 0) {
     text += fmt::format("In no item:   {} bytes\n", file.UnclaimedBytes());
   }
@@ -40,10 +44,12 @@ int ShowInfo(const std::string& path, std::ostream& out, std::ostream& errors) {
   cCaptureSummary summary;
   std::optional<sCaptureError> unreadable;
   sCaptureItem item;
-  for (std::uint64_t number = 0; number < file->ItemCount() && !unreadable; ++number) {
-    unreadable = file->ReadItem(number, item);
-    if (!unreadable) {
+  for (auto number = file->NextItem(0); number; number = file->NextItem(*number + 1)) {
+    auto wrong = file->ReadItem(*number, item);
+    if (!wrong) {
       summary.Add(item);
+    } else if (!unreadable) {
+      unreadable = std::move(wrong);
     }
   }
   out << FormatFile(path, *file) << summary.Format() << std::flush;

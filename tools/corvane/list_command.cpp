@@ -6,6 +6,7 @@
 #include <iterator>
 #include <memory>
 #include <optional>
+#include <utility>
 
 #include "corvane/command_line.h"
 #include "corvane/item_description.h"
@@ -81,18 +82,17 @@ int ListItems(const sListRequest& request, std::ostream& out, std::ostream& erro
 
   // Lines are handed on in pieces of this size: a stream call for each takes longer than the line.
   constexpr std::size_t kPiece = 64 * 1024;
-  const int numberWidth = static_cast<int>(std::to_string(file->ItemCount()).size());
+  const int numberWidth = static_cast<int>(std::to_string(file->NumbersEnd()).size());
   std::string text;
   std::optional<sCaptureError> unreadable;
   sCaptureItem item;
-  for (std::uint64_t number = from.number; number < file->ItemCount() && number <= to.number && out;
-       ++number) {
-    unreadable = file->ReadItem(number, item);
-    if (unreadable) {
-      break;
-    }
-    if (IsListed(item, request, from, to)) {
+  for (auto number = file->NextItem(from.number); number && *number <= to.number && out;
+       number = file->NextItem(*number + 1)) {
+    auto wrong = file->ReadItem(*number, item);
+    if (!wrong && IsListed(item, request, from, to)) {
       AppendItem(text, item, numberWidth, request.hex);
+    } else if (wrong && !unreadable) {
+      unreadable = std::move(wrong);
     }
     if (text.size() < kPiece) {
       continue;

@@ -2,11 +2,36 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <ostream>
+#include <tuple>
 
 #include "corvane/command_line.h"
 
 namespace corvane::tools {
+namespace {
+
+// Names the places that are wrong, as far as they are kept.
+void ReportDamage(const char* command, const std::string& path, const cDamage& damage,
+                  std::ostream& errors) {
+  for (const sCaptureError& error : damage.Kept()) {
+    std::ignore = ReportUnreadable(command, path, error, errors);
+  }
+  const std::uint64_t more = damage.Count() - damage.Kept().size();
+  if (more != 0) {
+    errors << fmt::format("corvane {}: {}: {} more place{} wrong\n", command, path, more,
+                          more == 1 ? " is" : "s are");
+  }
+}
+
+// A closed file's check has named an item that cannot be read already.
+[[nodiscard]] bool IsNamed(const cDamage& damage, const sCaptureError& unreadable) {
+  return std::any_of(
+      damage.Kept().begin(), damage.Kept().end(),
+      [&unreadable](const sCaptureError& error) { return error.offset == unreadable.offset; });
+}
+
+}  // namespace
 
 int ReportUnreadable(const char* command, const std::string& path, const sCaptureError& error,
                      std::ostream& errors) {
@@ -21,11 +46,13 @@ int ReportEnd(const char* command, const std::string& path, const cCaptureFile& 
     errors << fmt::format("corvane {}: the output cannot be written\n", command);
     return kExitFailed;
   }
-  if (unreadable) {
+  const cDamage& damage = file.AllDamage();
+  ReportDamage(command, path, damage, errors);
+  if (unreadable && !IsNamed(damage, *unreadable)) {
     return ReportUnreadable(command, path, *unreadable, errors);
   }
-  if (file.Damage()) {
-    return ReportUnreadable(command, path, *file.Damage(), errors);
+  if (damage.Count() != 0) {
+    return kExitFailed;
   }
   if (file.IsComplete()) {
     return kExitGood;

@@ -37,8 +37,8 @@ inline constexpr char kReadingExitCodes[] =
 [[nodiscard]] int ReportUnreadable(const char* command, const std::string& path,
                                    const sCaptureError& error, std::ostream& errors);
 
-// The file was read to its end, or to an item that could not be read (`unreadable`), and what there
-// is was written to `out`.
+// The file was read to its end, and what there is was written to `out`. `unreadable` is the first
+// item that could not be read.
 [[nodiscard]] int ReportEnd(const char* command, const std::string& path, const cCaptureFile& file,
                             const std::optional<sCaptureError>& unreadable, const std::ostream& out,
                             std::ostream& errors);

@@ -1,0 +1,244 @@
+#include "reader/closing.h"
+
+#include <algorithm>
+#include <array>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "capture/isf/layout.h"
+#include "reader/block_index.h"
+#include "reader/recorder_rules.h"
+
+namespace corvane {
+namespace {
+
+// How many blocks the chain knows of, lost ones included.
+[[nodiscard]] std::uint64_t BlockCount(const cBlockChain& chain) {
+  return chain.Blocks().empty() ? 0 : chain.Blocks().back().number + 1;
+}
+
+// Whether an index of `blocks` blocks begins with the chain's first one.
+[[nodiscard]] bool LeadsToFirstBlock(cBlockIndex& index, std::uint64_t blocks,
+                                     const cBlockChain& chain) {
+  const auto offset = index.OffsetFor(blocks);
+  if (!offset || blocks == 0 || chain.Blocks().empty()) {
+    return false;
+  }
+  const auto entry = index.Entry(*offset, 0);
+  return entry && entry->blockOffset == chain.Blocks().front().offset;
+}
+
+// Whether what the file ends in is a trailer rather than bytes of a packet that look like one.
+[[nodiscard]] bool IsTrailer(cBlockIndex& index, const cBlockChain& chain) {
+  if (chain.End() > index.TrailerOffset()) {
+    return false;
+  }
+  if (chain.Blocks().empty()) {
+    // Behind a header alone; anything longer is a block that is just being written.
+    return index.TrailerOffset() == isf::kHeaderSize;
+  }
+  const bool counts = index.Trailer().itemCount == static_cast<std::uint32_t>(chain.NumbersEnd());
+  return (counts && index.Trailer().zero == 0) ||
+         LeadsToFirstBlock(index, BlockCount(chain), chain) ||
+         LeadsToFirstBlock(index, index.BlockCount(), chain);
+}
+
+// Compares an index that begins at `offset` with the blocks. Stops at the first entry that cannot
+// be read.
+void CheckIndex(cBlockIndex& index, std::uint64_t offset, const cBlockChain& chain,
+                cDamage& damage) {
+  for (const sCaptureBlock& block : chain.Blocks()) {
+    const std::uint64_t here = offset + block.number * isf::kIndexEntrySize;
+    const std::string name = "block index entry " + std::to_string(block.number);
+    const auto entry = index.Entry(offset, block.number);
+    if (!entry) {
+      damage.Add({name + " cannot be read", here});
+      return;
+    }
+    if (entry->blockOffset != block.offset) {
+      damage.Add({name + " does not have its block's position", here + isf::kIndexBlockOffset});
+    }
+    if (entry->baseTime != block.baseTime) {
+      damage.Add({name + " does not have its block's base time", here + isf::kIndexBaseTime});
+    }
+  }
+}
+
+void CheckTrailer(cBlockIndex& index, const cBlockChain& chain, cDamage& damage) {
+  const std::uint64_t offset = index.TrailerOffset();
+  if (index.Trailer().zero != 0) {
+    damage.Add({"the first 64 bits of the trailer are not zero", offset});
+  }
+  // The trailer has 32 bits for the count; a longer capture's count has gone round.
+  if (index.Trailer().itemCount != static_cast<std::uint32_t>(chain.NumbersEnd())) {
+    damage.Add({"the trailer counts " + std::to_string(index.Trailer().itemCount) +
+                    " items, the directories hold " + std::to_string(chain.NumbersEnd()),
+                offset + isf::kTrailerItemCount});
+  }
+  if (!chain.Blocks().empty() && chain.Blocks().back().entries == 0) {
+    damage.Add({"the last block has no items", chain.Blocks().back().offset});
+  }
+  const auto indexOffset = index.OffsetFor(BlockCount(chain));
+  if (!indexOffset || *indexOffset < chain.End()) {
+    damage.Add(
+        {"the block index does not fit between the last record and the trailer", chain.End()});
+    return;
+  }
+  CheckIndex(index, *indexOffset, chain, damage);
+}
+
+// Checks every good item of a closed file against what the recorder writes.
+class cRecordCheck {
+ public:
+  cRecordCheck(cByteSource& source, cBlockChain& blocks, cDamage& found)
+      : heads(source), chain(blocks), damage(found) {}
+
+  void CheckBlock(std::size_t number, std::uint64_t follows) {
+    const sCaptureBlock& block = chain.Blocks()[number];
+    if (!chain.LoadDirectory(number, *directory)) {
+      damage.Add({"the directory of the block at offset " + std::to_string(block.offset) +
+                      " cannot be read",
+                  block.offset});
+      return;
+    }
+    std::uint64_t end = block.offset + isf::kBlockSize;
+    bool isBehindGood = true;
+    for (std::uint32_t place = 0; place < block.entries; ++place) {
+      // What was passed over explains the bytes up to the next good record.
+      if (!directory->good.test(place)) {
+        isBehindGood = false;
+        continue;
+      }
+      const isf::sDirectoryEntry entry = EntryAt(directory->bytes, place);
+      const std::uint64_t record = block.offset + isf::kBlockSize + entry.position;
+      if (isBehindGood) {
+        CheckGap(end, record, "next record");
+      }
+      CheckItem(block, entry, place, record);
+      end = record + entry.RecordSize();
+      isBehindGood = true;
+    }
+    if (isBehindGood && follows != 0) {
+      CheckGap(end, follows, number + 1 < chain.Blocks().size() ? "next block" : "block index");
+    }
+  }
+
+ private:
+  void CheckGap(std::uint64_t end, std::uint64_t next, const char* nextName) {
+    if (next > end) {
+      damage.Add({std::to_string(next - end) + (next - end == 1 ? " byte" : " bytes") +
+                      " before the " + nextName + " belong to no record",
+                  end});
+    }
+  }
+
+  void CheckItem(const sCaptureBlock& block, const isf::sDirectoryEntry& entry, std::uint32_t place,
+                 std::uint64_t record) {
+    const std::string name = "item " + std::to_string(block.number * isf::kItemsPerBlock + place);
+    const auto head = heads.Read(record, entry.HeadSize());
+    if (!head) {
+      damage.Add({"the record of " + name + " cannot be read", record});
+      return;
+    }
+    const sBrokenRule broken = FindBrokenRule(
+        entry, isf::LoadRecordHead(entry, block.baseTime, *head), place, block.baseTime);
+    if (broken.problem != nullptr) {
+      damage.Add({name + " " + broken.problem,
+                  broken.inRecord
+                      ? record
+                      : block.offset + std::uint64_t{place} * isf::kDirectoryEntrySize});
+    }
+  }
+
+  cByteWindow heads;
+  cBlockChain& chain;
+  cDamage& damage;
+  std::unique_ptr<sLoadedDirectory> directory = std::make_unique<sLoadedDirectory>();
+};
+
+void CheckRecords(cByteSource& source, cBlockChain& chain, std::uint64_t indexOffset,
+                  cDamage& damage) {
+  cRecordCheck check(source, chain, damage);
+  const auto& blocks = chain.Blocks();
+  for (std::size_t number = 0; number < blocks.size(); ++number) {
+    std::uint64_t follows = indexOffset;
+    if (number + 1 < blocks.size()) {
+      const bool isNext = blocks[number + 1].number == blocks[number].number + 1;
+      follows = isNext ? blocks[number + 1].offset : 0;
+    }
+    check.CheckBlock(number, follows);
+  }
+}
+
+// A file without blocks that has no trailer either: what there is must be the beginning of a block.
+[[nodiscard]] std::optional<sCaptureError> CheckBlockBegun(cByteSource& source,
+                                                           std::uint64_t size) {
+  const std::uint64_t directoryEnd = isf::kHeaderSize + isf::kDirectorySize;
+  std::vector<std::uint8_t> bytes(
+      static_cast<std::size_t>(std::min(size, directoryEnd) - isf::kHeaderSize));
+  if (source.ReadAt(isf::kHeaderSize, bytes) != bytes.size()) {
+    return sCaptureError{"the first block cannot be read", isf::kHeaderSize};
+  }
+  const auto used =
+      std::find_if(bytes.begin(), bytes.end(), [](std::uint8_t byte) { return byte != 0; });
+  if (used == bytes.end()) {
+    return std::nullopt;
+  }
+  const char* const what = size == isf::kHeaderSize + isf::kTrailerSize
+                               ? "what follows the header is neither a block nor a trailer"
+                               : "the first block is cut off, although its directory is in use";
+  return sCaptureError{what, isf::kHeaderSize + static_cast<std::uint64_t>(used - bytes.begin())};
+}
+
+// A whole index where that of a closed file would be was followed by a trailer once.
+[[nodiscard]] bool HasIndexWithoutTrailer(cByteSource& source, const cBlockChain& chain,
+                                          std::uint64_t size) {
+  const std::uint64_t closing = BlockCount(chain) * isf::kIndexEntrySize + isf::kTrailerSize;
+  if (chain.Blocks().empty() || size - chain.End() < closing) {
+    return false;
+  }
+  cBlockIndex index(source, size - isf::kTrailerSize);
+  cDamage differences;
+  CheckIndex(index, size - closing, chain, differences);
+  return differences.Count() == 0;
+}
+
+}  // namespace
+
+sClosing CheckClosing(cByteSource& source, cBlockChain& chain, std::uint64_t size) {
+  sClosing closing;
+  cDamage& damage = closing.damage;
+  if (size < chain.End()) {
+    damage.Add({"the file has become shorter than its items need", size});
+    return closing;
+  }
+  if (size - isf::kHeaderSize >= isf::kTrailerSize) {
+    std::array<std::uint8_t, isf::kTrailerSize> last{};
+    const std::uint64_t offset = size - isf::kTrailerSize;
+    if (source.ReadAt(offset, last) != last.size()) {
+      damage.Add({"the end of the file cannot be read", offset});
+      return closing;
+    }
+  }
+
+  std::optional<cBlockIndex> index = cBlockIndex::Find(source, size);
+  if (index && IsTrailer(*index, chain)) {
+    closing.isClosed = true;
+    const auto offset = index->OffsetFor(BlockCount(chain)).value_or(0);
+    CheckRecords(source, chain, offset, damage);
+    CheckTrailer(*index, chain, damage);
+  } else if (HasIndexWithoutTrailer(source, chain, size)) {
+    damage.Add({"the trailer does not end in its closing number",
+                size - isf::kTrailerSize + isf::kTrailerMagicOffset});
+  } else if (chain.Blocks().empty()) {
+    if (auto error = CheckBlockBegun(source, size)) {
+      damage.Add(std::move(*error));
+    }
+  }
+  return closing;
+}
+
+}  // namespace corvane

@@ -1,0 +1,57 @@
+#pragma once
+
+#include <bitset>
+#include <cstdint>
+#include <span>
+
+#include "capture/isf/layout.h"
+#include "reader/byte_source.h"
+#include "reader/damage.h"
+
+namespace corvane {
+
+// What is known about the surroundings of a block's directory.
+struct sDirectoryPlace {
+  std::uint64_t block = 0;     // file position of the block
+  std::uint64_t baseTime = 0;  // the block's
+  std::uint64_t fileSize = 0;
+  // File position of what was written right behind the block's last record, the next block or the
+  // block index; 0 when that is not known.
+  std::uint64_t follows = 0;
+  // A block follows, so that all entries have to be used.
+  bool isFull = false;
+
+  [[nodiscard]] std::uint64_t BlockEnd() const { return block + isf::kBlockSize; }
+};
+
+// Which entries of a directory are good.
+//
+// The records of good entries follow each other in the file without overlapping and lie between the
+// block and what follows it. An entry whose record does not begin where the one before it ends is
+// good only when something else speaks for it: where the next record begins, and a record head that
+// the recorder can have written.
+struct sJudgedDirectory {
+  std::bitset<isf::kItemsPerBlock> good;
+  std::uint32_t entries = 0;     // used ones, good or not: those up to the last that is not zero
+  std::uint32_t passedOver = 0;  // used ones that are not good
+  std::uint64_t end = 0;         // behind the last good record, or the block when there is none
+  std::uint64_t gapBytes = 0;    // between the block and `end`, in no good record
+  cDamage damage;                // what was passed over, and why
+
+  [[nodiscard]] bool IsGoodToTheEnd() const { return good.test(isf::kItemsPerBlock - 1); }
+
+  friend bool operator==(const sJudgedDirectory&, const sJudgedDirectory&) = default;
+};
+
+// Judges the directory in `bytes`. After a bad entry it goes on with the next one that proves
+// itself. It looks at each entry a fixed number of times, and reads at most one record head from
+// `source` at each look.
+[[nodiscard]] sJudgedDirectory JudgeDirectory(
+    std::span<const std::uint8_t, isf::kDirectorySize> bytes, const sDirectoryPlace& place,
+    cByteSource& source);
+
+// Entry number `place` of a directory.
+[[nodiscard]] isf::sDirectoryEntry EntryAt(
+    std::span<const std::uint8_t, isf::kDirectorySize> directory, std::uint32_t place);
+
+}  // namespace corvane
