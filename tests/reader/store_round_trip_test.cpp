@@ -3,6 +3,7 @@
 #include <atomic>
 #include <fstream>
 #include <mutex>
+#include <set>
 #include <thread>
 
 #include "capture/isf/store.h"
@@ -70,6 +71,81 @@ TEST_F(StoreRoundTripTest, TypesAndExtraFieldsAreReadBack) {
     EXPECT_EQ(item.type, types[number]) << number;
     EXPECT_EQ(item.extra, extras[number]) << number;
   }
+}
+
+TEST_F(StoreRoundTripTest, WhateverTheClockDoesTheFileIsComplete) {
+  // Forth over every bound of the time's width, back before the first item, and to both ends.
+  constexpr std::int64_t kTimes[] = {0,     1,          254,           255,     256,        65534,
+                                     65535, 4294967294, 4294967295LL,  -1,      -255,       -65535,
+                                     3,     -9000000,   9000000000000, 5000000, 4294967296, 0};
+  std::uint32_t number = 0;
+  const auto addAtTimes = [&] {
+    for (const std::int64_t time : kTimes) {
+      SetClockFromStart(time);
+      ASSERT_EQ(Add(PlainPacket(number++)), 0U);
+    }
+    for (const std::uint64_t fileTime : {std::uint64_t{0}, std::uint64_t{9999}, UINT64_MAX}) {
+      SetFileTime(fileTime);
+      ASSERT_EQ(Add(PlainPacket(number++)), 0U);
+    }
+  };
+  addAtTimes();
+  while (number < 8192 + 2000) {
+    SetClockFromStart(-std::int64_t{number} * 7919 % 100'000);
+    ASSERT_EQ(Add(PlainPacket(number++)), 0U);
+  }
+  addAtTimes();
+  store.Close();
+  const auto file = Open();
+  EXPECT_EQ(file->Damage(), std::nullopt) << file->Damage()->Text();
+  EXPECT_TRUE(file->IsComplete());
+  EXPECT_EQ(file->ItemCount(), number);
+}
+
+TEST_F(StoreRoundTripTest, EveryTypeAndLengthTheStoreWritesIsComplete) {
+  const std::vector<Bytes> ofDevice = {Hex("10"),
+                                       Hex("10 00 04 00 04 00 34 12"),
+                                       Hex("29 00"),
+                                       Hex("60 00 00"),
+                                       Hex("79 00 00 00"),
+                                       Hex("4B 25 08 00"),
+                                       Hex("60 0B 00 01 20 01 02 03 04 05 06 07 08 AA"),
+                                       Hex("10 00 0C 00 0C 00 34 12 00 00 00 00 00 00 00 00"),
+                                       Hex("10 00 0C 00 0C 00 04 10 00 00 00 00 00 00 00 00"),
+                                       Hex("10 00 0C 00 0C 00 2F 41 00 00 00 00 00 00 00 00")};
+  const auto addAll = [&] {
+    for (const Bytes& packet : ofDevice) {
+      ASSERT_EQ(Add(packet), 0U);
+    }
+  };
+  addAll();
+  Bytes status(28);
+  status[0] = 0x63;
+  status[27] = 12;
+  ASSERT_EQ(Add(status, kOriginLibrary), 0U);
+  ASSERT_EQ(Add(Hex("4B 09 00 00 FF FF FF"), kOriginLibrary), 0U);
+  ASSERT_EQ(Add(TextItem("Port COM7 connected"), kOriginLibrary, 7), 0U);
+  addAll();
+  Bytes longest(16640);
+  longest[0] = 0x29;
+  ASSERT_EQ(Add(longest), 0U);
+  ASSERT_EQ(Add(Hex("29")), 0U);
+  store.Close();
+  const auto file = Open();
+  EXPECT_EQ(file->Damage(), std::nullopt) << file->Damage()->Text();
+  EXPECT_TRUE(file->IsComplete());
+  std::set<std::uint32_t> types;
+  sCaptureItem item;
+  for (auto number = file->NextItem(0); number; number = file->NextItem(*number + 1)) {
+    ASSERT_EQ(file->ReadItem(*number, item), std::nullopt);
+    types.insert(item.type);
+  }
+  EXPECT_EQ(types, (std::set<std::uint32_t>{0, 1, 2, 4, 5, 6, 7, 8, 9, 10}));
+}
+
+TEST_F(StoreRoundTripTest, AFileWithoutItemsIsComplete) {
+  store.Close();
+  EXPECT_TRUE(Open()->IsComplete());
 }
 
 TEST_F(StoreRoundTripTest, AReaderAtWorkWhileTheStoreWritesSeesNoDamage) {
