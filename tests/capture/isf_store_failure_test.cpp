@@ -172,7 +172,8 @@ TEST_F(IsfStoreFailureTest, EachFailingSeekOfAnItemIsCode9) {
 
 TEST_F(IsfStoreFailureTest, EachFailingSeekOfTheFirstItemIsCode9) {
   bool wasReached = true;
-  for (std::uint32_t nth = 1; wasReached; ++nth) {
+  std::uint32_t nth = 1;
+  for (; wasReached; ++nth) {
     SCOPED_TRACE(nth);
     Restart();
     file->FailSeek(nth);
@@ -182,6 +183,9 @@ TEST_F(IsfStoreFailureTest, EachFailingSeekOfTheFirstItemIsCode9) {
     EXPECT_EQ(State().itemCount, wasReached ? 0U : 1U);
     Heal();
   }
+  // Before and behind each write (the block, the time, the packet, the entry), and at the two looks
+  // for the file's end.
+  EXPECT_GT(nth, 4U * 2U + 2U * 2U);
 }
 
 TEST_F(IsfStoreFailureTest, AWriteThatThrowsIsCode9) {

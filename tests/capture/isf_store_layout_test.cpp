@@ -190,32 +190,6 @@ TEST_F(IsfStoreLayoutTest, WriteAtPutsBytesAnywhereAndReturnsToTheEnd) {
   EXPECT_THAT(ByteVector(contents.begin() + 4, contents.end()), Each(0x5A));
 }
 
-// The gap takes no room where the file system keeps sparse files.
-TEST_F(IsfStoreLayoutTest, PositionsBeyondTwoAndFourGibibytesWork) {
-  for (const std::uint64_t far : {std::uint64_t{1} << 31, (std::uint64_t{1} << 32) + 5}) {
-    const std::string name = "far" + std::to_string(far);
-    Attach(name.c_str());
-    const std::uint8_t last = 0x5A;
-    ASSERT_EQ(store.WriteAt(far - 1, &last, 1), kErrorSuccess);
-    ASSERT_EQ(Add({0x0A, 0xBB}), kErrorSuccess);
-    ASSERT_EQ(Add({0x0A, 0xCC}), kErrorSuccess);
-    store.Close();
-
-    // From the block on the file is one item's file, at another place.
-    std::ifstream file(scratch.Path(name), std::ios::binary);
-    file.seekg(static_cast<std::streamoff>(far));
-    const ByteVector tail{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-    ASSERT_EQ(tail.size(), 57360U + 6U + 16U + 16U);
-    EXPECT_THAT(ByteVector(tail.begin(), tail.begin() + 14),
-                ElementsAre(1, 0, 0, 0, 0, 2, 0, 1, 3, 0, 0, 0, 2, 0));
-    EXPECT_THAT(ByteVector(tail.begin() + 57360, tail.begin() + 57366),
-                ElementsAre(0, 0x0A, 0xBB, 0, 0x0A, 0xCC));
-    const sDecodedEnd end = DecodeEnd(tail, 1);
-    EXPECT_EQ(end.index[0].blockOffset, far);
-    EXPECT_EQ(end.itemCount, 2U);
-  }
-}
-
 TEST_F(IsfStoreLayoutTest, AttachFinishesTheFileBeforeAndStartsTheNewOneFromZero) {
   AddNumbered(3);
   Attach("second.isf");

@@ -136,7 +136,7 @@ TEST_F(IsfStoreRefusalTest, ItemsWithoutAnyBlockAreRefusedWithCode9) {
 TEST_F(IsfStoreRefusalTest, TheItemCountIsComparedIn32Bits) {
   ASSERT_EQ(Add({0x0A}), 0U);
   sStoreCounters counters(store);
-  counters.PadBlocks(std::size_t{1} << 19);
+  counters.PutBlocksBeforeTheNewest(std::size_t{1} << 19);
   ASSERT_EQ(counters.itemCount, 1U);
   EXPECT_EQ(Add({0x0A}), 0U);
   EXPECT_EQ(counters.itemCount, 2U);

@@ -14,9 +14,13 @@ sStoreCounters::sStoreCounters(cISFStore& owner)
 
 std::size_t sStoreCounters::Blocks() const { return store.blockIndex.size(); }
 
-void sStoreCounters::PadBlocks(std::size_t count) {
+void sStoreCounters::PutBlocksBeforeTheNewest(std::size_t count) {
   const auto newest = store.blockIndex.back();
-  store.blockIndex.insert(store.blockIndex.end(), count, newest);
+  store.blockIndex.pop_back();
+  for (std::size_t i = 0; i < count; ++i) {
+    store.blockIndex.push_back({i, 2 * i});
+  }
+  store.blockIndex.push_back(newest);
 }
 
 void sStoreCounters::DropBlocks() { store.blockIndex.clear(); }

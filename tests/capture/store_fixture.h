@@ -26,8 +26,8 @@ struct sStoreCounters {
   std::uint32_t& blockItems;
 
   [[nodiscard]] std::size_t Blocks() const;
-  // Adds so many entries like the newest one.
-  void PadBlocks(std::size_t count);
+  // Puts so many entries before the newest one, with positions 0, 1, 2, ... and twice that as times.
+  void PutBlocksBeforeTheNewest(std::size_t count);
   void DropBlocks();
 
  private:

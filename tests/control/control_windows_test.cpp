@@ -370,6 +370,15 @@ TEST_F(Control, ADeviceThatCannotBeOpenedLeavesAClosedFileWithTheInformationItem
   ExpectClosedCapture("capture.isf", 1);
 }
 
+TEST_F(Control, AFailedConfigurationLeavesTheDeviceUntouched) {
+  system.interfaces = {test::UsbPort("COM7")};
+  EXPECT_FALSE(CorvaneStart("COM7", "missing.cfg", "capture.isf"));
+  EXPECT_FALSE(CorvaneStart("COM7", "capture.cfg", "missing/capture.isf"));
+  EXPECT_THAT(system.calls, IsEmpty());
+  EXPECT_THAT(system.threadsAsked, IsEmpty()) << "no watcher, no reader";
+  EXPECT_EQ(system.looks, 0);
+}
+
 TEST_F(Control, NoneOfTheFailuresPrintsAMessageOfItsOwn) {
   ::testing::internal::CaptureStdout();
   EXPECT_FALSE(CorvaneStart(nullptr, "capture.cfg", "capture.isf"));

@@ -29,8 +29,10 @@ struct sStoreSeams {
 // Writes the capture file, an ISF item store (docs/capture-format.md has its layout).
 //
 // Results are Win32 error codes (platform/error_codes.h): 0 success, 160 a bad item or argument,
-// 9 a missing or failed file or an inconsistent store, 8 no memory for a block or for splitting an
-// event report. Nothing is printed and nothing is thrown.
+// 9 a missing or failed file or an inconsistent store, 8 no memory for a block, for its place in
+// the index, or for the objects that an event report is split into. A report, or an event of one,
+// whose bytes alone find no memory is missing from the file, and the result is 0. Nothing is
+// printed and nothing is thrown.
 //
 // After each AddItem every byte of the item is with the operating system: another process can read
 // the growing file, and a crash of this one loses nothing that was added.
