@@ -94,7 +94,7 @@ TEST_F(ConnectionTest, ADisconnectWritesItsItemAlsoBeforeStartCapture) {
   EXPECT_EQ(Items(), (std::vector<sFileItem>{TextItem("Port COM3 disconnected")}));
 }
 
-TEST_F(ConnectionTest, ADisconnectBeforeAnyFileIsAttachedPrintsThatItWasNotRecorded) {
+TEST_F(ConnectionTest, ADisconnectBeforeAnyFileIsAttachedPrintsThatItIsNotRecorded) {
   cPrinted printed;
   OnDisconnected(&session);
   EXPECT_EQ(printed.Take(), "Port COM3 disconnected\nbad string write response\n");
@@ -135,7 +135,7 @@ TEST_F(ConnectionTest, AMessageOf62CharactersIsPrintedAndRecorded) {
   EXPECT_EQ(Items().back(), TextItem("Port " + name + " connected"));
 }
 
-TEST_F(ConnectionTest, ADeviceNameTooLongForTheMessageGivesA4ByteItemAndAnEmptyLine) {
+TEST_F(ConnectionTest, ATooLongDeviceNameGivesA4ByteItemAndAnEmptyLine) {
   NameDevice(std::string(48, 'x'));
   Start();
   cPrinted printed;
@@ -177,7 +177,7 @@ void AnswerEveryRequest(cCaptureSession& session) {
   }
 }
 
-TEST_F(ConnectionTest, AnotherConnectionSendsTheSameRequestsAgainFromSequenceNumber0) {
+TEST_F(ConnectionTest, AnotherConnectionSendsTheSameRequestsAgainFromNumber0) {
   Start({256}, {0x1234}, {{18, {2}}});
   const cPrinted printed;
   OnConnected(&session);

@@ -25,7 +25,7 @@ const std::vector<ByteVector> kSingleEvents = {
   return report;
 }
 
-TEST_F(IsfStoreEventsTest, AnEventReportHoldingThreeEventsYieldsThreeType4ItemsAndNoType1Item) {
+TEST_F(IsfStoreEventsTest, AReportOfThreeEventsYieldsThreeType4ItemsAndNoType1Item) {
   EXPECT_EQ(Add(kThreeEvents), kErrorSuccess);
   const auto items = Items();
   ASSERT_EQ(items.size(), 3U);

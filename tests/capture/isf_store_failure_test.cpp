@@ -113,7 +113,7 @@ TEST_F(IsfStoreFailureTest, OnceTheStreamWorksAgainTheNextItemGoesBehindTheParti
   }
 }
 
-TEST_F(IsfStoreFailureTest, OnceTheStreamWorksAgainTheBlockIsWrittenAnewBehindThePartialOne) {
+TEST_F(IsfStoreFailureTest, OnceTheStreamWorksAgainTheBlockGoesBehindThePartialOne) {
   for (std::uint32_t nth = 1; nth <= 5; ++nth) {
     SCOPED_TRACE(nth);
     Restart(8192);
@@ -137,7 +137,7 @@ TEST_F(IsfStoreFailureTest, OnceTheStreamWorksAgainTheBlockIsWrittenAnewBehindTh
 }
 
 // Such a block stands in the index without an item, so that the counters no longer agree.
-TEST_F(IsfStoreFailureTest, ABlockThatLostItsFirstItemRefusesAllItemsUntilAnotherFileIsAttached) {
+TEST_F(IsfStoreFailureTest, ABlockThatLostItsFirstItemRefusesAllItemsUntilANewFile) {
   for (const std::uint32_t items : {0U, 8192U}) {
     Restart(items);
     file->FailWrite(items == 0 ? 5 : 6);
@@ -290,7 +290,7 @@ class IsfStoreMemoryTest : public IsfStoreFailureTest {
   }
 };
 
-TEST_F(IsfStoreMemoryTest, WithoutMemoryForABlockOrTheIndexTheResultIsCode8AndNothingIsWritten) {
+TEST_F(IsfStoreMemoryTest, WithoutMemoryForABlockOrTheIndexTheResultIsCode8) {
   // A store of its own: closing a file keeps the room that the index had.
   cISFStore fresh;
   fresh.Attach(Create("fresh.isf"));
@@ -339,7 +339,7 @@ TEST_F(IsfStoreMemoryTest, WithoutMemoryToSplitAReportNothingOfItIsRecorded) {
   EXPECT_EQ(Items().size(), 3U);
 }
 
-TEST_F(IsfStoreMemoryTest, AReportWhoseCopyHasNoBytesIsForgottenAndAnEventWithoutBytesSkipped) {
+TEST_F(IsfStoreMemoryTest, AReportOrAnEventWhoseBytesFindNoMemoryIsSkipped) {
   const ByteVector report = {0x60, 0x08, 0x00, 0x01, 0x80, 0xAA, 0xBB, 0x02, 0x80, 0xCC, 0xDD};
   const std::vector<std::vector<std::uint8_t>> recordedIds = {{}, {2}, {1}, {1, 2}};
   for (std::uint32_t nth = 1; nth <= 4; ++nth) {  // the copy, the events, none
@@ -356,7 +356,7 @@ TEST_F(IsfStoreMemoryTest, AReportWhoseCopyHasNoBytesIsForgottenAndAnEventWithou
   }
 }
 
-TEST_F(IsfStoreMemoryTest, WithoutMemoryForThePacketInsideAGetItemResponseOnlyTheResponseIsThere) {
+TEST_F(IsfStoreMemoryTest, WithoutMemoryForTheInnerPacketOnlyTheResponseIsThere) {
   ByteVector response = Packet({0x4B, 0x25, 0x08, 0x00}, 13);
   response.push_back(0x0A);
   for (const eHeap heap : {eHeap::New, eHeap::Blocks}) {

@@ -180,7 +180,7 @@ TEST(LogSetsTest, HoldExactlyTheirMembersOfAll65536Codes) {
   }
 }
 
-TEST_F(IsfStoreTypesTest, EveryMemberOfTheLogSetsIsType8AndItsNeighboursOutsideAreType5) {
+TEST_F(IsfStoreTypesTest, MembersOfTheLogSetsAreType8AndTheirNeighboursType5) {
   for (const RangeList& ranges : {kTechnologySet, kRestOfSignallingSet}) {
     for (const auto& [first, last] : ranges) {
       for (unsigned code = first - 1; code <= last + 1; ++code) {
@@ -191,7 +191,7 @@ TEST_F(IsfStoreTypesTest, EveryMemberOfTheLogSetsIsType8AndItsNeighboursOutsideA
   }
 }
 
-TEST_F(IsfStoreTypesTest, OnlyTechnologyLogsCarryTheTechnologyAndOnlyTheOtaLogTheCellValue) {
+TEST_F(IsfStoreTypesTest, TechnologyLogsCarryTheTechnologyAndTheOtaLogTheCellValue) {
   ASSERT_EQ(AddRequest(TechnologyEvent(5)), kErrorSuccess);
   ASSERT_EQ(AddRequest({0x4B, 0x09, 0x00, 0x00, 0x01, 0x02, 0x03}), kErrorSuccess);
   for (const auto& [first, last] : kTechnologySet) {

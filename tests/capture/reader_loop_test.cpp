@@ -115,7 +115,7 @@ TEST_F(ReaderLoopTest, BytesMayComeOneAtATime) {
   EXPECT_EQ(Stored(), (std::vector<ByteVector>{kLogPacket, kReply}));
 }
 
-TEST_F(ReaderLoopTest, ACorruptFrameBetweenTwoGoodOnesYieldsOneBadCrcAndTwoStoredPackets) {
+TEST_F(ReaderLoopTest, ACorruptFrameBetweenGoodOnesYieldsOneBadCrcAndTwoItems) {
   cPrinted printed;
   Read(Joined({Framed(kLogPacket), BadFrame({0x79, 9, 9}), Framed(kReply)}));
   EXPECT_EQ(printed.Take(), "bad CRC\n");
@@ -150,7 +150,7 @@ TEST_F(ReaderLoopTest, TheClosingFlagOfAFrameWithAnOpeningFlagIsKept) {
   EXPECT_EQ(Stored(), (std::vector<ByteVector>{kReply, kLogPacket}));
 }
 
-TEST_F(ReaderLoopTest, With8192BytesKeptAndNoCompleteFrameThereIsNoRoomForTheNextRead) {
+TEST_F(ReaderLoopTest, With8192BytesKeptAndNoFrameThereIsNoRoomForTheNextRead) {
   Read(ByteVector(8192, 0x41));
   EXPECT_TRUE(loop.Room().empty());
   EXPECT_TRUE(Stored().empty());

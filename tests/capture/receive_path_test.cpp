@@ -132,7 +132,7 @@ TEST(FrameSplitterTest, AsManyBytesAsABufferHoldsAreLookedAt) {
   EXPECT_EQ(split.offset, 4U);
 }
 
-TEST(FrameSplitterTest, InMoreBytesThanABufferHoldsNothingIsFoundThoughMemoryIsThere) {
+TEST(FrameSplitterTest, InMoreBytesThanABufferHoldsNothingIsFound) {
   ByteVector received = {0x1D, 0x1C, 0x3B, 0x7E};
   received.resize(16641);
   const sSplit split(received);
@@ -213,7 +213,7 @@ TEST_F(OnDeviceDataTest, ThePacketsOfABlockAreStoredInOrder) {
   EXPECT_EQ(Stored(), (std::vector<ByteVector>{kLogPacket, {0x79, 1, 2, 3}}));
 }
 
-TEST_F(OnDeviceDataTest, ACorruptFrameBetweenTwoGoodOnesYieldsOneBadCrcAndTwoStoredPackets) {
+TEST_F(OnDeviceDataTest, ACorruptFrameBetweenGoodOnesYieldsOneBadCrcAndTwoItems) {
   EXPECT_EQ(Deliver(Joined({Framed(kLogPacket), BadFrame({0x79, 9, 9}), Framed({0x79, 1, 2, 3})})),
             "bad CRC\n");
   EXPECT_EQ(Stored(), (std::vector<ByteVector>{kLogPacket, {0x79, 1, 2, 3}}));
@@ -305,7 +305,7 @@ TEST_F(OnDeviceDataTest, OneBlockSendsOneRequestAtMost) {
   EXPECT_EQ(broadband.writes.size(), 1U);
 }
 
-TEST_F(OnDeviceDataTest, TheNumberIsTakenBeforeTheRequestIsSentAndTheCounterRaisedAfter) {
+TEST_F(OnDeviceDataTest, TheNumberIsTakenBeforeTheSendAndTheCounterRaisedAfter) {
   Push({0x1D});
   Push({0x00});
   std::vector<std::pair<std::uint32_t, std::uint32_t>> duringWrites;
@@ -490,7 +490,7 @@ TEST_F(OnDeviceDataTest, WithoutMagicNothingIsSent) {
   session.requestQueue.magic = sRequestQueue::kMagic;
 }
 
-TEST_F(OnDeviceDataTest, AnItemThatCannotBeWrittenIsPrintedWithItsErrorAndCountsAsAReply) {
+TEST_F(OnDeviceDataTest, AReplyThatCannotBeWrittenIsPrintedWithItsErrorAndCounts) {
   Push({0x1D});
   Push({0x00});
   OnDeviceData(&session, nullptr);

@@ -56,7 +56,7 @@ TEST_F(SetupSessionTest, TheQueueHasTheOneReferenceToEachRequest) {
   }
 }
 
-TEST_F(SetupSessionTest, FiltersFollowAsEventMaskThenLevelsBySsidThenLogMasksByEquipmentId) {
+TEST_F(SetupSessionTest, EventMaskThenLevelsBySsidThenLogMasksByEquipmentIdFollow) {
   session.eventIds = {0, 9};
   session.messageLevels = {{5, {0, 3, 40}}, {3, {1}}};
   session.logCodes = {0xB0C0, 0x1234};

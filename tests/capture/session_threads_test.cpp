@@ -252,7 +252,7 @@ TEST_F(SendingThreadsTest, AReconnectionDuringAWriteIsSentFromNumber0WhenItHasRe
   EXPECT_EQ(session.outstanding, 1U);
 }
 
-TEST_F(SendingThreadsTest, ADisconnectionAtAnyMomentLeavesTheNextConnectionsCounterRight) {
+TEST_F(SendingThreadsTest, ADisconnectionAtAnyMomentLeavesTheNextCounterRight) {
   // The sender may be anywhere between its look for a request and its count of it.
   constexpr int kRounds = 2000;
   cMeeting meeting;

@@ -137,8 +137,7 @@ TEST_F(StartCaptureTest, AnotherStartWhileCapturingDoesNotConnectAgain) {
   EXPECT_EQ(traffic.readerThreads.size(), 1U);
 }
 
-TEST_F(StartCaptureTest,
-       WithThePortAlreadyOpenTheInfoThenTheConnectedTextItemPrecedeTheFirstRequest) {
+TEST_F(StartCaptureTest, WithThePortOpenBothTextItemsPrecedeTheFirstRequest) {
   serial.open = true;
   cPrinted printed;
   ASSERT_TRUE(StartCapture(session, OpenFile(), {}, {}, {}));

@@ -226,7 +226,7 @@ TEST_F(Control, WithoutTheStopEventEveryStartReturnsFalseAndStopDoesNothing) {
   EXPECT_THAT(calls.eventCalls, IsEmpty());
 }
 
-TEST_F(Control, ANullDeviceNameOrConfigurationPathReturnsFalseAndStartsNoThread) {
+TEST_F(Control, ANullDeviceNameOrConfigurationPathStartsNoThread) {
   DeviceName[0] = 'x';
   EXPECT_FALSE(CorvaneStart(nullptr, "capture.cfg", "capture.isf"));
   EXPECT_FALSE(CorvaneStart("COM7", nullptr, "capture.isf"));
@@ -235,7 +235,7 @@ TEST_F(Control, ANullDeviceNameOrConfigurationPathReturnsFalseAndStartsNoThread)
   EXPECT_EQ(DeviceName[0], 'x') << "nothing has been copied";
 }
 
-TEST_F(Control, AStartCopiesItsArgumentsResetsBothEventsAndWaitsForTheThreadOrTheStartedEvent) {
+TEST_F(Control, AStartCopiesItsArgumentsResetsBothEventsAndWaits) {
   char device[] = "COM7";
   ASSERT_TRUE(CorvaneStart(device, "capture.cfg", "capture.isf"));
   device[0] = 'x';
@@ -306,7 +306,7 @@ TEST_F(Control, AfterAStopTheLibraryCanBeStartedAgain) {
   EXPECT_EQ(calls.threadsStarted, 2);
 }
 
-TEST_F(Control, ASecondStartOverwritesTheArgumentsAndTheThreadsHandleOfTheRunningCapture) {
+TEST_F(Control, ASecondStartOverwritesArgumentsAndThreadHandle) {
   ASSERT_TRUE(CorvaneStart("COM7", "capture.cfg", "first.isf"));
   const KernelHandle first(calls.waitedFor[0]);
   HANDLE copy = nullptr;
@@ -361,7 +361,7 @@ TEST_F(Control, AWaitThatFailsStopsTheThreadAndMakesTheStartReturnFalse) {
   ASSERT_TRUE(CorvaneStart("COM7", "capture.cfg", "capture.isf"));
 }
 
-TEST_F(Control, ADeviceThatCannotBeOpenedLeavesAClosedFileWithTheInformationItem) {
+TEST_F(Control, ADeviceThatCannotBeOpenedLeavesAClosedFileOfOneItem) {
   system.failingThread = 0;
   ::testing::internal::CaptureStdout();
   EXPECT_FALSE(CorvaneStart("COM7", "capture.cfg", "capture.isf"));

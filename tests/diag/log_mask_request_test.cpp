@@ -66,7 +66,7 @@ TEST(LogMaskRequestTest, TheHeaderIsCommand73Operation3EquipmentIdAnd4096Bits) {
   EXPECT_EQ(ByteVector(request.begin() + 17, request.end()), ByteVector(511));
 }
 
-TEST(LogMaskRequestTest, Codes1234And1235And4FFFGiveARequestForEachOfTheEquipmentIdsOneAndFour) {
+TEST(LogMaskRequestTest, Codes1234And1235And4FFFGiveRequestsForEquipmentIds1And4) {
   const LogCodeSet logCodes = {0x1234, 0x1235, 0x4FFF};
 
   ByteVector first(528);

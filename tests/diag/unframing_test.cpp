@@ -102,7 +102,7 @@ TEST(UnframingTest, AFlagAtTheFourthPositionEndsTheFrame) {
   EXPECT_EQ(result.consumed, 4U);
 }
 
-TEST(UnframingTest, AFlagAmongTheFirstThreePositionsBelongsToTheFrameThatALaterOneEnds) {
+TEST(UnframingTest, AFlagAmongTheFirstThreePositionsBelongsToTheFrame) {
   const sUnframed result = Unframe({0x00, 0x00, 0x7E, 0x7E, 0x00});
   EXPECT_EQ(result.packet, nullptr);
   EXPECT_EQ(result.consumed, 4U);
@@ -149,7 +149,7 @@ TEST(UnframingTest, AFlagDirectlyBehindAnEscapeDoesNotEndTheFrame) {
   EXPECT_EQ(result.consumed, 9U);
 }
 
-TEST(UnframingTest, AStretchThatEndsInAnEscapeAndAFlagIsAFrameThatKeepsTheEscape) {
+TEST(UnframingTest, AStretchThatEndsInEscapeAndFlagIsAFrameWithTheEscape) {
   // The CRC of 19 is 0x7D38: with its high byte left unstuffed the frame passes only if the escape
   // right before the flag stands for itself.
   const sUnframed result = Unframe({0x19, 0x38, 0x7D, 0x7E});
@@ -177,7 +177,7 @@ TEST(UnframingTest, TheCrcBytesStayInTheBlockBehindThePacket) {
   EXPECT_EQ(result.packet->data[5], 0x60);
 }
 
-TEST(UnframingTest, FramesThatShareTheirFlagsAreWalkedByAdvancingAsMuchAsWasConsumed) {
+TEST(UnframingTest, FramesThatShareFlagsAreWalkedByTheBytesConsumed) {
   ByteVector rest = ByteVector{0x7E} + kFrame1D + kFrame4B + kFrameDigits + ByteVector{0x1D};
   std::vector<ByteVector> packets;
   std::vector<std::uint32_t> steps;

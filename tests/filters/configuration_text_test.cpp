@@ -95,7 +95,7 @@ TEST(SectionItemsTest, SectionsDoNotNest) {
             (ItemList{"1", "2<LogCodes>3", "4"}));
 }
 
-TEST(SectionItemsTest, TheClosingTagOfANestedSectionEndsTheOuterOneAndTheNextTheScan) {
+TEST(SectionItemsTest, ANestedSectionsClosingTagEndsTheOuterOneTheNextTheScan) {
   EXPECT_EQ(LogCodeItems("<LogCodes>1<LogCodes>2</LogCodes>3</LogCodes><LogCodes>4</LogCodes>"),
             ItemList{"1<LogCodes>2"});
 }

@@ -57,7 +57,7 @@ TEST(LogCodesTest, ASectionNameInOtherLetterCasesIsNotRecognised) {
   EXPECT_EQ(ParseLogCodes("<LOGCODES>1</LOGCODES>"), LogCodeSet{});
 }
 
-TEST(LogCodesTest, AnInnerOpeningTagIsPartOfAnItemWhichConvertsAsFarAsItsLeadingDigits) {
+TEST(LogCodesTest, AnInnerOpeningTagIsPartOfAnItemReadToItsLastDigit) {
   EXPECT_EQ(ParseLogCodes("<LogCodes>1,2<LogCodes>3,4</LogCodes>"), (LogCodeSet{1, 2, 4}));
 }
 

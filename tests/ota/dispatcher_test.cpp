@@ -114,7 +114,7 @@ TEST(DecodeOtaPacket, APacketOfExactly20BytesYieldsNothing) {
   EXPECT_TRUE(Decode(LogPacket(kFach, 7, {})).empty());
 }
 
-TEST(DecodeOtaPacket, AMessageLengthOfAllTheRestIsAcceptedAndOneByteMoreYieldsNothing) {
+TEST(DecodeOtaPacket, AMessageLengthOfAllTheRestIsTakenAndOneByteMoreIsNot) {
   Bytes packet = CompleteSibPacket(kFach);
   ASSERT_EQ(packet[18], packet.size() - 20);
   EXPECT_EQ(Decode(packet).size(), 1u);
@@ -187,7 +187,7 @@ TEST(DecodeOtaPacket, APayloadChoiceOf0OrOf11To15YieldsNothing) {
 // The choice is taken least significant bit first and the rest most significant first. This FACH
 // message reads as choice 9 and SIB type 6 that way; with both most significant first its choice,
 // behind the first two bits, would be 9 too, but on BCH the bits 11 to 14 would read as 4.
-TEST(DecodeOtaPacket, ReadsTheChoiceLeastSignificantBitFirstAndTheContentMostSignificantFirst) {
+TEST(DecodeOtaPacket, ReadsTheChoiceLowBitFirstAndTheContentHighBitFirst) {
   for (const std::uint8_t channel : {kBch, kFach}) {
     for (unsigned choice = 1; choice <= 10; ++choice) {
       const Bits bits = Message(channel, choice, Number(6, 5));

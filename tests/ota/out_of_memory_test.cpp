@@ -113,14 +113,14 @@ TEST(OutOfMemory, ABlockWithAnEntryIsRestartedWithoutMemory) {
   EXPECT_EQ(BlocksOf(map), (BlockMap{{{255, 7, 3}, UnfinishedBlock(4, 1, Pattern(222, 2))}}));
 }
 
-TEST(OutOfMemory, ABlockWhoseLastSegmentCameIsRemovedAlsoWhenItsPacketHasNoMemory) {
+TEST(OutOfMemory, ALastSegmentRemovesItsBlockAlsoWhenItsPacketHasNoMemory) {
   SibAssemblyMap map;
   Send(map, 1, FirstFixed(3, 2, Pattern(222)), kNone);
   EXPECT_EQ(Send(map, 10, SegmentFixed(3, 1, Pattern(222)), kBytes), Packets());
   EXPECT_TRUE(map.empty());
 }
 
-TEST(OutOfMemory, ABlockCompletedByASubsequentSegmentStaysAlsoWhenItsPacketHasNoMemory) {
+TEST(OutOfMemory, ASubsequentSegmentKeepsItsBlockAlsoWithoutMemory) {
   SibAssemblyMap map;
   Send(map, 1, FirstFixed(3, 2, Pattern(222, 1)), kNone);
   EXPECT_EQ(Send(map, 2, SegmentFixed(3, 1, Pattern(222, 2)), kBytes), Packets());

@@ -99,7 +99,7 @@ TEST_F(ProcessOtaLogItem, TheCapturedPacketsAreWrittenUnchanged) {
 }
 
 // 12345 steps of 100 ns: 12345 * 49152 / 12500 = 48542.5 fractions of a unit.
-TEST_F(ProcessOtaLogItem, ARebuiltPacketCarriesTheArrivalTimeOfThePacketThatCompletedIt) {
+TEST_F(ProcessOtaLogItem, ARebuiltPacketCarriesTheArrivalTimeOfItsLastPart) {
   AddAll({first});
   SetFileTime(kClockStart + 12345);
   AddAll({last});
@@ -181,7 +181,7 @@ TEST_F(ProcessOtaLogItem, GivesBackAllItsMemory) {
 }
 
 // The packet itself is in the file by then; blocks without memory are missing behind it.
-TEST_F(ProcessOtaLogItem, WithoutMemoryNoExceptionLeavesTheStoreAndThePacketIsRecorded) {
+TEST_F(ProcessOtaLogItem, WithoutMemoryNothingIsThrownAndThePacketIsRecorded) {
   for (const eHeap heap : {eHeap::Blocks, eHeap::New}) {
     for (std::uint32_t nth = 1;; ++nth) {
       ASSERT_LT(nth, 200u);
@@ -225,7 +225,7 @@ std::uint32_t FailuresThatLoseTheFirstPacket(const Bytes& bytes) {
 }
 
 // The first of two rebuilt packets opens a block of the file, which takes memory.
-TEST_F(ProcessOtaLogItem, ARebuiltPacketThatCannotBeWrittenDoesNotKeepTheNextOneOutOfTheFile) {
+TEST_F(ProcessOtaLogItem, ARebuiltPacketThatCannotBeWrittenDoesNotKeepTheNextOut) {
   std::uint32_t withoutTheFirst = 0;
   for (std::uint32_t nth = 1;; ++nth) {
     ASSERT_LT(nth, 50u);

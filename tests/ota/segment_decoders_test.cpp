@@ -39,7 +39,7 @@ class SegmentDecoders : public testing::Test {
   const Bits c = Pattern(222, 3);
 };
 
-TEST_F(SegmentDecoders, AFirstSegmentWithACountFieldOf0IsEmittedAtOnceAndLeavesNoMapEntry) {
+TEST_F(SegmentDecoders, AFirstSegmentWithACountFieldOf0IsEmittedAndNotStored) {
   EXPECT_EQ(Send(1, FirstFixed(2, 1, a)), Packets{Rebuilt(2, a)});
   EXPECT_TRUE(map.empty());
 }
@@ -80,7 +80,7 @@ TEST_F(SegmentDecoders, AFirstSegmentOfAnEmittedBlockStartsItAgainWhole) {
   EXPECT_EQ(Blocks(), (BlockMap{{Key(2), UnfinishedBlock(2, 1, c)}}));
 }
 
-TEST_F(SegmentDecoders, AShortSegmentWithALengthFieldOf255CopiesNoDataButStillCounts) {
+TEST_F(SegmentDecoders, AShortSegmentWithALengthFieldOf255CopiesNothingButCounts) {
   Send(1, FirstFixed(2, 2, a));
   EXPECT_EQ(Send(3, Number(2, 5) + Number(0, 4) + Number(255, 8)), Packets{Rebuilt(2, a)});
   EXPECT_TRUE(map.empty());
@@ -93,7 +93,7 @@ TEST_F(SegmentDecoders, AShortSegmentWithALengthFieldOf254Copies255Bits) {
             Packets{Rebuilt(2, a + data)});
 }
 
-TEST_F(SegmentDecoders, AShortFirstSegmentWithALengthFieldOf255StartsABlockWithoutData) {
+TEST_F(SegmentDecoders, AShortFirstSegmentWithALengthFieldOf255StartsAnEmptyBlock) {
   const Bits list = SibList({{1, "1"}});
   EXPECT_EQ(Send(8, list + Number(2, 5) + Number(1, 4) + Number(255, 8)), Packets{Rebuilt(1, "1")});
   EXPECT_EQ(Blocks(), (BlockMap{{Key(2), UnfinishedBlock(2, 1, "")}}));
@@ -126,7 +126,7 @@ TEST_F(SegmentDecoders, ACompleteSibYieldsAMessageOf1And29Bytes) {
   EXPECT_EQ(packets[0], Rebuilt(4, data));
 }
 
-TEST_F(SegmentDecoders, ALastAndFirstWhoseLastPartFindsNoEntryStillStartsTheNewBlock) {
+TEST_F(SegmentDecoders, ALastAndFirstWithoutAnEntryStillStartsTheNewBlock) {
   EXPECT_EQ(Send(4, SegmentShort(2, 1, Pattern(20)) + FirstShort(11, 2, Pattern(30))), nothing);
   EXPECT_EQ(Blocks(), (BlockMap{{Key(11), UnfinishedBlock(2, 1, Pattern(30))}}));
 }
@@ -136,14 +136,14 @@ TEST_F(SegmentDecoders, AFirstSegmentKeepsWhatTheBlockIsMadeOf) {
   EXPECT_EQ(Blocks(), (BlockMap{{{254, 0xFE, 29}, UnfinishedBlock(16, 1, a)}}));
 }
 
-TEST_F(SegmentDecoders, AFirstSegmentThatIsCompleteAtOnceLeavesAnUnfinishedBlockOfItsKeyAlone) {
+TEST_F(SegmentDecoders, ACompleteFirstSegmentLeavesAnUnfinishedBlockAlone) {
   Send(1, FirstFixed(2, 2, a));
   const BlockMap before = Blocks();
   EXPECT_EQ(Send(1, FirstFixed(2, 1, b)), Packets{Rebuilt(2, b)});
   EXPECT_EQ(Blocks(), before);
 }
 
-TEST_F(SegmentDecoders, AFirstSegmentThatIsCutShortLeavesAnUnfinishedBlockOfItsKeyAlone) {
+TEST_F(SegmentDecoders, AFirstSegmentCutShortLeavesAnUnfinishedBlockAlone) {
   Send(1, FirstFixed(2, 2, a));
   const BlockMap before = Blocks();
   EXPECT_EQ(Send(1, FirstFixed(2, 3, b.substr(0, 200))), nothing);
@@ -173,13 +173,13 @@ TEST_F(SegmentDecoders, TheHighestSegmentIndexIsSixteen) {
 }
 
 // The stored count is compared as it is, not in the eight bits of the index.
-TEST_F(SegmentDecoders, ABlockThatReceived257SegmentsDoesNotPassForOneThatReceivedOne) {
+TEST_F(SegmentDecoders, ABlockThatReceived257SegmentsIsNotOneThatReceivedOne) {
   Insert(2, UnfinishedBlock(258, 257, a));
   EXPECT_EQ(Send(2, SegmentFixed(2, 1, b)), nothing);
   EXPECT_TRUE(map.empty());
 }
 
-TEST_F(SegmentDecoders, ASubsequentSegmentThatCompletesItsBlockEmitsItAndLeavesItInTheMap) {
+TEST_F(SegmentDecoders, ASubsequentSegmentThatCompletesItsBlockKeepsItInTheMap) {
   Send(1, FirstFixed(2, 2, a));
   EXPECT_EQ(Send(2, SegmentFixed(2, 1, b)), Packets{Rebuilt(2, a + b)});
   EXPECT_EQ(Blocks(), (BlockMap{{Key(2), EmittedBlock(Key(2), 2, 2, a + b)}}));
@@ -280,7 +280,7 @@ TEST_F(SegmentDecoders, LastAndFirstEmitsTheBlockAndStartsTheNextOfTheSameKey) {
   EXPECT_EQ(Blocks(), (BlockMap{{Key(2), UnfinishedBlock(2, 1, Pattern(33))}}));
 }
 
-TEST_F(SegmentDecoders, LastAndFirstStartsTheNextBlockAlsoWhenTheLastSegmentIsOutOfSequence) {
+TEST_F(SegmentDecoders, LastAndFirstStartsABlockAlsoBehindALastOutOfSequence) {
   Send(1, FirstFixed(2, 3, a));
   EXPECT_EQ(Send(4, SegmentShort(2, 2, Pattern(31)) + FirstShort(11, 2, Pattern(33))), nothing);
   EXPECT_EQ(Blocks(), (BlockMap{{Key(11), UnfinishedBlock(2, 1, Pattern(33))}}));
@@ -332,7 +332,7 @@ TEST_F(SegmentDecoders, AShortHeaderInALastSegmentOfItsOwnRemovesTheBlock) {
 }
 
 // The data that a length field of 255 announces is stepped over, though none of it is copied.
-TEST_F(SegmentDecoders, InACombinedMessageTheNextPieceStartsBehindAll256BitsOfALengthFieldOf255) {
+TEST_F(SegmentDecoders, TheNextPieceStartsBehindAll256BitsOfALengthFieldOf255) {
   const Bits header = Number(2, 5) + Number(0, 4) + Number(255, 8) + Pattern(256);
   Send(1, FirstFixed(2, 2, a));
   EXPECT_EQ(Send(4, header + FirstShort(11, 2, "1011")), Packets{Rebuilt(2, a)});
@@ -411,7 +411,7 @@ TEST_F(SegmentDecoders, ALastSegmentWithoutRoomRemovesTheBlockAndIsNotEmitted) {
   EXPECT_TRUE(map.empty());
 }
 
-TEST_F(SegmentDecoders, InACombinedMessageTheNextPieceFollowsALastSegmentWithoutRoom) {
+TEST_F(SegmentDecoders, TheNextPieceFollowsALastSegmentWithoutRoom) {
   Insert(2, UnfinishedBlock(2, 1, Pattern(65664 - 40, 7)));
   EXPECT_EQ(Send(5, SegmentShort(2, 1, Pattern(100)) + SibList({{3, "101"}})),
             Packets{Rebuilt(3, "101")});

@@ -108,7 +108,7 @@ TEST_F(SegmentPieces, NothingIsReadBehindALeadingLastSegmentWhoseHeaderIsCut) {
   }
 }
 
-TEST_F(SegmentPieces, AMessageGoesOnBehindALeadingLastSegmentWhateverBecameOfItsBlock) {
+TEST_F(SegmentPieces, AMessageGoesOnBehindALeadingLastSegmentInAnyCase) {
   const Bits header = Number(2, 5) + Number(0, 4) + Number(2, 8);
   for (const Bits& data : {Bits(""), Bits("10"), Bits("101")}) {
     EXPECT_TRUE(GoesOnBehindLastSegment(header + data)) << "no block, " << data;

@@ -190,7 +190,7 @@ TEST_P(SegmentSequences, WithTheLastSegmentMissingTheBlockIsNeverEmitted) {
             MapWith(IfSubsequent(EmittedBlock(Key(kContinued), 2, 2, head + continuedData))));
 }
 
-TEST_P(SegmentSequences, ARepeatedMessageContinuesNothingAndEmitsItsCompleteBlocksAgain) {
+TEST_P(SegmentSequences, ARepeatedMessageEmitsItsCompleteBlocksAgain) {
   SendFirstOfContinued(3);
   EXPECT_EQ(Send(choice.choice, Content(1)), WithComplete());
   EXPECT_EQ(BlocksOf(map), MapWith(IfSubsequent(UnfinishedBlock(3, 2, head + continuedData))));
