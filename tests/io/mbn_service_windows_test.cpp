@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 #include <objbase.h>
 
-#include "io/mbn/com_pointers.h"
+#include "io/mbn/com_owners.h"
 #include "io/mbn/mbn_api.h"
 
 // That the stand-in sees what a careless client leaves behind.

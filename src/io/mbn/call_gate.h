@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <mutex>
 
+// Which of the platform's threads come into the mobile-broadband transport, and which thread opens
+// the device's service.
 namespace corvane {
 
 // Lets calls of other threads in while it is open. Close keeps further ones out and waits for those
@@ -44,6 +46,37 @@ class cCallGate {
   std::condition_variable lastOneLeft;
   bool isOpen = false;
   std::uint32_t callsInside = 0;
+};
+
+// Makes one thread at a time open the device's service. It is a flag and no lock: a platform that
+// waits for its callbacks before it answers the thread that opens is not kept waiting.
+class cOpeningTurn {
+ public:
+  // A new one is forbidden.
+  void Allow();
+
+  // Keeps further threads from opening, and returns when the one that is opening is done. Not to be
+  // called by that one.
+  void Forbid();
+
+  // The caller opens from now on. Waits while another thread does, so not to be called by a call of
+  // the platform's. False: forbidden.
+  [[nodiscard]] bool Take();
+
+  // The same without waiting. False: forbidden, or another thread is opening, which looks again
+  // before it gives its turn back.
+  [[nodiscard]] bool TryTake();
+
+  // The caller is done. False: it has to look again first, because another thread would have opened
+  // meanwhile. Never false once it is forbidden.
+  [[nodiscard]] bool GiveBack();
+
+ private:
+  std::mutex mutex;  // never held while anything else is called
+  std::condition_variable becameFree;
+  bool isAllowed = false;
+  bool isTaken = false;
+  bool lookAgain = false;
 };
 
 }  // namespace corvane

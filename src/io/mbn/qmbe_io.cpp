@@ -6,10 +6,8 @@
 #include <tuple>
 #include <utility>
 
-#include "io/mbn/com_objects.h"
 #include "io/mbn/mbn_calls.h"
 #include "io/mbn/mbn_interfaces.h"
-#include "platform/text.h"
 #include "platform/windows_calls.h"
 
 namespace corvane {
@@ -19,38 +17,11 @@ constexpr const wchar_t* kDiagServiceId = L"{2D0C12C9-0E6A-495A-915C-8D174FE5D63
 constexpr ULONG kDiagDataCommand = 2;
 constexpr int kOpenAttempts = 10;
 constexpr std::size_t kLeastNotification = 4;
-constexpr DWORD kCloseLimit = 10'000;         // milliseconds
-constexpr std::size_t kInterfaceIdSize = 64;  // characters, terminator included
+constexpr DWORD kCloseLimit = 10'000;  // milliseconds
 
 // E_CHANGED_STATE: the service changed while the session was being opened, so it is worth another
 // attempt.
 constexpr HRESULT kChangedState = static_cast<HRESULT>(0x8000000C);
-
-[[nodiscard]] cBstr MakeInterfaceId(const char* deviceName) {
-  char name[kInterfaceIdSize];
-  CopyBounded(name, sizeof name, deviceName);
-  // One wide character at most for each byte, so the text fits.
-  wchar_t wideName[kInterfaceIdSize];
-  if (MbnCalls().swprintf_s(wideName, kInterfaceIdSize, L"%S", name) < 0) {
-    return {};
-  }
-  return cBstr(wideName);
-}
-
-// Compares without regard to letter case, as the system's own locale has it.
-[[nodiscard]] bool IsSameInterface(const wchar_t* left, const wchar_t* right) {
-  if (left == nullptr || right == nullptr) {
-    return false;
-  }
-  int order = MbnCalls().CompareStringEx(LOCALE_NAME_SYSTEM_DEFAULT, NORM_IGNORECASE, left, -1,
-                                         right, -1, nullptr, nullptr, 0);
-  if (order == 0) {
-    // Not "different": the locale name was refused, as some systems do. The older call knows the
-    // same locale by number.
-    order = MbnCalls().CompareStringW(LOCALE_SYSTEM_DEFAULT, NORM_IGNORECASE, left, -1, right, -1);
-  }
-  return order == CSTR_EQUAL;
-}
 
 }  // namespace
 
@@ -118,7 +89,7 @@ bool cQMBEIO::Open(const char* deviceName, ConnectionHandler whenConnected,
   if (FAILED(interfaceManager->GetInterfaces(interfaces.Receive()))) {
     return true;
   }
-  return OpenWantedInterface(interfaces.Get());
+  return HasInterface(interfaces.Get(), interfaceId.Get()) && opening.Take() && OpenService();
 }
 
 bool cQMBEIO::RegisterSink() {
@@ -142,18 +113,6 @@ bool cQMBEIO::RegisterSink() {
   }
   adviseCookie = cookie;
   return true;
-}
-
-bool cQMBEIO::OpenWantedInterface(SAFEARRAY* interfaces) {
-  const sSafeArrayExtent extent = InterfaceListExtent(interfaces);
-  for (std::uint32_t i = 0; i < extent.count; ++i) {
-    const auto index = static_cast<LONG>(extent.lowerBound + std::int64_t{i});
-    const cBstr candidateId = InterfaceIdAt(interfaces, index);
-    if (IsSameInterface(candidateId.Get(), interfaceId.Get())) {
-      return opening.Take() && OpenService();
-    }
-  }
-  return false;
 }
 
 bool cQMBEIO::OpenService() {

@@ -6,9 +6,8 @@
 #include "capture/transport.h"
 #include "diag/shared_buffer.h"
 #include "io/mbn/call_gate.h"
-#include "io/mbn/com_pointers.h"
+#include "io/mbn/com_owners.h"
 #include "io/mbn/mbn_api.h"
-#include "io/mbn/opening_turn.h"
 #include "platform/windows_handle.h"
 
 namespace corvane {
@@ -136,7 +135,6 @@ class cQMBEIO final : public IMbnDeviceServicesEvents, public cIO {
   ~cQMBEIO() override;
 
   [[nodiscard]] bool RegisterSink();
-  [[nodiscard]] bool OpenWantedInterface(SAFEARRAY* interfaces);
   [[nodiscard]] bool OpenService();
   [[nodiscard]] bool AskForSession();
   void CloseSession();

@@ -4,6 +4,7 @@
 
 #include <windows.h>
 // windows.h comes first: the others build on it.
+#include <objbase.h>
 #include <oleauto.h>
 #include <unknwn.h>
 
@@ -12,9 +13,27 @@
 #include <span>
 #include <utility>
 
+#include "io/mbn/mbn_api.h"
 #include "io/mbn/mbn_calls.h"
 
 namespace corvane {
+
+// The multithreaded apartment on this thread, as long as one of these lives.
+class cApartment {
+ public:
+  cApartment() : entered(SUCCEEDED(MbnCalls().CoInitializeEx(nullptr, COINIT_MULTITHREADED))) {}
+  cApartment(const cApartment&) = delete;
+  cApartment& operator=(const cApartment&) = delete;
+  ~cApartment() {
+    if (entered) {
+      MbnCalls().CoUninitialize();
+    }
+  }
+  explicit operator bool() const { return entered; }
+
+ private:
+  const bool entered;
+};
 
 // One counted reference to a COM object, or none.
 template <class Interface>
@@ -55,6 +74,36 @@ class cComPointer {
  private:
   Interface* object = nullptr;
 };
+
+// Creates an object of `classId`, wherever its server runs, and gives its interface `Interface`;
+// none when that fails. COM must be initialised on the calling thread.
+template <class Interface>
+[[nodiscard]] cComPointer<Interface> CreateObject(const GUID& classId) {
+  constexpr DWORD kAnyServer =
+      CLSCTX_INPROC_SERVER | CLSCTX_INPROC_HANDLER | CLSCTX_LOCAL_SERVER | CLSCTX_REMOTE_SERVER;
+  static_assert(kAnyServer == 23);
+
+  cComPointer<Interface> object;
+  void* created = nullptr;
+  if (FAILED(MbnCalls().CoCreateInstance(classId, nullptr, kAnyServer, kInterfaceId<Interface>,
+                                         &created))) {
+    return object;
+  }
+  *object.Receive() = static_cast<Interface*>(created);
+  return object;
+}
+
+// The interface `Interface` of `object`, which may be null; none when it has no such interface.
+template <class Interface>
+[[nodiscard]] cComPointer<Interface> QueryFor(IUnknown* object) {
+  cComPointer<Interface> queried;
+  void* found = nullptr;
+  if (object == nullptr || FAILED(object->QueryInterface(kInterfaceId<Interface>, &found))) {
+    return queried;
+  }
+  *queried.Receive() = static_cast<Interface*>(found);
+  return queried;
+}
 
 // An OLE Automation string, or none.
 class cBstr {

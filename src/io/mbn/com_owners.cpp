@@ -1,4 +1,4 @@
-#include "io/mbn/com_pointers.h"
+#include "io/mbn/com_owners.h"
 
 #include <algorithm>
 
