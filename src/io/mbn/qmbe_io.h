@@ -23,45 +23,10 @@ using DataHandler = void (*)(void* context, sSharedBuffer* data);
 // takes the first reference with AddRef and gives it back with Release, never with delete. The
 // last Release, on whichever thread, destroys it.
 //
-// Threads. The session thread creates it, opens it and closes it. The platform calls the sink on
-// threads of its own, from the registration inside Open on (so before Open or OpenCommandSession
-// has returned) until Close. These threads call the handlers, and Write through them. The calls
-// come one after the other, with one exception: a notification that answers a Write can come on a
-// second thread while the first is still in that Write. Why the fields can do with so little
-// locking:
-//
-//  refCount        Any thread. Atomic.
-//  interfaceId, manager, pointContainer, eventPoint, onConnected, connectedContext, onDisconnected,
-//  disconnectedContext
-//                  Written by Open before it registers the sink, read by the sink, and cleared by
-//                  Close behind `sinkCalls`, which keeps calls of the sink out and has waited for
-//                  those inside. So they never change while another thread can see them, and a
-//                  handler never runs once Close has returned.
-//  adviseCookie    Written by Open when the registration has returned, which the sink's first call
-//                  may come before. An arrival that still reads 0 is passed over; Open is about to
-//                  look for the interface itself. (When it then cannot list the interfaces, only
-//                  the next arrival opens the session.) One atomic word.
-//  service         Set by the session thread (Open) and by the sink (an arrival), used by both:
-//                  each takes a reference of its own under `lock`, and holds `lock` for no more.
-//  opening         Open's search and an arrival open one after the other: the search waits for an
-//                  arrival that is opening, and an arrival leaves it to whoever is opening to look
-//                  again. Both ask for a session, each on a service object of its own, and from
-//                  then on only the later one's completions and notifications count. Close forbids
-//                  it first of all, and so waits for an arrival that is opening.
-//  isClosing       Set by Close under `lock`, and cleared by Open. While it is set, no open
-//                  completion brings the session back, so that nothing resets `sessionEvent` under
-//                  a Close that waits for it, and an end of the session is reported once, a removal
-//                  without a session not at all.
-//  sessionOpen     Set by the sink, under `lock`; cleared by the sink or by Close. Once Close has
-//                  begun, the one that clears it reports the end. A Write that still reads 1 when
-//                  the session has just been lost fails in the platform; a Close that does so has
-//                  its request refused, or finds `sessionEvent` set.
-//  onData, dataContext
-//                  Set by the connect handler, so on the sink's thread, and read there for each
-//                  notification. Each is read once and both have to be there; a reconnection sets
-//                  what stands there already. Close leaves them: without a service no notification
-//                  gets as far as them.
-//  sessionEvent    A kernel object. The handle is there from the constructor to the destructor.
+// The session thread creates it, opens it and closes it. The platform calls the sink on threads of
+// its own, several at once too, from the registration inside Open until Close; these threads call
+// the handlers. No lock is held during a call into the platform. docs/architecture.md has the table
+// of which thread touches which field.
 class cQMBEIO final : public IMbnDeviceServicesEvents, public cIO {
  public:
   cQMBEIO();
@@ -148,12 +113,14 @@ class cQMBEIO final : public IMbnDeviceServicesEvents, public cIO {
   std::atomic<ULONG> refCount = 0;
   cBstr interfaceId;
   cComPointer<IMbnDeviceServicesManager> manager;
-  cComPointer<IMbnDeviceService> service;
+  cComPointer<IMbnDeviceService> service;  // the one whose completions count; under `lock`
   cComPointer<IConnectionPointContainer> pointContainer;
   cComPointer<IConnectionPoint> eventPoint;
   std::atomic<DWORD> adviseCookie = 0;  // 0: not registered
   std::atomic<std::uint8_t> sessionOpen = 0;
-  cOpeningTurn opening;
+  cOpeningTurn opening;  // whoever calls OpenService has it
+  // From Close to the next Open: no session begins, and each end is reported once. Set under
+  // `lock`.
   std::atomic<bool> isClosing = false;
   ConnectionHandler onConnected = nullptr;  // set by Open once COM is initialised
   void* connectedContext = nullptr;
