@@ -42,7 +42,7 @@ class cCaptureSession : public cISFStore {
   explicit cCaptureSession(cTraffic& trafficOfTransports) : traffic(trafficOfTransports) {}
 
   HeapString deviceName;
-  cIO* transport = nullptr;  // owned; SetDevice makes and disposes of it
+  cIO* transport = nullptr;  // owned; SetDevice makes and releases it
   // The reader of the latest serial connection, one of `readers`; null when it could not be made.
   cReaderThread* readerThread = nullptr;
   // Every reader that was started and may still run. Each connection adds one, on the transport's

@@ -36,7 +36,7 @@ cIO* MakeTransport(bool isMobileBroadband) {
 
 // A mobile-broadband transport may have references from the platform still, and lives until the
 // last of them is given back.
-void DisposeOfTransport(cIO* transport) {
+void ReleaseTransport(cIO* transport) {
   if (transport->kind == kMobileBroadband) {
     static_cast<cQMBEIO*>(transport)->Release();
   } else {
@@ -76,7 +76,7 @@ void CloseDevice(cCaptureSession& session) {
   if (session.transport != nullptr) {
     session.transport->Close();
     WaitForReaders(session);
-    DisposeOfTransport(session.transport);
+    ReleaseTransport(session.transport);
     session.transport = nullptr;
   }
   session.deviceName.reset();
