@@ -1,6 +1,7 @@
 #!/bin/sh
 # Runs one Windows program: scripts/wine.sh PROGRAM.exe [ARGUMENT...]
-# With no argument it only makes the Wine prefix ready.
+# With no argument it only makes the Wine prefix ready. A PROGRAM without folder and extension is one of
+# Windows itself, such as regedit.
 #
 # The prefix lies in the build tree (build/wine, or $CORVANE_WINEPREFIX), is made at the first use,
 # and serves every Windows program of this checkout. The program's exit code is this script's.
@@ -23,6 +24,17 @@ prepare() {
     tail -n 30 "$log" >&2
     exit "$code"
   }
+}
+
+# The path of one of Windows' programs. By its bare name Wine would start it through a program of its
+# own, start.exe, which one time in some thousand fails: it ends while a thread of it still loads a
+# library ("_dl_fini: Assertion failed"), or cannot start the program ("ShellExecuteEx failed").
+path_of() {
+  folder='C:\windows\system32'
+  if [ -e "$WINEPREFIX/drive_c/windows/$1.exe" ]; then
+    folder='C:\windows'
+  fi
+  printf '%s\%s.exe\n' "$folder" "$1"
 }
 
 # Wine copies its own libraries into a new prefix, 680 MB of them, and loads them from its own folder
@@ -66,8 +78,14 @@ mkdir -p "$(dirname "$WINEPREFIX")"
   # already may be just about to end, with its services: so a program is run here in any case, after
   # which they stay for a while. (At its end the server lists its objects, many thousands of lines.)
   wineserver -p60 >>"$log" 2>/dev/null </dev/null 9>&- || true
-  prepare wine cmd /c exit
+  prepare wine "$(path_of cmd)" /c exit
 ) 9>"$WINEPREFIX.lock"
 
 [ "$#" -gt 0 ] || exit 0
-exec wine "$@"
+program=$1
+shift
+case $program in
+  *[./\\]*) ;;
+  *) program=$(path_of "$program") ;;
+esac
+exec wine "$program" "$@"

@@ -18,7 +18,7 @@ DEADLINE = 60.0
 
 STAND_IN = """#!/bin/sh
 call="${0##*/} $*"
-echo "$call" >>"$SANDBOX/calls"
+printf '%s\\n' "$call" >>"$SANDBOX/calls"  # backslashes as they are
 case $call in
   "wine "*) echo "wine LC_ALL=$LC_ALL WINEPREFIX=$WINEPREFIX" >>"$SANDBOX/calls" ;;
 esac

@@ -14,14 +14,14 @@ DEMO_CALLS = (
     "cmake --build --preset native *",
     "cmake --build --preset mingw *",
     "wine wineboot *",
-    "wine cmd *",
+    "wine *cmd.exe *",
     "corvane-modem-sim *",
-    "wine regedit *",
+    "wine *regedit.exe *",
     "wine *corvane.exe devices",
     "wine *corvane.exe capture *",
     "corvane info *",
 )
-MOBILE_BROADBAND_CALLS = ("wine regsvr32 *", "wine *corvane.exe capture *")
+MOBILE_BROADBAND_CALLS = ("wine *regsvr32.exe *", "wine *corvane.exe capture *")
 TEST_CALLS = (
     "cmake --build --preset tsan *",
     "wine wineboot *",
@@ -103,7 +103,7 @@ class Signals(ScriptTestCase):
 
     def test_wine_is_shut_down_in_the_prefix_of_the_demo(self):
         sandbox = self.sandbox()
-        script = sandbox.start("demo.sh", STAY_AT="wine regedit *")
+        script = sandbox.start("demo.sh", STAY_AT="wine *regedit.exe *")
         sandbox.wait_for_stay(script)
         script.send_signal(signal.SIGTERM)
         self.assert_ended(sandbox, script, signal.SIGTERM)
@@ -130,12 +130,21 @@ class Ends(ScriptTestCase):
         environments = {line for line in sandbox.calls() if line.startswith("wine LC_ALL")}
         self.assertEqual(environments, {f"wine LC_ALL=C.UTF-8 WINEPREFIX={prefix}"})
 
+    def test_programs_of_windows_are_started_by_their_paths(self):
+        sandbox = self.sandbox()
+        self.run_to_end(sandbox, "demo.sh")
+        self.run_to_end(sandbox, "demo.sh", "--mbn")
+        calls = [call for call in sandbox.calls() if call.startswith("wine ")]
+        programs = {call.split()[1] for call in calls if "=" not in call} - {"wineboot"}
+        self.assertIn(r"C:\windows\system32\regsvr32.exe", programs)
+        self.assertEqual({name for name in programs if not name.endswith(".exe")}, set())
+
     def test_a_failing_step_of_the_demo_shows_the_end_of_its_log(self):
         for call in (
             "cmake --preset native",
             "cmake --build --preset mingw *",
             "wine wineboot *",
-            "wine cmd *",
+            "wine *cmd.exe *",
             "corvane-modem-sim *",
         ):
             with self.subTest(call=call):
