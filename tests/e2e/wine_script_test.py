@@ -31,6 +31,14 @@ class WineScript(unittest.TestCase):
         )
         self.assertEqual(listed.stdout.split(), [b"here"])
 
+    def test_a_host_that_does_not_get_ready_is_reported_with_all_it_has_said(self):
+        command = "echo one way& echo the reason 1>&2& exit 7"
+        with self.assertRaises(AssertionError) as failure:
+            wine.HostProcess(environment.prefix(), "cmd", "/c", command)
+        told = str(failure.exception)
+        for part in ("'ready'", "exit code 7", "one way", "the reason"):
+            self.assertIn(part, told)
+
     def test_a_new_prefix_is_small_and_leaves_the_home_folder_alone(self):
         home = self.folder()
         prefix = self.folder() / "prefix"

@@ -5,6 +5,7 @@ import os
 import pathlib
 import re
 import subprocess
+import tempfile
 import threading
 import time
 
@@ -54,12 +55,11 @@ class WinePrefix:
         self._lock.close()
 
     def start(self, program, *arguments, **options):
-        """Starts a Windows program; standard error goes to the prefix's log. -> Popen"""
+        """Starts a Windows program; standard error goes to the prefix's log by default. -> Popen"""
         return subprocess.Popen(
             [ROOT / "scripts" / "wine.sh", program, *arguments],
             env=self.environment,
-            stderr=self.log,
-            **options,
+            **{"stderr": self.log, **options},
         )
 
 
@@ -76,13 +76,23 @@ class HostProcess:
         self._next = 0  # the first line that no wait_for has passed yet
         self._ended = False
         self._changed = threading.Condition()
+        self._errors = tempfile.TemporaryFile()
         self._process = prefix.start(
-            program, *arguments, cwd=cwd, stdin=subprocess.PIPE, stdout=subprocess.PIPE
+            program,
+            *arguments,
+            cwd=cwd,
+            stdin=subprocess.PIPE,
+            stdout=subprocess.PIPE,
+            stderr=self._errors,
         )
         self.pid = self._process.pid
         self._reader = threading.Thread(target=self._read, daemon=True)
         self._reader.start()
-        self.wait_for("ready")
+        try:
+            self.wait_for("ready")
+        except AssertionError:
+            self.kill()
+            raise
 
     def _read(self):
         for raw in self._process.stdout:
@@ -113,10 +123,11 @@ class HostProcess:
                         self._next = number + 1
                         return match
                 if self._ended or not self._changed.wait(end - time.monotonic()):
-                    end_of = "ended" if self._ended else f"not within {deadline:.0f} s"
-                    raise AssertionError(
-                        f"no line {pattern!r} ({end_of}); all lines: {self.lines}"
-                    )
+                    if self._ended:
+                        why = f"ended with exit code {self._process.wait(DEADLINE)}"
+                    else:
+                        why = f"not within {deadline:.0f} s"
+                    raise AssertionError(f"no line {pattern!r} ({why}); {self._written()}")
 
     def ask(self, *fields, answer):
         """Sends one command and waits for its answer. -> the answer's match"""
@@ -135,7 +146,13 @@ class HostProcess:
         with self._changed:
             while not self._ended:
                 if not self._changed.wait(end - time.monotonic()):
-                    raise AssertionError(f"the program did not end; its lines: {self.lines}")
+                    raise AssertionError(f"the program did not end; {self._written()}")
+
+    def _written(self):
+        """Everything that it has written, for the message of a failure."""
+        size = os.fstat(self._errors.fileno()).st_size
+        errors = os.pread(self._errors.fileno(), size, 0).decode("utf-8", "replace")
+        return f"all lines: {self.lines}; standard error: {errors!r}"
 
     def finish(self):
         """Ends the program by the end of its input. -> its exit code (the low 8 bits)"""
@@ -146,10 +163,11 @@ class HostProcess:
         except subprocess.TimeoutExpired:
             self._process.kill()
             self._process.wait()
-            raise AssertionError(f"the program did not end; its lines: {self.lines}") from None
+            raise AssertionError(f"the program did not end; {self._written()}") from None
         finally:
             self._reader.join()
             self._process.stdout.close()
+            self._errors.close()
         return code
 
     def kill(self):
@@ -159,5 +177,6 @@ class HostProcess:
             self._process.wait()
         self._reader.join()
         self._process.stdout.close()
+        self._errors.close()
         if not self._process.stdin.closed:
             self._process.stdin.close()
