@@ -128,7 +128,8 @@ void cBlockChain::Judge(const sView& view, sLook& look) {
     place.follows = look.block.follows;
   }
   look.block.follows = place.follows;
-  if (place.isFull || (place.follows != 0 && place.follows != judged.end)) {
+  // LoadDirectory judges the block again with the same knowledge, and has to find the same.
+  if (place.isFull || place.follows != 0) {
     judged = JudgeDirectory(view.directory, place, source);
   }
 
