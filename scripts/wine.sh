@@ -7,6 +7,14 @@
 # and serves every Windows program of this checkout. The program's exit code is this script's.
 set -eu
 
+# Debian's loader of Wine lies at a fixed address, and Linux gives it a heap at random in the gigabyte
+# behind. One time in some thousand that is where Wine needs the page of Windows' shared data: the
+# program ends before it has begun, or breaks later. So nothing is placed at random here, where the
+# system lets a program ask for that (a container may not).
+if ! grep -q '[4-7c-f]....$' /proc/self/personality && setarch -R true 2>/dev/null; then
+  exec setarch -R "$0" "$@"
+fi
+
 root=$(CDPATH='' cd -- "$(dirname -- "$0")/.." && pwd)
 WINEPREFIX=${CORVANE_WINEPREFIX:-$root/build/wine}
 # Without winemenubuilder.exe Wine puts nothing into the user's menus.
@@ -27,8 +35,7 @@ prepare() {
 }
 
 # The path of one of Windows' programs. By its bare name Wine would start it through a program of its
-# own, start.exe, which one time in some thousand fails: it ends while a thread of it still loads a
-# library ("_dl_fini: Assertion failed"), or cannot start the program ("ShellExecuteEx failed").
+# own, start.exe, which takes five times as long.
 path_of() {
   folder='C:\windows\system32'
   if [ -e "$WINEPREFIX/drive_c/windows/$1.exe" ]; then

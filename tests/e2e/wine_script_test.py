@@ -31,6 +31,14 @@ class WineScript(unittest.TestCase):
         )
         self.assertEqual(listed.stdout.split(), [b"here"])
 
+    def test_a_windows_program_has_its_heap_at_a_fixed_place(self):
+        # Linux's ADDR_NO_RANDOMIZE, where a program may ask for it.
+        allowed = subprocess.run(["setarch", "-R", "true"], stderr=subprocess.DEVNULL)
+        host = wine.HostProcess(environment.prefix(), "cmd", "/c", "echo ready& set /p line=")
+        self.addCleanup(host.kill)
+        personality = int(pathlib.Path(f"/proc/{host.pid}/personality").read_text(), 16)
+        self.assertEqual(personality & 0x0040000 != 0, allowed.returncode == 0)
+
     def test_a_host_that_does_not_get_ready_is_reported_with_all_it_has_said(self):
         command = "echo one way& echo the reason 1>&2& exit 7"
         with self.assertRaises(AssertionError) as failure:
