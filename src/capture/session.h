@@ -19,6 +19,13 @@ class cIO;
 // The C string that SetDevice copies the device name into.
 using HeapString = std::unique_ptr<char[], sFree>;
 
+// Gives a transport back, in the way of whoever made it.
+struct sTransportEnd {
+  void (*giveBack)(cIO* transport) = nullptr;  // null for no transport only
+  void operator()(cIO* transport) const { giveBack(transport); }
+};
+using TransportOwner = std::unique_ptr<cIO, sTransportEnd>;
+
 // Which thread sends the requests of a mobile-broadband connection. `lock` guards the flags, and
 // makes one step of what belongs together: a flag and a counter of the session, or a look at a
 // counter and its change. Nothing else is called while it is held.
@@ -42,7 +49,7 @@ class cCaptureSession : public cISFStore {
   explicit cCaptureSession(cTraffic& trafficOfTransports) : traffic(trafficOfTransports) {}
 
   HeapString deviceName;
-  cIO* transport = nullptr;  // owned; SetDevice makes and releases it
+  TransportOwner transport;  // made and given back by SetDevice
   // The reader of the latest serial connection, one of `readers`; null when it could not be made.
   cReaderThread* readerThread = nullptr;
   // Every reader that was started and may still run. Each connection adds one, on the transport's

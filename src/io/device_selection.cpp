@@ -19,28 +19,22 @@ constexpr std::size_t kNameBound = 256;
 constexpr const char* kMobileBroadbandMark = "QMBE:";
 constexpr std::size_t kMobileBroadbandMarkLength = 5;
 
-cIO* MakeMobileBroadbandTransport() {
-  auto* const made = new cQMBEIO;
-  made->AddRef();
-  return made;
-}
+void DeleteTransport(cIO* transport) { delete transport; }
 
-// Null when memory runs out.
-cIO* MakeTransport(bool isMobileBroadband) {
+// The platform may have references to it still: it lives until the last of them is given back.
+void ReleaseTransport(cIO* transport) { static_cast<cQMBEIO*>(transport)->Release(); }
+
+// None when memory runs out.
+TransportOwner MakeTransport(bool isMobileBroadband) {
   try {
-    return isMobileBroadband ? MakeMobileBroadbandTransport() : new cComIO;
+    if (!isMobileBroadband) {
+      return {new cComIO, {DeleteTransport}};
+    }
+    auto* const made = new cQMBEIO;
+    made->AddRef();
+    return {made, {ReleaseTransport}};
   } catch (const std::bad_alloc&) {
-    return nullptr;
-  }
-}
-
-// A mobile-broadband transport may have references from the platform still, and lives until the
-// last of them is given back.
-void ReleaseTransport(cIO* transport) {
-  if (transport->kind == kMobileBroadband) {
-    static_cast<cQMBEIO*>(transport)->Release();
-  } else {
-    delete transport;
+    return {};
   }
 }
 
@@ -76,8 +70,7 @@ void CloseDevice(cCaptureSession& session) {
   if (session.transport != nullptr) {
     session.transport->Close();
     WaitForReaders(session);
-    ReleaseTransport(session.transport);
-    session.transport = nullptr;
+    session.transport.reset();
   }
   session.deviceName.reset();
 }

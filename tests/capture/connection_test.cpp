@@ -120,7 +120,7 @@ TEST_F(ConnectionTest, ADisconnectDropsTheRequestsAndNothingElse) {
   EXPECT_TRUE(session.capturing);
   EXPECT_EQ(session.readerThread, reader);
   EXPECT_TRUE(traffic.readers.front()->isKnown);
-  EXPECT_EQ(session.transport, &serial);
+  EXPECT_EQ(session.transport.get(), &serial);
   EXPECT_FALSE(IsClosedCapture(capturePath));
 }
 
@@ -196,7 +196,7 @@ TEST_F(ConnectionTest, AnotherConnectionSendsTheSameRequestsAgainFromNumber0) {
 }
 
 TEST_F(ConnectionTest, AnotherBroadbandConnectionStartsFromSequenceNumber0) {
-  session.transport = &broadband;
+  UseTransport(broadband);
   Start();
   const cPrinted printed;
   for (int connection = 0; connection < 2; ++connection) {

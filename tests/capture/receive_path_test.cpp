@@ -145,7 +145,7 @@ TEST(FrameSplitterTest, InMoreBytesThanABufferHoldsNothingIsFound) {
 class OnDeviceDataTest : public cSessionTest {
  protected:
   OnDeviceDataTest() {
-    session.transport = &broadband;
+    UseTransport(broadband);
     Start();
     startItems = Items().size();
   }

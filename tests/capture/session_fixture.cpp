@@ -169,10 +169,14 @@ std::string cPrinted::Take() {
 
 cSessionTest::cSessionTest() {
   NameDevice("COM3");
-  session.transport = &serial;
+  UseTransport(serial);
 }
 
 cSessionTest::~cSessionTest() { ClearRequests(session); }
+
+void cSessionTest::UseTransport(cIO& transport) {
+  session.transport = TransportOwner(&transport, {[](cIO*) {}});
+}
 
 void cSessionTest::NameDevice(std::string_view name) {
   session.deviceName.reset(static_cast<char*>(std::calloc(name.size() + 1, 1)));

@@ -108,6 +108,8 @@ class cSessionTest : public testing::Test {
   ~cSessionTest() override;
 
   void NameDevice(std::string_view name);
+  // Gives the session a transport, which outlives the session's use of it.
+  void UseTransport(cIO& transport);
 
   // Opens a capture file and attaches it, without starting the capture.
   void AttachFile();

@@ -138,7 +138,7 @@ TEST_F(SetupSessionTest, ARequestWithoutMemoryIsLeftOutAndTheOthersAreQueued) {
   session.logCodes = {0x1234, 0xB001};
   // Of a kind for which no traffic is started, which takes memory of its own.
   cFakeTransport other(2);
-  session.transport = &other;
+  UseTransport(other);
   SetupSession(session);
   const std::vector<ByteVector> all = Queued();
   ASSERT_EQ(all.size(), 18U);
@@ -222,7 +222,7 @@ TEST_F(SetupSessionTest, WithoutAReaderThreadTheQueueStaysFilledAndNothingIsSent
 }
 
 TEST_F(SetupSessionTest, AMobileBroadbandDeviceGetsTheFirstRequestAtOnce) {
-  session.transport = &broadband;
+  UseTransport(broadband);
   session.capturing = true;
   SetupSession(session);
   EXPECT_EQ(traffic.dataDeliveries, std::vector<cCaptureSession*>{&session});
@@ -234,7 +234,7 @@ TEST_F(SetupSessionTest, AMobileBroadbandDeviceGetsTheFirstRequestAtOnce) {
 
 TEST_F(SetupSessionTest, ATransportOfAnotherKindIsQueuedForButNotStarted) {
   cFakeTransport other(2);
-  session.transport = &other;
+  UseTransport(other);
   session.capturing = true;
   SetupSession(session);
   EXPECT_EQ(Queued(), kStartUpPackets);

@@ -86,7 +86,7 @@ TEST_F(SessionThreadsTest, AReaderThreadAddsItemsWhileTheWatcherConnectsAndDisco
 }
 
 TEST_F(SessionThreadsTest, DataArriveWhileTheBroadbandDeviceComesAndGoes) {
-  session.transport = &broadband;
+  UseTransport(broadband);
   broadband.keepsWrites = false;
   const ByteVector received = Joined({Framed(kLogPacket), Framed(kReply)});
   const cBufferReference data(std::make_unique<sSharedBuffer>(
@@ -118,7 +118,7 @@ class cMeeting {
 class SendingThreadsTest : public SessionThreadsTest {
  protected:
   SendingThreadsTest() {
-    session.transport = &broadband;
+    UseTransport(broadband);
     Start();
   }
 

@@ -159,10 +159,10 @@ TEST_F(DeviceSelection, AnEmptyNameIsASerialPortThatNeverComes) {
 
 TEST_F(DeviceSelection, OpeningTwiceReturnsFalseTheSecondTimeAndLeavesTheFirstTransportRunning) {
   ASSERT_TRUE(SetDevice(session, "COM7"));
-  const cIO* const first = session.transport;
+  const cIO* const first = session.transport.get();
   EXPECT_FALSE(SetDevice(session, "COM8"));
   EXPECT_FALSE(SetDevice(session, "QMBE:ABC"));
-  EXPECT_EQ(session.transport, first);
+  EXPECT_EQ(session.transport.get(), first);
   EXPECT_STREQ(session.deviceName.get(), "COM7");
 
   system.interfaces = {UsbPort("COM7")};

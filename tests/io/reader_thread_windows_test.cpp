@@ -283,7 +283,7 @@ TEST(ReaderThreadWithoutASerialPort, SendsTheFirstRequestReadsNothingAndEnds) {
   cDeviceTraffic traffic;
   cCaptureSession session{traffic};
   cCountingTransport transport;
-  session.transport = &transport;
+  session.transport = TransportOwner(&transport, {[](cIO*) {}});
   for (const char* const request : {"\x1D", "\x00"}) {
     ASSERT_TRUE(PushRequest(session.requestQueue, cBufferReference(std::make_unique<sSharedBuffer>(
                                                       request, 1, kOriginLibrary))));
