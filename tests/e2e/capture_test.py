@@ -2,12 +2,12 @@
 
 import os
 
-from support import diag, environment, isf, wine
+from support import diag, environment, isf, recording, wine
 
 INFORMATION = "Corvane version 1.0"
 
 
-class CaptureTestCase(environment.WineTestCase):
+class CaptureTestCase(recording.RecordingTestCase, environment.WineTestCase):
     def setUp(self):
         super().setUp()
         self.port = self.ports.add("COM7")
@@ -23,6 +23,7 @@ class CaptureTestCase(environment.WineTestCase):
 
     def start(self, device="COM7", config=None, output=None):
         """Calls CorvaneStart. -> its result"""
+        self.capture_begins()
         fields = (
             device,
             wine.windows_path(self.config) if config is None else config,
@@ -67,7 +68,7 @@ class StartAndStop(CaptureTestCase):
     def test_started_and_stopped_without_a_device_it_leaves_a_valid_file(self):
         self.assertTrue(self.start())
         self.stop()
-        capture = isf.read(self.output)
+        capture = self.read_capture()
         self.assertEqual(len(capture.blocks), 1)
         self.assertEqual(capture.texts, [INFORMATION])
         self.assertEqual(len(capture.items), 1)
@@ -78,7 +79,7 @@ class StartAndStop(CaptureTestCase):
     def test_a_null_output_path_writes_corvane_isf_in_the_current_directory(self):
         self.assertTrue(self.start(output="(null)"))
         self.stop()
-        self.assertEqual(isf.read(self.files / "Corvane.isf").texts, [INFORMATION])
+        self.assertEqual(self.read_capture(self.files / "Corvane.isf").texts, [INFORMATION])
 
     def test_a_null_device_name_returns_false_and_creates_nothing(self):
         self.assertFalse(self.start(device="(null)"))
@@ -105,13 +106,13 @@ class StartAndStop(CaptureTestCase):
 
     def test_a_device_that_cannot_be_opened_leaves_a_valid_file(self):
         self.assertFalse(self.start(device="QMBE:{00000000-0000-0000-0000-000000000000}"))
-        self.assertEqual(isf.read(self.output).texts, [INFORMATION])
+        self.assertEqual(self.read_capture().texts, [INFORMATION])
 
     def test_after_a_failed_start_another_one_succeeds(self):
         self.assertFalse(self.start(config=wine.windows_path(self.files / "missing.cfg")))
         self.assertTrue(self.start())
         self.stop()
-        self.assertEqual(isf.read(self.output).texts, [INFORMATION])
+        self.assertEqual(self.read_capture().texts, [INFORMATION])
 
     def test_stop_without_a_capture_returns_at_once(self):
         self.stop()
@@ -119,14 +120,14 @@ class StartAndStop(CaptureTestCase):
         self.assertTrue(self.start())
         self.stop()
         self.stop()
-        isf.read(self.output)
+        self.read_capture()
 
     def test_start_and_stop_can_be_repeated_in_one_process(self):
         for number in range(3):
             output = self.files / f"{number}.isf"
             self.assertTrue(self.start(output=wine.windows_path(output)))
             self.stop()
-            self.assertEqual(isf.read(output).texts, [INFORMATION])
+            self.assertEqual(self.read_capture(output).texts, [INFORMATION])
 
     def test_a_repeated_capture_leaves_no_files_or_threads_open(self):
         def open_things():
@@ -149,7 +150,7 @@ class StartAndStop(CaptureTestCase):
             environment.programs / "c_host.exe", "COM7", self.config.name, "c.isf", cwd=self.files
         )
         self.assertEqual(host.wait(wine.DEADLINE), 0)
-        self.assertEqual(isf.read(self.files / "c.isf").texts, [INFORMATION])
+        self.assertEqual(self.read_capture(self.files / "c.isf").texts, [INFORMATION])
 
     def test_the_library_can_be_unloaded_after_a_capture(self):
         self.assertTrue(self.start())
@@ -167,7 +168,7 @@ class StartAndStop(CaptureTestCase):
         self.assertEqual((len(config), len(output)), (259, 259))
         self.assertTrue(self.start(config=config, output=output))
         self.stop()
-        self.assertEqual(isf.read(self.files / "long.isf").texts, [INFORMATION])
+        self.assertEqual(self.read_capture(self.files / "long.isf").texts, [INFORMATION])
 
     def child(self, device="COM7", config=None, output="child.isf"):
         """Starts and stops a capture in a process of its own. -> that process's exit status"""
@@ -204,7 +205,7 @@ class CaptureOverASerialPort(CaptureTestCase):
         self.wait_requests(modem, 13)
         self.stop_while_connected(modem)
         self.assertEqual(modem.requests, diag.START_UP_REQUESTS)
-        capture = isf.read(self.output)
+        capture = self.read_capture()
         self.assertEqual(
             capture.texts, [INFORMATION, "Port COM7 connected", "Port COM7 disconnected"]
         )
@@ -219,10 +220,8 @@ class CaptureOverASerialPort(CaptureTestCase):
         self.wait_requests(modem, 13)
         self.unplug(modem)
         self.stop()
-        exchanged = [
-            item.packet for item in isf.read(self.output).items if item.type != isf.INFORMATION
-        ]
-        pairs = [packet for pair in zip(modem.requests, modem.replies) for packet in pair]
+        exchanged = recording.items_of(self.read_capture())
+        pairs = recording.exchange(modem.requests, modem.replies)
         # The last reply may have been cut off by the unplugging.
         self.assertEqual(exchanged, pairs[: len(exchanged)])
         self.assertGreaterEqual(len(exchanged), 2 * 13 - 1)
@@ -238,7 +237,7 @@ class CaptureOverASerialPort(CaptureTestCase):
         self.unplug(modem)
         self.stop()
         self.assertEqual(modem.requests, diag.START_UP_REQUESTS[:1])
-        self.assertEqual(isf.read(self.output).packets(isf.LOG), [log])
+        self.assertEqual(self.read_capture().packets(isf.LOG), [log])
 
     def test_a_bad_frame_is_printed_once_and_left_out(self):
         modem = diag.MinimalModem(self.port.plug())
@@ -251,7 +250,7 @@ class CaptureOverASerialPort(CaptureTestCase):
         self.port.line.send(diag.frame(logs[0]) + bytes(bad) + diag.frame(logs[2]))
         wine.wait_until(lambda: logs[2] in self.output.read_bytes(), "the last log in the file")
         self.stop_while_connected(modem)
-        self.assertEqual(isf.read(self.output).packets(isf.LOG), [logs[0], logs[2]])
+        self.assertEqual(self.read_capture().packets(isf.LOG), [logs[0], logs[2]])
         self.assertEqual(self.library.count("bad CRC"), 1)
 
     def test_a_second_connection_repeats_all_requests_from_number_0(self):
@@ -272,7 +271,7 @@ class CaptureOverASerialPort(CaptureTestCase):
         self.assertEqual(first[13], event_mask)
         self.assertEqual((first[14][:1], len(first[14])), (b"\x73", 528))
 
-        capture = isf.read(self.output)
+        capture = self.read_capture()
         connection = ["Port COM7 connected", "Port COM7 disconnected"]
         self.assertEqual(capture.texts, [INFORMATION] + 2 * connection)
         self.assertEqual(
@@ -287,7 +286,7 @@ class CaptureOverASerialPort(CaptureTestCase):
         self.unplug(modem)
         self.stop()
         self.assertEqual(
-            isf.read(self.output).texts,
+            self.read_capture().texts,
             [INFORMATION, "Port COM7 connected", "Port COM7 disconnected"],
         )
 
@@ -364,7 +363,7 @@ class CaptureThatReconnects(CaptureTestCase):
         self.library.ask("unload", answer="unloaded")
         self.assertEqual(self.library.finish(), 0)
         connection = ["Port COM7 connected", "Port COM7 disconnected"]
-        self.assertEqual(isf.read(self.output).texts, [INFORMATION] + 2 * connection)
+        self.assertEqual(self.read_capture().texts, [INFORMATION] + 2 * connection)
 
     def check_that_the_end_of_the_old_reader_leaves_the_new_line_alone(self, end_old_reader):
         self.assertTrue(self.start())
@@ -380,7 +379,7 @@ class CaptureThatReconnects(CaptureTestCase):
             self.port.line.send(diag.frame(packet))
         wine.wait_until(lambda: logs[-1] in self.output.read_bytes(), "the last log in the file")
         self.stop_while_connected(modem)
-        self.assertEqual(isf.read(self.output).packets(isf.LOG), logs)
+        self.assertEqual(self.read_capture().packets(isf.LOG), logs)
         printed = [line for line in self.library.lines if line.startswith("Port ")]
         self.assertEqual(printed, ["Port COM7 connected", "Port COM7 disconnected"] * 2)
 

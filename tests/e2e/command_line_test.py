@@ -8,12 +8,12 @@ import signal
 import subprocess
 import tempfile
 
-from support import diag, environment, isf, mobile_broadband, simulator, wine
+from support import diag, environment, isf, mobile_broadband, recording, simulator, wine
 
 STATUS = re.compile(r"\d+:\d\d:\d\d  [\d,]+ items  [\d.]+ k?M?B  \d+ items/s")
 
 
-class CommandLineTestCase(environment.WineTestCase):
+class CommandLineTestCase(recording.RecordingTestCase, environment.WineTestCase):
     def setUp(self):
         super().setUp()
         self.files = self.folder()
@@ -90,7 +90,7 @@ class Capture(CommandLineTestCase):
         process = self.capture("--duration", "4s")
         printed, errors = process.communicate(timeout=wine.DEADLINE)
         self.assertEqual(process.returncode, 0, errors)
-        capture = isf.read(self.output)
+        capture = self.read_capture()
         self.assertEqual(capture.packets(isf.REQUEST)[:6], diag.START_UP_REQUESTS[:6])
         lines = errors.splitlines()
         status = [line for line in lines if STATUS.fullmatch(line)]
@@ -115,7 +115,7 @@ class Capture(CommandLineTestCase):
         line.hang_up()
         process.communicate(timeout=wine.DEADLINE)
         self.assertEqual(process.returncode, 0)
-        self.assertEqual(len(isf.read(self.output).items), 29)
+        self.assertEqual(len(self.read_capture().items), 29)
 
     def test_ctrl_c_ends_a_capture_that_waits_for_its_port(self):
         process = self.capture()
@@ -130,13 +130,13 @@ class Capture(CommandLineTestCase):
         self.assertEqual(process.returncode, 0, errors)
         self.assertIn("is complete: 1 items", errors)
         self.assertIn("The device was never reached", errors)
-        self.assertEqual(isf.read(self.output).texts, ["Corvane version 1.0"])
+        self.assertEqual(self.read_capture().texts, ["Corvane version 1.0"])
 
     def test_a_duration_of_nothing_writes_a_complete_file(self):
         process = self.capture("--duration", "0s")
         process.communicate(timeout=wine.DEADLINE)
         self.assertEqual(process.returncode, 0)
-        isf.read(self.output)
+        self.read_capture()
 
 
 class Troubles(CommandLineTestCase):
@@ -197,7 +197,7 @@ class Troubles(CommandLineTestCase):
             errors, r"corvane capture: only [\d.]+ .B are left on the disk of .*: the capture ends"
         )
         self.assertIn("is complete: 1 items", errors)
-        self.assertEqual(isf.read(self.output).texts, ["Corvane version 1.0"])
+        self.assertEqual(self.read_capture().texts, ["Corvane version 1.0"])
 
     @staticmethod
     def room(folder):
@@ -259,7 +259,7 @@ class Refusals(CommandLineTestCase):
         first.send_signal(signal.SIGINT)
         _, errors = first.communicate(timeout=wine.DEADLINE)
         self.assertEqual(first.returncode, 0, errors)
-        self.assertEqual(isf.read(self.output).texts, ["Corvane version 1.0"])
+        self.assertEqual(self.read_capture().texts, ["Corvane version 1.0"])
 
     def test_a_device_name_of_64_characters_is_refused(self):
         self.assert_refused(

@@ -3,12 +3,12 @@
 import subprocess
 
 import simulated_modem_test as simulated
-from support import environment, isf, simulator, wine
+from support import environment, recording, simulator, wine
 
 HOSTS = ("host_c.exe", "host_cpp.exe")
 
 
-class ExampleHosts(environment.WineTestCase):
+class ExampleHosts(recording.RecordingTestCase, environment.WineTestCase):
     def setUp(self):
         super().setUp()
         self.port = self.ports.add("COM7")
@@ -50,6 +50,7 @@ class ExampleHosts(environment.WineTestCase):
                 self.port.link.unlink(missing_ok=True)
                 modem = simulator.Simulator(self.port.link, *"--rate max --count 200".split())
                 self.addCleanup(modem.close)
+                self.capture_begins()
                 process = self.capture(host)
                 self.port.set_present(True)
                 modem.wait_event("stream-end")
@@ -65,8 +66,11 @@ class ExampleHosts(environment.WineTestCase):
                 self.assert_ends(process, 0, "Enter ends it.")
                 self.assertEqual(modem.close(), 0)
                 # Has its index and trailer, or it would not be read.
-                capture = isf.read(self.output)
-                self.assertEqual(capture.packets(*simulated.DEVICE_TYPES), sent)
+                stored = recording.items_of(self.read_capture())
+                self.assertEqual(
+                    [item for item in stored if item[0] in recording.DEVICE_TYPES],
+                    [recording.device_item(packet) for packet in sent],
+                )
                 self.port.set_present(False)
 
     def test_a_capture_that_does_not_start_is_told(self):

@@ -5,9 +5,8 @@ import shutil
 import signal
 import subprocess
 import tempfile
-import unittest
 
-from support import diag, environment, isf, mobile_broadband, wine
+from support import diag, environment, isf, mobile_broadband, recording, wine
 
 ID = "{5A1B9A3C-61F0-4E0B-9D3E-0000000000AB}"
 DEVICE = f"QMBE:{ID}"
@@ -33,8 +32,9 @@ def tearDownModule():
     mobile_broadband.unregister(environment.prefix(), environment.programs)
 
 
-class MobileBroadbandTestCase(unittest.TestCase):
+class MobileBroadbandTestCase(recording.RecordingTestCase):
     def setUp(self):
+        super().setUp()
         self.files = pathlib.Path(tempfile.mkdtemp(prefix="corvane-"))
         self.addCleanup(shutil.rmtree, self.files)
         self.config = self.files / "capture.cfg"
@@ -57,6 +57,7 @@ class MobileBroadbandTestCase(unittest.TestCase):
 
     def start(self, device=DEVICE):
         """Calls CorvaneStart. -> its result"""
+        self.capture_begins()
         fields = (device, wine.windows_path(self.config), wine.windows_path(self.output))
         return self.library.ask("start", *fields, answer="start (true|false)")[1] == "true"
 
@@ -77,7 +78,7 @@ class MobileBroadbandTestCase(unittest.TestCase):
         """Calls CorvaneStop; afterwards the service has everything back. -> the capture file"""
         self.library.ask("stop", answer="stopped")
         self.assertEqual(self.service.trouble(), [])
-        return isf.read(self.output)
+        return self.read_capture()
 
     def do(self, step):
         """Has the service do a step; returns when the library has dealt with it."""
@@ -89,9 +90,6 @@ class MobileBroadbandTestCase(unittest.TestCase):
 
     def wait_requests(self, count):
         wine.wait_until(lambda: len(self.requests()) >= count, f"{count} requests")
-
-    def exchanged(self, capture):
-        return [item.packet for item in capture.items if item.type != isf.INFORMATION]
 
     def printed(self):
         """What the library has printed."""
@@ -158,14 +156,14 @@ class Capture(MobileBroadbandTestCase):
         self.serve("interface {00000000-0000-0000-0000-000000000001}\n")
         self.assertFalse(self.start())
         self.assertEqual(self.service.trouble(), [])
-        self.assertEqual(isf.read(self.output).texts, [INFORMATION])
+        self.assertEqual(self.read_capture().texts, [INFORMATION])
 
     def test_a_service_that_does_not_open_fails_the_start_and_leaves_a_valid_file(self):
         self.serve(PRESENT + "fail OpenCommandSession always 0x8000000C\n")
         self.assertFalse(self.start())
         self.assertEqual(len(self.service.lines("call OpenCommandSession")), 10)
         self.assertEqual(self.service.trouble(), [])
-        self.assertEqual(isf.read(self.output).texts, [INFORMATION])
+        self.assertEqual(self.read_capture().texts, [INFORMATION])
 
     def test_an_interface_that_arrives_later_is_captured_from(self):
         self.serve(ANSWERING + "fail GetInterfaces always 0x80070015\n")
@@ -204,14 +202,12 @@ class Pacing(MobileBroadbandTestCase):
         self.begin()
         self.wait_requests(13)
         self.service.wait_for("callback OnEventNotification", 13)
-        exchanged = self.exchanged(self.stop())
+        exchanged = recording.items_of(self.stop())
         self.assertEqual(
             exchanged,
-            [
-                packet
-                for request in diag.START_UP_REQUESTS
-                for packet in (request, diag.default_reply(request))
-            ],
+            recording.exchange(
+                diag.START_UP_REQUESTS, map(diag.default_reply, diag.START_UP_REQUESTS)
+            ),
         )
 
     def test_a_modem_that_does_not_answer_gets_one_request_whatever_else_it_sends(self):
@@ -266,12 +262,10 @@ class Pacing(MobileBroadbandTestCase):
         capture = self.stop()
         # In the file each request stands before its reply all the same.
         self.assertEqual(
-            self.exchanged(capture),
-            [
-                packet
-                for request in diag.START_UP_REQUESTS
-                for packet in (request, diag.default_reply(request))
-            ],
+            recording.items_of(capture),
+            recording.exchange(
+                diag.START_UP_REQUESTS, map(diag.default_reply, diag.START_UP_REQUESTS)
+            ),
         )
 
     def test_one_reply_that_overtakes_its_request_is_followed_by_the_next_request(self):
@@ -280,7 +274,10 @@ class Pacing(MobileBroadbandTestCase):
         self.wait_requests(13)
         capture = self.stop()
         self.assertEqual(self.requests(), diag.START_UP_REQUESTS)
-        self.assertEqual(self.exchanged(capture)[:3], [b"\x1d", b"\x1d", b"\x00"])
+        self.assertEqual(
+            recording.items_of(capture)[:3],
+            [(isf.REQUEST, b"\x1d"), (isf.PACKET, b"\x1d"), (isf.REQUEST, b"\x00")],
+        )
 
     def test_the_short_event_reply_that_overtakes_a_request_answers_it_once(self):
         # The second one finds the request answered, and leaves the counter alone.
@@ -381,7 +378,7 @@ class Notifications(MobileBroadbandTestCase):
             self.do(step)
         self.do(f"stranger {LOG.hex()}")
         capture = self.stop()
-        self.assertEqual(len(self.exchanged(capture)), 26)
+        self.assertEqual(len(recording.items_of(capture)), 26)
         self.assertEqual(self.printed(), [CONNECTED, DISCONNECTED])
 
     def test_a_notification_with_too_many_bytes_answers_no_request(self):
@@ -389,7 +386,9 @@ class Notifications(MobileBroadbandTestCase):
         self.begin()
         self.do("zeros 16641")
         self.assertEqual(self.requests(), diag.START_UP_REQUESTS[:1])
-        self.assertEqual(self.exchanged(self.stop()), diag.START_UP_REQUESTS[:1])
+        self.assertEqual(
+            recording.items_of(self.stop()), [recording.request_item(diag.START_UP_REQUESTS[0])]
+        )
 
     def test_a_packet_that_the_store_refuses_is_reported_with_its_error(self):
         self.connect()
@@ -472,7 +471,7 @@ class CommandLine(MobileBroadbandTestCase):
         process.send_signal(signal.SIGINT)
         self.assertEqual(process.wait(wine.DEADLINE), 0)
         self.assertEqual(self.service.trouble(), [])
-        capture = isf.read(self.output)
+        capture = self.read_capture()
         self.assertEqual(capture.texts, [INFORMATION, CONNECTED, DISCONNECTED])
         self.assertEqual(
             capture.packets(isf.REQUEST, isf.SUBSYSTEM_REQUEST), diag.START_UP_REQUESTS

@@ -3,7 +3,8 @@
 import collections
 import os
 
-from support import diag, environment, isf, simulator, wine
+from support import diag, environment, isf, recording, simulator, wine
+from support.recording import DEVICE_TYPES, REQUEST_TYPES
 
 LOG_CODES = [0x1004, 0x1388, 0x4125, 0x5001, 0x713A, 0xB0C0]
 EVENT_IDS = [0, 9, 256, 257, 1999]
@@ -14,16 +15,6 @@ events <EventIDs>0,9,256,257,1999</EventIDs>
 messages <MessageLevels>5000/2,5000/3,5000/4,18/2</MessageLevels>
 """
 
-DEVICE_TYPES = (
-    isf.SHORT_LOG,
-    isf.PACKET,
-    isf.EVENT,
-    isf.LOG,
-    isf.MESSAGE,
-    isf.SIGNALLING_LOG,
-    isf.SUBSYSTEM,
-)
-REQUEST_TYPES = (isf.REQUEST, isf.SUBSYSTEM_REQUEST)
 SYNTHETIC_CHANNELS = (254, 255)
 
 
@@ -63,7 +54,7 @@ def expected_packets(sent):
     return [bytes.fromhex(packet) for packet in packets], replies
 
 
-class SimulatedModemTestCase(environment.WineTestCase):
+class SimulatedModemTestCase(recording.RecordingTestCase, environment.WineTestCase):
     def setUp(self):
         super().setUp()
         self.port = self.ports.add("COM7")
@@ -82,6 +73,7 @@ class SimulatedModemTestCase(environment.WineTestCase):
         return modem
 
     def start(self):
+        self.capture_begins()
         paths = (wine.windows_path(path) for path in (self.config, self.output))
         self.library.ask("start", "COM7", *paths, answer="start true")
         self.port.set_present(True)
@@ -110,13 +102,15 @@ class SimulatedModemTestCase(environment.WineTestCase):
         for item in items:
             if item.type in REQUEST_TYPES:
                 released.append(sum(1 for place in replies if place < len(stored_packets)))
-                stored_requests.append(item.packet)
+                stored_requests.append((item.type, item.packet))
             elif item.type in DEVICE_TYPES:
-                stored_packets.append(item.packet)
-        self.assertEqual(stored_requests, requests)
+                stored_packets.append((item.type, item.packet))
+            else:
+                self.assertEqual(item.type, isf.INFORMATION)
+        self.assertEqual(stored_requests, [recording.request_item(one) for one in requests])
         self.assertEqual(len(stored_packets), len(packets))
         for number, (stored, sent) in enumerate(zip(stored_packets, packets)):
-            self.assertEqual(stored, sent, f"packet {number}")
+            self.assertEqual(stored, recording.device_item(sent), f"packet {number}")
         # The n-th request waits for n replies, and its own reply waits for it.
         self.assertEqual(released, list(range(len(requests))))
 
@@ -136,7 +130,7 @@ class CaptureOfASimulatedModem(SimulatedModemTestCase):
         for seed in (1, 2, 3):
             with self.subTest(seed=seed):
                 modem = self.capture("--seed", str(seed), "--rate", "max", "--count", "1500")
-                capture = isf.read(self.output)
+                capture = self.read_capture()
                 self.assert_exchanged(modem, expected_requests(), capture.items)
                 kinds = collections.Counter(line["kind"] for line in modem.packets("tx"))
                 self.assertTrue(kinds["log"] and kinds["event"] and kinds["message"], kinds)
@@ -152,7 +146,7 @@ class CaptureOfASimulatedModem(SimulatedModemTestCase):
                     *f"--seed {seed} --rate max --count 1500 --bad-crc 3%,10 --noise 2%,20".split(),
                     *"--open-noise 2%,30 --split 5% --merge 10% --chunk 1-700 --gap 0ms".split(),
                 )
-                self.assert_exchanged(modem, expected_requests(), isf.read(self.output).items)
+                self.assert_exchanged(modem, expected_requests(), self.read_capture().items)
                 bad = sum(1 for line in modem.packets("tx") if line["crc"] != "good")
                 self.assertGreater(bad, 50)
                 wine.wait_until(
@@ -165,7 +159,7 @@ class CaptureOfASimulatedModem(SimulatedModemTestCase):
         modem = self.capture(
             *"--seed 6 --rate max --count 17000 --sizes small=97,medium=2,large=1".split()
         )
-        capture = isf.read(self.output)
+        capture = self.read_capture()
         self.assertGreaterEqual(len(capture.blocks), 3)
         self.assert_exchanged(modem, expected_requests(), capture.items)
 
@@ -176,13 +170,13 @@ class CaptureOfASimulatedModem(SimulatedModemTestCase):
         wine.wait_until(lambda: len(modem.packets("tx")) == 13, "13 replies")
         self.wait_stored(modem)
         self.stop()
-        self.assert_exchanged(modem, diag.START_UP_REQUESTS, isf.read(self.output).items)
+        self.assert_exchanged(modem, diag.START_UP_REQUESTS, self.read_capture().items)
 
     def test_late_replies_hold_the_requests_back_and_lose_nothing(self):
         modem = self.capture(
             *"--seed 7 --rate 2000 --count 300 --late 0x73=150ms --late 4=100ms".split()
         )
-        self.assert_exchanged(modem, expected_requests(), isf.read(self.output).items)
+        self.assert_exchanged(modem, expected_requests(), self.read_capture().items)
 
     def test_a_withheld_reply_stops_the_requests_and_nothing_else(self):
         modem = self.simulate("--withhold", "13")
@@ -193,9 +187,9 @@ class CaptureOfASimulatedModem(SimulatedModemTestCase):
         wine.wait_until(lambda: self.ends_with(log), "the log in the file")
         self.stop()
         modem.close()
-        capture = isf.read(self.output)
+        capture = self.read_capture()
         self.assertEqual(capture.packets(*REQUEST_TYPES), expected_requests()[:14])
-        self.assertEqual(capture.items[-2].packet, log)
+        self.assertEqual(recording.items_of(capture)[-1], recording.device_item(log))
 
     def test_over_two_connections_nothing_is_lost_and_every_request_is_sent_again(self):
         modem = self.simulate(*"--seed 8 --rate max --count 400 --paused".split())
@@ -220,12 +214,17 @@ class CaptureOfASimulatedModem(SimulatedModemTestCase):
         )
         self.wait_stored(modem)
         self.stop()
-        capture = isf.read(self.output)
+        capture = self.read_capture()
         texts = [text for text in capture.texts if text.startswith("Port")]
         self.assertEqual(texts, ["Port COM7 connected", "Port COM7 disconnected"] * 2)
-        self.assertEqual(capture.packets(*REQUEST_TYPES), expected_requests() * 2)
+        stored = recording.items_of(capture)
         self.assertEqual(
-            capture.packets(*DEVICE_TYPES), expected_packets(modem.packets("tx"))[0]
+            [item for item in stored if item[0] in REQUEST_TYPES],
+            [recording.request_item(request) for request in expected_requests() * 2],
+        )
+        self.assertEqual(
+            [item for item in stored if item[0] in DEVICE_TYPES],
+            [recording.device_item(sent) for sent in expected_packets(modem.packets("tx"))[0]],
         )
 
     def test_a_library_that_is_killed_leaves_every_item_in_the_file(self):
@@ -239,6 +238,7 @@ class CaptureOfASimulatedModem(SimulatedModemTestCase):
         with self.assertRaises(isf.DamagedFile):
             isf.parse(data)
         items = isf.parse_unclosed(data).items
+        self.assert_recorded(items)
         self.assert_exchanged(modem, expected_requests(), items)
 
 
@@ -273,7 +273,8 @@ class RebuiltSystemInformation(SimulatedModemTestCase):
         for number, ((place, item), (packet, rebuilt)) in enumerate(zip(stored, expected)):
             before, previous = previous, place
             if not rebuilt:
-                self.assertEqual(item.packet, packet, f"packet {number}")
+                stored_item = (item.type, item.packet)
+                self.assertEqual(stored_item, recording.device_item(packet), f"packet {number}")
                 completing = item
                 continue
             # Right behind: no request and no text stands in between.
@@ -333,7 +334,7 @@ class RebuiltSystemInformation(SimulatedModemTestCase):
                 self.wait_stored(modem)
                 self.stop()
                 modem.close()
-                rebuilt = self.assert_rebuilt(modem, isf.read(self.output).items)
+                rebuilt = self.assert_rebuilt(modem, self.read_capture().items)
                 self.assert_of_all_kinds(rebuilt)
                 self.assert_interleaved(modem.packets("tx"))
                 choices = {line["sib"]["choice"] for line in modem.packets("tx") if "sib" in line}
