@@ -65,7 +65,7 @@ class CaptureTestCase(recording.RecordingTestCase, environment.WineTestCase):
 
 
 class StartAndStop(CaptureTestCase):
-    def test_started_and_stopped_without_a_device_it_leaves_a_valid_file(self):
+    def test_started_and_stopped_without_device_leaves_a_valid_file(self):
         self.assertTrue(self.start())
         self.stop()
         capture = self.read_capture()
@@ -76,7 +76,7 @@ class StartAndStop(CaptureTestCase):
         record = 1 + 4 + 2 * (len(INFORMATION) + 1)
         self.assertEqual(capture.size, 4 + 57360 + record + 16 + 16)
 
-    def test_a_null_output_path_writes_corvane_isf_in_the_current_directory(self):
+    def test_a_null_output_path_writes_corvane_isf_in_the_folder(self):
         self.assertTrue(self.start(output="(null)"))
         self.stop()
         self.assertEqual(self.read_capture(self.files / "Corvane.isf").texts, [INFORMATION])
@@ -85,16 +85,16 @@ class StartAndStop(CaptureTestCase):
         self.assertFalse(self.start(device="(null)"))
         self.assertFalse(self.output.exists())
 
-    def test_a_null_configuration_path_returns_false_and_creates_nothing(self):
+    def test_a_null_configuration_path_creates_nothing(self):
         self.assertFalse(self.start(config="(null)"))
         self.assertFalse(self.output.exists())
 
-    def test_a_missing_configuration_returns_false_and_leaves_a_file_of_length_zero(self):
+    def test_a_missing_configuration_leaves_an_empty_file(self):
         missing = wine.windows_path(self.files / "missing.cfg")
         self.assertFalse(self.start(config=missing))
         self.assertEqual(self.output.stat().st_size, 0)
 
-    def test_a_missing_configuration_truncates_a_file_that_was_there(self):
+    def test_a_missing_configuration_truncates_an_existing_file(self):
         self.output.write_bytes(b"an earlier capture")
         self.assertFalse(self.start(config=wine.windows_path(self.files / "missing.cfg")))
         self.assertEqual(self.output.stat().st_size, 0)
@@ -183,7 +183,7 @@ class StartAndStop(CaptureTestCase):
         self.assertEqual(self.child(device="COM" + "7" * 61), "C0000417")
         self.assertFalse((self.files / "child.isf").exists())
 
-    def test_a_configuration_path_of_260_characters_ends_the_process(self):
+    def test_a_config_path_of_260_characters_ends_the_process(self):
         config = self.path_of_length(260, self.config.name)
         self.assertEqual(self.child(config=config), "C0000417")
         self.assertFalse((self.files / "child.isf").exists())
@@ -226,7 +226,7 @@ class CaptureOverASerialPort(CaptureTestCase):
         self.assertEqual(exchanged, pairs[: len(exchanged)])
         self.assertGreaterEqual(len(exchanged), 2 * 13 - 1)
 
-    def test_a_modem_that_does_not_answer_gets_one_request_whatever_else_it_sends(self):
+    def test_a_modem_that_does_not_answer_gets_one_request(self):
         modem = diag.MinimalModem(self.port.plug(), reply=lambda request: None)
         self.assertTrue(self.start())
         self.wait_connected()
@@ -278,7 +278,7 @@ class CaptureOverASerialPort(CaptureTestCase):
             capture.packets(isf.REQUEST, isf.SUBSYSTEM_REQUEST), first + second
         )
 
-    def test_stopped_while_the_port_is_away_it_leaves_a_complete_file(self):
+    def test_stopped_without_the_port_it_leaves_a_complete_file(self):
         modem = diag.MinimalModem(self.port.plug())
         self.assertTrue(self.start())
         self.wait_connected()
@@ -345,7 +345,7 @@ class CaptureThatReconnects(CaptureTestCase):
     def wait_for_threads(self, count):
         wine.wait_until(lambda: self.threads() == count, f"{count} threads")
 
-    def test_stop_waits_for_the_reader_of_a_line_that_stayed_open_and_silent(self):
+    def test_stop_waits_for_the_reader_of_an_open_and_silent_line(self):
         without_capture = self.threads()
         self.assertTrue(self.start())
         old_line, modem = self.reconnect_on_new_line(self.connect())
@@ -383,12 +383,12 @@ class CaptureThatReconnects(CaptureTestCase):
         printed = [line for line in self.library.lines if line.startswith("Port ")]
         self.assertEqual(printed, ["Port COM7 connected", "Port COM7 disconnected"] * 2)
 
-    def test_a_byte_on_the_old_line_ends_its_reader_and_nothing_else(self):
+    def test_a_byte_on_the_old_line_ends_only_its_reader(self):
         self.check_that_the_end_of_the_old_reader_leaves_the_new_line_alone(
             lambda old_line: old_line.send(b"\x7E")
         )
 
-    def test_a_hang_up_of_the_old_line_ends_its_reader_and_nothing_else(self):
+    def test_a_hang_up_of_the_old_line_ends_only_its_reader(self):
         self.check_that_the_end_of_the_old_reader_leaves_the_new_line_alone(
             lambda old_line: old_line.hang_up()
         )

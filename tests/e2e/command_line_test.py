@@ -204,7 +204,7 @@ class Troubles(CommandLineTestCase):
         disk = os.statvfs(folder)
         return disk.f_bavail * disk.f_frsize
 
-    def test_a_disk_without_that_much_room_is_refused_and_nothing_overwritten(self):
+    def test_too_little_room_is_refused_and_nothing_overwritten(self):
         self.output.write_bytes(b"an earlier capture")
         self.assert_refused(
             self.capture("--stop-below", "18446744073G"),
@@ -217,7 +217,7 @@ class Troubles(CommandLineTestCase):
 
 
 class Refusals(CommandLineTestCase):
-    def test_a_missing_configuration_is_named_and_nothing_is_overwritten(self):
+    def test_a_missing_configuration_overwrites_nothing(self):
         self.output.write_bytes(b"an earlier capture")
         missing = wine.windows_path(self.files / "missing.cfg")
         self.assert_refused(
@@ -251,7 +251,7 @@ class Refusals(CommandLineTestCase):
         )
         self.assertEqual(self.config.read_text(), "<LogCodes>412F</LogCodes>")
 
-    def test_a_file_that_another_capture_writes_is_refused_and_left_alone(self):
+    def test_a_file_that_another_capture_writes_is_left_alone(self):
         first = self.capture()
         while not STATUS.fullmatch(first.stderr.readline().strip()):
             self.assertIsNone(first.poll())
@@ -328,7 +328,7 @@ class Devices(CommandLineTestCase):
             self.devices(), ["No COM port and no mobile-broadband interface is present."]
         )
 
-    def test_present_com_ports_are_listed_by_number_with_their_descriptions(self):
+    def test_com_ports_are_listed_by_number_with_descriptions(self):
         for name in ("COM10", "COM9", "COM7"):
             self.ports.add(name).set_present(True)
         self.ports.add("COM8")  # absent
@@ -338,7 +338,7 @@ class Devices(CommandLineTestCase):
             ["COM7   DIAG port 0003", "COM9   DIAG port 0002", "COM10  DIAG port 0001"],
         )
 
-    def test_mobile_broadband_interfaces_are_listed_as_the_device_option_takes_them(self):
+    def test_interfaces_are_listed_as_the_device_option_takes_them(self):
         self.ports.add("COM7").set_present(True)
         prefix = environment.prefix()
         mobile_broadband.register(prefix, environment.programs)

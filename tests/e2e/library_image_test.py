@@ -30,7 +30,7 @@ class LibraryImage(unittest.TestCase):
     def test_it_imports_only_system_libraries(self):
         self.assertEqual(sorted(self.image.imported_libraries), sorted(SYSTEM_LIBRARIES))
 
-    def test_of_the_device_installation_library_it_imports_only_what_the_watcher_needs(self):
+    def test_it_imports_of_setupapi_only_what_the_watcher_needs(self):
         self.assertEqual(
             set(self.image.imported_functions("setupapi.dll")),
             {
@@ -41,7 +41,7 @@ class LibraryImage(unittest.TestCase):
             },
         )
 
-    def test_it_may_be_placed_anywhere_and_its_data_is_never_executed(self):
+    def test_it_may_lie_anywhere_and_its_data_is_never_executed(self):
         for flag in (pe.DYNAMIC_BASE, pe.HIGH_ENTROPY_VA, pe.NX_COMPAT):
             self.assertTrue(self.image.dll_characteristics & flag, f"{flag:#06x}")
         self.assertFalse(self.image.characteristics & pe.RELOCATIONS_STRIPPED)

@@ -140,7 +140,7 @@ class Capture(MobileBroadbandTestCase):
             self.service.commands(), [diag.frame(request) for request in diag.START_UP_REQUESTS]
         )
 
-    def test_an_interface_id_in_other_letter_case_is_the_same_device(self):
+    def test_an_interface_id_in_other_letter_case_is_the_same(self):
         self.serve(ANSWERING)
         self.begin(f"QMBE:{ID.lower()}")
         self.wait_requests(13)
@@ -152,13 +152,13 @@ class Capture(MobileBroadbandTestCase):
         self.assertEqual(self.stop().texts, [INFORMATION])
         self.assertEqual(self.printed(), [])
 
-    def test_an_interface_that_is_not_there_fails_the_start_and_leaves_a_valid_file(self):
+    def test_a_missing_interface_fails_the_start_with_a_valid_file(self):
         self.serve("interface {00000000-0000-0000-0000-000000000001}\n")
         self.assertFalse(self.start())
         self.assertEqual(self.service.trouble(), [])
         self.assertEqual(self.read_capture().texts, [INFORMATION])
 
-    def test_a_service_that_does_not_open_fails_the_start_and_leaves_a_valid_file(self):
+    def test_a_closed_service_fails_the_start_with_a_valid_file(self):
         self.serve(PRESENT + "fail OpenCommandSession always 0x8000000C\n")
         self.assertFalse(self.start())
         self.assertEqual(len(self.service.lines("call OpenCommandSession")), 10)
@@ -172,7 +172,7 @@ class Capture(MobileBroadbandTestCase):
         self.wait_requests(13)
         self.assertEqual(self.stop().texts, [INFORMATION, CONNECTED, DISCONNECTED])
 
-    def test_notifications_from_several_threads_in_turn_are_stored_in_order(self):
+    def test_notifications_of_several_threads_are_stored_in_order(self):
         self.serve("threads 3\n" + ANSWERING)
         self.begin()
         self.wait_requests(13)
@@ -185,7 +185,7 @@ class Capture(MobileBroadbandTestCase):
         self.assertEqual(threads, {"1", "2", "3"})
         self.assertEqual(self.stop().packets(isf.LOG), logs)
 
-    def test_it_can_be_repeated_in_one_process_and_the_library_unloaded(self):
+    def test_it_can_be_repeated_and_the_library_unloaded(self):
         self.serve(ANSWERING)
         for number in range(3):
             self.begin()
@@ -210,7 +210,7 @@ class Pacing(MobileBroadbandTestCase):
             ),
         )
 
-    def test_a_modem_that_does_not_answer_gets_one_request_whatever_else_it_sends(self):
+    def test_a_modem_that_does_not_answer_gets_one_request(self):
         self.serve(PRESENT)
         self.begin()
         self.wait_requests(1)
@@ -219,7 +219,7 @@ class Pacing(MobileBroadbandTestCase):
         self.assertEqual(self.requests(), diag.START_UP_REQUESTS[:1])
         self.stop()
 
-    def test_after_an_unanswered_request_nothing_is_sent_until_a_reconnect(self):
+    def test_behind_an_unanswered_request_only_a_reconnect_sends(self):
         self.serve(ANSWERING + "at command 5 zeros 0\n")
         self.begin()
         self.wait_requests(6)
@@ -233,7 +233,7 @@ class Pacing(MobileBroadbandTestCase):
         self.assertEqual(self.requests(), 2 * diag.START_UP_REQUESTS[:6])
         self.stop()
 
-    def test_two_replies_to_one_request_wrap_the_counter_and_stop_the_sending(self):
+    def test_two_replies_to_one_request_stop_the_sending(self):
         self.serve(ANSWERING + "at command 3 reply-twice\n")
         self.begin()
         self.wait_requests(4)
@@ -253,7 +253,7 @@ class Pacing(MobileBroadbandTestCase):
         self.assertEqual(self.requests(), 2 * diag.START_UP_REQUESTS[:4])
         self.stop()
 
-    def test_replies_that_overtake_their_requests_do_not_stop_the_set_up(self):
+    def test_replies_that_overtake_requests_do_not_stop_the_set_up(self):
         # Each reply is counted before its request: 0 - 1 + 1. The sender then sends the next one,
         # without any further packet. One of them is the short event reply.
         self.serve(PRESENT + EVENT_REPLY + "at command * reply-overtaking\n")
@@ -268,7 +268,7 @@ class Pacing(MobileBroadbandTestCase):
             ),
         )
 
-    def test_one_reply_that_overtakes_its_request_is_followed_by_the_next_request(self):
+    def test_a_reply_that_overtakes_its_request_frees_the_next_one(self):
         self.serve(PRESENT + EVENT_REPLY + "at command 0 reply-overtaking\nat command * reply\n")
         self.begin()
         self.wait_requests(13)
@@ -279,7 +279,7 @@ class Pacing(MobileBroadbandTestCase):
             [(isf.REQUEST, b"\x1d"), (isf.PACKET, b"\x1d"), (isf.REQUEST, b"\x00")],
         )
 
-    def test_the_short_event_reply_that_overtakes_a_request_answers_it_once(self):
+    def test_a_short_event_reply_that_overtakes_answers_once(self):
         # The second one finds the request answered, and leaves the counter alone.
         self.serve(PRESENT + "at command 0 packets-overtaking 600000 600000\n")
         self.begin()
@@ -296,7 +296,7 @@ class Pacing(MobileBroadbandTestCase):
         self.assertEqual(self.requests(), diag.START_UP_REQUESTS[:1])
         self.stop()
 
-    def test_notifications_at_the_same_moment_send_each_request_once(self):
+    def test_simultaneous_notifications_send_each_request_once(self):
         # With each reply come packets that are none, all on four threads at once.
         self.serve(
             "threads 4 at-once\n" + ANSWERING + 3 * f"at command * packets {LOG.hex()}\n"
@@ -317,7 +317,7 @@ class Pacing(MobileBroadbandTestCase):
         )
         self.assertEqual(capture.packets(isf.LOG), connections * 3 * 13 * [LOG])
 
-    def test_replies_on_several_threads_that_overtake_their_requests_send_each_once(self):
+    def test_overtaking_replies_on_several_threads_send_each_once(self):
         self.serve(
             "threads 4 at-once\n"
             + PRESENT
@@ -390,7 +390,7 @@ class Notifications(MobileBroadbandTestCase):
             recording.items_of(self.stop()), [recording.request_item(diag.START_UP_REQUESTS[0])]
         )
 
-    def test_a_packet_that_the_store_refuses_is_reported_with_its_error(self):
+    def test_a_packet_that_the_store_refuses_is_reported(self):
         self.connect()
         # A frame of nothing but the CRC of nothing: an empty packet, which is a bad item.
         self.do("bytes 7E00007E")
@@ -431,7 +431,7 @@ class RemovalAndArrival(MobileBroadbandTestCase):
         self.assertEqual(self.requests(), 2 * diag.START_UP_REQUESTS[:5])
         self.stop()
 
-    def test_stopped_while_the_interface_is_away_it_leaves_a_complete_file(self):
+    def test_stopped_without_the_interface_the_file_is_complete(self):
         self.serve(ANSWERING)
         self.begin()
         self.wait_requests(13)

@@ -27,7 +27,7 @@ class SerialPort(environment.WineTestCase):
     def close_transport(self):
         self.transport.ask("close", answer="closed")
 
-    def test_a_port_present_at_open_is_opened_after_a_second_not_at_once(self):
+    def test_a_present_port_is_opened_after_a_second_not_at_once(self):
         self.port.plug()
         opened = self.open()
         self.assertGreaterEqual(self.wait_connected() - opened, 1000)
@@ -61,7 +61,7 @@ class SerialPort(environment.WineTestCase):
                 other.line.input_flags() & termios.IXON, f"{other.name} was not opened"
             )
 
-    def test_unplugged_and_plugged_in_again_it_is_reported_once_each_time(self):
+    def test_unplugged_and_plugged_in_it_is_reported_once_each(self):
         self.port.plug()
         self.open()
         for _ in range(2):
@@ -113,7 +113,7 @@ class SerialPort(environment.WineTestCase):
         self.open("COM8")
         self.wait_connected()
 
-    def test_a_failed_write_closes_the_port_and_the_next_line_is_opened(self):
+    def test_a_failed_write_closes_the_port_and_opens_the_next(self):
         self.port.plug()
         self.open()
         self.wait_connected()
@@ -123,7 +123,7 @@ class SerialPort(environment.WineTestCase):
         self.port.relink()
         self.wait_connected()
 
-    def test_a_short_write_closes_the_port_and_reports_a_disconnection(self):
+    def test_a_short_write_closes_the_port_and_is_reported(self):
         self.port.plug()
         self.open()
         self.wait_connected()

@@ -126,7 +126,7 @@ class CaptureOfASimulatedModem(SimulatedModemTestCase):
         self.assertEqual(modem.close(), 0)
         return modem
 
-    def test_the_file_holds_what_was_exchanged_in_order_and_byte_for_byte(self):
+    def test_the_file_holds_what_was_exchanged_byte_for_byte(self):
         for seed in (1, 2, 3):
             with self.subTest(seed=seed):
                 modem = self.capture("--seed", str(seed), "--rate", "max", "--count", "1500")
@@ -138,7 +138,7 @@ class CaptureOfASimulatedModem(SimulatedModemTestCase):
                 self.port.set_present(False)
         self.assertEqual(self.library.count("bad CRC"), 0)
 
-    def test_packets_and_replies_with_a_bad_crc_are_left_out_and_printed_once_each(self):
+    def test_what_has_a_bad_crc_is_left_out_and_printed_once(self):
         for seed in (4, 5):
             with self.subTest(seed=seed):
                 before = self.library.count("bad CRC")
@@ -191,7 +191,7 @@ class CaptureOfASimulatedModem(SimulatedModemTestCase):
         self.assertEqual(capture.packets(*REQUEST_TYPES), expected_requests()[:14])
         self.assertEqual(recording.items_of(capture)[-1], recording.device_item(log))
 
-    def test_over_two_connections_nothing_is_lost_and_every_request_is_sent_again(self):
+    def test_reconnected_nothing_is_lost_and_all_is_sent_again(self):
         modem = self.simulate(*"--seed 8 --rate max --count 400 --paused".split())
         self.start()
         wine.wait_until(lambda: len(modem.packets("rx")) == len(expected_requests()), "requests")
@@ -321,7 +321,7 @@ class RebuiltSystemInformation(SimulatedModemTestCase):
         milliseconds = nanoseconds / 1_000_000 + 11_960_438_400_000
         self.assertLess(abs(milliseconds - completing.time - 0.5), 0.51)
 
-    def test_rebuilt_blocks_stand_right_behind_the_packet_that_completed_them(self):
+    def test_rebuilt_blocks_stand_behind_what_completed_them(self):
         self.config.write_text(self.CONFIGURATION)
         for seed, loss in ((1, "0%"), (2, "5%"), (3, "20%")):
             with self.subTest(seed=seed):

@@ -39,7 +39,7 @@ class WineScript(unittest.TestCase):
         personality = int(pathlib.Path(f"/proc/{host.pid}/personality").read_text(), 16)
         self.assertEqual(personality & 0x0040000 != 0, allowed.returncode == 0)
 
-    def test_a_host_that_does_not_get_ready_is_reported_with_all_it_has_said(self):
+    def test_a_host_that_is_not_ready_is_told_with_all_it_said(self):
         command = "echo one way& echo the reason 1>&2& exit 7"
         with self.assertRaises(AssertionError) as failure:
             wine.HostProcess(environment.prefix(), "cmd", "/c", command)

@@ -83,7 +83,7 @@ class FaultsTest(TreeTestCase):
         self.assertEqual(self.faults_of("io/mbn/a.cpp", '#include "io/serial/com_io.h"'),
                          ['io/mbn/a.cpp:1: "io/serial/com_io.h": io/mbn may not include io/serial'])
 
-    def test_the_reader_may_not_include_what_the_file_room_stands_on(self):
+    def test_the_reader_may_not_include_below_the_file_room(self):
         self.assertEqual(self.faults_of("reader/a.cpp", '#include "diag/hdlc.h"'),
                          ['reader/a.cpp:1: "diag/hdlc.h": reader may not include diag'])
 

@@ -120,7 +120,7 @@ TEST_F(ComIO, OpenWithoutAWatcherThreadSaysSoAndLeavesNothingRunning) {
   EXPECT_TRUE(Open()) << "nothing stands in the way of another try";
 }
 
-TEST_F(ComIO, TheStopEventIsOfManualResetAndTheWatcherAnOrdinaryThreadThatGetsTheTransport) {
+TEST_F(ComIO, TheStopEventIsOfManualResetAndTheWatcherGetsTheTransport) {
   ASSERT_TRUE(Open());
   EXPECT_THAT(system.eventsAsked, ElementsAre(kManualResetEvent));
   const sThreadAsked watcher = system.ThreadOf(WatchPortThread);
@@ -165,7 +165,7 @@ TEST_F(ComIO, APortThatStaysAwayIsNeverReported) {
   EXPECT_EQ(system.looks, 2);
 }
 
-TEST_F(ComIO, APortThatDisappearsIsClosedAndReportedOnceAtTheFirstLookThatMissesIt) {
+TEST_F(ComIO, AVanishedPortIsClosedAndReportedAtTheFirstLookThatMissesIt) {
   OpenAndConnect();
   system.interfaces.clear();
   EXPECT_TRUE(transport.IsOpen());
@@ -211,7 +211,7 @@ TEST_F(ComIO, ThePortIsOpenAlreadyWhenTheConnectionIsReported) {
   EXPECT_THAT(connected.portWasOpen, ElementsAre(true));
 }
 
-TEST_F(ComIO, ThePortCountsAsClosedBeforeItsHandleIsClosedAndIsReportedAfterThat) {
+TEST_F(ComIO, ThePortCountsAsClosedBeforeItsHandleIsAndIsReportedAfter) {
   OpenAndConnect();
   system.observed = &transport;
   transport.ClosePort();
@@ -295,7 +295,7 @@ TEST_F(ComIO, OfALongNameTheDevicePathHasTheFirst59Characters) {
   EXPECT_EQ(system.calls.front(), R"(open \\.\)" + name.substr(0, 59));
 }
 
-TEST_F(ComIO, TheLineGetsEightBitsWithoutSoftwareFlowControlAndKeepsTheRest) {
+TEST_F(ComIO, TheLineGetsEightBitsNoXonXoffAndKeepsTheRest) {
   DCB& before = system.initialState;
   before.BaudRate = 12345;
   before.fBinary = TRUE;
@@ -436,7 +436,7 @@ TEST_F(ComIO, AWriteOnAClosedPortFailsWithoutAReport) {
   EXPECT_THAT(disconnected.told, IsEmpty());
 }
 
-TEST_F(ComIO, ClosePortEndsTheReadersReadBeforeItClosesTheHandleAndThenReports) {
+TEST_F(ComIO, ClosePortEndsTheReadThenClosesTheHandleThenReports) {
   OpenAndConnect();
   const HANDLE reader = GetCurrentThread();
   transport.SetReaderThread(reader);
@@ -473,7 +473,7 @@ TEST_F(ComIO, ClosePortDoesNotCancelAReaderThatIsNotReading) {
   EXPECT_THAT(system.readLengthsAsked, IsEmpty()) << "and no read begins any more";
 }
 
-TEST_F(ComIO, AReadThatCannotBeCancelledKeepsClosePortForOneTenthOfASecond) {
+TEST_F(ComIO, AReadThatCannotBeCancelledKeepsClosePortFor100Ms) {
   OpenAndConnect();
   transport.SetReaderThread(GetCurrentThread());
   system.cancelsThatMiss = 1'000'000;

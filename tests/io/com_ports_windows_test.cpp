@@ -91,7 +91,7 @@ TEST_F(ComPorts, TheDevicesKeyIsFormedFromTheFirstThreeTokensOfThePath) {
   EXPECT_EQ(system.detailSizeAsked, 4104u);
 }
 
-TEST_F(ComPorts, ThePrefixIsTakenOutOfTheFirstTokenWhereverItStandsAndOnlyOnce) {
+TEST_F(ComPorts, ThePrefixIsTakenOutOfTheFirstTokenAnywhereAndOnce) {
   system.interfaces = {WithPath(R"(a\\?\b\\?\c#d#e)"), WithPath("noprefix#d#e"),
                        WithPath(R"(f#\\?\g#h)")};
   EXPECT_FALSE(ComPortIsPresent("COM7"));
@@ -163,7 +163,7 @@ TEST_F(ComPorts, WithoutAPortNameTheStartOfTheInterfacesRecordIsCompared) {
   EXPECT_TRUE(ComPortIsPresent("\b"));
 }
 
-TEST_F(ComPorts, AfterAFailedQueryTheNameOfTheInterfaceBeforeIsNotTakenForItsOwn) {
+TEST_F(ComPorts, AfterAFailedQueryThePreviousNameIsNotTakenForItsOwn) {
   sFakeInterface nameless = WithoutName();
   nameless.path = R"(\\?\usb#vid_1234&pid_0001#0002#{guid})";
   nameless.keyPath =
@@ -172,7 +172,7 @@ TEST_F(ComPorts, AfterAFailedQueryTheNameOfTheInterfaceBeforeIsNotTakenForItsOwn
   EXPECT_THAT(ListComPorts(), ::testing::SizeIs(1));
 }
 
-TEST_F(ComPorts, ANameStoredWithoutATerminatorRunsOnIntoTheRecordAndDoesNotMatch) {
+TEST_F(ComPorts, ANameWithoutATerminatorRunsOnAndDoesNotMatch) {
   sFakeInterface unterminated = UsbPort("COM7");
   unterminated.portName = "COM7";
   system.interfaces = {unterminated};

@@ -108,7 +108,7 @@ TEST_F(DeviceSelection, QmbeAbcSelectsTheMobileBroadbandTransportWithDeviceNameA
   ExpectNoDevice();
 }
 
-TEST_F(DeviceSelection, XqmbeAbcSelectsTheMobileBroadbandTransportWithFiveCharactersSkipped) {
+TEST_F(DeviceSelection, XqmbeAbcSelectsMobileBroadbandWithFiveCharactersSkipped) {
   EXPECT_FALSE(SetDevice(session, "xQMBE:ABC"));
   EXPECT_EQ(gOpen.kind, kMobileBroadband);
   EXPECT_EQ(gOpen.interfaceId, L":ABC");
@@ -157,7 +157,7 @@ TEST_F(DeviceSelection, AnEmptyNameIsASerialPortThatNeverComes) {
   EXPECT_FALSE(session.transport->IsOpen());
 }
 
-TEST_F(DeviceSelection, OpeningTwiceReturnsFalseTheSecondTimeAndLeavesTheFirstTransportRunning) {
+TEST_F(DeviceSelection, OpeningTwiceReturnsFalseAndLeavesTheFirstTransportRunning) {
   ASSERT_TRUE(SetDevice(session, "COM7"));
   const cIO* const first = session.transport.get();
   EXPECT_FALSE(SetDevice(session, "COM8"));

@@ -62,7 +62,7 @@ class QmbeClose : public QmbeTest {
   std::atomic<bool> hasReturned = false;
 };
 
-TEST_F(QmbeClose, WaitsForTheCloseCompletionAndTheDisconnectHandlerRunsOnceFromIt) {
+TEST_F(QmbeClose, WaitsForTheCloseCompletionWhichReportsTheDisconnectOnce) {
   Serve("close-completion withheld");
   OpenSession();
   std::thread::id handlersThread;
@@ -256,7 +256,7 @@ TEST_F(QmbeClose, ARefusedRequestAndARemovalReportTheEndOnce) {
   EXPECT_THAT(record.Events(), ElementsAre("connected", "disconnected"));
 }
 
-TEST_F(QmbeClose, APlatformThatStaysSilentIsWaitedForTenSecondsAndTheEndReportedOnce) {
+TEST_F(QmbeClose, ASilentPlatformIsWaitedForTenSecondsAndTheEndReportedOnce) {
   Serve("close-completion withheld");
   OpenSession();
   gImports.waitTimesOut = true;
@@ -278,7 +278,7 @@ TEST_F(QmbeClose, AConfirmationAfterTheTimeOutReportsNothingMore) {
   EXPECT_THAT(record.Events(), ElementsAre("connected", "disconnected", kDebuggerLine));
 }
 
-TEST_F(QmbeClose, TheSessionEventIsManualResetAndUnsignalledAndGoesWithTheTransport) {
+TEST_F(QmbeClose, TheSessionEventIsManualResetAndGoesWithTheTransport) {
   EXPECT_TRUE(gImports.eventIsManual);
   EXPECT_FALSE(gImports.eventWasSet);
   transport->Close();

@@ -317,7 +317,7 @@ TEST_F(QmbeOpenMeetsArrival, TheSearchWaitsForAnArrivalThatIsOpening) {
 
 // The list of interfaces.
 
-TEST_F(QmbeOpen, WhenTheInterfacesCannotBeListedItReturnsTrueAndWaitsForAnArrival) {
+TEST_F(QmbeOpen, WithoutAListOfInterfacesItReturnsTrueAndWaitsForAnArrival) {
   Serve("fail GetInterfaces always 0x80070015");
   EXPECT_TRUE(Open());
   EXPECT_FALSE(transport->IsOpen());
@@ -327,7 +327,7 @@ TEST_F(QmbeOpen, WhenTheInterfacesCannotBeListedItReturnsTrueAndWaitsForAnArriva
   EXPECT_TRUE(transport->IsOpen());
 }
 
-TEST_F(QmbeOpen, AnInterfaceThatIsNotPresentYetMakesItReturnFalseUnlessTheListingFailed) {
+TEST_F(QmbeOpen, AnAbsentInterfaceMakesItReturnFalseUnlessTheListingFailed) {
   ServeOnly(std::string("interface ") + kOtherId);
   EXPECT_FALSE(Open());
   EXPECT_THAT(service->Log("call GetDeviceServicesContext"), IsEmpty());
@@ -359,7 +359,7 @@ TEST_F(QmbeOpen, APrefixOfAnInterfaceIdDoesNotMatch) {
   EXPECT_FALSE(Open("{5A1B9A3C-61F0-4E0B-9D3E-0000000000AB"));
 }
 
-TEST_F(QmbeOpen, AtTheFirstEqualInterfaceTheSearchStopsAlsoWhenItsServiceDoesNotOpen) {
+TEST_F(QmbeOpen, TheFirstEqualInterfaceEndsTheSearchThoughItDoesNotOpen) {
   Serve(std::string("interface ") + kWantedId + "\nfail GetDeviceServicesContext 1 0x80004005");
   EXPECT_FALSE(Open());
   EXPECT_THAT(service->Log("call get_InterfaceID"), SizeIs(1));
@@ -397,7 +397,7 @@ TEST_F(QmbeOpen, AnInterfaceThatDoesNotTellItsIdIsPassedOver) {
   }
 }
 
-TEST_F(QmbeOpen, AResultThatIsNoOneDimensionalArrayOfInterfacesMakesItReturnFalse) {
+TEST_F(QmbeOpen, WhatIsNoArrayOfInterfacesMakesItReturnFalse) {
   for (const char* const form : {"matrix", "numbers", "wide-numbers", "nothing"}) {
     Serve(std::string("interface-list ") + form);
     EXPECT_FALSE(Open()) << form;

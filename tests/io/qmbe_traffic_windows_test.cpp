@@ -335,7 +335,7 @@ TEST_F(QmbeStateChange, AnArrivalWhileTheSessionIsOpenAsksForAnother) {
   EXPECT_TRUE(transport->Write(kBytes, 4));
 }
 
-TEST_F(QmbeStateChange, AnArrivalWhileTheSessionIsOpenThatFailsLeavesTheLastServiceThere) {
+TEST_F(QmbeStateChange, AFailedArrivalWhileTheSessionIsOpenLeavesTheLastService) {
   Serve();
   OpenSession();
   // The session stays with the first service, whose completions do not count any more.

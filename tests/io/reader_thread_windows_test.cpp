@@ -149,7 +149,7 @@ TEST_F(ReaderThreadTest, TenReconnectionsKeepTheHandleOfOneReader) {
 }
 
 // As under Wine, where nothing but the line itself ends a read.
-TEST_F(ReaderThreadTest, AReaderOfAnEarlierConnectionReadsOnceMoreAndLeavesThePresentOneAlone) {
+TEST_F(ReaderThreadTest, AnEarlierReaderReadsOnceMoreAndLeavesThePresentOneAlone) {
   system.cancelsThatMiss = 1'000'000;
   system.closingEndsReads = false;
   ASSERT_TRUE(Start());
@@ -164,7 +164,7 @@ TEST_F(ReaderThreadTest, AReaderOfAnEarlierConnectionReadsOnceMoreAndLeavesThePr
   EXPECT_THAT(system.readLengthsAsked, ElementsAre(8192u));
 }
 
-TEST_F(ReaderThreadTest, AReaderOfAnEarlierConnectionWhoseReadFailsLeavesThePresentOneAlone) {
+TEST_F(ReaderThreadTest, AnEarlierReaderWhoseReadFailsLeavesThePresentOneAlone) {
   system.cancelsThatMiss = 1'000'000;
   system.closingEndsReads = false;
   ASSERT_TRUE(Start());
@@ -226,7 +226,7 @@ TEST_F(ReaderThreadTest, TheEndOfTheDeviceWaitsForTheReadersOfAllConnections) {
   EXPECT_EQ(system.pendingReads, 0);
 }
 
-TEST_F(ReaderThreadTest, AFailedReadClosesThePortReportsTheDisconnectionAndEndsTheThread) {
+TEST_F(ReaderThreadTest, AFailedReadClosesThePortReportsItAndEndsTheThread) {
   ASSERT_TRUE(Start());
   ::testing::internal::CaptureStdout();
   system.FailReads();
@@ -259,7 +259,7 @@ TEST_F(ReaderThreadTest, ReadsAskForWhatIsFreeBehindTheKeptBytes) {
   EXPECT_THAT(system.readLengthsAsked, ElementsAre(8192u, 8182u, 8162u));
 }
 
-TEST_F(ReaderThreadTest, With8192BytesKeptAndNoFrameTheNextReadAsksForNothingAndTheThreadEnds) {
+TEST_F(ReaderThreadTest, With8192BytesAndNoFrameTheNextReadAsksForNothingAndEnds) {
   system.Receive(std::vector<std::uint8_t>(8192, 0x55));
   ASSERT_TRUE(Start());
   WaitForReader();

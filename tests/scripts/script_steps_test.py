@@ -123,7 +123,7 @@ class Ends(ScriptTestCase):
         self.assertEqual(self.run_to_end(sandbox, "demo.sh"), 0, sandbox.printed())
         self.assertIn("corvane info build/demo/demo.isf", sandbox.calls())
 
-    def test_windows_programs_run_under_a_locale_that_has_every_letter(self):
+    def test_windows_programs_run_under_a_utf_8_locale(self):
         sandbox = self.sandbox()
         self.run_to_end(sandbox, "demo.sh")
         prefix = sandbox.root / "build" / "demo" / "wine-serial"
@@ -152,7 +152,7 @@ class Ends(ScriptTestCase):
                 self.assertNotEqual(self.run_to_end(sandbox, "demo.sh", FAIL_AT=call), 0)
                 self.assertIn("the reason of the failure", sandbox.printed())
 
-    def test_a_failing_step_of_the_test_run_shows_the_end_of_its_log(self):
+    def test_a_failing_step_of_the_test_run_shows_its_log(self):
         for call in (
             "cmake --build --preset asan *",
             "wine wineboot *",

@@ -114,7 +114,7 @@ class Totals(TotalsTestCase):
             r"native: one: Suite\.fails: failed \(a\.cpp:5 Expected: true\)",
         )
 
-    def test_a_failed_case_of_a_program_that_exits_with_0_fails_the_run(self):
+    def test_a_failed_case_fails_the_run_although_the_exit_is_0(self):
         self.add("one", google_test_result(FAILED, failures=1))
         self.run_ctest()
         self.assert_fails(
@@ -122,7 +122,7 @@ class Totals(TotalsTestCase):
             r"native: one: Suite\.fails: failed .*",
         )
 
-    def test_a_program_that_exits_with_0_and_leaves_no_result_fails_the_run(self):
+    def test_a_program_that_leaves_no_result_fails_the_run(self):
         self.add("one")
         self.add("silent", result=None)
         self.run_ctest()
@@ -148,7 +148,7 @@ class Totals(TotalsTestCase):
             "native: empty: has no test case",
         )
 
-    def test_a_skipped_case_fails_the_run_and_is_not_counted_as_passed(self):
+    def test_a_skipped_case_fails_the_run_and_has_not_passed(self):
         self.add("one", google_test_result(PASSED, SKIPPED, skipped=1))
         self.run_ctest()
         self.assert_fails(
@@ -156,7 +156,7 @@ class Totals(TotalsTestCase):
             r"native: one: Suite\.skips: skipped \(a\.cpp:3 no modem\)",
         )
 
-    def test_a_disabled_case_fails_the_run_and_is_not_counted_as_passed(self):
+    def test_a_disabled_case_fails_the_run_and_has_not_passed(self):
         self.add("one", google_test_result(PASSED, DISABLED, disabled=1))
         self.run_ctest()
         self.assert_fails(
@@ -190,7 +190,7 @@ class Totals(TotalsTestCase):
             r"native: missing: skipped \(Unable to find executable\), left no result: .*",
         )
 
-    def test_a_program_that_ctest_knows_and_has_not_run_fails_the_run(self):
+    def test_a_program_that_ctest_has_not_run_fails_the_run(self):
         self.add("one")
         self.run_ctest()
         with open(self.build / "native" / "CTestTestfile.cmake", "a", encoding="ascii") as file:
@@ -210,7 +210,7 @@ class Totals(TotalsTestCase):
             "native: one: was not run",
         )
 
-    def test_a_preset_without_programs_or_without_a_folder_fails_the_run(self):
+    def test_a_preset_without_programs_or_folder_fails_the_run(self):
         self.add("one")
         self.programs["empty"] = []
         (self.build / "empty").mkdir()

@@ -223,7 +223,7 @@ TEST(CaptureSummaryTest, AfterAThousandTextsTheRestIsOnlyCounted) {
             std::string::npos);
 }
 
-TEST(CaptureSummaryTest, BlocksOfASibTypeThatTheStandardDoesNotHaveAreCountedByItsNumber) {
+TEST(CaptureSummaryTest, BlocksOfASibTypeOutsideTheStandardAreCountedByNumber) {
   cCaptureSummary summary;
   sCaptureItem item;
   item.type = 8;

@@ -282,7 +282,7 @@ TEST(ItemDescriptionTest, OnlySyntheticSignallingHasASibType) {
   EXPECT_EQ(SyntheticSibType(other), std::nullopt);
 }
 
-TEST(ItemDescriptionTest, ItemsOfUnknownTypesAndItemsNotAsTheirTypePromisesHaveADescription) {
+TEST(ItemDescriptionTest, UnknownTypesAndItemsNotAsTheirTypePromisesAreDescribed) {
   EXPECT_EQ(Describe(3, "10"), "item of an unknown type");
   EXPECT_EQ(Describe(31, "10"), "item of an unknown type");
   EXPECT_EQ(Describe(5, "42 00 0C 00 0C 00 34 12 00 00 00 00 00 00 00 00"),

@@ -186,7 +186,7 @@ TEST(ModemSimFaultsTest, ASplitCutsInsideTheFrame) {
   }
 }
 
-TEST(ModemSimFaultsTest, UnaskedRepliesAreSubsystemsOrGetItemAnswersWithAPacketInside) {
+TEST(ModemSimFaultsTest, UnaskedRepliesAreSubsystemOrGetItemAnswersWithAPacket) {
   bool sawPlain = false;
   bool sawEmbedded = false;
   for (std::uint64_t number = 0; number < 50; ++number) {
