@@ -9,7 +9,6 @@
 #include "capture/session.h"
 #include "control/configuration.h"
 #include "io/device_selection.h"
-#include "io/traffic_windows.h"
 #include "platform/windows_calls.h"
 
 namespace corvane {

@@ -7,9 +7,11 @@
 #include <tuple>
 
 #include "capture/connection.h"
+#include "capture/receive_path.h"
 #include "capture/session.h"
 #include "io/mbn/qmbe_io.h"
 #include "io/serial/com_io.h"
+#include "io/serial/reader_thread.h"
 #include "platform/text.h"
 
 namespace corvane {
@@ -83,6 +85,15 @@ bool SetDevice(cCaptureSession& session, const char* deviceName) {
   }
   CloseDevice(session);
   return true;
+}
+
+std::unique_ptr<cReaderThread> cDeviceTraffic::StartReader(cCaptureSession& session) {
+  return StartReaderThread(session);
+}
+
+void cDeviceTraffic::StartDataDelivery(cCaptureSession& session) {
+  static_cast<cQMBEIO&>(*session.transport).SetDataHandler(OnDeviceData, &session);
+  OnDeviceData(&session, nullptr);
 }
 
 }  // namespace corvane

@@ -1,8 +1,10 @@
 #pragma once
 
-namespace corvane {
+#include <memory>
 
-class cCaptureSession;
+#include "capture/traffic.h"
+
+namespace corvane {
 
 // With a name: chooses the transport from it ("QMBE:" anywhere in the name: mobile broadband, whose
 // own name is what follows the first five characters; else a serial port), makes it the session's
@@ -15,5 +17,12 @@ class cCaptureSession;
 //
 // Runs on the session thread. Nothing is printed.
 [[nodiscard]] bool SetDevice(cCaptureSession& session, const char* deviceName);
+
+// The traffic of the transports that SetDevice makes.
+class cDeviceTraffic final : public cTraffic {
+ public:
+  [[nodiscard]] std::unique_ptr<cReaderThread> StartReader(cCaptureSession& session) override;
+  void StartDataDelivery(cCaptureSession& session) override;
+};
 
 }  // namespace corvane

@@ -13,7 +13,6 @@
 #include "io/mbn/mbn_calls.h"
 #include "io/serial/com_io.h"
 #include "io/serial/reader_thread.h"
-#include "io/traffic_windows.h"
 #include "support/failing_allocation.h"
 #include "support/replaced_call.h"
 

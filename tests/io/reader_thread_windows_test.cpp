@@ -14,7 +14,6 @@
 #include "io/device_selection.h"
 #include "io/fake_system_windows.h"
 #include "io/serial/com_io.h"
-#include "io/traffic_windows.h"
 #include "support/failing_allocation.h"
 
 namespace corvane {

@@ -21,11 +21,6 @@ std::string Description(cComPortScan& scan) {
 
 }  // namespace
 
-sPortListCalls& PortListCalls() {
-  static sPortListCalls calls;
-  return calls;
-}
-
 std::vector<sComPort> ListComPorts() {
   std::vector<sComPort> ports;
   cComPortScan scan;

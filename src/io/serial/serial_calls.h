@@ -42,7 +42,13 @@ struct sPortListCalls {
 
 // The one record of each kind in the process. A test replaces a field while no other thread is in
 // the library (tests/support/replaced_call.h); the library itself changes none.
-[[nodiscard]] sSerialCalls& SerialCalls();
-[[nodiscard]] sPortListCalls& PortListCalls();
+[[nodiscard]] inline sSerialCalls& SerialCalls() {
+  static sSerialCalls calls;
+  return calls;
+}
+[[nodiscard]] inline sPortListCalls& PortListCalls() {
+  static sPortListCalls calls;
+  return calls;
+}
 
 }  // namespace corvane
