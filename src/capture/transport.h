@@ -15,7 +15,7 @@ inline constexpr std::uint32_t kMobileBroadband = 1;
 using ConnectionHandler = void (*)(void* context);
 
 // The abstract transport: opens a named device, reports when the device comes and goes, and writes
-// to it.
+// to it. One that overrides nothing fails at all of it.
 class cIO {
  public:
   explicit cIO(std::uint32_t kindOfTransport) : kind(kindOfTransport) {}
@@ -26,19 +26,21 @@ class cIO {
   // Starts the transport. `deviceName` stays the caller's and must outlive the transport, which
   // keeps the pointer. The handlers are called whenever the device becomes reachable or is lost,
   // until Close. Returns false when the transport could not start.
-  [[nodiscard]] virtual bool Open(const char* deviceName, ConnectionHandler onConnected,
-                                  void* connectedContext, ConnectionHandler onDisconnected,
-                                  void* disconnectedContext);
+  [[nodiscard]] virtual bool Open(const char* /*deviceName*/, ConnectionHandler /*onConnected*/,
+                                  void* /*connectedContext*/, ConnectionHandler /*onDisconnected*/,
+                                  void* /*disconnectedContext*/) {
+    return false;
+  }
 
   // Stops the transport's thread, closes the device and forgets the handlers. A read that is
   // blocked on the device ends.
-  virtual void Close();
+  virtual void Close() {}
 
   // True only when all `length` bytes were written.
-  [[nodiscard]] virtual bool Write(const void* data, std::uint32_t length);
+  [[nodiscard]] virtual bool Write(const void* /*data*/, std::uint32_t /*length*/) { return false; }
 
   // True while the device is open.
-  [[nodiscard]] virtual bool IsOpen() const;
+  [[nodiscard]] virtual bool IsOpen() const { return false; }
 
   const std::uint32_t kind;
 
