@@ -29,6 +29,9 @@ struct sKernelCalls {
 // The one record of the process. It is there for the first static initialiser already and is never
 // destroyed. A test replaces a field while no other thread is in the library
 // (tests/support/replaced_call.h); the library itself changes none.
-[[nodiscard]] sKernelCalls& KernelCalls();
+[[nodiscard]] inline sKernelCalls& KernelCalls() {
+  static sKernelCalls calls;
+  return calls;
+}
 
 }  // namespace corvane
