@@ -7,7 +7,7 @@ namespace corvane {
 class cCaptureSession;
 
 // The thread that reads a serial port for one connection of a session, and the owner of its handle.
-// To be destroyed when the thread has ended.
+// It outlives the thread.
 class cReaderThread {
  public:
   cReaderThread() = default;
@@ -22,8 +22,8 @@ class cReaderThread {
   virtual void WaitForEnd() = 0;
 };
 
-// Starts the traffic of a connection. How depends on the transport, of which a session knows the
-// kind only: whoever makes the session gives it one of these, which outlives it.
+// Starts the traffic of a connection. How depends on the transport, and a session knows only the
+// kind of its transport: whoever makes the session gives it one of these, which outlives it.
 class cTraffic {
  public:
   cTraffic() = default;

@@ -11,8 +11,8 @@ namespace corvane {
 // Takes what the reassembly rebuilds: implemented by whoever offers log items to it.
 class cRebuiltPacketSink {
  public:
-  // `packet` is a 0x412F log packet of the device. May come back to the reassembly with it, which
-  // rebuilds nothing from it. Throws nothing.
+  // `packet` is a 0x412F log packet of the device. The sink may offer it to the reassembly again,
+  // which rebuilds nothing from it. Throws nothing.
   virtual void AddRebuiltPacket(OwnedBuffer packet) = 0;
 
  protected:

@@ -47,7 +47,7 @@ using SibAssemblyMap = std::map<sSibKey, sSibAssembly>;
 using SibPacketList = std::vector<OwnedBuffer>;
 
 // Appends `block` to `list` as a 0x412F log packet of the device: its channel is the block's marker
-// and its message the SIB type byte and the block's data bytes. Of a longer block the packet holds
+// and its message the SIB type byte and the block's data bytes. The packet of a longer block holds
 // the first kMaxEmittedBytes only, and its message length still counts all of them.
 //
 // Writes the OTA header into the block's first bytes and rounds its `bitLength` up to whole bytes,

@@ -28,7 +28,7 @@ Bits Pattern(std::size_t count, unsigned variant) {
   return bits;
 }
 
-// Both without a branch on the bits, of which the random tests turn very many.
+// Neither branches on the bits: the random tests turn very many of them.
 
 Bits BitsOf(std::span<const std::uint8_t> bytes) {
   Bits bits(bytes.size() * 8, '0');

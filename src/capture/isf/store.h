@@ -22,7 +22,7 @@ inline constexpr std::uint32_t kAutomaticType = 0xFFFFFFFF;
 // What a store calls of others. The library makes every store with these; tests put in their own.
 struct sStoreSeams {
   FileTimeClock now = SystemFileTime;
-  // Is offered each item of type kSignallingLogItem when it is in the file, from inside AddItem.
+  // Called from inside AddItem with each item of type kSignallingLogItem, once it is in the file.
   LogItemHandler offerLogItem = ProcessOtaLogItem;
 };
 

@@ -66,7 +66,7 @@ consteval GUID GuidFromText(const char (&text)[37]) {
 template <class Interface>
 struct sInterfaceId;
 
-// Told to the sink when a device-service interface comes or goes.
+// Whether a device-service interface has come or gone: an argument of the sink's.
 enum MBN_DEVICE_SERVICES_INTERFACE_STATE : int {
   MBN_DEVICE_SERVICES_CAPABLE_INTERFACE_ARRIVAL = 0,
   MBN_DEVICE_SERVICES_CAPABLE_INTERFACE_REMOVAL = 1,
