@@ -32,15 +32,15 @@ constexpr std::uint8_t kSubsystemCommands[][subsystem::kHeadSize] = {
     {command::kSubsystem, 0x04, 0x0F, 0x00}};
 constexpr std::uint8_t kSwitchEventReportsOn[] = {command::kEventReport, event_report::kOn};
 
-using ByteVector = std::span<const std::uint8_t>;
-constexpr std::array<ByteVector, 13> kStartUpRequests = {
-    ByteVector(&kCommands[0], 1),      ByteVector(&kCommands[1], 1),
-    ByteVector(&kCommands[2], 1),      ByteVector(&kCommands[3], 1),
-    ByteVector(&kCommands[4], 1),      ByteVector(&kCommands[5], 1),
-    ByteVector(kSubsystemCommands[0]), ByteVector(kSubsystemCommands[1]),
-    ByteVector(kSubsystemCommands[2]), ByteVector(kSubsystemCommands[3]),
-    ByteVector(kSubsystemCommands[4]), ByteVector(kSubsystemCommands[5]),
-    ByteVector(kSwitchEventReportsOn)};
+using ByteView = std::span<const std::uint8_t>;
+constexpr std::array<ByteView, 13> kStartUpRequests = {
+    ByteView(&kCommands[0], 1),      ByteView(&kCommands[1], 1),
+    ByteView(&kCommands[2], 1),      ByteView(&kCommands[3], 1),
+    ByteView(&kCommands[4], 1),      ByteView(&kCommands[5], 1),
+    ByteView(kSubsystemCommands[0]), ByteView(kSubsystemCommands[1]),
+    ByteView(kSubsystemCommands[2]), ByteView(kSubsystemCommands[3]),
+    ByteView(kSubsystemCommands[4]), ByteView(kSubsystemCommands[5]),
+    ByteView(kSwitchEventReportsOn)};
 
 [[nodiscard]] OwnedBuffer MakeRequest(std::size_t size, HeapBlock block) {
   return AdoptBlock(static_cast<std::int32_t>(size), std::move(block), kOriginLibrary);
