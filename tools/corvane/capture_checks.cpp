@@ -11,6 +11,7 @@
 
 #include "capture/request_queue.h"
 #include "corvane/readable_text.h"
+#include "diag/packets.h"
 #include "diag/requests.h"
 #include "filters/mask_lists.h"
 
@@ -100,10 +101,9 @@ std::optional<std::string> FindObstacle(const sCaptureRequest& request,
 }
 
 std::size_t CountRequests(std::string_view configuration) {
-  // A code's equipment ID stands in its bits 12 to 15.
   std::set<std::uint32_t> equipmentIds;
   for (const std::uint32_t code : ParseLogCodes(configuration)) {
-    equipmentIds.insert(code >> 12 & 0xF);
+    equipmentIds.insert((code >> log_packet::kEquipmentIdShift) % log_packet::kEquipmentIds);
   }
   // There is none for an event ID that is too large.
   const bool hasEventMask = BuildEventMaskRequest(ParseEventIDs(configuration)) != nullptr;

@@ -11,6 +11,7 @@
 #include "corvane/packet_description.h"
 #include "corvane/readable_text.h"
 #include "diag/little_endian.h"
+#include "diag/packets.h"
 #include "reader/utc_time.h"
 
 namespace corvane::tools {
@@ -61,8 +62,8 @@ void cCaptureSummary::AddPacket(const sCaptureItem& item) {
   switch (item.type) {
     case isf::kSubsystemItem:
     case isf::kSubsystemRequestItem:
-      if (item.bytes.size() >= 4) {
-        ++subsystemCommands[{item.bytes[1], Load16(&item.bytes[2])}];
+      if (item.bytes.size() >= subsystem::kHeadSize) {
+        ++subsystemCommands[{item.bytes[subsystem::kId], Load16(&item.bytes[subsystem::kCommand])}];
       } else {
         ++commands[item.bytes[0]];
       }

@@ -7,6 +7,7 @@
 #include "corvane/packet_description.h"
 #include "corvane/readable_text.h"
 #include "diag/little_endian.h"
+#include "diag/packets.h"
 
 namespace corvane::tools {
 namespace {
@@ -18,13 +19,11 @@ namespace {
 
 // The store's form of one event: command, length, event word, time, payload.
 [[nodiscard]] std::string DescribeEvent(const sCaptureItem& item) {
-  constexpr std::size_t kEventWord = 3;
-  constexpr std::size_t kPayload = 13;
-  if (item.bytes.size() < kPayload) {
+  if (item.bytes.size() < event_report::kEventPayload) {
     return "event that is cut off";
   }
-  const unsigned id = Load16(&item.bytes[kEventWord]) & 0x0FFFu;
-  const std::size_t payload = item.bytes.size() - kPayload;
+  const unsigned id = Load16(&item.bytes[event_report::kEventWord]) & event_report::kIdMask;
+  const std::size_t payload = item.bytes.size() - event_report::kEventPayload;
   if (payload == 0) {
     return fmt::format("event {}", id);
   }

@@ -6,32 +6,13 @@
 
 #include "capture/isf/layout.h"
 #include "diag/little_endian.h"
+#include "diag/packets.h"
 
 namespace corvane::tools {
 namespace {
 
-// A log packet: its command code, and where its log code stands.
-constexpr std::uint8_t kLogCommand = 0x10;
-constexpr std::size_t kLogCodeOffset = 6;
-
-// The log code of WCDMA RRC signalling messages, and where the fields of its packets stand.
-constexpr std::uint16_t kOtaLogCode = 0x412F;
-constexpr std::size_t kChannel = 16;
-constexpr std::size_t kRadioBearer = 17;
-constexpr std::size_t kMessageLength = 18;
-constexpr std::size_t kMessage = 20;
-// The newer layout, whose channels have bit 7 set, has two more fields in front of the message.
-constexpr std::uint8_t kNewLayout = 0x80;
-constexpr std::size_t kUarfcn = 20;
-constexpr std::size_t kScramblingCode = 22;
-constexpr std::size_t kNewMessage = 24;
-
-// Channels of synthetic packets: which channel the segments came from.
-constexpr std::uint8_t kSibFromBch = 254;
-constexpr std::uint8_t kSibFromFach = 255;
-
 [[nodiscard]] bool IsSynthetic(std::uint8_t channel) {
-  return channel == kSibFromBch || channel == kSibFromFach;
+  return channel == ota_log::kSibFromBch || channel == ota_log::kSibFromFach;
 }
 
 // What a synthetic packet holds. The library puts a SIB type into each of them.
@@ -44,36 +25,37 @@ constexpr std::uint8_t kSibFromFach = 255;
 }
 
 [[nodiscard]] std::string DescribeChannel(const std::vector<std::uint8_t>& packet) {
-  const std::uint8_t channel = packet[kChannel];
+  const std::uint8_t channel = packet[ota_log::kChannel];
   if (const auto name = OtaChannelName(channel)) {
     return std::string(*name);
   }
-  const auto name = channel >= kNewLayout
-                        ? OtaChannelName(static_cast<std::uint8_t>(channel - kNewLayout))
+  const auto name = channel >= ota_log::kNewLayout
+                        ? OtaChannelName(static_cast<std::uint8_t>(channel - ota_log::kNewLayout))
                         : std::nullopt;
   if (!name) {
     return fmt::format("channel {}", channel);
   }
-  if (packet.size() < kNewMessage) {
+  if (packet.size() < ota_log::kNewMessage) {
     return std::string(*name);
   }
-  return fmt::format("{}, UARFCN {}, PSC {}", *name, Load16(&packet[kUarfcn]),
-                     Load16(&packet[kScramblingCode]));
+  return fmt::format("{}, UARFCN {}, PSC {}", *name, Load16(&packet[ota_log::kUarfcn]),
+                     Load16(&packet[ota_log::kScramblingCode]));
 }
 
 [[nodiscard]] std::string DescribeOtaLog(const sCaptureItem& item) {
-  std::string text = "log 0x412F";
-  if (item.bytes.size() < kMessage) {
+  std::string text = fmt::format("log 0x{:04X}", ota_log::kLogCode);
+  if (item.bytes.size() < ota_log::kMessage) {
     return text + " that is cut off";
   }
-  if (IsSynthetic(item.bytes[kChannel])) {
-    text += fmt::format(", {} from {}, synthetic", DescribeSibType(SyntheticSibType(item)),
-                        item.bytes[kChannel] == kSibFromBch ? "BCCH-BCH" : "BCCH-FACH");
+  if (IsSynthetic(item.bytes[ota_log::kChannel])) {
+    text += fmt::format(
+        ", {} from {}, synthetic", DescribeSibType(SyntheticSibType(item)),
+        item.bytes[ota_log::kChannel] == ota_log::kSibFromBch ? "BCCH-BCH" : "BCCH-FACH");
   } else {
     text += fmt::format(", {}, captured", DescribeChannel(item.bytes));
   }
-  if (item.bytes[kRadioBearer] != 0) {
-    text += fmt::format(", bearer {}", item.bytes[kRadioBearer]);
+  if (item.bytes[ota_log::kRadioBearer] != 0) {
+    text += fmt::format(", bearer {}", item.bytes[ota_log::kRadioBearer]);
   }
   if (item.extra) {
     text += fmt::format(", cell 0x{:06X}", *item.extra);
@@ -88,10 +70,10 @@ std::optional<std::uint16_t> LogCode(const sCaptureItem& item) {
       item.type != isf::kSignallingLogItem) {
     return std::nullopt;
   }
-  if (item.bytes.size() < kLogCodeOffset + 2 || item.bytes[0] != kLogCommand) {
+  if (item.bytes.size() < log_packet::kLogCode + 2 || item.bytes[0] != command::kLog) {
     return std::nullopt;
   }
-  return Load16(&item.bytes[kLogCodeOffset]);
+  return Load16(&item.bytes[log_packet::kLogCode]);
 }
 
 std::string DescribeLog(const sCaptureItem& item) {
@@ -99,7 +81,7 @@ std::string DescribeLog(const sCaptureItem& item) {
   if (!code) {
     return "log packet without a log code";
   }
-  if (*code == kOtaLogCode) {
+  if (*code == ota_log::kLogCode) {
     return DescribeOtaLog(item);
   }
   std::string text = fmt::format("log 0x{:04X}", *code);
@@ -110,16 +92,16 @@ std::string DescribeLog(const sCaptureItem& item) {
 }
 
 std::optional<std::uint8_t> SyntheticSibType(const sCaptureItem& item) {
-  if (LogCode(item) != kOtaLogCode || item.bytes.size() <= kMessage) {
+  if (LogCode(item) != ota_log::kLogCode || item.bytes.size() <= ota_log::kMessage) {
     return std::nullopt;
   }
-  if (!IsSynthetic(item.bytes[kChannel])) {
+  if (!IsSynthetic(item.bytes[ota_log::kChannel])) {
     return std::nullopt;
   }
-  if (Load16(&item.bytes[kMessageLength]) == 0) {
+  if (Load16(&item.bytes[ota_log::kMessageLength]) == 0) {
     return std::nullopt;
   }
-  return item.bytes[kMessage];
+  return item.bytes[ota_log::kMessage];
 }
 
 std::optional<std::string_view> SibTypeName(std::uint8_t sibType) {

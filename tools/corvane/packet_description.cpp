@@ -7,16 +7,12 @@
 
 #include "corvane/readable_text.h"
 #include "diag/little_endian.h"
+#include "diag/packets.h"
 
 namespace corvane::tools {
 namespace {
 
 using Packet = std::span<const std::uint8_t>;
-
-constexpr std::uint8_t kEventReport = 0x60;
-constexpr std::uint8_t kLogMask = 0x73;
-constexpr std::uint8_t kMessageLevel = 0x7D;
-constexpr std::uint8_t kEventMask = 0x82;
 
 [[nodiscard]] std::string Count(std::size_t number, const char* what) {
   return fmt::format("{} {}{}", number, what, number == 1 ? "" : "s");
@@ -30,54 +26,77 @@ constexpr std::uint8_t kEventMask = 0x82;
   return bits;
 }
 
-// 0x4B, and its second form 0x80.
 [[nodiscard]] bool IsSubsystemPacket(Packet packet) {
-  return packet.size() >= 4 && (packet[0] == 0x4B || packet[0] == 0x80);
+  return packet.size() >= subsystem::kHeadSize && command::IsSubsystem(packet[0]);
 }
 
 [[nodiscard]] std::string SubsystemName(Packet packet) {
-  return fmt::format("subsystem 0x{:02X} command 0x{:04X}", packet[1], Load16(&packet[2]));
+  return fmt::format("subsystem 0x{:02X} command 0x{:04X}", packet[subsystem::kId],
+                     Load16(&packet[subsystem::kCommand]));
 }
 
-// What follows the name of a request, or nothing where its layout is not that of the requests that
-// carry masks.
-[[nodiscard]] std::string RequestDetails(Packet packet) {
-  if (packet[0] == kLogMask && packet.size() == 528 && packet[4] == 3) {
-    return fmt::format(", equipment ID {}, {}", Load32(&packet[8]),
-                       Count(CountBits(packet.subspan(16)), "log code"));
+// The levels that a request sets for a range of SSIDs.
+[[nodiscard]] std::string RangeDetails(Packet packet) {
+  const unsigned first = Load16(&packet[message_levels::kFirstSsid]);
+  const unsigned last = Load16(&packet[message_levels::kLastSsid]);
+  if (first != last) {
+    return fmt::format(", SSIDs {} to {}", first, last);
   }
-  if (packet[0] == kEventMask && packet.size() > 6) {
-    return ", " + Count(CountBits(packet.subspan(6)), "event");
+  std::string details = fmt::format(", SSID {}", first);
+  if (packet.size() == message_levels::kMasks + message_levels::kMaskSize) {
+    details += fmt::format(", levels 0x{:08X}", Load32(&packet[message_levels::kMasks]));
   }
-  if (packet[0] == kMessageLevel && packet.size() >= 8 && packet[1] == 4) {
-    const unsigned first = Load16(&packet[2]);
-    const unsigned last = Load16(&packet[4]);
-    if (first != last) {
-      return fmt::format(", SSIDs {} to {}", first, last);
-    }
-    std::string details = fmt::format(", SSID {}", first);
-    if (packet.size() == 12) {
-      details += fmt::format(", levels 0x{:08X}", Load32(&packet[8]));
-    }
-    return details;
+  return details;
+}
+
+[[nodiscard]] std::string LevelDetails(Packet packet) {
+  if (packet.size() >= message_levels::kMasks &&
+      packet[message_levels::kOperation] == message_levels::kSetRange) {
+    return RangeDetails(packet);
   }
-  if (packet[0] == kMessageLevel && packet.size() == 8 && packet[1] == 5) {
-    return fmt::format(", all SSIDs, levels 0x{:08X}", Load32(&packet[4]));
-  }
-  if (packet[0] == kEventReport && packet.size() == 2) {
-    return packet[1] == 0 ? ", off" : ", on";
+  if (packet.size() == message_levels::kSizeForAll &&
+      packet[message_levels::kOperation] == message_levels::kSetAll) {
+    return fmt::format(", all SSIDs, levels 0x{:08X}",
+                       Load32(&packet[message_levels::kMaskForAll]));
   }
   return {};
 }
 
+// What follows the name of a request. Empty if the request does not have the layout of one that
+// carries masks.
+[[nodiscard]] std::string RequestDetails(Packet packet) {
+  switch (packet[0]) {
+    case command::kLogMask:
+      if (packet.size() == log_mask::kSize && packet[log_mask::kOperation] == log_mask::kSetMask) {
+        return fmt::format(", equipment ID {}, {}", Load32(&packet[log_mask::kEquipmentId]),
+                           Count(CountBits(packet.subspan(log_mask::kMask)), "log code"));
+      }
+      return {};
+    case command::kEventMask:
+      if (packet.size() > event_mask::kMask) {
+        return ", " + Count(CountBits(packet.subspan(event_mask::kMask)), "event");
+      }
+      return {};
+    case command::kMessageLevels:
+      return LevelDetails(packet);
+    case command::kEventReport:
+      if (packet.size() == event_report::kSwitch + 1) {
+        return packet[event_report::kSwitch] == 0 ? ", off" : ", on";
+      }
+      return {};
+    default:
+      return {};
+  }
+}
+
 // The modem's three ways of refusing a request.
-[[nodiscard]] std::optional<const char*> RefusalName(std::uint8_t command) {
-  switch (command) {
-    case 0x13:
+[[nodiscard]] std::optional<const char*> RefusalName(std::uint8_t code) {
+  switch (code) {
+    case command::kUnknownCommand:
       return "unknown command";
-    case 0x14:
+    case command::kBadParameters:
       return "bad parameters";
-    case 0x15:
+    case command::kBadLength:
       return "bad length";
     default:
       return std::nullopt;
@@ -86,21 +105,13 @@ constexpr std::uint8_t kEventMask = 0x82;
 
 // The answer that holds a packet which the modem had kept.
 [[nodiscard]] std::string DescribeGetItem(Packet packet) {
-  constexpr std::size_t kStatus = 9;
-  constexpr std::size_t kKeptPacket = 13;
-  const std::uint32_t status = Load32(&packet[kStatus]);
+  const std::uint32_t status = Load32(&packet[get_item::kStatus]);
   if (status != 0) {
     return fmt::format("get-item reply, status 0x{:X}", status);
   }
   return fmt::format("get-item reply, holds a packet of {}",
-                     Count(packet.size() - kKeptPacket, "byte"));
+                     Count(packet.size() - get_item::kPacket, "byte"));
 }
-
-// Extended and terse messages begin with a head of 20 bytes, which has the number of arguments and
-// the subsystem ID. In an extended message the arguments and then the format text follow.
-constexpr std::size_t kArgumentCount = 2;
-constexpr std::size_t kSsid = 14;
-constexpr std::size_t kHeadSize = 20;
 
 [[nodiscard]] bool IsPlainText(std::string_view text) {
   return std::all_of(text.begin(), text.end(), [](char character) {
@@ -110,18 +121,19 @@ constexpr std::size_t kHeadSize = 20;
 }
 
 [[nodiscard]] std::string DescribeHead(const char* kind, Packet packet) {
-  if (packet.size() < kHeadSize) {
+  if (packet.size() < message::kHeadSize) {
     return kind;
   }
-  return fmt::format("{}, SSID {}", kind, Load16(&packet[kSsid]));
+  return fmt::format("{}, SSID {}", kind, Load16(&packet[message::kSsid]));
 }
 
 [[nodiscard]] std::string DescribeExtended(Packet packet) {
   const std::string description = DescribeHead("extended message", packet);
-  if (packet.size() < kHeadSize) {
+  if (packet.size() < message::kHeadSize) {
     return description;
   }
-  const std::size_t textOffset = kHeadSize + std::size_t{packet[kArgumentCount]} * 4;
+  const std::size_t textOffset =
+      message::kHeadSize + std::size_t{packet[message::kArgumentCount]} * message::kArgumentSize;
   if (packet.size() <= textOffset) {
     return description;
   }
@@ -137,27 +149,27 @@ constexpr std::size_t kHeadSize = 20;
 
 }  // namespace
 
-std::optional<std::string_view> CommandName(std::uint8_t command) {
-  switch (command) {
-    case 0x00:
+std::optional<std::string_view> CommandName(std::uint8_t code) {
+  switch (code) {
+    case command::kVersion:
       return "version";
-    case 0x0C:
+    case command::kStatus:
       return "status";
-    case 0x1C:
+    case command::kProtocolVersion:
       return "protocol version";
-    case 0x1D:
+    case command::kTimeStamp:
       return "time stamp";
-    case 0x60:
+    case command::kEventReport:
       return "event report";
-    case 0x63:
+    case command::kFeatureQuery:
       return "feature query";
-    case 0x73:
+    case command::kLogMask:
       return "log mask";
-    case 0x7C:
+    case command::kBuildId:
       return "build ID";
-    case 0x7D:
+    case command::kMessageLevels:
       return "message level";
-    case 0x82:
+    case command::kEventMask:
       return "event mask";
     default:
       return std::nullopt;
@@ -180,7 +192,9 @@ std::string DescribeRequest(Packet packet) {
 
 std::string DescribeReply(Packet packet) {
   if (IsSubsystemPacket(packet)) {
-    if (packet.size() >= 13 && packet[1] == 0x25 && Load16(&packet[2]) == 8) {
+    if (packet.size() >= get_item::kPacket &&
+        packet[subsystem::kId] == subsystem::kDebugSubsystem &&
+        Load16(&packet[subsystem::kCommand]) == subsystem::kGetItemCommand) {
       return DescribeGetItem(packet);
     }
     return SubsystemName(packet) + " reply";
@@ -197,9 +211,9 @@ std::string DescribeReply(Packet packet) {
 
 std::string DescribeMessage(Packet packet) {
   switch (packet.empty() ? 0 : packet[0]) {
-    case 0x79:
+    case command::kExtendedMessage:
       return DescribeExtended(packet);
-    case 0x92:
+    case command::kTerseMessage:
       return DescribeHead("terse message", packet);
     default:
       return "debug message";

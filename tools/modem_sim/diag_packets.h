@@ -3,7 +3,8 @@
 #include "modem_sim/bytes.h"
 
 // The DIAG packets that the simulated modem understands and makes, from its own side of the
-// protocol.
+// protocol. Codes and layouts are written down a second time here, not taken from the recorder's
+// diag/packets.h: the simulator checks the recorder, and a wrong offset that both shared would pass.
 namespace corvane::modem_sim {
 
 // Command codes: the first byte of every packet.
