@@ -7,7 +7,7 @@ namespace corvane {
 class cCaptureSession;
 
 // The thread that reads a serial port for one connection of a session, and the owner of its handle.
-// It outlives the thread.
+// It is destroyed only after the thread has ended.
 class cReaderThread {
  public:
   cReaderThread() = default;

@@ -26,7 +26,7 @@ struct sStoreCounters {
   std::uint32_t& blockItems;
 
   [[nodiscard]] std::size_t Blocks() const;
-  // Puts so many entries before the newest one, with positions 0, 1, 2, ... and twice that as times.
+  // Puts so many entries before the newest one: positions 0, 1, 2 and on, and times twice as big.
   void PutBlocksBeforeTheNewest(std::size_t count);
   void DropBlocks();
 
