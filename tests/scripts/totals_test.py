@@ -9,6 +9,7 @@ import tempfile
 import unittest
 
 TOTALS = pathlib.Path(__file__).resolve().parents[2] / "scripts" / "totals.py"
+RECORDED_RUN = pathlib.Path(__file__).resolve().parents[1] / "support" / "recorded_run.py"
 
 # Cases as GoogleTest 1.12 writes them.
 PASSED = '<testcase name="passes" status="run" result="completed" classname="Suite" />'
@@ -56,6 +57,16 @@ class TotalsTestCase(unittest.TestCase):
             for key, value in properties.items()
         ]
 
+    def add_python(self, name, source, preset="native"):
+        """A module of Python tests, run as corvane_python_test has CTest run it."""
+        folder = self.build / preset
+        folder.mkdir(exist_ok=True)
+        (folder / f"{name}.py").write_text(source)
+        self.programs.setdefault(preset, []).append(
+            f'add_test({name} "{sys.executable}" "-B" "{RECORDED_RUN}" "--results" '
+            f'"test-results/{name}.xml" "{name}.py")'
+        )
+
     def run_ctest(self):
         for preset, lines in self.programs.items():
             folder = self.build / preset
@@ -87,6 +98,25 @@ class TotalsTestCase(unittest.TestCase):
         self.assertEqual(len(errors.splitlines()), len(troubles), errors)
         for written, wanted in zip(errors.splitlines(), troubles):
             self.assertRegex(written, f"^{wanted}$")
+
+
+# Tests with the outcomes that unittest has and GoogleTest has not.
+EXPECTED_FAILURE = """
+import unittest
+
+class Marked(unittest.TestCase):
+    def test_passes(self):
+        pass
+
+    @unittest.expectedFailure
+    def test_fails_as_expected(self):
+        self.fail("no modem")
+"""
+UNEXPECTED_SUCCESS = """
+    @unittest.expectedFailure
+    def test_passes_unexpectedly(self):
+        pass
+"""
 
 
 class Totals(TotalsTestCase):
@@ -154,6 +184,26 @@ class Totals(TotalsTestCase):
         self.assert_fails(
             "2 tests (native 2) in 1 programs: 1 passed, 0 failed, 1 skipped, 0 programs failed",
             r"native: one: Suite\.skips: skipped \(a\.cpp:3 no modem\)",
+        )
+
+    def test_a_python_test_that_passes_unexpectedly_fails_the_run(self):
+        self.add_python("marked", EXPECTED_FAILURE + UNEXPECTED_SUCCESS)
+        self.run_ctest()
+        self.assert_fails(
+            "3 tests (native 3) in 1 programs: 1 passed, 1 failed, 1 skipped, 1 programs failed",
+            "native: marked: failed",
+            r"native: marked: marked\.Marked\.test_fails_as_expected: skipped "
+            r"\(expected failure: AssertionError: no modem\)",
+            r"native: marked: marked\.Marked\.test_passes_unexpectedly: failed "
+            r"\(unexpected success: .*\)",
+        )
+
+    def test_a_python_test_that_fails_as_expected_fails_the_run(self):
+        self.add_python("marked", EXPECTED_FAILURE)
+        self.run_ctest()
+        self.assert_fails(
+            "2 tests (native 2) in 1 programs: 1 passed, 0 failed, 1 skipped, 0 programs failed",
+            r"native: marked: .*test_fails_as_expected: skipped .*",
         )
 
     def test_a_disabled_case_fails_the_run_and_has_not_passed(self):

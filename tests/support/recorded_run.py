@@ -12,6 +12,7 @@ import importlib
 import pathlib
 import sys
 import time
+import traceback
 import unittest
 import xml.etree.ElementTree as ElementTree
 
@@ -46,6 +47,15 @@ class RecordingResult(unittest.TextTestResult):
     def addSkip(self, test, reason):
         super().addSkip(test, reason)
         self._record(test, "skipped", reason)
+
+    def addExpectedFailure(self, test, err):
+        super().addExpectedFailure(test, err)
+        reason = traceback.format_exception_only(err[0], err[1])[-1].strip()
+        self._record(test, "skipped", f"expected failure: {reason}")
+
+    def addUnexpectedSuccess(self, test):
+        super().addUnexpectedSuccess(test)
+        self._record(test, "failure", "unexpected success: the test is marked as one that fails")
 
     def addSubTest(self, test, subtest, err):
         super().addSubTest(test, subtest, err)
