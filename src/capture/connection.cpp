@@ -148,7 +148,8 @@ bool StartCapture(cCaptureSession& session, std::unique_ptr<std::ofstream> outpu
   if (session.capturing.exchange(true)) {
     return true;
   }
-  // A transport that found its device before there was a file told OnConnected then, in vain.
+  // OnConnected does nothing while there is no capture file. It is called again here for a transport
+  // that found its device before the file was there.
   if (session.transport != nullptr && session.transport->IsOpen()) {
     OnConnected(&session);
   }

@@ -40,7 +40,7 @@ using HeapBlock = std::unique_ptr<std::uint8_t[], sFree>;
 
 // A reference-counted block of bytes: every packet, request and text item travels in one.
 //
-// Who owns a buffer. A new buffer has a count of 0 and belongs to the code that made it (as a
+// Who owns a buffer. A new buffer has a count of 0 and belongs to the code that made it (as an
 // OwnedBuffer). Code that only uses it for the duration of a call destroys it when done, without
 // Release. Whatever keeps it (the request queue, a view, a list) takes a reference with AddRef and
 // gives it back with Release; the last Release destroys it. A creator that hands its buffer to a

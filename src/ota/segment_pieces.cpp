@@ -192,7 +192,7 @@ sSibAssembly cSegmentPieces::StartBlock(std::uint8_t sibType,
 }
 
 // Copies one segment's data behind the block's and counts the segment. False when the message ends
-// or the block is full before the copy is done; it is then of no more use.
+// or the block is full before the copy is done; the block cannot be completed then.
 bool cSegmentPieces::AppendData(sSibAssembly& block, std::uint32_t sentBits) {
   // The number of bits wraps at 8 bits: of 256 sent bits none are copied, and the segment counts
   // nevertheless. In a list, the next block is then read from those bits.

@@ -39,9 +39,9 @@ inline constexpr std::size_t kLongestPath = 259;
 [[nodiscard]] std::size_t CountRequests(std::string_view configuration);
 
 // A sentence for the user about a capture that can start and may not give what is expected of it,
-// or nothing: the configuration makes more requests than the library's queue holds. The oldest ones
-// then give way. The first is among them, after whose answer all others would be sent: only a
-// modem that sends something by itself is asked for anything.
+// or nothing: the configuration makes more requests than the library's queue holds. The queue then
+// drops the oldest requests, and the first one with them. The answer to the first request starts
+// the sending of the others, so a modem that sends nothing by itself is never asked anything.
 [[nodiscard]] std::optional<std::string> FindDoubt(const sCaptureRequest& request);
 
 }  // namespace corvane::tools

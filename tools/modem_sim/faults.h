@@ -62,7 +62,7 @@ class cFaults {
   [[nodiscard]] sReplyFaults ForReply(unsigned connection, std::uint64_t number,
                                       std::uint8_t command) const;
 
-  // The packet's frame with its faults in it, noise that stands by itself excepted.
+  // The packet's frame with its faults in it. Noise is a frame of its own (below).
   [[nodiscard]] sWire Wire(std::uint64_t number, ByteView packet,
                            const sPacketFaults& faults) const;
   // Noise in front of the packet with this number: at least three bytes and a flag, which together

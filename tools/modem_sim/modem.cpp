@@ -155,8 +155,8 @@ Bytes cModem::AnswerSetEventMask(ByteView request) {
     return ErrorReply(kBadLength, request);
   }
   const std::uint32_t bits = ReadU16(request, 4);
-  // Longer is no error: the count has 16 bits, so that of a mask of 65536 IDs and more is what is
-  // left of it.
+  // A mask longer than its count is accepted: the count has 16 bits, and a mask of 65536 IDs and
+  // more is sent with the low 16 bits of its count.
   if (request.size() < kEventMaskAt + MaskBytes(bits)) {
     return ErrorReply(kBadLength, request);
   }

@@ -25,7 +25,8 @@ cCallGate::cPass cCallGate::Enter() {
 }
 
 void cCallGate::Leave() {
-  // Told with the mutex held: the gate may be gone as soon as Close has seen that nobody is inside.
+  // notify_all runs with the mutex held: Close returns, and the gate may be gone, as soon as Close
+  // has seen that nobody is inside.
   const std::lock_guard guard(mutex);
   if (--callsInside == 0) {
     lastOneLeft.notify_all();
@@ -60,7 +61,8 @@ bool cOpeningTurn::TryTake() {
 }
 
 bool cOpeningTurn::GiveBack() {
-  // Told with the mutex held: the turn may be gone as soon as Forbid has seen that it is free.
+  // notify_all runs with the mutex held: Forbid returns, and the turn may be gone, as soon as
+  // Forbid has seen that the turn is free.
   const std::lock_guard guard(mutex);
   isTaken = std::exchange(lookAgain, false) && isAllowed;
   if (!isTaken) {

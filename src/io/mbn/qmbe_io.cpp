@@ -298,7 +298,7 @@ HRESULT STDMETHODCALLTYPE cQMBEIO::OnCloseCommandSessionComplete(IMbnDeviceServi
   if (!pass || !IsOurService(from)) {
     return S_OK;
   }
-  // Whatever the status says: a session whose end has failed is of no use either.
+  // The session ends whatever the status says: one that failed to close carries no data either.
   EndSession();
   MbnCalls().OutputDebugStringW(L"-------- OnCloseCommandSessionComplete\n");
   KernelCalls().SetEvent(sessionEvent.Get());
@@ -342,7 +342,7 @@ HRESULT STDMETHODCALLTYPE cQMBEIO::OnInterfaceStateChange(
   switch (state) {
     case MBN_DEVICE_SERVICES_CAPABLE_INTERFACE_REMOVAL:
       EndSession();
-      // The session went with the interface: a Close that waits for its completion waits in vain.
+      // The session went with the interface, and its completion never comes: Close must not wait.
       KernelCalls().SetEvent(sessionEvent.Get());
       break;
     case MBN_DEVICE_SERVICES_CAPABLE_INTERFACE_ARRIVAL:

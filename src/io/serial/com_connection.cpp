@@ -11,10 +11,11 @@ namespace {
 
 constexpr DWORD kCancelIntervalMs = 1;
 
-// A folder, which fails every read and write. One that nobody removes, and that needs no network.
+// Opens the Windows folder: reads and writes of a folder fail, and this folder is always there.
 //
-// The handle's number is taken when this returns. So is the number of the file behind it, which
-// Wine opens at a handle's first use: hence the read.
+// The open handle keeps the closed port's handle number from a newly opened file. Wine opens the
+// file behind a handle only at the handle's first use; the read makes it take that file's number
+// too.
 FileHandle OpenStandIn() {
   char path[MAX_PATH];
   if (GetWindowsDirectoryA(path, sizeof path) == 0) {
@@ -71,8 +72,8 @@ bool cComConnection::Write(const void* data, std::uint32_t length) {
   return wrote != FALSE && written == length;
 }
 
-// Wine cannot cancel a read of a serial line, and on Windows a cancel can come before the read that
-// the reader has shown: hence again, and not for ever.
+// The cancel is repeated: on Windows it misses a reader that has set isReading and is not in
+// ReadFile yet. The repeats end after kCancelTimeMs: Wine cannot cancel a read of a serial line.
 void cComConnection::End(HANDLE reader) {
   {
     const std::lock_guard guard(usersLock);
