@@ -195,6 +195,22 @@ TEST_F(ReaderThreadTest, AReaderOfAnEarlierConnectionSendsNothingMore) {
   EXPECT_THAT(system.readLengthsAsked, IsEmpty());
 }
 
+TEST_F(ReaderThreadTest, AReaderOfAnEarlierConnectionSendsNoRequestOfThePresentOne) {
+  system.cancelsThatMiss = 1'000'000;
+  system.closingEndsReads = false;
+  ASSERT_TRUE(Start());
+  const HANDLE earlier = Reader();
+  system.WaitForRead();
+  Reopen();
+  const std::uint8_t request[] = {0x1D};
+  ASSERT_TRUE(
+      PushRequest(session.requestQueue, cBufferReference(MakeBuffer(request, kOriginLibrary))));
+  system.Receive({0x1D, 0x1C, 0x3B, 0x7E});
+  WaitForSingleObject(earlier, INFINITE);
+  EXPECT_THAT(system.written, IsEmpty());
+  EXPECT_EQ(session.requestQueue.Size(), 1u);
+}
+
 TEST_F(ReaderThreadTest, TheEndOfTheDeviceGoesOnCancellingTheReadItWaitsFor) {
   system.closingEndsReads = false;
   system.cancelsThatMiss = 105;
