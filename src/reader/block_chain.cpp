@@ -5,8 +5,6 @@
 #include <string>
 #include <utility>
 
-#include "reader/recorder_rules.h"
-
 namespace corvane {
 namespace {
 

@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "reader/closing.h"
-
 namespace corvane {
 namespace {
 
@@ -80,9 +78,7 @@ cDamage cCaptureFile::FindDamage() {
     }
     return found;
   }
-  const sClosing closing = CheckClosing(*source, chain, size);
-  closed = closing.isClosed;
-  found.Add(closing.damage);
+  found.Add(CheckClosing());
   return found;
 }
 

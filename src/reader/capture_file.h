@@ -87,6 +87,13 @@ class cCaptureFile {
   explicit cCaptureFile(std::unique_ptr<cByteSource> bytes);
 
   [[nodiscard]] cDamage FindDamage();
+  // Looks at what follows the last record of `chain`, and finds out whether the file is closed.
+  // Returns what is wrong beside what `chain` says.
+  //
+  // A file that just stops, with no trailer behind its last record, is not closed and good: its
+  // recorder may be at work, or may have died. A closed file has to be one that the recorder can
+  // have written, in its trailer, its block index and the entry and head of each record.
+  [[nodiscard]] cDamage CheckClosing();
   // The block that holds item `number`, or the first one behind it.
   [[nodiscard]] std::size_t FindBlock(std::uint64_t number) const;
   [[nodiscard]] bool LoadDirectory(std::size_t block);

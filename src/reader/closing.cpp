@@ -1,5 +1,3 @@
-#include "reader/closing.h"
-
 #include <algorithm>
 #include <array>
 #include <memory>
@@ -10,7 +8,7 @@
 
 #include "capture/isf/layout.h"
 #include "reader/block_index.h"
-#include "reader/recorder_rules.h"
+#include "reader/capture_file.h"
 
 namespace corvane {
 namespace {
@@ -208,37 +206,36 @@ void CheckRecords(cByteSource& source, cBlockChain& chain, std::uint64_t indexOf
 
 }  // namespace
 
-sClosing CheckClosing(cByteSource& source, cBlockChain& chain, std::uint64_t size) {
-  sClosing closing;
-  cDamage& damage = closing.damage;
+cDamage cCaptureFile::CheckClosing() {
+  cDamage found;
   if (size < chain.End()) {
-    damage.Add({"the file has become shorter than its items need", size});
-    return closing;
+    found.Add({"the file has become shorter than its items need", size});
+    return found;
   }
   if (size - isf::kHeaderSize >= isf::kTrailerSize) {
     std::array<std::uint8_t, isf::kTrailerSize> last{};
     const std::uint64_t offset = size - isf::kTrailerSize;
-    if (source.ReadAt(offset, last) != last.size()) {
-      damage.Add({"the end of the file cannot be read", offset});
-      return closing;
+    if (source->ReadAt(offset, last) != last.size()) {
+      found.Add({"the end of the file cannot be read", offset});
+      return found;
     }
   }
 
-  std::optional<cBlockIndex> index = cBlockIndex::Find(source, size);
+  std::optional<cBlockIndex> index = cBlockIndex::Find(*source, size);
   if (index && IsTrailer(*index, chain)) {
-    closing.isClosed = true;
+    closed = true;
     const auto offset = index->OffsetFor(BlockCount(chain)).value_or(0);
-    CheckRecords(source, chain, offset, damage);
-    CheckTrailer(*index, chain, damage);
-  } else if (HasIndexWithoutTrailer(source, chain, size)) {
-    damage.Add({"the trailer does not end in its closing number",
-                size - isf::kTrailerSize + isf::kTrailerMagicOffset});
+    CheckRecords(*source, chain, offset, found);
+    CheckTrailer(*index, chain, found);
+  } else if (HasIndexWithoutTrailer(*source, chain, size)) {
+    found.Add({"the trailer does not end in its closing number",
+               size - isf::kTrailerSize + isf::kTrailerMagicOffset});
   } else if (chain.Blocks().empty()) {
-    if (auto error = CheckBlockBegun(source, size)) {
-      damage.Add(std::move(*error));
+    if (auto error = CheckBlockBegun(*source, size)) {
+      found.Add(std::move(*error));
     }
   }
-  return closing;
+  return found;
 }
 
 }  // namespace corvane
