@@ -267,6 +267,15 @@ TEST_F(QmbeClose, ASilentPlatformIsWaitedForTenSecondsAndTheEndReportedOnce) {
   EXPECT_THAT(service->Log("call CloseCommandSession"), SizeIs(1));
 }
 
+TEST_F(QmbeClose, APlatformThatWaitsForItsCallbacksIsNotKeptWaiting) {
+  Serve("during CloseCommandSession bytes 01020304");
+  OpenSession();
+  transport->Close();
+  EXPECT_THAT(record.Events(),
+              ElementsAre("connected", "data 01020304", "disconnected", kDebuggerLine));
+  EXPECT_THAT(service->Log("waited in vain"), IsEmpty());
+}
+
 TEST_F(QmbeClose, AConfirmationAfterTheTimeOutReportsNothingMore) {
   Serve("close-completion withheld");
   OpenSession();

@@ -91,6 +91,14 @@ TEST_F(QmbeWrite, ReturnsFalseWhileTheSessionIsClosed) {
   EXPECT_THAT(service->Log("call SetCommand"), SizeIs(1));
 }
 
+TEST_F(QmbeWrite, APlatformThatWaitsForItsCallbacksIsNotKeptWaiting) {
+  Serve("during SetCommand bytes 01020304");
+  OpenSession();
+  EXPECT_TRUE(transport->Write(kBytes, 4));
+  EXPECT_THAT(record.Events(), ElementsAre("connected", "data 01020304"));
+  EXPECT_THAT(service->Log("waited in vain"), IsEmpty());
+}
+
 class QmbeNotification : public QmbeTest {};
 
 TEST_F(QmbeNotification, IsHandedOnAsOneBlockFromTheDevice) {

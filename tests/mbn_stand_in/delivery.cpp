@@ -66,10 +66,12 @@ void cDelivery::Work(std::uint32_t number, std::uint32_t threadCount) {
       return;
     }
     ++begun;
-    const Task task = std::move(tasks.front());
+    Task task = std::move(tasks.front());
     tasks.pop_front();
     guard.unlock();
     task();
+    // What the task keeps may call back when it goes.
+    task = nullptr;
     guard.lock();
     ++done;
     changed.notify_all();

@@ -85,6 +85,9 @@ class cDeviceService final : public cObject<iDeviceService> {
  public:
   cDeviceService(const shared_ptr<cWorld>& itsWorld, const std::string& kind, std::wstring id)
       : cObject(itsWorld, kind), interfaceId(std::move(id)) {}
+  cDeviceService(const cDeviceService&) = delete;
+  cDeviceService& operator=(const cDeviceService&) = delete;
+  ~cDeviceService() override { world->DoDuring("service.Release"); }
 
   [[nodiscard]] iDeviceService* OtherPointer() { return &otherPointer; }
 

@@ -38,8 +38,7 @@ namespace mbn_stand_in {
 //   service-pointers varied   the sink gets another pointer to its service object than the client
 //                             got from GetDeviceService; only their IUnknown is the same
 //   threads COUNT [at-once]   so many delivery threads take turns, one call after the other; or
-//   each
-//                             makes the next call as soon as its last has returned; 1
+//                             each makes the next call as soon as its last has returned; 1
 //   reply CODE HEX            the reply to a command whose packet begins with CODE is this packet;
 //                             to the others it is their own packet
 //   at command N STEP         what follows the N-th command of a session (from 0); more lines, more
@@ -47,7 +46,8 @@ namespace mbn_stand_in {
 //   at opened STEP            what follows an open completion
 //   at advise STEP            what is over before Advise returns
 //   during CALL STEP          what is over before the first call of this method does anything: the
-//                             call waits for it, and logs when it has waited 10 seconds in vain
+//                             call waits for it, and logs when it has waited 10 seconds in vain.
+//                             "service.Release" is the last Release of a service object
 //
 // Steps, each a call of the sink's on a delivery thread unless it says otherwise (the event IDs of
 // notifications count up from 0):

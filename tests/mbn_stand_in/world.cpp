@@ -97,10 +97,15 @@ void cWorld::DoDuring(const std::string& call) {
       return;
     }
     steps.swap(found->second);
+    scenario.steps.erase(found);
   }
   for (const sStep& step : steps) {
     Do(step);
   }
+  WaitForCallbacks(call);
+}
+
+void cWorld::WaitForCallbacks(const std::string& call) {
   if (!delivery.FlushWithin(std::chrono::seconds(10))) {
     Log("waited in vain " + call);
   }
@@ -182,7 +187,7 @@ DWORD cWorld::AddSink(iDeviceServicesSink* sink) {
     Do(step);
   }
   if (!steps.empty()) {
-    delivery.Flush();
+    WaitForCallbacks("Advise");
   }
   return cookie;
 }

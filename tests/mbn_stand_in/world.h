@@ -37,6 +37,9 @@ class cWorld : public std::enable_shared_from_this<cWorld> {
   long Call(const std::string& name, const std::string& arguments,
             const std::function<long()>& body);
 
+  // Does what the scenario has for the time of this call, and waits for the callbacks' return.
+  void DoDuring(const std::string& call);
+
   // The objects that are alive. Enter returns the new one's name for the log.
   [[nodiscard]] std::string Enter(const std::string& kind, const std::atomic<ULONG>* references);
   void Leave(const std::string& name);
@@ -66,7 +69,7 @@ class cWorld : public std::enable_shared_from_this<cWorld> {
  private:
   using SinkCall = std::function<long(iDeviceServicesSink&, iDeviceService*)>;
 
-  void DoDuring(const std::string& call);
+  void WaitForCallbacks(const std::string& call);
   void CallSinks(const std::string& description, iDeviceService* from, const SinkCall& call);
   void CallSinksFromSession(const std::string& description, const SinkCall& call);
   void Complete(const sCompletion& completion, const std::function<void()>& tellSinks);
