@@ -118,14 +118,17 @@ BOOL WINAPI WatchedCloseHandle(HANDLE handle) {
 }
 
 DWORD WINAPI WatchedWait(HANDLE handle, DWORD milliseconds) {
-  if (IsSessionEvent(handle)) {
-    gImports.waitLimit = milliseconds;
-    gImports.isWaiting = true;
-    if (gImports.waitTimesOut) {
-      return WAIT_TIMEOUT;
-    }
+  if (!IsSessionEvent(handle)) {
+    return ::WaitForSingleObject(handle, milliseconds);
   }
-  return ::WaitForSingleObject(handle, milliseconds);
+  gImports.waitLimit = milliseconds;
+  gImports.isWaiting = true;
+  if (gImports.waitTimesOut) {
+    return WAIT_TIMEOUT;
+  }
+  const DWORD result = ::WaitForSingleObject(handle, milliseconds);
+  EXPECT_EQ(result, WAIT_OBJECT_0) << "nothing has ended the wait for the session's end";
+  return result;
 }
 
 HRESULT WINAPI AccessData(SAFEARRAY* array, void** data) {
