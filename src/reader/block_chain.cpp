@@ -232,7 +232,7 @@ void cBlockChain::FindClosing(const sView& view, sLook& look) {
   }
 }
 
-bool cBlockChain::IsRoomForBlock(const sView& view, std::uint64_t offset) const {
+bool cBlockChain::IsRoomForBlock(const sView& view, std::uint64_t offset) {
   return offset >= view.BlockEnd() && offset <= view.fileSize &&
          view.fileSize - offset >= isf::kBlockSize;
 }
@@ -241,7 +241,7 @@ bool cBlockChain::LooksLikeBlock(const sView& view, std::uint64_t offset, bool m
   if (!IsRoomForBlock(view, offset)) {
     return false;
   }
-  constexpr std::size_t kTwoEntries = 2 * isf::kDirectoryEntrySize;
+  constexpr std::size_t kTwoEntries = std::size_t{2} * isf::kDirectoryEntrySize;
   std::array<std::uint8_t, kTwoEntries> entries{};
   std::array<std::uint8_t, isf::kBlockTailSize> tailBytes{};
   std::uint8_t time = 1;

@@ -95,7 +95,7 @@ class cBlockChain {
   [[nodiscard]] std::optional<sCaptureBlock> ChooseNext(const sView& view, const sLook& look,
                                                         bool isGoodToTheEnd);
   [[nodiscard]] std::optional<sCaptureBlock> FindInIndex(const sView& view, std::uint64_t from);
-  [[nodiscard]] bool IsRoomForBlock(const sView& view, std::uint64_t offset) const;
+  [[nodiscard]] static bool IsRoomForBlock(const sView& view, std::uint64_t offset);
   [[nodiscard]] bool LooksLikeBlock(const sView& view, std::uint64_t offset, bool mayBeEmpty);
   void FindIndex(std::uint64_t fileSize);
   [[nodiscard]] std::optional<isf::sIndexEntry> IndexEntry(std::uint64_t block);

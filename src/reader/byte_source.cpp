@@ -8,8 +8,9 @@
 namespace corvane {
 namespace {
 
-constexpr std::size_t kLargeWindow = 256 * 1024;  // for reading in order; holds any record
-constexpr std::size_t kSmallWindow = 4 * 1024;    // for reading here and there
+constexpr std::size_t kLargeWindow =
+    std::size_t{256} * 1024;  // for reading in order; holds any record
+constexpr std::size_t kSmallWindow = std::size_t{4} * 1024;  // for reading here and there
 
 }  // namespace
 

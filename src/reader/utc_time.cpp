@@ -51,7 +51,10 @@ void AppendNumber(std::string& text, std::uint64_t number, std::size_t digits) {
 
 // The part behind the date.
 [[nodiscard]] bool TakeTimeOfDay(std::string_view& text, milliseconds& time) {
-  std::uint64_t hours = 0, minutes = 0, seconds = 0, thousandths = 0;
+  std::uint64_t hours = 0;
+  std::uint64_t minutes = 0;
+  std::uint64_t seconds = 0;
+  std::uint64_t thousandths = 0;
   if (!TakeNumber(text, 2, hours) || !Take(text, ':') || !TakeNumber(text, 2, minutes)) {
     return false;
   }
@@ -99,7 +102,9 @@ std::string FormatUtc(std::uint64_t time) {
 }
 
 std::optional<std::uint64_t> ParseUtc(std::string_view text) {
-  std::uint64_t year = 0, month = 0, day = 0;
+  std::uint64_t year = 0;
+  std::uint64_t month = 0;
+  std::uint64_t day = 0;
   if (!TakeNumber(text, 4, year) || !Take(text, '-') || !TakeNumber(text, 2, month) ||
       !Take(text, '-') || !TakeNumber(text, 2, day)) {
     return std::nullopt;

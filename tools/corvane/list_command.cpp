@@ -81,7 +81,7 @@ int ListItems(const sListRequest& request, std::ostream& out, std::ostream& erro
   }
 
   // Lines are handed on in pieces of this size: a stream call for each takes longer than the line.
-  constexpr std::size_t kPiece = 64 * 1024;
+  constexpr std::size_t kPiece = std::size_t{64} * 1024;
   const int numberWidth = static_cast<int>(std::to_string(file->NumbersEnd()).size());
   std::string text;
   std::optional<sCaptureError> unreadable;

@@ -128,7 +128,7 @@ using Packet = std::span<const std::uint8_t>;
 }
 
 [[nodiscard]] std::string DescribeExtended(Packet packet) {
-  const std::string description = DescribeHead("extended message", packet);
+  std::string description = DescribeHead("extended message", packet);
   if (packet.size() < message::kHeadSize) {
     return description;
   }

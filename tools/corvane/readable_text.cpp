@@ -50,7 +50,7 @@ std::string FormatBytes(std::uint64_t bytes) {
   if (bytes < 1000) {
     return fmt::format("{} B", bytes);
   }
-  double value = static_cast<double>(bytes);
+  auto value = static_cast<double>(bytes);
   const char* unit = "";
   for (const char* larger : {"kB", "MB", "GB", "TB", "PB", "EB"}) {
     value /= 1000.0;

@@ -7,7 +7,7 @@ namespace {
 
 // The modem's clock at its first request, and one unit later at each further one: a minute before
 // the first streamed packet's.
-constexpr std::uint64_t kRequestClock = kClockStart - 60 * 800;
+constexpr std::uint64_t kRequestClock = kClockStart - std::uint64_t{60} * 800;
 
 Json PacketLine(unsigned connection, const char* direction, const std::string& kind) {
   return {{"connection", connection}, {"dir", direction}, {"kind", kind}};

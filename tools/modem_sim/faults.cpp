@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <string>
+#include <utility>
 
 #include "modem_sim/diag_packets.h"
 #include "modem_sim/hdlc_peer.h"
@@ -55,8 +56,8 @@ cRandom Detail(std::uint64_t seed, std::uint64_t number, eDetail detail) {
 
 }  // namespace
 
-cFaults::cFaults(std::uint64_t faultSeed, const sFaultOptions& faultOptions)
-    : seed(faultSeed), options(faultOptions) {}
+cFaults::cFaults(std::uint64_t faultSeed, sFaultOptions faultOptions)
+    : seed(faultSeed), options(std::move(faultOptions)) {}
 
 sPacketFaults cFaults::ForPacket(std::uint64_t number) const {
   cRandom random(seed, eDraw::PacketFault, number);

@@ -56,7 +56,7 @@ struct sWire {
 // Decides by the seed what goes wrong, and makes it so.
 class cFaults {
  public:
-  cFaults(std::uint64_t seed, const sFaultOptions& options);
+  cFaults(std::uint64_t seed, sFaultOptions options);
 
   [[nodiscard]] sPacketFaults ForPacket(std::uint64_t number) const;
   [[nodiscard]] sReplyFaults ForReply(unsigned connection, std::uint64_t number,

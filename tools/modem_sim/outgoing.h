@@ -72,6 +72,7 @@ class cOutputQueue {
 };
 
 // A reply on its way: its frame and what the report says of it.
+// NOLINTNEXTLINE(bugprone-exception-escape): moving a Json only looks as if it could throw
 struct sReply {
   Bytes frame;
   Json line;

@@ -72,7 +72,7 @@ class cScenario {
 // information, so that a recorder has no block to put together.
 class cMixedScenario final : public cScenario {
  public:
-  explicit cMixedScenario(const sStreamOptions& options);
+  explicit cMixedScenario(sStreamOptions options);
 
   [[nodiscard]] bool CanSend(const cMasks& masks) const override;
   [[nodiscard]] sStreamPacket Make(std::uint64_t number, bool delivered,

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <utility>
 
 #include "modem_sim/diag_packets.h"
 #include "modem_sim/hdlc_peer.h"
@@ -61,7 +62,7 @@ std::uint64_t PacketTime(std::uint64_t number, cRandom& random) {
                   static_cast<std::uint32_t>(random.Below(kFractionsPerUnit)));
 }
 
-cMixedScenario::cMixedScenario(const sStreamOptions& streamOptions) : options(streamOptions) {}
+cMixedScenario::cMixedScenario(sStreamOptions streamOptions) : options(std::move(streamOptions)) {}
 
 std::vector<std::uint16_t> cMixedScenario::SendableCodes(const cMasks& masks) const {
   if (options.logCodes.empty()) {
@@ -182,7 +183,7 @@ sStreamPacket cMixedScenario::MakeMessage(std::uint64_t number, cRandom& random,
   for (std::uint32_t& argument : message.arguments) {
     argument = static_cast<std::uint32_t>(random.Next());
   }
-  const std::uint32_t hash = static_cast<std::uint32_t>(random.Next());
+  const auto hash = static_cast<std::uint32_t>(random.Next());
   // Terse and legacy messages are the rarer forms. The legacy one knows the levels 0 to 4 only.
   const std::size_t form = random.Below(8);
   if (form == 0) {

@@ -21,8 +21,8 @@ constexpr milliseconds kDepartureLooks{10};
 
 }  // namespace
 
-cSimulator::cSimulator(const sOptions& simulatorOptions, cReport& lineReport, Poll waitForReady)
-    : options(simulatorOptions),
+cSimulator::cSimulator(sOptions simulatorOptions, cReport& lineReport, Poll waitForReady)
+    : options(std::move(simulatorOptions)),
       report(lineReport),
       poll(std::move(waitForReady)),
       faults(options.stream.seed, options.faults),

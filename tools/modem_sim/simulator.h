@@ -19,7 +19,7 @@ class cSimulator {
   using Poll = std::function<int(pollfd* descriptors, nfds_t count, int milliseconds)>;
 
   // The report outlives the simulator.
-  cSimulator(const sOptions& options, cReport& report, Poll poll = ::poll);
+  cSimulator(sOptions options, cReport& report, Poll poll = ::poll);
 
   // Runs until a command, a signal or the options end it; then hangs up and removes the link.
   // `commandFd` is read for commands until its end, `signalFd` is a signalfd. Returns false when
