@@ -75,9 +75,9 @@ class Sandbox:
         # Letters that the POSIX locale and Windows' Western code page do not have.
         self.root = pathlib.Path(tempfile.mkdtemp(prefix="corvane-ä Ж-"))
         shutil.copytree(ROOT / "scripts", self.root / "scripts")
-        programs = self.root / "programs"
+        self._programs = self.root / "programs"
         for name in ("apt-get", "cmake", "ctest", "dpkg-query", "id", "wine", "wineserver"):
-            self._add_stand_in(programs / name)
+            self.add_program(name)
         for program in (
             "native/bin/corvane",
             "native/bin/corvane-modem-sim",
@@ -86,7 +86,7 @@ class Sandbox:
         ):
             self._add_stand_in(self.root / "build" / program)
         self.environment = {
-            "PATH": f"{programs}:{os.environ['PATH']}",
+            "PATH": f"{self._programs}:{os.environ['PATH']}",
             "LC_ALL": "POSIX",
             "SANDBOX": str(self.root),
             "STAY_AT": NEVER,
@@ -94,6 +94,10 @@ class Sandbox:
             "WAIT_AT": NEVER,
         }
         self.output = self.root / "output"
+
+    def add_program(self, name):
+        """A stand-in for one more program that is found in the search path."""
+        self._add_stand_in(self._programs / name)
 
     @staticmethod
     def _add_stand_in(path):
