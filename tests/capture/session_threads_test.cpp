@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <chrono>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -15,25 +14,16 @@
 #include "capture/receive_path.h"
 #include "capture/session_fixture.h"
 #include "diag/shared_buffer.h"
+#include "support/wait_until.h"
 
 namespace corvane {
 namespace {
 
+using test::WaitUntil;
+
 constexpr int kConnections = 20;
 const ByteVector kLogPacket = {0x10, 0x00, 0x04, 0x00, 0x04, 0x00, 0x34, 0x12};
 const ByteVector kReply = {0x4B, 0x0F, 0x00, 0x00, 0x01};
-
-// Waits for `condition`. False when it takes longer than any machine needs.
-bool WaitUntil(const std::function<bool()>& condition) {
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-  while (!condition()) {
-    if (std::chrono::steady_clock::now() > deadline) {
-      return false;
-    }
-    std::this_thread::yield();
-  }
-  return true;
-}
 
 class SessionThreadsTest : public cSessionTest {
  protected:
@@ -53,7 +43,7 @@ class SessionThreadsTest : public cSessionTest {
     for (int connection = 0; connection < kConnections; ++connection) {
       OnConnected(&session);
       const int before = rounds;
-      EXPECT_TRUE(WaitUntil([&] { return rounds != before; }));
+      EXPECT_TRUE(WaitUntil("something was received", [&] { return rounds != before; }));
       OnDisconnected(&session);
     }
     stop = true;
@@ -101,16 +91,19 @@ TEST_F(SessionThreadsTest, DataArriveWhileTheBroadbandDeviceComesAndGoes) {
 // they really do the next thing at the same moment.
 class cMeeting {
  public:
-  void Arrive() {
+  // False when the other one does not come; the test has failed then.
+  [[nodiscard]] bool Arrive() {
     const int last = (arrivals++ / 2 + 1) * 2;
-    for (int turn = 0; arrivals < last; ++turn) {
-      if (turn > 1000) {
-        std::this_thread::yield();
+    for (int turn = 0; turn < kTurnsAwake; ++turn) {
+      if (arrivals >= last) {
+        return true;
       }
     }
+    return WaitUntil("the other thread arrives", [&] { return arrivals >= last; });
   }
 
  private:
+  static constexpr int kTurnsAwake = 1000;
   std::atomic<int> arrivals = 0;
 };
 
@@ -148,18 +141,26 @@ TEST_F(SendingThreadsTest, TwoThatMeetSendOneRequestOnce) {
   };
   std::thread other([&] {
     for (int round = 0; round < kRounds; ++round) {
-      meeting.Arrive();
+      if (!meeting.Arrive()) {
+        return;
+      }
       OnDeviceData(&session, nullptr);
-      meeting.Arrive();
+      if (!meeting.Arrive()) {
+        return;
+      }
     }
   });
   for (int round = 0; round < kRounds; ++round) {
     ClearRequests(session);
     broadband.writes.clear();
     const std::vector<ByteVector> writes = PushSome(2);
-    meeting.Arrive();
+    if (!meeting.Arrive()) {
+      break;
+    }
     OnDeviceData(&session, nullptr);
-    meeting.Arrive();
+    if (!meeting.Arrive()) {
+      break;
+    }
     wrongRounds += isRight({writes[0]}) ? 0 : 1;
   }
   other.join();
@@ -218,7 +219,7 @@ TEST_F(SendingThreadsTest, EveryRequestIsSentOnceAndInOrderWhateverElseComes) {
       Deliver(kLogPacket);
     }
   });
-  EXPECT_TRUE(WaitUntil([&] {
+  EXPECT_TRUE(WaitUntil("every request is sent and answered", [&] {
     return broadband.writeCount == kRequests && unanswered == 0 && session.outstanding == 0;
   }));
   stop = true;
@@ -236,10 +237,10 @@ TEST_F(SendingThreadsTest, AReconnectionDuringAWriteIsSentFromNumber0WhenItHasRe
   std::atomic<bool> mayReturn = false;
   broadband.duringWrite = [&] {
     isWriting = true;
-    EXPECT_TRUE(WaitUntil([&] { return mayReturn.load(); }));
+    EXPECT_TRUE(WaitUntil("the write may return", [&] { return mayReturn.load(); }));
   };
   std::thread sender([&] { OnDeviceData(&session, nullptr); });
-  EXPECT_TRUE(WaitUntil([&] { return isWriting.load(); }));
+  EXPECT_TRUE(WaitUntil("the sender writes", [&] { return isWriting.load(); }));
   ClearRequests(session);
   const std::vector<ByteVector> writes = PushSome(2);
   Deliver(kReply);
@@ -253,22 +254,31 @@ TEST_F(SendingThreadsTest, AReconnectionDuringAWriteIsSentFromNumber0WhenItHasRe
 }
 
 TEST_F(SendingThreadsTest, ADisconnectionAtAnyMomentLeavesTheNextCounterRight) {
-  // The sender may be anywhere between its look for a request and its count of it.
+  // Where the sender is when the queue is cleared is left to chance. It is rarely between its look
+  // for a request and the taking of the number: OnDeviceDataTest has that moment.
   constexpr int kRounds = 2000;
   cMeeting meeting;
   int wrongRounds = 0;
   std::thread other([&] {
     for (int round = 0; round < kRounds; ++round) {
-      meeting.Arrive();
+      if (!meeting.Arrive()) {
+        return;
+      }
       OnDeviceData(&session, nullptr);
-      meeting.Arrive();
+      if (!meeting.Arrive()) {
+        return;
+      }
     }
   });
   for (int round = 0; round < kRounds; ++round) {
     PushSome(1);
-    meeting.Arrive();
+    if (!meeting.Arrive()) {
+      break;
+    }
     ClearRequests(session);
-    meeting.Arrive();
+    if (!meeting.Arrive()) {
+      break;
+    }
     wrongRounds += session.nextRequest == 0 && session.outstanding == 0 ? 0 : 1;
   }
   other.join();
@@ -280,7 +290,7 @@ TEST_F(SessionThreadsTest, RequestsAreReleasedOutsideTheQueuesLock) {
   std::unique_lock buffers(*gBufferLock);
   std::thread clearing([&] { ClearRequests(session); });
   // The request leaves its place, and then the release waits for the buffers' lock.
-  EXPECT_TRUE(WaitUntil([&] {
+  EXPECT_TRUE(WaitUntil("the request has left its place", [&] {
     const std::unique_lock queue(session.requestQueue.lock, std::try_to_lock);
     return queue.owns_lock() && session.requestQueue.entries.front().Get() == nullptr;
   }));

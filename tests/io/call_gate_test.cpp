@@ -7,6 +7,8 @@
 #include <tuple>
 #include <vector>
 
+#include "support/wait_until.h"
+
 namespace corvane {
 namespace {
 
@@ -65,9 +67,8 @@ TEST(CallGate, CloseReturnsOnlyWhenNobodyIsInside) {
       });
     }
     // Every caller has been inside before the gate closes.
-    while (inside != kCallers) {
-      std::this_thread::yield();
-    }
+    EXPECT_TRUE(
+        test::WaitUntil("every caller has been inside", [&] { return inside == kCallers; }));
     gate.Close();
     const std::vector<int> atClose = calls;
     for (std::thread& caller : callers) {
@@ -149,9 +150,7 @@ TEST_F(OpeningTurn, ForbidWaitsForTheOneThatHasItWhoDoesNotLookAgain) {
     turn.Forbid();
     EXPECT_TRUE(isDone);
   });
-  while (!isForbidding) {
-    std::this_thread::yield();
-  }
+  EXPECT_TRUE(test::WaitUntil("the other thread forbids", [&] { return isForbidding.load(); }));
   // Refused from some moment on, and until then a wish to look again.
   std::ignore = turn.TryTake();
   isDone = true;

@@ -5,12 +5,14 @@
 #include <memory>
 #include <optional>
 #include <string_view>
+#include <tuple>
 #include <utility>
 
 #include "io/fake_devices_windows.h"
 #include "io/serial/serial_calls.h"
 #include "platform/windows_calls.h"
 #include "support/replaced_call.h"
+#include "support/wait_until.h"
 
 namespace corvane::test {
 
@@ -160,10 +162,14 @@ BOOL WINAPI FakeCancelSynchronousIo(HANDLE thread) {
     --gFakeSystem->cancelsThatMiss;
     return FALSE;
   }
-  if (gFakeSystem->pendingReads == 0) {
+  // A thread is in one call at most, and the tests that cancel have one thread.
+  if (gFakeSystem->pendingWrites != 0) {
+    gFakeSystem->writeIsCancelled = true;
+  } else if (gFakeSystem->pendingReads != 0) {
+    gFakeSystem->readIsCancelled = true;
+  } else {
     return FALSE;
   }
-  gFakeSystem->readIsCancelled = true;
   WakeAllConditionVariable(&gFakeSystem->readable);
   return TRUE;
 }
@@ -230,6 +236,15 @@ BOOL WINAPI FakeWriteFile(HANDLE file, const void* bytes, DWORD length, DWORD* w
   }
   const cPortGuard guard(*gFakeSystem);
   gFakeSystem->calls.emplace_back("write");
+  if (gFakeSystem->writesStall) {
+    ++gFakeSystem->pendingWrites;
+    while (!gFakeSystem->writeIsCancelled && !gFakeSystem->stalledWritesEnd) {
+      SleepConditionVariableSRW(&gFakeSystem->readable, &gFakeSystem->portLock, INFINITE, 0);
+    }
+    --gFakeSystem->pendingWrites;
+    gFakeSystem->writeIsCancelled = false;
+    return FALSE;
+  }
   if (gFakeSystem->writeFails) {
     return FALSE;
   }
@@ -250,19 +265,16 @@ BOOL WINAPI FakeReadFile(HANDLE file, void* bytes, DWORD length, DWORD* received
   if (length == 0) {
     return TRUE;
   }
-  const auto portIsClosed = [file] {
-    return gFakeSystem->closingEndsReads && !gFakeSystem->ports.contains(file);
+  const auto readFails = [file] {
+    return gFakeSystem->readsFail || gFakeSystem->portsWhoseReadsFail.contains(file) ||
+           (gFakeSystem->closingEndsReads && !gFakeSystem->ports.contains(file));
   };
   ++gFakeSystem->pendingReads;
-  WakeAllConditionVariable(&gFakeSystem->readsChanged);
-  while (!portIsClosed() && gFakeSystem->toRead.empty() && !gFakeSystem->readsFail &&
-         !gFakeSystem->readIsCancelled) {
+  while (!readFails() && gFakeSystem->toRead.empty() && !gFakeSystem->readIsCancelled) {
     SleepConditionVariableSRW(&gFakeSystem->readable, &gFakeSystem->portLock, INFINITE, 0);
   }
   --gFakeSystem->pendingReads;
-  WakeAllConditionVariable(&gFakeSystem->readsChanged);
-  if (portIsClosed() || gFakeSystem->readsFail ||
-      std::exchange(gFakeSystem->readIsCancelled, false)) {
+  if (readFails() || std::exchange(gFakeSystem->readIsCancelled, false)) {
     return FALSE;
   }
   const std::vector<std::uint8_t> next = gFakeSystem->toRead.front();
@@ -372,11 +384,44 @@ void cFakeSystem::FailReads() {
   WakeAllConditionVariable(&readable);
 }
 
-void cFakeSystem::WaitForRead(int reads) {
+void cFakeSystem::FailReadsOf(HANDLE port) {
   const cPortGuard guard(*this);
-  while (pendingReads != reads) {
-    SleepConditionVariableSRW(&readsChanged, &portLock, INFINITE, 0);
-  }
+  portsWhoseReadsFail.insert(port);
+  WakeAllConditionVariable(&readable);
+}
+
+void cFakeSystem::EndStalledWrites() {
+  const cPortGuard guard(*this);
+  stalledWritesEnd = true;
+  WakeAllConditionVariable(&readable);
+}
+
+HANDLE cFakeSystem::OpenPort() {
+  const cPortGuard guard(*this);
+  EXPECT_EQ(ports.size(), 1u);
+  return ports.empty() ? INVALID_HANDLE_VALUE : ports.begin()->first;
+}
+
+void cFakeSystem::WaitForRead(int reads) {
+  std::ignore = WaitUntil("as many reads wait as the test wants", [this, reads] {
+    const cPortGuard guard(*this);
+    return pendingReads == reads;
+  });
+}
+
+int cFakeSystem::OpenPortCount() {
+  const cPortGuard guard(*this);
+  return openPorts;
+}
+
+int cFakeSystem::PendingWrites() {
+  const cPortGuard guard(*this);
+  return pendingWrites;
+}
+
+int cFakeSystem::Cancels() {
+  const cPortGuard guard(*this);
+  return cancels;
 }
 
 std::size_t cFakeSystem::OpenThreads(LPTHREAD_START_ROUTINE routine) {
@@ -386,7 +431,10 @@ std::size_t cFakeSystem::OpenThreads(LPTHREAD_START_ROUTINE routine) {
                     [routine](const auto& open) { return open.second == routine; }));
 }
 
-void cFakeSystem::WaitForWatcher() { WaitForSingleObject(arrived, INFINITE); }
+void cFakeSystem::WaitForWatcher() {
+  std::ignore = WaitUntil("the watcher waits for its next look",
+                          [this] { return WaitForSingleObject(arrived, 1) == WAIT_OBJECT_0; });
+}
 
 void cFakeSystem::Look() {
   SetEvent(tick);

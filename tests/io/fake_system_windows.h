@@ -85,7 +85,7 @@ class cFakeSystem {
 
   // Ends one wait of the watcher and returns when it waits again: one look in between.
   void Look();
-  // Returns when the watcher waits.
+  // Returns when the watcher waits. This and WaitForRead fail the test when that takes too long.
   void WaitForWatcher();
   // Has the watcher's next wait fail.
   void FailNextWait() { SetEvent(failWait); }
@@ -93,11 +93,25 @@ class cFakeSystem {
   // Gives one read of an open port these bytes. Without any a read waits until its port is closed,
   // and fails then.
   void Receive(std::vector<std::uint8_t> bytes);
-  // Has every read of an open port fail from now on.
+  // Has every read of an open port fail from now on, or every read of `port`, which may have been
+  // closed meanwhile.
   void FailReads();
+  void FailReadsOf(HANDLE port);
+
+  // Ends the writes that wait (writesStall) as cancels do, and those that come.
+  void EndStalledWrites();
+
+  // The one port that is open.
+  [[nodiscard]] HANDLE OpenPort();
 
   // Returns when this many reads of open ports are waiting.
   void WaitForRead(int reads = 1);
+
+  [[nodiscard]] int OpenPortCount();
+
+  // How many writes are waiting (writesStall), and how many cancels there were.
+  [[nodiscard]] int PendingWrites();
+  [[nodiscard]] int Cancels();
 
   // How many handles of threads with this `routine` are open.
   [[nodiscard]] std::size_t OpenThreads(LPTHREAD_START_ROUTINE routine);
@@ -123,8 +137,11 @@ class cFakeSystem {
   std::optional<DWORD> shortWrite;  // how many bytes a write takes
   bool standInFails = false;        // what is opened for a closed port's number
 
+  // A write waits until it is cancelled, and fails then: the modem takes nothing.
+  bool writesStall = false;
+
   // How reads end, as on Windows: a cancel ends the one that waits, and so does the closing of its
-  // port. Under Wine neither does.
+  // port. Under Wine neither does. A write that waits is ended by a cancel only.
   int cancelsThatMiss = 0;  // so many; the clock of GetTickCount64 runs with Sleep meanwhile
   bool closingEndsReads = true;
 
@@ -181,7 +198,10 @@ class cFakeSystem {
   bool readsFail = false;
   int pendingReads = 0;
   bool readIsCancelled = false;
-  CONDITION_VARIABLE readsChanged = CONDITION_VARIABLE_INIT;
+  std::set<HANDLE> portsWhoseReadsFail;
+  int pendingWrites = 0;
+  bool writeIsCancelled = false;
+  bool stalledWritesEnd = false;
   std::set<HANDLE> standIns;  // that are open
   // Of fixed size: tests have memory run out, and count it.
   std::array<HANDLE, 100> events{};
