@@ -8,6 +8,7 @@
 
 #include "capture/connection.h"
 #include "capture/session_fixture.h"
+#include "support/at_allocation.h"
 #include "support/failing_allocation.h"
 
 namespace corvane {
@@ -507,6 +508,26 @@ TEST_F(OnDeviceDataTest, APacketThatTheStoreRefusesIsPrintedWithItsError) {
 TEST_F(OnDeviceDataTest, AnEmptyPacketIsRefusedByTheStoreAndNoReply) {
   session.outstanding = 1;
   EXPECT_EQ(Deliver({0x00, 0x00, 0x7E}), "error 160 writing item\n");
+  EXPECT_EQ(session.outstanding, 1U);
+}
+
+// Between the look-up of a request and the taking of its number the connection goes and another one
+// comes.
+TEST_F(OnDeviceDataTest, AQueueThatIsClearedDuringALookUpIsSentFromNumber0) {
+  Push({0x1D});
+  // Its bytes are being copied when it leaves the queue.
+  const cBufferReference kept = session.requestQueue.entries.front();
+  const test::cAtAllocation reconnection(1, [this] {
+    ClearRequests(session);
+    Push({0x00});
+    Push({0x7C});
+    OnDeviceData(&session, nullptr);
+    EXPECT_TRUE(broadband.writes.empty()) << "the first sender is not done";
+  });
+  OnDeviceData(&session, nullptr);
+  EXPECT_TRUE(reconnection.HasCome());
+  EXPECT_EQ(broadband.writes, std::vector<ByteVector>{Framed({0x00})});
+  EXPECT_EQ(session.nextRequest, 1U);
   EXPECT_EQ(session.outstanding, 1U);
 }
 
