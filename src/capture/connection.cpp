@@ -148,8 +148,8 @@ bool StartCapture(cCaptureSession& session, std::unique_ptr<std::ofstream> outpu
   if (session.capturing.exchange(true)) {
     return true;
   }
-  // OnConnected does nothing while there is no capture file. It is called again here for a transport
-  // that found its device before the file was there.
+  // OnConnected does nothing while there is no capture file. It is called again here for a
+  // transport that found its device before the file was there.
   if (session.transport != nullptr && session.transport->IsOpen()) {
     OnConnected(&session);
   }
@@ -213,20 +213,21 @@ void WaitForReaders(cCaptureSession& session) {
   session.readers.clear();
 }
 
-bool SendRequest(cCaptureSession& session, sSharedBuffer* request) {
+OwnedBuffer RecordAndFrame(cCaptureSession& session, sSharedBuffer* request) {
   if (request == nullptr) {
-    return false;
+    return nullptr;
   }
   {
     const std::lock_guard guard(session.storeLock);
     // A request that could not be recorded is sent all the same.
     std::ignore = session.AddItem(request, kAutomaticType);
   }
-  const OwnedBuffer frame = FramePacket(request);
-  if (frame == nullptr) {
-    return false;
-  }
-  return session.transport->Write(frame->data, frame->size);
+  return FramePacket(request);
+}
+
+bool SendRequest(cCaptureSession& session, sSharedBuffer* request) {
+  const OwnedBuffer frame = RecordAndFrame(session, request);
+  return frame != nullptr && session.transport->Write(frame->data, frame->size);
 }
 
 }  // namespace corvane

@@ -38,9 +38,12 @@ void ClearRequests(cCaptureSession& session);
 // The transport has been closed before, so that no connection adds one meanwhile.
 void WaitForReaders(cCaptureSession& session);
 
-// Records `request` in the store, frames it and writes it to the session's transport: every request
-// is in the capture file before it is on the wire. The request stays the caller's (who holds a
-// counted reference); null is refused. Returns whether the write succeeded.
+// Records `request` in the store and returns its frame, for the wire: every request is in the
+// capture file before that. The request stays the caller's (who holds a counted reference). None
+// for null, and when memory runs out.
+[[nodiscard]] OwnedBuffer RecordAndFrame(cCaptureSession& session, sSharedBuffer* request);
+
+// The same, and writes the frame to the session's transport. Returns whether the write succeeded.
 bool SendRequest(cCaptureSession& session, sSharedBuffer* request);
 
 }  // namespace corvane

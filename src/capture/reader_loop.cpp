@@ -8,12 +8,17 @@
 #include "capture/receive_path.h"
 #include "capture/session.h"
 #include "diag/packets.h"
+#include "diag/shared_buffer.h"
 
 namespace corvane {
 
 void cReaderLoop::Pump() {
   while (credit > 0 && IsConnected() && session.requestQueue.Size() != 0) {
     const sRequestQueue::sFound request = session.requestQueue.Find(sent);
+    // A connection that ended before the look-up: what was found may be the next one's.
+    if (!IsConnected()) {
+      return;
+    }
     // The request keeps its number and the credit stays: the next pump tries again, which comes
     // after the next read.
     if (request.outOfMemory) {
@@ -25,7 +30,18 @@ void cReaderLoop::Pump() {
     if (!request.copy) {
       return;
     }
-    SendRequest(session, request.copy.Get());
+    Send(request.copy.Get());
+  }
+}
+
+// A failed write counts as sent.
+void cReaderLoop::Send(sSharedBuffer* request) {
+  if (port == nullptr) {
+    std::ignore = SendRequest(session, request);
+    return;
+  }
+  if (const OwnedBuffer frame = RecordAndFrame(session, request)) {
+    std::ignore = port->Write(frame->data, frame->size);
   }
 }
 

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <array>
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -9,11 +8,30 @@
 namespace corvane {
 
 class cCaptureSession;
+struct sSharedBuffer;
+
+// The port of one connection, which its reader writes to: never that of a later connection.
+class cReaderPort {
+ public:
+  cReaderPort() = default;
+  cReaderPort(const cReaderPort&) = delete;
+  cReaderPort& operator=(const cReaderPort&) = delete;
+
+  // True for good once the connection is over, which another thread may bring about at any time. It
+  // is true before the queue has a request of the next connection.
+  [[nodiscard]] virtual bool HasEnded() const = 0;
+
+  // True only when all `length` bytes were written. Once the connection has ended nothing is.
+  [[nodiscard]] virtual bool Write(const void* data, std::uint32_t length) = 0;
+
+ protected:
+  ~cReaderPort() = default;
+};
 
 // What the reader thread of a serial port does between its reads: it sends the session's requests,
 // one for each reply, and stores the packets that were read. A new one starts with each connection.
 //
-//   cReaderLoop loop(session);
+//   cReaderLoop loop(session, &port);
 //   for (;;) {
 //     loop.Pump();
 //     <read up to loop.Room().size() bytes into loop.Room(); end when that fails or gives none>
@@ -26,18 +44,17 @@ class cReaderLoop {
  public:
   static constexpr std::size_t kBufferSize = 8192;
 
-  // `connectionHasEnded`, if there is one, is set by another thread when the connection is over,
-  // and outlives the loop.
-  explicit cReaderLoop(cCaptureSession& captureSession,
-                       const std::atomic<bool>* connectionHasEnded = nullptr)
-      : session(captureSession), hasEnded(connectionHasEnded) {}
+  // `connectionsPort` outlives the loop. Without one the loop writes to the session's transport, as
+  // for one that is no serial port.
+  explicit cReaderLoop(cCaptureSession& captureSession, cReaderPort* connectionsPort = nullptr)
+      : session(captureSession), port(connectionsPort) {}
   cReaderLoop(const cReaderLoop&) = delete;
   cReaderLoop& operator=(const cReaderLoop&) = delete;
 
   // Sends queued requests for as long as there is credit: one at the start, then one for each
   // reply. Nothing times a request out: one that is never answered keeps back all that follow it
-  // until the next connection. Once the connection has ended nothing is sent: the queue is a later
-  // connection's.
+  // until the next connection. Once the connection has ended no request is taken from the queue,
+  // which is a later connection's; one that was taken before is recorded, and its write fails.
   void Pump();
 
   // Where the next bytes go: what the kept bytes leave free of the buffer. Empty when a whole
@@ -51,10 +68,11 @@ class cReaderLoop {
   void Received(std::size_t count);
 
  private:
-  [[nodiscard]] bool IsConnected() const { return hasEnded == nullptr || !*hasEnded; }
+  [[nodiscard]] bool IsConnected() const { return port == nullptr || !port->HasEnded(); }
+  void Send(sSharedBuffer* request);
 
   cCaptureSession& session;
-  const std::atomic<bool>* hasEnded;
+  cReaderPort* port;
   std::uint32_t credit = 1;
   std::uint32_t sent = 0;  // sequence number of the next request
   std::size_t kept = 0;

@@ -17,8 +17,9 @@ class cReaderThread {
 
   [[nodiscard]] virtual bool HasEnded() const = 0;
 
-  // Returns when the thread has ended, however long that takes, and goes on ending its read until
-  // then. The thread's port has been closed before. No lock may be held that the thread takes.
+  // Returns when the thread has ended, however long that takes, and goes on ending its read or
+  // write of the port until then. The thread's port has been closed before. No lock may be held
+  // that the thread takes.
   virtual void WaitForEnd() = 0;
 };
 

@@ -3,10 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <atomic>
 #include <vector>
 
 #include "capture/session_fixture.h"
+#include "support/at_allocation.h"
 #include "support/failing_allocation.h"
 
 namespace corvane {
@@ -39,12 +39,47 @@ const ByteVector kLogPacket = {0x10, 0x00, 0x04, 0x00, 0x04, 0x00, 0x34, 0x12};
 const ByteVector kReply = {0x4B, 0x0F, 0x00, 0x00, 0x01};
 const ByteVector kEventReply = {0x60, 0x00, 0x00};
 
-TEST_F(ReaderLoopTest, OnceItsConnectionHasEndedNothingIsSent) {
-  std::atomic<bool> hasEnded = false;
-  cReaderLoop ended(session, &hasEnded);
+// The port of a connection that ends when the test says so.
+class cFakePort final : public cReaderPort {
+ public:
+  [[nodiscard]] bool HasEnded() const override { return hasEnded; }
+  [[nodiscard]] bool Write(const void* data, std::uint32_t length) override {
+    const auto* const first = static_cast<const std::uint8_t*>(data);
+    writes.emplace_back(first, first + length);
+    hasEnded = hasEnded || writes.size() == endsAtWrite;
+    return !hasEnded;
+  }
+
+  bool hasEnded = false;
+  std::size_t endsAtWrite = 0;
+  std::vector<ByteVector> writes;
+};
+
+class ReaderLoopWithPortTest : public ReaderLoopTest {
+ protected:
+  // One read, and no pump.
+  void Receive(const ByteVector& bytes) {
+    std::copy(bytes.begin(), bytes.end(), ported.Room().begin());
+    ported.Received(bytes.size());
+  }
+
+  cFakePort port;
+  cReaderLoop ported{session, &port};
+};
+
+TEST_F(ReaderLoopWithPortTest, RequestsGoToThePortAndNotToTheTransport) {
   Push({0x1D});
-  hasEnded = true;
-  ended.Pump();
+  ported.Pump();
+  EXPECT_EQ(port.writes, std::vector<ByteVector>{Framed({0x1D})});
+  EXPECT_TRUE(serial.writes.empty());
+  EXPECT_EQ(Stored(), std::vector<ByteVector>{{0x1D}});
+}
+
+TEST_F(ReaderLoopWithPortTest, OnceItsConnectionHasEndedNothingIsSent) {
+  Push({0x1D});
+  port.hasEnded = true;
+  ported.Pump();
+  EXPECT_TRUE(port.writes.empty());
   EXPECT_TRUE(serial.writes.empty());
   EXPECT_EQ(Stored(), std::vector<ByteVector>{});
 
@@ -52,26 +87,44 @@ TEST_F(ReaderLoopTest, OnceItsConnectionHasEndedNothingIsSent) {
   EXPECT_EQ(serial.writes.size(), 1U) << "a later connection finds the request in its place";
 }
 
-TEST_F(ReaderLoopTest, AConnectionThatEndsDuringAWriteIsSentNoMore) {
-  std::atomic<bool> hasEnded = false;
-  cReaderLoop ending(session, &hasEnded);
-  const ByteVector twoReplies = Joined({Framed(kReply), Framed(kReply)});
-  std::copy(twoReplies.begin(), twoReplies.end(), ending.Room().begin());
-  ending.Received(twoReplies.size());
+TEST_F(ReaderLoopWithPortTest, AConnectionThatEndsDuringALookUpIsSentNothing) {
+  Push({0x1D});
+  const test::cAtAllocation ending(1, [this] { port.hasEnded = true; });
+  ported.Pump();
+  EXPECT_TRUE(ending.HasCome());
+  EXPECT_TRUE(port.writes.empty());
+  EXPECT_EQ(Stored(), std::vector<ByteVector>{}) << "it may be a request of the next connection";
+}
+
+TEST_F(ReaderLoopWithPortTest, AConnectionThatEndsDuringAWriteIsSentNoMore) {
+  Receive(Joined({Framed(kReply), Framed(kReply)}));
   Push({0x1D});
   Push({0x00});
   Push({0x7C});
-  serial.duringWrite = [&] { hasEnded = serial.writeCount == 2; };
-  ending.Pump();
-  EXPECT_EQ(serial.writes.size(), 2U);
+  port.endsAtWrite = 2;
+  ported.Pump();
+  EXPECT_EQ(port.writes.size(), 2U);
 }
 
-TEST_F(ReaderLoopTest, WhatWasReadBeforeItsConnectionEndedIsStored) {
-  std::atomic<bool> hasEnded = true;
-  cReaderLoop ended(session, &hasEnded);
-  const ByteVector frame = Framed(kLogPacket);
-  std::copy(frame.begin(), frame.end(), ended.Room().begin());
-  ended.Received(frame.size());
+TEST_F(ReaderLoopWithPortTest, WithoutMemoryForTheFrameNothingIsWritten) {
+  bool frameFailed = false;
+  bool failed = true;
+  for (std::uint32_t nth = 1; failed; ++nth) {
+    Push({0x1D});
+    cReaderLoop fresh(session, &port);
+    port.writes.clear();
+    cAllocationFailure failure(eHeap::Blocks, nth);
+    fresh.Pump();
+    failed = failure.Disarm();
+    EXPECT_EQ(port.writes.empty(), failed);
+    frameFailed = frameFailed || (failed && !Stored().empty());
+  }
+  EXPECT_TRUE(frameFailed);
+}
+
+TEST_F(ReaderLoopWithPortTest, WhatWasReadBeforeItsConnectionEndedIsStored) {
+  port.hasEnded = true;
+  Receive(Framed(kLogPacket));
   EXPECT_EQ(Stored(), std::vector<ByteVector>{kLogPacket});
 }
 

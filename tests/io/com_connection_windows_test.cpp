@@ -9,22 +9,25 @@
 
 #include "io/fake_system_windows.h"
 #include "io/serial/serial_calls.h"
+#include "support/wait_until.h"
 
 namespace corvane {
 namespace {
 
 using test::cFakeSystem;
+using test::WaitUntil;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
 constexpr int kAllCancels = 1'000'000;
 
-// A connection, and a reader that makes one read.
+// A connection, and a reader that makes one read or write.
 class ComConnection : public ::testing::Test {
  protected:
   ~ComConnection() override {
     if (reader.joinable()) {
       system.closingEndsReads = true;
+      system.EndStalledWrites();
       connection.Close();
       reader.join();
     }
@@ -36,6 +39,17 @@ class ComConnection : public ::testing::Test {
       SetEvent(left.Get());
     });
     system.WaitForRead();
+  }
+
+  // Until the modem takes the byte, which it does not.
+  void StartWriting() {
+    system.writesStall = true;
+    result = true;
+    reader = std::thread([this] {
+      result = connection.WriteAsReader("x", 1);
+      SetEvent(left.Get());
+    });
+    EXPECT_TRUE(WaitUntil("the write waits", [this] { return system.PendingWrites() == 1; }));
   }
 
   void JoinReader() { reader.join(); }
@@ -90,7 +104,7 @@ TEST_F(ComConnection, AfterItsEndNoWriteBegins) {
 TEST_F(ComConnection, AReaderThatIsNotReadingIsNotCancelled) {
   system.Receive({0x1D});
   ASSERT_TRUE(connection.Read(room, received));
-  connection.CancelRead(readerThread);
+  connection.Cancel(readerThread);
   connection.End(readerThread);
   EXPECT_EQ(system.cancels, 0);
 }
@@ -102,6 +116,53 @@ TEST_F(ComConnection, ItsEndCancelsThePendingRead) {
   EXPECT_FALSE(result);
   EXPECT_EQ(system.cancelledThread, readerThread);
   EXPECT_THAT(system.ports, ::testing::SizeIs(1)) << "the port itself is closed later";
+}
+
+TEST_F(ComConnection, ItsEndCancelsThePendingWriteOfItsReader) {
+  StartWriting();
+  connection.End(readerThread);
+  ASSERT_TRUE(HasLeft(60'000));
+  JoinReader();
+  EXPECT_FALSE(result);
+  EXPECT_EQ(system.cancelledThread, readerThread);
+  EXPECT_THAT(system.written, IsEmpty());
+}
+
+TEST_F(ComConnection, AWriteThatACancelMissesIsCancelledAgain) {
+  system.cancelsThatMiss = 3;
+  StartWriting();
+  connection.End(readerThread);
+  ASSERT_TRUE(HasLeft(60'000));
+  EXPECT_GE(system.Cancels(), 4);
+}
+
+TEST_F(ComConnection, AWriteCanBeCancelledAfterThePortWasClosed) {
+  system.cancelsThatMiss = kAllCancels;
+  StartWriting();
+  connection.End(readerThread);
+  connection.Close();
+  EXPECT_FALSE(HasLeft());
+  system.cancelsThatMiss = 0;
+  connection.Cancel(readerThread);
+  ASSERT_TRUE(HasLeft(60'000));
+  JoinReader();
+  EXPECT_FALSE(result);
+}
+
+TEST_F(ComConnection, AReaderThatHasWrittenIsNotCancelled) {
+  EXPECT_TRUE(connection.WriteAsReader("x", 1));
+  connection.Cancel(readerThread);
+  connection.End(readerThread);
+  EXPECT_EQ(system.cancels, 0);
+  EXPECT_FALSE(connection.WriteAsReader("y", 1));
+  EXPECT_EQ(system.written.size(), 1u);
+}
+
+// The reader may be writing the capture file meanwhile.
+TEST_F(ComConnection, AWriteOfAnotherThreadCancelsNothingOfTheReader) {
+  system.duringWrite = [this] { connection.End(readerThread); };
+  EXPECT_TRUE(connection.Write("x", 1));
+  EXPECT_EQ(system.cancels, 0);
 }
 
 TEST_F(ComConnection, WithoutAReaderItsEndCancelsNothing) {
@@ -136,7 +197,7 @@ TEST_F(ComConnection, AReadCanBeCancelledAfterThePortWasClosed) {
   connection.End(readerThread);
   connection.Close();
   system.cancelsThatMiss = 0;
-  connection.CancelRead(readerThread);
+  connection.Cancel(readerThread);
   JoinReader();
   EXPECT_FALSE(result);
 }

@@ -35,45 +35,56 @@ FileHandle OpenStandIn() {
 
 }  // namespace
 
+HANDLE cComConnection::BeginCall(unsigned& users) {
+  const std::lock_guard guard(usersLock);
+  if (hasEnded) {
+    return nullptr;
+  }
+  ++users;
+  return port.Get();
+}
+
+void cComConnection::EndCall(unsigned& users) {
+  const std::lock_guard guard(usersLock);
+  --users;
+  if (readersCalls + otherWriters == 0) {
+    standIn.Reset();
+  }
+}
+
 bool cComConnection::Read(std::span<std::uint8_t> room, DWORD& received) {
   received = 0;
-  HANDLE shared = nullptr;
-  {
-    const std::lock_guard guard(usersLock);
-    if (hasEnded) {
-      return false;
-    }
-    isReading = true;
-    shared = port.Get();
+  const HANDLE shared = BeginCall(readersCalls);
+  if (shared == nullptr) {
+    return false;
   }
   const BOOL read = SerialCalls().ReadFile(shared, room.data(), static_cast<DWORD>(room.size()),
                                            &received, nullptr);
-  const std::lock_guard guard(usersLock);
-  isReading = false;
-  LetGoOfStandIn();
+  EndCall(readersCalls);
   return read != FALSE;
 }
 
+bool cComConnection::WriteAsReader(const void* data, std::uint32_t length) {
+  return WriteAsOneOf(readersCalls, data, length);
+}
+
 bool cComConnection::Write(const void* data, std::uint32_t length) {
-  HANDLE shared = nullptr;
-  {
-    const std::lock_guard guard(usersLock);
-    if (hasEnded) {
-      return false;
-    }
-    ++writers;
-    shared = port.Get();
+  return WriteAsOneOf(otherWriters, data, length);
+}
+
+bool cComConnection::WriteAsOneOf(unsigned& users, const void* data, std::uint32_t length) {
+  const HANDLE shared = BeginCall(users);
+  if (shared == nullptr) {
+    return false;
   }
   DWORD written = 0;
   const BOOL wrote = SerialCalls().WriteFile(shared, data, length, &written, nullptr);
-  const std::lock_guard guard(usersLock);
-  --writers;
-  LetGoOfStandIn();
+  EndCall(users);
   return wrote != FALSE && written == length;
 }
 
-// The cancel is repeated: on Windows it misses a reader that has set isReading and is not in
-// ReadFile yet. The repeats end after kCancelTimeMs: Wine cannot cancel a read of a serial line.
+// The cancel is repeated: on Windows it misses a reader that has shown its call and is not in it
+// yet. The repeats end after kCancelTimeMs: Wine cannot cancel a read of a serial line.
 void cComConnection::End(HANDLE reader) {
   {
     const std::lock_guard guard(usersLock);
@@ -96,25 +107,20 @@ void cComConnection::Close() {
   }
   closing.Reset();
   const std::lock_guard guard(usersLock);
-  if (IsUsed()) {
+  if (readersCalls + otherWriters != 0) {
     standIn = OpenStandIn();
   }
 }
 
-void cComConnection::CancelRead(HANDLE reader) { std::ignore = TryCancel(reader); }
-
-void cComConnection::LetGoOfStandIn() {
-  if (!IsUsed()) {
-    standIn.Reset();
-  }
-}
+void cComConnection::Cancel(HANDLE reader) { std::ignore = TryCancel(reader); }
 
 bool cComConnection::TryCancel(HANDLE reader) {
   const std::lock_guard guard(usersLock);
-  if (isReading) {
+  const bool isInCall = readersCalls != 0;
+  if (isInCall) {
     SerialCalls().CancelSynchronousIo(reader);
   }
-  return isReading;
+  return isInCall;
 }
 
 }  // namespace corvane

@@ -21,7 +21,7 @@ namespace corvane {
 // read on a port that is being closed fails.
 //
 // A reader may be waiting for `lock`, so nobody waits for a reader's end while holding it.
-// ClosePort waits only until the reader has left its read, and for at most
+// ClosePort waits only until the reader has left its read or write of the port, and for at most
 // cComConnection::kCancelTimeMs.
 class cComIO final : public cIO {
  public:
@@ -40,14 +40,16 @@ class cComIO final : public cIO {
   // and handlers. Without a watcher nothing happens.
   void Close() override;
 
-  // One synchronous write. A failed or short one closes the port that it went to, if that is still
-  // the open one, and reports a disconnection; the watcher opens it again if it is still present.
+  // One synchronous write to what is open at that moment, by any thread but a reader: that one
+  // writes to its own connection (reader_thread.h). A failed or short one closes the port that it
+  // went to, if that is still the open one, and reports a disconnection; the watcher opens it again
+  // if it is still present.
   [[nodiscard]] bool Write(const void* data, std::uint32_t length) override;
 
   [[nodiscard]] bool IsOpen() const override;
 
-  // Closes the port, if it is open, ends the reader's blocked read and reports the disconnection.
-  // The watcher goes on watching.
+  // Closes the port, if it is open, ends the reader's blocked read or write of it and reports the
+  // disconnection. The watcher goes on watching.
   void ClosePort();
 
   // The same, if `ended` is the open port; a later one is left alone.
@@ -56,8 +58,8 @@ class cComIO final : public cIO {
   // The open port; null while closed.
   [[nodiscard]] std::shared_ptr<cComConnection> Connection() const;
 
-  // The thread whose blocked read ClosePort has to end, or null. The handle stays the caller's and
-  // must stay open until the port is closed.
+  // The thread whose blocked read or write ClosePort has to end, or null. The handle stays the
+  // caller's and must stay open until the port is closed.
   void SetReaderThread(HANDLE reader);
 
  private:

@@ -1,6 +1,8 @@
 #include "io/serial/reader_thread.h"
 
+#include <cstdint>
 #include <new>
+#include <span>
 #include <utility>
 
 #include "capture/reader_loop.h"
@@ -29,7 +31,7 @@ class cSerialReader final : public cReaderThread {
   void WaitForEnd() override {
     while (KernelCalls().WaitForSingleObject(thread.Get(), kCancelIntervalMs) == WAIT_TIMEOUT) {
       if (task.connection != nullptr) {
-        task.connection->CancelRead(thread.Get());
+        task.connection->Cancel(thread.Get());
       }
     }
   }
@@ -39,27 +41,59 @@ class cSerialReader final : public cReaderThread {
   KernelHandle thread;
 };
 
+// A connection of the serial port, as its reader uses it: a read or write that fails closes the
+// port, if that is still the open one, and reports a disconnection.
+class cConnectionPort final : public cReaderPort {
+ public:
+  cConnectionPort(cComIO& portsTransport, cComConnection& portsConnection)
+      : transport(portsTransport), connection(portsConnection) {}
+
+  [[nodiscard]] bool HasEnded() const override { return connection.HasEnded(); }
+
+  [[nodiscard]] bool Write(const void* data, std::uint32_t length) override {
+    return OrClose(connection.WriteAsReader(data, length));
+  }
+
+  [[nodiscard]] bool Read(std::span<std::uint8_t> room, DWORD& received) {
+    return OrClose(connection.Read(room, received));
+  }
+
+ private:
+  [[nodiscard]] bool OrClose(bool isDone) {
+    if (!isDone) {
+      transport.ClosePort(connection);
+    }
+    return isDone;
+  }
+
+  cComIO& transport;
+  cComConnection& connection;
+};
+
+// A read that fails ends the reading, as it does when the port is closed meanwhile. So does one
+// that gives nothing: the buffer is full of a frame that never ends.
+void ReadUntilTheEnd(cCaptureSession& session, cConnectionPort& port) {
+  cReaderLoop loop(session, &port);
+  loop.Pump();
+  DWORD received = 0;
+  while (port.Read(loop.Room(), received) && received != 0) {
+    loop.Received(received);
+    loop.Pump();
+  }
+}
+
 }  // namespace
 
-// A port that is closed meanwhile ends the read with an error; one whose buffer is full of a frame
-// that never ends gives nothing. A transport of another kind delivers its data on its own: for it
-// the thread only sends.
+// A transport of another kind delivers its data on its own: for it the thread only sends.
 DWORD WINAPI ReaderThread(void* context) {
   const auto& task = *static_cast<sReaderTask*>(context);
-  cComConnection* const connection = task.connection.get();
-  cReaderLoop loop(task.session, connection == nullptr ? nullptr : &connection->HasEnded());
-  for (;;) {
-    loop.Pump();
-    DWORD received = 0;
-    if (connection != nullptr && !connection->Read(loop.Room(), received)) {
-      static_cast<cComIO&>(*task.session.transport).ClosePort(*connection);
-      return 0;
-    }
-    if (received == 0) {
-      return 0;
-    }
-    loop.Received(received);
+  if (task.connection == nullptr) {
+    cReaderLoop(task.session).Pump();
+    return 0;
   }
+  cConnectionPort port(static_cast<cComIO&>(*task.session.transport), *task.connection);
+  ReadUntilTheEnd(task.session, port);
+  return 0;
 }
 
 std::unique_ptr<cReaderThread> StartReaderThread(cCaptureSession& session) {

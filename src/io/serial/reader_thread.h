@@ -9,7 +9,7 @@
 
 namespace corvane {
 
-// What a reader reads: the port of one connection, never that of a later one.
+// What a reader reads and writes: the port of one connection, never that of a later one.
 struct sReaderTask {
   cCaptureSession& session;                    // outlives the thread, as its transport does
   std::shared_ptr<cComConnection> connection;  // null: the transport is no serial port, or closed
