@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <memory>
 #include <string>
 #include <thread>
@@ -14,7 +15,9 @@
 #include "io/device_selection.h"
 #include "io/fake_system_windows.h"
 #include "io/serial/com_io.h"
+#include "support/at_allocation.h"
 #include "support/failing_allocation.h"
+#include "support/wait_until.h"
 
 namespace corvane {
 namespace {
@@ -22,6 +25,7 @@ namespace {
 using test::cFakeSystem;
 using test::sThreadAsked;
 using test::UsbPort;
+using test::WaitUntil;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
@@ -55,7 +59,17 @@ class ReaderThreadTest : public ::testing::Test {
 
   HANDLE Reader() { return system.ThreadOf(ReaderThread).made; }
 
-  void WaitForReader() { WaitForSingleObject(Reader(), INFINITE); }
+  void WaitForReader() { WaitForEndOf(Reader()); }
+
+  static bool HasEnded(HANDLE thread) { return WaitForSingleObject(thread, 0) == WAIT_OBJECT_0; }
+  static void WaitForEndOf(HANDLE thread) {
+    ASSERT_TRUE(WaitUntil("the reader has ended", [thread] { return HasEnded(thread); }));
+  }
+
+  void Push(const std::vector<std::uint8_t>& request) {
+    ASSERT_TRUE(
+        PushRequest(session.requestQueue, cBufferReference(MakeBuffer(request, kOriginLibrary))));
+  }
 
   // Loses the port, and finds it again.
   void Reopen() {
@@ -157,7 +171,7 @@ TEST_F(ReaderThreadTest, AnEarlierReaderReadsOnceMoreAndLeavesThePresentOneAlone
   Reopen();
   ::testing::internal::CaptureStdout();
   system.Receive({0x55});
-  WaitForSingleObject(earlier, INFINITE);
+  WaitForEndOf(earlier);
   EXPECT_EQ(::testing::internal::GetCapturedStdout(), "") << "no disconnection is reported";
   EXPECT_TRUE(Port().IsOpen());
   EXPECT_THAT(system.readLengthsAsked, ElementsAre(8192u));
@@ -171,28 +185,99 @@ TEST_F(ReaderThreadTest, AnEarlierReaderWhoseReadFailsLeavesThePresentOneAlone) 
   system.WaitForRead();
   Reopen();
   system.FailReads();
-  WaitForSingleObject(earlier, INFINITE);
+  WaitForEndOf(earlier);
   EXPECT_TRUE(Port().IsOpen());
 }
 
+// A reply, in its frame.
+const std::vector<std::uint8_t> kReplyFrame = {0x00, 0x78, 0xF0, 0x7E};
+
 TEST_F(ReaderThreadTest, AReaderOfAnEarlierConnectionSendsNothingMore) {
-  // A reader that is writing a request while its port goes and comes back.
-  const std::uint8_t request[] = {0x1D};
-  ASSERT_TRUE(
-      PushRequest(session.requestQueue, cBufferReference(MakeBuffer(request, kOriginLibrary))));
-  const KernelHandle isWriting(CreateEventW(nullptr, TRUE, FALSE, nullptr));
-  const KernelHandle mayGoOn(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+  // Three replies in one read let three more requests go, and the port goes and comes back while
+  // the first of these is written.
+  std::vector<std::uint8_t> replies;
+  for (int reply = 0; reply < 3; ++reply) {
+    replies.insert(replies.end(), kReplyFrame.begin(), kReplyFrame.end());
+  }
+  system.Receive(replies);
+  for (std::uint8_t number = 0; number < 6; ++number) {
+    Push({0x1D, number});
+  }
+  // The write takes its time.
+  system.cancelsThatMiss = 1'000'000;
+  std::atomic<int> writes = 0;
+  std::atomic<bool> mayGoOn = false;
   system.duringWrite = [&] {
-    SetEvent(isWriting.Get());
-    WaitForSingleObject(mayGoOn.Get(), INFINITE);
+    if (++writes == 2) {
+      EXPECT_TRUE(WaitUntil("the port is back", [&] { return mayGoOn.load(); }));
+    }
   };
   ASSERT_TRUE(Start());
-  WaitForSingleObject(isWriting.Get(), INFINITE);
+  ASSERT_TRUE(WaitUntil("the second request is written", [&] { return writes == 2; }));
   Reopen();
-  SetEvent(mayGoOn.Get());
+  for (std::uint8_t number = 0; number < 6; ++number) {
+    Push({0x7C, number});
+  }
+  mayGoOn = true;
   WaitForReader();
   EXPECT_TRUE(Port().IsOpen());
-  EXPECT_THAT(system.readLengthsAsked, IsEmpty());
+  EXPECT_THAT(system.readLengthsAsked, ElementsAre(8192u));
+  ASSERT_EQ(system.written.size(), 2u);
+  EXPECT_THAT(system.written[0], ::testing::Contains(0x1D));
+  EXPECT_THAT(system.written[1], ::testing::Contains(0x1D));
+}
+
+// The connection ends at each moment between two requests in turn: during the look-up of a request,
+// and while its frame is made.
+TEST_F(ReaderThreadTest, ARequestOfAnEarlierConnectionIsNotWrittenToALaterOne) {
+  std::uint32_t moments = 0;
+  for (bool hasCome = true; hasCome;) {
+    Push({0x1D});
+    // Its bytes are being copied when it leaves the queue.
+    const cBufferReference kept = session.requestQueue.entries.front();
+    const std::size_t before = system.written.size();
+    const test::cAtAllocation reopening(moments + 1, [this] { Reopen(); });
+    ASSERT_TRUE(Start());
+    ASSERT_TRUE(WaitUntil("the reader reads or has ended",
+                          [&] { return HasEnded(Reader()) || system.written.size() != before; }));
+    hasCome = reopening.HasCome();
+    if (hasCome) {
+      ++moments;
+      WaitForReader();
+      EXPECT_EQ(system.written.size(), before) << "moment " << moments;
+      EXPECT_TRUE(Port().IsOpen()) << "moment " << moments;
+    } else {
+      EXPECT_EQ(system.written.size(), before + 1);
+    }
+    ClearRequests(session);
+  }
+  EXPECT_GE(moments, 2u);
+}
+
+TEST_F(ReaderThreadTest, AReaderThatIsBlockedInAWriteIsEndedByTheClosing) {
+  system.writesStall = true;
+  Push({0x1D});
+  ASSERT_TRUE(Start());
+  ASSERT_TRUE(WaitUntil("the write waits", [this] { return system.PendingWrites() == 1; }));
+  system.calls.clear();
+  std::thread closing([this] { Port().ClosePort(); });
+  EXPECT_TRUE(WaitUntil("the reader has ended", [this] { return HasEnded(Reader()); }));
+  system.EndStalledWrites();
+  closing.join();
+  ASSERT_THAT(system.calls, ::testing::SizeIs(::testing::Ge(2u)));
+  EXPECT_EQ(system.calls.front(), "cancel");
+  EXPECT_EQ(system.calls.back(), "close");
+  EXPECT_EQ(system.cancelledThread, Reader());
+}
+
+TEST_F(ReaderThreadTest, TheEndOfTheDeviceGoesOnCancellingTheWriteItWaitsFor) {
+  system.writesStall = true;
+  system.cancelsThatMiss = 105;
+  SetupSession(session);
+  ASSERT_TRUE(WaitUntil("the write waits", [this] { return system.PendingWrites() == 1; }));
+  EXPECT_TRUE(SetDevice(session, nullptr));
+  EXPECT_GT(system.cancels, 105);
+  EXPECT_EQ(system.OpenThreads(ReaderThread), 0u);
 }
 
 TEST_F(ReaderThreadTest, AReaderOfAnEarlierConnectionSendsNoRequestOfThePresentOne) {
@@ -202,11 +287,9 @@ TEST_F(ReaderThreadTest, AReaderOfAnEarlierConnectionSendsNoRequestOfThePresentO
   const HANDLE earlier = Reader();
   system.WaitForRead();
   Reopen();
-  const std::uint8_t request[] = {0x1D};
-  ASSERT_TRUE(
-      PushRequest(session.requestQueue, cBufferReference(MakeBuffer(request, kOriginLibrary))));
+  Push({0x1D});
   system.Receive({0x1D, 0x1C, 0x3B, 0x7E});
-  WaitForSingleObject(earlier, INFINITE);
+  WaitForEndOf(earlier);
   EXPECT_THAT(system.written, IsEmpty());
   EXPECT_EQ(session.requestQueue.Size(), 1u);
 }
@@ -222,23 +305,63 @@ TEST_F(ReaderThreadTest, TheEndOfTheDeviceGoesOnCancellingTheReadItWaitsFor) {
   EXPECT_THAT(session.readers, IsEmpty());
 }
 
-TEST_F(ReaderThreadTest, TheEndOfTheDeviceWaitsForTheReadersOfAllConnections) {
-  system.closingEndsReads = false;
-  system.cancelsThatMiss = 1'000'000;
-  SetupSession(session);
-  system.WaitForRead(1);
-  Reopen();
-  SetupSession(session);
-  system.WaitForRead(2);
-  std::thread closing([this] { EXPECT_TRUE(SetDevice(session, nullptr)); });
-  // Each of these ends one reader; with the last one the wait is over.
-  system.Receive({});
-  system.WaitForRead(1);
-  EXPECT_GE(system.OpenThreads(ReaderThread), 1u);
-  system.Receive({});
-  closing.join();
-  EXPECT_EQ(system.OpenThreads(ReaderThread), 0u);
-  EXPECT_EQ(system.pendingReads, 0);
+// Two readers, of an earlier connection and of the present one, whose reads nothing but the test
+// ends.
+class TwoReadersTest : public ReaderThreadTest {
+ protected:
+  struct sReading {
+    HANDLE thread;
+    HANDLE port;
+  };
+
+  void SetUp() override {
+    ReaderThreadTest::SetUp();
+    system.closingEndsReads = false;
+    system.cancelsThatMiss = 1'000'000;
+    earlier = StartReading(1);
+    Reopen();
+    present = StartReading(2);
+  }
+
+  // Ends the device, and the two readers one after the other: it is waited for both.
+  void EndTheDeviceWhile(const sReading& first, const sReading& second) {
+    std::atomic<bool> hasReturned = false;
+    std::thread closing([&] {
+      EXPECT_TRUE(SetDevice(session, nullptr));
+      hasReturned = true;
+    });
+    EXPECT_TRUE(WaitUntil("the port is closed", [this] { return system.OpenPortCount() == 0; }));
+    system.FailReadsOf(first.port);
+    EXPECT_TRUE(
+        WaitUntil("the first reader has ended", [&first] { return HasEnded(first.thread); }));
+    // Who waits for a reader cancels its read every few milliseconds.
+    const int before = system.Cancels();
+    EXPECT_TRUE(WaitUntil("the second reader is waited for",
+                          [&] { return hasReturned || system.Cancels() >= before + 3; }));
+    EXPECT_FALSE(hasReturned);
+    system.FailReadsOf(second.port);
+    closing.join();
+    EXPECT_EQ(system.OpenThreads(ReaderThread), 0u);
+    EXPECT_EQ(system.pendingReads, 0);
+  }
+
+  sReading earlier{};
+  sReading present{};
+
+ private:
+  sReading StartReading(int reads) {
+    SetupSession(session);
+    system.WaitForRead(reads);
+    return {Reader(), system.OpenPort()};
+  }
+};
+
+TEST_F(TwoReadersTest, TheEndOfTheDeviceWaitsForTheEarlierReader) {
+  EndTheDeviceWhile(present, earlier);
+}
+
+TEST_F(TwoReadersTest, TheEndOfTheDeviceWaitsForThePresentReader) {
+  EndTheDeviceWhile(earlier, present);
 }
 
 TEST_F(ReaderThreadTest, AFailedReadClosesThePortReportsItAndEndsTheThread) {
