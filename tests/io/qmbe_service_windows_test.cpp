@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <mutex>
+#include <optional>
 #include <thread>
 
 #include "io/qmbe_fixture_windows.h"
+#include "support/failing_allocation.h"
 
 namespace corvane::test {
 namespace {
@@ -165,6 +167,60 @@ TEST_F(QmbeOpenService, AnObjectWithoutIdentityIsNotOurService) {
       S_OK);
   EXPECT_FALSE(transport->IsOpen());
   EXPECT_TRUE(object.lockWasFree);
+}
+
+TEST_F(QmbeOpenService, WithoutMemoryToShareTheServiceItFails) {
+  Serve();
+  std::optional<cAllocationFailure> noMemory;
+  // The service's ID is the last string before the service is looked for.
+  gImports.whenString = [&](BSTR text) {
+    if (std::wstring(text) == L"{2D0C12C9-0E6A-495A-915C-8D174FE5D63C}") {
+      noMemory.emplace(eHeap::New, 1);
+    }
+  };
+  transport->SetDataHandler(nullptr, nullptr);
+  const bool isOpen = transport->Open(
+      kWantedId, [](void*) {}, nullptr, [](void*) {}, nullptr);
+  ASSERT_TRUE(noMemory);
+  EXPECT_TRUE(noMemory->Disarm());
+  EXPECT_FALSE(isOpen);
+  EXPECT_THAT(service->Log("gone Service"), SizeIs(1));
+  EXPECT_THAT(service->Log("call OpenCommandSession"), IsEmpty());
+}
+
+// An object that counts the calls of its users.
+struct sCountedObject {
+  unsigned AddRef() { return ++added; }
+  unsigned Release() { return ++released; }
+  unsigned added = 0;
+  unsigned released = 0;
+};
+
+TEST(SharedReference, IsTakenOnceAndGivenBackByTheLastUser) {
+  sCountedObject object;
+  auto first = Share(&object);
+  EXPECT_EQ(first.get(), &object);
+  auto second = first;
+  first = nullptr;
+  EXPECT_EQ(object.added, 1U) << "a copy calls nothing of the object";
+  EXPECT_EQ(object.released, 0U);
+  second = nullptr;
+  EXPECT_EQ(object.added, 1U);
+  EXPECT_EQ(object.released, 1U);
+}
+
+TEST(SharedReference, WithoutMemoryIsNoneAndGivesItsOwnBack) {
+  sCountedObject object;
+  cAllocationFailure noMemory(eHeap::New, 1);
+  const auto shared = Share(&object);
+  EXPECT_TRUE(noMemory.Disarm());
+  EXPECT_EQ(shared, nullptr);
+  EXPECT_EQ(object.added, 1U);
+  EXPECT_EQ(object.released, 1U);
+}
+
+TEST(SharedReference, ToNothingIsNone) {
+  EXPECT_EQ(Share(static_cast<sCountedObject*>(nullptr)), nullptr);
 }
 
 TEST_F(QmbeOpenService, AnArrivalGetsTenAttemptsOfItsOwn) {

@@ -10,6 +10,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
+#include <new>
 #include <span>
 #include <utility>
 
@@ -74,6 +76,23 @@ class cComPointer {
  private:
   Interface* object = nullptr;
 };
+
+// One counted reference to a COM object that several users share: only its making calls AddRef, and
+// the last user's end calls Release. A copy calls nothing of the object, so it may be made under a
+// lock. None when `kept` is null, or without memory.
+template <class Interface>
+[[nodiscard]] std::shared_ptr<Interface> Share(Interface* kept) {
+  if (kept == nullptr) {
+    return nullptr;
+  }
+  kept->AddRef();
+  try {
+    return std::shared_ptr<Interface>(kept, [](Interface* object) { object->Release(); });
+  } catch (const std::bad_alloc&) {
+    // The reference is given back already.
+    return nullptr;
+  }
+}
 
 // Creates an object of `classId`, wherever its server runs, and gives its interface `Interface`;
 // none when that fails. COM must be initialised on the calling thread.

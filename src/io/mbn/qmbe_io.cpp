@@ -143,7 +143,11 @@ bool cQMBEIO::AskForSession() {
     }
     // Kept before the session is asked for: the completion, which may come before the answer, is
     // told by its service.
-    SetService(found);
+    auto shared = Share(found.Get());
+    if (!shared) {
+      return false;
+    }
+    SetService(std::move(shared));
     ULONG requestId = 0;
     const HRESULT opened = found->OpenCommandSession(&requestId);
     if (SUCCEEDED(opened)) {
@@ -228,13 +232,13 @@ void cQMBEIO::SetDataHandler(DataHandler handler, void* context) {
   dataContext = context;
 }
 
-void cQMBEIO::SetService(cComPointer<IMbnDeviceService> next) {
+void cQMBEIO::SetService(std::shared_ptr<IMbnDeviceService> next) {
   // `next` leaves with the old service in it, and gives it back outside the lock.
   const std::lock_guard guard(lock);
   std::swap(service, next);
 }
 
-cComPointer<IMbnDeviceService> cQMBEIO::Service() {
+std::shared_ptr<IMbnDeviceService> cQMBEIO::Service() {
   const std::lock_guard guard(lock);
   return service;
 }
@@ -244,12 +248,12 @@ bool cQMBEIO::IsOurService(IMbnDeviceService* other) {
   if (other == nullptr || !ours) {
     return false;
   }
-  if (other == ours.Get()) {
+  if (other == ours.get()) {
     return true;
   }
   // One object may have several pointers of one interface; its IUnknown is always the same.
   const auto identity = QueryFor<IUnknown>(other);
-  return identity && identity.Get() == QueryFor<IUnknown>(ours.Get()).Get();
+  return identity && identity.Get() == QueryFor<IUnknown>(ours.get()).Get();
 }
 
 void cQMBEIO::ReportConnected() {

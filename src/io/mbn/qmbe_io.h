@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
 
 #include "capture/transport.h"
 #include "diag/shared_buffer.h"
@@ -25,8 +26,8 @@ using DataHandler = void (*)(void* context, sSharedBuffer* data);
 //
 // The session thread creates it, opens it and closes it. The platform calls the sink on threads of
 // its own, several at once too, from the registration inside Open until Close; these threads call
-// the handlers. No lock is held during a call into the platform. docs/architecture.md has the table
-// of which thread touches which field.
+// the handlers. No lock is held during a call into the platform, nor while a handler runs.
+// docs/architecture.md has the table of which thread touches which field.
 class cQMBEIO final : public IMbnDeviceServicesEvents, public cIO {
  public:
   cQMBEIO();
@@ -106,14 +107,15 @@ class cQMBEIO final : public IMbnDeviceServicesEvents, public cIO {
   [[nodiscard]] bool BeginSession();
   void ReportConnected();
   void EndSession();
-  void SetService(cComPointer<IMbnDeviceService> next);
-  [[nodiscard]] cComPointer<IMbnDeviceService> Service();
+  void SetService(std::shared_ptr<IMbnDeviceService> next);
+  [[nodiscard]] std::shared_ptr<IMbnDeviceService> Service();
   [[nodiscard]] bool IsOurService(IMbnDeviceService* other);
 
   std::atomic<ULONG> refCount = 0;
   cBstr interfaceId;
   cComPointer<IMbnDeviceServicesManager> manager;
-  cComPointer<IMbnDeviceService> service;  // the one whose completions count; under `lock`
+  // The one whose completions count; under `lock`, where a copy calls nothing of the platform's.
+  std::shared_ptr<IMbnDeviceService> service;
   cComPointer<IConnectionPointContainer> pointContainer;
   cComPointer<IConnectionPoint> eventPoint;
   std::atomic<DWORD> adviseCookie = 0;  // 0: not registered
