@@ -36,11 +36,8 @@ class QmbeClose : public QmbeTest {
 
   // Until Close waits for the session's end.
   void WaitForTheWait() const {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (!gImports.isWaiting && std::chrono::steady_clock::now() < deadline) {
-      std::this_thread::yield();
-    }
-    EXPECT_TRUE(gImports.isWaiting);
+    WaitUntil([] { return gImports.isWaiting.load(); }, "Close waits");
+    EXPECT_FALSE(gImports.wasOverBeforeWait);
     EXPECT_EQ(gImports.waitLimit, 10000U);
     EXPECT_FALSE(hasReturned);
   }
@@ -57,6 +54,19 @@ class QmbeClose : public QmbeTest {
     }
     SysFreeString(id);
     return isClosed;
+  }
+
+  // Close waits for the confirmation, whose thread reports the end.
+  void ExpectToEndTheSecondSession() {
+    std::thread::id handlersThread;
+    whenDisconnected = [&] { handlersThread = std::this_thread::get_id(); };
+    CloseWhile([&] {
+      WaitForTheWait();
+      service->Do("closed 0");
+    });
+    EXPECT_THAT(record.Events(), ElementsAre("connected", "disconnected", "connected",
+                                             "disconnected", kDebuggerLine));
+    EXPECT_NE(handlersThread, std::this_thread::get_id());
   }
 
   std::atomic<bool> hasReturned = false;
@@ -165,9 +175,7 @@ TEST_F(QmbeClose, ASessionThatIsOpeningIsEndedAndReportedToo) {
   std::atomic<bool> isOpening = false;
   gImports.whenEventIsReset = [&] { isOpening = true; };
   service->Post("opened 0");
-  while (!isOpening) {
-    std::this_thread::yield();
-  }
+  WaitUntil([&] { return isOpening.load(); }, "the session is opening");
   transport->Close();
   EXPECT_FALSE(transport->IsOpen());
   EXPECT_THAT(record.Events(), UnorderedElementsAre("connected", "disconnected", kDebuggerLine));
@@ -186,9 +194,7 @@ TEST_F(QmbeClose, ASecondOpenCompletionDoesNotResetTheEventUnderTheWait) {
     cameThrough = service->WaitForLog("call CloseCommandSession", 1, kMoment);
   };
   service->Post("opened 0");
-  while (!isResetting) {
-    std::this_thread::yield();
-  }
+  WaitUntil([&] { return isResetting.load(); }, "the event is reset");
   transport->Close();
   EXPECT_FALSE(cameThrough);
   EXPECT_THAT(record.Events(),
@@ -208,9 +214,7 @@ TEST_F(QmbeClose, AnArrivalThatIsOpeningIsWaitedForAndItsSessionEnded) {
     cameThrough = service->WaitForLog("call CloseCommandSession", 1, kMoment);
   };
   service->Post(std::string("announce ") + kWantedId + " 0");
-  while (!isOpening) {
-    std::this_thread::yield();
-  }
+  WaitUntil([&] { return isOpening.load(); }, "the session is opening");
   transport->Close();
   EXPECT_FALSE(cameThrough);
   // Asked for on the service of the second session: the first one's is refused.
@@ -303,10 +307,21 @@ TEST_F(QmbeClose, AReopenedSessionIsWaitedForToo) {
   service->Do(std::string("remove ") + kWantedId);
   service->Do(std::string("arrive ") + kWantedId);
   ASSERT_TRUE(record.WaitFor(3));
-  CloseWhile([&] {
-    WaitForTheWait();
-    service->Do("closed 0");
-  });
+  ExpectToEndTheSecondSession();
+}
+
+TEST_F(QmbeClose, ALateMarkOfAnEarlierSessionsEndIsNotTaken) {
+  // The first session's removal leaves its mark when its handler has returned: not before the
+  // second session is open.
+  Serve("threads 2 at-once\nclose-completion withheld");
+  OpenSession();
+  whenDisconnected = [&] {
+    service->Post(std::string("announce ") + kWantedId + " 0");
+    WaitUntil([&] { return transport->IsOpen(); }, "the second session is open");
+  };
+  service->Do(std::string("announce ") + kWantedId + " 1");
+  ASSERT_TRUE(record.WaitFor(3));
+  ExpectToEndTheSecondSession();
 }
 
 TEST_F(QmbeClose, GivesEverythingBackInThisOrder) {
@@ -375,9 +390,7 @@ TEST_F(QmbeClose, NoHandlerRunsWhenItHasReturned) {
     isHandlerDone = true;
   };
   service->Post(std::string("remove ") + kWantedId);
-  while (!isInHandler) {
-    std::this_thread::yield();
-  }
+  WaitUntil([&] { return isInHandler.load(); }, "the handler runs");
   transport->Close();
   EXPECT_TRUE(isHandlerDone);
 }
@@ -400,9 +413,7 @@ TEST_F(QmbeClose, TheSinkIsDeafOnceItWaitsForTheLastCallInside) {
     EXPECT_TRUE(service->WaitForLog("callback OnInterfaceStateChange"));
   };
   service->Post(std::string("remove ") + kWantedId);
-  while (!isInHandler) {
-    std::this_thread::yield();
-  }
+  WaitUntil([&] { return isInHandler.load(); }, "the handler runs");
   transport->Close();
   EXPECT_THAT(record.Events(), ElementsAre("connected", "disconnected"));
   EXPECT_THAT(service->Log("call OpenCommandSession"), SizeIs(1));

@@ -54,6 +54,7 @@ struct sImports {
   std::atomic<bool> isWaiting = false;           // a wait for the session event has begun
   std::atomic<DWORD> waitLimit = 0;              // its limit
   std::function<void()> whenUninitialising;      // before CoUninitialize
+  std::atomic<bool> wasOverBeforeWait = false;   // that event was set already
   bool waitTimesOut = false;                     // a wait for the session event
   std::function<void()> whenEventIsReset;        // before the session event is
   std::function<void(REFIID iid)> whenCreating;  // before CoCreateInstance
@@ -91,6 +92,8 @@ class QmbeTest : public ::testing::Test {
   void MakeTransport();
   // Close and the last Release.
   void Finish();
+  // The test fails when that takes more than twenty seconds: `what` says what has not come.
+  static void WaitUntil(const std::function<bool()>& isTrue, const char* what);
 
   // Called by the handlers, after they have been recorded.
   std::function<void()> whenConnected;

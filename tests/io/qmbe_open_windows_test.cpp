@@ -284,8 +284,6 @@ TEST_F(QmbeOpenMeetsArrival, TheResultIsThatOfTheSearchsOwnLook) {
   transport->Close();
 
   // And the other way round.
-  isLookedFor = false;
-  Serve("fail OpenCommandSession 1 0x8000000C\nfail OpenCommandSession 0 0");
   gImports.whenString = nullptr;
   Serve("during OpenCommandSession " + arrival +
         "\nduring OpenCommandSession fail GetDeviceServicesContext 1 0x80004005");
@@ -303,9 +301,7 @@ TEST_F(QmbeOpenMeetsArrival, TheSearchWaitsForAnArrivalThatIsOpening) {
   gImports.whenCreating = [this](REFIID iid) {
     if (IsEqualGUID(iid, kInterfaceId<IMbnInterfaceManager>)) {
       service->Post(std::string("announce ") + kWantedId + " 0");
-      while (!isLookedFor) {
-        std::this_thread::yield();
-      }
+      WaitUntil([&] { return isLookedFor.load(); }, "the arrival looks for the service");
     }
   };
   EXPECT_TRUE(Open());

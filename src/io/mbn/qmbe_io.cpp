@@ -262,15 +262,27 @@ void cQMBEIO::ReportConnected() {
   }
 }
 
-void cQMBEIO::EndSession() {
+std::uint32_t cQMBEIO::EndSession() {
   // Once Close has begun, its own end of the session and the platform's meet: whoever clears the
   // flag reports it. Before that every end is reported, also a removal without an open session.
-  const bool wasOpen = sessionOpen.exchange(0) != 0;
-  if (!wasOpen && isClosing) {
-    return;
+  std::uint32_t ended = 0;
+  bool isReported = false;
+  {
+    const std::lock_guard guard(lock);
+    ended = session;
+    isReported = sessionOpen.exchange(0) != 0 || !isClosing;
   }
-  if (onDisconnected != nullptr) {
+  if (isReported && onDisconnected != nullptr) {
     onDisconnected(disconnectedContext);
+  }
+  return ended;
+}
+
+void cQMBEIO::EndWaitFor(std::uint32_t ended) {
+  // The next session may have opened since: a Close that ends it waits for the end of that one.
+  const std::lock_guard guard(lock);
+  if (session == ended) {
+    KernelCalls().SetEvent(sessionEvent.Get());
   }
 }
 
@@ -281,6 +293,7 @@ bool cQMBEIO::BeginSession() {
   if (isClosing) {
     return false;
   }
+  ++session;
   KernelCalls().ResetEvent(sessionEvent.Get());
   sessionOpen = 1;
   return true;
@@ -303,9 +316,9 @@ HRESULT STDMETHODCALLTYPE cQMBEIO::OnCloseCommandSessionComplete(IMbnDeviceServi
     return S_OK;
   }
   // The session ends whatever the status says: one that failed to close carries no data either.
-  EndSession();
+  const std::uint32_t ended = EndSession();
   MbnCalls().OutputDebugStringW(L"-------- OnCloseCommandSessionComplete\n");
-  KernelCalls().SetEvent(sessionEvent.Get());
+  EndWaitFor(ended);
   return S_OK;
 }
 
@@ -345,9 +358,8 @@ HRESULT STDMETHODCALLTYPE cQMBEIO::OnInterfaceStateChange(
   }
   switch (state) {
     case MBN_DEVICE_SERVICES_CAPABLE_INTERFACE_REMOVAL:
-      EndSession();
       // The session went with the interface, and its completion never comes: Close must not wait.
-      KernelCalls().SetEvent(sessionEvent.Get());
+      EndWaitFor(EndSession());
       break;
     case MBN_DEVICE_SERVICES_CAPABLE_INTERFACE_ARRIVAL:
       // Also while a session is open: then another one is asked for, and its opening is reported

@@ -106,7 +106,8 @@ class cQMBEIO final : public IMbnDeviceServicesEvents, public cIO {
   void CloseSession();
   [[nodiscard]] bool BeginSession();
   void ReportConnected();
-  void EndSession();
+  [[nodiscard]] std::uint32_t EndSession();
+  void EndWaitFor(std::uint32_t ended);
   void SetService(std::shared_ptr<IMbnDeviceService> next);
   [[nodiscard]] std::shared_ptr<IMbnDeviceService> Service();
   [[nodiscard]] bool IsOurService(IMbnDeviceService* other);
@@ -130,8 +131,9 @@ class cQMBEIO final : public IMbnDeviceServicesEvents, public cIO {
   void* disconnectedContext = nullptr;
   std::atomic<DataHandler> onData = nullptr;
   std::atomic<void*> dataContext = nullptr;
-  // Manual-reset: unsignalled from the session's opening to its end. None when it could not be
-  // made.
+  std::uint32_t session = 0;  // how many have opened; under `lock`
+  // Manual-reset: unsignalled from the session's opening to its end. Set and reset under `lock`.
+  // None when it could not be made.
   KernelHandle sessionEvent;
   cCallGate sinkCalls;
 };
