@@ -29,10 +29,10 @@ constexpr std::uint64_t kStart = 13'360'420'800'000;
 }
 
 // A full block and a second one with an item, made by the step for a full directory.
-[[nodiscard]] Bytes TwoBlocks() {
-  Bytes script = Hex("03 08 31 60 AB 81");
+[[nodiscard]] ByteVector TwoBlocks() {
+  ByteVector script = Hex("03 08 31 60 AB 81");
   const std::size_t second = 4 + 57360 + 8192 * 2;
-  Bytes rest;
+  ByteVector rest;
   Append(rest, second, 8);
   Append(rest, kStart, 8);
   rest.insert(rest.end(), 8192 * 2, 0);
@@ -45,27 +45,27 @@ constexpr std::uint64_t kStart = 13'360'420'800'000;
   Append(rest, 0, 8);
   Append(rest, 8193, 4);
   Append(rest, 0xAB603107, 4);
-  const Bytes more = ScriptOf(rest);
+  const ByteVector more = ScriptOf(rest);
   script.insert(script.end(), more.begin(), more.end());
   return script;
 }
 
 // A file that is read after its header, its block, and its item.
-[[nodiscard]] Bytes Growing() {
+[[nodiscard]] ByteVector Growing() {
   cCaptureBuilder builder;
-  Bytes script = ScriptOf(builder.Unclosed());
-  const auto append = [&script](const Bytes& steps) {
+  ByteVector script = ScriptOf(builder.Unclosed());
+  const auto append = [&script](const ByteVector& steps) {
     script.insert(script.end(), steps.begin(), steps.end());
   };
   append(Hex("82"));
   builder.AddBlock(kStart);
-  append(ScriptOf(Bytes(builder.Unclosed().begin() + 4, builder.Unclosed().end())));
+  append(ScriptOf(ByteVector(builder.Unclosed().begin() + 4, builder.Unclosed().end())));
   append(Hex("82 01 07 42 82"));                             // the record: time and one byte
   append(Hex("83 04 00 00 00 01 00 00 00 00 01 00 00 82"));  // its directory entry
   return script;
 }
 
-void Write(const std::string& path, const Bytes& script) {
+void Write(const std::string& path, const ByteVector& script) {
   std::ofstream file(path, std::ios::binary);
   file.write(reinterpret_cast<const char*>(script.data()),
              static_cast<std::streamsize>(script.size()));

@@ -7,14 +7,14 @@
 #include <memory>
 #include <vector>
 
+#include "support/bytes.h"
+
 namespace corvane {
 namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::SizeIs;
-
-using ByteVector = std::vector<std::uint8_t>;
 
 struct sSplit {
   bool isWhole = false;

@@ -9,10 +9,10 @@
 #include <string_view>
 #include <vector>
 
+#include "support/bytes.h"
+
 namespace corvane {
 namespace {
-
-using ByteVector = std::vector<std::uint8_t>;
 
 // "4B 0F" as bytes.
 [[nodiscard]] ByteVector Hex(std::string_view text) {

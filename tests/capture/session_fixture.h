@@ -15,14 +15,13 @@
 #include "capture/session.h"
 #include "capture/transport.h"
 #include "filters/mask_lists.h"
+#include "support/bytes.h"
 #include "support/temp_directory.h"
 
 // What the tests of the capture session share: a session with a capture file in a folder of its
 // own, a transport that remembers what was written to it, and a traffic that remembers what was
 // started.
 namespace corvane {
-
-using ByteVector = std::vector<std::uint8_t>;
 
 [[nodiscard]] ByteVector ReadFileBytes(const std::string& path);
 void WriteFileText(const std::string& path, std::string_view text);

@@ -5,10 +5,9 @@
 #include <vector>
 
 #include "diag/shared_buffer.h"
+#include "support/bytes.h"
 
 namespace corvane {
-
-using ByteVector = std::vector<std::uint8_t>;
 
 // A buffer with a copy of `bytes`.
 [[nodiscard]] inline OwnedBuffer MakePacket(const ByteVector& bytes,

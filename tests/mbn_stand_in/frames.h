@@ -1,12 +1,12 @@
 #pragma once
 
-#include <cstdint>
 #include <string>
-#include <vector>
+
+#include "support/bytes.h"
 
 namespace mbn_stand_in {
 
-using ByteVector = std::vector<std::uint8_t>;
+using corvane::ByteVector;
 
 // The modem's end of the DIAG framing: 0x7D stuffing, CRC-16/X.25 low byte first, closing 0x7E.
 [[nodiscard]] ByteVector Frame(const ByteVector& packet);

@@ -13,14 +13,14 @@ namespace {
 
 constexpr std::uint32_t kUntouched = 0xDEADBEEF;
 
-sBitReader ReaderOver(const Bytes& bytes, std::uint8_t bitOrder) {
+sBitReader ReaderOver(const ByteVector& bytes, std::uint8_t bitOrder) {
   return {.data = bytes.data(),
           .position = 0,
           .bitCount = static_cast<std::uint32_t>(bytes.size() * 8),
           .bitOrder = bitOrder};
 }
 
-sBitWriter WriterOver(Bytes& bytes, std::uint8_t bitOrder) {
+sBitWriter WriterOver(ByteVector& bytes, std::uint8_t bitOrder) {
   return {.data = bytes.data(),
           .position = 0,
           .length = 0,
@@ -29,12 +29,12 @@ sBitWriter WriterOver(Bytes& bytes, std::uint8_t bitOrder) {
 }
 
 // Bit k of what a reader yields, taken from the text of the bits.
-unsigned SentBit(const Bytes& bytes, std::uint32_t k, std::uint8_t bitOrder) {
+unsigned SentBit(const ByteVector& bytes, std::uint32_t k, std::uint8_t bitOrder) {
   const Bits byte = BitsOf(bytes).substr(k / 8 * 8, 8);
   return byte[bitOrder == 1 ? 7 - k % 8 : k % 8] == '1' ? 1 : 0;
 }
 
-std::uint32_t BitByBit(const Bytes& bytes, std::uint32_t position, std::uint32_t count,
+std::uint32_t BitByBit(const ByteVector& bytes, std::uint32_t position, std::uint32_t count,
                        std::uint8_t bitOrder) {
   std::uint32_t value = 0;
   for (std::uint32_t k = 0; k < count; ++k) {
@@ -63,7 +63,7 @@ TEST(BitCursors, HaveTheirMembersInOrderAndStartEmptyMostSignificantBitFirst) {
 }
 
 TEST(ReadBits32, ReadsMostSignificantBitFirst) {
-  const Bytes bytes = {0b10110011, 0b01000000};
+  const ByteVector bytes = {0b10110011, 0b01000000};
   sBitReader reader = ReaderOver(bytes, kMostSignificantBitFirst);
   std::uint32_t value = 0;
   ASSERT_EQ(ReadBits32(reader, 3, value), 0u);
@@ -74,7 +74,7 @@ TEST(ReadBits32, ReadsMostSignificantBitFirst) {
 }
 
 TEST(ReadBits32, ReadsLeastSignificantBitFirst) {
-  const Bytes bytes = {0b10110011, 0b01000010};
+  const ByteVector bytes = {0b10110011, 0b01000010};
   sBitReader reader = ReaderOver(bytes, kLeastSignificantBitFirst);
   std::uint32_t value = 0;
   ASSERT_EQ(ReadBits32(reader, 3, value), 0u);
@@ -85,7 +85,7 @@ TEST(ReadBits32, ReadsLeastSignificantBitFirst) {
 }
 
 TEST(ReadBits32, TakesEveryBitOrderButOneForMostSignificantFirst) {
-  const Bytes bytes = {0b10000000};
+  const ByteVector bytes = {0b10000000};
   for (const std::uint8_t bitOrder : std::initializer_list<std::uint8_t>{0, 2, 3, 255}) {
     sBitReader reader = ReaderOver(bytes, bitOrder);
     std::uint32_t value = 0;
@@ -95,7 +95,7 @@ TEST(ReadBits32, TakesEveryBitOrderButOneForMostSignificantFirst) {
 }
 
 TEST(ReadBits32, ReadsAnAlignedWordAsLittleEndianWhenLeastSignificantFirst) {
-  const Bytes bytes = {0xFF, 0x78, 0x56, 0x34, 0x12};
+  const ByteVector bytes = {0xFF, 0x78, 0x56, 0x34, 0x12};
   sBitReader reader = ReaderOver(bytes, kLeastSignificantBitFirst);
   reader.position = 8;
   std::uint32_t value = 0;
@@ -104,7 +104,7 @@ TEST(ReadBits32, ReadsAnAlignedWordAsLittleEndianWhenLeastSignificantFirst) {
 }
 
 TEST(ReadBits32, ReadsAnAlignedWordAsBigEndianWhenMostSignificantFirst) {
-  const Bytes bytes = {0x12, 0x34, 0x56, 0x78};
+  const ByteVector bytes = {0x12, 0x34, 0x56, 0x78};
   sBitReader reader = ReaderOver(bytes, kMostSignificantBitFirst);
   std::uint32_t value = 0;
   ASSERT_EQ(ReadBits32(reader, 32, value), 0u);
@@ -112,7 +112,7 @@ TEST(ReadBits32, ReadsAnAlignedWordAsBigEndianWhenMostSignificantFirst) {
 }
 
 TEST(ReadBits32, FastAndBitByBitReadingAgreeAtEveryPositionAndCount) {
-  const Bytes bytes = BytesOf(Pattern(96));
+  const ByteVector bytes = BytesOf(Pattern(96));
   for (const std::uint8_t bitOrder : {kMostSignificantBitFirst, kLeastSignificantBitFirst}) {
     for (std::uint32_t position = 0; position < 96; ++position) {
       for (std::uint32_t count = 1; count <= 32 && position + count <= 96; ++count) {
@@ -129,7 +129,7 @@ TEST(ReadBits32, FastAndBitByBitReadingAgreeAtEveryPositionAndCount) {
 }
 
 TEST(ReadBits8, FastAndBitByBitReadingAgreeAtEveryPositionAndCount) {
-  const Bytes bytes = BytesOf(Pattern(48, 1));
+  const ByteVector bytes = BytesOf(Pattern(48, 1));
   for (const std::uint8_t bitOrder : {kMostSignificantBitFirst, kLeastSignificantBitFirst}) {
     for (std::uint32_t position = 0; position < 48; ++position) {
       for (std::uint32_t count = 1; count <= 8 && position + count <= 48; ++count) {
@@ -146,7 +146,7 @@ TEST(ReadBits8, FastAndBitByBitReadingAgreeAtEveryPositionAndCount) {
 }
 
 TEST(ReadBits32, RefusesCountsBelowOneAndAbove32WithoutConsuming) {
-  const Bytes bytes(8, 0xFF);
+  const ByteVector bytes(8, 0xFF);
   for (const std::uint8_t bitOrder : {kMostSignificantBitFirst, kLeastSignificantBitFirst}) {
     for (const std::uint32_t count : {0u, 33u, 0xFFFFFFFFu}) {
       sBitReader reader = ReaderOver(bytes, bitOrder);
@@ -159,7 +159,7 @@ TEST(ReadBits32, RefusesCountsBelowOneAndAbove32WithoutConsuming) {
 }
 
 TEST(ReadBits8, RefusesCountsBelowOneAndAbove8WithoutConsuming) {
-  const Bytes bytes(8, 0xFF);
+  const ByteVector bytes(8, 0xFF);
   for (const std::uint32_t count : {0u, 9u, 32u}) {
     sBitReader reader = ReaderOver(bytes, kLeastSignificantBitFirst);
     std::uint8_t value = 0x5A;
@@ -177,7 +177,7 @@ TEST(ReadBits32, RefusesABadCountBeforeItLooksAtTheBitsLeft) {
 }
 
 TEST(ReadBits32, FailsWithoutConsumingWhenFewerBitsAreLeft) {
-  const Bytes bytes(8, 0xFF);
+  const ByteVector bytes(8, 0xFF);
   for (const std::uint8_t bitOrder : {kMostSignificantBitFirst, kLeastSignificantBitFirst}) {
     for (std::uint32_t count = 1; count <= 32; ++count) {
       sBitReader reader = ReaderOver(bytes, bitOrder);
@@ -195,7 +195,7 @@ TEST(ReadBits32, FailsWithoutConsumingWhenFewerBitsAreLeft) {
 }
 
 TEST(ReadBits8, FailsWithoutConsumingWhenFewerBitsAreLeft) {
-  const Bytes bytes(2, 0xFF);
+  const ByteVector bytes(2, 0xFF);
   for (std::uint32_t count = 1; count <= 8; ++count) {
     sBitReader reader = ReaderOver(bytes, kLeastSignificantBitFirst);
     reader.position = 16 - count + 1;
@@ -207,7 +207,7 @@ TEST(ReadBits8, FailsWithoutConsumingWhenFewerBitsAreLeft) {
 }
 
 TEST(ReadBits32, FailsAtAndBehindTheEndOfTheBits) {
-  const Bytes bytes(4, 0xFF);
+  const ByteVector bytes(4, 0xFF);
   for (const std::uint32_t position : {32u, 33u, 1000u, 0xFFFFFFFFu}) {
     sBitReader reader = ReaderOver(bytes, kMostSignificantBitFirst);
     reader.position = position;
@@ -220,7 +220,7 @@ TEST(ReadBits32, FailsAtAndBehindTheEndOfTheBits) {
 }
 
 TEST(ReadBits32, CountsTheReadableBitsNotTheBytes) {
-  const Bytes bytes(1, 0xFF);
+  const ByteVector bytes(1, 0xFF);
   sBitReader reader = ReaderOver(bytes, kMostSignificantBitFirst);
   reader.bitCount = 3;
   std::uint32_t value = kUntouched;
@@ -236,12 +236,12 @@ TEST(CopyBits, CopiesNothingAndSucceedsForACountOfZero) {
 }
 
 TEST(CopyBits, KeepsEachCursorInItsOwnBitOrder) {
-  const Bytes source = BytesOf(Pattern(40, 2));
+  const ByteVector source = BytesOf(Pattern(40, 2));
   for (const std::uint8_t readOrder : {kMostSignificantBitFirst, kLeastSignificantBitFirst}) {
     for (const std::uint8_t writeOrder : {kMostSignificantBitFirst, kLeastSignificantBitFirst}) {
       for (std::uint32_t from = 0; from < 8; ++from) {
         for (std::uint32_t to = 0; to < 8; ++to) {
-          Bytes target(5);
+          ByteVector target(5);
           sBitReader reader = ReaderOver(source, readOrder);
           sBitWriter writer = WriterOver(target, writeOrder);
           reader.position = from;
@@ -262,42 +262,42 @@ TEST(CopyBits, KeepsEachCursorInItsOwnBitOrder) {
 }
 
 TEST(CopyBits, FailsWhenTheReaderRunsOutAndKeepsWhatItCopied) {
-  const Bytes source = {0xFF};
-  Bytes target(2);
+  const ByteVector source = {0xFF};
+  ByteVector target(2);
   sBitReader reader = ReaderOver(source, kMostSignificantBitFirst);
   sBitWriter writer = WriterOver(target, kMostSignificantBitFirst);
   EXPECT_FALSE(CopyBits(reader, writer, 9));
   EXPECT_EQ(reader.position, 8u);
   EXPECT_EQ(writer.position, 8u);
   EXPECT_EQ(writer.length, 8u);
-  EXPECT_EQ(target, Bytes({0xFF, 0x00}));
+  EXPECT_EQ(target, ByteVector({0xFF, 0x00}));
 }
 
 TEST(CopyBits, LosesTheBitForWhichThereIsNoRoom) {
-  const Bytes source = {0xFF, 0xFF};
-  Bytes target(1);
+  const ByteVector source = {0xFF, 0xFF};
+  ByteVector target(1);
   sBitReader reader = ReaderOver(source, kMostSignificantBitFirst);
   sBitWriter writer = WriterOver(target, kMostSignificantBitFirst);
   EXPECT_FALSE(CopyBits(reader, writer, 9));
   EXPECT_EQ(reader.position, 9u);
   EXPECT_EQ(writer.position, 8u);
   EXPECT_EQ(writer.length, 8u);
-  EXPECT_EQ(target, Bytes({0xFF}));
+  EXPECT_EQ(target, ByteVector({0xFF}));
 }
 
 TEST(CopyBits, FailsForAWriterThatStartsBehindItsCapacity) {
-  const Bytes source = {0xFF};
-  Bytes target(1);
+  const ByteVector source = {0xFF};
+  ByteVector target(1);
   sBitReader reader = ReaderOver(source, kMostSignificantBitFirst);
   sBitWriter writer = WriterOver(target, kMostSignificantBitFirst);
   writer.position = 20;
   EXPECT_FALSE(CopyBits(reader, writer, 1));
-  EXPECT_EQ(target, Bytes({0x00}));
+  EXPECT_EQ(target, ByteVector({0x00}));
 }
 
 TEST(CopyBits, FailsForAReaderThatStartsBehindItsEnd) {
-  const Bytes source = {0xFF};
-  Bytes target(1);
+  const ByteVector source = {0xFF};
+  ByteVector target(1);
   sBitReader reader = ReaderOver(source, kMostSignificantBitFirst);
   reader.position = 9;
   sBitWriter writer = WriterOver(target, kMostSignificantBitFirst);
@@ -307,17 +307,17 @@ TEST(CopyBits, FailsForAReaderThatStartsBehindItsEnd) {
 }
 
 TEST(CopyBits, NeverClearsABit) {
-  const Bytes source = {0x00};
-  Bytes target = {0xA5};
+  const ByteVector source = {0x00};
+  ByteVector target = {0xA5};
   sBitReader reader = ReaderOver(source, kMostSignificantBitFirst);
   sBitWriter writer = WriterOver(target, kMostSignificantBitFirst);
   EXPECT_TRUE(CopyBits(reader, writer, 8));
-  EXPECT_EQ(target, Bytes({0xA5}));
+  EXPECT_EQ(target, ByteVector({0xA5}));
 }
 
 TEST(CopyBits, RaisesTheHighWaterMarkOnlyWhenItPassesIt) {
-  const Bytes source = {0xFF};
-  Bytes target(4);
+  const ByteVector source = {0xFF};
+  ByteVector target(4);
   sBitReader reader = ReaderOver(source, kMostSignificantBitFirst);
   sBitWriter writer = WriterOver(target, kMostSignificantBitFirst);
   writer.length = 6;

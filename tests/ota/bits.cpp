@@ -38,8 +38,8 @@ Bits BitsOf(std::span<const std::uint8_t> bytes) {
   return bits;
 }
 
-Bytes BytesOf(const Bits& bits) {
-  Bytes bytes((bits.size() + 7) / 8);
+ByteVector BytesOf(const Bits& bits) {
+  ByteVector bytes((bits.size() + 7) / 8);
   for (std::size_t k = 0; k < bits.size(); ++k) {
     const unsigned isOne = bits[k] == '1';
     bytes[k / 8] = static_cast<std::uint8_t>(bytes[k / 8] | isOne << (7 - k % 8));

@@ -6,12 +6,13 @@
 #include <string>
 #include <vector>
 
+#include "support/bytes.h"
+
 namespace corvane {
 
 // Bits as text of '0' and '1', in the order in which they are sent: of a byte, the most significant
 // bit first.
 using Bits = std::string;
-using Bytes = std::vector<std::uint8_t>;
 
 // `value` in `width` bits, most significant first.
 [[nodiscard]] Bits Number(std::uint64_t value, std::size_t width);
@@ -25,6 +26,6 @@ using Bytes = std::vector<std::uint8_t>;
 [[nodiscard]] Bits BitsOf(std::span<const std::uint8_t> bytes);
 
 // The bytes of the bits, the last one filled up with zero bits.
-[[nodiscard]] Bytes BytesOf(const Bits& bits);
+[[nodiscard]] ByteVector BytesOf(const Bits& bits);
 
 }  // namespace corvane

@@ -14,11 +14,11 @@ namespace {
 
 constexpr std::uint64_t kTimestamp = 0x1122334455667788;
 
-Packets Decode(SibAssemblyMap& map, const Bytes& packet) {
+Packets Decode(SibAssemblyMap& map, const ByteVector& packet) {
   return BytesOf(DecodeOtaPacket(map, *Item(packet), kTimestamp));
 }
 
-Packets Decode(const Bytes& packet) {
+Packets Decode(const ByteVector& packet) {
   SibAssemblyMap map;
   Packets packets = Decode(map, packet);
   EXPECT_TRUE(map.empty());
@@ -26,26 +26,26 @@ Packets Decode(const Bytes& packet) {
 }
 
 // A complete SIB that decodes to one packet.
-Bytes CompleteSibMessage(std::uint8_t channel) {
+ByteVector CompleteSibMessage(std::uint8_t channel) {
   return BytesOf(Message(channel, 9, Number(3, 5) + Pattern(226)));
 }
-Bytes CompleteSibPacket(std::uint8_t channel) {
+ByteVector CompleteSibPacket(std::uint8_t channel) {
   return LogPacket(channel, 7, CompleteSibMessage(channel));
 }
 
 // The message byte by byte: 0xA4 is, from its least significant bit on, message type 0 (2 bits) and
 // payload choice 9; its two low bits and the 011 behind them are SIB type 3; 226 one bits follow.
 TEST(DecodeOtaPacket, RebuildsACompleteSibFromFachByteByByte) {
-  Bytes message = {0xA4, 0x7F};
+  ByteVector message = {0xA4, 0x7F};
   message.insert(message.end(), 27, 0xFF);
   message.push_back(0xF8);
   ASSERT_EQ(message.size(), 30u);
-  Bytes packet = {0x10, 0x00, 0x2E, 0x00, 0x2E, 0x00, 0x2F, 0x41, 1,  2,
-                  3,    4,    5,    6,    7,    8,    5,    9,    30, 0};
+  ByteVector packet = {0x10, 0x00, 0x2E, 0x00, 0x2E, 0x00, 0x2F, 0x41, 1,  2,
+                       3,    4,    5,    6,    7,    8,    5,    9,    30, 0};
   packet.insert(packet.end(), message.begin(), message.end());
 
-  Bytes expected = {0x10, 0x00, 0x2E, 0x00, 0x2E, 0x00, 0x2F, 0x41, 0x88, 0x77, 0x66,
-                    0x55, 0x44, 0x33, 0x22, 0x11, 255,  9,    30,   0,    3};
+  ByteVector expected = {0x10, 0x00, 0x2E, 0x00, 0x2E, 0x00, 0x2F, 0x41, 0x88, 0x77, 0x66,
+                         0x55, 0x44, 0x33, 0x22, 0x11, 255,  9,    30,   0,    3};
   expected.insert(expected.end(), 28, 0xFF);
   expected.push_back(0xC0);
   EXPECT_EQ(Decode(packet), Packets{expected});
@@ -54,15 +54,15 @@ TEST(DecodeOtaPacket, RebuildsACompleteSibFromFachByteByByte) {
 // On BCH the choice stands in bits 3 to 6 of the second byte, counted from the least significant
 // (0x48: 9), and the SIB type starts with that byte's last bit: 0 and 0010 from 0x2F, type 2.
 TEST(DecodeOtaPacket, RebuildsACompleteSibFromBchByteByByte) {
-  Bytes message = {0x55, 0x48, 0x2F};
+  ByteVector message = {0x55, 0x48, 0x2F};
   message.insert(message.end(), 27, 0xFF);
   message.push_back(0xFF);
-  Bytes packet = {0x10, 0x00, 0x2F, 0x00, 0x2F, 0x00, 0x2F, 0x41, 1,  2,
-                  3,    4,    5,    6,    7,    8,    4,    0,    31, 0};
+  ByteVector packet = {0x10, 0x00, 0x2F, 0x00, 0x2F, 0x00, 0x2F, 0x41, 1,  2,
+                       3,    4,    5,    6,    7,    8,    4,    0,    31, 0};
   packet.insert(packet.end(), message.begin(), message.end());
 
-  Bytes expected = {0x10, 0x00, 0x2E, 0x00, 0x2E, 0x00, 0x2F, 0x41, 0x88, 0x77, 0x66,
-                    0x55, 0x44, 0x33, 0x22, 0x11, 254,  0,    30,   0,    2};
+  ByteVector expected = {0x10, 0x00, 0x2E, 0x00, 0x2E, 0x00, 0x2F, 0x41, 0x88, 0x77, 0x66,
+                         0x55, 0x44, 0x33, 0x22, 0x11, 254,  0,    30,   0,    2};
   expected.insert(expected.end(), 28, 0xFF);
   expected.push_back(0xC0);
   EXPECT_EQ(Decode(packet), Packets{expected});
@@ -75,7 +75,7 @@ TEST(DecodeOtaPacket, StopsAtAnItemWithoutBytes) {
 }
 
 TEST(DecodeOtaPacket, StopsAtAnItemAboveTheSizeBound) {
-  Bytes packet = CompleteSibPacket(kFach);
+  ByteVector packet = CompleteSibPacket(kFach);
   packet.resize(16641);
   // No buffer is that long by itself.
   sSharedBuffer item(packet.data(), 16640, kOriginDevice);
@@ -86,15 +86,16 @@ TEST(DecodeOtaPacket, StopsAtAnItemAboveTheSizeBound) {
 }
 
 TEST(DecodeOtaPacket, StopsAtAnItemOf16BytesOrLess) {
-  const Bytes packet = CompleteSibPacket(kFach);
+  const ByteVector packet = CompleteSibPacket(kFach);
   for (std::size_t size = 1; size <= 16; ++size) {
     EXPECT_TRUE(
-        Decode(Bytes(packet.begin(), packet.begin() + static_cast<std::ptrdiff_t>(size))).empty());
+        Decode(ByteVector(packet.begin(), packet.begin() + static_cast<std::ptrdiff_t>(size)))
+            .empty());
   }
 }
 
 TEST(DecodeOtaPacket, StopsAtEveryOtherLogCode) {
-  Bytes packet = CompleteSibPacket(kFach);
+  ByteVector packet = CompleteSibPacket(kFach);
   packet[6] = 0x30;
   EXPECT_TRUE(Decode(packet).empty());
   packet[6] = 0x2F;
@@ -103,7 +104,7 @@ TEST(DecodeOtaPacket, StopsAtEveryOtherLogCode) {
 }
 
 TEST(DecodeOtaPacket, DoesNotLookAtCommandCodeLengthsAndTimestampOfThePacket) {
-  Bytes packet = CompleteSibPacket(kFach);
+  ByteVector packet = CompleteSibPacket(kFach);
   for (const std::size_t offset : {0u, 1u, 2u, 3u, 4u, 5u, 8u, 15u}) {
     packet[offset] = 0xEE;
   }
@@ -115,7 +116,7 @@ TEST(DecodeOtaPacket, APacketOfExactly20BytesYieldsNothing) {
 }
 
 TEST(DecodeOtaPacket, AMessageLengthOfAllTheRestIsTakenAndOneByteMoreIsNot) {
-  Bytes packet = CompleteSibPacket(kFach);
+  ByteVector packet = CompleteSibPacket(kFach);
   ASSERT_EQ(packet[18], packet.size() - 20);
   EXPECT_EQ(Decode(packet).size(), 1u);
   ++packet[18];
@@ -126,7 +127,7 @@ TEST(DecodeOtaPacket, AMessageLengthOfAllTheRestIsTakenAndOneByteMoreIsNot) {
 }
 
 TEST(DecodeOtaPacket, BytesBehindTheMessageDoNotBelongToIt) {
-  Bytes packet = CompleteSibPacket(kFach);
+  ByteVector packet = CompleteSibPacket(kFach);
   packet.push_back(0xFF);
   EXPECT_EQ(Decode(packet).size(), 1u);
   // The message now ends before the 226 bits do, whatever lies behind it.
@@ -136,7 +137,7 @@ TEST(DecodeOtaPacket, BytesBehindTheMessageDoNotBelongToIt) {
 
 TEST(DecodeOtaPacket, AMessageOfZeroBytesYieldsNothing) {
   for (const std::uint8_t channel : {kBch, kFach}) {
-    Bytes packet = CompleteSibPacket(channel);
+    ByteVector packet = CompleteSibPacket(channel);
     packet[18] = 0;
     EXPECT_TRUE(Decode(packet).empty());
   }
@@ -151,14 +152,14 @@ TEST(DecodeOtaPacket, OnBchAMessageShorterThanTwoBytesYieldsNothing) {
 TEST(DecodeOtaPacket, OnFachAMessageTypeOtherThanZeroYieldsNothing) {
   // The two least significant bits of the first byte are the message type. The two bits that
   // most-significant-first reading would take for it, 0x80 and 0x40, belong to nothing.
-  Bytes message = CompleteSibMessage(kFach);
+  ByteVector message = CompleteSibMessage(kFach);
   for (const unsigned type : {1u, 2u, 3u}) {
-    Bytes changed = message;
+    ByteVector changed = message;
     changed[0] = static_cast<std::uint8_t>(changed[0] | type);
     EXPECT_TRUE(Decode(LogPacket(kFach, 7, changed)).empty()) << type;
   }
   for (const unsigned high : {0x00u, 0x40u, 0x80u, 0xC0u}) {
-    Bytes changed = message;
+    ByteVector changed = message;
     changed[0] = static_cast<std::uint8_t>((changed[0] & 0x3F) | high);
     EXPECT_EQ(Decode(LogPacket(kFach, 7, changed)).size(), 1u) << high;
   }
@@ -167,7 +168,7 @@ TEST(DecodeOtaPacket, OnFachAMessageTypeOtherThanZeroYieldsNothing) {
 TEST(DecodeOtaPacket, OnBchTheFrameNumberIsSkippedWhateverItIs) {
   // The first byte and, of the second, the three least significant bits; the last of these is also
   // the first bit of the content.
-  Bytes message = CompleteSibMessage(kBch);
+  ByteVector message = CompleteSibMessage(kBch);
   for (const unsigned frameNumber : {0x000u, 0x5A6u, 0x7FEu}) {
     message[0] = static_cast<std::uint8_t>(frameNumber);
     message[1] = static_cast<std::uint8_t>((message[1] & 0xF9) | (frameNumber >> 8 & 6));
@@ -191,7 +192,7 @@ TEST(DecodeOtaPacket, ReadsTheChoiceLowBitFirstAndTheContentHighBitFirst) {
   for (const std::uint8_t channel : {kBch, kFach}) {
     for (unsigned choice = 1; choice <= 10; ++choice) {
       const Bits bits = Message(channel, choice, Number(6, 5));
-      const Bytes bytes = BytesOf(bits);
+      const ByteVector bytes = BytesOf(bits);
       EXPECT_EQ(channel == kBch ? bytes[1] >> 3 & 15 : bytes[0] >> 2 & 15,
                 static_cast<int>(choice));
     }
@@ -208,8 +209,8 @@ TEST(DecodeOtaPacket, EveryOtherChannelYieldsNothing) {
       continue;
     }
     for (const std::uint8_t layout : {kBch, kFach}) {
-      const Bytes message = CompleteSibMessage(layout);
-      const Bytes packet = LogPacket(static_cast<std::uint8_t>(channel), 7, message);
+      const ByteVector message = CompleteSibMessage(layout);
+      const ByteVector packet = LogPacket(static_cast<std::uint8_t>(channel), 7, message);
       EXPECT_TRUE(Decode(packet).empty()) << channel;
     }
   }
@@ -238,14 +239,14 @@ TEST(DecodeOtaPacket, APacketThatStopsLeavesTheMapUnchanged) {
   const BlockMap before = BlocksOf(map);
   ASSERT_EQ(before.size(), 1u);
 
-  const Bytes last = BytesOf(Message(kFach, 10, SegmentFixed(3, 1, Pattern(222))));
-  Bytes otherCode = LogPacket(kFach, 7, last);
+  const ByteVector last = BytesOf(Message(kFach, 10, SegmentFixed(3, 1, Pattern(222))));
+  ByteVector otherCode = LogPacket(kFach, 7, last);
   otherCode[6] = 0;
-  Bytes tooLong = LogPacket(kFach, 7, last);
+  ByteVector tooLong = LogPacket(kFach, 7, last);
   ++tooLong[18];
-  Bytes otherType = LogPacket(kFach, 7, last);
+  ByteVector otherType = LogPacket(kFach, 7, last);
   otherType[20] |= 1;
-  for (const Bytes& packet : {otherCode, tooLong, otherType, LogPacket(6, 7, last)}) {
+  for (const ByteVector& packet : {otherCode, tooLong, otherType, LogPacket(6, 7, last)}) {
     EXPECT_TRUE(Decode(map, packet).empty());
     EXPECT_EQ(BlocksOf(map), before);
   }
@@ -253,16 +254,16 @@ TEST(DecodeOtaPacket, APacketThatStopsLeavesTheMapUnchanged) {
 }
 
 TEST(DecodeOtaPacket, DoesNotChangeOrKeepTheItem) {
-  const Bytes packet = CompleteSibPacket(kBch);
+  const ByteVector packet = CompleteSibPacket(kBch);
   const OwnedBuffer item = Item(packet);
   SibAssemblyMap map;
   ASSERT_EQ(DecodeOtaPacket(map, *item, kTimestamp).size(), 1u);
-  EXPECT_EQ(Bytes(item->Bytes().begin(), item->Bytes().end()), packet);
+  EXPECT_EQ(ByteVector(item->Bytes().begin(), item->Bytes().end()), packet);
   EXPECT_EQ(item->refCount, 0u);
 }
 
 TEST(DecodeOtaPacket, StampsThePacketsWithTheGivenTimeAndNotWithTheModems) {
-  const Bytes packet = LogPacket(kFach, 7, CompleteSibMessage(kFach), 0xAAAAAAAAAAAAAAAA);
+  const ByteVector packet = LogPacket(kFach, 7, CompleteSibMessage(kFach), 0xAAAAAAAAAAAAAAAA);
   EXPECT_EQ(Decode(packet), Packets{RebuiltPacket(kFach, 7, 3, Pattern(226), kTimestamp)});
 }
 

@@ -11,13 +11,13 @@ namespace {
 
 constexpr std::size_t kHeaderBits = 40;
 
-void AppendLittleEndian(Bytes& bytes, std::uint64_t value, int count) {
+void AppendLittleEndian(ByteVector& bytes, std::uint64_t value, int count) {
   for (int k = 0; k < count; ++k) {
     bytes.push_back(static_cast<std::uint8_t>(value >> (8 * k)));
   }
 }
 
-Bytes BlockHeader(unsigned marker, unsigned rbId, unsigned sibType, std::size_t blockBytes) {
+ByteVector BlockHeader(unsigned marker, unsigned rbId, unsigned sibType, std::size_t blockBytes) {
   const std::size_t messageLength = blockBytes - 4;
   return {static_cast<std::uint8_t>(marker), static_cast<std::uint8_t>(rbId),
           static_cast<std::uint8_t>(messageLength % 256),
@@ -72,10 +72,10 @@ Bits SibList(const std::vector<sListedSib>& sibs) {
   return bits;
 }
 
-Bytes LogPacket(std::uint8_t channel, std::uint8_t rbId, const Bytes& message,
-                std::uint64_t timestamp) {
+ByteVector LogPacket(std::uint8_t channel, std::uint8_t rbId, const ByteVector& message,
+                     std::uint64_t timestamp) {
   const std::size_t length = 16 + 4 + message.size() - 4;
-  Bytes packet = {0x10, 0x00};
+  ByteVector packet = {0x10, 0x00};
   AppendLittleEndian(packet, length, 2);
   AppendLittleEndian(packet, length, 2);
   packet.insert(packet.end(), {0x2F, 0x41});
@@ -87,14 +87,14 @@ Bytes LogPacket(std::uint8_t channel, std::uint8_t rbId, const Bytes& message,
   return packet;
 }
 
-Bytes RebuiltPacket(std::uint8_t channel, std::uint8_t rbId, unsigned sibType, const Bits& data,
-                    std::uint64_t timestamp) {
-  Bytes message = BytesOf(data);
+ByteVector RebuiltPacket(std::uint8_t channel, std::uint8_t rbId, unsigned sibType,
+                         const Bits& data, std::uint64_t timestamp) {
+  ByteVector message = BytesOf(data);
   message.insert(message.begin(), static_cast<std::uint8_t>(sibType));
   return LogPacket(MarkerOf(channel), rbId, message, timestamp);
 }
 
-OwnedBuffer Item(const Bytes& bytes) {
+OwnedBuffer Item(const ByteVector& bytes) {
   return std::make_unique<sSharedBuffer>(bytes.data(), static_cast<std::int32_t>(bytes.size()),
                                          kOriginDevice);
 }
@@ -114,7 +114,7 @@ sBlock UnfinishedBlock(unsigned expected, unsigned received, const Bits& data) {
 sBlock EmittedBlock(const BlockKey& key, unsigned expected, unsigned received, const Bits& data) {
   const auto [marker, rbId, sibType] = key;
   const Bits rounded = RoundedUp(data);
-  const Bytes header =
+  const ByteVector header =
       BlockHeader(static_cast<unsigned>(marker), static_cast<unsigned>(rbId),
                   static_cast<unsigned>(sibType), (kHeaderBits + rounded.size()) / 8);
   return {expected, received, BitsOf(header) + rounded};
@@ -145,7 +145,7 @@ BlockMap BlocksOf(const SibAssemblyMap& map) {
 
 void InsertBlock(SibAssemblyMap& map, const BlockKey& key, const sBlock& block) {
   const auto [marker, rbId, sibType] = key;
-  const Bytes bytes = BytesOf(block.bits);
+  const ByteVector bytes = BytesOf(block.bits);
   sSibAssembly& assembly =
       map[sSibKey{marker, static_cast<std::uint8_t>(rbId), static_cast<std::uint8_t>(sibType)}];
   assembly = sSibAssembly{};

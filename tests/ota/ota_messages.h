@@ -45,16 +45,17 @@ struct sListedSib {
 [[nodiscard]] Bits SibList(const std::vector<sListedSib>& sibs);
 
 // A 0x412F log packet around these message bytes.
-[[nodiscard]] Bytes LogPacket(std::uint8_t channel, std::uint8_t rbId, const Bytes& message,
-                              std::uint64_t timestamp = 0x0123456789ABCDEF);
+[[nodiscard]] ByteVector LogPacket(std::uint8_t channel, std::uint8_t rbId,
+                                   const ByteVector& message,
+                                   std::uint64_t timestamp = 0x0123456789ABCDEF);
 
 // The packet that is expected for a complete block.
-[[nodiscard]] Bytes RebuiltPacket(std::uint8_t channel, std::uint8_t rbId, unsigned sibType,
-                                  const Bits& data, std::uint64_t timestamp);
+[[nodiscard]] ByteVector RebuiltPacket(std::uint8_t channel, std::uint8_t rbId, unsigned sibType,
+                                       const Bits& data, std::uint64_t timestamp);
 
-[[nodiscard]] OwnedBuffer Item(const Bytes& bytes);
+[[nodiscard]] OwnedBuffer Item(const ByteVector& bytes);
 // The packets' bytes, in the list's order.
-using Packets = std::vector<Bytes>;
+using Packets = std::vector<ByteVector>;
 [[nodiscard]] Packets BytesOf(const SibPacketList& packets);
 
 // A block that no packet was made of yet.

@@ -19,7 +19,7 @@ TEST(ViewOtaPacket, ShowsChannelBearerAndMessage) {
 }
 
 TEST(ViewOtaPacket, RefusesAPacketThatEndsWithItsOtaHeader) {
-  Bytes bytes = LogPacket(kFach, 7, {});
+  ByteVector bytes = LogPacket(kFach, 7, {});
   ASSERT_EQ(bytes.size(), 20u);
   EXPECT_FALSE(ViewOtaPacket(*Item(bytes)));
   // One byte more, of no message, is enough.
@@ -30,9 +30,9 @@ TEST(ViewOtaPacket, RefusesAPacketThatEndsWithItsOtaHeader) {
 }
 
 TEST(ViewOtaPacket, RefusesEveryItemCutWithinItsMessage) {
-  const Bytes whole = LogPacket(kFach, 7, {1, 2, 3, 4, 5});
+  const ByteVector whole = LogPacket(kFach, 7, {1, 2, 3, 4, 5});
   for (std::size_t size = 0; size < whole.size(); ++size) {
-    const Bytes cut(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size));
+    const ByteVector cut(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size));
     EXPECT_FALSE(ViewOtaPacket(*Item(cut))) << size;
   }
   EXPECT_TRUE(ViewOtaPacket(*Item(whole)));
@@ -40,7 +40,7 @@ TEST(ViewOtaPacket, RefusesEveryItemCutWithinItsMessage) {
 
 // The largest item there is: 16620 bytes of message.
 TEST(ViewOtaPacket, TakesAMessageThatFillsTheLargestItem) {
-  const auto item = Item(LogPacket(kFach, 7, Bytes(16620, 0x5A)));
+  const auto item = Item(LogPacket(kFach, 7, ByteVector(16620, 0x5A)));
   const auto packet = ViewOtaPacket(*item);
   ASSERT_TRUE(packet);
   EXPECT_EQ(packet->bitCount, 16620u * 8);

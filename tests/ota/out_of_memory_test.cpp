@@ -84,7 +84,7 @@ struct sSent {
 
 sSent SendFailing(SibAssemblyMap& map, unsigned choice, const Bits& content,
                   const sFailing& failing) {
-  const Bytes bytes = LogPacket(kFach, 7, BytesOf(Message(kFach, choice, content)));
+  const ByteVector bytes = LogPacket(kFach, 7, BytesOf(Message(kFach, choice, content)));
   const OwnedBuffer item = Item(bytes);
   cAllocationFailure failure(failing.heap, failing.nth);
   const SibPacketList packets = DecodeOtaPacket(map, *item, kTimestamp);
@@ -153,7 +153,7 @@ TEST(OutOfMemory, WhicheverAllocationFailsTheOtherBlocksOfAMessageAreDecoded) {
       // One thing is missing, and what there is comes in order.
       EXPECT_EQ(sent.packets.size() + map.size(), 4u) << nth;
       EXPECT_TRUE(std::includes(all.begin(), all.end(), sent.packets.begin(), sent.packets.end(),
-                                [&all](const Bytes& left, const Bytes& right) {
+                                [&all](const ByteVector& left, const ByteVector& right) {
                                   return std::find(all.begin(), all.end(), left) <
                                          std::find(all.begin(), all.end(), right);
                                 }));

@@ -27,11 +27,11 @@ class ProcessOtaLogItem : public cStoreTest {
  protected:
   ProcessOtaLogItem() : cStoreTest(corvane::ProcessOtaLogItem) {}
 
-  [[nodiscard]] static Bytes Captured(unsigned choice, const Bits& content) {
+  [[nodiscard]] static ByteVector Captured(unsigned choice, const Bits& content) {
     return LogPacket(kFach, 7, BytesOf(Message(kFach, choice, content)));
   }
-  [[nodiscard]] static Bytes Rebuilt(unsigned sibType, const Bits& data,
-                                     std::uint64_t timestamp = kTimestampOfStart) {
+  [[nodiscard]] static ByteVector Rebuilt(unsigned sibType, const Bits& data,
+                                          std::uint64_t timestamp = kTimestampOfStart) {
     return RebuiltPacket(kFach, 7, sibType, data, timestamp);
   }
   // Fills the first block of the file but for one item.
@@ -41,7 +41,7 @@ class ProcessOtaLogItem : public cStoreTest {
     }
   }
   void AddAll(const Packets& packets) {
-    for (const Bytes& packet : packets) {
+    for (const ByteVector& packet : packets) {
       EXPECT_EQ(Add(packet), 0u);
     }
   }
@@ -53,11 +53,11 @@ class ProcessOtaLogItem : public cStoreTest {
     return packets;
   }
 
-  const Bytes first = Captured(1, FirstFixed(2, 2, Pattern(222, 1)));
-  const Bytes last = Captured(10, SegmentFixed(2, 1, Pattern(222, 2)));
-  const Bytes complete = Captured(9, Number(3, 5) + Pattern(226, 3));
-  const Bytes twoComplete = Captured(7, SibList({{4, "11"}, {5, "01"}}));
-  const Bytes other = Packet({0x1C, 0x01}, 5);
+  const ByteVector first = Captured(1, FirstFixed(2, 2, Pattern(222, 1)));
+  const ByteVector last = Captured(10, SegmentFixed(2, 1, Pattern(222, 2)));
+  const ByteVector complete = Captured(9, Number(3, 5) + Pattern(226, 3));
+  const ByteVector twoComplete = Captured(7, SibList({{4, "11"}, {5, "01"}}));
+  const ByteVector other = Packet({0x1C, 0x01}, 5);
 };
 
 TEST_F(ProcessOtaLogItem, ACompletedBlockStandsRightBehindThePacketThatCompletedIt) {
@@ -71,7 +71,7 @@ TEST_F(ProcessOtaLogItem, ACompletedBlockStandsRightBehindThePacketThatCompleted
 }
 
 TEST_F(ProcessOtaLogItem, SeveralBlocksOfOnePacketStandBehindItInMessageOrder) {
-  const Bytes both = Captured(
+  const ByteVector both = Captured(
       6, SegmentShort(2, 1, "101") + SibList({{4, "11"}, {5, "01"}}) + FirstShort(6, 1, "0"));
   AddAll({first, both});
   EXPECT_EQ(PacketsOfFile(), (Packets{first, both, Rebuilt(2, Pattern(222, 1) + "101"),
@@ -91,7 +91,7 @@ TEST_F(ProcessOtaLogItem, ABlockCompletedByTheLastPacketOfAFileBlockOpensTheNext
 }
 
 TEST_F(ProcessOtaLogItem, TheCapturedPacketsAreWrittenUnchanged) {
-  const Bytes broken = LogPacket(kFach, 7, {});
+  const ByteVector broken = LogPacket(kFach, 7, {});
   AddAll({broken, complete});
   ASSERT_EQ(Items().size(), 3u);
   EXPECT_EQ(Items()[0].packet, broken);
@@ -208,7 +208,7 @@ TEST_F(ProcessOtaLogItem, WithoutMemoryNothingIsThrownAndThePacketIsRecorded) {
 
 // How many failures of one allocation each leave the second packet of `bytes` without the first, as
 // long as no packet has to be written.
-std::uint32_t FailuresThatLoseTheFirstPacket(const Bytes& bytes) {
+std::uint32_t FailuresThatLoseTheFirstPacket(const ByteVector& bytes) {
   const OwnedBuffer item = Item(bytes);
   std::uint32_t count = 0;
   for (std::uint32_t nth = 1;; ++nth) {

@@ -32,7 +32,7 @@ sRandomMessage cRandomMessages::Next(const BlockMap& blocks) {
   return message;
 }
 
-Bytes cRandomMessages::Packet(const sRandomMessage& sent) {
+ByteVector cRandomMessages::Packet(const sRandomMessage& sent) {
   Bits bits = sent.bits;
   while (bits.size() % 8 != 0) {
     bits += OneIn(2) ? '1' : '0';
@@ -41,7 +41,7 @@ Bytes cRandomMessages::Packet(const sRandomMessage& sent) {
   if (sent.channel == kFach && bits.size() == 8 && !OneIn(4)) {
     bits.replace(6, 2, "00");
   }
-  Bytes packet = LogPacket(sent.channel, sent.rbId, BytesOf(bits));
+  ByteVector packet = LogPacket(sent.channel, sent.rbId, BytesOf(bits));
   if (OneIn(50)) {
     packet[16] = static_cast<std::uint8_t>(Below(256));
   }

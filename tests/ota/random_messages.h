@@ -26,7 +26,7 @@ class cRandomMessages {
   [[nodiscard]] sRandomMessage Next(const BlockMap& blocks);
 
   // A log packet around the message. A few have something else wrong with them.
-  [[nodiscard]] Bytes Packet(const sRandomMessage& message);
+  [[nodiscard]] ByteVector Packet(const sRandomMessage& message);
 
   // A key and a block to start a sequence with, close to the end of its buffer.
   [[nodiscard]] BlockKey Key();

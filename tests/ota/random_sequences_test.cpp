@@ -44,7 +44,7 @@ class cComparison {
   }
 
   // The packet's way, with the choice read from the message.
-  void SendPacket(const Bytes& packet, std::uint64_t timestamp) {
+  void SendPacket(const ByteVector& packet, std::uint64_t timestamp) {
     const Packets expected = model.Decode(packet, timestamp);
     ASSERT_EQ(BytesOf(DecodeOtaPacket(map, *Item(packet), timestamp)), expected) << BitsOf(packet);
     CompareTouched();
@@ -52,7 +52,7 @@ class cComparison {
 
   // Straight to the choice's decoder, so that messages may end at any bit.
   void SendMessage(const sRandomMessage& message, std::uint64_t timestamp) {
-    const Bytes bytes = BytesOf(message.bits);
+    const ByteVector bytes = BytesOf(message.bits);
     const sOtaPacket packet{.channel = message.channel,
                             .rbId = message.rbId,
                             .message = bytes.data(),

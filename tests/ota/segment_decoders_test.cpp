@@ -17,11 +17,11 @@ class SegmentDecoders : public testing::Test {
  protected:
   Packets Send(unsigned choice, const Bits& content, std::uint8_t channel = kFach,
                std::uint8_t rbId = 9) {
-    const Bytes packet = LogPacket(channel, rbId, BytesOf(Message(channel, choice, content)));
+    const ByteVector packet = LogPacket(channel, rbId, BytesOf(Message(channel, choice, content)));
     return BytesOf(DecodeOtaPacket(map, *Item(packet), kTimestamp));
   }
 
-  [[nodiscard]] static Bytes Rebuilt(unsigned sibType, const Bits& data) {
+  [[nodiscard]] static ByteVector Rebuilt(unsigned sibType, const Bits& data) {
     return RebuiltPacket(kFach, 9, sibType, data, kTimestamp);
   }
 
@@ -423,7 +423,7 @@ TEST_F(SegmentDecoders, AFullBlockIsEmittedCutTo8192Bytes) {
   Insert(2, UnfinishedBlock(2, 1, data));
   const Packets packets = Send(10, SegmentFixed(2, 1, b));
   ASSERT_EQ(packets.size(), 1u);
-  Bytes expected = Rebuilt(2, data + b);
+  ByteVector expected = Rebuilt(2, data + b);
   ASSERT_EQ(expected.size(), 8208u + 16u);
   expected.resize(8192 + 16);
   expected[2] = expected[4] = (8192 + 12) % 256;

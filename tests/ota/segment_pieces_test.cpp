@@ -44,13 +44,13 @@ class SegmentPieces : public testing::Test {
     return goesOn;
   }
 
-  [[nodiscard]] static Bytes Rebuilt(unsigned sibType, const Bits& data) {
+  [[nodiscard]] static ByteVector Rebuilt(unsigned sibType, const Bits& data) {
     return RebuiltPacket(kFach, 9, sibType, data, kTimestamp);
   }
 
   static constexpr std::uint64_t kTimestamp = 0x0102030405060708;
 
-  Bytes bytes;
+  ByteVector bytes;
   sOtaPacket packet{.channel = kFach, .rbId = 9, .message = nullptr, .bitCount = 0};
   SibAssemblyMap map;
   Packets packets;

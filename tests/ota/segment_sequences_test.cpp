@@ -103,7 +103,7 @@ class SegmentSequences : public testing::TestWithParam<std::tuple<sChoice, std::
   }
 
   Packets Send(unsigned payloadChoice, const Bits& content) {
-    const Bytes packet =
+    const ByteVector packet =
         LogPacket(channel, kRbId, BytesOf(Message(channel, payloadChoice, content)));
     return BytesOf(DecodeOtaPacket(map, *Item(packet), kTimestamp));
   }
@@ -268,7 +268,7 @@ TEST_P(SegmentSequences, CutShortAtEveryBitTheyDoWhatTheBitsThatAreThereSay) {
     while (cut.size() % 8 != 0) {
       cut += '1';
     }
-    const Bytes message = BytesOf(cut);
+    const ByteVector message = BytesOf(cut);
     const sOtaPacket packet{.channel = channel,
                             .rbId = kRbId,
                             .message = message.data(),

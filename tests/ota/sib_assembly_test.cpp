@@ -32,11 +32,11 @@ sSibAssembly FullBlock(std::uint32_t bitLength) {
   return block;
 }
 
-Bytes Emit(sSibAssembly& block) {
+ByteVector Emit(sSibAssembly& block) {
   SibPacketList list;
   EmitSib(block, 0x8877665544332211, list);
   EXPECT_EQ(list.size(), 1u);
-  return list.empty() ? Bytes() : BytesOf(list).front();
+  return list.empty() ? ByteVector() : BytesOf(list).front();
 }
 
 TEST(SibAssembly, HasItsMembersInOrderAndStartsEmptyBehindItsHeader) {
@@ -57,8 +57,8 @@ TEST(SibAssembly, HasItsMembersInOrderAndStartsEmptyBehindItsHeader) {
 TEST(EmitSib, MakesALogPacketOfTheBlockByteByByte) {
   sSibAssembly block = FullBlock(40 + 12);
   EXPECT_EQ(Emit(block),
-            Bytes({0x10, 0x00, 0x13, 0x00, 0x13, 0x00, 0x2F, 0x41, 0x11, 0x22, 0x33, 0x44,
-                   0x55, 0x66, 0x77, 0x88, 254,  0x21, 3,    0,    30,   0xFF, 0xF0}));
+            ByteVector({0x10, 0x00, 0x13, 0x00, 0x13, 0x00, 0x2F, 0x41, 0x11, 0x22, 0x33, 0x44,
+                        0x55, 0x66, 0x77, 0x88, 254,  0x21, 3,    0,    30,   0xFF, 0xF0}));
 }
 
 TEST(EmitSib, MakesABufferFromTheDeviceThatBelongsToTheCaller) {
@@ -101,7 +101,7 @@ TEST(EmitSib, WritesTheOtaHeaderIntoTheBlock) {
   sSibAssembly block = FullBlock(40 + 300 * 8);
   Emit(block);
   // 301 bytes of message: 0x012D.
-  EXPECT_EQ(BitsOf({block.buffer.data(), 5}), BitsOf(Bytes{254, 0x21, 0x2D, 0x01, 30}));
+  EXPECT_EQ(BitsOf({block.buffer.data(), 5}), BitsOf(ByteVector{254, 0x21, 0x2D, 0x01, 30}));
 }
 
 TEST(EmitSib, LeavesTheSegmentCountsAlone) {
@@ -113,7 +113,7 @@ TEST(EmitSib, LeavesTheSegmentCountsAlone) {
 
 TEST(EmitSib, EmitsABlockOf8192BytesWhole) {
   sSibAssembly block = FullBlock(8192 * 8);
-  const Bytes packet = Emit(block);
+  const ByteVector packet = Emit(block);
   ASSERT_EQ(packet.size(), 8192u + 16u);
   EXPECT_EQ(packet[2] + packet[3] * 256, 8192 + 12);
   EXPECT_EQ(packet[4] + packet[5] * 256, 8192 + 12);
@@ -124,7 +124,7 @@ TEST(EmitSib, EmitsABlockOf8192BytesWhole) {
 TEST(EmitSib, CutsALongerBlockTo8192BytesButCountsItsWholeMessage) {
   for (const std::uint32_t bits : {8192u * 8 + 1, 8193u * 8, 8207u * 8 + 1, 8208u * 8}) {
     sSibAssembly block = FullBlock(bits);
-    const Bytes packet = Emit(block);
+    const ByteVector packet = Emit(block);
     const std::uint32_t blockBytes = (bits + 7) / 8;
     ASSERT_EQ(packet.size(), 8192u + 16u);
     EXPECT_EQ(packet[2] + packet[3] * 256, 8192 + 12);

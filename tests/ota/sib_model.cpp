@@ -9,7 +9,7 @@ constexpr std::size_t kMostBits = 8208 * 8;
 
 unsigned Small(const Bits& bits) { return static_cast<unsigned>(NumberOf(bits)); }
 
-void AppendNumber(Bytes& bytes, std::uint64_t value, int count) {
+void AppendNumber(ByteVector& bytes, std::uint64_t value, int count) {
   for (; count != 0; --count, value /= 256) {
     bytes.push_back(static_cast<std::uint8_t>(value % 256));
   }
@@ -17,7 +17,7 @@ void AppendNumber(Bytes& bytes, std::uint64_t value, int count) {
 
 }  // namespace
 
-std::vector<Bytes> cSibModel::Decode(const Bytes& packet, std::uint64_t timestamp) {
+std::vector<ByteVector> cSibModel::Decode(const ByteVector& packet, std::uint64_t timestamp) {
   touched.clear();
   if (packet.size() <= 20 || packet.size() > 16640) {
     return {};
@@ -61,8 +61,8 @@ std::vector<Bytes> cSibModel::Decode(const Bytes& packet, std::uint64_t timestam
   return DecodeMessage(choice, channel, packet[17], message, timestamp);
 }
 
-std::vector<Bytes> cSibModel::DecodeMessage(unsigned choice, int channel, int rbId,
-                                            const Bits& message, std::uint64_t timestamp) {
+std::vector<ByteVector> cSibModel::DecodeMessage(unsigned choice, int channel, int rbId,
+                                                 const Bits& message, std::uint64_t timestamp) {
   touched.clear();
   emitted.clear();
   currentChoice = choice;
@@ -287,7 +287,7 @@ void cSibModel::Emit(const BlockKey& key, sBlock& block) {
   }
   const std::size_t size = block.bits.size() / 8;
   const auto [keyMarker, keyBearer, type] = key;
-  Bytes header = {static_cast<std::uint8_t>(keyMarker), static_cast<std::uint8_t>(keyBearer)};
+  ByteVector header = {static_cast<std::uint8_t>(keyMarker), static_cast<std::uint8_t>(keyBearer)};
   AppendNumber(header, size - 4, 2);
   header.push_back(static_cast<std::uint8_t>(type));
   block.bits = BitsOf(header) + block.bits.substr(40);
@@ -296,13 +296,13 @@ void cSibModel::Emit(const BlockKey& key, sBlock& block) {
   if (size > kept) {
     Note("emitted cut");
   }
-  Bytes packet;
+  ByteVector packet;
   AppendNumber(packet, 16, 2);
   AppendNumber(packet, kept + 12, 2);
   AppendNumber(packet, kept + 12, 2);
   AppendNumber(packet, 0x412F, 2);
   AppendNumber(packet, stamp, 8);
-  const Bytes content = BytesOf(block.bits.substr(0, kept * 8));
+  const ByteVector content = BytesOf(block.bits.substr(0, kept * 8));
   packet.insert(packet.end(), content.begin(), content.end());
   emitted.push_back(packet);
 }

@@ -18,12 +18,12 @@ namespace corvane {
 class cSibModel {
  public:
   // What this log packet completes.
-  std::vector<Bytes> Decode(const Bytes& packet, std::uint64_t timestamp);
+  std::vector<ByteVector> Decode(const ByteVector& packet, std::uint64_t timestamp);
 
   // What a message on one of the two BCCH channels completes whose payload choice, 1 to 10, is
   // known.
-  std::vector<Bytes> DecodeMessage(unsigned choice, int channel, int rbId, const Bits& message,
-                                   std::uint64_t timestamp);
+  std::vector<ByteVector> DecodeMessage(unsigned choice, int channel, int rbId, const Bits& message,
+                                        std::uint64_t timestamp);
 
   BlockMap blocks;
   std::set<BlockKey> touched;             // by the last message, changed or not
@@ -48,7 +48,7 @@ class cSibModel {
   int bearer = 0;
   std::uint64_t stamp = 0;
   Bits rest;  // what is still to be read
-  std::vector<Bytes> emitted;
+  std::vector<ByteVector> emitted;
 };
 
 }  // namespace corvane

@@ -13,7 +13,7 @@ cCaptureBuilder& cCaptureBuilder::Add(const sBuiltItem& item) {
   }
   const std::uint64_t baseTime = blocks.back().second;
   unsigned flags = item.type;
-  Bytes record;
+  ByteVector record;
   if (item.time < baseTime || item.time - baseTime >= 0xFFFFFFFF) {
     flags += 3 * 32;
     Append(record, item.time, 8);
@@ -34,7 +34,8 @@ cCaptureBuilder& cCaptureBuilder::Add(const sBuiltItem& item) {
   return AddRaw(flags, static_cast<unsigned>(item.packet.size()), record);
 }
 
-cCaptureBuilder& cCaptureBuilder::AddRaw(unsigned flags, unsigned length, const Bytes& record) {
+cCaptureBuilder& cCaptureBuilder::AddRaw(unsigned flags, unsigned length,
+                                         const ByteVector& record) {
   if (items % 8192 == 0 && blocks.size() == items / 8192) {
     AddBlock(0);
   }
@@ -64,8 +65,8 @@ cCaptureBuilder& cCaptureBuilder::AddBlock(std::uint64_t baseTime) {
   return *this;
 }
 
-Bytes cCaptureBuilder::Closed() const {
-  Bytes closed = file;
+ByteVector cCaptureBuilder::Closed() const {
+  ByteVector closed = file;
   for (const auto& [position, baseTime] : blocks) {
     Append(closed, position, 8);
     Append(closed, baseTime, 8);
@@ -76,19 +77,19 @@ Bytes cCaptureBuilder::Closed() const {
   return closed;
 }
 
-void Put(Bytes& file, std::size_t offset, std::uint64_t value, std::size_t size) {
+void Put(ByteVector& file, std::size_t offset, std::uint64_t value, std::size_t size) {
   for (std::size_t place = 0; place < size; ++place) {
     file.at(offset + place) = static_cast<std::uint8_t>(value >> (8 * place) & 0xFF);
   }
 }
 
-void Append(Bytes& file, std::uint64_t value, std::size_t size) {
+void Append(ByteVector& file, std::uint64_t value, std::size_t size) {
   file.resize(file.size() + size);
   Put(file, file.size() - size, value, size);
 }
 
-Bytes Hex(std::string_view text) {
-  Bytes bytes;
+ByteVector Hex(std::string_view text) {
+  ByteVector bytes;
   unsigned value = 0;
   unsigned digits = 0;
   for (const char character : text) {
@@ -110,8 +111,8 @@ Bytes Hex(std::string_view text) {
   return bytes;
 }
 
-Bytes TextItem(std::string_view text) {
-  Bytes bytes = Hex("C0 FF FF FF");
+ByteVector TextItem(std::string_view text) {
+  ByteVector bytes = Hex("C0 FF FF FF");
   for (const char character : text) {
     Append(bytes, static_cast<std::uint8_t>(character), 2);
   }
@@ -119,15 +120,15 @@ Bytes TextItem(std::string_view text) {
   return bytes;
 }
 
-Bytes NumberedPacket(std::uint32_t number) {
-  Bytes packet(1 + number % 300);
+ByteVector NumberedPacket(std::uint32_t number) {
+  ByteVector packet(1 + number % 300);
   for (std::size_t place = 0; place < packet.size(); ++place) {
     packet[place] = static_cast<std::uint8_t>(number * 31 + place * 7 + number / 256);
   }
   return packet;
 }
 
-Bytes With(Bytes file, std::size_t offset, std::uint64_t value, std::size_t size) {
+ByteVector With(ByteVector file, std::size_t offset, std::uint64_t value, std::size_t size) {
   Put(file, offset, value, size);
   return file;
 }
@@ -175,17 +176,17 @@ std::size_t cMemorySource::ReadAt(std::uint64_t offset, std::span<std::uint8_t> 
   return count;
 }
 
-sOpened OpenBytes(std::shared_ptr<const Bytes> bytes) {
+sOpened OpenBytes(std::shared_ptr<const ByteVector> bytes) {
   sOpened opened;
   opened.file = cCaptureFile::Open(std::make_unique<cMemorySource>(std::move(bytes)), opened.error);
   return opened;
 }
 
-sOpened OpenBytes(Bytes bytes) {
-  return OpenBytes(std::make_shared<const Bytes>(std::move(bytes)));
+sOpened OpenBytes(ByteVector bytes) {
+  return OpenBytes(std::make_shared<const ByteVector>(std::move(bytes)));
 }
 
-std::string ErrorOf(Bytes bytes) {
+std::string ErrorOf(ByteVector bytes) {
   const sOpened opened = OpenBytes(std::move(bytes));
   if (opened.file == nullptr) {
     return opened.error.Text();

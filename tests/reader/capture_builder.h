@@ -9,16 +9,15 @@
 #include <vector>
 
 #include "reader/capture_file.h"
+#include "support/bytes.h"
 
 namespace corvane {
-
-using Bytes = std::vector<std::uint8_t>;
 
 // One item, as a test wants it in a file.
 struct sBuiltItem {
   unsigned type = 1;
   std::uint64_t time = 0;  // milliseconds since 1601
-  Bytes packet;
+  ByteVector packet;
   std::optional<std::uint32_t> extra;
 };
 
@@ -32,39 +31,40 @@ class cCaptureBuilder {
   // the smallest that the format allows.
   cCaptureBuilder& Add(const sBuiltItem& item);
   // Appends an item whose record consists of `record`, whatever its flags promise.
-  cCaptureBuilder& AddRaw(unsigned flags, unsigned length, const Bytes& record);
+  cCaptureBuilder& AddRaw(unsigned flags, unsigned length, const ByteVector& record);
   // Appends bytes that belong to nothing.
   cCaptureBuilder& AddGap(std::size_t bytes);
   // Appends an empty block, as the first item of a block would.
   cCaptureBuilder& AddBlock(std::uint64_t baseTime);
 
   // The file without block index and trailer.
-  [[nodiscard]] const Bytes& Unclosed() const { return file; }
+  [[nodiscard]] const ByteVector& Unclosed() const { return file; }
   // The file with both.
-  [[nodiscard]] Bytes Closed() const;
+  [[nodiscard]] ByteVector Closed() const;
 
  private:
-  Bytes file;
+  ByteVector file;
   std::vector<std::pair<std::uint64_t, std::uint64_t>> blocks;  // position, base time
   std::uint32_t items = 0;
 };
 
 // Writes `value` into `file` at `offset`, `size` bytes, lowest first.
-void Put(Bytes& file, std::size_t offset, std::uint64_t value, std::size_t size);
+void Put(ByteVector& file, std::size_t offset, std::uint64_t value, std::size_t size);
 // Appends the same.
-void Append(Bytes& file, std::uint64_t value, std::size_t size);
+void Append(ByteVector& file, std::uint64_t value, std::size_t size);
 
 // The bytes that `text` names in hexadecimal: "4B 0F 00 00".
-[[nodiscard]] Bytes Hex(std::string_view text);
+[[nodiscard]] ByteVector Hex(std::string_view text);
 
 // A text item: header, UTF-16LE text (from ASCII), terminator.
-[[nodiscard]] Bytes TextItem(std::string_view text);
+[[nodiscard]] ByteVector TextItem(std::string_view text);
 
 // A packet that differs for every `number`, of 1 to 300 bytes.
-[[nodiscard]] Bytes NumberedPacket(std::uint32_t number);
+[[nodiscard]] ByteVector NumberedPacket(std::uint32_t number);
 
 // `file` with `value` written over it.
-[[nodiscard]] Bytes With(Bytes file, std::size_t offset, std::uint64_t value, std::size_t size);
+[[nodiscard]] ByteVector With(ByteVector file, std::size_t offset, std::uint64_t value,
+                              std::size_t size);
 
 // 2024-05-17 12:00:00 UTC, in milliseconds since 1601.
 inline constexpr std::uint64_t kNoon = 13'360'420'800'000;
@@ -83,13 +83,13 @@ inline constexpr std::uint64_t kNoon = 13'360'420'800'000;
 // Bytes in memory as a file. `bytes` is shared with the test, which may change and extend them.
 class cMemorySource final : public cByteSource {
  public:
-  explicit cMemorySource(std::shared_ptr<const Bytes> shared) : bytes(std::move(shared)) {}
+  explicit cMemorySource(std::shared_ptr<const ByteVector> shared) : bytes(std::move(shared)) {}
 
   [[nodiscard]] std::optional<std::uint64_t> Size() override { return bytes->size(); }
   [[nodiscard]] std::size_t ReadAt(std::uint64_t offset, std::span<std::uint8_t> wanted) override;
 
  private:
-  std::shared_ptr<const Bytes> bytes;
+  std::shared_ptr<const ByteVector> bytes;
 };
 
 // A file opened from memory, or why it could not be opened.
@@ -97,12 +97,12 @@ struct sOpened {
   std::unique_ptr<cCaptureFile> file;
   sCaptureError error;
 };
-[[nodiscard]] sOpened OpenBytes(Bytes bytes);
-[[nodiscard]] sOpened OpenBytes(std::shared_ptr<const Bytes> bytes);
+[[nodiscard]] sOpened OpenBytes(ByteVector bytes);
+[[nodiscard]] sOpened OpenBytes(std::shared_ptr<const ByteVector> bytes);
 
 // The text of what is wrong with the bytes: that they cannot be opened, or their damage; empty for
 // none.
-[[nodiscard]] std::string ErrorOf(Bytes bytes);
+[[nodiscard]] std::string ErrorOf(ByteVector bytes);
 
 // The texts of all that is kept of a damage.
 [[nodiscard]] std::vector<std::string> TextsOf(const cDamage& damage);

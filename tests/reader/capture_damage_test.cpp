@@ -32,7 +32,7 @@ TEST(CaptureDamageTest, AFileShorterThanTheHeaderIsRefused) {
 TEST(CaptureDamageTest, AnyChangedByteOfTheHeaderIsRefused) {
   for (std::size_t place = 0; place < 4; ++place) {
     for (unsigned bit = 0; bit < 8; ++bit) {
-      Bytes file = SmallCapture().Closed();
+      ByteVector file = SmallCapture().Closed();
       file[place] = static_cast<std::uint8_t>(file[place] ^ 1U << bit);
       const sOpened opened = OpenBytes(file);
       EXPECT_EQ(opened.file, nullptr);
@@ -42,7 +42,7 @@ TEST(CaptureDamageTest, AnyChangedByteOfTheHeaderIsRefused) {
 }
 
 TEST(CaptureDamageTest, SixteenBytesBehindTheHeaderAreTrailerOrBlock) {
-  const Bytes empty = cCaptureBuilder().Closed();
+  const ByteVector empty = cCaptureBuilder().Closed();
   EXPECT_EQ(ErrorOf(With(empty, 16, 0xAB603108, 4)),
             "what follows the header is neither a block nor a trailer, at offset 16");
   EXPECT_EQ(ErrorOf(With(empty, 12, 1, 4)),
@@ -54,7 +54,7 @@ TEST(CaptureDamageTest, SixteenBytesBehindTheHeaderAreTrailerOrBlock) {
 // --- Cut off
 
 TEST(CaptureDamageTest, AClosedFileCutOffAnywhereIsNeverComplete) {
-  const auto bytes = std::make_shared<Bytes>(SmallCapture().Closed());
+  const auto bytes = std::make_shared<ByteVector>(SmallCapture().Closed());
   const std::size_t recordsEnd = SmallCapture().Unclosed().size();
   for (std::size_t length = bytes->size(); length-- > 0;) {
     bytes->resize(length);
@@ -92,11 +92,11 @@ TEST(CaptureDamageTest, AClosedFileCutOffAnywhereIsNeverComplete) {
 }
 
 TEST(CaptureDamageTest, ASecondBlockThatIsCutOffLeavesTheFirstReadable) {
-  const Bytes whole = TwoBlocks().Unclosed();
+  const ByteVector whole = TwoBlocks().Unclosed();
   for (const std::size_t length :
        {kSecondBlock, kSecondBlock + 1, kSecondBlock + 57359, kSecondBlock + 57360}) {
     const sOpened opened =
-        OpenBytes(Bytes(whole.begin(), whole.begin() + static_cast<int>(length)));
+        OpenBytes(ByteVector(whole.begin(), whole.begin() + static_cast<int>(length)));
     ASSERT_NE(opened.file, nullptr);
     ASSERT_TRUE(opened.file->Damage().has_value());
     EXPECT_EQ(
@@ -143,7 +143,7 @@ TEST(CaptureDamageTest, AnEntryThatPointsPastTheEndOfTheFileIsDamage) {
       "directory entry 2 of the block at offset 4 points past the end of the file (1 entry passed "
       "over), at "
       "offset 18";
-  const Bytes file = SmallCapture().Unclosed();
+  const ByteVector file = SmallCapture().Unclosed();
   const std::size_t last = file.size() - kRecords - 7;
   EXPECT_EQ(ErrorOf(With(file, 4 + 7 * 2 + 1, last, 4)), "");
   EXPECT_EQ(ErrorOf(With(file, 4 + 7 * 2 + 1, last + 1, 4)), expected);
@@ -153,7 +153,7 @@ TEST(CaptureDamageTest, AnEntryThatPointsPastTheEndOfTheFileIsDamage) {
 }
 
 TEST(CaptureDamageTest, ARecordThatReachesIntoTheBlockIndexIsDamage) {
-  const Bytes file = SmallCapture().Closed();
+  const ByteVector file = SmallCapture().Closed();
   EXPECT_EQ(
       ErrorOf(With(file, 4 + 7 * 2 + 5, 3, 2)),
       "directory entry 2 of the block at offset 4 points into the block index (1 entry passed "
@@ -172,7 +172,7 @@ TEST(CaptureDamageTest, AnEntryAfterAnUnusedOneIsDamage) {
 }
 
 TEST(CaptureDamageTest, AnEntryWithoutARecordIsDamageThoughTheTrailerCountsIt) {
-  Bytes file = With(SmallCapture().Closed(), 4 + 7 * 3, 0x01, 1);
+  ByteVector file = With(SmallCapture().Closed(), 4 + 7 * 3, 0x01, 1);
   Put(file, 4 + 7 * 3 + 1, 1000, 4);
   Put(file, 4 + 7 * 3 + 5, 1, 2);
   Put(file, file.size() - 8, 4, 4);
@@ -182,7 +182,7 @@ TEST(CaptureDamageTest, AnEntryWithoutARecordIsDamageThoughTheTrailerCountsIt) {
 }
 
 TEST(CaptureDamageTest, AnyChangedByteOfAnUnusedEntryIsDamage) {
-  const auto bytes = std::make_shared<Bytes>(SmallCapture().Closed());
+  const auto bytes = std::make_shared<ByteVector>(SmallCapture().Closed());
   const std::size_t end = 4 + 57344;
   for (std::size_t place = 4 + 7 * 3; place < end; ++place) {
     // All bytes near both ends, and some of every kind between them.
@@ -202,7 +202,7 @@ TEST(CaptureDamageTest, AnyChangedByteOfAnUnusedEntryIsDamage) {
 }
 
 TEST(CaptureDamageTest, AnyChangedByteAnywhereIsReadWithoutHarm) {
-  Bytes file = SmallCapture().Closed();
+  ByteVector file = SmallCapture().Closed();
   for (std::size_t place = 0; place < file.size(); ++place) {
     // Unused entries have a test of their own.
     if (place == 4 + 7 * 4) {
@@ -211,7 +211,7 @@ TEST(CaptureDamageTest, AnyChangedByteAnywhereIsReadWithoutHarm) {
     for (unsigned value = 0; value < 256; ++value) {
       const std::uint8_t before = file[place];
       file[place] = static_cast<std::uint8_t>(value);
-      const sOpened opened = OpenBytes(std::make_shared<const Bytes>(file));
+      const sOpened opened = OpenBytes(std::make_shared<const ByteVector>(file));
       file[place] = before;
       if (opened.file != nullptr) {
         ASSERT_LE(opened.file->ItemCount(), 4U);
@@ -247,7 +247,7 @@ TEST(CaptureDamageTest, ANextBlockThatPointsBackIsDamageAndNoEndlessLoop) {
 }
 
 TEST(CaptureDamageTest, ANextBlockPastTheEndOfTheFileIsDamage) {
-  const Bytes file = TwoBlocks().Closed();
+  const ByteVector file = TwoBlocks().Closed();
   for (const std::uint64_t next : {std::uint64_t{file.size() - 57359}, std::uint64_t{file.size()},
                                    UINT64_MAX, UINT64_MAX / 2}) {
     EXPECT_EQ(ErrorOf(With(file, 4 + 57344, next, 8)),
@@ -276,7 +276,7 @@ TEST(CaptureDamageTest, TheLastBlockOfTheChainHasNoNext) {
 }
 
 TEST(CaptureDamageTest, ABaseTimeThatNoClockCanShowIsDamage) {
-  const Bytes file = SmallCapture().Unclosed();
+  const ByteVector file = SmallCapture().Unclosed();
   // 2^64 units of 100 ns are 1,844,674,407,370,955 whole milliseconds.
   EXPECT_EQ(ErrorOf(With(file, 4 + 57352, 1'844'674'407'370'955, 8)), "");
   EXPECT_EQ(

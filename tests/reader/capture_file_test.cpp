@@ -155,13 +155,13 @@ TEST(CaptureFileTest, EveryItemTypeOfFiveBitsIsTold) {
 TEST(CaptureFileTest, PacketsOfEveryLengthThatADirectoryCanTellAreRead) {
   cCaptureBuilder builder;
   for (const std::size_t length : {1U, 16640U, 65535U, 1U}) {
-    builder.Add({1, kNoon, Bytes(length, static_cast<std::uint8_t>(length % 251)), 7});
+    builder.Add({1, kNoon, ByteVector(length, static_cast<std::uint8_t>(length % 251)), 7});
   }
   const sOpened opened = OpenBytes(builder.Closed());
   ASSERT_NE(opened.file, nullptr);
-  EXPECT_EQ(ReadItem(*opened.file, 1).bytes, Bytes(16640, 16640 % 251));
-  EXPECT_EQ(ReadItem(*opened.file, 2).bytes, Bytes(65535, 65535 % 251));
-  EXPECT_EQ(ReadItem(*opened.file, 3).bytes, Bytes(1, 1));
+  EXPECT_EQ(ReadItem(*opened.file, 1).bytes, ByteVector(16640, 16640 % 251));
+  EXPECT_EQ(ReadItem(*opened.file, 2).bytes, ByteVector(65535, 65535 % 251));
+  EXPECT_EQ(ReadItem(*opened.file, 3).bytes, ByteVector(1, 1));
 }
 
 TEST(CaptureFileTest, BytesBetweenTheRecordsOfAnUnclosedFileAreCounted) {
@@ -200,7 +200,7 @@ TEST(CaptureFileTest, BytesBehindTheLastRecordOfAnUnclosedFileAreNotJudged) {
 TEST(CaptureFileTest, AFirstBlockThatIsPartlyWrittenHoldsNoItems) {
   cCaptureBuilder builder;
   builder.AddBlock(kNoon);
-  const auto bytes = std::make_shared<Bytes>(builder.Unclosed());
+  const auto bytes = std::make_shared<ByteVector>(builder.Unclosed());
   for (std::size_t length = bytes->size() - 1; length >= 4; --length) {
     bytes->resize(length);
     const sOpened opened = OpenBytes(bytes);
@@ -254,7 +254,7 @@ TEST(CaptureFileOnDiskTest, AFileIsReadFromItsPath) {
 TEST(CaptureFileOnDiskTest, AFileIsReadWhileItsWriterHasItOpen) {
   const cTempDirectory folder;
   std::ofstream writer(folder.Path("drive.isf"), std::ios::binary | std::ios::trunc);
-  const Bytes bytes = BuildNumbered(2).Unclosed();
+  const ByteVector bytes = BuildNumbered(2).Unclosed();
   writer.write(reinterpret_cast<const char*>(bytes.data()),
                static_cast<std::streamsize>(bytes.size()));
   writer.flush();

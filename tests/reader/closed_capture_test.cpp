@@ -14,10 +14,10 @@ constexpr std::size_t kRecords = 4 + 57360;  // where the records of the first b
 constexpr std::size_t kSecondBlock = kRecords + 8192 * 2;
 
 TEST(ClosedCaptureTest, AnyChangedByteOfTheBlockIndexIsDamageAtItsField) {
-  const Bytes good = TwoBlocks().Closed();
+  const ByteVector good = TwoBlocks().Closed();
   const std::size_t index = good.size() - 16 - 2 * 16;
   for (std::size_t place = 0; place < 32; ++place) {
-    Bytes file = good;
+    ByteVector file = good;
     file[index + place] = static_cast<std::uint8_t>(file[index + place] ^ 0x01);
     const char* const field = place % 16 < 8 ? "position" : "base time";
     EXPECT_EQ(ErrorOf(file), "block index entry " + std::to_string(place / 16) +
@@ -27,10 +27,10 @@ TEST(ClosedCaptureTest, AnyChangedByteOfTheBlockIndexIsDamageAtItsField) {
 }
 
 TEST(ClosedCaptureTest, AnyChangedByteOfTheTrailerIsDamageAtItsField) {
-  const Bytes good = TwoBlocks().Closed();
+  const ByteVector good = TwoBlocks().Closed();
   const std::size_t trailer = good.size() - 16;
   for (std::size_t place = 0; place < 16; ++place) {
-    Bytes file = good;
+    ByteVector file = good;
     file[trailer + place] = static_cast<std::uint8_t>(file[trailer + place] ^ 0x80);
     std::string expected;
     if (place < 8) {
@@ -47,14 +47,14 @@ TEST(ClosedCaptureTest, AnyChangedByteOfTheTrailerIsDamageAtItsField) {
 }
 
 TEST(ClosedCaptureTest, AHugeItemCountInTheTrailerCostsNothing) {
-  const Bytes file = SmallCapture().Closed();
+  const ByteVector file = SmallCapture().Closed();
   EXPECT_EQ(ErrorOf(With(file, file.size() - 8, 0xFFFFFFFF, 4)),
             "the trailer counts 4294967295 items, the directories hold 3, at offset " +
                 std::to_string(file.size() - 8));
 }
 
 TEST(ClosedCaptureTest, ATrailerWithoutABlockIndexIsDamage) {
-  Bytes file = SmallCapture().Unclosed();
+  ByteVector file = SmallCapture().Unclosed();
   const std::size_t end = file.size();
   Append(file, 0, 8);
   Append(file, 3, 4);
@@ -71,7 +71,7 @@ TEST(ClosedCaptureTest, AClosedFileWhoseLastBlockHasNoItemsIsDamaged) {
 }
 
 TEST(ClosedCaptureTest, BytesBehindTheTrailerMakeAFileUnclosed) {
-  Bytes file = SmallCapture().Closed();
+  ByteVector file = SmallCapture().Closed();
   file.push_back(0);
   const sOpened opened = OpenBytes(file);
   ASSERT_NE(opened.file, nullptr);
@@ -83,7 +83,7 @@ TEST(ClosedCaptureTest, BytesBehindTheTrailerMakeAFileUnclosed) {
 
 // A closed file whose first item is a good one of 1 byte at kNoon, at record offset kRecords, and
 // whose next record is as given.
-[[nodiscard]] Bytes WithSecond(unsigned flags, unsigned length, const Bytes& record) {
+[[nodiscard]] ByteVector WithSecond(unsigned flags, unsigned length, const ByteVector& record) {
   cCaptureBuilder builder;
   builder.Add({1, kNoon, {0x42}, {}});
   builder.AddRaw(flags, length, record);
@@ -92,7 +92,7 @@ TEST(ClosedCaptureTest, BytesBehindTheTrailerMakeAFileUnclosed) {
 }
 
 // All that is wrong with such a file, in which every item is there all the same.
-[[nodiscard]] std::vector<std::string> WrongWith(const Bytes& file, std::uint64_t items = 3) {
+[[nodiscard]] std::vector<std::string> WrongWith(const ByteVector& file, std::uint64_t items = 3) {
   const sOpened opened = OpenBytes(file);
   EXPECT_NE(opened.file, nullptr);
   EXPECT_EQ(opened.file->ItemCount(), items);
@@ -142,7 +142,7 @@ TEST(ClosedCaptureTest, AFirstItemThatIsNotAtTheBaseTimeIsDamage) {
   EXPECT_THAT(WrongWith(builder.Closed(), 1),
               ElementsAre("item 0 is the first of its block, but not at the block's base time, at "
                           "offset 57364"));
-  Bytes second = TwoBlocks().Closed();
+  ByteVector second = TwoBlocks().Closed();
   second[kSecondBlock + 57360] = 1;
   EXPECT_THAT(WrongWith(second, 8193),
               ElementsAre("item 8192 is the first of its block, but not at the block's base time, "
@@ -164,7 +164,7 @@ TEST(ClosedCaptureTest, ATimeWiderThanNeededIsDamage) {
   EXPECT_THAT(WrongWith(WithSecond(1 + 32, 1, Hex("FF 00 42"))), IsEmpty());
   EXPECT_EQ(WrongWith(WithSecond(1 + 64, 1, Hex("FE FF 00 00 42"))), wide);
   EXPECT_THAT(WrongWith(WithSecond(1 + 64, 1, Hex("FF FF 00 00 42"))), IsEmpty());
-  Bytes absolute;
+  ByteVector absolute;
   Append(absolute, kNoon + 0xFFFFFFFE, 8);
   absolute.push_back(0x42);
   EXPECT_EQ(WrongWith(WithSecond(1 + 96, 1, absolute)), wide);
@@ -184,7 +184,7 @@ TEST(ClosedCaptureTest, ATimeFieldWithAllItsBitsSetIsDamage) {
 }
 
 TEST(ClosedCaptureTest, APacketLongerThanTheRecordersIsDamage) {
-  Bytes record(1 + 16640, 0x01);
+  ByteVector record(1 + 16640, 0x01);
   EXPECT_THAT(WrongWith(WithSecond(1, 16640, record)), IsEmpty());
   record.push_back(0x01);
   EXPECT_THAT(WrongWith(WithSecond(1, 16641, record)),

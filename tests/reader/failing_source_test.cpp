@@ -13,7 +13,8 @@ constexpr std::size_t kSecondBlock = kRecords + 8192 * 2;
 // times.
 class cFailingSource final : public cByteSource {
  public:
-  explicit cFailingSource(Bytes bytes) : memory(std::make_shared<const Bytes>(std::move(bytes))) {}
+  explicit cFailingSource(ByteVector bytes)
+      : memory(std::make_shared<const ByteVector>(std::move(bytes))) {}
 
   std::uint64_t badByte = UINT64_MAX;
   int sizesLeft = 1000;
@@ -33,7 +34,7 @@ class cFailingSource final : public cByteSource {
   cMemorySource memory;
 };
 
-[[nodiscard]] std::string ErrorWithBadByte(const Bytes& file, std::uint64_t badByte) {
+[[nodiscard]] std::string ErrorWithBadByte(const ByteVector& file, std::uint64_t badByte) {
   auto source = std::make_unique<cFailingSource>(file);
   source->badByte = badByte;
   sCaptureError error;
@@ -45,7 +46,7 @@ class cFailingSource final : public cByteSource {
 }
 
 TEST(FailingSourceTest, BytesThatCannotBeReadAreDamageWhereTheyAre) {
-  const Bytes file = TwoBlocks().Closed();
+  const ByteVector file = TwoBlocks().Closed();
   const std::size_t index = file.size() - 48;
   EXPECT_EQ(ErrorWithBadByte(file, 2), "the file is too short to be a capture file, at offset 2");
   EXPECT_EQ(ErrorWithBadByte(file, 4 + 57352),
@@ -64,7 +65,7 @@ TEST(FailingSourceTest, BytesThatCannotBeReadAreDamageWhereTheyAre) {
 }
 
 TEST(FailingSourceTest, AFileBegunThatCannotBeReadIsDamaged) {
-  Bytes file = cCaptureBuilder().Unclosed();
+  ByteVector file = cCaptureBuilder().Unclosed();
   file.resize(30);
   EXPECT_EQ(ErrorWithBadByte(file, 20), "the end of the file cannot be read, at offset 14");
   EXPECT_EQ(ErrorWithBadByte(file, 5), "the first block cannot be read, at offset 4");
@@ -107,7 +108,7 @@ TEST(FailingSourceTest, AnItemThatCannotBeReadIsAnErrorOfThatItem) {
 }
 
 TEST(FailingSourceTest, AFileThatWasChangedAfterItWasOpenedIsAnErrorOfTheItem) {
-  const auto bytes = std::make_shared<Bytes>(SmallCapture().Closed());
+  const auto bytes = std::make_shared<ByteVector>(SmallCapture().Closed());
   const sOpened opened = OpenBytes(bytes);
   ASSERT_NE(opened.file, nullptr);
   Put(*bytes, 4 + 7 * 1, 0, 7);

@@ -13,17 +13,17 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 namespace corvane {
 namespace {
 
-[[nodiscard]] std::map<std::string, Bytes> Corpus() {
-  std::map<std::string, Bytes> corpus;
+[[nodiscard]] std::map<std::string, ByteVector> Corpus() {
+  std::map<std::string, ByteVector> corpus;
   for (const auto& entry : std::filesystem::directory_iterator(CORVANE_READER_CORPUS)) {
     std::ifstream file(entry.path(), std::ios::binary);
     corpus[entry.path().filename().string()] =
-        Bytes(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+        ByteVector(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
   }
   return corpus;
 }
 
-[[nodiscard]] Bytes FileOf(const Bytes& script) {
+[[nodiscard]] ByteVector FileOf(const ByteVector& script) {
   cFileScript steps(script);
   while (steps.Advance()) {
     continue;
@@ -61,7 +61,7 @@ TEST(FuzzCorpusTest, TheFuzzerStartsFromGoodFiles) {
 }
 
 TEST(FileScriptTest, AFileBecomesAScriptAndAFileAgain) {
-  Bytes file = Hex("01 00 00 02 00 00 00 00 00 03");
+  ByteVector file = Hex("01 00 00 02 00 00 00 00 00 03");
   file.resize(70'000);
   file.insert(file.end(), 1000, 0x55);
   EXPECT_EQ(FileOf(ScriptOf(file)), file);
@@ -78,7 +78,7 @@ TEST(FileScriptTest, StepsThatAreCutOffEndTheScript) {
 }
 
 TEST(FileScriptTest, AScriptStopsAtEveryStepThatReadsTheFile) {
-  const Bytes script = Hex("82 00 AA 82 82 00 BB");
+  const ByteVector script = Hex("82 00 AA 82 82 00 BB");
   cFileScript steps(script);
   for (const std::size_t size : {0U, 1U, 1U, 2U}) {
     EXPECT_TRUE(steps.Advance());

@@ -15,7 +15,7 @@ constexpr std::uint64_t kStart = kNoon;
 // One write of the library: where, and what.
 struct sWrite {
   std::size_t offset;
-  Bytes bytes;
+  ByteVector bytes;
   bool isEntry = false;
 };
 
@@ -28,7 +28,7 @@ struct sWrite {
   std::size_t block = 0;
   const auto slice = [&builder](std::size_t offset, std::size_t length) {
     const auto from = builder.Unclosed().begin() + static_cast<std::ptrdiff_t>(offset);
-    return sWrite{offset, Bytes(from, from + static_cast<std::ptrdiff_t>(length)), false};
+    return sWrite{offset, ByteVector(from, from + static_cast<std::ptrdiff_t>(length)), false};
   };
   for (std::uint32_t number = 0; number < count; ++number) {
     if (number % 8192 == 0) {
@@ -41,8 +41,8 @@ struct sWrite {
       }
     }
     const std::size_t record = builder.Unclosed().size();
-    const Bytes packet = NumberedPacket(number);
-    Bytes bytes;
+    const ByteVector packet = NumberedPacket(number);
+    ByteVector bytes;
     if (number % 8192 < 255) {
       Append(bytes, number % 8192, 1);
     } else {
@@ -55,15 +55,16 @@ struct sWrite {
     writes.push_back(slice(block + 7 * (number % 8192), 7));
     writes.back().isEntry = true;
   }
-  const Bytes closed = builder.Closed();
+  const ByteVector closed = builder.Closed();
   const std::size_t end = builder.Unclosed().size();
   writes.push_back(
-      {end, Bytes(closed.begin() + static_cast<std::ptrdiff_t>(end), closed.end() - 16), false});
-  writes.push_back({closed.size() - 16, Bytes(closed.end() - 16, closed.end()), false});
+      {end, ByteVector(closed.begin() + static_cast<std::ptrdiff_t>(end), closed.end() - 16),
+       false});
+  writes.push_back({closed.size() - 16, ByteVector(closed.end() - 16, closed.end()), false});
   return writes;
 }
 
-void WriteInto(Bytes& file, const sWrite& write, std::size_t from, std::size_t to) {
+void WriteInto(ByteVector& file, const sWrite& write, std::size_t from, std::size_t to) {
   file.resize(std::max(file.size(), write.offset + to));
   std::copy(write.bytes.begin() + static_cast<std::ptrdiff_t>(from),
             write.bytes.begin() + static_cast<std::ptrdiff_t>(to),
@@ -79,7 +80,7 @@ void ExpectItem(cCaptureFile& file, std::uint32_t number) {
 
 TEST(GrowingCaptureTest, AnItemIsThereOnceItsDirectoryEntryIs) {
   const std::vector<sWrite> writes = WritesOf(40);
-  const auto bytes = std::make_shared<Bytes>(writes[0].bytes);
+  const auto bytes = std::make_shared<ByteVector>(writes[0].bytes);
   const sOpened opened = OpenBytes(bytes);
   ASSERT_NE(opened.file, nullptr);
   std::uint32_t entries = 0;
@@ -102,7 +103,7 @@ TEST(GrowingCaptureTest, AnItemIsThereOnceItsDirectoryEntryIs) {
 
 TEST(GrowingCaptureTest, ItIsReadAtEveryByteOfEveryWrite) {
   const std::vector<sWrite> writes = WritesOf(5);
-  const auto bytes = std::make_shared<Bytes>(writes[0].bytes);
+  const auto bytes = std::make_shared<ByteVector>(writes[0].bytes);
   const sOpened opened = OpenBytes(bytes);
   ASSERT_NE(opened.file, nullptr);
   std::uint32_t entries = 0;
@@ -136,8 +137,8 @@ TEST(GrowingCaptureTest, ItIsReadAtEveryByteOfEveryWrite) {
 TEST(GrowingCaptureTest, AnEntryFirstSeenWithoutItsLastBytesIsCorrectedLater) {
   // Entry 1 describes a packet of 300 bytes; without its last byte the packet seems to have 44.
   cCaptureBuilder builder;
-  builder.Add({1, kStart, {0x42}, {}}).Add({1, kStart, Bytes(300, 0x55), {}});
-  const auto bytes = std::make_shared<Bytes>(builder.Unclosed());
+  builder.Add({1, kStart, {0x42}, {}}).Add({1, kStart, ByteVector(300, 0x55), {}});
+  const auto bytes = std::make_shared<ByteVector>(builder.Unclosed());
   (*bytes)[4 + 7 + 6] = 0;
   const sOpened opened = OpenBytes(bytes);
   ASSERT_NE(opened.file, nullptr);
@@ -147,7 +148,7 @@ TEST(GrowingCaptureTest, AnEntryFirstSeenWithoutItsLastBytesIsCorrectedLater) {
   opened.file->Refresh();
   sCaptureItem item;
   ASSERT_EQ(opened.file->ReadItem(1, item), std::nullopt);
-  EXPECT_EQ(item.bytes, Bytes(300, 0x55));
+  EXPECT_EQ(item.bytes, ByteVector(300, 0x55));
   EXPECT_EQ(opened.file->UnclaimedBytes(), 0U);
   *bytes = builder.Closed();
   opened.file->Refresh();
@@ -156,7 +157,7 @@ TEST(GrowingCaptureTest, AnEntryFirstSeenWithoutItsLastBytesIsCorrectedLater) {
 
 TEST(GrowingCaptureTest, NewBlocksAreFoundWhileTheFileGrows) {
   const std::vector<sWrite> writes = WritesOf(20000);
-  const auto bytes = std::make_shared<Bytes>(writes[0].bytes);
+  const auto bytes = std::make_shared<ByteVector>(writes[0].bytes);
   const sOpened opened = OpenBytes(bytes);
   ASSERT_NE(opened.file, nullptr);
   std::uint32_t entries = 0;
@@ -221,7 +222,7 @@ class cRacingSource final : public cByteSource {
 
   std::vector<sWrite> writes;
   std::size_t pace;
-  Bytes file;
+  ByteVector file;
   std::size_t next = 0;
   std::size_t bytesRead = 0;
 };
@@ -253,8 +254,8 @@ INSTANTIATE_TEST_SUITE_P(Paces, RacingCaptureTest,
                          ::testing::Values(5, 7, 49, 333, 1000, 7001, 57344, 100'003));
 
 // Bytes that look like the end of a closed file of one item.
-[[nodiscard]] Bytes LooksClosed() {
-  Bytes bytes;
+[[nodiscard]] ByteVector LooksClosed() {
+  ByteVector bytes;
   Append(bytes, 4, 8);
   Append(bytes, kStart, 8);
   Append(bytes, 0, 8);
@@ -264,11 +265,11 @@ INSTANTIATE_TEST_SUITE_P(Paces, RacingCaptureTest,
 }
 
 TEST(GrowingCaptureTest, APacketThatEndsAsATrailerDoesIsAPacket) {
-  const Bytes whole = LooksClosed();
+  const ByteVector whole = LooksClosed();
   for (std::size_t length = 4; length <= whole.size(); ++length) {
-    const Bytes packet(whole.end() - static_cast<std::ptrdiff_t>(length), whole.end());
+    const ByteVector packet(whole.end() - static_cast<std::ptrdiff_t>(length), whole.end());
     const auto bytes =
-        std::make_shared<Bytes>(cCaptureBuilder().Add({1, kStart, packet, {}}).Unclosed());
+        std::make_shared<ByteVector>(cCaptureBuilder().Add({1, kStart, packet, {}}).Unclosed());
     const sOpened opened = OpenBytes(bytes);
     ASSERT_NE(opened.file, nullptr);
     EXPECT_EQ(opened.file->State(), eCaptureState::Unclosed) << length;
@@ -287,7 +288,7 @@ TEST(GrowingCaptureTest, ARecordBegunThatEndsInTheTrailersNumberIsNoTrailer) {
   for (std::size_t length = 4; length < 200; ++length) {
     cCaptureBuilder builder;
     builder.Add({1, kStart, {0x42}, {}}).Add({1, kStart, {0x43}, {}});
-    Bytes bytes = builder.AddGap(length - 4).Unclosed();
+    ByteVector bytes = builder.AddGap(length - 4).Unclosed();
     Append(bytes, 0xAB603107, 4);
     EXPECT_EQ(ErrorOf(bytes), "") << length;
     const sOpened opened = OpenBytes(std::move(bytes));
@@ -299,7 +300,7 @@ TEST(GrowingCaptureTest, ARecordBegunThatEndsInTheTrailersNumberIsNoTrailer) {
 TEST(GrowingCaptureTest, ABlockBegunThatEndsInTheTrailersNumberIsNoTrailer) {
   cCaptureBuilder builder;
   builder.AddBlock(0x0C00AB603107);
-  const auto bytes = std::make_shared<Bytes>(builder.Unclosed());
+  const auto bytes = std::make_shared<ByteVector>(builder.Unclosed());
   for (std::size_t length = bytes->size(); length > 57340; --length) {
     bytes->resize(length);
     const sOpened opened = OpenBytes(bytes);
@@ -311,7 +312,7 @@ TEST(GrowingCaptureTest, ABlockBegunThatEndsInTheTrailersNumberIsNoTrailer) {
 TEST(GrowingCaptureTest, DamageThatIsGoneAtTheNextRefreshIsForgotten) {
   cCaptureBuilder builder;
   builder.Add({1, kStart, {0x42}, {}}).Add({1, kStart, {0x43}, {}});
-  const auto bytes = std::make_shared<Bytes>(builder.Unclosed());
+  const auto bytes = std::make_shared<ByteVector>(builder.Unclosed());
   Put(*bytes, 4, 0, 7);
   const sOpened opened = OpenBytes(bytes);
   ASSERT_NE(opened.file, nullptr);
@@ -325,7 +326,7 @@ TEST(GrowingCaptureTest, DamageThatIsGoneAtTheNextRefreshIsForgotten) {
 TEST(GrowingCaptureTest, AFileThatBecameShorterIsDamaged) {
   cCaptureBuilder builder;
   builder.Add({1, kStart, {0x42}, {}}).Add({1, kStart, {0x43}, {}});
-  const auto bytes = std::make_shared<Bytes>(builder.Unclosed());
+  const auto bytes = std::make_shared<ByteVector>(builder.Unclosed());
   const sOpened opened = OpenBytes(bytes);
   ASSERT_NE(opened.file, nullptr);
   sCaptureItem item;
@@ -343,7 +344,7 @@ TEST(GrowingCaptureTest, AFileThatBecameShorterIsDamaged) {
 }
 
 TEST(GrowingCaptureTest, AClosedFileWithoutItemsThatBecameShorterIsDamaged) {
-  const auto bytes = std::make_shared<Bytes>(cCaptureBuilder().Closed());
+  const auto bytes = std::make_shared<ByteVector>(cCaptureBuilder().Closed());
   const sOpened opened = OpenBytes(bytes);
   ASSERT_NE(opened.file, nullptr);
   bytes->resize(2);

@@ -13,21 +13,21 @@ class LargeCaptureTest : public ::testing::Test {
   static constexpr std::uint64_t kTime = 13'360'420'800'000;
   static constexpr std::uint64_t kGiB = 1024ULL * 1024 * 1024;
 
-  void WriteAt(std::uint64_t offset, const Bytes& bytes) {
+  void WriteAt(std::uint64_t offset, const ByteVector& bytes) {
     file.seekp(static_cast<std::streamoff>(offset));
     file.write(reinterpret_cast<const char*>(bytes.data()),
                static_cast<std::streamsize>(bytes.size()));
     ASSERT_TRUE(file.good()) << "at " << offset;
   }
 
-  [[nodiscard]] static Bytes Number(std::uint64_t value, std::size_t size) {
-    Bytes bytes;
+  [[nodiscard]] static ByteVector Number(std::uint64_t value, std::size_t size) {
+    ByteVector bytes;
     Append(bytes, value, size);
     return bytes;
   }
 
   void WriteEntry(std::uint64_t block, unsigned entry, std::uint64_t position, unsigned length) {
-    Bytes bytes = {0x01};
+    ByteVector bytes = {0x01};
     Append(bytes, position, 4);
     Append(bytes, length, 2);
     WriteAt(block + 7 * entry, bytes);
@@ -53,7 +53,7 @@ TEST_F(LargeCaptureTest, ItemsBeyondFourGigabytesAreRead) {
   WriteAt(4 + 57344, Number(block2, 8));
   WriteEntry(block2, 0, 1 * kGiB - 57360, 2);
   WriteAt(6 * kGiB, Hex("00 DD EE"));
-  Bytes closing = Number(4, 8);
+  ByteVector closing = Number(4, 8);
   Append(closing, kTime, 8);
   Append(closing, block2, 8);
   Append(closing, kTime + 1000, 8);

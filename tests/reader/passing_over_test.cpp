@@ -14,8 +14,8 @@ using ::testing::ElementsAre;
 
 constexpr std::uint32_t kItems = 20'000;
 
-[[nodiscard]] const Bytes& LongCapture() {
-  static const Bytes file = BuildNumbered(kItems).Closed();
+[[nodiscard]] const ByteVector& LongCapture() {
+  static const ByteVector file = BuildNumbered(kItems).Closed();
   return file;
 }
 
@@ -66,7 +66,7 @@ TEST(PassingOverTest, ABitFlipInAnEntryHidesNoOtherItem) {
     const auto item = static_cast<std::uint32_t>(random() % kItems);
     const auto bit = static_cast<std::size_t>(random() % 56);
     SCOPED_TRACE("item " + std::to_string(item) + ", bit " + std::to_string(bit));
-    Bytes file = LongCapture();
+    ByteVector file = LongCapture();
     std::uint8_t& byte = file[EntryOffset(item) + bit / 8];
     byte = static_cast<std::uint8_t>(byte ^ 1U << bit % 8);
     const sOpened opened = OpenBytes(std::move(file));
@@ -88,7 +88,7 @@ TEST(PassingOverTest, ABitFlipInAnEntryHidesNoOtherItem) {
 TEST(PassingOverTest, ABitFlipAnywhereInAFileHidesAtMostOneItem) {
   std::mt19937 random(7);
   for (int flip = 0; flip < 40; ++flip) {
-    Bytes file = LongCapture();
+    ByteVector file = LongCapture();
     const std::size_t place = 4 + random() % (file.size() - 4);
     file[place] = static_cast<std::uint8_t>(file[place] ^ 1U << random() % 8);
     const sOpened opened = OpenBytes(std::move(file));
@@ -99,7 +99,7 @@ TEST(PassingOverTest, ABitFlipAnywhereInAFileHidesAtMostOneItem) {
 }
 
 TEST(PassingOverTest, WhatWasPassedOverIsSaidWithPlaceAndCount) {
-  Bytes file = LongCapture();
+  ByteVector file = LongCapture();
   for (std::uint32_t item = 10'000; item < 10'003; ++item) {
     Put(file, EntryOffset(item), 0xFFFFFFFFFFFFFFFF, 7);
   }
@@ -118,7 +118,7 @@ TEST(PassingOverTest, WhatWasPassedOverIsSaidWithPlaceAndCount) {
 }
 
 TEST(PassingOverTest, AStretchOfZerosInADirectoryHidesOnlyItself) {
-  Bytes file = LongCapture();
+  ByteVector file = LongCapture();
   std::fill_n(file.begin() + static_cast<std::ptrdiff_t>(EntryOffset(9000)), 512, std::uint8_t{0});
   const sOpened opened = OpenBytes(std::move(file));
   ASSERT_NE(opened.file, nullptr);
@@ -139,7 +139,7 @@ TEST(PassingOverTest, AWrongLinkHidesNoBlock) {
 }
 
 TEST(PassingOverTest, AWrongLinkOfAnUnclosedFileHidesNoBlock) {
-  const Bytes file = BuildNumbered(kItems).Unclosed();
+  const ByteVector file = BuildNumbered(kItems).Unclosed();
   for (const std::uint64_t link : {std::uint64_t{0}, std::uint64_t{100'000}, UINT64_MAX}) {
     const sOpened opened = OpenBytes(With(file, 4 + 57344, link, 8));
     ASSERT_NE(opened.file, nullptr);
@@ -149,7 +149,7 @@ TEST(PassingOverTest, AWrongLinkOfAnUnclosedFileHidesNoBlock) {
 }
 
 TEST(PassingOverTest, ABlockWhoseDirectoryIsLostHidesOnlyItsOwnItems) {
-  Bytes file = LongCapture();
+  ByteVector file = LongCapture();
   std::fill_n(file.begin() + static_cast<std::ptrdiff_t>(BlockOffsets()[1]), 57'360,
               std::uint8_t{0xA5});
   const sOpened opened = OpenBytes(std::move(file));
@@ -160,7 +160,7 @@ TEST(PassingOverTest, ABlockWhoseDirectoryIsLostHidesOnlyItsOwnItems) {
 
 TEST(PassingOverTest, ABlockThatNothingLeadsToIsSkippedByTheIndex) {
   // The link to block 1, its entry in the index, and the last record before it are all wrong.
-  Bytes file = LongCapture();
+  ByteVector file = LongCapture();
   Put(file, 4 + 57344, 5, 8);
   Put(file, file.size() - 16 - 2 * 16, 6, 8);
   Put(file, EntryOffset(8191), 0xFFFFFFFFFFFFFFFF, 7);
@@ -181,7 +181,7 @@ TEST(PassingOverTest, ABaseTimeThatIsWrongCostsItsOwnBlockAlone) {
 }
 
 TEST(PassingOverTest, AnUnclosedFileGoesOnBehindABadEntryToo) {
-  Bytes file = BuildNumbered(kItems).Unclosed();
+  ByteVector file = BuildNumbered(kItems).Unclosed();
   Put(file, EntryOffset(5000) + 1, 3, 4);
   const sOpened opened = OpenBytes(std::move(file));
   ASSERT_NE(opened.file, nullptr);
@@ -192,8 +192,8 @@ TEST(PassingOverTest, AnUnclosedFileGoesOnBehindABadEntryToo) {
 // A source that counts what is asked of it.
 class cCountingSource final : public cByteSource {
  public:
-  cCountingSource(Bytes file, std::uint64_t& bytesAsked)
-      : memory(std::make_shared<const Bytes>(std::move(file))), asked(bytesAsked) {}
+  cCountingSource(ByteVector file, std::uint64_t& bytesAsked)
+      : memory(std::make_shared<const ByteVector>(std::move(file))), asked(bytesAsked) {}
 
   [[nodiscard]] std::optional<std::uint64_t> Size() override { return memory.Size(); }
   [[nodiscard]] std::size_t ReadAt(std::uint64_t offset, std::span<std::uint8_t> bytes) override {
@@ -210,7 +210,7 @@ class cCountingSource final : public cByteSource {
 TEST(PassingOverTest, HostileDirectoriesCostNoMoreThanTheirSize) {
   // Blocks right behind each other, whose entries contradict each other in every way.
   std::mt19937 random(3);
-  Bytes file = cCaptureBuilder().Unclosed();
+  ByteVector file = cCaptureBuilder().Unclosed();
   for (int block = 0; block < 20; ++block) {
     const std::size_t start = file.size();
     for (int entry = 0; entry < 8192; ++entry) {

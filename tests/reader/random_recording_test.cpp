@@ -37,7 +37,7 @@ class cRandomPackets {
   }
 
   // `size` random bytes behind `start`.
-  [[nodiscard]] Bytes Behind(Bytes start, std::uint32_t size) {
+  [[nodiscard]] ByteVector Behind(ByteVector start, std::uint32_t size) {
     while (size-- > 0) {
       start.push_back(static_cast<std::uint8_t>(random()));
     }
@@ -56,10 +56,10 @@ class cRandomPackets {
     }
   }
 
-  [[nodiscard]] Bytes Log() {
+  [[nodiscard]] ByteVector Log() {
     constexpr unsigned kCodes[] = {0x1004, 0x1091, 0x10D7, 0x138B, 0x138A, 0x1048, 0x141C,
                                    0x412F, 0x412F, 0x512F, 0x713A, 0xA103, 0x4125, 0xB0C0};
-    Bytes packet = Hex("10 00");
+    ByteVector packet = Hex("10 00");
     Append(packet, random(), 4);
     Append(packet, kCodes[Below(std::size(kCodes))], 2);
     packet = Behind(std::move(packet), Length());
@@ -68,8 +68,8 @@ class cRandomPackets {
   }
 
   // A report of up to five events of every form, which may break off.
-  [[nodiscard]] Bytes EventReport() {
-    Bytes events;
+  [[nodiscard]] ByteVector EventReport() {
+    ByteVector events;
     for (std::uint32_t left = Below(6); left > 0; --left) {
       const std::uint32_t form = Below(4);
       const bool isShort = Below(2) == 0;
@@ -86,22 +86,22 @@ class cRandomPackets {
     if (Below(6) == 0 && !events.empty()) {
       events.pop_back();
     }
-    Bytes report = {static_cast<std::uint8_t>(Below(2) == 0 ? 0x60 : 0x74)};
+    ByteVector report = {static_cast<std::uint8_t>(Below(2) == 0 ? 0x60 : 0x74)};
     Append(report, events.size(), 2);
     report.insert(report.end(), events.begin(), events.end());
     return report;
   }
 
   // A packet that the modem had kept, in a get-item response; or in several, one in the other.
-  [[nodiscard]] Bytes GetItemResponse() {
-    Bytes response = Hex("4B 25 08 00 00 00 00 00 00");
+  [[nodiscard]] ByteVector GetItemResponse() {
+    ByteVector response = Hex("4B 25 08 00 00 00 00 00 00");
     Append(response, Below(8) == 0 ? 1 : 0, 4);
-    const Bytes kept = Below(3) == 0 ? GetItemResponse() : OfDevice();
+    const ByteVector kept = Below(3) == 0 ? GetItemResponse() : OfDevice();
     response.insert(response.end(), kept.begin(), kept.end());
     return response;
   }
 
-  [[nodiscard]] Bytes OfDevice() {
+  [[nodiscard]] ByteVector OfDevice() {
     constexpr std::uint8_t kMessages[] = {0x1F, 0x79, 0x92};
     switch (Below(8)) {
       case 0:
@@ -123,7 +123,7 @@ class cRandomPackets {
   }
 
   // The library's requests; some of them teach the store a technology or a cell.
-  [[nodiscard]] Bytes OfLibrary() {
+  [[nodiscard]] ByteVector OfLibrary() {
     switch (Below(4)) {
       case 0:
         return Behind({0x63}, 27);
@@ -158,7 +158,7 @@ void Rebuild(SibAssemblyMap& /*assemblies*/, const sSharedBuffer& item, std::uin
   if (!canRebuild || isRebuilt || item.size % 3 != 0) {
     return;
   }
-  Bytes packet = Hex("10 00 15 00 15 00 2F 41 00 00 00 00 00 00 00 00 FE 00 02 00 01 02");
+  ByteVector packet = Hex("10 00 15 00 15 00 2F 41 00 00 00 00 00 00 00 00 FE 00 02 00 01 02");
   for (std::uint32_t count = 1 + item.size % 2; count > 0; --count) {
     sink.AddRebuiltPacket(MakeBuffer(packet, kOriginDevice));
   }
@@ -196,7 +196,7 @@ class RandomRecordingTest : public ::testing::TestWithParam<std::uint32_t> {
     return result;
   }
 
-  std::uint32_t Add(const Bytes& packet, std::uint32_t origin,
+  std::uint32_t Add(const ByteVector& packet, std::uint32_t origin,
                     std::uint32_t type = kAutomaticType) {
     const cBufferReference item(std::make_unique<sSharedBuffer>(
         packet.data(), static_cast<std::int32_t>(packet.size()), origin));
@@ -208,13 +208,13 @@ class RandomRecordingTest : public ::testing::TestWithParam<std::uint32_t> {
     return store.AddItem(item.Get(), type);
   }
 
-  [[nodiscard]] Bytes Contents() const {
+  [[nodiscard]] ByteVector Contents() const {
     std::ifstream file(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(file), {}};
   }
 
   // Opens the bytes and compares each item with what the independent decoder makes of them.
-  [[nodiscard]] static eCaptureState ReadAndCompare(const Bytes& bytes) {
+  [[nodiscard]] static eCaptureState ReadAndCompare(const ByteVector& bytes) {
     const sOpened opened = OpenBytes(bytes);
     if (opened.file == nullptr) {
       ADD_FAILURE() << opened.error.Text();
@@ -258,7 +258,7 @@ TEST_P(RandomRecordingTest, WhatTheStoreClosesIsComplete) {
   }
   store.Close();
   EXPECT_EQ(results, (std::set<std::uint32_t>{0, kNoMemory, kRefused}));
-  const Bytes file = Contents();
+  const ByteVector file = Contents();
   EXPECT_EQ(ReadAndCompare(file), eCaptureState::Complete);
 
   std::set<unsigned> types;
@@ -279,7 +279,7 @@ TEST_P(RandomRecordingTest, WhatAFailedWriteLeavesIsUnclosedAndGood) {
   }
   EXPECT_EQ(Add(Hex("1D"), kOriginLibrary), kFailed);
   store.Close();
-  Bytes file = Contents();
+  ByteVector file = Contents();
   EXPECT_EQ(ReadAndCompare(file), eCaptureState::Unclosed);
 
   // A part of a record, as a full disk takes it, which ends as a trailer does.

@@ -24,7 +24,7 @@ class StoreRoundTripTest : public ::testing::Test {
     store.Attach(std::make_unique<std::ofstream>(path, std::ios::binary | std::ios::trunc));
   }
 
-  std::uint32_t Add(const Bytes& packet, std::uint32_t origin = kOriginDevice,
+  std::uint32_t Add(const ByteVector& packet, std::uint32_t origin = kOriginDevice,
                     std::uint32_t type = kAutomaticType) {
     const cBufferReference item(std::make_unique<sSharedBuffer>(
         packet.data(), static_cast<std::int32_t>(packet.size()), origin));
@@ -33,8 +33,8 @@ class StoreRoundTripTest : public ::testing::Test {
   }
 
   // A packet of the device that is recorded as it is, with type 1.
-  [[nodiscard]] static Bytes PlainPacket(std::uint32_t number) {
-    Bytes packet = NumberedPacket(number);
+  [[nodiscard]] static ByteVector PlainPacket(std::uint32_t number) {
+    ByteVector packet = NumberedPacket(number);
     packet[0] = 0x29;
     return packet;
   }
@@ -52,7 +52,7 @@ class StoreRoundTripTest : public ::testing::Test {
 };
 
 TEST_F(StoreRoundTripTest, TypesAndExtraFieldsAreReadBack) {
-  Bytes featureQuery(28);
+  ByteVector featureQuery(28);
   featureQuery[0] = 0x63;
   featureQuery[27] = 12;
   ASSERT_EQ(Add(featureQuery, kOriginLibrary), 0U);
@@ -103,30 +103,30 @@ TEST_F(StoreRoundTripTest, WhateverTheClockDoesTheFileIsComplete) {
 }
 
 TEST_F(StoreRoundTripTest, EveryTypeAndLengthTheStoreWritesIsComplete) {
-  const std::vector<Bytes> ofDevice = {Hex("10"),
-                                       Hex("10 00 04 00 04 00 34 12"),
-                                       Hex("29 00"),
-                                       Hex("60 00 00"),
-                                       Hex("79 00 00 00"),
-                                       Hex("4B 25 08 00"),
-                                       Hex("60 0B 00 01 20 01 02 03 04 05 06 07 08 AA"),
-                                       Hex("10 00 0C 00 0C 00 34 12 00 00 00 00 00 00 00 00"),
-                                       Hex("10 00 0C 00 0C 00 04 10 00 00 00 00 00 00 00 00"),
-                                       Hex("10 00 0C 00 0C 00 2F 41 00 00 00 00 00 00 00 00")};
+  const std::vector<ByteVector> ofDevice = {Hex("10"),
+                                            Hex("10 00 04 00 04 00 34 12"),
+                                            Hex("29 00"),
+                                            Hex("60 00 00"),
+                                            Hex("79 00 00 00"),
+                                            Hex("4B 25 08 00"),
+                                            Hex("60 0B 00 01 20 01 02 03 04 05 06 07 08 AA"),
+                                            Hex("10 00 0C 00 0C 00 34 12 00 00 00 00 00 00 00 00"),
+                                            Hex("10 00 0C 00 0C 00 04 10 00 00 00 00 00 00 00 00"),
+                                            Hex("10 00 0C 00 0C 00 2F 41 00 00 00 00 00 00 00 00")};
   const auto addAll = [&] {
-    for (const Bytes& packet : ofDevice) {
+    for (const ByteVector& packet : ofDevice) {
       ASSERT_EQ(Add(packet), 0U);
     }
   };
   addAll();
-  Bytes status(28);
+  ByteVector status(28);
   status[0] = 0x63;
   status[27] = 12;
   ASSERT_EQ(Add(status, kOriginLibrary), 0U);
   ASSERT_EQ(Add(Hex("4B 09 00 00 FF FF FF"), kOriginLibrary), 0U);
   ASSERT_EQ(Add(TextItem("Port COM7 connected"), kOriginLibrary, 7), 0U);
   addAll();
-  Bytes longest(16640);
+  ByteVector longest(16640);
   longest[0] = 0x29;
   ASSERT_EQ(Add(longest), 0U);
   ASSERT_EQ(Add(Hex("29")), 0U);

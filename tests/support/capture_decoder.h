@@ -5,12 +5,12 @@
 #include <optional>
 #include <vector>
 
+#include "support/bytes.h"
+
 // Takes a capture file apart, independently of the code that writes and reads them: it has the
 // format's numbers of its own. Reading past the end of the file throws std::out_of_range, a wrong
 // magic number std::runtime_error; either fails the test.
 namespace corvane {
-
-using ByteVector = std::vector<std::uint8_t>;
 
 struct sDecodedItem {
   std::uint64_t position = 0;  // of the record in the file

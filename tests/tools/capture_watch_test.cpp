@@ -49,7 +49,7 @@ class cGrowingFile {
  public:
   cGrowingFile() { Add(7, TextItem("Corvane version 1.0")); }
 
-  void Add(unsigned type, const Bytes& packet) {
+  void Add(unsigned type, const ByteVector& packet) {
     builder.Add({type, 13'360'420'800'000, packet, {}});
     std::ignore = folder.Write("drive.isf", builder.Unclosed());
   }

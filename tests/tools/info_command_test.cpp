@@ -14,10 +14,10 @@ namespace {
 // 2024-05-17 12:00:00 UTC, in milliseconds since 1601.
 constexpr std::uint64_t kStart = 13'360'420'800'000;
 
-[[nodiscard]] Bytes LogPacket(unsigned code, const char* rest) {
-  Bytes packet = Hex("10 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00");
+[[nodiscard]] ByteVector LogPacket(unsigned code, const char* rest) {
+  ByteVector packet = Hex("10 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00");
   Put(packet, 6, code, 2);
-  const Bytes more = Hex(rest);
+  const ByteVector more = Hex(rest);
   packet.insert(packet.end(), more.begin(), more.end());
   return packet;
 }
@@ -49,7 +49,7 @@ struct sResult {
 };
 
 // Runs the command on a file of those bytes. The file's path is written as FILE in the result.
-[[nodiscard]] sResult InfoOf(const Bytes& bytes) {
+[[nodiscard]] sResult InfoOf(const ByteVector& bytes) {
   const cTempDirectory folder;
   const std::string path = folder.Write("drive.isf", bytes);
   std::ostringstream out, errors;
@@ -146,7 +146,7 @@ TEST(InfoCommandTest, AFileThatWasNotClosedIsDescribedAndSaidToBeUnclosed) {
 }
 
 TEST(InfoCommandTest, OfADamagedFileWhatIsGoodIsShown) {
-  Bytes bytes = SampleCapture().Closed();
+  ByteVector bytes = SampleCapture().Closed();
   Put(bytes, 4 + 7 * 1 + 5, 0, 2);
   const sResult result = InfoOf(bytes);
   EXPECT_EQ(result.exitCode, 1);

@@ -11,7 +11,7 @@
 namespace corvane::tools {
 namespace {
 
-[[nodiscard]] sCaptureItem Item(std::uint32_t type, Bytes bytes,
+[[nodiscard]] sCaptureItem Item(std::uint32_t type, ByteVector bytes,
                                 std::optional<std::uint32_t> extra = {}) {
   sCaptureItem item;
   item.type = type;
@@ -78,8 +78,8 @@ constexpr std::array<const char*, 32> kSibTypes = {
 
 // A 0x412F log packet with `fields` from offset 16 on.
 [[nodiscard]] sCaptureItem OtaItem(const char* fields, std::optional<std::uint32_t> extra = {}) {
-  Bytes packet = Hex("10 00 00 00 00 00 2F 41 00 00 00 00 00 00 00 00");
-  const Bytes rest = Hex(fields);
+  ByteVector packet = Hex("10 00 00 00 00 00 2F 41 00 00 00 00 00 00 00 00");
+  const ByteVector rest = Hex(fields);
   packet.insert(packet.end(), rest.begin(), rest.end());
   return Item(8, std::move(packet), extra);
 }
@@ -132,7 +132,7 @@ TEST(ItemDescriptionTest, TheStartUpRequestsAreNamed) {
 }
 
 TEST(ItemDescriptionTest, LogMaskRequestsShowTheirEquipmentIdAndHowMuchTheySwitchOn) {
-  Bytes request(528);
+  ByteVector request(528);
   request[0] = 0x73;
   request[4] = 3;
   request[8] = 1;
@@ -294,7 +294,7 @@ TEST(ItemDescriptionTest, EveryItemOfUpTo40BytesIsDescribedWithoutReadingPastIts
     for (unsigned command = 0; command < 256; ++command) {
       for (std::size_t length = 1; length <= 40; ++length) {
         // A vector of exactly this capacity, so that the sanitizers see a read past its end.
-        sCaptureItem item = Item(type, Bytes(length, static_cast<std::uint8_t>(length * 37)));
+        sCaptureItem item = Item(type, ByteVector(length, static_cast<std::uint8_t>(length * 37)));
         item.bytes[0] = static_cast<std::uint8_t>(command);
         item.bytes.shrink_to_fit();
         ASSERT_FALSE(DescribeItem(item).empty());

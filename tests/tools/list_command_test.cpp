@@ -49,7 +49,7 @@ struct sResult {
 };
 
 // Runs the command on a file of those bytes. The file's path is written as FILE in the result.
-[[nodiscard]] sResult ListOf(const Bytes& bytes, sListRequest request = {}) {
+[[nodiscard]] sResult ListOf(const ByteVector& bytes, sListRequest request = {}) {
   const cTempDirectory folder;
   request.path = folder.Write("drive.isf", bytes);
   std::ostringstream out, errors;
@@ -196,7 +196,7 @@ TEST(ListCommandTest, TheItemsOfAFileThatWasNotClosedAreListed) {
 }
 
 TEST(ListCommandTest, TheItemsBeforeAndBehindDamageAreListed) {
-  Bytes bytes = SampleCapture().Closed();
+  ByteVector bytes = SampleCapture().Closed();
   Put(bytes, 4 + 7 * 2 + 5, 0, 2);
   const sResult result = ListOf(bytes);
   EXPECT_EQ(result.exitCode, 1);

@@ -30,11 +30,11 @@ namespace {
 }
 
 // The bytes of the worked example. Every line that has any must stand at the position it claims.
-[[nodiscard]] Bytes BytesOf(const std::string& listing) {
+[[nodiscard]] ByteVector BytesOf(const std::string& listing) {
   const std::regex bytesLine(R"(([0-9A-F]{8})  ((?:[0-9A-F]{2} )*[0-9A-F]{2})(?:  .*)?)");
   const std::regex zerosLine(R"(([0-9A-F]{8})  00 \* ([0-9]+)(?:  .*)?)");
   const std::regex remark(R"((?:                                   .*)?)");
-  Bytes file;
+  ByteVector file;
   std::istringstream lines(listing);
   for (std::string line; std::getline(lines, line);) {
     std::smatch match;
@@ -47,7 +47,7 @@ namespace {
       continue;
     }
     EXPECT_EQ(std::stoul(match[1], nullptr, 16), file.size()) << line;
-    const Bytes bytes = zeros ? Bytes(std::stoul(match[2])) : Hex(match[2].str());
+    const ByteVector bytes = zeros ? ByteVector(std::stoul(match[2])) : Hex(match[2].str());
     file.insert(file.end(), bytes.begin(), bytes.end());
   }
   return file;
@@ -56,7 +56,7 @@ namespace {
 TEST(CaptureFormatDocumentTest, TheWorkedExampleIsAFileOfTheItemsSaidThere) {
   const std::vector<std::string> blocks = DocumentBlocks();
   ASSERT_EQ(blocks.size(), 2U);
-  const Bytes file = BytesOf(blocks[0]);
+  const ByteVector file = BytesOf(blocks[0]);
   EXPECT_EQ(file.size(), 57474U);
   const cTempDirectory folder;
   sListRequest request;

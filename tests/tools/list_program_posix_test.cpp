@@ -49,7 +49,7 @@ TEST_F(CorvaneProgramTest, ACompleteFileIsListedWithCode0) {
 }
 
 TEST_F(CorvaneProgramTest, ADamagedFileGivesCode1) {
-  Bytes bytes = Sample().Closed();
+  ByteVector bytes = Sample().Closed();
   bytes[bytes.size() - 5] = 1;
   EXPECT_EQ(Run("list " + folder.Write("drive.isf", bytes)), 1);
   EXPECT_EQ(output, kSampleLine);

@@ -19,7 +19,7 @@ TEST(ReadableTextTest, QuotedTextStaysOnItsLineAndObeysNoTerminal) {
 
 TEST(ReadableTextTest, HexDumpsHave16BytesALine) {
   std::string text;
-  Bytes bytes;
+  ByteVector bytes;
   for (unsigned value = 0; value < 18; ++value) {
     bytes.push_back(static_cast<std::uint8_t>(value * 8 + 0x10));
   }
