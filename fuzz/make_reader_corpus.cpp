@@ -29,7 +29,7 @@ constexpr std::uint64_t kStart = 13'360'420'800'000;
 }
 
 // A full block and a second one with an item, made by the step for a full directory.
-[[nodiscard]] ByteVector TwoBlocks() {
+[[nodiscard]] ByteVector TwoBlockScript() {
   ByteVector script = Hex("03 08 31 60 AB 81");
   const std::size_t second = 4 + 57360 + 8192 * 2;
   ByteVector rest;
@@ -51,7 +51,7 @@ constexpr std::uint64_t kStart = 13'360'420'800'000;
 }
 
 // A file that is read after its header, its block, and its item.
-[[nodiscard]] ByteVector Growing() {
+[[nodiscard]] ByteVector GrowingScript() {
   cCaptureBuilder builder;
   ByteVector script = ScriptOf(builder.Unclosed());
   const auto append = [&script](const ByteVector& steps) {
@@ -87,7 +87,7 @@ int main(int argc, char** argv) {
   Write(folder + "every-item-closed", ScriptOf(EveryKindOfItem().Closed()));
   Write(folder + "every-item-unclosed", ScriptOf(EveryKindOfItem().Unclosed()));
   Write(folder + "no-items", ScriptOf(cCaptureBuilder().Closed()));
-  Write(folder + "two-blocks", TwoBlocks());
-  Write(folder + "growing", Growing());
+  Write(folder + "two-blocks", TwoBlockScript());
+  Write(folder + "growing", GrowingScript());
   return 0;
 }
