@@ -41,7 +41,7 @@ bool OthersCanTake(cLock& lock) {
     cLock& lock;
     bool taken;
   } attempt{lock, false};
-  const HANDLE thread = ::CreateThread(
+  const TestHandle thread(::CreateThread(
       nullptr, 0,
       [](void* context) -> DWORD {
         auto& wanted = *static_cast<sAttempt*>(context);
@@ -51,9 +51,8 @@ bool OthersCanTake(cLock& lock) {
         }
         return 0;
       },
-      &attempt, 0, nullptr);
-  WaitForSingleObject(thread, INFINITE);
-  CloseHandle(thread);
+      &attempt, 0, nullptr));
+  WaitForSingleObject(thread.Get(), INFINITE);
   return attempt.taken;
 }
 
@@ -113,8 +112,8 @@ DWORD WINAPI FakeWaitForSingleObject(HANDLE handle, DWORD milliseconds) {
     const cPortGuard guard(*gFakeSystem);
     gFakeSystem->watcherWaits.push_back(milliseconds);
   }
-  ReleaseSemaphore(gFakeSystem->arrived, 1, nullptr);
-  const HANDLE ends[] = {handle, gFakeSystem->tick, gFakeSystem->failWait};
+  ReleaseSemaphore(gFakeSystem->arrived.Get(), 1, nullptr);
+  const HANDLE ends[] = {handle, gFakeSystem->tick.Get(), gFakeSystem->failWait.Get()};
   switch (WaitForMultipleObjects(3, ends, FALSE, INFINITE)) {
     case WAIT_OBJECT_0:
       return WAIT_OBJECT_0;
@@ -343,9 +342,6 @@ cFakeSystem::cFakeSystem()
 cFakeSystem::~cFakeSystem() {
   replaced.reset();
   gFakeSystem = nullptr;
-  CloseHandle(tick);
-  CloseHandle(failWait);
-  CloseHandle(arrived);
 }
 
 bool cFakeSystem::HasEvent(HANDLE handle) {
@@ -432,12 +428,13 @@ std::size_t cFakeSystem::OpenThreads(LPTHREAD_START_ROUTINE routine) {
 }
 
 void cFakeSystem::WaitForWatcher() {
-  std::ignore = WaitUntil("the watcher waits for its next look",
-                          [this] { return WaitForSingleObject(arrived, 1) == WAIT_OBJECT_0; });
+  std::ignore = WaitUntil("the watcher waits for its next look", [this] {
+    return WaitForSingleObject(arrived.Get(), 1) == WAIT_OBJECT_0;
+  });
 }
 
 void cFakeSystem::Look() {
-  SetEvent(tick);
+  SetEvent(tick.Get());
   WaitForWatcher();
 }
 

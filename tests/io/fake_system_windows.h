@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "capture/transport.h"
+#include "support/windows_handles.h"
 
 namespace corvane::test {
 
@@ -88,7 +89,7 @@ class cFakeSystem {
   // Returns when the watcher waits. This and WaitForRead fail the test when that takes too long.
   void WaitForWatcher();
   // Has the watcher's next wait fail.
-  void FailNextWait() { SetEvent(failWait); }
+  void FailNextWait() { SetEvent(failWait.Get()); }
 
   // Gives one read of an open port these bytes. Without any a read waits until its port is closed,
   // and fails then.
@@ -186,9 +187,9 @@ class cFakeSystem {
   bool wasOpenWhenItsHandleWasClosed = false;
 
   // Of the replaced calls' own.
-  HANDLE tick;
-  HANDLE failWait;
-  HANDLE arrived;
+  TestHandle tick;
+  TestHandle failWait;
+  TestHandle arrived;
   [[nodiscard]] bool HasPort(HANDLE handle);
   [[nodiscard]] bool HasEvent(HANDLE handle);
   SRWLOCK portLock = SRWLOCK_INIT;  // guards what the reads and writes of an open port touch

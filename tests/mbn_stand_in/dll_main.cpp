@@ -10,6 +10,7 @@
 
 #include "mbn_stand_in/objects.h"
 #include "mbn_stand_in/world.h"
+#include "support/windows_handles.h"
 
 namespace {
 
@@ -30,15 +31,13 @@ bool WriteValue(HKEY key, const wchar_t* name, const std::wstring& value) {
 }
 
 bool RegisterClassAt(const GUID& classId, const std::wstring& path) {
-  HKEY key = nullptr;
+  HKEY opened = nullptr;
   if (RegCreateKeyExW(HKEY_CLASSES_ROOT, (ClassKey(classId) + L"\\InprocServer32").c_str(), 0,
-                      nullptr, 0, KEY_WRITE, nullptr, &key, nullptr) != ERROR_SUCCESS) {
+                      nullptr, 0, KEY_WRITE, nullptr, &opened, nullptr) != ERROR_SUCCESS) {
     return false;
   }
-  const bool isWritten =
-      WriteValue(key, nullptr, path) && WriteValue(key, L"ThreadingModel", L"Both");
-  RegCloseKey(key);
-  return isWritten;
+  const corvane::test::RegistryKey key(opened);
+  return WriteValue(key.Get(), nullptr, path) && WriteValue(key.Get(), L"ThreadingModel", L"Both");
 }
 
 bool UnregisterClass(const GUID& classId) {

@@ -5,6 +5,8 @@
 #include <array>
 #include <cstdio>
 
+#include "support/windows_handles.h"
+
 namespace mbn_stand_in {
 namespace {
 
@@ -20,17 +22,17 @@ void Log(const std::string& line) {
     return;
   }
   // Opened for each line, so that a process that dies has lost none.
-  const HANDLE file = CreateFileW(path.data(), FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE,
-                                  nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-  if (file == INVALID_HANDLE_VALUE) {
+  const corvane::test::TestFile file(CreateFileW(path.data(), FILE_APPEND_DATA,
+                                                 FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                                                 OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+  if (!file) {
     return;
   }
   const std::string whole = line + "\n";
   DWORD written = 0;
   AcquireSRWLockExclusive(&appending);
-  WriteFile(file, whole.data(), static_cast<DWORD>(whole.size()), &written, nullptr);
+  WriteFile(file.Get(), whole.data(), static_cast<DWORD>(whole.size()), &written, nullptr);
   ReleaseSRWLockExclusive(&appending);
-  CloseHandle(file);
 }
 
 std::string ResultText(long result) {

@@ -10,16 +10,11 @@
 #include <vector>
 
 #include "e2e/hosts/command_lines.h"
-#include "platform/windows_handle.h"
+#include "support/windows_handles.h"
 
 namespace {
 
-struct sRegistryKey {
-  using Handle = HKEY;
-  static HKEY None() { return nullptr; }
-  static void Close(HKEY key) { RegCloseKey(key); }
-};
-using RegistryKey = corvane::cOwnedHandle<sRegistryKey>;
+using corvane::test::RegistryKey;
 
 LSTATUS OpenOrCreate(const std::string& path, RegistryKey& key) {
   HKEY opened = nullptr;
