@@ -105,7 +105,8 @@ cBlockChain::sLook cBlockChain::Look() {
     look.next = FindInIndex(view, look.block.number + 1);
     return look;
   }
-  look.block.baseTime = view.tail.baseTime;
+  // The directory is judged by base times that clocks can show. From 0 on, every time is good.
+  look.block.baseTime = view.tail.baseTime > isf::kLatestTime ? 0 : view.tail.baseTime;
   Judge(view, look);
   return look;
 }
@@ -139,7 +140,6 @@ void cBlockChain::Judge(const sView& view, sLook& look) {
   look.gapBytes = judged.gapBytes;
   if (view.tail.baseTime > isf::kLatestTime) {
     look.block.items = 0;
-    look.block.baseTime = 0;
     look.damage.Add({"the base time of " + NameOf(look.block) +
                          " is later than any clock can be (" + std::to_string(judged.entries) +
                          (judged.entries == 1 ? " entry passed over)" : " entries passed over)"),

@@ -180,6 +180,19 @@ TEST(PassingOverTest, ABaseTimeThatIsWrongCostsItsOwnBlockAlone) {
   EXPECT_EQ(CountGood(*opened.file), kItems - 8192);
 }
 
+TEST(PassingOverTest, ABaseTimeOfAnUnclosedFileHidesNoOtherBlock) {
+  // Behind the bad entry, only the heads of the records vouch for the later ones, and only they
+  // lead to the next block: nothing links to it.
+  Bytes file = BuildNumbered(kItems).Unclosed();
+  Put(file, 4 + 57344, 0, 8);
+  Put(file, 4 + 57352, UINT64_MAX, 8);
+  Put(file, EntryOffset(5000) + 1, 3, 4);
+  const sOpened opened = OpenBytes(std::move(file));
+  ASSERT_NE(opened.file, nullptr);
+  EXPECT_EQ(CountGood(*opened.file), kItems - 8192);
+  EXPECT_EQ(opened.file->PassedOver(), 8192U);
+}
+
 TEST(PassingOverTest, AnUnclosedFileGoesOnBehindABadEntryToo) {
   ByteVector file = BuildNumbered(kItems).Unclosed();
   Put(file, EntryOffset(5000) + 1, 3, 4);
