@@ -105,10 +105,40 @@ cBlockChain::sLook cBlockChain::Look() {
     look.next = FindInIndex(view, look.block.number + 1);
     return look;
   }
+  const std::optional<std::uint64_t> baseTime = FindBaseTime(view);
   // The directory is judged by base times that clocks can show. From 0 on, every time is good.
-  look.block.baseTime = view.tail.baseTime > isf::kLatestTime ? 0 : view.tail.baseTime;
+  look.block.baseTime = baseTime.value_or(0);
   Judge(view, look);
+  if (view.tail.baseTime > isf::kLatestTime) {
+    ReportBaseTime(look, baseTime.has_value());
+  }
   return look;
+}
+
+// The block's own base time, or the block index's where that cannot be right.
+std::optional<std::uint64_t> cBlockChain::FindBaseTime(const sView& view) {
+  if (view.tail.baseTime <= isf::kLatestTime) {
+    return view.tail.baseTime;
+  }
+  FindIndex(view.fileSize);
+  const auto entry = IndexEntry(view.block.number);
+  if (!entry || entry->blockOffset != view.block.offset || entry->baseTime > isf::kLatestTime) {
+    return std::nullopt;
+  }
+  return entry->baseTime;
+}
+
+void cBlockChain::ReportBaseTime(sLook& look, bool isInIndex) {
+  std::string text = "the base time of " + NameOf(look.block) + " is later than any clock can be";
+  if (isInIndex) {
+    text += " (that of the block index is taken)";
+  } else {
+    // Without a base time no item has a time.
+    look.block.items = 0;
+    text += " (" + std::to_string(look.block.entries) +
+            (look.block.entries == 1 ? " entry passed over)" : " entries passed over)");
+  }
+  look.damage.Add({std::move(text), look.block.offset + isf::kBaseTimeOffset});
 }
 
 // Judges the directory with what can be known about what follows it.
@@ -138,13 +168,6 @@ void cBlockChain::Judge(const sView& view, sLook& look) {
   look.block.entries = judged.entries;
   look.block.items = judged.entries - judged.passedOver;
   look.gapBytes = judged.gapBytes;
-  if (view.tail.baseTime > isf::kLatestTime) {
-    look.block.items = 0;
-    look.damage.Add({"the base time of " + NameOf(look.block) +
-                         " is later than any clock can be (" + std::to_string(judged.entries) +
-                         (judged.entries == 1 ? " entry passed over)" : " entries passed over)"),
-                     look.block.offset + isf::kBaseTimeOffset});
-  }
 }
 
 void cBlockChain::FindNext(const sView& view, sLook& look, bool isGoodToTheEnd) {
@@ -267,7 +290,8 @@ bool cBlockChain::LooksLikeBlock(const sView& view, std::uint64_t offset, bool m
          source.ReadAt(offset + isf::kBlockSize, std::span(&time, 1)) == 1 && time == 0;
 }
 
-// The index is believed when it has the first block where it is.
+// The index is believed when it has the first block where it is, with its base time if that can be
+// right.
 void cBlockChain::FindIndex(std::uint64_t fileSize) {
   if (index) {
     return;
@@ -283,7 +307,10 @@ void cBlockChain::FindIndex(std::uint64_t fileSize) {
                 .baseTime
           : blocks.front().baseTime;
   const auto entry = index->Trailer().zero == 0 ? IndexEntry(0) : std::nullopt;
-  if (!entry || *entry != isf::sIndexEntry{blocks.front().offset, first}) {
+  const bool isSameTime =
+      entry && (entry->baseTime == first ||
+                (first > isf::kLatestTime && entry->baseTime <= isf::kLatestTime));
+  if (!isSameTime || entry->blockOffset != blocks.front().offset) {
     index.reset();
   }
 }

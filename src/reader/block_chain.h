@@ -17,11 +17,13 @@ namespace corvane {
 struct sCaptureBlock {
   std::uint64_t number = 0;  // its place among the blocks, from 0: item 8192 * number is its first
   std::uint64_t offset = 0;  // file position
-  std::uint64_t baseTime = 0;  // milliseconds since 1601-01-01 UTC
-  std::uint32_t items = 0;     // entries of its directory that are good
-  std::uint32_t entries = 0;   // entries of its directory that are used, good or not
-  std::uint64_t follows = 0;   // file position behind its last record, where something tells it
-  std::uint64_t end = 0;       // file position behind its last good record
+  // Milliseconds since 1601-01-01 UTC. The block index's where the block's own cannot be right; 0,
+  // with no good items, when neither can.
+  std::uint64_t baseTime = 0;
+  std::uint32_t items = 0;    // entries of its directory that are good
+  std::uint32_t entries = 0;  // entries of its directory that are used, good or not
+  std::uint64_t follows = 0;  // file position behind its last record, where something tells it
+  std::uint64_t end = 0;      // file position behind its last good record
 
   friend bool operator==(const sCaptureBlock&, const sCaptureBlock&) = default;
 };
@@ -89,6 +91,8 @@ class cBlockChain {
   struct sView;
 
   [[nodiscard]] sLook Look();
+  [[nodiscard]] std::optional<std::uint64_t> FindBaseTime(const sView& view);
+  static void ReportBaseTime(sLook& look, bool isInIndex);
   void Judge(const sView& view, sLook& look);
   void FindNext(const sView& view, sLook& look, bool isGoodToTheEnd);
   void FindClosing(const sView& view, sLook& look);

@@ -174,10 +174,38 @@ TEST(PassingOverTest, ABlockThatNothingLeadsToIsSkippedByTheIndex) {
             "item 10000 was passed over with its block");
 }
 
-TEST(PassingOverTest, ABaseTimeThatIsWrongCostsItsOwnBlockAlone) {
-  const sOpened opened = OpenBytes(With(LongCapture(), BlockOffsets()[1] + 57352, UINT64_MAX, 8));
-  ASSERT_NE(opened.file, nullptr);
-  EXPECT_EQ(CountGood(*opened.file), kItems - 8192);
+TEST(PassingOverTest, ABaseTimeThatIsWrongIsTakenFromTheBlockIndex) {
+  for (const std::size_t block : BlockOffsets()) {
+    // The bits that make a time later than any clock can be.
+    for (std::size_t bit = 51; bit < 64; ++bit) {
+      SCOPED_TRACE("block at " + std::to_string(block) + ", bit " + std::to_string(bit));
+      Bytes file = LongCapture();
+      std::uint8_t& byte = file[block + 57352 + bit / 8];
+      byte = static_cast<std::uint8_t>(byte ^ 1U << bit % 8);
+      const sOpened opened = OpenBytes(std::move(file));
+      ASSERT_NE(opened.file, nullptr);
+      EXPECT_EQ(CountGood(*opened.file), kItems);
+      EXPECT_EQ(opened.file->PassedOver(), 0U);
+      EXPECT_THAT(TextsOf(opened.file->AllDamage()),
+                  ElementsAre("the base time of the block at offset " + std::to_string(block) +
+                              " is later than any clock can be (that of the block index is taken)"
+                              ", at offset " +
+                              std::to_string(block + 57352)));
+    }
+  }
+}
+
+TEST(PassingOverTest, ABaseTimeThatIsWrongTwiceCostsItsOwnBlockAlone) {
+  for (std::size_t number = 0; number < BlockOffsets().size(); ++number) {
+    Bytes file = LongCapture();
+    Put(file, BlockOffsets()[number] + 57352, UINT64_MAX, 8);
+    Put(file, file.size() - 16 - 3 * 16 + number * 16 + 8, 1'844'674'407'370'956, 8);
+    const sOpened opened = OpenBytes(std::move(file));
+    ASSERT_NE(opened.file, nullptr);
+    const std::uint32_t lost = number == 2 ? kItems - 2 * 8192 : 8192;
+    EXPECT_EQ(CountGood(*opened.file), kItems - lost) << number;
+    EXPECT_EQ(opened.file->PassedOver(), lost) << number;
+  }
 }
 
 TEST(PassingOverTest, ABaseTimeOfAnUnclosedFileHidesNoOtherBlock) {
