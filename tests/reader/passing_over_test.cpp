@@ -179,7 +179,7 @@ TEST(PassingOverTest, ABaseTimeThatIsWrongIsTakenFromTheBlockIndex) {
     // The bits that make a time later than any clock can be.
     for (std::size_t bit = 51; bit < 64; ++bit) {
       SCOPED_TRACE("block at " + std::to_string(block) + ", bit " + std::to_string(bit));
-      Bytes file = LongCapture();
+      ByteVector file = LongCapture();
       std::uint8_t& byte = file[block + 57352 + bit / 8];
       byte = static_cast<std::uint8_t>(byte ^ 1U << bit % 8);
       const sOpened opened = OpenBytes(std::move(file));
@@ -197,7 +197,7 @@ TEST(PassingOverTest, ABaseTimeThatIsWrongIsTakenFromTheBlockIndex) {
 
 TEST(PassingOverTest, ABaseTimeThatIsWrongTwiceCostsItsOwnBlockAlone) {
   for (std::size_t number = 0; number < BlockOffsets().size(); ++number) {
-    Bytes file = LongCapture();
+    ByteVector file = LongCapture();
     Put(file, BlockOffsets()[number] + 57352, UINT64_MAX, 8);
     Put(file, file.size() - 16 - 3 * 16 + number * 16 + 8, 1'844'674'407'370'956, 8);
     const sOpened opened = OpenBytes(std::move(file));
@@ -211,7 +211,7 @@ TEST(PassingOverTest, ABaseTimeThatIsWrongTwiceCostsItsOwnBlockAlone) {
 TEST(PassingOverTest, ABaseTimeOfAnUnclosedFileHidesNoOtherBlock) {
   // Behind the bad entry, only the heads of the records vouch for the later ones, and only they
   // lead to the next block: nothing links to it.
-  Bytes file = BuildNumbered(kItems).Unclosed();
+  ByteVector file = BuildNumbered(kItems).Unclosed();
   Put(file, 4 + 57344, 0, 8);
   Put(file, 4 + 57352, UINT64_MAX, 8);
   Put(file, EntryOffset(5000) + 1, 3, 4);
