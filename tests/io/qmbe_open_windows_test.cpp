@@ -250,9 +250,12 @@ TEST_F(QmbeOpenMeetsArrival, APlatformThatWaitsForItsCallbacksIsNotKeptWaiting) 
   for (const char* const call :
        {"CreateInstance(InterfaceManager)", "GetInterfaces", "get_InterfaceID",
         "GetDeviceServicesContext", "GetDeviceService", "OpenCommandSession"}) {
-    Serve(std::string("during ") + call + " announce " + kWantedId + " 0");
+    // The arrival wants to open, the notification looks which service is there.
+    const std::string during = std::string("during ") + call;
+    Serve(during + " announce " + kWantedId + " 0\n" + during + " bytes 01020304");
     EXPECT_TRUE(Open()) << call;
     EXPECT_THAT(service->Log("callback OnInterfaceStateChange"), SizeIs(1)) << call;
+    EXPECT_THAT(service->Log("callback OnEventNotification"), SizeIs(1)) << call;
     EXPECT_THAT(service->Log("call OpenCommandSession -> 0x00000000"), SizeIs(2)) << call;
     transport->Close();
     EXPECT_TRUE(service->HasNothingLeft()) << call;
