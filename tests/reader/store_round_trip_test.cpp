@@ -1,3 +1,4 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -6,7 +7,9 @@
 #include <set>
 #include <thread>
 
+#include "capture/failing_file.h"
 #include "capture/isf/store.h"
+#include "platform/error_codes.h"
 #include "reader/capture_builder.h"
 #include "reader/capture_file.h"
 #include "support/controllable_clock.h"
@@ -15,13 +18,17 @@
 namespace corvane {
 namespace {
 
+using ::testing::ElementsAre;
+
 // The store and the reader, back to back. What the store writes in one go is read back by its own
 // tests.
 class StoreRoundTripTest : public ::testing::Test {
  protected:
   StoreRoundTripTest() {
     SetFileTime(kClockStart);
-    store.Attach(std::make_unique<std::ofstream>(path, std::ios::binary | std::ios::trunc));
+    auto opened = std::make_unique<std::ofstream>(path, std::ios::binary | std::ios::trunc);
+    stream = opened.get();
+    store.Attach(std::move(opened));
   }
 
   std::uint32_t Add(const ByteVector& packet, std::uint32_t origin = kOriginDevice,
@@ -39,6 +46,21 @@ class StoreRoundTripTest : public ::testing::Test {
     return packet;
   }
 
+  // Closes a file of `items` items, whose next item is refused when the `nth` seek fails, and the
+  // two after it.
+  void CloseWithEmptyBlocks(std::uint32_t items, std::uint32_t nth) {
+    for (std::uint32_t number = 0; number < items; ++number) {
+      ASSERT_EQ(Add(PlainPacket(number)), 0U);
+    }
+    cFailingFile failing(*stream);
+    failing.FailSeek(nth);
+    for (std::uint32_t refused = 0; refused < 3; ++refused) {
+      EXPECT_EQ(Add(PlainPacket(items + refused)), kErrorInvalidBlock);
+    }
+    EXPECT_TRUE(failing.hasFailed);
+    store.Close();
+  }
+
   [[nodiscard]] std::unique_ptr<cCaptureFile> Open() const {
     sCaptureError error;
     auto file = cCaptureFile::Open(path, error);
@@ -48,6 +70,7 @@ class StoreRoundTripTest : public ::testing::Test {
 
   cTempDirectory folder;
   std::string path = folder.Path("drive.isf");
+  std::ofstream* stream = nullptr;  // the store's, until it is closed
   cISFStore store{{.now = ControllableFileTime}};
 };
 
@@ -146,6 +169,51 @@ TEST_F(StoreRoundTripTest, EveryTypeAndLengthTheStoreWritesIsComplete) {
 TEST_F(StoreRoundTripTest, AFileWithoutItemsIsComplete) {
   store.Close();
   EXPECT_TRUE(Open()->IsComplete());
+}
+
+// Where a file ends cannot be found out at the first item of a block: the block is in the index and
+// has no items, and each later item is refused behind one more such block. The stream stays good,
+// so that the file gets index and trailer: the closed files of the store that are damaged.
+TEST_F(StoreRoundTripTest, AFirstBlockThatLostItsFirstItemIsDamage) {
+  // For the file's end, before and behind the writing of the block, and for the file's end again.
+  CloseWithEmptyBlocks(0, 2 + 2 + 2);
+  const auto file = Open();
+  EXPECT_THAT(
+      TextsOf(file->AllDamage()),
+      ElementsAre("the block at offset 4 names a next block although its directory is not full, at "
+                  "offset 57348",
+                  "114752 bytes before the block index belong to no record, at offset 57364",
+                  "the last block has no items, at offset 4",
+                  "block index entry 0 does not have its block's position, at offset 172116"));
+  EXPECT_EQ(file->ItemCount(), 0U);
+  EXPECT_EQ(file->PassedOver(), 0U);
+}
+
+TEST_F(StoreRoundTripTest, ALaterBlockThatLostItsFirstItemHidesNothing) {
+  // The link to the block is written too.
+  CloseWithEmptyBlocks(8192, 2 + 2 + 2 + 2);
+  std::uint64_t block = 4 + 57360;
+  for (std::uint32_t number = 0; number < 8192; ++number) {
+    block += 1 + PlainPacket(number).size();
+  }
+  const auto file = Open();
+  const std::string index = " does not have its block's position, at offset ";
+  EXPECT_THAT(TextsOf(file->AllDamage()),
+              ElementsAre("the block at offset " + std::to_string(block) +
+                              " names a next block although its directory is not full, at offset " +
+                              std::to_string(block + 57344),
+                          "114752 bytes before the block index belong to no record, at offset " +
+                              std::to_string(block + 57360),
+                          "the last block has no items, at offset " + std::to_string(block),
+                          "block index entry 0" + index + std::to_string(block + 3 * 57360 + 32),
+                          "block index entry 1" + index + std::to_string(block + 3 * 57360 + 48)));
+  ASSERT_EQ(file->ItemCount(), 8192U);
+  EXPECT_EQ(file->PassedOver(), 0U);
+  sCaptureItem item;
+  for (std::uint32_t number = 0; number < 8192; ++number) {
+    ASSERT_EQ(file->ReadItem(number, item), std::nullopt);
+    EXPECT_EQ(item.bytes, PlainPacket(number));
+  }
 }
 
 TEST_F(StoreRoundTripTest, AReaderAtWorkWhileTheStoreWritesSeesNoDamage) {
