@@ -33,9 +33,10 @@ struct sCaptureItem {
 //
 // Opening walks the blocks and judges every directory entry. What is bad it passes over: the next
 // entry or block that proves itself goes on with the number that its place gives it. A closed file
-// is checked whole, the heads of its records included, and has to be one that the recorder can have
-// written. A file that another process is writing, or whose recorder died, is read up to the newest
-// item whose directory entry is there. Any item can then be read through the directories.
+// is checked whole, the heads of its records included: types, lengths, times and gaps have to be
+// those of the recorder's layout. What is inside a packet is not compared with its type. A file
+// that another process is writing, or whose recorder died, is read up to the newest item whose
+// directory entry is there. Any item can then be read through the directories.
 //
 // No file content makes it crash, hang, or read outside the file. The items shown lie in the file
 // in the order of their numbers and do not overlap. Opening takes time in proportion to the file's
@@ -91,8 +92,8 @@ class cCaptureFile {
   // Returns what is wrong beside what `chain` says.
   //
   // A file that just stops, with no trailer behind its last record, is not closed and good: its
-  // recorder may be at work, or may have died. A closed file has to be one that the recorder can
-  // have written, in its trailer, its block index and the entry and head of each record.
+  // recorder may be at work, or may have died. A closed file is held to the recorder's layout, in
+  // its trailer, its block index and the entry and head of each record.
   [[nodiscard]] cDamage CheckClosing();
   // The block that holds item `number`, or the first one behind it.
   [[nodiscard]] std::size_t FindBlock(std::uint64_t number) const;

@@ -10,7 +10,8 @@
 
 namespace corvane {
 
-// A rule that every item of the recorder keeps, and that one does not.
+// A rule of layout that every item of the recorder keeps, and that one does not. No rule is about
+// what is inside the packet.
 struct sBrokenRule {
   // What is wrong, behind "item 17 of the file": "has a wider time field than it needs". Null when
   // the item keeps all rules.
