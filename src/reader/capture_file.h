@@ -14,9 +14,14 @@
 namespace corvane {
 
 enum class eCaptureState {
-  Complete,  // closed: block index and trailer are there, and everything agrees
-  Unclosed,  // no trailer: still being written, cut off, or its writer died. The items are good
-  Damaged,   // something is wrong, and Damage() says what. Items that prove themselves are good
+  // Closed: block index and trailer are there, and everything agrees.
+  Complete,
+  // No trailer: the file is still being written, was cut off, or its writer died. Nothing
+  // contradicts its items.
+  Unclosed,
+  // Something is wrong, and Damage() says what. Bad directory entries are passed over; the other
+  // items are there to read.
+  Damaged,
 };
 
 // One item, read back.

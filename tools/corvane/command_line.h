@@ -8,7 +8,7 @@ namespace corvane::tools {
 inline constexpr int kExitGood = 0;
 inline constexpr int kExitFailed = 1;  // damaged or unreadable file, or the result could not be had
 inline constexpr int kExitUsage = 2;   // the command line makes no sense
-inline constexpr int kExitUnclosed = 3;  // all that was read is good, but the file was not closed
+inline constexpr int kExitUnclosed = 3;  // not closed, but nothing contradicts what was read
 
 // Runs the command that the program's arguments ask for, on standard output and standard error.
 // Returns the program's exit code.

@@ -31,7 +31,8 @@ struct sListRequest {
 inline constexpr char kReadingExitCodes[] =
     "Exit codes: 0 the file is complete; 1 it is damaged or cannot be read (what is good of it is\n"
     "still shown); 2 wrong usage; 3 it was not closed: its capture is still running, or ended\n"
-    "without closing it, or the file is cut off behind its last record (every item shown is good).";
+    "without closing it, or the file is cut off behind its last record (nothing contradicts the\n"
+    "items shown).";
 
 // How these commands end. The file could not be opened at all:
 [[nodiscard]] int ReportUnreadable(const char* command, const std::string& path,
