@@ -58,8 +58,9 @@ class cCaptureFile {
                                                           sCaptureError& error);
 
   // Takes up what was written since the file was opened or last refreshed, and finds the state
-  // anew. Reads the rest of the newest directory and what follows, so it is cheap enough for a live
-  // status line.
+  // anew. Of a file that is not closed it reads the newest directory and what follows, which is
+  // cheap enough for a live status line. Of a closed file it reads every directory and the head of
+  // every record, each time.
   void Refresh();
 
   [[nodiscard]] eCaptureState State() const;
