@@ -5,6 +5,7 @@ import shutil
 import signal
 import subprocess
 import tempfile
+import time
 
 from support import diag, environment, isf, mobile_broadband, recording, wine
 
@@ -164,6 +165,24 @@ class Capture(MobileBroadbandTestCase):
         self.assertEqual(len(self.service.lines("call OpenCommandSession")), 10)
         self.assertEqual(self.service.trouble(), [])
         self.assertEqual(self.read_capture().texts, [INFORMATION])
+
+    def test_a_modem_that_never_confirms_the_end_costs_no_index(self):
+        self.serve(ANSWERING + "close-completion withheld\n")
+        self.begin()
+        self.wait_requests(13)
+        self.service.wait_for("callback OnEventNotification", 13)
+        # The stop waits the ten seconds of the confirmation that does not come. Only a whole file
+        # can be read back.
+        asked = time.monotonic()
+        capture = self.stop()
+        self.assertGreaterEqual(time.monotonic() - asked, 9.5)
+        self.assertEqual(self.service.lines("call CloseCommandSession"), [" -> 0x00000000"])
+        self.assertEqual(self.service.lines("callback OnCloseCommandSessionComplete"), [])
+        self.assertEqual(capture.texts, [INFORMATION, CONNECTED, DISCONNECTED])
+        self.assertEqual(
+            capture.packets(isf.REQUEST, isf.SUBSYSTEM_REQUEST), diag.START_UP_REQUESTS
+        )
+        self.assertEqual(self.printed(), [CONNECTED, DISCONNECTED])
 
     def test_an_interface_that_arrives_later_is_captured_from(self):
         self.serve(ANSWERING + "fail GetInterfaces always 0x80070015\n")
