@@ -3,8 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <optional>
 #include <thread>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 #include "support/wait_until.h"
@@ -183,6 +185,59 @@ TEST_F(OpeningTurn, EveryWishIsFollowedByALook) {
     thread.join();
   }
   EXPECT_EQ(seen, kThreads * kWishes);
+}
+
+// All that waits, reported by one thread.
+std::vector<eReport> TakeAll(cReportTurn& turn) {
+  std::vector<eReport> taken;
+  EXPECT_TRUE(turn.Take());
+  while (const auto report = turn.Next()) {
+    taken.push_back(*report);
+  }
+  return taken;
+}
+
+TEST(ReportTurn, HasNothingToReportAtFirst) {
+  cReportTurn turn;
+  EXPECT_EQ(TakeAll(turn), std::vector<eReport>());
+}
+
+TEST(ReportTurn, IsOneThreadsUntilNothingIsLeft) {
+  cReportTurn turn;
+  turn.Add(eReport::Opened);
+  ASSERT_TRUE(turn.Take());
+  EXPECT_EQ(turn.Next(), eReport::Opened);
+  EXPECT_FALSE(turn.Take()) << "the report is being made";
+  turn.Add(eReport::Ended);
+  EXPECT_FALSE(turn.Take());
+  EXPECT_EQ(turn.Next(), eReport::Ended);
+  EXPECT_EQ(turn.Next(), std::nullopt);
+  EXPECT_TRUE(turn.Take());
+}
+
+TEST(ReportTurn, ReportsComeInTheOrderInWhichTheyWereAdded) {
+  constexpr auto kOpened = eReport::Opened;
+  constexpr auto kEnded = eReport::Ended;
+  using Reports = std::vector<eReport>;
+  const std::vector<std::pair<Reports, Reports>> cases = {
+      {{kOpened}, {kOpened}},
+      {{kEnded}, {kEnded}},
+      {{kOpened, kEnded}, {kOpened, kEnded}},
+      {{kEnded, kOpened}, {kEnded, kOpened}},
+      {{kOpened, kEnded, kOpened}, {kOpened, kEnded, kOpened}},
+      // What cannot be told apart any more.
+      {{kOpened, kOpened}, {kOpened}},
+      {{kEnded, kOpened, kEnded}, {kEnded}},
+      {{kEnded, kOpened, kOpened, kEnded, kOpened}, {kEnded, kOpened}},
+  };
+  for (const auto& [added, taken] : cases) {
+    cReportTurn turn;
+    for (const eReport report : added) {
+      turn.Add(report);
+    }
+    EXPECT_EQ(TakeAll(turn), taken);
+    EXPECT_EQ(TakeAll(turn), Reports());
+  }
 }
 
 }  // namespace

@@ -395,6 +395,21 @@ TEST_F(QmbeClose, NoHandlerRunsWhenItHasReturned) {
   EXPECT_TRUE(isHandlerDone);
 }
 
+TEST_F(QmbeClose, TheEndIsReportedAfterAnOpeningThatIsBeingReported) {
+  // The connect handler takes its time, and Close's own report would come in the middle of it.
+  Serve("fail CloseCommandSession always 0x80070015");
+  std::atomic<bool> isInHandler = false;
+  whenConnected = [&] {
+    isInHandler = true;
+    EXPECT_TRUE(WaitForTheClosedGate());
+    EXPECT_THAT(record.Events(), ElementsAre("connected"));
+  };
+  ASSERT_TRUE(Open());
+  WaitUntil([&] { return isInHandler.load(); }, "the handler runs");
+  transport->Close();
+  EXPECT_THAT(record.Events(), ElementsAre("connected", "disconnected"));
+}
+
 TEST_F(QmbeClose, TheSinkIsDeafOnceItWaitsForTheLastCallInside) {
   // The removal's handler holds Close up behind the gate, with service and handlers still in place.
   Serve("threads 2 at-once");

@@ -332,6 +332,34 @@ TEST_F(QmbeStateChange, WithoutAnInterfaceIdIsIgnored) {
   EXPECT_TRUE(transport->IsOpen());
 }
 
+TEST_F(QmbeStateChange, ASessionThatOpensDuringAReportIsReportedAfterIt) {
+  // A handler that clears what belongs to the old session would clear what is the new one's.
+  Serve("threads 2 at-once");
+  OpenSession();
+  whenDisconnected = [&] {
+    service->Post(std::string("announce ") + kWantedId + " 0");
+    EXPECT_TRUE(service->WaitForLog("callback OnOpenCommandSessionComplete", 2));
+    EXPECT_TRUE(transport->IsOpen());
+    EXPECT_THAT(record.Events(), ElementsAre("connected", "disconnected"));
+  };
+  service->Do(std::string("announce ") + kWantedId + " 1");
+  EXPECT_THAT(record.Events(), ElementsAre("connected", "disconnected", "connected"));
+  whenDisconnected = nullptr;
+}
+
+TEST_F(QmbeStateChange, ASessionThatEndsDuringAReportIsReportedAfterIt) {
+  Serve("threads 2 at-once");
+  whenConnected = [&] {
+    service->Post(std::string("announce ") + kWantedId + " 1");
+    EXPECT_TRUE(service->WaitForLog("callback OnInterfaceStateChange"));
+    EXPECT_FALSE(transport->IsOpen());
+    EXPECT_THAT(record.Events(), ElementsAre("connected"));
+  };
+  ASSERT_TRUE(Open());
+  ASSERT_TRUE(record.WaitFor(2));
+  EXPECT_THAT(record.Events(), ElementsAre("connected", "disconnected"));
+}
+
 TEST_F(QmbeStateChange, AnArrivalWhileTheSessionIsOpenAsksForAnother) {
   Serve();
   OpenSession();

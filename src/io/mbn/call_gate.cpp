@@ -71,4 +71,35 @@ bool cOpeningTurn::GiveBack() {
   return !isTaken;
 }
 
+void cReportTurn::Add(eReport report) {
+  const std::lock_guard guard(mutex);
+  switch (report) {
+    case eReport::Opened:
+      (hasEnded ? hasOpenedAgain : hasOpened) = true;
+      break;
+    case eReport::Ended:
+      hasEnded = true;
+      hasOpenedAgain = false;
+      break;
+  }
+}
+
+bool cReportTurn::Take() {
+  const std::lock_guard guard(mutex);
+  return !std::exchange(isTaken, true);
+}
+
+std::optional<eReport> cReportTurn::Next() {
+  const std::lock_guard guard(mutex);
+  if (std::exchange(hasOpened, false)) {
+    return eReport::Opened;
+  }
+  if (std::exchange(hasEnded, false)) {
+    hasOpened = std::exchange(hasOpenedAgain, false);
+    return eReport::Ended;
+  }
+  isTaken = false;
+  return std::nullopt;
+}
+
 }  // namespace corvane

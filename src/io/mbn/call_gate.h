@@ -3,9 +3,10 @@
 #include <condition_variable>
 #include <cstdint>
 #include <mutex>
+#include <optional>
 
-// Which of the platform's threads come into the mobile-broadband transport, and which thread opens
-// the device's service.
+// Which of the platform's threads come into the mobile-broadband transport, which thread opens the
+// device's service, and which one reports what became of the session.
 namespace corvane {
 
 // Lets calls of other threads in while it is open. Close keeps further ones out and waits for those
@@ -77,6 +78,33 @@ class cOpeningTurn {
   bool isAllowed = false;
   bool isTaken = false;
   bool lookAgain = false;
+};
+
+// What a connection handler is called for.
+enum class eReport { Opened, Ended };
+
+// Makes one thread at a time report, in the order in which the reports were added. It is a flag and
+// no lock: a thread that finds another one reporting leaves its report to that one.
+class cReportTurn {
+ public:
+  // Adds a report for whoever has the turn or takes it next; the caller goes on to Take. Reports
+  // wait only while a handler runs: of those that wait, openings in a row are one, and a session
+  // that came and went between two ends is left out.
+  void Add(eReport report);
+
+  // The caller reports from now on, until Next has none. False: another thread does.
+  [[nodiscard]] bool Take();
+
+  // What the caller reports next. None: the turn is given back.
+  [[nodiscard]] std::optional<eReport> Next();
+
+ private:
+  std::mutex mutex;  // never held while anything else is called
+  bool isTaken = false;
+  // What waits, in this order.
+  bool hasOpened = false;
+  bool hasEnded = false;
+  bool hasOpenedAgain = false;
 };
 
 }  // namespace corvane

@@ -204,9 +204,7 @@ void cQMBEIO::CloseSession() {
   }
   // The completion, or the removal of the interface, has reported the end and cleared the flag.
   // When neither came, or the request was refused, the end is reported here.
-  if (sessionOpen.exchange(0) != 0) {
-    onDisconnected(disconnectedContext);
-  }
+  std::ignore = EndSession();
 }
 
 bool cQMBEIO::Write(const void* data, std::uint32_t length) {
@@ -256,9 +254,23 @@ bool cQMBEIO::IsOurService(IMbnDeviceService* other) {
   return identity && identity.Get() == QueryFor<IUnknown>(ours.get()).Get();
 }
 
-void cQMBEIO::ReportConnected() {
-  if (onConnected != nullptr) {
-    onConnected(connectedContext);
+void cQMBEIO::Report() {
+  if (!reports.Take()) {
+    return;
+  }
+  while (const auto report = reports.Next()) {
+    switch (*report) {
+      case eReport::Opened:
+        if (onConnected != nullptr) {
+          onConnected(connectedContext);
+        }
+        break;
+      case eReport::Ended:
+        if (onDisconnected != nullptr) {
+          onDisconnected(disconnectedContext);
+        }
+        break;
+    }
   }
 }
 
@@ -266,15 +278,14 @@ std::uint32_t cQMBEIO::EndSession() {
   // Once Close has begun, its own end of the session and the platform's meet: whoever clears the
   // flag reports it. Before that every end is reported, also a removal without an open session.
   std::uint32_t ended = 0;
-  bool isReported = false;
   {
     const std::lock_guard guard(lock);
     ended = session;
-    isReported = sessionOpen.exchange(0) != 0 || !isClosing;
+    if (sessionOpen.exchange(0) != 0 || !isClosing) {
+      reports.Add(eReport::Ended);
+    }
   }
-  if (isReported && onDisconnected != nullptr) {
-    onDisconnected(disconnectedContext);
-  }
+  Report();
   return ended;
 }
 
@@ -296,6 +307,7 @@ bool cQMBEIO::BeginSession() {
   ++session;
   KernelCalls().ResetEvent(sessionEvent.Get());
   sessionOpen = 1;
+  reports.Add(eReport::Opened);
   return true;
 }
 
@@ -304,7 +316,7 @@ HRESULT STDMETHODCALLTYPE cQMBEIO::OnOpenCommandSessionComplete(IMbnDeviceServic
   const auto pass = sinkCalls.Enter();
   // A session that opens when Close has begun is only let go of, like one that did not open yet.
   if (pass && status == S_OK && IsOurService(from) && BeginSession()) {
-    ReportConnected();
+    Report();
   }
   return S_OK;
 }

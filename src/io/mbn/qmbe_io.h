@@ -26,8 +26,10 @@ using DataHandler = void (*)(void* context, sSharedBuffer* data);
 //
 // The session thread creates it, opens it and closes it. The platform calls the sink on threads of
 // its own, several at once too, from the registration inside Open until Close; these threads call
-// the handlers. No lock is held during a call into the platform, nor while a handler runs.
-// docs/architecture.md has the table of which thread touches which field.
+// the handlers. The connection handlers run one at a time, in the order of the sessions: what
+// happens while one runs is reported after it, but for a session that came and went meanwhile.
+// No lock is held during a call into the platform, nor while a handler runs. docs/architecture.md
+// has the table of which thread touches which field.
 class cQMBEIO final : public IMbnDeviceServicesEvents, public cIO {
  public:
   cQMBEIO();
@@ -105,7 +107,7 @@ class cQMBEIO final : public IMbnDeviceServicesEvents, public cIO {
   [[nodiscard]] bool AskForSession();
   void CloseSession();
   [[nodiscard]] bool BeginSession();
-  void ReportConnected();
+  void Report();
   [[nodiscard]] std::uint32_t EndSession();
   void EndWaitFor(std::uint32_t ended);
   void SetService(std::shared_ptr<IMbnDeviceService> next);
@@ -122,6 +124,7 @@ class cQMBEIO final : public IMbnDeviceServicesEvents, public cIO {
   std::atomic<DWORD> adviseCookie = 0;  // 0: not registered
   std::atomic<std::uint8_t> sessionOpen = 0;
   cOpeningTurn opening;  // whoever calls OpenService has it
+  cReportTurn reports;   // whoever calls a connection handler has it; added to under `lock`
   // From Close to the next Open: no session begins, and each end is reported once. Set under
   // `lock`.
   std::atomic<bool> isClosing = false;
