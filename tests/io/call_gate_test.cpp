@@ -218,26 +218,44 @@ TEST(ReportTurn, IsOneThreadsUntilNothingIsLeft) {
 TEST(ReportTurn, ReportsComeInTheOrderInWhichTheyWereAdded) {
   constexpr auto kOpened = eReport::Opened;
   constexpr auto kEnded = eReport::Ended;
-  using Reports = std::vector<eReport>;
-  const std::vector<std::pair<Reports, Reports>> cases = {
-      {{kOpened}, {kOpened}},
-      {{kEnded}, {kEnded}},
-      {{kOpened, kEnded}, {kOpened, kEnded}},
-      {{kEnded, kOpened}, {kEnded, kOpened}},
-      {{kOpened, kEnded, kOpened}, {kOpened, kEnded, kOpened}},
-      // What cannot be told apart any more.
-      {{kOpened, kOpened}, {kOpened}},
-      {{kEnded, kOpened, kEnded}, {kEnded}},
-      {{kEnded, kOpened, kOpened, kEnded, kOpened}, {kEnded, kOpened}},
-  };
-  for (const auto& [added, taken] : cases) {
-    cReportTurn turn;
-    for (const eReport report : added) {
-      turn.Add(report);
-    }
-    EXPECT_EQ(TakeAll(turn), taken);
-    EXPECT_EQ(TakeAll(turn), Reports());
+  const std::vector<eReport> added = {kEnded,  kEnded, kOpened, kOpened, kEnded,
+                                      kOpened, kEnded, kEnded,  kOpened};
+  cReportTurn turn;
+  for (const eReport report : added) {
+    turn.Add(report);
   }
+  EXPECT_EQ(TakeAll(turn), added);
+  EXPECT_EQ(TakeAll(turn), std::vector<eReport>());
+}
+
+TEST(ReportTurn, TheNewestReportIsKeptWhenThereIsNoMoreRoom) {
+  cReportTurn turn;
+  std::vector<eReport> expected;
+  for (std::size_t nth = 0; nth != cReportTurn::kRoom; ++nth) {
+    expected.push_back(nth % 2 == 0 ? eReport::Opened : eReport::Ended);
+    turn.Add(expected.back());
+  }
+  turn.Add(eReport::Ended);
+  turn.Add(eReport::Opened);
+  expected.back() = eReport::Opened;
+  EXPECT_EQ(TakeAll(turn), expected);
+  turn.Add(eReport::Ended);
+  EXPECT_EQ(TakeAll(turn), std::vector{eReport::Ended});
+}
+
+TEST(ReportTurn, AnEndWaitsUntilItIsTaken) {
+  cReportTurn turn;
+  EXPECT_FALSE(turn.HasEndWaiting());
+  turn.Add(eReport::Opened);
+  EXPECT_FALSE(turn.HasEndWaiting());
+  turn.Add(eReport::Ended);
+  turn.Add(eReport::Opened);
+  EXPECT_TRUE(turn.HasEndWaiting());
+  ASSERT_TRUE(turn.Take());
+  EXPECT_EQ(turn.Next(), eReport::Opened);
+  EXPECT_TRUE(turn.HasEndWaiting());
+  EXPECT_EQ(turn.Next(), eReport::Ended);
+  EXPECT_FALSE(turn.HasEndWaiting());
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "io/qmbe_fixture_windows.h"
+#include "support/wait_until.h"
 
 namespace corvane::test {
 namespace {
@@ -36,7 +37,7 @@ class QmbeClose : public QmbeTest {
 
   // Until Close waits for the session's end.
   void WaitForTheWait() const {
-    WaitUntil([] { return gImports.isWaiting.load(); }, "Close waits");
+    EXPECT_TRUE(WaitUntil("Close waits", [] { return gImports.isWaiting.load(); }));
     EXPECT_FALSE(gImports.wasOverBeforeWait);
     EXPECT_EQ(gImports.waitLimit, 10000U);
     EXPECT_FALSE(hasReturned);
@@ -175,7 +176,7 @@ TEST_F(QmbeClose, ASessionThatIsOpeningIsEndedAndReportedToo) {
   std::atomic<bool> isOpening = false;
   gImports.whenEventIsReset = [&] { isOpening = true; };
   service->Post("opened 0");
-  WaitUntil([&] { return isOpening.load(); }, "the session is opening");
+  EXPECT_TRUE(WaitUntil("the session is opening", [&] { return isOpening.load(); }));
   transport->Close();
   EXPECT_FALSE(transport->IsOpen());
   EXPECT_THAT(record.Events(), UnorderedElementsAre("connected", "disconnected", kDebuggerLine));
@@ -194,7 +195,7 @@ TEST_F(QmbeClose, ASecondOpenCompletionDoesNotResetTheEventUnderTheWait) {
     cameThrough = service->WaitForLog("call CloseCommandSession", 1, kMoment);
   };
   service->Post("opened 0");
-  WaitUntil([&] { return isResetting.load(); }, "the event is reset");
+  EXPECT_TRUE(WaitUntil("the event is reset", [&] { return isResetting.load(); }));
   transport->Close();
   EXPECT_FALSE(cameThrough);
   EXPECT_THAT(record.Events(),
@@ -214,7 +215,7 @@ TEST_F(QmbeClose, AnArrivalThatIsOpeningIsWaitedForAndItsSessionEnded) {
     cameThrough = service->WaitForLog("call CloseCommandSession", 1, kMoment);
   };
   service->Post(std::string("announce ") + kWantedId + " 0");
-  WaitUntil([&] { return isOpening.load(); }, "the session is opening");
+  EXPECT_TRUE(WaitUntil("the session is opening", [&] { return isOpening.load(); }));
   transport->Close();
   EXPECT_FALSE(cameThrough);
   // Asked for on the service of the second session: the first one's is refused.
@@ -317,7 +318,7 @@ TEST_F(QmbeClose, ALateMarkOfAnEarlierSessionsEndIsNotTaken) {
   OpenSession();
   whenDisconnected = [&] {
     service->Post(std::string("announce ") + kWantedId + " 0");
-    WaitUntil([&] { return transport->IsOpen(); }, "the second session is open");
+    EXPECT_TRUE(WaitUntil("the second session is open", [&] { return transport->IsOpen(); }));
   };
   service->Do(std::string("announce ") + kWantedId + " 1");
   ASSERT_TRUE(record.WaitFor(3));
@@ -390,7 +391,7 @@ TEST_F(QmbeClose, NoHandlerRunsWhenItHasReturned) {
     isHandlerDone = true;
   };
   service->Post(std::string("remove ") + kWantedId);
-  WaitUntil([&] { return isInHandler.load(); }, "the handler runs");
+  EXPECT_TRUE(WaitUntil("the handler runs", [&] { return isInHandler.load(); }));
   transport->Close();
   EXPECT_TRUE(isHandlerDone);
 }
@@ -405,7 +406,7 @@ TEST_F(QmbeClose, TheEndIsReportedAfterAnOpeningThatIsBeingReported) {
     EXPECT_THAT(record.Events(), ElementsAre("connected"));
   };
   ASSERT_TRUE(Open());
-  WaitUntil([&] { return isInHandler.load(); }, "the handler runs");
+  EXPECT_TRUE(WaitUntil("the handler runs", [&] { return isInHandler.load(); }));
   transport->Close();
   EXPECT_THAT(record.Events(), ElementsAre("connected", "disconnected"));
 }
@@ -428,7 +429,7 @@ TEST_F(QmbeClose, TheSinkIsDeafOnceItWaitsForTheLastCallInside) {
     EXPECT_TRUE(service->WaitForLog("callback OnInterfaceStateChange"));
   };
   service->Post(std::string("remove ") + kWantedId);
-  WaitUntil([&] { return isInHandler.load(); }, "the handler runs");
+  EXPECT_TRUE(WaitUntil("the handler runs", [&] { return isInHandler.load(); }));
   transport->Close();
   EXPECT_THAT(record.Events(), ElementsAre("connected", "disconnected"));
   EXPECT_THAT(service->Log("call OpenCommandSession"), SizeIs(1));

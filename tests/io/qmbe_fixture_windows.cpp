@@ -2,7 +2,6 @@
 
 #include <chrono>
 #include <memory>
-#include <thread>
 
 #include "io/mbn/mbn_calls.h"
 #include "platform/windows_calls.h"
@@ -264,17 +263,6 @@ void QmbeTest::Finish() {
   transport->Close();
   EXPECT_EQ(transport->Release(), 0U) << "references to the sink are left";
   transport = nullptr;
-}
-
-void QmbeTest::WaitUntil(const std::function<bool()>& isTrue, const char* what) {
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-  while (!isTrue()) {
-    if (std::chrono::steady_clock::now() >= deadline) {
-      ADD_FAILURE() << "waited in vain: " << what;
-      return;
-    }
-    std::this_thread::yield();
-  }
 }
 
 void QmbeTest::OnConnected(void* context) {

@@ -92,8 +92,6 @@ class QmbeTest : public ::testing::Test {
   void MakeTransport();
   // Close and the last Release.
   void Finish();
-  // The test fails when that takes more than twenty seconds: `what` says what has not come.
-  static void WaitUntil(const std::function<bool()>& isTrue, const char* what);
 
   // Called by the handlers, after they have been recorded.
   std::function<void()> whenConnected;

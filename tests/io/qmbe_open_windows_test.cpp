@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "io/qmbe_fixture_windows.h"
+#include "support/wait_until.h"
 
 namespace corvane::test {
 namespace {
@@ -304,7 +305,8 @@ TEST_F(QmbeOpenMeetsArrival, TheSearchWaitsForAnArrivalThatIsOpening) {
   gImports.whenCreating = [this](REFIID iid) {
     if (IsEqualGUID(iid, kInterfaceId<IMbnInterfaceManager>)) {
       service->Post(std::string("announce ") + kWantedId + " 0");
-      WaitUntil([&] { return isLookedFor.load(); }, "the arrival looks for the service");
+      EXPECT_TRUE(
+          WaitUntil("the arrival looks for the service", [&] { return isLookedFor.load(); }));
     }
   };
   EXPECT_TRUE(Open());

@@ -1,11 +1,13 @@
 #include <gmock/gmock.h>
 
 #include <thread>
+#include <utility>
 
 #include "diag/shared_buffer.h"
 #include "io/mbn/mbn_calls.h"
 #include "io/qmbe_fixture_windows.h"
 #include "support/failing_allocation.h"
+#include "support/wait_until.h"
 
 namespace corvane::test {
 namespace {
@@ -358,6 +360,30 @@ TEST_F(QmbeStateChange, ASessionThatEndsDuringAReportIsReportedAfterIt) {
   ASSERT_TRUE(Open());
   ASSERT_TRUE(record.WaitFor(2));
   EXPECT_THAT(record.Events(), ElementsAre("connected", "disconnected"));
+}
+
+TEST_F(QmbeStateChange, NothingIsWrittenToASessionBeforeTheEndOfTheLast) {
+  // The connect handler of the first session sends that one's requests, while it is followed by the
+  // next one.
+  Serve("threads 2 at-once");
+  bool isFirst = true;
+  whenConnected = [&] {
+    if (!std::exchange(isFirst, false)) {
+      return;
+    }
+    EXPECT_TRUE(transport->Write(kBytes, 1));
+    service->Post(std::string("announce ") + kWantedId + " 1");
+    EXPECT_TRUE(service->WaitForLog("callback OnInterfaceStateChange"));
+    service->Post(std::string("announce ") + kWantedId + " 0");
+    EXPECT_TRUE(service->WaitForLog("callback OnOpenCommandSessionComplete"));
+    EXPECT_TRUE(WaitUntil("the next session is open", [&] { return transport->IsOpen(); }));
+    EXPECT_FALSE(transport->Write(kBytes, 2));
+  };
+  ASSERT_TRUE(Open());
+  ASSERT_TRUE(record.WaitFor(3));
+  EXPECT_THAT(record.Events(), ElementsAre("connected", "disconnected", "connected"));
+  EXPECT_TRUE(transport->Write(kBytes, 3));
+  EXPECT_THAT(service->Commands(), SizeIs(2));
 }
 
 TEST_F(QmbeStateChange, AnArrivalWhileTheSessionIsOpenAsksForAnother) {

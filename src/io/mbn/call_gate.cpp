@@ -1,5 +1,7 @@
 #include "io/mbn/call_gate.h"
 
+#include <algorithm>
+#include <span>
 #include <utility>
 
 namespace corvane {
@@ -73,15 +75,8 @@ bool cOpeningTurn::GiveBack() {
 
 void cReportTurn::Add(eReport report) {
   const std::lock_guard guard(mutex);
-  switch (report) {
-    case eReport::Opened:
-      (hasEnded ? hasOpenedAgain : hasOpened) = true;
-      break;
-    case eReport::Ended:
-      hasEnded = true;
-      hasOpenedAgain = false;
-      break;
-  }
+  count = std::min(count + 1, kRoom);
+  waiting[count - 1] = report;
 }
 
 bool cReportTurn::Take() {
@@ -91,15 +86,20 @@ bool cReportTurn::Take() {
 
 std::optional<eReport> cReportTurn::Next() {
   const std::lock_guard guard(mutex);
-  if (std::exchange(hasOpened, false)) {
-    return eReport::Opened;
+  if (count == 0) {
+    isTaken = false;
+    return std::nullopt;
   }
-  if (std::exchange(hasEnded, false)) {
-    hasOpened = std::exchange(hasOpenedAgain, false);
-    return eReport::Ended;
-  }
-  isTaken = false;
-  return std::nullopt;
+  const eReport next = waiting.front();
+  std::shift_left(waiting.begin(), waiting.end(), 1);
+  --count;
+  return next;
+}
+
+bool cReportTurn::HasEndWaiting() {
+  const std::lock_guard guard(mutex);
+  const std::span waits(waiting.data(), count);
+  return std::find(waits.begin(), waits.end(), eReport::Ended) != waits.end();
 }
 
 }  // namespace corvane

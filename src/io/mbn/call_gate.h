@@ -1,6 +1,8 @@
 #pragma once
 
+#include <array>
 #include <condition_variable>
+#include <cstddef>
 #include <cstdint>
 #include <mutex>
 #include <optional>
@@ -88,8 +90,8 @@ enum class eReport { Opened, Ended };
 class cReportTurn {
  public:
   // Adds a report for whoever has the turn or takes it next; the caller goes on to Take. Reports
-  // wait only while a handler runs: of those that wait, openings in a row are one, and a session
-  // that came and went between two ends is left out.
+  // wait only while a handler runs. When as many wait as there is room for, the newest takes the
+  // place of the one before it: the last report is always that of the present state.
   void Add(eReport report);
 
   // The caller reports from now on, until Next has none. False: another thread does.
@@ -98,13 +100,17 @@ class cReportTurn {
   // What the caller reports next. None: the turn is given back.
   [[nodiscard]] std::optional<eReport> Next();
 
+  // Whether an end waits: what the handlers know is then still a session that is gone.
+  [[nodiscard]] bool HasEndWaiting();
+
+  // How many reports have room to wait.
+  static constexpr std::size_t kRoom = 32;
+
  private:
   std::mutex mutex;  // never held while anything else is called
   bool isTaken = false;
-  // What waits, in this order.
-  bool hasOpened = false;
-  bool hasEnded = false;
-  bool hasOpenedAgain = false;
+  std::array<eReport, kRoom> waiting{};  // the first `count`, oldest first
+  std::size_t count = 0;
 };
 
 }  // namespace corvane

@@ -208,10 +208,7 @@ void cQMBEIO::CloseSession() {
 }
 
 bool cQMBEIO::Write(const void* data, std::uint32_t length) {
-  if (!IsOpen()) {
-    return false;
-  }
-  const auto openService = Service();
+  const auto openService = ServiceOfReportedSession();
   if (!openService) {
     return false;
   }
@@ -239,6 +236,13 @@ void cQMBEIO::SetService(std::shared_ptr<IMbnDeviceService> next) {
 std::shared_ptr<IMbnDeviceService> cQMBEIO::Service() {
   const std::lock_guard guard(lock);
   return service;
+}
+
+std::shared_ptr<IMbnDeviceService> cQMBEIO::ServiceOfReportedSession() {
+  // One step. While the end of a session waits to be reported, its requests are still queued, and a
+  // next session may have opened: they are not for that one.
+  const std::lock_guard guard(lock);
+  return IsOpen() && !reports.HasEndWaiting() ? service : nullptr;
 }
 
 bool cQMBEIO::IsOurService(IMbnDeviceService* other) {

@@ -112,6 +112,7 @@ class cQMBEIO final : public IMbnDeviceServicesEvents, public cIO {
   void EndWaitFor(std::uint32_t ended);
   void SetService(std::shared_ptr<IMbnDeviceService> next);
   [[nodiscard]] std::shared_ptr<IMbnDeviceService> Service();
+  [[nodiscard]] std::shared_ptr<IMbnDeviceService> ServiceOfReportedSession();
   [[nodiscard]] bool IsOurService(IMbnDeviceService* other);
 
   std::atomic<ULONG> refCount = 0;
