@@ -108,6 +108,15 @@ TEST_F(CaptureChecksTest, OneRequestMoreIsToldWithWhatToDo) {
                 "1 subsystem out of MessageLevels");
 }
 
+TEST_F(CaptureChecksTest, ThirteenRequestsMoreAreToldAsThirteen) {
+  Configure(Subsystems(1000));
+  EXPECT_EQ(FindDoubt(request),
+            request.configuration +
+                " makes 1,013 requests and the library keeps only the last 1,000: the first 13 are "
+                "lost, so that a modem which sends nothing by itself is never asked anything; take "
+                "13 subsystems out of MessageLevels");
+}
+
 TEST_F(CaptureChecksTest, MobileBroadbandIsToldFromAComPort) {
   EXPECT_TRUE(IsMobileBroadband("QMBE:{5A1B9A3C-61F0-4E0B-9D3E-0000000000AB}"));
   EXPECT_FALSE(IsMobileBroadband("COM7"));

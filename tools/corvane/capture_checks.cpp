@@ -120,10 +120,11 @@ std::optional<std::string> FindDoubt(const sCaptureRequest& request) {
   }
   const std::size_t excess = count - sRequestQueue::kCapacity;
   return fmt::format(
-      "{} makes {} requests and the library keeps only the last {}: the first one is lost, so that "
+      "{} makes {} requests and the library keeps only the last {}: the first {} lost, so that "
       "a modem which sends nothing by itself is never asked anything; take {} subsystem{} out of "
       "MessageLevels",
-      request.configuration, FormatCount(count), FormatCount(sRequestQueue::kCapacity), excess,
+      request.configuration, FormatCount(count), FormatCount(sRequestQueue::kCapacity),
+      excess == 1 ? "one is" : fmt::format("{} are", FormatCount(excess)), excess,
       excess == 1 ? "" : "s");
 }
 
