@@ -60,7 +60,8 @@ function(corvane_test name)
     set_target_properties(${name} PROPERTIES EXCLUDE_FROM_ALL ON)
     return()
   endif()
-  add_test(NAME ${name} COMMAND ${name} --gtest_output=xml:test-results/${name}.xml --gtest_brief=1
+  # Each test's name is printed as it begins: of a program that hangs it is the only trace.
+  add_test(NAME ${name} COMMAND ${name} --gtest_output=xml:test-results/${name}.xml
            WORKING_DIRECTORY ${PROJECT_BINARY_DIR})
   # A crash under Wine can end with an exit code of 0; the debugger's report gives it away.
   set_tests_properties(${name} PROPERTIES TIMEOUT 300 FAIL_REGULAR_EXPRESSION
