@@ -1,0 +1,36 @@
+#include "describe/names.h"
+
+#include <algorithm>
+
+namespace corvane {
+
+const sLogCodeName* FindLogCode(std::uint16_t code) {
+  const auto table = LogCodeNames();
+  const auto found = std::lower_bound(
+      table.begin(), table.end(), code,
+      [](const sLogCodeName& name, std::uint16_t wanted) { return name.code < wanted; });
+  return found != table.end() && found->code == code ? &*found : nullptr;
+}
+
+std::string_view EventName(std::uint16_t id) {
+  const auto table = EventNames();
+  const auto found = std::lower_bound(
+      table.begin(), table.end(), id,
+      [](const sEventName& name, std::uint16_t wanted) { return name.id < wanted; });
+  return found != table.end() && found->id == id ? found->name : std::string_view();
+}
+
+std::string_view SsidName(std::uint16_t ssid) {
+  const sSsidName* narrowest = nullptr;
+  for (const sSsidName& range : SsidNames()) {
+    if (ssid < range.first || ssid > range.last) {
+      continue;
+    }
+    if (narrowest == nullptr || range.last - range.first < narrowest->last - narrowest->first) {
+      narrowest = &range;
+    }
+  }
+  return narrowest == nullptr ? std::string_view() : narrowest->name;
+}
+
+}  // namespace corvane
