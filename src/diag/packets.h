@@ -31,6 +31,7 @@ inline constexpr std::uint8_t kMessageLevels = 0x7D;
 inline constexpr std::uint8_t kSecondSubsystem = 0x80;
 inline constexpr std::uint8_t kEventMask = 0x82;
 inline constexpr std::uint8_t kTerseMessage = 0x92;
+inline constexpr std::uint8_t kWrapper = 0x98;  // of multi-SIM modems: a packet and whose it is
 
 // The greatest code that an item of the capture file may have whose type is to be chosen.
 inline constexpr std::uint8_t kLast = 0x92;
@@ -203,6 +204,14 @@ inline constexpr std::uint32_t kMaskForAll = 4;  // 32 bits
 inline constexpr std::uint32_t kSizeForAll = 8;
 
 }  // namespace message_levels
+
+// A packet of a multi-SIM modem in its wrapper.
+namespace wrapper {
+
+inline constexpr std::uint32_t kSubscription = 4;  // 32 bits, counted from 1; 0 and -1 mean 1
+inline constexpr std::uint32_t kPacket = 8;        // a whole packet, command code included
+
+}  // namespace wrapper
 
 // How a received packet bears on the request in flight.
 enum class eReply {

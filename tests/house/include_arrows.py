@@ -19,7 +19,7 @@ MAY_INCLUDE = {
     "control": ("io", "capture", "capture/isf", "ota", "filters", "diag", "platform", "corvane.h"),
     "reader": ("capture/isf", "platform"),
     "describe": ("diag", "ota/bit_cursor.h", "platform"),
-    "convert": ("reader", "describe", "capture/isf", "platform"),
+    "convert": ("reader", "describe", "capture/isf", "ota/bit_cursor.h", "diag", "platform"),
 }
 
 # Headers that lie outside the rooms.

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string_view>
+
+#include "describe/signalling.h"
+
+namespace corvane {
+
+// The name of a message: the outermost choice of an RRC message, the type of a NAS or RR message,
+// the method or status of SIP. As Wireshark shows it, but in words: "RRC connection
+// reconfiguration" where that has "RRCConnectionReconfiguration". Empty when the message is too
+// short, ciphered, or of a type that is not known.
+//
+// `message` is as its syntax has it.
+[[nodiscard]] std::string_view MessageName(eSyntax syntax, std::span<const std::uint8_t> message);
+
+}  // namespace corvane

@@ -1,0 +1,53 @@
+#include "convert/source_texts.h"
+
+#include <gtest/gtest.h>
+
+namespace corvane {
+namespace {
+
+sSource After(std::initializer_list<std::string_view> texts) {
+  sSource source;
+  for (const std::string_view text : texts) {
+    ApplySourceText(text, source);
+  }
+  return source;
+}
+
+TEST(SourceTextsTest, AConnectionTellsThePort) {
+  EXPECT_EQ(After({"Port COM7 connected"}).port, "COM7");
+  EXPECT_EQ(After({"Port QMBE:{5A1B9A3C} connected"}).port, "QMBE:{5A1B9A3C}");
+  EXPECT_EQ(After({"Port COM7 connected", "Port COM8 connected"}).port, "COM8");
+}
+
+TEST(SourceTextsTest, TheLastPortStaysWhenItIsDisconnected) {
+  EXPECT_EQ(After({"Port COM7 connected", "Port COM7 disconnected"}).port, "COM7");
+}
+
+TEST(SourceTextsTest, ASubscriptionIsToldUntilTheNextOne) {
+  EXPECT_EQ(After({"Subscription 2"}).subscription, 2u);
+  EXPECT_EQ(After({"Subscription 2", "Subscription 1"}).subscription, 1u);
+  EXPECT_EQ(After({"Subscription 2", "Subscription none"}).subscription, std::nullopt);
+}
+
+TEST(SourceTextsTest, AnotherPortBeginsWithoutASubscription) {
+  EXPECT_EQ(After({"Port COM7 connected", "Subscription 2", "Port COM8 connected"}).subscription,
+            std::nullopt);
+  EXPECT_EQ(After({"Port COM7 connected", "Subscription 2", "Port COM7 connected"}).subscription,
+            2u);
+}
+
+TEST(SourceTextsTest, OtherTextsChangeNothing) {
+  const sSource source =
+      After({"Port COM7 connected", "Subscription 2", "Port  connected", "Port connected",
+             "Subscription ", "Subscription two", "Subscription 2x", "Subscription -1",
+             "Subscription 4294967296", "Corvane version 1.0", "", "Imported from COM9 connected"});
+  EXPECT_EQ(source, (sSource{"COM7", 2}));
+}
+
+TEST(SourceTextsTest, TheTextOfASubscriptionIsUnderstood) {
+  EXPECT_EQ(SubscriptionText(2), "Subscription 2");
+  EXPECT_EQ(SubscriptionText(std::nullopt), "Subscription none");
+}
+
+}  // namespace
+}  // namespace corvane
