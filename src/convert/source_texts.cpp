@@ -8,6 +8,7 @@ namespace {
 
 constexpr std::string_view kPort = "Port ";
 constexpr std::string_view kConnected = " connected";
+constexpr std::string_view kImported = "Imported from ";
 constexpr std::string_view kSubscription = "Subscription ";
 constexpr std::string_view kNone = "none";
 
@@ -37,16 +38,22 @@ void ApplySourceText(std::string_view text, sSource& source) {
     ApplySubscription(text.substr(kSubscription.size()), source);
     return;
   }
+  if (text.starts_with(kImported) && text.size() > kImported.size()) {
+    source = {std::string(text.substr(kImported.size())), std::nullopt, true};
+    return;
+  }
   if (!text.starts_with(kPort) || !text.ends_with(kConnected) ||
       text.size() <= kPort.size() + kConnected.size()) {
     return;
   }
   const std::string_view port =
       text.substr(kPort.size(), text.size() - kPort.size() - kConnected.size());
-  if (source.port != port) {
-    source = {std::string(port), std::nullopt};
+  if (source.port != port || source.imported) {
+    source = {std::string(port), std::nullopt, false};
   }
 }
+
+std::string ImportText(std::string_view name) { return std::string(kImported) += name; }
 
 std::string SubscriptionText(std::optional<std::uint32_t> subscription) {
   return std::string(kSubscription) + (subscription ? std::to_string(*subscription) : "none");

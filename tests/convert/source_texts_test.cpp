@@ -36,12 +36,29 @@ TEST(SourceTextsTest, AnotherPortBeginsWithoutASubscription) {
             2u);
 }
 
+TEST(SourceTextsTest, AnImportTellsTheStream) {
+  EXPECT_EQ(After({"Imported from drive.hdlc"}), (sSource{"drive.hdlc", std::nullopt, true}));
+  EXPECT_EQ(After({"Imported from COM9 connected"}).port, "COM9 connected");
+  EXPECT_EQ(After({"Subscription 2", "Imported from drive.hdlc"}).subscription, std::nullopt);
+  EXPECT_EQ(After({"Imported from drive.hdlc", "Subscription 2"}),
+            (sSource{"drive.hdlc", 2, true}));
+}
+
+TEST(SourceTextsTest, APortEndsAnImport) {
+  EXPECT_EQ(After({"Imported from COM7", "Subscription 2", "Port COM7 connected"}),
+            (sSource{"COM7", std::nullopt, false}));
+}
+
 TEST(SourceTextsTest, OtherTextsChangeNothing) {
   const sSource source =
       After({"Port COM7 connected", "Subscription 2", "Port  connected", "Port connected",
              "Subscription ", "Subscription two", "Subscription 2x", "Subscription -1",
-             "Subscription 4294967296", "Corvane version 1.0", "", "Imported from COM9 connected"});
+             "Subscription 4294967296", "Corvane version 1.0", "", "Imported from "});
   EXPECT_EQ(source, (sSource{"COM7", 2}));
+}
+
+TEST(SourceTextsTest, TheTextOfAnImportIsUnderstood) {
+  EXPECT_EQ(ImportText("drive.hdlc"), "Imported from drive.hdlc");
 }
 
 TEST(SourceTextsTest, TheTextOfASubscriptionIsUnderstood) {
