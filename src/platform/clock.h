@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <ctime>
+#include <functional>
 
 namespace corvane {
 
@@ -9,8 +10,8 @@ namespace corvane {
 // It follows the system clock, backwards too.
 [[nodiscard]] std::uint64_t SystemFileTime();
 
-// A function that tells such a time: this one, or a test's.
-using FileTimeClock = decltype(&SystemFileTime);
+// What tells such a time: this function, or another clock.
+using FileTimeClock = std::function<std::uint64_t()>;
 
 // The local calendar time of now. All nine fields are zero when the system cannot tell it.
 [[nodiscard]] std::tm LocalCalendarTime();

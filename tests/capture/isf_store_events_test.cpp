@@ -90,6 +90,30 @@ TEST_F(IsfStoreEventsTest, TheEventsBeforeTheBreakOfAReportAreNeverFreed) {
   EXPECT_EQ(after - before, 2);
 }
 
+TEST_F(IsfStoreEventsTest, AStoreCanFreeTheEventsBeforeTheBreak) {
+  cISFStore freeing{{.keepsBrokenEvents = false}};
+  const ByteVector report = BrokenReport();
+  const cBufferReference item(MakeBuffer(report, kOriginDevice));
+  const std::int64_t before = LiveNewAllocations();
+  const std::uint32_t result = freeing.AddItem(item.Get(), kAutomaticType);
+  const std::int64_t after = LiveNewAllocations();
+  EXPECT_EQ(result, kErrorSuccess);
+  EXPECT_EQ(after, before);
+}
+
+TEST_F(IsfStoreEventsTest, TheClockIsAskedForEachEventInItsOrder) {
+  std::uint64_t now = 0;
+  cISFStore counting{{.now = [&now] { return now += 10'000; }}};
+  counting.Attach(Create("counted.isf"));
+  const cBufferReference item(MakeBuffer(kThreeEvents, kOriginDevice));
+  EXPECT_EQ(counting.AddItem(item.Get(), kAutomaticType), kErrorSuccess);
+  const auto items = DecodeCapture(ReadFile(scratch.Path("counted.isf"))).Items();
+  ASSERT_EQ(items.size(), 3U);
+  EXPECT_EQ(items[0].time, 1U);
+  EXPECT_EQ(items[1].time, 2U);
+  EXPECT_EQ(items[2].time, 3U);
+}
+
 TEST_F(IsfStoreEventsTest, AReportThatBreaksInItsFirstEventLeavesNothingBehind) {
   const std::int64_t before = LiveNewAllocations();
   ASSERT_EQ(Add({0x60, 0x01, 0x00, 0x23}), kErrorSuccess);

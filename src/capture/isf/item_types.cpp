@@ -6,6 +6,7 @@
 #include "capture/isf/layout.h"
 #include "diag/little_endian.h"
 #include "diag/packets.h"
+#include "diag/protocol_buffer.h"
 
 namespace corvane {
 namespace {
@@ -102,6 +103,17 @@ bool IsEventReport(const sSharedBuffer& item) {
     return false;
   }
   return !IsShortEventAnswer(item);
+}
+
+cBufferReference UnwrapGetItemResponse(sSharedBuffer& item) {
+  sDiagDbgSSGetItemRsp response(&item);
+  if (!response.Validate() || item.size <= get_item::kPacket) {
+    return {};
+  }
+  if (Load32(item.data + get_item::kStatus) != 0) {
+    return {};
+  }
+  return cBufferReference(MakeBuffer(item.Bytes().subspan(get_item::kPacket), kOriginDevice));
 }
 
 sItemKind ChooseItemKind(const sSharedBuffer& item, const sLearnedValues& learned) {

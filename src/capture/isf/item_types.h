@@ -28,6 +28,12 @@ struct sItemKind {
 // to the event-reporting request, 60 00 00, is not one. `item` must be usable.
 [[nodiscard]] bool IsEventReport(const sSharedBuffer& item);
 
+// The packet inside a get-item response of the debug subsystem, as a packet of the device: it is
+// recorded after the response. Nothing when `item` is something else, when the response reports a
+// failure or is bare, or when there is no memory. `item` must be usable and held by a counted
+// reference.
+[[nodiscard]] cBufferReference UnwrapGetItemResponse(sSharedBuffer& item);
+
 // Chooses how to record `item`, which must be usable and no event report, from its command code.
 [[nodiscard]] sItemKind ChooseItemKind(const sSharedBuffer& item, const sLearnedValues& learned);
 

@@ -11,7 +11,6 @@
 #include "capture/isf/layout.h"
 #include "diag/little_endian.h"
 #include "diag/packets.h"
-#include "diag/protocol_buffer.h"
 #include "platform/error_codes.h"
 
 namespace corvane {
@@ -31,19 +30,6 @@ static_assert(kMaxBufferSize <= std::numeric_limits<std::uint16_t>::max());
 static_assert(kMaxBufferSize == isf::kLongestPacket);
 static_assert(std::uint64_t{isf::kItemsPerBlock} * (isf::kLongestRecordHead + kMaxBufferSize) <=
               std::numeric_limits<std::uint32_t>::max());
-
-// The packet inside a get-item response as a packet of the device, or none: `item` is something
-// else, the response reports a failure or is bare, or there is no memory.
-[[nodiscard]] cBufferReference UnwrapGetItemResponse(sSharedBuffer& item) {
-  sDiagDbgSSGetItemRsp response(&item);
-  if (!response.Validate() || item.size <= get_item::kPacket) {
-    return {};
-  }
-  if (Load32(item.data + get_item::kStatus) != 0) {
-    return {};
-  }
-  return cBufferReference(MakeBuffer(item.Bytes().subspan(get_item::kPacket), kOriginDevice));
-}
 
 // Puts rebuilt packets into the store that offered the item: the caller of AddItem holds its lock.
 class cRebuiltPackets final : public cRebuiltPacketSink {
@@ -208,10 +194,13 @@ void cISFStore::AddEvents(const sSharedBuffer& report) {
   sDiagBuffer view(copy.Get());
   std::vector<cBufferReference> events;
   if (!SplitEventReport(view, events)) {
-    // Of a report that breaks off midway nothing is recorded, and the events before the break are
-    // let go without a release: a broken report costs their memory for the life of the process.
-    for (cBufferReference& event : events) {
-      std::ignore = event.Detach();
+    // Of a report that breaks off midway nothing is recorded, and the library lets the events
+    // before the break go without a release: a broken report costs their memory for the life of the
+    // process.
+    if (seams.keepsBrokenEvents) {
+      for (cBufferReference& event : events) {
+        std::ignore = event.Detach();
+      }
     }
     return;
   }

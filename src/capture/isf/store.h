@@ -19,11 +19,16 @@ namespace corvane {
 // The item type that asks AddItem to choose one from the packet's content.
 inline constexpr std::uint32_t kAutomaticType = 0xFFFFFFFF;
 
-// What a store calls of others. The library makes every store with these; tests put in their own.
+// What a store calls of others, and where it may differ. The library makes every store with these;
+// tests and who writes a file from other sources put in their own.
 struct sStoreSeams {
+  // Asked once for each item that is recorded, in the order of the file.
   FileTimeClock now = SystemFileTime;
   // Called from inside AddItem with each item of type kSignallingLogItem, once it is in the file.
   LogItemHandler offerLogItem = ProcessOtaLogItem;
+  // Whether the events of a report that breaks off midway stay in memory for the life of the
+  // process.
+  bool keepsBrokenEvents = true;
 };
 
 // Writes the capture file, an ISF item store (docs/capture-format.md has its layout).
