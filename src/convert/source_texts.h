@@ -1,5 +1,6 @@
 #pragma once
 
+#include <compare>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -17,7 +18,7 @@ struct sSource {
   // From a stream: item times are the modem's, and no packet was rebuilt by this recorder.
   bool imported = false;
 
-  friend bool operator==(const sSource&, const sSource&) = default;
+  friend auto operator<=>(const sSource&, const sSource&) = default;
 };
 
 // Changes `source` as a text item tells: "Port COM7 connected", "Imported from drive.hdlc",

@@ -93,7 +93,10 @@ struct sSignalling {
   std::optional<std::uint8_t> sibType;
   std::optional<std::uint8_t> radioBearer;
   eSegment segment = eSegment::Whole;
-  std::uint8_t segmentNumber = 0;  // 0 whole, 1 to 6 a part, 7 the last
+  // RRC: 0 whole, 1 to 6 a part, 7 the last. IP: the place of the segment, as the log counts it.
+  std::uint16_t segmentNumber = 0;
+  // IP: the number of the packet that this is a segment of.
+  std::uint16_t packetNumber = 0;
 };
 
 }  // namespace corvane
