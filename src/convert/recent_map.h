@@ -1,0 +1,65 @@
+#pragma once
+
+#include <cstddef>
+#include <list>
+#include <map>
+#include <utility>
+
+namespace corvane {
+
+// A map of a bounded size: room for a new value is made by forgetting the one that was looked for
+// longest ago. For state that a stream of packets may leave behind without end.
+template <typename Key, typename Value>
+class cRecentMap {
+ public:
+  explicit cRecentMap(std::size_t most) : limit(most) {}
+
+  // Null when there is none. The value stays where it is until it is erased or forgotten.
+  [[nodiscard]] Value* Find(const Key& key) {
+    const auto found = places.find(key);
+    if (found == places.end()) {
+      return nullptr;
+    }
+    values.splice(values.begin(), values, found->second);
+    return &found->second->second;
+  }
+
+  // Puts `value` in place of the one of this key, if there is one. True when another one had to be
+  // forgotten.
+  bool Put(const Key& key, Value value) {
+    if (Value* const present = Find(key)) {
+      *present = std::move(value);
+      return false;
+    }
+    values.emplace_front(key, std::move(value));
+    places.emplace(key, values.begin());
+    if (values.size() <= limit) {
+      return false;
+    }
+    places.erase(values.back().first);
+    values.pop_back();
+    return true;
+  }
+
+  void Erase(const Key& key) {
+    const auto found = places.find(key);
+    if (found != places.end()) {
+      values.erase(found->second);
+      places.erase(found);
+    }
+  }
+
+  // From the one that was looked for last to the one that would be forgotten first.
+  [[nodiscard]] auto begin() const { return values.begin(); }
+  [[nodiscard]] auto end() const { return values.end(); }
+  [[nodiscard]] std::size_t Size() const { return values.size(); }
+
+ private:
+  using Values = std::list<std::pair<Key, Value>>;
+
+  std::size_t limit;
+  Values values;
+  std::map<Key, typename Values::iterator> places;
+};
+
+}  // namespace corvane
