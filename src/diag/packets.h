@@ -94,7 +94,10 @@ inline constexpr std::uint32_t kNewMessage = 24;
 // arguments follow, 32 bits each, and then the format text.
 namespace message {
 
+inline constexpr std::uint32_t kTimeType = 1;
+inline constexpr std::uint8_t kDiagTime = 0;  // the one time type whose layout is known
 inline constexpr std::uint32_t kArgumentCount = 2;
+inline constexpr std::uint32_t kTimestamp = 4;  // 64 bits, a DIAG timestamp
 inline constexpr std::uint32_t kSsid = 14;  // 16 bits
 inline constexpr std::uint32_t kHeadSize = 20;
 inline constexpr std::uint32_t kArgumentSize = 4;
