@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <list>
 #include <map>
+#include <optional>
 #include <utility>
 
 namespace corvane {
@@ -12,6 +13,8 @@ namespace corvane {
 template <typename Key, typename Value>
 class cRecentMap {
  public:
+  using Entry = std::pair<Key, Value>;
+
   explicit cRecentMap(std::size_t most) : limit(most) {}
 
   // Null when there is none. The value stays where it is until it is erased or forgotten.
@@ -24,21 +27,22 @@ class cRecentMap {
     return &found->second->second;
   }
 
-  // Puts `value` in place of the one of this key, if there is one. True when another one had to be
-  // forgotten.
-  bool Put(const Key& key, Value value) {
+  // Puts `value` in place of the one of this key, if there is one. Returns another one that had to
+  // be forgotten.
+  std::optional<Entry> Put(const Key& key, Value value) {
     if (Value* const present = Find(key)) {
       *present = std::move(value);
-      return false;
+      return std::nullopt;
     }
     values.emplace_front(key, std::move(value));
     places.emplace(key, values.begin());
     if (values.size() <= limit) {
-      return false;
+      return std::nullopt;
     }
-    places.erase(values.back().first);
+    std::optional<Entry> forgotten(std::move(values.back()));
+    places.erase(forgotten->first);
     values.pop_back();
-    return true;
+    return forgotten;
   }
 
   void Erase(const Key& key) {
@@ -55,7 +59,7 @@ class cRecentMap {
   [[nodiscard]] std::size_t Size() const { return values.size(); }
 
  private:
-  using Values = std::list<std::pair<Key, Value>>;
+  using Values = std::list<Entry>;
 
   std::size_t limit;
   Values values;

@@ -19,7 +19,7 @@ namespace corvane {
 // The parts of a message are joined in the order in which they stand in the capture. A part that is
 // lost, repeated or out of order drops its message, and so does a whole message of the same kind
 // between two parts. The last part of an RRC message does not tell its number, so that the loss of
-// the part before it goes unnoticed.
+// the part before it goes unnoticed. Logs of IP packets may count from 0 or from 1.
 class cSegmentJoin {
  public:
   // Takes the next item of a capture. `source` is where its packet came from. Returns the message
@@ -39,7 +39,7 @@ class cSegmentJoin {
     eSyntax syntax = eSyntax::Ip;
     std::optional<eLink> link;
     std::optional<std::uint8_t> radioBearer;
-    std::uint16_t packetNumber = 0;
+    std::optional<std::uint16_t> packetNumber;
 
     friend auto operator<=>(const sKey&, const sKey&) = default;
   };
@@ -52,11 +52,16 @@ class cSegmentJoin {
     bool broken = false;
   };
 
-  void Begin(const sKey& key, std::uint64_t item, const sSignalling& part);
-  void Break(const sKey& key, bool isLast);
-  [[nodiscard]] std::optional<sJoinedMessage> Continue(const sKey& key, std::uint64_t item,
-                                                       const sSignalling& part,
-                                                       const sDescription& description);
+  // Begins a message with `part`, or appends it to the one that waits for it. False when it does
+  // neither; the message that it belongs to is dropped then.
+  [[nodiscard]] bool Continue(const sKey& key, std::uint64_t item, const sSignalling& part);
+  // Drops the message of `key` at `part`, which does not continue it. `message` is null when there
+  // is none.
+  void Break(const sKey& key, const sMessage* message, const sSignalling& part);
+  void Keep(const sKey& key, sMessage message);
+  // Forgets the message of `key`, if there is one, and counts it.
+  void Drop(const sKey& key);
+  [[nodiscard]] sJoinedMessage Take(const sKey& key, const sDescription& last);
 
   cRecentMap<sKey, sMessage> messages{256};
   std::map<std::uint16_t, std::uint64_t> dropped;

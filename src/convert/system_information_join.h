@@ -47,7 +47,7 @@ class cSystemInformationJoin {
     std::uint32_t count = 0;  // of segments; only the first one tells
     bool last = false;
     std::uint32_t bitCount = 0;
-    std::vector<std::uint8_t> bits;
+    std::vector<std::uint8_t> bits = {};
 
     friend bool operator==(const sSegment&, const sSegment&) = default;
   };

@@ -1,0 +1,257 @@
+#include "convert/system_information_join.h"
+
+#include <span>
+#include <tuple>
+#include <utility>
+
+#include "describe/message_names.h"
+#include "ota/bit_cursor.h"
+#include "platform/error_codes.h"
+
+namespace corvane {
+namespace {
+
+using sSegment = cSystemInformationJoin::sSegment;
+
+constexpr std::uint8_t kExtension = 31;  // SIB-Type of a block whose type stands elsewhere
+
+// 3GPP TS 25.331, SystemInformation-BCH: the choices of its payload.
+enum ePayload : std::uint32_t {
+  kNoSegment = 0,
+  kFirst = 1,
+  kSubsequent = 2,
+  kLastShort = 3,
+  kLastAndFirst = 4,
+  kLastAndComplete = 5,
+  kLastAndCompleteAndFirst = 6,
+  kCompleteList = 7,
+  kCompleteAndFirst = 8,
+  kComplete = 9,
+  kLast = 10,
+};
+
+constexpr std::uint32_t kFixedBits = 222;
+constexpr std::uint32_t kLongestShortData = 214;
+
+enum class eForm { Fixed, Short };
+
+// Reads the segments of one message. What cannot be read fails the whole message.
+class cSegmentReader {
+ public:
+  explicit cSegmentReader(std::span<const std::uint8_t> message)
+      : reader{message.data(), 0, static_cast<std::uint32_t>(message.size() * 8),
+               kMostSignificantBitFirst} {}
+
+  // Nothing when the message breaks off or contradicts itself.
+  [[nodiscard]] std::optional<std::vector<sSegment>> Read(eSyntax syntax) {
+    const bool isSystemInformation = syntax == eSyntax::WcdmaBcchBch
+                                         ? Field(11).has_value()  // SFN
+                                         : Field(2) == 0;         // the choice of the message
+    const auto payload = Field(4);
+    if (!isSystemInformation || !payload || !ReadPayload(*payload)) {
+      return std::nullopt;
+    }
+    return std::move(segments);
+  }
+
+ private:
+  [[nodiscard]] bool ReadPayload(std::uint32_t payload) {
+    switch (payload) {
+      case kFirst:
+        return First(eForm::Fixed);
+      case kSubsequent:
+        return Later(eForm::Fixed, false);
+      case kLastShort:
+      case kLastAndComplete:
+        // The complete blocks behind it are no segments.
+        return Later(eForm::Short, true);
+      case kLastAndFirst:
+        return Later(eForm::Short, true) && First(eForm::Short);
+      case kLastAndCompleteAndFirst:
+        return Later(eForm::Short, true) && PassCompleteList() && First(eForm::Short);
+      case kCompleteAndFirst:
+        return PassCompleteList() && First(eForm::Short);
+      case kLast:
+        return Later(eForm::Fixed, true);
+      default:
+        return true;
+    }
+  }
+
+  [[nodiscard]] bool First(eForm form) {
+    const auto type = Field(5);
+    const auto count = Field(4);
+    if (!type || !count) {
+      return false;
+    }
+    return Data(form, {.sibType = static_cast<std::uint8_t>(*type), .count = *count + 1});
+  }
+
+  [[nodiscard]] bool Later(eForm form, bool last) {
+    const auto type = Field(5);
+    const auto index = Field(4);
+    if (!type || !index) {
+      return false;
+    }
+    return Data(form,
+                {.sibType = static_cast<std::uint8_t>(*type), .index = *index + 1, .last = last});
+  }
+
+  // Reads the data of `segment` and keeps it.
+  [[nodiscard]] bool Data(eForm form, sSegment segment) {
+    const auto length = form == eForm::Fixed ? kFixedBits : ShortLength();
+    if (!length) {
+      return false;
+    }
+    segment.bitCount = *length;
+    segment.bits.resize((*length + 7) / 8);
+    sBitWriter writer{segment.bits.data(), 0, 0, *length, kMostSignificantBitFirst};
+    if (!CopyBits(reader, writer, *length)) {
+      return false;
+    }
+    segments.push_back(std::move(segment));
+    return true;
+  }
+
+  [[nodiscard]] bool PassCompleteList() {
+    const auto count = Field(4);
+    if (!count) {
+      return false;
+    }
+    for (std::uint32_t block = 0; block <= *count; ++block) {
+      const auto type = Field(5);
+      const auto length = ShortLength();
+      if (!type || !length || reader.bitCount - reader.position < *length) {
+        return false;
+      }
+      reader.position += *length;
+    }
+    return true;
+  }
+
+  [[nodiscard]] std::optional<std::uint32_t> ShortLength() {
+    const auto length = Field(8);
+    if (!length || *length >= kLongestShortData) {
+      return std::nullopt;
+    }
+    return *length + 1;
+  }
+
+  [[nodiscard]] std::optional<std::uint32_t> Field(std::uint32_t bits) {
+    std::uint32_t value = 0;
+    if (ReadBits32(reader, bits, value) != kErrorSuccess) {
+      return std::nullopt;
+    }
+    return value;
+  }
+
+  sBitReader reader;
+  std::vector<sSegment> segments;
+};
+
+// Whether a segment that came at `now` can belong to a block that began at `began`.
+[[nodiscard]] bool IsOneRound(std::optional<std::uint64_t> began,
+                              std::optional<std::uint64_t> now) {
+  if (!began || !now) {
+    return true;
+  }
+  constexpr unsigned kStepBits = 16;
+  constexpr std::uint64_t kRound = 4096 * 8;  // of frames, in 1.25 ms
+  const std::uint64_t from = *began >> kStepBits;
+  const std::uint64_t to = *now >> kStepBits;
+  // A clock that was set back meanwhile tells as little as one that was set forward.
+  return (from < to ? to - from : from - to) <= kRound;
+}
+
+[[nodiscard]] std::vector<std::uint8_t> JoinBits(const std::vector<sSegment>& segments) {
+  std::uint32_t bitCount = 0;
+  for (const sSegment& segment : segments) {
+    bitCount += segment.bitCount;
+  }
+  std::vector<std::uint8_t> bytes((bitCount + 7) / 8);
+  sBitWriter writer{bytes.data(), 0, 0, bitCount, kMostSignificantBitFirst};
+  for (const sSegment& segment : segments) {
+    sBitReader reader{segment.bits.data(), 0, segment.bitCount, kMostSignificantBitFirst};
+    std::ignore = CopyBits(reader, writer, segment.bitCount);
+  }
+  return bytes;
+}
+
+[[nodiscard]] sSignalling WholeBlock(const sSignalling& last,
+                                     const std::vector<sSegment>& segments) {
+  sSignalling block;
+  block.syntax = eSyntax::WcdmaSystemInformationBlock;
+  block.channel = last.channel;
+  block.link = last.link;
+  block.radioBearer = last.radioBearer;
+  block.sibType = segments.front().sibType;
+  block.message = JoinBits(segments);
+  block.messageName = MessageName(block.syntax, block.message);
+  return block;
+}
+
+}  // namespace
+
+std::optional<sJoinedMessage> cSystemInformationJoin::Add(const sSource& source, std::uint64_t item,
+                                                          const sDescription& description) {
+  if (!description.signalling) {
+    return std::nullopt;
+  }
+  const sSignalling& message = *description.signalling;
+  if (message.syntax != eSyntax::WcdmaBcchBch && message.syntax != eSyntax::WcdmaBcchFach) {
+    return std::nullopt;
+  }
+  const auto segments = cSegmentReader(message.message).Read(message.syntax);
+  if (!segments) {
+    return std::nullopt;
+  }
+
+  sKey key;
+  key.source = source;
+  key.channel = message.syntax;
+  if (description.cell) {
+    key.frequency = description.cell->frequency;
+    key.scramblingCode = description.cell->physicalCell;
+  }
+  // One message has one last segment at most.
+  std::optional<sJoinedMessage> joined;
+  for (const sSegment& segment : *segments) {
+    key.sibType = segment.sibType;
+    if (segment.sibType == kExtension || !Continue(key, segment, item, description)) {
+      continue;
+    }
+    const sBlock& block = *blocks.Find(key);
+    joined = {WholeBlock(message, block.segments), block.items, description.modemTime};
+    blocks.Erase(key);
+  }
+  return joined;
+}
+
+// True when `segment` completes its block.
+bool cSystemInformationJoin::Continue(const sKey& key, const sSegment& segment, std::uint64_t item,
+                                      const sDescription& description) {
+  if (segment.index == 0) {
+    blocks.Put(key, {{segment}, {item}, description.modemTime});
+    return segment.count == 1;
+  }
+  sBlock* const block = blocks.Find(key);
+  if (block == nullptr) {
+    return false;
+  }
+  const bool isInTime = IsOneRound(block->began, description.modemTime);
+  if (isInTime && segment == block->segments.back()) {
+    return false;
+  }
+  const std::uint32_t count = block->segments.front().count;
+  const bool isLastPlace = segment.index + 1 == count;
+  if (!isInTime || segment.index != block->segments.size() || segment.last != isLastPlace ||
+      segment.index >= count) {
+    blocks.Erase(key);
+    return false;
+  }
+  block->segments.push_back(segment);
+  block->items.push_back(item);
+  return segment.last;
+}
+
+}  // namespace corvane
