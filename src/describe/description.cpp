@@ -1,9 +1,13 @@
 #include "describe/description.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <tuple>
 
+#include "describe/fields.h"
 #include "describe/log_packets.h"
 #include "describe/names.h"
+#include "describe/packet_kinds.h"
 #include "diag/little_endian.h"
 #include "diag/packets.h"
 
@@ -12,55 +16,112 @@ namespace {
 
 using Packet = std::span<const std::uint8_t>;
 
-void DescribeLog(Packet packet, sDescription& description) {
-  description.sort = eItemSort::Log;
-  if (packet.size() < log_packet::kLogCode + 2) {
-    description.cutOff = true;
-    return;
-  }
-  const std::uint16_t code = Load16(&packet[log_packet::kLogCode]);
+void DescribeLogCode(std::uint16_t code, sDescription& description) {
   description.logCode = code;
   if (const sLogCodeName* const name = FindLogCode(code)) {
     description.logName = name->name;
     description.logKey = name->key;
   }
-  if (packet.size() < log_packet::kHeaderSize) {
+}
+
+void DescribeLog(Packet packet, sDescription& description) {
+  description.sort = eItemSort::Log;
+  cFields fields(packet, description.cutOff);
+  const std::size_t length = std::max(fields.Word(log_packet::kLength).value_or(0),
+                                      fields.Word(log_packet::kLengthAgain).value_or(0));
+  if (packet.size() < length + log_packet::kUncountedBytes) {
     description.cutOff = true;
+  }
+  const std::optional<std::uint16_t> code = fields.Word(log_packet::kLogCode);
+  if (code) {
+    DescribeLogCode(*code, description);
+  }
+  description.modemTime = fields.Quad(log_packet::kTimestamp);
+  if (!description.modemTime) {
     return;
   }
-  description.modemTime = Load64(&packet[log_packet::kTimestamp]);
   const Packet payload = packet.subspan(log_packet::kHeaderSize);
-  if (!DescribeSignallingLog(code, payload, description)) {
-    std::ignore = DescribeCellLog(code, payload, description);
+  if (!DescribeSignallingLog(*code, payload, description)) {
+    std::ignore = DescribeCellLog(*code, payload, description);
+  }
+}
+
+void DescribeSecuredLog(Packet packet, sDescription& description) {
+  description.sort = eItemSort::Log;
+  description.details = "encrypted";
+  if (const auto code = cFields(packet, description.cutOff).Word(secured_log::kLogCode)) {
+    DescribeLogCode(*code, description);
+  }
+}
+
+// 60 00 00 answers the request that switches event reports on or off.
+[[nodiscard]] bool IsShortEventAnswer(Packet packet) {
+  return packet.size() == event_report::kShortAnswerSize && packet[0] == command::kEventReport &&
+         packet[1] == 0 && packet[2] == 0;
+}
+
+void DescribeFromModem(Packet packet, sDescription& description) {
+  switch (packet[0]) {
+    case command::kLog:
+      DescribeLog(packet, description);
+      break;
+    case command::kSecuredLog:
+      DescribeSecuredLog(packet, description);
+      break;
+    case command::kMessage:
+    case command::kExtendedMessage:
+    case command::kTerseMessage:
+    case command::kNewTerseMessage:
+      DescribeDebugMessage(packet, description);
+      break;
+    case command::kEventReport:
+    case command::kSecondEventReport:
+      if (!IsShortEventAnswer(packet)) {
+        DescribeEventReport(packet, description);
+        break;
+      }
+      [[fallthrough]];
+    default:
+      DescribeReply(packet, description);
   }
 }
 
 }  // namespace
 
-sUnwrapped Unwrap(Packet packet) {
-  if (packet.size() <= wrapper::kPacket || packet[0] != command::kWrapper) {
-    return {packet, std::nullopt};
+sUnwrapped Unwrap(Packet wrapped) {
+  sUnwrapped unwrapped{wrapped, std::nullopt};
+  // A wrapper in a wrapper is taken off too: each one is shorter than the one around it.
+  while (unwrapped.packet.size() > wrapper::kPacket && unwrapped.packet[0] == command::kWrapper) {
+    const std::uint32_t told = Load32(&unwrapped.packet[wrapper::kSubscription]);
+    const bool isNone = told == 0 || told == UINT32_MAX;
+    unwrapped = {unwrapped.packet.subspan(wrapper::kPacket), isNone ? 1 : told};
   }
-  const std::uint32_t told = Load32(&packet[wrapper::kSubscription]);
-  const bool isNone = told == 0 || told == UINT32_MAX;
-  return {packet.subspan(wrapper::kPacket), isNone ? 1 : told};
+  return unwrapped;
 }
 
 sDescription DescribePacket(Packet wrapped, eSender sender) {
   const auto [packet, subscription] = Unwrap(wrapped);
   sDescription description;
   description.subscription = subscription;
-  if (sender == eSender::Host) {
-    description.sort = eItemSort::Request;
-  } else if (!packet.empty() && packet[0] == command::kLog) {
-    DescribeLog(packet, description);
+  if (packet.empty()) {
+    description.sort = sender == eSender::Host ? eItemSort::Request : eItemSort::Unknown;
+    description.cutOff = true;
+  } else if (sender == eSender::Host) {
+    DescribeRequest(packet, description);
+  } else {
+    DescribeFromModem(packet, description);
+    description.cutOff = description.cutOff || packet[0] == command::kWrapper;
   }
   return description;
 }
 
-sDescription DescribeSingleEvent(Packet) {
+sDescription DescribeSingleEvent(Packet packet) {
   sDescription description;
-  description.sort = eItemSort::Event;
+  if (packet.empty() || !command::IsEventReport(packet[0])) {
+    return DescribePacket(packet, eSender::Modem);
+  }
+  // The time of a single event is always whole, so that a report is all that it can be.
+  DescribeEventReport(packet, description);
   return description;
 }
 

@@ -32,6 +32,8 @@ inline constexpr std::uint8_t kSecondSubsystem = 0x80;
 inline constexpr std::uint8_t kEventMask = 0x82;
 inline constexpr std::uint8_t kTerseMessage = 0x92;
 inline constexpr std::uint8_t kWrapper = 0x98;  // of multi-SIM modems: a packet and whose it is
+inline constexpr std::uint8_t kNewTerseMessage = 0x99;
+inline constexpr std::uint8_t kSecuredLog = 0x9E;  // encrypted
 
 // The greatest code that an item of the capture file may have whose type is to be chosen.
 inline constexpr std::uint8_t kLast = 0x92;
@@ -63,6 +65,13 @@ inline constexpr std::uint32_t kItemsPerEquipmentId = 4096;
 
 }  // namespace log_packet
 
+// Log packets that only the modem's maker can decrypt.
+namespace secured_log {
+
+inline constexpr std::uint32_t kLogCode = 22;  // 16 bits
+
+}  // namespace secured_log
+
 // The over-the-air signalling log: one WCDMA RRC message a packet, in unaligned PER (3GPP TS
 // 25.331), behind the log header.
 namespace ota_log {
@@ -91,18 +100,37 @@ inline constexpr std::uint32_t kNewMessage = 24;
 }  // namespace ota_log
 
 // Debug messages: extended and terse ones begin with the same head. In an extended one the
-// arguments follow, 32 bits each, and then the format text.
+// arguments follow, 32 bits each, then the format text and the source file's name, each with a zero
+// behind it. A terse one has a hash in place of both, in front of the arguments.
 namespace message {
 
 inline constexpr std::uint32_t kTimeType = 1;
 inline constexpr std::uint8_t kDiagTime = 0;  // the one time type whose layout is known
 inline constexpr std::uint32_t kArgumentCount = 2;
+inline constexpr std::uint32_t kDroppedCount = 3;
 inline constexpr std::uint32_t kTimestamp = 4;  // 64 bits, a DIAG timestamp
-inline constexpr std::uint32_t kSsid = 14;  // 16 bits
+inline constexpr std::uint32_t kLine = 12;      // 16 bits
+inline constexpr std::uint32_t kSsid = 14;      // 16 bits
+inline constexpr std::uint32_t kLevels = 16;    // 32 bits
 inline constexpr std::uint32_t kHeadSize = 20;
 inline constexpr std::uint32_t kArgumentSize = 4;
 
+inline constexpr std::uint32_t kHash = 20;  // 32 bits
+inline constexpr std::uint32_t kTerseArguments = 24;
+
 }  // namespace message
+
+// The newer terse messages, which say how long their arguments are. Their times are where those of
+// the others are.
+namespace new_terse_message {
+
+inline constexpr std::uint32_t kArguments = 2;  // bits 0 to 3 how many, 4 to 7 how many bytes each
+inline constexpr std::uint8_t kCountMask = 0x0F;
+inline constexpr unsigned kSizeShift = 4;
+inline constexpr std::uint32_t kHash = 12;  // 32 bits
+inline constexpr std::uint32_t kFirstArgument = 18;
+
+}  // namespace new_terse_message
 
 // Event reports, and the packets of one event each that the store makes of them.
 namespace event_report {

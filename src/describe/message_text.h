@@ -1,0 +1,21 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace corvane {
+
+// The text of a debug message with its arguments put in, by the rules of printf: conversions d, i,
+// u, x, X, o, c, p and s with flags, width and precision. All arguments are 32 bits wide, whatever
+// length the text gives them. A string lies in the modem's memory: its address is shown. A
+// character that cannot be printed is shown as "\x07".
+//
+// A text that wants more arguments than there are stays as it is, and so does one with any other
+// conversion, with "*", or with a width or precision above 99. So the result is never longer than
+// the text and 100 characters for each argument.
+[[nodiscard]] std::string FormatMessageText(std::string_view format,
+                                            std::span<const std::uint32_t> arguments);
+
+}  // namespace corvane
