@@ -101,7 +101,12 @@ struct sDescription {
   std::optional<std::uint32_t> version;   // of the log's layout, where it has one
   std::optional<sSignalling> signalling;  // the message, if the log carries one that is understood
   std::optional<sCell> cell;              // what the log tells of a cell, beside a message or alone
-  std::string details;                    // what else it tells: "EMM state 3"
+  // What else it tells: "EMM state 3". Of a log of messages without one that can be shown, why:
+  // "DL-DCCH, 12 of 40 bytes".
+  std::string details;
+  // The packet of a log of messages has none to show, and nothing is lacking: it is filler, or for
+  // the modem's own use. `signalling` is empty. False for a message that is not understood.
+  bool leftOut = false;
 
   std::vector<sEvent> events;  // one, but for a report that was not split
   std::optional<sDebugMessage> message;
