@@ -30,7 +30,10 @@ constexpr std::int64_t kNanosecondsPerMillisecond = 1'000'000;
 
 }  // namespace
 
-bool IsRebuilt(const sCaptureItem& item, const sDescription& description) {
+bool IsRebuilt(const sCaptureItem& item, const sDescription& description, const sSource& source) {
+  if (source.imported) {
+    return false;
+  }
   if (description.logCode != ota_log::kLogCode || !description.modemTime) {
     return false;
   }

@@ -1,7 +1,17 @@
 #include "describe/message_names.h"
 
+#include "describe/message_types.h"
+
 namespace corvane {
 
-std::string_view MessageName(eSyntax, std::span<const std::uint8_t>) { return {}; }
+std::string_view MessageName(eSyntax syntax, std::span<const std::uint8_t> message) {
+  for (const auto nameOfFamily :
+       {WcdmaRrcMessageName, LteRrcMessageName, LteNbRrcMessageName, NrRrcMessageName}) {
+    if (const std::string_view name = nameOfFamily(syntax, message); !name.empty()) {
+      return name;
+    }
+  }
+  return {};
+}
 
 }  // namespace corvane

@@ -13,7 +13,12 @@ namespace corvane {
 // reconfiguration" where that has "RRCConnectionReconfiguration". Empty when the message is too
 // short, ciphered, or of a type that is not known.
 //
-// `message` is as its syntax has it.
+// `message` is as its syntax has it. A whole system information block of WCDMA has its type beside
+// it: SystemInformationBlockName.
 [[nodiscard]] std::string_view MessageName(eSyntax syntax, std::span<const std::uint8_t> message);
+
+// The name of a type of WCDMA's system information blocks (3GPP TS 25.331 SIB-Type, 66 for SIB11bis
+// and 67 for SIB19): "SysInfo type 5bis". Empty for a type that is not known.
+[[nodiscard]] std::string_view SystemInformationBlockName(std::uint8_t sibType);
 
 }  // namespace corvane

@@ -82,6 +82,12 @@ class cCaptureFile {
   [[nodiscard]] const std::vector<sCaptureBlock>& Blocks() const { return chain.Blocks(); }
   // The size of the file in bytes.
   [[nodiscard]] std::uint64_t Size() const { return size; }
+  // File position behind the last good record.
+  [[nodiscard]] std::uint64_t ItemsEnd() const { return chain.End(); }
+  // Whether the file ends in a trailer, also where State() is Damaged.
+  [[nodiscard]] bool IsClosed() const { return closed; }
+  // Bytes between good records that belong to none.
+  [[nodiscard]] std::uint64_t GapBytes() const { return chain.GapBytes(); }
   // Bytes that belong to no good item: those between good records, and, in a file that is not
   // complete, whatever follows the last good record.
   [[nodiscard]] std::uint64_t UnclaimedBytes() const;

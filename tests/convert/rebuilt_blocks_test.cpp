@@ -15,7 +15,8 @@ constexpr std::uint64_t kStampUnits = 1'284'035'200ull * 800;
 
 // `units` and `steps` of the DIAG stamp beside those of kItemTime.
 [[nodiscard]] bool IsRebuiltWith(std::uint8_t channel, std::int64_t units, std::uint64_t steps,
-                                 std::uint64_t itemTime = kItemTime, unsigned logCode = 0x412F) {
+                                 std::uint64_t itemTime = kItemTime, unsigned logCode = 0x412F,
+                                 const sSource& source = {}) {
   sCaptureItem item;
   item.type = 8;
   item.time = itemTime;
@@ -23,7 +24,7 @@ constexpr std::uint64_t kStampUnits = 1'284'035'200ull * 800;
   Put(item.bytes, 6, logCode, 2);
   Put(item.bytes, 8, ((kStampUnits + static_cast<std::uint64_t>(units)) << 16) | steps, 8);
   item.bytes[16] = channel;
-  return IsRebuilt(item, DescribeItem(item));
+  return IsRebuilt(item, DescribeItem(item), source);
 }
 
 TEST(RebuiltBlocksTest, ABlockWithTheTimeOfItsItemIsTheRecorders) {
@@ -50,6 +51,11 @@ TEST(RebuiltBlocksTest, AMillisecondOnEitherSideIsTheBound) {
   EXPECT_FALSE(IsRebuiltWith(255, -1, 0));
 }
 
+TEST(RebuiltBlocksTest, NothingOfAnImportedCaptureIsRebuilt) {
+  EXPECT_FALSE(IsRebuiltWith(254, 0, 0, kItemTime, 0x412F, {"drive.hdlc", {}, true}));
+  EXPECT_TRUE(IsRebuiltWith(254, 0, 0, kItemTime, 0x412F, {"COM7", 2, false}));
+}
+
 TEST(RebuiltBlocksTest, TimesThatAreFarApartAreTheModemsOwn) {
   EXPECT_FALSE(IsRebuiltWith(254, -static_cast<std::int64_t>(kStampUnits), 0));
   EXPECT_FALSE(IsRebuiltWith(254, std::int64_t{1} << 47, 0));
@@ -63,14 +69,14 @@ TEST(RebuiltBlocksTest, APacketWithoutAChannelOrInAWrapperIsNotRebuilt) {
   item.time = kItemTime;
   item.bytes = Hex("10 00 0C 00 0C 00 2F 41 00 00 00 00 00 00 00 00");
   Put(item.bytes, 8, kStampUnits << 16, 8);
-  EXPECT_FALSE(IsRebuilt(item, DescribeItem(item)));
+  EXPECT_FALSE(IsRebuilt(item, DescribeItem(item), {}));
   item.bytes.push_back(254);
-  EXPECT_TRUE(IsRebuilt(item, DescribeItem(item)));
+  EXPECT_TRUE(IsRebuilt(item, DescribeItem(item), {}));
   const ByteVector wrapper = Hex("98 01 00 00 01 00 00 00");
   item.bytes.insert(item.bytes.begin(), wrapper.begin(), wrapper.end());
-  EXPECT_FALSE(IsRebuilt(item, DescribeItem(item)));
+  EXPECT_FALSE(IsRebuilt(item, DescribeItem(item), {}));
   item.bytes.resize(7);
-  EXPECT_FALSE(IsRebuilt(item, DescribeItem(item)));
+  EXPECT_FALSE(IsRebuilt(item, DescribeItem(item), {}));
 }
 
 }  // namespace

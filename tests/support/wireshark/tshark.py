@@ -1,5 +1,6 @@
 """What tshark shows. It takes a second to start: put many frames into one file, and ask once."""
 
+import contextlib
 import os
 import pathlib
 import subprocess
@@ -113,9 +114,16 @@ def frames(path, fields=(), only=None, preferences=()):
     return found
 
 
-def frames_of(data, **asked):
-    """The same for the bytes of a capture file."""
+@contextlib.contextmanager
+def scratch_file(data):
+    """The path of a capture file with these bytes, for as long as it is needed."""
     with tempfile.TemporaryDirectory(prefix="corvane-tshark-") as scratch:
         path = pathlib.Path(scratch) / "frames.pcapng"
         path.write_bytes(data)
+        yield path
+
+
+def frames_of(data, **asked):
+    """The same for the bytes of a capture file."""
+    with scratch_file(data) as path:
         return frames(path, **asked)
