@@ -1,0 +1,18 @@
+#include "convert/export.h"
+
+#include "convert/pcapng_frames.h"
+#include "convert/signalling_export.h"
+
+namespace corvane {
+
+std::unique_ptr<cItemExport> MakeExport(eExportFormat format, const sExportOptions& options,
+                                        cByteSink& sink) {
+  switch (format) {
+    case eExportFormat::Pcapng:
+      break;
+  }
+  return std::make_unique<cSignallingExport>(
+      options, std::make_unique<cPcapngFrames>(sink, options.application, options.captureName));
+}
+
+}  // namespace corvane

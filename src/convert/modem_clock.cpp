@@ -1,0 +1,44 @@
+#include "convert/modem_clock.h"
+
+#include "describe/diag_time.h"
+
+namespace corvane {
+namespace {
+
+constexpr std::uint64_t kUnixEpoch = 11'644'473'600'000;  // 1970, in milliseconds since 1601
+constexpr std::int64_t kNanosecondsPerMillisecond = 1'000'000;
+constexpr std::uint64_t kMostMilliseconds =
+    static_cast<std::uint64_t>(INT64_MAX / kNanosecondsPerMillisecond);
+
+// Both are 0 or above, so the difference cannot overflow.
+[[nodiscard]] bool AreFar(std::int64_t one, std::int64_t other) {
+  const std::int64_t apart = one - other;
+  return apart > cModemClock::kFarthest || apart < -cModemClock::kFarthest;
+}
+
+}  // namespace
+
+std::int64_t UnixNanosecondsOfItem(std::uint64_t itemTime) {
+  if (itemTime < kUnixEpoch) {
+    return 0;
+  }
+  const std::uint64_t milliseconds = itemTime - kUnixEpoch;
+  return milliseconds > kMostMilliseconds
+             ? INT64_MAX
+             : static_cast<std::int64_t>(milliseconds) * kNanosecondsPerMillisecond;
+}
+
+std::int64_t cModemClock::TimeOf(std::uint64_t itemTime, std::optional<std::uint64_t> modemTime) {
+  const std::int64_t host = UnixNanosecondsOfItem(itemTime);
+  if (clock == eExportClock::Host || !modemTime) {
+    return host;
+  }
+  const std::optional<std::int64_t> modem = UnixNanosecondsFromDiag(*modemTime);
+  if (!modem || AreFar(*modem, host)) {
+    ++notBelieved;
+    return host;
+  }
+  return *modem > leap ? *modem - leap : 0;
+}
+
+}  // namespace corvane
