@@ -17,6 +17,7 @@ int RunCommandLine(int argc, const char* const* argv) {
   int exitCode = kExitGood;
   AddCaptureCommand(app, exitCode);
   AddDevicesCommand(app, exitCode);
+  AddExportCommand(app, exitCode);
   AddInfoCommand(app, exitCode);
   AddListCommand(app, exitCode);
   try {

@@ -46,6 +46,11 @@ int ReportEnd(const char* command, const std::string& path, const cCaptureFile& 
     errors << fmt::format("corvane {}: the output cannot be written\n", command);
     return kExitFailed;
   }
+  return ReportState(command, path, file, unreadable, errors);
+}
+
+int ReportState(const char* command, const std::string& path, const cCaptureFile& file,
+                const std::optional<sCaptureError>& unreadable, std::ostream& errors) {
   const cDamage& damage = file.AllDamage();
   ReportDamage(command, path, damage, errors);
   if (unreadable && !IsNamed(damage, *unreadable)) {

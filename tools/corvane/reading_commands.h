@@ -43,5 +43,9 @@ inline constexpr char kReadingExitCodes[] =
 [[nodiscard]] int ReportEnd(const char* command, const std::string& path, const cCaptureFile& file,
                             const std::optional<sCaptureError>& unreadable, const std::ostream& out,
                             std::ostream& errors);
+// The same where the output is none of a stream's, or was found good.
+[[nodiscard]] int ReportState(const char* command, const std::string& path,
+                              const cCaptureFile& file,
+                              const std::optional<sCaptureError>& unreadable, std::ostream& errors);
 
 }  // namespace corvane::tools

@@ -1,0 +1,209 @@
+#include "corvane/export_command.h"
+
+#include <fmt/format.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <filesystem>
+#include <iostream>
+#include <map>
+#include <memory>
+#include <optional>
+#include <system_error>
+#include <utility>
+
+#include "convert/byte_sink.h"
+#include "corvane/command_line.h"
+#include "corvane/new_file.h"
+#include "corvane/reading_commands.h"
+#include "corvane/standard_streams.h"
+
+namespace corvane::tools {
+namespace {
+
+constexpr char kStandardOutput[] = "-";
+
+void Tell(const std::string& what, std::ostream& errors) {
+  errors << fmt::format("corvane export: {}\n", what);
+}
+
+void TellUnwritable(const std::string& path, const std::string& problem, std::ostream& errors) {
+  const std::string name = path == kStandardOutput ? "standard output" : path;
+  Tell(fmt::format("{} cannot be written: {}", name, problem), errors);
+}
+
+[[nodiscard]] std::unique_ptr<cStreamSink> OpenSink(const std::string& path) {
+  if (path != kStandardOutput) {
+    return cStreamSink::Open(path);
+  }
+  MakeStandardOutputBinary();
+  return std::make_unique<cStreamSink>(stdout);
+}
+
+// Hands every good item to `exported`, as long as `sink` takes what comes of it. Returns the first
+// item that could not be read.
+[[nodiscard]] std::optional<sCaptureError> AddItems(cCaptureFile& file, const cByteSink& sink,
+                                                    cItemExport& exported) {
+  std::optional<sCaptureError> unreadable;
+  sCaptureItem item;
+  for (auto number = file.NextItem(0); number && sink.IsGood();
+       number = file.NextItem(*number + 1)) {
+    auto wrong = file.ReadItem(*number, item);
+    if (!wrong) {
+      exported.Add(item);
+    } else if (!unreadable) {
+      unreadable = std::move(wrong);
+    }
+  }
+  return unreadable;
+}
+
+enum class eEnd { Written, ReaderGone, Failed };
+
+struct sExported {
+  eEnd end = eEnd::Failed;  // told to the user already, if it failed
+  std::optional<sCaptureError> unreadable;
+  std::vector<std::string> notes;
+};
+
+// Exports `file` into `path`, which is written as it is.
+[[nodiscard]] sExported ExportInto(const std::string& path, cCaptureFile& file,
+                                   const sExportRequest& request, std::ostream& errors) {
+  sExported result;
+  errno = 0;
+  const std::unique_ptr<cStreamSink> sink = OpenSink(path);
+  if (sink == nullptr) {
+    TellUnwritable(path, std::generic_category().message(errno), errors);
+    return result;
+  }
+  const std::unique_ptr<cItemExport> exported = MakeExport(request.format, request.options, *sink);
+  result.unreadable = AddItems(file, *sink, *exported);
+  exported->Finish();
+  sink->Close();
+  if (sink->IsGood()) {
+    result.end = eEnd::Written;
+    result.notes = exported->Notes();
+  } else if (sink->ReaderIsGone()) {
+    result.end = eEnd::ReaderGone;
+  } else {
+    TellUnwritable(path, sink->Problem(), errors);
+  }
+  return result;
+}
+
+// What the program ends with.
+[[nodiscard]] int Report(const sExported& exported, const cCaptureFile& file,
+                         const sExportRequest& request, std::ostream& errors) {
+  if (exported.end == eEnd::Failed) {
+    return kExitFailed;
+  }
+  if (exported.end == eEnd::ReaderGone) {
+    return kExitGood;  // whoever read had enough
+  }
+  for (const std::string& note : exported.notes) {
+    Tell(note, errors);
+  }
+  return ReportState("export", request.path, file, exported.unreadable, errors);
+}
+
+// Exports `file` into a new file, which gets its name when it is whole.
+[[nodiscard]] int ExportIntoNewFile(cCaptureFile& file, const sExportRequest& request,
+                                    std::ostream& errors) {
+  std::error_code ignored;  // files that cannot be compared are not the same one
+  if (std::filesystem::equivalent(request.path, request.output, ignored)) {
+    Tell(fmt::format("the export would overwrite the capture {}", request.path), errors);
+    return kExitFailed;
+  }
+  cNewFile output(request.output, request.overwrite);
+  if (const auto obstacle = output.Begin()) {
+    Tell(*obstacle, errors);
+    return kExitFailed;
+  }
+  const sExported exported = ExportInto(output.WritePath(), file, request, errors);
+  if (exported.end == eEnd::Written) {
+    if (const auto obstacle = output.Complete()) {
+      Tell(*obstacle, errors);
+      return kExitFailed;
+    }
+  }
+  return Report(exported, file, request, errors);
+}
+
+}  // namespace
+
+int ExportCapture(const sExportRequest& request, std::ostream& errors) {
+  SurviveClosedPipes();
+  sCaptureError error;
+  const std::unique_ptr<cCaptureFile> file = cCaptureFile::Open(request.path, error);
+  if (file == nullptr) {
+    return ReportUnreadable("export", request.path, error, errors);
+  }
+  if (!request.output.empty()) {
+    return ExportIntoNewFile(*file, request, errors);
+  }
+  return Report(ExportInto(request.stream, *file, request, errors), *file, request, errors);
+}
+
+namespace {
+
+void AddOutputOptions(CLI::App& command, sExportRequest& request) {
+  CLI::App* const where = command.add_option_group("Output");
+  where->add_option("-o,--output", request.output,
+                    "The file to make. It gets its name when it is complete");
+  where
+      ->add_option("-w,--write", request.stream,
+                   "A pipe or file to write to as the export goes on; - is standard output")
+      ->type_name("FILE|-");
+  where->require_option(1);
+  command.add_flag("--overwrite", request.overwrite,
+                   "Replace a file of that name, once the new one is complete");
+  const std::map<std::string, eExportFormat> formats{{"pcapng", eExportFormat::Pcapng}};
+  command.add_option("--format", request.format, "pcapng: signalling messages for Wireshark")
+      ->transform(CLI::CheckedTransformer(formats).description(""))
+      ->type_name("FORMAT")
+      ->default_str("pcapng");
+}
+
+void AddContentOptions(CLI::App& command, sExportOptions& options) {
+  const std::map<std::string, eExportClock> clocks{{"modem", eExportClock::Modem},
+                                                   {"host", eExportClock::Host}};
+  command
+      .add_option("--clock", options.clock,
+                  "Whose times to give: the modem's, or the host's, in milliseconds, of when an "
+                  "item was recorded")
+      ->transform(CLI::CheckedTransformer(clocks).description(""))
+      ->type_name("modem|host")
+      ->default_str("modem");
+  command
+      .add_option("--leap-seconds", options.leapSeconds,
+                  "Take so many seconds off the modem's times: 18 for a modem that had its time "
+                  "from a CDMA network since 2017")
+      ->type_name("N");
+  const std::map<std::string, bool> synthetic{{"drop", false}, {"keep", true}};
+  command
+      .add_option("--synthetic", options.keepRebuilt,
+                  "What becomes of the system-information blocks that the recorder rebuilt")
+      ->transform(CLI::CheckedTransformer(synthetic).description(""))
+      ->type_name("drop|keep")
+      ->default_str("drop");
+}
+
+}  // namespace
+
+void AddExportCommand(CLI::App& app, int& exitCode) {
+  CLI::App* const command =
+      app.add_subcommand("export", "Writes what is in a capture file in another format");
+  const auto request = std::make_shared<sExportRequest>();
+  command->add_option("FILE", request->path, "The capture file")->required();
+  AddOutputOptions(*command, *request);
+  AddContentOptions(*command, request->options);
+  command->footer(kReadingExitCodes);
+  command->callback([request, &exitCode] {
+    const std::u8string name = std::filesystem::path(request->path).filename().u8string();
+    request->options.captureName = std::string(name.begin(), name.end());
+    request->options.application = "Corvane " CORVANE_VERSION;
+    exitCode = ExportCapture(*request, std::cerr);
+  });
+}
+
+}  // namespace corvane::tools

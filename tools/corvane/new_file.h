@@ -1,0 +1,35 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace corvane::tools {
+
+// The file that a command makes. Until it is complete it has another name in the same folder, so
+// that nobody takes half of it for the whole, and a file that it replaces stays as it is. Unless
+// Complete was called, nothing of it is left.
+class cNewFile {
+ public:
+  cNewFile(std::string path, bool mayReplace) : wanted(std::move(path)), replaces(mayReplace) {}
+  cNewFile(const cNewFile&) = delete;
+  cNewFile& operator=(const cNewFile&) = delete;
+  ~cNewFile();
+
+  // Chooses the name to write to. Returns why the file may not be made, as a sentence for the user,
+  // or nothing: a file of that name is there and may not be replaced, or it is a folder.
+  [[nodiscard]] std::optional<std::string> Begin();
+
+  // Where to write, once Begin found nothing against it. A device or a pipe is written itself.
+  [[nodiscard]] const std::string& WritePath() const { return written; }
+
+  // Gives the file its name, when it has been written whole and is open no more. Returns why that
+  // failed, as a sentence for the user; nothing of it is left then.
+  [[nodiscard]] std::optional<std::string> Complete();
+
+ private:
+  std::string wanted;
+  bool replaces;
+  std::string written;
+};
+
+}  // namespace corvane::tools

@@ -1,0 +1,12 @@
+#include <csignal>
+#include <tuple>
+
+#include "corvane/standard_streams.h"
+
+namespace corvane::tools {
+
+void MakeStandardOutputBinary() {}
+
+void SurviveClosedPipes() { std::ignore = std::signal(SIGPIPE, SIG_IGN); }
+
+}  // namespace corvane::tools

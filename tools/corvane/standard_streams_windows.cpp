@@ -1,0 +1,15 @@
+#include <fcntl.h>
+#include <io.h>
+
+#include <cstdio>
+#include <tuple>
+
+#include "corvane/standard_streams.h"
+
+namespace corvane::tools {
+
+void MakeStandardOutputBinary() { std::ignore = _setmode(_fileno(stdout), _O_BINARY); }
+
+void SurviveClosedPipes() {}
+
+}  // namespace corvane::tools
