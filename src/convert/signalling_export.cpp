@@ -58,7 +58,7 @@ void cSignallingExport::AddDescribed(const sCaptureItem& item, const sDescriptio
 }
 
 void cSignallingExport::AddSignalling(const sCaptureItem& item, const sDescription& description) {
-  const bool rebuilt = !source.imported && IsRebuilt(item, description);
+  const bool rebuilt = IsRebuilt(item, description, source);
   if (rebuilt && !options.keepRebuilt) {
     ++rebuiltLeftOut;
     return;
