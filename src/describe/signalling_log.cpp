@@ -34,8 +34,9 @@ void DescribeMessage(const cFields& payload, std::size_t at, std::size_t length,
 void DescribeRest(const cFields& payload, std::size_t at, const sLogChannel& channel,
                   sDescription& description) {
   const std::size_t length = payload.Behind(at);
-  if (length == 0) {
+  if (length == 0 || description.cutOff) {
     description.cutOff = true;
+    description.details = Lack(channel.name, "message cut off");
     return;
   }
   DescribeMessage(payload, at, length, channel, description);

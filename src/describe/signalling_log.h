@@ -26,7 +26,7 @@ void DescribeMessage(const cFields& payload, std::size_t at, std::size_t length,
                      const sLogChannel& channel, sDescription& description);
 
 // The same for a message that goes on to the end of the packet. Where nothing is there, the packet
-// is cut off.
+// is cut off; where the packet's own length tells that it is, the message is left out.
 void DescribeRest(const cFields& payload, std::size_t at, const sLogChannel& channel,
                   sDescription& description);
 
@@ -47,7 +47,16 @@ void TellChannel(std::uint32_t channel, sDescription& description);
 
 // False when the log code is none of the technology's. `payload` notes in the description when it
 // is cut off.
+[[nodiscard]] bool DescribeGsmLog(std::uint16_t logCode, const cFields& payload,
+                                  sDescription& description);
+[[nodiscard]] bool DescribeWcdmaLog(std::uint16_t logCode, const cFields& payload,
+                                    sDescription& description);
 [[nodiscard]] bool DescribeLteLog(std::uint16_t logCode, const cFields& payload,
                                   sDescription& description);
+[[nodiscard]] bool DescribeNrLog(std::uint16_t logCode, const cFields& payload,
+                                 sDescription& description);
+// IP and SIP, of all technologies.
+[[nodiscard]] bool DescribeInternetLog(std::uint16_t logCode, const cFields& payload,
+                                       sDescription& description);
 
 }  // namespace corvane

@@ -7,6 +7,8 @@
 #include <sstream>
 
 #include "describe/description.h"
+#include "diag/little_endian.h"
+#include "diag/packets.h"
 #include "support/bytes.h"
 
 namespace corvane {
@@ -34,6 +36,37 @@ const std::map<std::string, eSyntax>& Dissectors() {
       {"lte_rrc.ul_dcch.nb", eSyntax::LteNbUlDcch},
       {"nas-eps_plain", eSyntax::LteNasPlain},
       {"nas-eps", eSyntax::LteNas},
+      {"nas-5gs", eSyntax::NrNas},
+      {"nr-rrc.bcch.bch", eSyntax::NrBcchBch},
+      {"nr-rrc.bcch.dl.sch", eSyntax::NrBcchDlSch},
+      {"nr-rrc.dl.ccch", eSyntax::NrDlCcch},
+      {"nr-rrc.dl.dcch", eSyntax::NrDlDcch},
+      {"nr-rrc.mcch", eSyntax::NrMcch},
+      {"nr-rrc.pcch", eSyntax::NrPcch},
+      {"nr-rrc.ul.ccch", eSyntax::NrUlCcch},
+      {"nr-rrc.ul.ccch1", eSyntax::NrUlCcch1},
+      {"nr-rrc.ul.dcch", eSyntax::NrUlDcch},
+      {"nr-rrc.rrc_reconf", eSyntax::NrReconfiguration},
+      {"nr-rrc.radiobearerconfig", eSyntax::NrRadioBearerConfig},
+      {"nr-rrc.ue_mrdc_cap", eSyntax::NrMrdcCapability},
+      {"nr-rrc.ue_nr_cap", eSyntax::NrCapability},
+      {"rrc.ul.ccch", eSyntax::WcdmaUlCcch},
+      {"rrc.ul.dcch", eSyntax::WcdmaUlDcch},
+      {"rrc.dl.ccch", eSyntax::WcdmaDlCcch},
+      {"rrc.dl.dcch", eSyntax::WcdmaDlDcch},
+      {"rrc.bcch.bch", eSyntax::WcdmaBcchBch},
+      {"rrc.bcch.fach", eSyntax::WcdmaBcchFach},
+      {"rrc.pcch", eSyntax::WcdmaPcch},
+      {"rrc.mcch", eSyntax::WcdmaMcch},
+      {"rrc.msch", eSyntax::WcdmaMsch},
+      {"rrc.sysinfo.cont", eSyntax::WcdmaSystemInformationContainer},
+      {"gsm_a_dtap", eSyntax::GsmLayer3},
+      {"gsm_a_ccch", eSyntax::GsmPseudoLength},
+      {"data", eSyntax::GsmAccessBurst},
+      {"gsm_rlcmac_dl", eSyntax::GprsRlcMacDownlink},
+      {"gsm_rlcmac_ul", eSyntax::GprsRlcMacUplink},
+      {"ip", eSyntax::Ip},
+      {"sip", eSyntax::Sip},
   };
   return dissectors;
 }
@@ -136,6 +169,25 @@ void Tell(const std::string& name, const std::optional<Value>& value, Fields& fi
   return fields;
 }
 
+// Blocks have a dissector for each SIB type, which the row's fields name.
+[[nodiscard]] std::optional<eSyntax> SyntaxOf(const std::string& dissector) {
+  if (dissector.starts_with("rrc.si.")) {
+    return eSyntax::WcdmaSystemInformationBlock;
+  }
+  const auto found = Dissectors().find(dissector);
+  return found == Dissectors().end() ? std::nullopt : std::optional(found->second);
+}
+
+[[nodiscard]] eTechnology TechnologyOf(const std::string& what) {
+  static const std::map<std::string, eTechnology> technologies = {
+      {"GSM", eTechnology::Gsm},    {"GPRS", eTechnology::Gsm}, {"WCDMA", eTechnology::Wcdma},
+      {"UMTS", eTechnology::Wcdma}, {"LTE", eTechnology::Lte},  {"NR", eTechnology::Nr},
+      {"5GS", eTechnology::Nr},     {"IP", eTechnology::Ip},    {"IP,", eTechnology::Ip},
+      {"IMS", eTechnology::Ims}};
+  const auto found = technologies.find(what.substr(0, what.find(' ')));
+  return found == technologies.end() ? eTechnology::None : found->second;
+}
+
 [[nodiscard]] std::string LinkOf(const sSignalling& signalling) {
   if (!signalling.link) {
     return "-";
@@ -144,7 +196,7 @@ void Tell(const std::string& name, const std::optional<Value>& value, Fields& fi
 }
 
 TEST(SignallingPacketsTest, EveryLayoutAndChannelIsUnderstood) {
-  ASSERT_GT(Rows().size(), 250u);
+  ASSERT_GT(Rows().size(), 600u);
   for (const sRow& row : Rows()) {
     SCOPED_TRACE(row.what);
     const sDescription description = DescribePacket(row.packet, eSender::Modem);
@@ -152,11 +204,32 @@ TEST(SignallingPacketsTest, EveryLayoutAndChannelIsUnderstood) {
     EXPECT_FALSE(description.leftOut);
     EXPECT_EQ(description.details, "");
     ASSERT_TRUE(description.signalling);
-    ASSERT_TRUE(Dissectors().contains(row.dissector)) << row.dissector;
-    EXPECT_EQ(description.signalling->syntax, Dissectors().at(row.dissector)) << row.dissector;
+    EXPECT_EQ(description.signalling->syntax, SyntaxOf(row.dissector)) << row.dissector;
+    EXPECT_EQ(description.technology, TechnologyOf(row.what)) << row.what;
     EXPECT_EQ(description.signalling->message, row.message);
     EXPECT_EQ(LinkOf(*description.signalling), row.link);
     EXPECT_EQ(FieldsOf(description), row.fields);
+  }
+}
+
+// The packet's first bytes, where nothing can be read beyond them without the sanitizers' seeing
+// it.
+[[nodiscard]] ByteVector Cut(const ByteVector& packet, std::size_t size) {
+  return {packet.begin(), packet.begin() + static_cast<std::ptrdiff_t>(size)};
+}
+
+TEST(SignallingPacketsTest, ACutMessageIsNotShown) {
+  for (const sRow& row : Rows()) {
+    SCOPED_TRACE(row.what);
+    for (std::size_t size = 1; size < row.packet.size(); ++size) {
+      const sDescription description = DescribePacket(Cut(row.packet, size), eSender::Modem);
+      EXPECT_TRUE(description.cutOff) << size;
+      EXPECT_FALSE(description.leftOut) << size;
+      if (description.signalling) {
+        // Only what stands behind the message is gone.
+        EXPECT_EQ(description.signalling->message, row.message) << size;
+      }
+    }
   }
 }
 
@@ -165,24 +238,22 @@ TEST(SignallingPacketsTest, EveryLayoutAndChannelIsUnderstood) {
   return row.dissector.starts_with("nas-") || row.dissector == "ip";
 }
 
-TEST(SignallingPacketsTest, ACutMessageIsNotShown) {
+// The log packet's length covers what is there: the message's own field tells that it is cut off.
+TEST(SignallingPacketsTest, AMessageBeyondItsPacketIsNotShown) {
   for (const sRow& row : Rows()) {
+    if (GoesToTheEnd(row)) {
+      continue;
+    }
     SCOPED_TRACE(row.what);
-    for (std::size_t size = 0; size < row.packet.size(); ++size) {
-      // A copy of exactly these bytes: the sanitizers see a step beyond them.
-      const ByteVector cut(row.packet.begin(),
-                           row.packet.begin() + static_cast<std::ptrdiff_t>(size));
+    for (std::size_t size = log_packet::kHeaderSize; size < row.packet.size(); ++size) {
+      ByteVector cut = Cut(row.packet, size);
+      Store16(&cut[log_packet::kLength], static_cast<std::uint16_t>(size - 4));
+      Store16(&cut[log_packet::kLengthAgain], static_cast<std::uint16_t>(size - 4));
       const sDescription description = DescribePacket(cut, eSender::Modem);
-      if (!description.signalling) {
-        EXPECT_TRUE(size == 0 || description.cutOff) << size;
-      } else if (GoesToTheEnd(row)) {
-        EXPECT_TRUE(std::ranges::equal(
-            description.signalling->message,
-            std::span(row.message).first(row.message.size() - (row.packet.size() - size))))
-            << size;
-      } else {
-        // Only what stands behind the message is gone.
+      if (description.signalling) {
         EXPECT_EQ(description.signalling->message, row.message) << size;
+      } else {
+        EXPECT_TRUE(description.cutOff) << size;
       }
     }
   }

@@ -1,0 +1,224 @@
+#include <algorithm>
+#include <array>
+#include <vector>
+
+#include "describe/signalling_log.h"
+
+namespace corvane {
+namespace {
+
+constexpr std::uint16_t kRrcLog = 0xB821;
+
+// The fields of an NR RRC log that stand at the same place in all versions. The version has 32
+// bits, PCI 16.
+constexpr std::size_t kVersion = 0;
+constexpr std::size_t kBearer = 6;
+constexpr std::size_t kPci = 7;
+
+// Where the others stand in some versions; 0 stands for no version and no such field. NR-ARFCN has
+// 32 bits, a channel 8, a length 16, a segment 8.
+struct sRrcLayout {
+  std::array<std::uint8_t, 4> versions;
+  std::uint8_t arfcn;
+  std::uint8_t channel;
+  std::uint8_t length;
+  std::uint8_t segment;
+  std::uint8_t message;
+};
+
+constexpr std::array<sRrcLayout, 5> kRrcLayouts = {{
+    // versions, NR-ARFCN, channel, length, segment, message
+    {{7, 8, 9}, 9, 17, 22, 0, 24},
+    {{12, 14}, 9, 16, 21, 0, 23},
+    {{17}, 17, 24, 29, 0, 31},
+    {{19, 20, 25}, 17, 24, 29, 0, 32},
+    {{23, 24, 26, 28}, 17, 24, 29, 34, 35},
+}};
+
+// The first nine are channels of the radio interface. Behind them are messages that come within
+// those of LTE (or of other messages), each logged as if it had a channel of its own.
+constexpr std::array<sLogChannel, 14> kRrcChannels = {{
+    {"BCCH-BCH", eSyntax::NrBcchBch, eLink::Downlink},
+    {"BCCH-DL-SCH", eSyntax::NrBcchDlSch, eLink::Downlink},
+    {"DL-CCCH", eSyntax::NrDlCcch, eLink::Downlink},
+    {"DL-DCCH", eSyntax::NrDlDcch, eLink::Downlink},
+    {"MCCH", eSyntax::NrMcch, eLink::Downlink},
+    {"PCCH", eSyntax::NrPcch, eLink::Downlink},
+    {"UL-CCCH", eSyntax::NrUlCcch, eLink::Uplink},
+    {"UL-CCCH1", eSyntax::NrUlCcch1, eLink::Uplink},
+    {"UL-DCCH", eSyntax::NrUlDcch, eLink::Uplink},
+    {"RRC reconfiguration", eSyntax::NrReconfiguration, eLink::Downlink},
+    {"RRC reconfiguration complete", eSyntax::NrUlDcch, eLink::Uplink},
+    {"radio bearer configuration", eSyntax::NrRadioBearerConfig, eLink::Downlink},
+    {"MR-DC capability", eSyntax::NrMrdcCapability, eLink::Uplink},
+    {"NR capability", eSyntax::NrCapability, eLink::Uplink},
+}};
+constexpr const sLogChannel& kUlDcch = kRrcChannels[8];
+constexpr const sLogChannel& kReconfigurationComplete = kRrcChannels[10];
+constexpr const sLogChannel& kNrCapability = kRrcChannels[13];
+
+// What the channels above are numbered in some versions; 0 stands for no version and no number.
+struct sRrcChannelNumbers {
+  std::array<std::uint8_t, 3> versions;
+  std::array<std::uint8_t, kRrcChannels.size()> numbers;
+};
+
+constexpr std::array<sRrcChannelNumbers, 8> kRrcChannelNumbers = {{
+    {{7}, {1, 2, 3, 4, 0, 5, 6, 7, 8, 9, 10, 24}},
+    {{8}, {1, 2, 3, 4, 0, 5, 6, 7, 8, 9, 10, 26}},
+    {{9, 12}, {1, 2, 3, 4, 0, 5, 6, 7, 8, 9, 10, 25, 28, 29}},
+    {{14}, {1, 2, 3, 4, 0, 5, 6, 7, 8, 9, 10, 28, 31, 32}},
+    {{17, 19, 25}, {1, 2, 3, 4, 0, 5, 6, 7, 8, 9, 10, 29}},
+    {{20, 23, 24}, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 36}},
+    {{26}, {1, 2, 3, 4, 5, 6, 7, 8, 9, 11, 12, 36}},
+    {{28}, {1, 2, 3, 4, 5, 6, 7, 8, 9, 11, 12, 36}},
+}};
+
+// Channels that have a second number in a version.
+struct sSecondNumber {
+  std::uint8_t version;
+  std::uint8_t number;
+  const sLogChannel& channel;
+};
+
+constexpr std::array<sSecondNumber, 2> kSecondNumbers = {{
+    {14, 33, kNrCapability},
+    {28, 10, kUlDcch},
+}};
+
+// Null for a version of which nothing is known.
+[[nodiscard]] const sRrcLayout* FindRrcLayout(std::uint32_t version) {
+  const auto found = std::ranges::find_if(kRrcLayouts, [version](const sRrcLayout& layout) {
+    return version != 0 && std::ranges::find(layout.versions, version) != layout.versions.end();
+  });
+  return found == kRrcLayouts.end() ? nullptr : &*found;
+}
+
+// Null for a channel of which nothing is known.
+[[nodiscard]] const sLogChannel* FindRrcChannel(std::uint32_t version, std::uint8_t number) {
+  if (number == 0) {
+    return nullptr;
+  }
+  for (const sSecondNumber& second : kSecondNumbers) {
+    if (second.version == version && second.number == number) {
+      return &second.channel;
+    }
+  }
+  for (const sRrcChannelNumbers& row : kRrcChannelNumbers) {
+    if (std::ranges::find(row.versions, version) == row.versions.end()) {
+      continue;
+    }
+    const auto found = std::ranges::find(row.numbers, number);
+    return found == row.numbers.end()
+               ? nullptr
+               : &kRrcChannels.at(static_cast<std::size_t>(found - row.numbers.begin()));
+  }
+  return nullptr;
+}
+
+// An RRCReconfigurationComplete, which a modem logs bare, as the UL-DCCH message that it is: the
+// choices c1 and rrcReconfigurationComplete in front (5 bits, 00001), zeros behind to a whole byte.
+[[nodiscard]] std::vector<std::uint8_t> AsUlDcch(std::span<const std::uint8_t> bare) {
+  constexpr unsigned kChoiceBits = 5;
+  std::vector<std::uint8_t> message;
+  message.reserve(bare.size() + 1);
+  unsigned carried = 0b00001;
+  for (const std::uint8_t byte : bare) {
+    carried = carried << 8 | byte;
+    message.push_back(static_cast<std::uint8_t>(carried >> kChoiceBits));
+    carried &= (1u << kChoiceBits) - 1;
+  }
+  message.push_back(static_cast<std::uint8_t>(carried << (8 - kChoiceBits)));
+  return message;
+}
+
+void CompleteReconfiguration(sDescription& description) {
+  const sSignalling bare = std::move(*description.signalling);
+  description.signalling.reset();
+  if (bare.segment != eSegment::Whole) {
+    // The bits in front belong to the whole message.
+    description.details = "segment of an RRC reconfiguration complete";
+    return;
+  }
+  description.signalling = MakeSignalling(kReconfigurationComplete, AsUlDcch(bare.message));
+}
+
+void DescribeRrcMessage(const cFields& payload, const sRrcLayout& layout,
+                        const sLogChannel& channel, std::uint16_t length,
+                        sDescription& description) {
+  DescribeMessage(payload, layout.message, length, channel, description);
+  if (layout.segment != 0) {
+    DescribeSegment(payload.Byte(layout.segment).value_or(0), description);
+  }
+  if (description.signalling && &channel == &kReconfigurationComplete) {
+    CompleteReconfiguration(description);
+  }
+  if (description.signalling) {
+    description.signalling->radioBearer = payload.Byte(kBearer);
+  }
+}
+
+void DescribeRrc(const cFields& payload, sDescription& description) {
+  const auto version = payload.Long(kVersion);
+  description.version = version;
+  const sRrcLayout* const layout = version ? FindRrcLayout(*version) : nullptr;
+  if (layout == nullptr) {
+    return;
+  }
+  sCell& cell = description.cell.emplace();
+  cell.physicalCell = payload.Word(kPci);
+  cell.frequency = payload.Long(layout->arfcn);
+  const auto number = payload.Byte(layout->channel);
+  const auto length = payload.Word(layout->length);
+  if (!number || !length) {
+    return;
+  }
+  if (const sLogChannel* const channel = FindRrcChannel(*version, *number)) {
+    DescribeRrcMessage(payload, *layout, *channel, *length, description);
+  } else {
+    TellChannel(*number, description);
+  }
+}
+
+// 5GS NAS logs: the version in bytes 0 to 3, the release in 4 to 6, the message behind.
+struct sNasLog {
+  std::uint16_t logCode;
+  sLogChannel channel;
+};
+
+constexpr std::uint32_t kNasVersion = 1;
+constexpr std::size_t kNasMessage = 7;
+
+constexpr std::array<sNasLog, 7> kNasLogs = {{
+    {0xB800, {"", eSyntax::NrNas, eLink::Downlink}},  // 5GSM, plain
+    {0xB801, {"", eSyntax::NrNas, eLink::Uplink}},    // 5GSM, plain
+    {0xB808, {"", eSyntax::NrNas, eLink::Downlink}},  // 5GMM, secured
+    {0xB809, {"", eSyntax::NrNas, eLink::Uplink}},    // 5GMM, secured
+    {0xB80A, {"", eSyntax::NrNas, eLink::Downlink}},  // 5GMM, plain
+    {0xB80B, {"", eSyntax::NrNas, eLink::Uplink}},    // 5GMM, plain
+    {0xB814, {"", eSyntax::NrNas, /*link=*/{}}},      // container, of either link
+}};
+
+void DescribeNas(const sNasLog& log, const cFields& payload, sDescription& description) {
+  description.version = payload.Long(kVersion);
+  if (description.version == kNasVersion) {
+    DescribeRest(payload, kNasMessage, log.channel, description);
+  }
+}
+
+}  // namespace
+
+bool DescribeNrLog(std::uint16_t logCode, const cFields& payload, sDescription& description) {
+  const auto nas = std::ranges::find(kNasLogs, logCode, &sNasLog::logCode);
+  if (nas != kNasLogs.end()) {
+    DescribeNas(*nas, payload, description);
+  } else if (logCode == kRrcLog) {
+    DescribeRrc(payload, description);
+  } else {
+    return false;
+  }
+  description.technology = eTechnology::Nr;
+  return true;
+}
+
+}  // namespace corvane
