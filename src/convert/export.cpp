@@ -1,5 +1,6 @@
 #include "convert/export.h"
 
+#include "convert/hdlc_export.h"
 #include "convert/pcapng_frames.h"
 #include "convert/signalling_export.h"
 
@@ -10,6 +11,8 @@ std::unique_ptr<cItemExport> MakeExport(eExportFormat format, const sExportOptio
   switch (format) {
     case eExportFormat::Pcapng:
       break;
+    case eExportFormat::Hdlc:
+      return std::make_unique<cHdlcExport>(options, sink);
   }
   return std::make_unique<cSignallingExport>(
       options, std::make_unique<cPcapngFrames>(sink, options.application, options.captureName));

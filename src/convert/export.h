@@ -13,6 +13,7 @@ namespace corvane {
 
 enum class eExportFormat : std::uint8_t {
   Pcapng,  // for Wireshark: signalling messages as exported PDUs
+  Hdlc,    // for other DIAG tools: the received packets as a raw stream
 };
 
 // Whose times an export has.

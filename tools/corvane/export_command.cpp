@@ -157,8 +157,12 @@ void AddOutputOptions(CLI::App& command, sExportRequest& request) {
   where->require_option(1);
   command.add_flag("--overwrite", request.overwrite,
                    "Replace a file of that name, once the new one is complete");
-  const std::map<std::string, eExportFormat> formats{{"pcapng", eExportFormat::Pcapng}};
-  command.add_option("--format", request.format, "pcapng: signalling messages for Wireshark")
+  const std::map<std::string, eExportFormat> formats{{"pcapng", eExportFormat::Pcapng},
+                                                     {"hdlc", eExportFormat::Hdlc}};
+  command
+      .add_option("--format", request.format,
+                  "pcapng: signalling messages for Wireshark; hdlc: the received packets as a raw "
+                  "stream, for other tools that read DIAG")
       ->transform(CLI::CheckedTransformer(formats).description(""))
       ->type_name("FORMAT")
       ->default_str("pcapng");
