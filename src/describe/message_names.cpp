@@ -6,7 +6,8 @@ namespace corvane {
 
 std::string_view MessageName(eSyntax syntax, std::span<const std::uint8_t> message) {
   for (const auto nameOfFamily :
-       {WcdmaRrcMessageName, LteRrcMessageName, LteNbRrcMessageName, NrRrcMessageName}) {
+       {GsmMessageName, GprsMessageName, WcdmaRrcMessageName, LteRrcMessageName,
+        LteNbRrcMessageName, NrRrcMessageName, NasMessageName, IpMessageName, SipMessageName}) {
     if (const std::string_view name = nameOfFamily(syntax, message); !name.empty()) {
       return name;
     }

@@ -22,6 +22,11 @@ constexpr std::uint32_t kMostBytes = UINT32_MAX / 8;
 
 }  // namespace
 
+std::string_view NameOfType(std::span<const sTypeName> types, std::uint8_t type) {
+  const auto found = std::ranges::find(types, type, &sTypeName::type);
+  return found == types.end() ? std::string_view() : found->name;
+}
+
 sBitReader BitsOf(MessageBytes message) {
   const auto count = std::min<std::size_t>(message.size(), kMostBytes);
   return {message.data(), 0, static_cast<std::uint32_t>(count) * 8, kMostSignificantBitFirst};

@@ -16,6 +16,14 @@ using MessageBytes = std::span<const std::uint8_t>;
 // The alternatives of a choice of messages, in their order.
 using MessageTypes = std::span<const std::string_view>;
 
+// A message type that is an octet, or a part of one.
+struct sTypeName {
+  std::uint8_t type = 0;
+  std::string_view name;
+};
+
+[[nodiscard]] std::string_view NameOfType(std::span<const sTypeName> types, std::uint8_t type);
+
 // The outermost choices of an LTE or NR channel: one bit says whether the message is of `types`, or
 // of a later release, which has a choice of its own or none that is known.
 struct sMessageClass {
@@ -34,9 +42,14 @@ struct sMessageClass {
 [[nodiscard]] std::string_view ReadMessageClass(MessageBytes message, const sMessageClass& channel);
 
 // One function for each family of syntaxes; see MessageName.
+[[nodiscard]] std::string_view GsmMessageName(eSyntax syntax, MessageBytes message);
+[[nodiscard]] std::string_view GprsMessageName(eSyntax syntax, MessageBytes message);
 [[nodiscard]] std::string_view WcdmaRrcMessageName(eSyntax syntax, MessageBytes message);
 [[nodiscard]] std::string_view LteRrcMessageName(eSyntax syntax, MessageBytes message);
 [[nodiscard]] std::string_view LteNbRrcMessageName(eSyntax syntax, MessageBytes message);
 [[nodiscard]] std::string_view NrRrcMessageName(eSyntax syntax, MessageBytes message);
+[[nodiscard]] std::string_view NasMessageName(eSyntax syntax, MessageBytes message);
+[[nodiscard]] std::string_view IpMessageName(eSyntax syntax, MessageBytes message);
+[[nodiscard]] std::string_view SipMessageName(eSyntax syntax, MessageBytes message);
 
 }  // namespace corvane

@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <random>
+
 #include "describe/message_table.h"
 
 namespace corvane {
@@ -62,6 +65,125 @@ TEST(MessageNamesTest, IntegrityCheckInfoStandsBeforeTheType) {
   EXPECT_EQ(MessageName(eSyntax::WcdmaDlDcch, release), "RRC connection release");
   const ByteVector cut(release.begin(), release.end() - 1);
   EXPECT_EQ(MessageName(eSyntax::WcdmaDlDcch, cut), "");
+}
+
+TEST(MessageNamesTest, ACipheredMessageHasNoName) {
+  const ByteVector eps = {0x27, 1, 2, 3, 4, 5, 0x07, 0x42};
+  EXPECT_EQ(MessageName(eSyntax::LteNas, eps), "");
+  const ByteVector nr = {0x7E, 0x02, 1, 2, 3, 4, 5, 0x7E, 0x00, 0x42};
+  EXPECT_EQ(MessageName(eSyntax::NrNas, nr), "");
+}
+
+TEST(MessageNamesTest, BehindASecurityHeaderStandsAPlainMessage) {
+  for (const std::uint8_t security : ByteVector{0x17, 0x37, 0x57}) {
+    const ByteVector eps = {security, 1, 2, 3, 4, 5, 0x07, 0x42};
+    EXPECT_EQ(MessageName(eSyntax::LteNas, eps), "Attach accept");
+    const ByteVector twice = {security, 1, 2, 3, 4, 5, security, 0x42};
+    EXPECT_EQ(MessageName(eSyntax::LteNas, twice), "");
+  }
+  for (const std::uint8_t security : ByteVector{1, 3}) {
+    const ByteVector nr = {0x7E, security, 1, 2, 3, 4, 5, 0x7E, 0x00, 0x42};
+    EXPECT_EQ(MessageName(eSyntax::NrNas, nr), "Registration accept");
+    const ByteVector twice = {0x7E, security, 1, 2, 3, 4, 5, 0x7E, security, 0x42};
+    EXPECT_EQ(MessageName(eSyntax::NrNas, twice), "");
+  }
+}
+
+TEST(MessageNamesTest, ReservedSecurityHeadersHaveNoName) {
+  for (int security = 6; security < 12; ++security) {
+    const ByteVector eps = {
+        static_cast<std::uint8_t>(security << 4 | 7), 1, 2, 3, 4, 5, 0x07, 0x42};
+    EXPECT_EQ(MessageName(eSyntax::LteNas, eps), "") << security;
+  }
+  for (std::uint8_t security = 5; security < 16; ++security) {
+    const ByteVector nr = {0x7E, security, 0x42, 2, 3, 4, 5, 0x7E, 0x00, 0x42};
+    EXPECT_EQ(MessageName(eSyntax::NrNas, nr), "") << security;
+  }
+}
+
+// 3GPP TS 24.007, 11.2.3: bits 7 and 8 of the type count messages, and a transaction identifier of
+// seven goes on in one more octet.
+TEST(MessageNamesTest, CountersAndLongTransactionsDoNotHideTheType) {
+  for (const std::uint8_t count : ByteVector{0x00, 0x40, 0x80, 0xC0}) {
+    const ByteVector setup = {0x83, static_cast<std::uint8_t>(0x05 | count)};
+    EXPECT_EQ(MessageName(eSyntax::GsmLayer3, setup), "Setup");
+    const ByteVector attach = {0x08, static_cast<std::uint8_t>(0x02 | count)};
+    EXPECT_EQ(MessageName(eSyntax::GsmLayer3, attach), count == 0 ? "Attach accept" : "");
+  }
+  EXPECT_EQ(MessageName(eSyntax::GsmLayer3, ByteVector{0xF3, 0x87, 0x05}), "Setup");
+  EXPECT_EQ(MessageName(eSyntax::GsmLayer3, ByteVector{0x73, 0x05}), "");
+  // Mobility management has a skip indicator there.
+  EXPECT_EQ(MessageName(eSyntax::GsmLayer3, ByteVector{0x75, 0x08}), "Location updating request");
+}
+
+TEST(MessageNamesTest, OptionalOctetsOfAControlBlockArePassed) {
+  const auto nameOf = [](ByteVector block) {
+    return MessageName(eSyntax::GprsRlcMacDownlink, block);
+  };
+  constexpr std::uint8_t kRelease = 8 << 2;
+  EXPECT_EQ(nameOf({0x40, kRelease}), "Packet TBF release");
+  EXPECT_EQ(nameOf({0x80, 0x02, kRelease}), "Packet TBF release");
+  EXPECT_EQ(nameOf({0x80, 0x03, 0x00, kRelease}), "Packet TBF release");
+  // The second segment of a message, a data block, and the reserved payload type.
+  EXPECT_EQ(nameOf({0x80, 0x82, kRelease, kRelease, kRelease}), "");
+  EXPECT_EQ(nameOf({0x00, kRelease, kRelease}), "");
+  EXPECT_EQ(nameOf({0xC0, kRelease, kRelease}), "");
+  EXPECT_EQ(MessageName(eSyntax::GprsRlcMacUplink, ByteVector{0x80, 0x04, 0x04}), "");
+}
+
+[[nodiscard]] ByteVector Ipv6Packet(std::uint8_t next, std::initializer_list<std::uint8_t> rest) {
+  ByteVector packet(40);
+  packet[0] = 0x60;
+  packet[6] = next;
+  packet.insert(packet.end(), rest);
+  return packet;
+}
+
+TEST(MessageNamesTest, AnIpPacketIsNamedByWhatItCarries) {
+  ByteVector packet(20);
+  packet[0] = 0x45;
+  packet[9] = 143;  // a protocol that is not in the table
+  EXPECT_EQ(MessageName(eSyntax::Ip, packet), "IPv4");
+  EXPECT_EQ(MessageName(eSyntax::Ip, Ipv6Packet(59, {})), "IPv6");
+  // A later fragment has no headers of what it carries.
+  EXPECT_EQ(MessageName(eSyntax::Ip, Ipv6Packet(44, {17, 0, 0, 8, 0, 0, 0, 1})), "IPv6 UDP");
+  EXPECT_EQ(MessageName(eSyntax::Ip, Ipv6Packet(44, {0, 0, 1, 0, 0, 0, 0, 1})), "IPv6");
+  // An extension that does not end in the packet.
+  EXPECT_EQ(MessageName(eSyntax::Ip, Ipv6Packet(0, {17, 1, 0, 0, 0, 0, 0, 0})), "");
+  packet[0] = 0x55;
+  EXPECT_EQ(MessageName(eSyntax::Ip, packet), "");
+}
+
+TEST(MessageNamesTest, SipIsNamedByItsStartLine) {
+  const auto nameOf = [](std::string_view text) {
+    return MessageName(eSyntax::Sip, ByteVector(text.begin(), text.end()));
+  };
+  EXPECT_EQ(nameOf("REGISTER sip:example.org SIP/2.0\r\n"), "REGISTER");
+  EXPECT_EQ(nameOf("REGISTERED sip:example.org SIP/2.0\r\n"), "");
+  EXPECT_EQ(nameOf("SIP/2.0 200 Fine\r\n"), "200 OK");
+  EXPECT_EQ(nameOf("SIP/2.0 200\r\n"), "200 OK");
+  EXPECT_EQ(nameOf("SIP/2.0 299 Odd\r\n"), "Response");
+  EXPECT_EQ(nameOf("SIP/2.0 2000 Odd\r\n"), "");
+  EXPECT_EQ(nameOf("SIP/2.0x200 Odd\r\n"), "");
+  EXPECT_EQ(nameOf("SIP/2.0 2x0 Odd\r\n"), "");
+}
+
+// Each in memory of its own size, so that a read behind it is noticed.
+TEST(MessageNamesTest, WhatFollowsTheTypeDoesNotChangeAName) {
+  std::minstd_rand random(1);
+  const auto octet = [&random] { return static_cast<std::uint8_t>(random() >> 8); };
+  for (int number = 0; number <= static_cast<int>(eSyntax::Sip); ++number) {
+    const auto syntax = static_cast<eSyntax>(number);
+    for (int round = 0; round < 1000; ++round) {
+      ByteVector message(random() % 48);
+      std::ranges::generate(message, octet);
+      const std::string_view name = MessageName(syntax, message);
+      ByteVector longer = message;
+      longer.push_back(octet());
+      EXPECT_TRUE(name.empty() || MessageName(syntax, longer) == name)
+          << SyntaxName(syntax) << ": " << name;
+    }
+  }
 }
 
 }  // namespace
