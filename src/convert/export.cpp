@@ -1,5 +1,6 @@
 #include "convert/export.h"
 
+#include "convert/gsmtap_frames.h"
 #include "convert/hdlc_export.h"
 #include "convert/pcapng_frames.h"
 #include "convert/signalling_export.h"
@@ -9,10 +10,12 @@ namespace corvane {
 std::unique_ptr<cItemExport> MakeExport(eExportFormat format, const sExportOptions& options,
                                         cByteSink& sink) {
   switch (format) {
-    case eExportFormat::Pcapng:
-      break;
     case eExportFormat::Hdlc:
       return std::make_unique<cHdlcExport>(options, sink);
+    case eExportFormat::Gsmtap:
+      return std::make_unique<cSignallingExport>(options, std::make_unique<cGsmtapFrames>(sink));
+    case eExportFormat::Pcapng:
+      break;
   }
   return std::make_unique<cSignallingExport>(
       options, std::make_unique<cPcapngFrames>(sink, options.application, options.captureName));

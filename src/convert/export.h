@@ -13,6 +13,7 @@ namespace corvane {
 
 enum class eExportFormat : std::uint8_t {
   Pcapng,  // for Wireshark: signalling messages as exported PDUs
+  Gsmtap,  // pcap: signalling messages in UDP port 4729
   Hdlc,    // for other DIAG tools: the received packets as a raw stream
 };
 

@@ -1,96 +1,317 @@
 #include "convert/signalling_export.h"
 
-#include <array>
-#include <charconv>
-#include <cstddef>
+#include <utility>
 
 #include "capture/isf/layout.h"
 #include "convert/item_description.h"
+#include "convert/log_lines.h"
 #include "convert/rebuilt_blocks.h"
+#include "describe/log_packets.h"
+#include "diag/little_endian.h"
 #include "diag/packets.h"
 
 namespace corvane {
 namespace {
 
+constexpr std::string_view kRebuilt = ", rebuilt by the recorder";
+
 [[nodiscard]] bool IsOfHost(const sCaptureItem& item) {
   return item.type == isf::kRequestItem || item.type == isf::kSubsystemRequestItem;
 }
 
-// Whether an item can hold a log packet: most of a large capture's items need no description.
-[[nodiscard]] bool MayBeLog(const sCaptureItem& item) {
-  if (IsOfHost(item) || item.type == isf::kEventItem || item.type == isf::kInformationItem) {
-    return false;
-  }
-  return item.bytes[0] == command::kLog || item.bytes[0] == command::kWrapper;
+[[nodiscard]] std::span<const std::uint8_t> BytesOf(std::string_view text) {
+  return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
 }
 
-void AppendHex(std::string& text, std::uint16_t number) {
-  constexpr std::string_view kDigits = "0123456789ABCDEF";
-  text += "0x";
-  for (const unsigned shift : {12U, 8U, 4U, 0U}) {
-    text += kDigits[(number >> shift) & 0xF];
+[[nodiscard]] std::string ItemText(std::uint64_t number) {
+  return "item " + std::to_string(number);
+}
+
+// "joined from items 3, 5, 9"
+[[nodiscard]] std::string JoinedText(const std::vector<std::uint64_t>& numbers) {
+  std::string text = "joined from items";
+  const char* before = " ";
+  for (const std::uint64_t number : numbers) {
+    text += before;
+    text += std::to_string(number);
+    before = ", ";
+  }
+  return text;
+}
+
+// What a packet is that is no log: "request 0x73 log mask".
+[[nodiscard]] std::string CommandText(const sCaptureItem& item, const sDescription& description) {
+  std::string text = "packet";
+  if (description.sort == eItemSort::Request) {
+    text = "request";
+  } else if (description.sort == eItemSort::Reply) {
+    text = "reply";
+  }
+  const std::span<const std::uint8_t> packet = Unwrap(item.bytes).packet;
+  if (!packet.empty()) {
+    text += " " + HexText(packet[0], 2);
+  }
+  if (description.command) {
+    const sCommand& command = *description.command;
+    for (const std::string_view name :
+         {command.name, command.subsystemName, command.subsystemCommandName}) {
+      if (!name.empty()) {
+        text += " ";
+        text += name;
+      }
+    }
+  }
+  return text;
+}
+
+// What a comment says that an item is.
+[[nodiscard]] std::string SortText(const sCaptureItem& item, const sDescription& description) {
+  switch (description.sort) {
+    case eItemSort::Log:
+      return HexText(description.logCode.value_or(0), 4);
+    case eItemSort::Event:
+      return "event";
+    case eItemSort::Message:
+      return "message";
+    case eItemSort::Text:
+      return "text";
+    default:
+      return CommandText(item, description);
+  }
+}
+
+[[nodiscard]] sDissector CommandDissector(eItemSort sort) {
+  switch (sort) {
+    case eItemSort::Request:
+      return {kBytesDissector, "DIAG request"};
+    case eItemSort::Reply:
+      return {kBytesDissector, "DIAG reply"};
+    default:
+      return {kBytesDissector, "DIAG packet"};
   }
 }
 
 }  // namespace
+
+bool cSignallingLogs::Has(std::uint16_t logCode) {
+  eAnswer& answer = answers[logCode];
+  if (answer == eAnswer::NotAsked) {
+    sDescription ofNothing;
+    answer = DescribeSignallingLog(logCode, {}, ofNothing) ? eAnswer::Yes : eAnswer::No;
+  }
+  return answer == eAnswer::Yes;
+}
 
 cSignallingExport::cSignallingExport(const sExportOptions& wanted,
                                      std::unique_ptr<cFrameWriter> frames)
     : options(wanted), writer(std::move(frames)), clock(wanted.clock, wanted.leapSeconds) {}
 
 void cSignallingExport::Add(const sCaptureItem& item) {
-  if (item.type == isf::kInformationItem) {
-    ApplySourceText(DescribeItem(item).text, source);
-  }
-  if (MayBeLog(item)) {
-    AddDescribed(item, DescribeItem(item));
+  ++items;
+  if (!MayBeShown(item)) {
     return;
   }
-  ++withoutSignalling;
+  const sDescription description = DescribeItem(item);
+  if (description.sort == eItemSort::Text) {
+    ApplySourceText(description.text, source);
+  }
+  const bool isLog = description.sort == eItemSort::Log;
+  if (!isLog && !options.raw && !IsExtra(description.sort)) {
+    return;
+  }
+  sShown shown{item, description, source, clock.TimeOf(item.time, description.modemTime)};
+  if (description.subscription) {
+    shown.source.subscription = description.subscription;
+  }
+  if (options.raw && description.sort != eItemSort::Text) {
+    ShowPacket(shown);
+  }
+  if (isLog) {
+    ShowLog(shown);
+  } else if (IsExtra(description.sort)) {
+    ShowExtra(shown);
+  }
 }
 
-void cSignallingExport::AddDescribed(const sCaptureItem& item, const sDescription& description) {
+// Looks at as little as possible: most items of a large capture hold no signalling, and describing
+// one takes longer than reading it.
+bool cSignallingExport::MayBeShown(const sCaptureItem& item) {
+  if (item.type == isf::kInformationItem || options.raw) {
+    return true;
+  }
+  if (item.type == isf::kEventItem) {
+    return options.events;
+  }
+  if (item.type == isf::kMessageItem) {
+    return options.messages;
+  }
+  if (IsOfHost(item)) {
+    return options.requests;
+  }
+  const std::span<const std::uint8_t> packet = Unwrap(item.bytes).packet;
+  if (packet.size() < log_packet::kHeaderSize || packet[0] != command::kLog) {
+    return true;
+  }
+  return signallingLogs.Has(Load16(&packet[log_packet::kLogCode]));
+}
+
+bool cSignallingExport::IsExtra(eItemSort sort) const {
+  switch (sort) {
+    case eItemSort::Log:
+      return false;
+    case eItemSort::Event:
+      return options.events;
+    case eItemSort::Message:
+    case eItemSort::Text:
+      return options.messages;
+    default:
+      return options.requests;
+  }
+}
+
+void cSignallingExport::ShowLog(const sShown& shown) {
+  const sDescription& description = shown.description;
   if (!description.signalling) {
-    ++withoutSignalling;
+    const bool isMeant = description.logCode && signallingLogs.Has(*description.logCode);
+    if (isMeant && !description.leftOut) {
+      unshown.Add(description, description.cutOff ? "cut off" : description.details);
+    }
     return;
   }
-  AddSignalling(item, description);
-}
-
-void cSignallingExport::AddSignalling(const sCaptureItem& item, const sDescription& description) {
-  const bool rebuilt = IsRebuilt(item, description, source);
+  const bool rebuilt = IsRebuilt(shown.item, description, source);
   if (rebuilt && !options.keepRebuilt) {
     ++rebuiltLeftOut;
     return;
   }
-  sSource from = source;
-  if (description.subscription) {
-    from.subscription = description.subscription;
+  if (description.signalling->segment == eSegment::Whole) {
+    std::string comment = ItemText(shown.item.number) + ", " + SortText(shown.item, description) +
+                          ", " + NameOf(shown);
+    if (rebuilt) {
+      comment += kRebuilt;
+    }
+    ShowMessage(shown, *description.signalling, comment);
   }
-  std::string comment = "item " + std::to_string(item.number) + ", ";
-  AppendHex(comment, description.logCode.value_or(0));
-  comment += ", " + SourceName(from, options.captureName);
-  if (rebuilt) {
-    comment += ", rebuilt by the recorder";
-  }
-  sFrame frame;
-  frame.time = clock.TimeOf(item.time, description.modemTime);
-  frame.source = &from;
-  frame.link = description.signalling->link;
-  frame.comment = comment;
-  frame.signalling = &*description.signalling;
-  frame.technology = description.technology;
-  frame.cell = description.cell ? &*description.cell : nullptr;
-  if (!writer->Add(frame)) {
-    ++withoutSignalling;
+  ShowJoined(shown);
+}
+
+// Shows the messages that the item completes.
+void cSignallingExport::ShowJoined(const sShown& shown) {
+  const std::uint64_t number = shown.item.number;
+  for (const std::optional<sJoinedMessage>& joined :
+       {segments.Add(shown.source, number, shown.description),
+        blocks.Add(shown.source, number, shown.description)}) {
+    if (joined) {
+      ShowMessage(shown, joined->signalling,
+                  ItemText(number) + ", " + SortText(shown.item, shown.description) + ", " +
+                      NameOf(shown) + ", " + JoinedText(joined->items));
+    }
   }
 }
 
+void cSignallingExport::ShowMessage(const sShown& shown, const sSignalling& signalling,
+                                    const std::string& comment) {
+  sFrame frame;
+  frame.time = shown.time;
+  frame.source = &shown.source;
+  frame.link = signalling.link;
+  frame.comment = comment;
+  frame.signalling = &signalling;
+  frame.technology = shown.description.technology;
+  frame.cell = shown.description.cell ? &*shown.description.cell : nullptr;
+  if (writer->Add(frame)) {
+    ++messages;
+  } else {
+    unshown.Add(shown.description, "the format cannot carry it");
+  }
+}
+
+void cSignallingExport::ShowExtra(const sShown& shown) {
+  const sDescription& description = shown.description;
+  if (description.sort == eItemSort::Event) {
+    ShowEvents(shown);
+  } else if (description.sort == eItemSort::Text) {
+    ShowLine(shown, TextLine(description.text));
+  } else if (description.message) {
+    ShowLine(shown, MessageLine(*description.message));
+  } else {
+    const eLink link = description.sort == eItemSort::Request ? eLink::Uplink : eLink::Downlink;
+    ShowText(shown, CommandDissector(description.sort), Unwrap(shown.item.bytes).packet, link);
+  }
+}
+
+void cSignallingExport::ShowEvents(sShown shown) {
+  for (const sEvent& event : shown.description.events) {
+    if (event.time) {
+      shown.time = clock.TimeOf(shown.item.time, event.time);
+    }
+    ShowLine(shown, EventLine(event));
+  }
+}
+
+void cSignallingExport::ShowLine(const sShown& shown, std::string_view line) {
+  ShowText(shown, kLineDissector, BytesOf(line), std::nullopt);
+}
+
+void cSignallingExport::ShowText(const sShown& shown, const sDissector& dissector,
+                                 std::span<const std::uint8_t> bytes, std::optional<eLink> link) {
+  const std::string comment = ItemText(shown.item.number) + ", " +
+                              SortText(shown.item, shown.description) + ", " + NameOf(shown);
+  sFrame frame;
+  frame.sort = eFrameSort::Text;
+  frame.time = shown.time;
+  frame.source = &shown.source;
+  frame.link = link;
+  frame.comment = comment;
+  frame.dissector = dissector;
+  frame.bytes = bytes;
+  AddExtra(frame);
+}
+
+void cSignallingExport::ShowPacket(const sShown& shown) {
+  const std::string comment = ItemText(shown.item.number) + ", " +
+                              SortText(shown.item, shown.description) + ", " + NameOf(shown);
+  sFrame frame;
+  frame.sort = eFrameSort::Packet;
+  frame.time = shown.time;
+  frame.source = &shown.source;
+  frame.link = IsOfHost(shown.item) ? eLink::Uplink : eLink::Downlink;
+  frame.comment = comment;
+  frame.bytes = shown.item.bytes;
+  AddExtra(frame);
+}
+
+void cSignallingExport::AddExtra(const sFrame& frame) {
+  if (writer->Add(frame)) {
+    ++otherFrames;
+  }
+}
+
+std::string cSignallingExport::NameOf(const sShown& shown) const {
+  return SourceName(shown.source, options.captureName);
+}
+
 std::vector<std::string> cSignallingExport::Notes() const {
-  std::vector<std::string> notes;
+  std::string first = CountText(messages, "message", "messages");
+  if (otherFrames != 0) {
+    first += " and " + CountText(otherFrames, "other frame", "other frames");
+  }
+  std::vector<std::string> notes{first + " of " + CountText(items, "item", "items")};
+  for (std::string& note : unshown.Notes()) {
+    notes.push_back(std::move(note));
+  }
+  for (const auto& [logCode, count] : segments.Incomplete()) {
+    notes.push_back(CountText(count, "message is", "messages are") +
+                    " not shown, for parts of them are missing: " + LogCodeText(logCode));
+  }
   if (rebuiltLeftOut != 0) {
-    notes.push_back(std::to_string(rebuiltLeftOut) +
-                    " system-information blocks that the recorder rebuilt are left out");
+    notes.push_back(CountText(rebuiltLeftOut,
+                              "system-information block that the recorder rebuilt is",
+                              "system-information blocks that the recorder rebuilt are") +
+                    " left out; --synthetic keep shows them");
+  }
+  if (clock.NotBelieved() != 0) {
+    notes.push_back(CountText(clock.NotBelieved(), "time", "times") +
+                    " of the modem's, more than two days from the recorder's, replaced by those");
   }
   return notes;
 }

@@ -146,6 +146,19 @@ int ExportCapture(const sExportRequest& request, std::ostream& errors) {
 
 namespace {
 
+struct sFormat {
+  const char* name;
+  eExportFormat format;
+  const char* help;
+};
+
+constexpr sFormat kFormats[] = {
+    {"pcapng", eExportFormat::Pcapng, "signalling messages for Wireshark"},
+    {"gsmtap", eExportFormat::Gsmtap, "the same, without those of NR, as a pcap of UDP port 4729"},
+    {"hdlc", eExportFormat::Hdlc,
+     "the received packets as a raw stream, for other tools that read DIAG"},
+};
+
 void AddOutputOptions(CLI::App& command, sExportRequest& request) {
   CLI::App* const where = command.add_option_group("Output");
   where->add_option("-o,--output", request.output,
@@ -157,12 +170,13 @@ void AddOutputOptions(CLI::App& command, sExportRequest& request) {
   where->require_option(1);
   command.add_flag("--overwrite", request.overwrite,
                    "Replace a file of that name, once the new one is complete");
-  const std::map<std::string, eExportFormat> formats{{"pcapng", eExportFormat::Pcapng},
-                                                     {"hdlc", eExportFormat::Hdlc}};
-  command
-      .add_option("--format", request.format,
-                  "pcapng: signalling messages for Wireshark; hdlc: the received packets as a raw "
-                  "stream, for other tools that read DIAG")
+  std::map<std::string, eExportFormat> formats;
+  std::string help;
+  for (const sFormat& format : kFormats) {
+    formats.emplace(format.name, format.format);
+    help += fmt::format("{}{}: {}", help.empty() ? "" : "; ", format.name, format.help);
+  }
+  command.add_option("--format", request.format, help)
       ->transform(CLI::CheckedTransformer(formats).description(""))
       ->type_name("FORMAT")
       ->default_str("pcapng");
@@ -190,6 +204,13 @@ void AddContentOptions(CLI::App& command, sExportOptions& options) {
       ->transform(CLI::CheckedTransformer(synthetic).description(""))
       ->type_name("drop|keep")
       ->default_str("drop");
+  command.add_flag("--events", options.events, "Show events too, as lines of text");
+  command.add_flag("--messages", options.messages,
+                   "Show debug messages and the recorder's texts too, as lines of text");
+  command.add_flag("--requests", options.requests,
+                   "Show requests, replies and unknown packets too, as bytes");
+  command.add_flag("--raw", options.raw,
+                   "Show every packet as it is too, on an interface of link type 147");
 }
 
 }  // namespace
