@@ -186,7 +186,7 @@ class cSegmentReader {
   block.radioBearer = last.radioBearer;
   block.sibType = segments.front().sibType;
   block.message = JoinBits(segments);
-  block.messageName = MessageName(block.syntax, block.message);
+  block.messageName = SystemInformationBlockName(segments.front().sibType);
   return block;
 }
 

@@ -1,5 +1,6 @@
 #include <array>
 
+#include "describe/message_names.h"
 #include "describe/signalling_log.h"
 #include "diag/packets.h"
 
@@ -86,6 +87,7 @@ void DescribeBlock(const cFields& payload, std::size_t at, std::uint16_t length,
   DescribeMessage(payload, at + 1, length - 1u, channel, description);
   if (description.signalling) {
     description.signalling->sibType = type;
+    description.signalling->messageName = SystemInformationBlockName(*type);
   }
 }
 

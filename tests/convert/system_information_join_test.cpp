@@ -93,6 +93,7 @@ TEST(SystemInformationJoinTest, FixedSegmentsBecomeABlock) {
   ASSERT_TRUE(joined);
   EXPECT_EQ(joined->signalling.syntax, eSyntax::WcdmaSystemInformationBlock);
   EXPECT_EQ(joined->signalling.sibType, 5);
+  EXPECT_EQ(joined->signalling.messageName, "SysInfo type 5");
   EXPECT_EQ(joined->signalling.link, eLink::Downlink);
   EXPECT_EQ(joined->signalling.channel, "BCCH-BCH");
   EXPECT_EQ(joined->signalling.message, BytesOf(kA + kB + kC));

@@ -1,3 +1,4 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -7,6 +8,7 @@
 #include <sstream>
 
 #include "describe/description.h"
+#include "describe/message_table.h"
 #include "diag/little_endian.h"
 #include "diag/packets.h"
 #include "support/bytes.h"
@@ -86,6 +88,7 @@ struct sRow {
   std::string dissector;
   std::string link;
   ByteVector message;
+  std::string info;  // what Wireshark's Info column shows; "-" where that is nothing
   Fields fields;
 };
 
@@ -129,7 +132,7 @@ struct sRow {
       continue;
     }
     rows.push_back({columns[0], FromHex(columns[1]), columns[2], columns[3], FromHex(columns[4]),
-                    ParseFields(columns[6])});
+                    columns[5], ParseFields(columns[6])});
   }
   return rows;
 }
@@ -209,6 +212,21 @@ TEST(SignallingPacketsTest, EveryLayoutAndChannelIsUnderstood) {
     EXPECT_EQ(description.signalling->message, row.message);
     EXPECT_EQ(LinkOf(*description.signalling), row.link);
     EXPECT_EQ(FieldsOf(description), row.fields);
+  }
+}
+
+TEST(SignallingPacketsTest, TheNameIsOneThatWiresharkShows) {
+  for (const sRow& row : Rows()) {
+    SCOPED_TRACE(row.what);
+    const sDescription description = DescribePacket(row.packet, eSender::Modem);
+    ASSERT_TRUE(description.signalling);
+    const std::string_view name = description.signalling->messageName;
+    if (description.signalling->segmentNumber > 1) {
+      EXPECT_EQ(name, "");
+    } else if (row.info != "-" && row.dissector != "ip") {  // of IP the column shows ports
+      EXPECT_NE(name, "");
+      EXPECT_THAT(LettersAndDigits(row.info), testing::HasSubstr(LettersAndDigits(name)));
+    }
   }
 }
 
