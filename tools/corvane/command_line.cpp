@@ -18,6 +18,7 @@ int RunCommandLine(int argc, const char* const* argv) {
   AddCaptureCommand(app, exitCode);
   AddDevicesCommand(app, exitCode);
   AddExportCommand(app, exitCode);
+  AddImportCommand(app, exitCode);
   AddInfoCommand(app, exitCode);
   AddListCommand(app, exitCode);
   try {

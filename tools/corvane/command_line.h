@@ -17,6 +17,7 @@ inline constexpr int kExitUnclosed = 3;  // not closed, but nothing contradicts 
 // Each of these adds a command to `app`. When the command was given, it runs during app.parse and
 // leaves its exit code in `exitCode`, which must live until then.
 void AddExportCommand(CLI::App& app, int& exitCode);
+void AddImportCommand(CLI::App& app, int& exitCode);
 void AddInfoCommand(CLI::App& app, int& exitCode);
 void AddListCommand(CLI::App& app, int& exitCode);
 // These need corvane.dll and Windows. Elsewhere they only say so: who looks for one is told where

@@ -7,6 +7,8 @@ namespace corvane::tools {
 
 void MakeStandardOutputBinary() {}
 
+void MakeStandardInputBinary() {}
+
 void SurviveClosedPipes() { std::ignore = std::signal(SIGPIPE, SIG_IGN); }
 
 }  // namespace corvane::tools

@@ -10,6 +10,8 @@ namespace corvane::tools {
 
 void MakeStandardOutputBinary() { std::ignore = _setmode(_fileno(stdout), _O_BINARY); }
 
+void MakeStandardInputBinary() { std::ignore = _setmode(_fileno(stdin), _O_BINARY); }
+
 void SurviveClosedPipes() {}
 
 }  // namespace corvane::tools
