@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "capture/failing_file.h"
 #include "convert/framing.h"
 #include "convert/modem_time.h"
@@ -375,10 +377,10 @@ TEST_F(ImportTest, ThePiecesOfTheStreamMakeNoDifference) {
   const ByteVector stream =
       StreamOf({Hex("00"), Wrapped(2, Log(kNoon)), TwoEvents(0x60).packet, Log(kUnknown),
                 GetItem(Log(kNoon + 4)), Hex("99"), Log(kNoon + 5, 0x512F)});
-  static_cast<void>(Import(stream));
+  std::ignore = Import(stream);
   const ByteVector whole = FileBytes();
   for (std::size_t piece = 1; piece < 40; ++piece) {
-    static_cast<void>(Import(stream, eWrapped::Open, piece));
+    std::ignore = Import(stream, eWrapped::Open, piece);
     ASSERT_EQ(FileBytes(), whole) << piece;
   }
 }

@@ -1,42 +1,18 @@
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-
-#include <cstdlib>
-#include <iterator>
 
 #include "reader/capture_builder.h"
-#include "support/temp_directory.h"
+#include "tools/corvane_program_posix.h"
 
 namespace corvane {
 namespace {
 
-// The built program, run by a shell.
-class CorvaneProgramTest : public ::testing::Test {
+class CorvaneProgramTest : public cCorvaneProgramTest {
  protected:
-  // Returns the exit code; `output` and `errors` receive what the program wrote.
-  int Run(const std::string& arguments) {
-    const std::string command = std::string("\"" CORVANE_PROGRAM "\" ") + arguments + " >\"" +
-                                folder.Path("output") + "\" 2>\"" + folder.Path("errors") + "\"";
-    const int status = std::system(command.c_str());
-    output = Content("output");
-    errors = Content("errors");
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  }
-
-  [[nodiscard]] std::string Content(const char* name) const {
-    std::ifstream file(folder.Path(name), std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-  }
-
   [[nodiscard]] static cCaptureBuilder Sample() {
     cCaptureBuilder builder;
     builder.Add({2, 13'360'420'800'000, Hex("1D"), {}});
     return builder;
   }
-
-  cTempDirectory folder;
-  std::string output;
-  std::string errors;
 };
 
 constexpr char kSampleLine[] =

@@ -1,0 +1,108 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "convert/framing.h"
+#include "convert/modem_time.h"
+#include "reader/capture_builder.h"
+#include "tools/corvane_program_posix.h"
+
+namespace corvane {
+namespace {
+
+class ImportProgramTest : public cCorvaneProgramTest {
+ protected:
+  // A stream of log packets, one a millisecond.
+  [[nodiscard]] std::string WriteStream(const char* name, std::uint32_t packets) const {
+    ByteVector stream;
+    for (std::uint32_t number = 0; number < packets; ++number) {
+      ByteVector packet = Hex("10 00 0C 00 0C 00 C0 B0 00 00 00 00 00 00 00 00");
+      Put(packet, 8, StampAt(kNoon + number), 8);
+      AppendFrame(stream, packet);
+    }
+    return folder.Write(name, stream);
+  }
+
+  // What is in the folder besides what the shell wrote there.
+  [[nodiscard]] std::size_t FilesLeft() const {
+    const std::filesystem::directory_iterator files(folder.Path(""));
+    return static_cast<std::size_t>(std::distance(files, {})) - 2;
+  }
+
+  void ExpectItems(const std::string& path, std::uint64_t items) {
+    sCaptureError error;
+    const auto file = cCaptureFile::Open(path, error);
+    ASSERT_NE(file, nullptr) << error.Text();
+    EXPECT_TRUE(file->IsComplete());
+    EXPECT_EQ(file->ItemCount(), items);
+  }
+};
+
+TEST_F(ImportProgramTest, TheStreamCanComeFromStandardInput) {
+  const std::string stream = WriteStream("drive.hdlc", 1000);
+  const std::string capture = folder.Path("drive.isf");
+  EXPECT_EQ(Run("import - -o " + capture, "cat " + stream + " | "), 0);
+  EXPECT_EQ(errors, "");
+  ExpectItems(capture, 1001);
+  EXPECT_EQ(Run("list --to 0 " + capture), 0);
+  EXPECT_NE(output.find("\"Imported from standard input\""), std::string::npos);
+}
+
+TEST_F(ImportProgramTest, AFullDiskLeavesNoCapture) {
+  const std::string stream = WriteStream("drive.hdlc", 1000);
+  // No file may be larger than so many times 512 bytes: the first block is, or its items are. With
+  // none at all the program cannot say so either.
+  for (const char* limit : {"0", "100", "120"}) {
+    EXPECT_EQ(Run("import " + stream + " -o " + folder.Path("drive.isf"),
+                  "trap '' XFSZ; ulimit -f " + std::string(limit) + "; "),
+              1)
+        << limit;
+    EXPECT_EQ(output, "");
+    EXPECT_EQ(FilesLeft(), 1U) << limit;
+  }
+  EXPECT_EQ(errors, "corvane import: " + folder.Path("drive.isf") + " cannot be written\n");
+}
+
+TEST_F(ImportProgramTest, TheReplacedCaptureStaysWhenTheNewOneFails) {
+  const std::string stream = WriteStream("drive.hdlc", 1000);
+  const std::string capture = folder.Write("drive.isf", Hex("41 42 43"));
+  EXPECT_EQ(Run("import --overwrite " + stream + " -o " + capture, "trap '' XFSZ; ulimit -f 120; "),
+            1);
+  EXPECT_EQ(Content("drive.isf"), "ABC");
+  EXPECT_EQ(FilesLeft(), 2U);
+}
+
+TEST_F(ImportProgramTest, TheEndOfACaptureThatIsNotWrittenIsNoticed) {
+  std::uint32_t packets = 1023;
+  const std::string capture = folder.Path("drive.isf");
+  ASSERT_EQ(Run("import " + WriteStream("drive.hdlc", packets) + " -o " + capture), 0);
+  std::uintmax_t size = std::filesystem::file_size(capture);
+  std::filesystem::remove(capture);
+  // More packets, of 18 bytes each with their times, until a limit of whole units of 512 bytes
+  // falls into the capture's end: one index entry and the trailer, 32 bytes.
+  for (; size % 512 == 0 || size % 512 >= 32; size += 18) {
+    ++packets;
+  }
+  EXPECT_EQ(Run("import " + WriteStream("longer.hdlc", packets) + " -o " + capture,
+                "trap '' XFSZ; ulimit -f " + std::to_string(size / 512) + "; "),
+            1);
+  EXPECT_EQ(errors, "corvane import: " + capture + " cannot be written\n");
+  EXPECT_FALSE(std::filesystem::exists(capture));
+}
+
+TEST_F(ImportProgramTest, ADeviceIsNoCapture) {
+  const std::string stream = WriteStream("drive.hdlc", 1);
+  EXPECT_EQ(Run("import --overwrite " + stream + " -o /dev/null"), 1);
+  EXPECT_EQ(errors, "corvane import: /dev/null is no file, and a capture needs one\n");
+  EXPECT_TRUE(std::filesystem::is_character_file("/dev/null"));
+}
+
+TEST_F(ImportProgramTest, AStreamThatCannotBeReadToItsEndLeavesNoCapture) {
+  // No process can read its own memory at address 0.
+  EXPECT_EQ(Run("import /proc/self/mem -o " + folder.Path("drive.isf")), 1);
+  EXPECT_EQ(errors, "corvane import: /proc/self/mem cannot be read to its end\n");
+  EXPECT_EQ(FilesLeft(), 0U);
+}
+
+}  // namespace
+}  // namespace corvane
