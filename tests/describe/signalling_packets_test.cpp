@@ -5,6 +5,7 @@
 #include <charconv>
 #include <fstream>
 #include <map>
+#include <set>
 #include <sstream>
 
 #include "describe/description.h"
@@ -115,22 +116,27 @@ struct sRow {
   return fields;
 }
 
-// The table that make_signalling_packets.py writes, without its headline.
-[[nodiscard]] std::vector<sRow> ReadRows() {
-  std::ifstream file(CORVANE_SIGNALLING_PACKETS);
+// The columns of each line of a table that make_signalling_packets.py writes, without its headline.
+[[nodiscard]] std::vector<std::vector<std::string>> ReadTable(const char* path,
+                                                              std::size_t columnCount) {
+  std::ifstream file(path);
   EXPECT_TRUE(file.is_open());
-  std::string line;
-  std::getline(file, line);
-  std::vector<sRow> rows;
-  while (std::getline(file, line)) {
+  std::vector<std::vector<std::string>> table;
+  for (std::string line; std::getline(file, line);) {
     if (line.ends_with('\r')) {
       line.pop_back();
     }
-    const std::vector<std::string> columns = Split(line, '\t');
-    if (columns.size() != 7) {
-      ADD_FAILURE() << line;
-      continue;
-    }
+    table.push_back(Split(line, '\t'));
+    EXPECT_EQ(table.back().size(), columnCount) << line;
+  }
+  EXPECT_GT(table.size(), 1u);
+  table.erase(table.begin());
+  return table;
+}
+
+[[nodiscard]] std::vector<sRow> ReadRows() {
+  std::vector<sRow> rows;
+  for (const std::vector<std::string>& columns : ReadTable(CORVANE_SIGNALLING_PACKETS, 7)) {
     rows.push_back({columns[0], FromHex(columns[1]), columns[2], columns[3], FromHex(columns[4]),
                     columns[5], ParseFields(columns[6])});
   }
@@ -274,6 +280,132 @@ TEST(SignallingPacketsTest, AMessageBeyondItsPacketIsNotShown) {
         EXPECT_TRUE(description.cutOff) << size;
       }
     }
+  }
+}
+
+// A field of a packet, and which of its values are understood.
+struct sGap {
+  std::string what;
+  ByteVector packet;
+  std::size_t field = 0;       // where it stands
+  std::set<unsigned> known;    // with these there may be a message
+  std::set<unsigned> hasCell;  // with these the cell is told
+};
+
+[[nodiscard]] std::set<unsigned> ParseNumbers(const std::string& text) {
+  std::set<unsigned> numbers;
+  if (text != "-") {
+    for (const std::string& number : Split(text, ',')) {
+      numbers.insert(static_cast<unsigned>(std::stoul(number)));
+    }
+  }
+  return numbers;
+}
+
+[[nodiscard]] std::vector<sGap> ReadGaps() {
+  std::vector<sGap> gaps;
+  for (const std::vector<std::string>& columns : ReadTable(CORVANE_SIGNALLING_GAPS, 4)) {
+    std::string packet = columns[1];
+    const std::size_t place = packet.find("**");
+    packet.replace(place, 2, "00");
+    gaps.push_back({columns[0], FromHex(packet), place / 2, ParseNumbers(columns[2]),
+                    ParseNumbers(columns[3])});
+  }
+  return gaps;
+}
+
+TEST(SignallingPacketsTest, WhatIsNotKnownIsNotShown) {
+  for (const sGap& gap : ReadGaps()) {
+    for (unsigned value = 0; value <= 0xFF; ++value) {
+      SCOPED_TRACE(gap.what + " " + std::to_string(value));
+      ByteVector packet = gap.packet;
+      packet[gap.field] = static_cast<std::uint8_t>(value);
+      const sDescription description = DescribePacket(packet, eSender::Modem);
+      EXPECT_EQ(description.cell.has_value(), gap.hasCell.contains(value));
+      if (!gap.known.contains(value)) {
+        EXPECT_FALSE(description.signalling);
+        EXPECT_FALSE(description.leftOut);
+      }
+    }
+  }
+}
+
+// A log packet whose length fields fit.
+[[nodiscard]] ByteVector LogPacket(std::uint16_t code, ByteVector payload) {
+  ByteVector packet(log_packet::kHeaderSize);
+  packet[0] = command::kLog;
+  const auto length =
+      static_cast<std::uint16_t>(packet.size() + payload.size() - log_packet::kUncountedBytes);
+  Store16(&packet[log_packet::kLength], length);
+  Store16(&packet[log_packet::kLengthAgain], length);
+  Store16(&packet[log_packet::kLogCode], code);
+  packet.insert(packet.end(), payload.begin(), payload.end());
+  return packet;
+}
+
+TEST(SignallingPacketsTest, WhatIsMeantToBeNoMessageIsLeftOut) {
+  const ByteVector filler = {1, 15, 2, 0, 0, 0, 0, 0, 0, 0, 0, 0};
+  const ByteVector internal = {0xFF, 0x20, 2, 0x94, 0x2B};
+  ByteVector empty(19);
+  empty[0] = 8;   // version
+  empty[12] = 6;  // DL-DCCH
+  const std::vector<std::pair<ByteVector, std::string>> packets = {
+      {LogPacket(0xB0EB, filler), "zero bytes in place of a message"},
+      {LogPacket(0x5226, internal), "internal message"},
+      {LogPacket(0xB0C0, empty), "DL-DCCH, empty message"},
+      {LogPacket(0x5230, {0, 3, 0, 0}), "empty message"},
+      {LogPacket(0x412F, {0xFE, 0, 1, 0, 3}), "SIB from BCH, empty message"},
+      {LogPacket(0x412F, {0xFE, 0, 0, 0}), "SIB from BCH, empty message"},
+  };
+  for (const auto& [packet, why] : packets) {
+    const sDescription description = DescribePacket(packet, eSender::Modem);
+    EXPECT_TRUE(description.leftOut) << why;
+    EXPECT_FALSE(description.signalling) << why;
+    EXPECT_FALSE(description.cutOff) << why;
+    EXPECT_EQ(description.details, why);
+  }
+}
+
+TEST(SignallingPacketsTest, OnlyEightZeroBytesAreFiller) {
+  const auto isShown = [](std::uint16_t code, ByteVector payload) {
+    const sDescription description = DescribePacket(LogPacket(code, payload), eSender::Modem);
+    EXPECT_FALSE(description.leftOut);
+    return description.signalling.has_value();
+  };
+  EXPECT_TRUE(isShown(0xB0EB, {1, 15, 2, 0, 0, 0, 0, 0, 0, 0, 0, 1}));
+  EXPECT_TRUE(isShown(0xB0EB, {1, 15, 2, 0, 0, 0, 0, 0, 0, 0, 0}));
+  EXPECT_TRUE(isShown(0xB0EB, {1, 15, 2, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}));
+  EXPECT_TRUE(isShown(0xB0EA, {1, 15, 2, 0, 0, 0, 0, 0, 0, 0, 0, 0}));
+}
+
+TEST(SignallingPacketsTest, ACutMessageSaysHowMuchIsThere) {
+  ByteVector payload(19 + 12);
+  payload[0] = 8;
+  payload[12] = 6;
+  payload[17] = 40;
+  const sDescription description = DescribePacket(LogPacket(0xB0C0, payload), eSender::Modem);
+  EXPECT_TRUE(description.cutOff);
+  EXPECT_EQ(description.details, "DL-DCCH, 12 of 40 bytes");
+  EXPECT_EQ(description.version, 8u);
+  EXPECT_TRUE(description.cell);
+}
+
+TEST(SignallingPacketsTest, AnUnknownChannelIsTold) {
+  ByteVector payload(19 + 12);
+  payload[0] = 8;
+  payload[12] = 77;
+  payload[17] = 12;
+  const sDescription description = DescribePacket(LogPacket(0xB0C0, payload), eSender::Modem);
+  EXPECT_EQ(description.details, "channel 77");
+  EXPECT_FALSE(description.cutOff);
+}
+
+TEST(SignallingPacketsTest, ALinkThatIsNeitherIsNotTold) {
+  for (const auto& [code, payload] : std::map<std::uint16_t, ByteVector>{
+           {0x5230, {2, 3, 2, 0, 8, 3}}, {0x713A, {2, 2, 0, 0, 0, 5, 0x1B}}}) {
+    const sDescription description = DescribePacket(LogPacket(code, payload), eSender::Modem);
+    ASSERT_TRUE(description.signalling);
+    EXPECT_EQ(description.signalling->link, std::nullopt);
   }
 }
 
