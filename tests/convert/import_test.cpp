@@ -6,12 +6,11 @@
 #include <tuple>
 
 #include "capture/failing_file.h"
-#include "convert/framing.h"
-#include "convert/modem_time.h"
-#include "platform/error_codes.h"
-#include "reader/capture_builder.h"
-#include "support/capture_decoder.h"
-#include "support/temp_directory.h"
+#include "convert/export.h"
+#include "convert/import_fixture.h"
+#include "convert/memory_sink.h"
+#include "ota/dispatcher.h"
+#include "ota/ota_messages.h"
 
 namespace corvane {
 namespace {
@@ -20,112 +19,7 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::SizeIs;
 
-constexpr std::uint64_t kUnknown = 11'960'438'400'000;  // 1980-01-06 00:00:00 UTC
-
-// A log packet of 16 bytes and `payload`, with its stamp at `time`, in milliseconds since 1601.
-[[nodiscard]] ByteVector Log(std::uint64_t time, unsigned logCode = 0xB0C0,
-                             const ByteVector& payload = {}) {
-  ByteVector packet = Hex("10 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00");
-  packet.insert(packet.end(), payload.begin(), payload.end());
-  Put(packet, 2, packet.size() - 4, 2);
-  Put(packet, 4, packet.size() - 4, 2);
-  Put(packet, 6, logCode, 2);
-  Put(packet, 8, StampAt(time), 8);
-  return packet;
-}
-
-// A packet in the wrapper of a multi-SIM modem.
-[[nodiscard]] ByteVector Wrapped(std::uint32_t subscription, const ByteVector& packet) {
-  ByteVector wrapper = Hex("98 01 00 00 00 00 00 00");
-  Put(wrapper, 4, subscription, 4);
-  wrapper.insert(wrapper.end(), packet.begin(), packet.end());
-  return wrapper;
-}
-
-// A get-item response with a packet inside.
-[[nodiscard]] ByteVector GetItem(const ByteVector& packet) {
-  ByteVector response = Hex("4B 25 08 00 00 00 00 00 00 00 00 00 00");
-  response.insert(response.end(), packet.begin(), packet.end());
-  return response;
-}
-
-[[nodiscard]] ByteVector StreamOf(std::initializer_list<ByteVector> packets) {
-  ByteVector stream;
-  for (const ByteVector& packet : packets) {
-    AppendFrame(stream, packet);
-  }
-  return stream;
-}
-
-// An item, as the tests expect it.
-struct sExpected {
-  unsigned type;
-  std::uint64_t time;
-  ByteVector packet;
-
-  friend bool operator==(const sExpected&, const sExpected&) = default;
-  friend void PrintTo(const sExpected& item, std::ostream* out) {
-    *out << "type " << item.type << " at " << item.time << ": "
-         << ::testing::PrintToString(item.packet);
-  }
-};
-
-[[nodiscard]] sExpected Text(std::string_view text, std::uint64_t time) {
-  return {7, time, TextItem(text)};
-}
-
-class ImportTest : public ::testing::Test {
- protected:
-  [[nodiscard]] std::unique_ptr<std::ofstream> Create() const {
-    auto file = std::make_unique<std::ofstream>(path, std::ios::binary | std::ios::trunc);
-    EXPECT_TRUE(file->is_open());
-    return file;
-  }
-
-  // Imports a stream in pieces, and reads back what came of it.
-  std::vector<sExpected> Import(const ByteVector& stream, eWrapped wrapped = eWrapped::Open,
-                                std::size_t piece = SIZE_MAX) {
-    cImport import(Create(), {"drive.hdlc", wrapped});
-    for (std::size_t at = 0; at < stream.size();) {
-      const std::size_t length = std::min(piece, stream.size() - at);
-      EXPECT_EQ(import.Feed(std::span(stream).subspan(at, length)), kErrorSuccess);
-      at += length;
-    }
-    EXPECT_EQ(import.Finish(), kErrorSuccess);
-    report = import.Report();
-    return ReadBack();
-  }
-  std::vector<sExpected> Import(std::initializer_list<ByteVector> packets,
-                                eWrapped wrapped = eWrapped::Open) {
-    return Import(StreamOf(packets), wrapped);
-  }
-
-  [[nodiscard]] ByteVector FileBytes() const {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-  }
-
-  // The items, of which the first has to be the text that names the stream; that one is left out.
-  std::vector<sExpected> ReadBack() {
-    const ByteVector bytes = FileBytes();
-    EXPECT_EQ(ErrorOf(bytes), "");
-    EXPECT_TRUE(OpenBytes(bytes).file->IsComplete());
-    std::vector<sExpected> items;
-    for (const sDecodedItem& item : DecodeCapture(bytes).Items()) {
-      items.push_back({item.type, item.time, item.packet});
-      EXPECT_EQ(item.extra, std::nullopt);
-    }
-    EXPECT_EQ(items.size(), report.items);
-    EXPECT_EQ(items.at(0),
-              Text("Imported from drive.hdlc", items.size() > 1 ? items[1].time : kUnknown));
-    items.erase(items.begin());
-    return items;
-  }
-
-  cTempDirectory folder;
-  const std::string path = folder.Path("imported.isf");
-  sImportReport report;
-};
+class ImportTest : public cImportTest {};
 
 TEST_F(ImportTest, EveryKindOfPacketBecomesTheItemOfTheRecorder) {
   const ByteVector shortLog = Hex("10 00 04 00 04 00 34 12");
@@ -158,94 +52,12 @@ TEST_F(ImportTest, BytesWithoutAFrameBecomeACompleteCapture) {
 }
 
 TEST_F(ImportTest, SystemInformationIsNotRebuilt) {
-  // MIB and a scheduling block, complete in one message of BCCH-BCH (3GPP TS 25.331): SFN, choice
-  // 9, SIB type 0 and 226 bits of data. The recorder makes a packet of channel 254 of it.
-  ByteVector payload = Hex("04 00 1F 00");
-  payload.resize(4 + 31, 0x55);
-  payload[4 + 1] = 0x12;
-  payload[4 + 2] = 0x00;
-  const ByteVector log = Log(kNoon, 0x412F, payload);
+  // One block, complete in one message, of which the recorder makes a packet of its own.
+  const ByteVector log = LogPacket(
+      kFach, 7, BytesOf(Message(kFach, 9, Number(3, 5) + Pattern(226, 3))), StampAt(kNoon));
+  SibAssemblyMap map;
+  ASSERT_EQ(DecodeOtaPacket(map, *Item(log), 0).size(), 1U);
   EXPECT_THAT(Import({log}), ElementsAre(sExpected{8, kNoon, log}));
-}
-
-TEST_F(ImportTest, TimesAreThoseOfThePacketsAlsoBackwards) {
-  const auto items = Import({Log(kNoon), Log(kNoon + 300'000), Log(kNoon - 5), Log(kNoon + 1)});
-  ASSERT_THAT(items, SizeIs(4));
-  EXPECT_EQ(items[1].time, kNoon + 300'000);
-  EXPECT_EQ(items[2].time, kNoon - 5);
-  EXPECT_EQ(items[3].time, kNoon + 1);
-  EXPECT_EQ(report.firstTime, kNoon * 10'000);
-  EXPECT_EQ(report.lastTime / 10'000, kNoon + 1);
-}
-
-TEST_F(ImportTest, ANonsensicalStampTakesTheTimeBeforeIt) {
-  const auto items = Import({Log(kNoon), Hex("00"), Log(kUnknown), Hex("1C"), Log(kNoon + 9)});
-  ASSERT_THAT(items, SizeIs(5));
-  EXPECT_EQ(items[2].time, kNoon);
-  EXPECT_EQ(items[2].packet, Log(kUnknown));
-  EXPECT_EQ(items[3].time, kNoon);
-  EXPECT_EQ(items[4].time, kNoon + 9);
-  EXPECT_EQ(report.nonsensicalTimes, 1U);
-  EXPECT_EQ(report.unstamped, 2U);
-  EXPECT_EQ(report.undated, 0U);
-}
-
-TEST_F(ImportTest, PacketsBeforeTheFirstStampTakeItsTime) {
-  EXPECT_THAT(Import({Hex("00"), Hex("7C 01"), Log(kNoon)}),
-              ElementsAre(sExpected{1, kNoon, Hex("00")}, sExpected{1, kNoon, Hex("7C 01")},
-                          sExpected{5, kNoon, Log(kNoon)}));
-}
-
-TEST_F(ImportTest, AStreamWithoutStampsIsDatedWhereModemsBegin) {
-  EXPECT_THAT(Import({Hex("00"), Hex("7C 01")}),
-              ElementsAre(sExpected{1, kUnknown, Hex("00")}, sExpected{1, kUnknown, Hex("7C 01")}));
-  EXPECT_EQ(report.undated, 2U);
-}
-
-TEST_F(ImportTest, MessagesHaveStampsOfTheirOwn) {
-  ByteVector extended = Hex("79 00 00 00 00 00 00 00 00 00 00 00 07 00 05 00 04 00 00 00 00 00");
-  Put(extended, 4, StampAt(kNoon + 1), 8);
-  ByteVector terse = Hex("92 00 00 00 00 00 00 00 00 00 00 00 07 00 05 00 04 00 00 00 11 22 33 44");
-  Put(terse, 4, StampAt(kNoon + 2), 8);
-  // Of another time type nothing is known, and eleven bytes hold no stamp.
-  ByteVector otherType = terse;
-  otherType[1] = 1;
-  Put(otherType, 4, StampAt(kNoon + 99), 8);
-  const ByteVector cut(terse.begin(), terse.begin() + 11);
-  const auto items = Import({Log(kNoon), extended, terse, otherType, cut, Hex("79")});
-  ASSERT_THAT(items, SizeIs(6));
-  EXPECT_EQ(items[1].time, kNoon + 1);
-  EXPECT_EQ(items[2].time, kNoon + 2);
-  EXPECT_EQ(items[3].time, kNoon + 2);
-  EXPECT_EQ(items[4].time, kNoon + 2);
-  EXPECT_EQ(items[5].time, kNoon + 2);
-  EXPECT_EQ(report.unstamped, 3U);
-}
-
-// Event 0x123 at its full time, then 0x456 with a payload of one byte 256 units of 1.25 ms and
-// 0x80 steps of its low part later: a short time replaces bits 8 to 23.
-struct sEventReport {
-  ByteVector packet;
-  std::vector<sExpected> items;
-};
-[[nodiscard]] sEventReport TwoEvents(std::uint8_t code) {
-  const std::uint64_t first = std::uint64_t{1'119'985'920'000} << 16;  // kNoon
-  const std::uint64_t later = first + (std::uint64_t{4} << 16);        // 5 ms
-  ByteVector report = {code, 0, 0};
-  Append(report, 0x0123, 2);
-  Append(report, first, 8);
-  Append(report, 0x0456 | 0x8000 | 0x2000, 2);
-  Append(report, (later >> 8) & 0xFFFF, 2);
-  report.push_back(0xAA);
-  Put(report, 1, report.size() - 3, 2);
-  ByteVector one = {code, 10, 0};
-  Append(one, 0x0123, 2);
-  Append(one, first, 8);
-  ByteVector other = {code, 11, 0};
-  Append(other, 0x2456, 2);
-  Append(other, later, 8);
-  other.push_back(0xAA);
-  return {report, {{4, kNoon, one}, {4, kNoon + 5, other}}};
 }
 
 TEST_F(ImportTest, AnEventReportBecomesItsEventsEachAtItsTime) {
@@ -385,45 +197,6 @@ TEST_F(ImportTest, ThePiecesOfTheStreamMakeNoDifference) {
   }
 }
 
-TEST_F(ImportTest, OfPacketsThatWaitForATimeOnlySoManyAreKept) {
-  ByteVector stream;
-  for (int i = 0; i < 5000; ++i) {
-    AppendFrame(stream, Hex("00 01"));
-  }
-  AppendFrame(stream, Log(kNoon));
-  AppendFrame(stream, Log(kUnknown));
-  for (int i = 0; i < 5000; ++i) {
-    AppendFrame(stream, Hex("00 02"));
-  }
-  AppendFrame(stream, Log(kNoon + 1));
-  const auto items = Import(stream);
-  ASSERT_THAT(items, SizeIs(10'003));
-  // More than 4,096 do not wait for the first stamp, and none after them.
-  EXPECT_EQ(items[0].time, kUnknown);
-  EXPECT_EQ(items[4999].time, kUnknown);
-  EXPECT_EQ(items[5000].time, kNoon);
-  // Nor for a second neighbour, and so the stamp is kept.
-  EXPECT_EQ(items[5001].time, kUnknown);
-  EXPECT_EQ(items[5002].time, kUnknown);
-  EXPECT_EQ(items[10'001].time, kUnknown);
-  EXPECT_EQ(items[10'002].time, kNoon + 1);
-  EXPECT_EQ(report.undated, 5000U);
-}
-
-TEST_F(ImportTest, SoManyBytesWait) {
-  const ByteVector large(16'000, 0x00);
-  ByteVector few;
-  for (int i = 0; i < 65; ++i) {
-    AppendFrame(few, large);
-  }
-  ByteVector more = few;
-  AppendFrame(more, large);
-  AppendFrame(few, Log(kNoon));
-  AppendFrame(more, Log(kNoon));
-  EXPECT_EQ(Import(few).at(0).time, kNoon);
-  EXPECT_EQ(Import(more).at(0).time, kUnknown);
-}
-
 TEST_F(ImportTest, ANameIsToldInAscii) {
   cImport import(Create(), {"K\xC3\xB6ln \xF0\x9F\x93\xA1.hdlc", eWrapped::Open});
   EXPECT_EQ(import.Finish(), kErrorSuccess);
@@ -464,6 +237,65 @@ TEST_F(ImportTest, LongStreamsFillSeveralBlocks) {
         items[number],
         (sExpected{5, kNoon + number, Log(kNoon + number, 0xB0C0, NumberedPacket(number % 100))}));
   }
+}
+
+// The raw stream that a capture is exported to.
+[[nodiscard]] ByteVector ExportOf(const ByteVector& capture) {
+  const sOpened opened = OpenBytes(capture);
+  cMemorySink sink;
+  const auto exported = MakeExport(eExportFormat::Hdlc, {}, sink);
+  sCaptureItem item;
+  for (std::uint64_t number = 0; number < opened.file->ItemCount(); ++number) {
+    EXPECT_EQ(opened.file->ReadItem(number, item), std::nullopt);
+    exported->Add(item);
+  }
+  exported->Finish();
+  return sink.Bytes();
+}
+
+TEST_F(ImportTest, AnExportedRecordingIsImportedWithItsReceivedPackets) {
+  const ByteVector block = LogPacket(
+      kFach, 7, BytesOf(Message(kFach, 9, Number(3, 5) + Pattern(226, 3))), StampAt(kNoon));
+  const ByteVector answer = GetItem(Log(kNoon + 4));
+  const sEventReport events = TwoEvents(0x60);
+  const Packets received = {Hex("00 01"),    Log(kNoon),      block,
+                            answer,          events.packet,   GetItem(events.packet),
+                            GetItem(answer), Hex("92 00 11"), Log(kNoon + 9, 0x512F)};
+  cISFStore store;
+  store.Attach(Create());
+  const auto record = [&store](const ByteVector& packet, std::uint32_t origin) {
+    const cBufferReference item(MakeBuffer(packet, origin));
+    EXPECT_EQ(store.AddItem(item.Get(), kAutomaticType), kErrorSuccess);
+  };
+  for (const ByteVector& packet : received) {
+    record(Hex("1D"), kOriginLibrary);
+    record(packet, kOriginDevice);
+  }
+  store.Close();
+  const ByteVector recording = FileBytes();
+  // Each packet is recorded behind a request; of the block and of the replies more is made.
+  EXPECT_EQ(OpenBytes(recording).file->ItemCount(), 9U + 9 + 1 + 1 + 1 + 2 + 2);
+
+  std::vector<ByteVector> imported;
+  for (const sExpected& item : Import(ExportOf(recording))) {
+    imported.push_back(item.packet);
+  }
+  const ByteVector one = events.items[0].packet;
+  const ByteVector two = events.items[1].packet;
+  EXPECT_EQ(imported,
+            (Packets{received[0], received[1], block, answer, Log(kNoon + 4), one, two, received[5],
+                     one, two, received[6], answer, Log(kNoon + 4), received[7], received[8]}));
+}
+
+TEST_F(ImportTest, AnExportedImportIsTheStreamAgain) {
+  const ByteVector stream =
+      StreamOf({Hex("00 01"), Wrapped(1, Log(kNoon)), Wrapped(2, Log(kNoon + 1, 0x512F)),
+                Wrapped(2, Hex("60 00 00")), Log(kNoon + 2), TwoEvents(0x60).items[0].packet,
+                GetItem(Log(kNoon + 3)), Log(kNoon + 4, 0x412F, Hex("FE 00 02 00 05 AA")),
+                Wrapped(1, ByteVector(16'640, 0x7E)), Hex("7E 7D 7E")});
+  std::ignore = Import(stream);
+  EXPECT_EQ(report.packets, 10U);
+  EXPECT_EQ(ExportOf(FileBytes()), stream);
 }
 
 }  // namespace
