@@ -1,9 +1,9 @@
 #include "convert/segment_join.h"
 
-#include <span>
 #include <tuple>
 #include <utility>
 
+#include "describe/ip_packet.h"
 #include "describe/message_names.h"
 
 namespace corvane {
@@ -11,22 +11,6 @@ namespace {
 
 // The longest packet of IPv6 that is no jumbogram. RRC messages are shorter.
 constexpr std::size_t kLongestMessage = 40 + 65535;
-
-// The length that an IP packet gives itself; 0 for bytes that do not begin one.
-[[nodiscard]] std::size_t StatedIpLength(std::span<const std::uint8_t> bytes) {
-  constexpr std::size_t kVersion4Header = 20;
-  constexpr std::size_t kVersion6Header = 40;
-  const auto number = [&bytes](std::size_t at) {
-    return static_cast<std::size_t>(bytes[at] << 8 | bytes[at + 1]);
-  };
-  if (bytes.size() >= kVersion4Header && bytes[0] >> 4 == 4) {
-    return number(2);
-  }
-  if (bytes.size() >= kVersion6Header && bytes[0] >> 4 == 6) {
-    return kVersion6Header + number(4);
-  }
-  return 0;
-}
 
 // Whether the part begins a message, where none waits for it.
 [[nodiscard]] bool IsFirstPart(const sSignalling& part) {

@@ -1,3 +1,4 @@
+#include "describe/ip_packet.h"
 #include "describe/signalling_log.h"
 
 namespace corvane {
@@ -12,24 +13,11 @@ constexpr std::uint8_t kIpProtocol = 1;
 constexpr std::uint8_t kSentFlag = 0x40;
 constexpr std::uint16_t kLastSegment = 0x8000;
 
-// The length that an IP packet states (RFC 791, RFC 8200); 0 where its header is not whole.
-[[nodiscard]] std::size_t StatedLength(std::span<const std::uint8_t> packet) {
-  constexpr std::size_t kVersion4Header = 20;
-  constexpr std::size_t kVersion6Header = 40;
-  if (packet.size() >= kVersion4Header && packet[0] >> 4 == 4) {
-    return static_cast<std::size_t>(packet[2] << 8 | packet[3]);
-  }
-  if (packet.size() >= kVersion6Header && packet[0] >> 4 == 6) {
-    return kVersion6Header + static_cast<std::size_t>(packet[4] << 8 | packet[5]);
-  }
-  return 0;
-}
-
 void DescribeIpSegment(std::uint16_t number, std::uint16_t segment, sSignalling& signalling) {
   const bool isLast = (segment & kLastSegment) != 0;
   const std::uint16_t place = segment & (kLastSegment - 1u);
   // Segments may count from 0 or from 1: a last one that is a packet by itself is the only one.
-  if (isLast && (place == 0 || StatedLength(signalling.message) == signalling.message.size())) {
+  if (isLast && (place == 0 || StatedIpLength(signalling.message) == signalling.message.size())) {
     return;
   }
   signalling.segment = isLast ? eSegment::Last : eSegment::Part;
