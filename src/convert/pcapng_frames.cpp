@@ -1,8 +1,22 @@
 #include "convert/pcapng_frames.h"
 
 #include "convert/exported_pdu.h"
+#include "describe/ip_packet.h"
 
 namespace corvane {
+namespace {
+
+// How many bytes of an IP packet the modem did not log. Told of these, Wireshark shows what is
+// there; otherwise it takes the packet for a malformed one.
+[[nodiscard]] std::size_t MissingBytes(const sSignalling& signalling) {
+  if (signalling.syntax != eSyntax::Ip) {
+    return 0;
+  }
+  const std::size_t stated = StatedIpLength(signalling.message);
+  return stated > signalling.message.size() ? stated - signalling.message.size() : 0;
+}
+
+}  // namespace
 
 std::string SourceName(const sSource& source, std::string_view unnamed) {
   std::string name = source.port.empty() ? std::string(unnamed) : source.port;
@@ -23,16 +37,18 @@ bool cPcapngFrames::Add(const sFrame& frame) {
   }
   std::optional<sDissector> dissector = frame.dissector;
   std::span<const std::uint8_t> bytes = frame.bytes;
+  std::size_t missing = 0;
   if (frame.sort == eFrameSort::Message) {
     dissector = DissectorOf(*frame.signalling, frame.technology);
     bytes = frame.signalling->message;
+    missing = MissingBytes(*frame.signalling);
   }
   if (!dissector) {
     return false;
   }
   MakeExportedPdu(*dissector, frame.link, bytes, pdu);
   file.AddPacket({InterfaceOf(*frame.source, kLinkTypeExportedPdu), frame.time, pdu, frame.comment,
-                  frame.link});
+                  frame.link, missing});
   return true;
 }
 

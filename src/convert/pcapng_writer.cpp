@@ -71,8 +71,8 @@ void cPcapngWriter::AddPacket(const sPcapngPacket& packet) {
   AppendLittleEndian(block, packet.interface);
   AppendLittleEndian(block, static_cast<std::uint32_t>(time >> 32));
   AppendLittleEndian(block, static_cast<std::uint32_t>(time));
-  AppendLittleEndian(block, length);  // captured
-  AppendLittleEndian(block, length);  // original
+  AppendLittleEndian(block, length);                                               // captured
+  AppendLittleEndian(block, static_cast<std::uint32_t>(length + packet.missing));  // original
   block.insert(block.end(), packet.data.begin(), packet.data.end());
   PadToWord(block);
   if (!packet.comment.empty()) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -29,6 +30,8 @@ struct sPcapngPacket {
   std::span<const std::uint8_t> data;
   std::string_view comment;   // empty: none
   std::optional<eLink> link;  // downlink is inbound
+  // How many more bytes the packet had than were captured.
+  std::size_t missing = 0;
 };
 
 // Writes a pcapng file of one section (draft-ietf-opsawg-pcapng), each block with one call of the

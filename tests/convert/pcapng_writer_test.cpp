@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include "convert/memory_sink.h"
+#include "convert/pcapng_frames.h"
+#include "diag/little_endian.h"
 #include "reader/capture_builder.h"
 
 namespace corvane {
@@ -59,6 +61,51 @@ TEST(PcapngWriterTest, APacketWithoutOptionsHasNoEndOfThem) {
   EXPECT_EQ(sink.Bytes(), Hex("06 00 00 00 24 00 00 00 00 00 00 00 00 00 00 00"
                               "01 00 00 00 04 00 00 00 04 00 00 00 01 02 03 04"
                               "24 00 00 00"));
+}
+
+TEST(PcapngWriterTest, APacketThatWasLongerSaysSo) {
+  cMemorySink sink;
+  cPcapngWriter writer(sink, "");
+  sink.Clear();
+  const ByteVector data = Hex("01 02 03 04");
+  writer.AddPacket({0, 1, data, {}, {}, 0x1234});
+  EXPECT_EQ(sink.Bytes(), Hex("06 00 00 00 24 00 00 00 00 00 00 00 00 00 00 00"
+                              "01 00 00 00 04 00 00 00 38 12 00 00 01 02 03 04"
+                              "24 00 00 00"));
+}
+
+// The captured and the original length of the message's packet block.
+[[nodiscard]] std::pair<std::uint32_t, std::uint32_t> LengthsOf(const sSignalling& signalling) {
+  cMemorySink sink;
+  cPcapngFrames frames(sink, "", "modem");
+  const sSource source;
+  sFrame frame;
+  frame.source = &source;
+  frame.signalling = &signalling;
+  EXPECT_TRUE(frames.Add(frame));
+  sink.Clear();  // the section, and the interface
+  EXPECT_TRUE(frames.Add(frame));
+  return {Load32(&sink.Bytes().at(20)), Load32(&sink.Bytes().at(24))};
+}
+
+TEST(PcapngFramesTest, AnIpPacketThatWasLoggedInPartSaysSo) {
+  sSignalling signalling;
+  signalling.syntax = eSyntax::Ip;
+  signalling.message = Hex("45 00 01 00 00 01 00 00 40 11 00 00 0A 00 00 01 0A 00 00 02");
+  const auto [captured, original] = LengthsOf(signalling);
+  EXPECT_EQ(original - captured, 256U - 20U);
+  signalling.message.at(3) = 20;  // the length, now that of what is there
+  signalling.message.at(2) = 0;
+  const auto [capturedWhole, originalWhole] = LengthsOf(signalling);
+  EXPECT_EQ(originalWhole, capturedWhole);
+}
+
+TEST(PcapngFramesTest, AMessageThatIsNoIpPacketIsWhole) {
+  sSignalling signalling;
+  signalling.syntax = eSyntax::LteNasPlain;
+  signalling.message = Hex("45 00 01 00 00 01 00 00 40 11 00 00 0A 00 00 01 0A 00 00 02");
+  const auto [captured, original] = LengthsOf(signalling);
+  EXPECT_EQ(original, captured);
 }
 
 }  // namespace
