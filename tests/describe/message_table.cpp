@@ -4,7 +4,6 @@
 #include <cctype>
 #include <charconv>
 #include <fstream>
-#include <sstream>
 #include <stdexcept>
 
 namespace corvane {
@@ -79,19 +78,20 @@ static_assert(kSyntaxes.size() == static_cast<std::size_t>(eSyntax::Sip) + 1);
 }
 
 [[nodiscard]] sMessageRow ParseRow(const std::string& line) {
-  std::vector<std::string> fields;
-  std::istringstream stream(line);
-  for (std::string field; std::getline(stream, field, '\t');) {
-    fields.push_back(field);
+  std::vector<std::string> fields(1);
+  for (const char character : line) {
+    if (character == '\t') {
+      fields.emplace_back();
+    } else {
+      fields.back().push_back(character);
+    }
   }
-  if (fields.size() < 5 || fields.size() > 6 ||
-      (fields[4] != "valid" && fields[4] != "name only")) {
+  if (fields.size() < 4 || fields.size() > 5) {
     throw std::runtime_error("not a row of messages: " + line);
   }
-  sMessageRow row{SyntaxByName(fields[0]), fields[1],   ParseHex(fields[2]), fields[3],
-                  fields[4] == "valid",    std::nullopt};
-  if (fields.size() == 6) {
-    row.sibType = static_cast<std::uint8_t>(std::stoul(fields[5]));
+  sMessageRow row{SyntaxByName(fields[0]), fields[1], ParseHex(fields[2]), fields[3], std::nullopt};
+  if (fields.size() == 5) {
+    row.sibType = static_cast<std::uint8_t>(std::stoul(fields[4]));
   }
   return row;
 }
@@ -115,15 +115,6 @@ static_assert(kSyntaxes.size() == static_cast<std::size_t>(eSyntax::Sip) + 1);
 const std::vector<sMessageRow>& MessageTable() {
   static const std::vector<sMessageRow> rows = ReadTable();
   return rows;
-}
-
-const sMessageRow& FirstMessage(eSyntax syntax) {
-  for (const sMessageRow& row : MessageTable()) {
-    if (row.syntax == syntax) {
-      return row;
-    }
-  }
-  throw std::runtime_error("no message of syntax " + std::string(SyntaxName(syntax)));
 }
 
 std::string LettersAndDigits(std::string_view name) {

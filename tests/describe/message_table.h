@@ -9,7 +9,7 @@
 #include "describe/signalling.h"
 #include "support/bytes.h"
 
-// Messages of every syntax with the names that Wireshark shows: messages.tsv.
+// Well-formed messages of every syntax with the names that Wireshark shows: messages.tsv.
 namespace corvane {
 
 struct sMessageRow {
@@ -17,16 +17,11 @@ struct sMessageRow {
   std::string dissector;  // Wireshark's, as an exported PDU names it
   ByteVector message;
   std::string name;                     // as Wireshark shows it; empty where it shows none
-  bool valid = false;                   // all of the message is well-formed, not its type alone
   std::optional<std::uint8_t> sibType;  // of whole system information blocks
 };
 
-// All rows, in the file's order: for every syntax a valid message comes first. Throws
-// std::runtime_error for a row that cannot be read.
+// All rows, in the file's order. Throws std::runtime_error for a row that cannot be read.
 [[nodiscard]] const std::vector<sMessageRow>& MessageTable();
-
-// The first row of a syntax.
-[[nodiscard]] const sMessageRow& FirstMessage(eSyntax syntax);
 
 // The letters and digits of a name, in lower case.
 [[nodiscard]] std::string LettersAndDigits(std::string_view name);
