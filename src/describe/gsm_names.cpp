@@ -290,8 +290,8 @@ constexpr sTypeName kTest[] = {
 
 // What a protocol discriminator, the lower half of the first octet, says.
 struct sProtocol {
-  std::uint8_t discriminator = 0;
   std::span<const sTypeName> types;
+  std::uint8_t discriminator = 0;
   // The bits of the octet that tell the type; the others count messages.
   std::uint8_t typeBits = 0xFF;
   // The upper half of the first octet is a transaction identifier, else a skip indicator.
@@ -299,10 +299,10 @@ struct sProtocol {
 };
 
 constexpr sProtocol kProtocols[] = {
-    {0x0, kGcc, 0x3F, true},   {0x1, kBcc, 0x3F, true}, {0x3, kCc, 0x3F, true},
-    {0x5, kMm, 0x3F, false},   {0x6, kRr, 0xFF, false}, {0x8, kGmm, 0xFF, false},
-    {0x9, kSms, 0xFF, true},   {0xA, kSm, 0xFF, true},  {0xB, kSs, 0x3F, true},
-    {0xF, kTest, 0xFF, false},
+    {kGcc, 0x0, 0x3F, true},   {kBcc, 0x1, 0x3F, true}, {kCc, 0x3, 0x3F, true},
+    {kMm, 0x5, 0x3F, false},   {kRr, 0x6, 0xFF, false}, {kGmm, 0x8, 0xFF, false},
+    {kSms, 0x9, 0xFF, true},   {kSm, 0xA, 0xFF, true},  {kSs, 0xB, 0x3F, true},
+    {kTest, 0xF, 0xFF, false},
 };
 
 // A transaction identifier of this value goes on in the octet behind.

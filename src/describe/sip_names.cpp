@@ -97,8 +97,8 @@ constexpr std::size_t kDigits = 3;
       !std::ranges::all_of(line.substr(1, kDigits), IsDigit) || IsDigit(line[kDigits + 1])) {
     return {};
   }
-  const auto found = std::ranges::find(kStatuses, line.substr(1, kDigits),
-                                       [](std::string_view s) { return s.substr(0, kDigits); });
+  const auto* const found = std::ranges::find(
+      kStatuses, line.substr(1, kDigits), [](std::string_view s) { return s.substr(0, kDigits); });
   return found == std::end(kStatuses) ? "Response" : *found;
 }
 
@@ -118,7 +118,7 @@ std::string_view SipMessageName(eSyntax syntax, MessageBytes message) {
     return StatusName(line.substr(kVersion.size()));
   }
   const std::size_t end = line.find(' ');
-  const auto found = std::ranges::find(kMethods, line.substr(0, end));
+  const auto* const found = std::ranges::find(kMethods, line.substr(0, end));
   return end == std::string_view::npos || found == std::end(kMethods) ? std::string_view() : *found;
 }
 
