@@ -15,6 +15,8 @@ enum class eExportFormat : std::uint8_t {
   Pcapng,  // for Wireshark: signalling messages as exported PDUs
   Gsmtap,  // pcap: signalling messages in UDP port 4729
   Hdlc,    // for other DIAG tools: the received packets as a raw stream
+  Jsonl,   // a row an item: lines of JSON
+  Csv,     // the same as CSV
 };
 
 // Whose times an export has.

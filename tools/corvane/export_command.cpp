@@ -157,6 +157,8 @@ constexpr sFormat kFormats[] = {
     {"gsmtap", eExportFormat::Gsmtap, "the same, without those of NR, as a pcap of UDP port 4729"},
     {"hdlc", eExportFormat::Hdlc,
      "the received packets as a raw stream, for other tools that read DIAG"},
+    {"jsonl", eExportFormat::Jsonl, "a line of JSON an item, with all that is known of it"},
+    {"csv", eExportFormat::Csv, "the same as CSV"},
 };
 
 void AddOutputOptions(CLI::App& command, sExportRequest& request) {
