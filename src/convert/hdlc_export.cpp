@@ -5,6 +5,7 @@
 #include "capture/isf/layout.h"
 #include "convert/item_description.h"
 #include "convert/rebuilt_blocks.h"
+#include "convert/unshown_messages.h"
 #include "diag/hdlc.h"
 #include "diag/little_endian.h"
 #include "diag/packets.h"
@@ -104,14 +105,17 @@ void cHdlcExport::WriteFrame(const std::vector<std::uint8_t>& packet) {
 
 std::vector<std::string> cHdlcExport::Notes() const {
   std::vector<std::string> notes;
-  const auto tell = [&notes](std::uint64_t count, std::string_view what) {
+  const auto tell = [&notes](std::uint64_t count, std::string_view one, std::string_view more,
+                             std::string_view rest) {
     if (count != 0) {
-      notes.push_back(std::to_string(count) + " " + std::string(what) + " are left out");
+      notes.push_back(CountText(count, one, more) + std::string(rest));
     }
   };
-  tell(rebuiltLeftOut, "system-information blocks that the recorder rebuilt");
-  tell(outOfReplyLeftOut, "packets that stand in the reply in front of them as well");
-  tell(unknownLeftOut, "items of unknown types");
+  tell(rebuiltLeftOut, "system-information block that the recorder rebuilt is",
+       "system-information blocks that the recorder rebuilt are", " left out (--synthetic keep)");
+  tell(outOfReplyLeftOut, "packet is", "packets are",
+       " left out, because the reply in front holds the same");
+  tell(unknownLeftOut, "item of an unknown type is", "items of unknown types are", " left out");
   return notes;
 }
 

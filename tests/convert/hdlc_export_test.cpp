@@ -132,7 +132,8 @@ TEST(HdlcExportTest, RebuiltBlocksAreLeftOutAndTold) {
   const sExported exported = Export({{8, kLog}, {8, Rebuilt()}});
   EXPECT_EQ(exported.stream, StreamOf({kLog}));
   EXPECT_THAT(exported.notes,
-              ElementsAre("1 system-information blocks that the recorder rebuilt are left out"));
+              ElementsAre("1 system-information block that the recorder rebuilt is left out "
+                          "(--synthetic keep)"));
 }
 
 TEST(HdlcExportTest, RebuiltBlocksCanBeKept) {
@@ -150,9 +151,8 @@ TEST(HdlcExportTest, BlocksOfTheModemAreReceivedPackets) {
 TEST(HdlcExportTest, APacketOutOfTheReplyBeforeItIsLeftOut) {
   const sExported exported = Export({{9, GetItem(kLog)}, {5, kLog}, {5, kLog}});
   EXPECT_EQ(exported.stream, StreamOf({GetItem(kLog), kLog}));
-  EXPECT_THAT(
-      exported.notes,
-      ElementsAre("1 packets that stand in the reply in front of them as well are left out"));
+  EXPECT_THAT(exported.notes,
+              ElementsAre("1 packet is left out, because the reply in front holds the same"));
 }
 
 TEST(HdlcExportTest, OnlyThePacketThatTheReplyHoldsIsLeftOut) {
