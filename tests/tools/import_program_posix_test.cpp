@@ -97,6 +97,18 @@ TEST_F(ImportProgramTest, ADeviceIsNoCapture) {
   EXPECT_TRUE(std::filesystem::is_character_file("/dev/null"));
 }
 
+TEST_F(ImportProgramTest, OfALinkTheFileIsReplacedThatItLeadsTo) {
+  const std::string stream = WriteStream("drive.hdlc", 1);
+  const std::string real = folder.Write("real.isf", Hex("41 42 43"));
+  const std::string link = folder.Path("link.isf");
+  std::filesystem::create_symlink("real.isf", link);
+  EXPECT_EQ(Run("import " + stream + " -o " + link), 1);
+  EXPECT_EQ(errors, "corvane import: " + link + " is there already; --overwrite replaces it\n");
+  EXPECT_EQ(Run("import --overwrite " + stream + " -o " + link), 0);
+  EXPECT_TRUE(std::filesystem::is_symlink(link));
+  ExpectItems(real, 2);
+}
+
 TEST_F(ImportProgramTest, AStreamThatCannotBeReadToItsEndLeavesNoCapture) {
   // No process can read its own memory at address 0.
   EXPECT_EQ(Run("import /proc/self/mem -o " + folder.Path("drive.isf")), 1);

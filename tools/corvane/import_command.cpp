@@ -27,6 +27,7 @@ namespace corvane::tools {
 namespace {
 
 constexpr char kStandardInput[] = "-";
+constexpr char kStandardOutput[] = "-";
 
 [[nodiscard]] bool IsStandardInput(const std::string& path) { return path == kStandardInput; }
 
@@ -162,6 +163,9 @@ class cImportRun {
   }
 
   [[nodiscard]] std::optional<std::string> FindObstacle(cNewFile& output) const {
+    if (request.output == kStandardOutput) {
+      return "a capture needs a file: it cannot be written to standard output";
+    }
     std::error_code ignored;  // files that cannot be compared are not the same one
     if (std::filesystem::equivalent(request.input, request.output, ignored)) {
       return fmt::format("the capture would overwrite the stream {}", request.input);

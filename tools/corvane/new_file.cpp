@@ -39,7 +39,11 @@ std::optional<std::string> cNewFile::Begin() {
     return std::nullopt;
   }
   if (std::filesystem::exists(status) && !replaces) {
-    return fmt::format("{} is there already; --overwrite replaces it", wanted);
+    return IsThere();
+  }
+  if (std::filesystem::is_symlink(wanted, ignored) && std::filesystem::exists(status)) {
+    // The link stays, and the file that it leads to is replaced.
+    wanted = std::filesystem::canonical(wanted).string();
   }
   written = FreeNameBeside(wanted);
   return std::nullopt;
@@ -50,12 +54,19 @@ std::optional<std::string> cNewFile::Complete() {
     return std::nullopt;
   }
   std::error_code error;
+  if (!replaces && std::filesystem::exists(wanted, error)) {
+    return IsThere();  // someone else has made it in the meantime
+  }
   std::filesystem::rename(written, wanted, error);
   if (error) {
     return fmt::format("{} could not be given its name: {}", wanted, error.message());
   }
   written.clear();
   return std::nullopt;
+}
+
+std::string cNewFile::IsThere() const {
+  return fmt::format("{} is there already; --overwrite replaces it", wanted);
 }
 
 }  // namespace corvane::tools

@@ -6,8 +6,9 @@
 namespace corvane::tools {
 
 // The file that a command makes. Until it is complete it has another name in the same folder, so
-// that nobody takes half of it for the whole, and a file that it replaces stays as it is. Unless
-// Complete was called, nothing of it is left.
+// that nobody takes half of it for the whole, and a file that it replaces stays as it is. Of a
+// symbolic link the file that it leads to is replaced. Unless Complete was called, nothing of it is
+// left.
 class cNewFile {
  public:
   cNewFile(std::string path, bool mayReplace) : wanted(std::move(path)), replaces(mayReplace) {}
@@ -27,6 +28,8 @@ class cNewFile {
   [[nodiscard]] std::optional<std::string> Complete();
 
  private:
+  [[nodiscard]] std::string IsThere() const;
+
   std::string wanted;
   bool replaces;
   std::string written;
