@@ -29,6 +29,7 @@ constexpr std::uint8_t kSib19Subtype = 54;
 
 constexpr std::string_view kWcdmaRrc = "WCDMA RRC";
 constexpr std::string_view kNrRrc = "NR RRC";
+constexpr std::string_view kRlcMac = "GSM RLC/MAC";
 
 // How a syntax is shown.
 struct sSyntaxCarrier {
@@ -54,8 +55,8 @@ constexpr std::array kCarriers{
     sSyntaxCarrier{eSyntax::GsmLayer3, {"gsm_a_dtap", "GSM L3"}, Gsmtap{kAbis, 0}},
     sSyntaxCarrier{eSyntax::GsmPseudoLength, {"gsm_a_ccch", "GSM RR"}, Gsmtap{kUm, 2}},
     sSyntaxCarrier{eSyntax::GsmAccessBurst, {kBytesDissector, "GSM RACH"}, Gsmtap{kUm, kRach}},
-    sSyntaxCarrier{eSyntax::GprsRlcMacDownlink, {"gsm_rlcmac_dl", {}}, Gsmtap{kUm, kPacch}},
-    sSyntaxCarrier{eSyntax::GprsRlcMacUplink, {"gsm_rlcmac_ul", {}}, Gsmtap{kUm, kPacch}},
+    sSyntaxCarrier{eSyntax::GprsRlcMacDownlink, {"gsm_rlcmac_dl", kRlcMac}, Gsmtap{kUm, kPacch}},
+    sSyntaxCarrier{eSyntax::GprsRlcMacUplink, {"gsm_rlcmac_ul", kRlcMac}, Gsmtap{kUm, kPacch}},
 
     sSyntaxCarrier{eSyntax::WcdmaUlCcch, {"rrc.ul.ccch", kWcdmaRrc}, Gsmtap{kUmtsRrc, 3}},
     sSyntaxCarrier{eSyntax::WcdmaUlDcch, {"rrc.ul.dcch", kWcdmaRrc}, Gsmtap{kUmtsRrc, 1}},

@@ -300,18 +300,19 @@ std::vector<std::string> cSignallingExport::Notes() const {
     notes.push_back(std::move(note));
   }
   for (const auto& [logCode, count] : segments.Incomplete()) {
-    notes.push_back(CountText(count, "message is", "messages are") +
-                    " not shown, for parts of them are missing: " + LogCodeText(logCode));
+    notes.push_back(CountText(count, "message lacks parts and is", "messages lack parts and are") +
+                    " not shown: " + LogCodeText(logCode));
   }
   if (rebuiltLeftOut != 0) {
     notes.push_back(CountText(rebuiltLeftOut,
                               "system-information block that the recorder rebuilt is",
                               "system-information blocks that the recorder rebuilt are") +
-                    " left out; --synthetic keep shows them");
+                    " left out (--synthetic keep)");
   }
   if (clock.NotBelieved() != 0) {
-    notes.push_back(CountText(clock.NotBelieved(), "time", "times") +
-                    " of the modem's, more than two days from the recorder's, replaced by those");
+    notes.push_back(
+        CountText(clock.NotBelieved(), "time of the modem's is", "times of the modem's are") +
+        " more than two days from the recorder's, which is shown instead");
   }
   return notes;
 }
