@@ -4,6 +4,7 @@ import functools
 import os
 import pathlib
 import re
+import resource
 import struct
 import subprocess
 import tempfile
@@ -576,6 +577,155 @@ class Gsmtap(unittest.TestCase):
                 self.assertIn("gsmtap", shown.dissectors)
                 # The lower layers that are added decide which dissector names the message.
                 self.assertIn(re.sub(r"^\(\w+\) ", "", frame.row.name), shown.info)
+
+
+class Output(unittest.TestCase):
+    """Where the export goes, and how the program ends."""
+
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory(prefix="corvane-export-")
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+        self.capture = self.folder / "drive.isf"
+        self.capture.write_bytes(all_rows()[0])
+        self.output = self.folder / "drive.pcapng"
+
+    def run_program(self, *arguments, **options):
+        """-> exit code and messages"""
+        ended = subprocess.run(
+            [PROGRAM, "export", self.capture, *arguments],
+            stdin=subprocess.DEVNULL,
+            stdout=options.pop("stdout", subprocess.DEVNULL),
+            stderr=subprocess.PIPE,
+            timeout=DEADLINE,
+            check=False,
+            **options,
+        )
+        text = ended.stderr.decode("utf-8").replace(str(self.folder) + "/", "")
+        return ended.returncode, text.splitlines()
+
+    def files(self):
+        return sorted(path.name for path in self.folder.iterdir())
+
+    def test_a_file_of_that_name_comes_into_being(self):
+        count = len(all_rows()[1])
+        items = len(rows()) + 1
+        said = [f"corvane export: {count} messages of {items} items"]
+        self.assertEqual(self.run_program("-o", self.output), (0, said))
+        self.assertEqual(self.output.read_bytes(), exported_rows())
+        self.assertEqual(self.files(), ["drive.isf", "drive.pcapng"])
+
+    def test_a_file_that_is_there_is_replaced_only_if_asked_for(self):
+        self.output.write_bytes(b"kept")
+        refused = "corvane export: drive.pcapng is there already; --overwrite replaces it"
+        for option in ("-o", "-w"):
+            self.assertEqual(self.run_program(option, self.output), (1, [refused]))
+            self.assertEqual(self.output.read_bytes(), b"kept")
+        for option in ("-o", "-w"):
+            self.output.write_bytes(b"old")
+            self.assertEqual(self.run_program(option, self.output, "--overwrite")[0], 0)
+            self.assertEqual(self.output.read_bytes(), exported_rows())
+        self.assertEqual(self.files(), ["drive.isf", "drive.pcapng"])
+
+    def test_the_capture_itself_is_never_replaced(self):
+        before = self.capture.read_bytes()
+        for option in ("-o", "-w"):
+            said = ["corvane export: the export would overwrite the capture drive.isf"]
+            self.assertEqual(self.run_program(option, self.capture, "--overwrite"), (1, said))
+            self.assertEqual(self.capture.read_bytes(), before)
+
+    def test_a_disk_that_becomes_full_leaves_what_was_there(self):
+        self.output.write_bytes(b"kept")
+
+        def limit():  # past so many bytes the system takes no more of a file
+            resource.setrlimit(resource.RLIMIT_FSIZE, (20_000, 20_000))
+
+        code, said = self.run_program(
+            "-o", self.output, "--overwrite", preexec_fn=limit, restore_signals=False
+        )
+        self.assertEqual(code, 1)
+        self.assertEqual(said, ["corvane export: drive.pcapng.part cannot be written: File too large"])
+        self.assertEqual(self.output.read_bytes(), b"kept")
+        self.assertEqual(self.files(), ["drive.isf", "drive.pcapng"])
+
+    def test_a_full_disk_is_told_once(self):
+        said = "No space left on device"
+        self.assertEqual(
+            self.run_program("-w", "/dev/full"),
+            (1, [f"corvane export: /dev/full cannot be written: {said}"]),
+        )
+        with open("/dev/full", "wb") as full:
+            self.assertEqual(
+                self.run_program("-w", "-", stdout=full),
+                (1, [f"corvane export: standard output cannot be written: {said}"]),
+            )
+
+    def test_a_device_is_written_as_it_is(self):
+        self.assertEqual(self.run_program("-o", "/dev/null")[0], 0)
+        self.assertTrue(pathlib.Path("/dev/null").is_char_device())
+
+    def test_a_pipe_whose_reader_has_gone_ends_the_export_quietly(self):
+        read_end, write_end = os.pipe()
+        os.close(read_end)
+        with open(write_end, "wb") as pipe:
+            self.assertEqual(self.run_program("-w", "-", stdout=pipe), (0, []))
+
+    def test_a_folder_that_is_missing_is_told(self):
+        said = "missing/x.pcapng{} cannot be written: No such file or directory"
+        for option, name in (("-o", ".part"), ("-w", "")):
+            code, messages = self.run_program(option, self.folder / "missing" / "x.pcapng")
+            self.assertEqual((code, messages), (1, ["corvane export: " + said.format(name)]))
+
+    def test_a_folder_cannot_be_the_output(self):
+        said = "corvane export: {} is a folder".format(self.folder)
+        self.assertEqual(self.run_program("-o", self.folder), (1, [said]))
+
+    def test_a_capture_that_cannot_be_read_makes_no_file(self):
+        self.capture.write_bytes(b"no capture")
+        code, messages = self.run_program("-o", self.output)
+        self.assertEqual((code, len(messages)), (1, 1))
+        self.assertTrue(messages[0].startswith("corvane export: drive.isf: "), messages)
+        self.capture.unlink()
+        self.assertEqual(self.run_program("-o", self.output)[0], 1)
+        self.assertEqual(self.files(), [])
+
+    def test_every_good_item_of_a_damaged_capture_is_exported(self):
+        damaged = bytearray(all_rows()[0])
+        entry = 4 + 7 * 5  # of item 5 in the first block's directory
+        damaged[entry : entry + 7] = bytes((5, 255, 255, 255, 255, 1, 0))
+        self.capture.write_bytes(damaged)
+        code, messages = self.run_program("-o", self.output)
+        self.assertEqual(code, 1)
+        comments = [packet.comments[0] for _, _, packet in frames(self.output.read_bytes())]
+        expected = [frame.comment for frame in all_rows()[1] if frame.items != [5]]
+        self.assertEqual(comments, expected)
+        self.assertTrue(any("item 5" in text or "entry 5" in text for text in messages), messages)
+
+    def test_a_capture_that_is_not_closed_gives_code_3(self):
+        capture = made_capture.MadeCapture()
+        add_packet(capture, 0, one_row(LTE).packet)
+        self.capture.write_bytes(capture.unclosed())
+        code, messages = self.run_program("-o", self.output)
+        self.assertEqual(code, 3)
+        self.assertIn("the file was not closed", messages[-1])
+        self.assertEqual(len(frames(self.output.read_bytes())), 1)
+
+    def test_wrong_usage_gives_code_2(self):
+        for arguments in (
+            [],
+            ["-o", "x", "-w", "y"],
+            ["-o", "x", "--format", "none"],
+            ["-o", "x", "--clock", "none"],
+            ["-o", "x", "--leap-seconds", "-1"],
+            ["-o", "x", "--synthetic", "none"],
+            *(
+                ["-o", "x", "--format", "gsmtap", extra]
+                for extra in ("--events", "--messages", "--requests", "--raw")
+            ),
+        ):
+            with self.subTest(arguments=arguments):
+                self.assertEqual(self.run_program(*arguments, cwd=self.folder)[0], 2)
+        self.assertEqual(self.files(), ["drive.isf"])
 
 
 if __name__ == "__main__":

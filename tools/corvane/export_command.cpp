@@ -109,11 +109,6 @@ struct sExported {
 // Exports `file` into a new file, which gets its name when it is whole.
 [[nodiscard]] int ExportIntoNewFile(cCaptureFile& file, const sExportRequest& request,
                                     std::ostream& errors) {
-  std::error_code ignored;  // files that cannot be compared are not the same one
-  if (std::filesystem::equivalent(request.path, request.output, ignored)) {
-    Tell(fmt::format("the export would overwrite the capture {}", request.path), errors);
-    return kExitFailed;
-  }
   cNewFile output(request.output, request.overwrite);
   if (const auto obstacle = output.Begin()) {
     Tell(*obstacle, errors);
@@ -129,6 +124,23 @@ struct sExported {
   return Report(exported, file, request, errors);
 }
 
+// Exports `file` into a pipe, or a file that is there from the start.
+[[nodiscard]] int ExportIntoStream(cCaptureFile& file, const sExportRequest& request,
+                                   std::ostream& errors) {
+  std::error_code ignored;  // what cannot be looked at is told by opening it
+  if (!request.overwrite && std::filesystem::is_regular_file(request.stream, ignored)) {
+    Tell(fmt::format("{} is there already; --overwrite replaces it", request.stream), errors);
+    return kExitFailed;
+  }
+  return Report(ExportInto(request.stream, file, request, errors), file, request, errors);
+}
+
+// Whether two paths lead to the same file. Files that cannot be compared are not the same one.
+[[nodiscard]] bool AreSame(const std::string& one, const std::string& other) {
+  std::error_code ignored;
+  return std::filesystem::equivalent(one, other, ignored);
+}
+
 }  // namespace
 
 int ExportCapture(const sExportRequest& request, std::ostream& errors) {
@@ -138,10 +150,12 @@ int ExportCapture(const sExportRequest& request, std::ostream& errors) {
   if (file == nullptr) {
     return ReportUnreadable("export", request.path, error, errors);
   }
-  if (!request.output.empty()) {
-    return ExportIntoNewFile(*file, request, errors);
+  if (AreSame(request.path, request.output.empty() ? request.stream : request.output)) {
+    Tell(fmt::format("the export would overwrite the capture {}", request.path), errors);
+    return kExitFailed;
   }
-  return Report(ExportInto(request.stream, *file, request, errors), *file, request, errors);
+  return request.output.empty() ? ExportIntoStream(*file, request, errors)
+                                : ExportIntoNewFile(*file, request, errors);
 }
 
 namespace {
@@ -215,6 +229,16 @@ void AddContentOptions(CLI::App& command, sExportOptions& options) {
                    "Show every packet as it is too, on an interface of link type 147");
 }
 
+// What is no signalling only pcapng has a form for.
+void CheckExtras(const sExportRequest& request) {
+  const sExportOptions& options = request.options;
+  const bool hasExtras = options.events || options.messages || options.requests || options.raw;
+  if (hasExtras && request.format != eExportFormat::Pcapng) {
+    throw CLI::ValidationError("--format",
+                               "--events, --messages, --requests and --raw are for pcapng alone");
+  }
+}
+
 }  // namespace
 
 void AddExportCommand(CLI::App& app, int& exitCode) {
@@ -226,6 +250,7 @@ void AddExportCommand(CLI::App& app, int& exitCode) {
   AddContentOptions(*command, request->options);
   command->footer(kReadingExitCodes);
   command->callback([request, &exitCode] {
+    CheckExtras(*request);
     const std::u8string name = std::filesystem::path(request->path).filename().u8string();
     request->options.captureName = std::string(name.begin(), name.end());
     request->options.application = "Corvane " CORVANE_VERSION;
