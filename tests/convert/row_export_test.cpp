@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <set>
+#include <sstream>
 
 #include "convert/memory_sink.h"
 #include "convert/modem_time.h"
@@ -185,6 +187,23 @@ TEST(ItemFieldsTest, NamesAreUniqueAndFound) {
   }
   EXPECT_EQ(FindItemField("nothing"), nullptr);
   EXPECT_EQ(FindItemField(""), nullptr);
+}
+
+TEST(ItemFieldsTest, TheDocumentHasTheTable) {
+  std::ifstream document(CORVANE_EXPORT_FORMATS_DOCUMENT);
+  ASSERT_TRUE(document.is_open());
+  std::vector<std::string> lines;
+  for (std::string line; std::getline(document, line);) {
+    if (line.starts_with("| `")) {
+      lines.push_back(line);
+    }
+  }
+  std::vector<std::string> expected;
+  for (const sItemField& field : ItemFields()) {
+    expected.push_back("| `" + std::string(field.name) + "` | " + std::string(field.meaning) +
+                       " |");
+  }
+  EXPECT_EQ(lines, expected);
 }
 
 // --- Cells, field by field
