@@ -18,6 +18,13 @@ void AddBytes(Json& line, bool good, ByteView packet) {
   line["hex"] = ToHex(packet);
 }
 
+Json ShownMessage(const sShownMessage& message) {
+  return {{"dissector", message.dissector},
+          {"shows", message.shows},
+          {"uplink", message.uplink},
+          {"hex", ToHex(message.message)}};
+}
+
 Json HexList(const std::vector<Bytes>& packets) {
   Json list = Json::array();
   for (const Bytes& packet : packets) {
@@ -233,7 +240,15 @@ void cConnection::SendStreamed(std::uint64_t packetNumber, const sStreamPacket& 
     line["sib"] = {{"channel", packet.sib->channel},
                    {"bearer", packet.sib->bearer},
                    {"choice", packet.sib->choice}};
+  }
+  if (packet.sib || !packet.blocks.empty()) {
     line["blocks"] = HexList(packet.blocks);
+  }
+  if (packet.message) {
+    line["message"] = ShownMessage(*packet.message);
+  }
+  if (packet.completes) {
+    line["completes"] = ShownMessage(*packet.completes);
   }
   Queue(wire.bytes, std::move(line), wire.cuts, packetFaults.merge);
   if (packetFaults.unasked) {

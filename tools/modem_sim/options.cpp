@@ -192,8 +192,8 @@ void AddConnectionOptions(CLI::App& app, sOptions& options) {
 void AddStreamOptions(CLI::App& app, sOptions& options) {
   app.option_defaults()->group("Stream");
   AddChoice<std::string>(app, "--scenario", options.scenario,
-                         "What is streamed: mixed or sib [mixed]",
-                         {{"mixed", "mixed"}, {"sib", "sib"}});
+                         "What is streamed: mixed, sib or signalling [mixed]",
+                         {{"mixed", "mixed"}, {"sib", "sib"}, {"signalling", "signalling"}});
   AddNumber(app, "--seed", options.stream.seed,
             "Everything that is random follows from this number [1]");
   AddText(

@@ -7,6 +7,7 @@
 #include "modem_sim/masks.h"
 #include "modem_sim/random.h"
 #include "modem_sim/sib_broadcast.h"
+#include "modem_sim/signalling/story.h"
 
 namespace corvane::modem_sim {
 
@@ -24,6 +25,9 @@ struct sStreamPacket {
   std::vector<Bytes> events;  // of an event report: each event as a packet of its own
   std::vector<Bytes> blocks;  // the blocks that this packet completes, their time stamps zero
   std::optional<sSibNote> sib;
+  // Of the signalling scenario: the message that this packet holds, and what it completes.
+  std::optional<sShownMessage> message = std::nullopt;
+  std::optional<sShownMessage> completes = std::nullopt;
 };
 
 // How the stream is composed.
@@ -78,13 +82,15 @@ class cMixedScenario final : public cScenario {
   [[nodiscard]] sStreamPacket Make(std::uint64_t number, bool delivered,
                                    const cMasks& masks) override;
 
- private:
-  [[nodiscard]] sStreamPacket MakeLog(std::uint64_t number, cRandom& random,
-                                      const std::vector<std::uint16_t>& codes) const;
+  // An event report with one or several of `ids`, and a message of one of `sources`.
   [[nodiscard]] sStreamPacket MakeEvents(std::uint64_t number, cRandom& random,
                                          const std::vector<std::uint16_t>& ids) const;
   [[nodiscard]] sStreamPacket MakeMessage(std::uint64_t number, cRandom& random,
                                           const std::vector<sMessageSource>& sources) const;
+
+ private:
+  [[nodiscard]] sStreamPacket MakeLog(std::uint64_t number, cRandom& random,
+                                      const std::vector<std::uint16_t>& codes) const;
   // The log codes that are switched on and chosen by the options.
   [[nodiscard]] std::vector<std::uint16_t> SendableCodes(const cMasks& masks) const;
   [[nodiscard]] std::size_t PayloadSize(cRandom& random) const;
@@ -113,7 +119,43 @@ class cSibScenario final : public cScenario {
   cSibBroadcast broadcast;
 };
 
-// `name` is "mixed" or "sib"; null for any other.
+// A story of signalling on GSM, WCDMA, LTE and NR, told over and over (signalling/story.h): of its
+// log packets those that the masks and the options allow, in between the events and messages that
+// do. Log codes that the story has no packet of are not sent.
+//
+// Each packet tells which message it holds or completes. A new host hears the story from the start.
+class cSignallingScenario final : public cScenario {
+ public:
+  explicit cSignallingScenario(const sStreamOptions& options);
+
+  [[nodiscard]] bool CanSend(const cMasks& masks) const override;
+  [[nodiscard]] sStreamPacket Make(std::uint64_t number, bool delivered,
+                                   const cMasks& masks) override;
+  void HostGone() override;
+
+ private:
+  [[nodiscard]] bool IsLogAllowed(std::uint16_t code, const cMasks& masks) const;
+  [[nodiscard]] bool IsEventAllowed(std::uint16_t id, const cMasks& masks) const;
+  // Whether any step of the story is allowed.
+  [[nodiscard]] bool CanTell(const cMasks& masks) const;
+  // The events that are on and happen by chance: those of the story have a time and a payload.
+  [[nodiscard]] std::vector<std::uint16_t> OtherEvents(const cMasks& masks) const;
+  // The next step that is allowed, which there must be.
+  [[nodiscard]] const sStoryStep& NextStep(const cMasks& masks);
+  [[nodiscard]] sStreamPacket Tell(const sStoryStep& step, std::uint64_t time, bool delivered);
+  void BeginCycle(unsigned next);
+
+  sStreamOptions options;
+  cMixedScenario others;
+  std::vector<std::uint16_t> toldLogs;    // the log codes of the story
+  std::vector<std::uint16_t> toldEvents;  // the IDs of its events
+  unsigned cycle = 0;
+  Story story;
+  std::size_t place = 0;   // of the next step
+  unsigned lostParts = 0;  // sStoryStep::parts of the last part that was lost
+};
+
+// `name` is "mixed", "sib" or "signalling"; null for any other.
 [[nodiscard]] std::unique_ptr<cScenario> MakeScenario(const std::string& name,
                                                       const sStreamOptions& options);
 

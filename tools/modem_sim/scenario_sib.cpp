@@ -46,6 +46,9 @@ std::unique_ptr<cScenario> MakeScenario(const std::string& name, const sStreamOp
   if (name == "sib") {
     return std::make_unique<cSibScenario>(options);
   }
+  if (name == "signalling") {
+    return std::make_unique<cSignallingScenario>(options);
+  }
   return nullptr;
 }
 
