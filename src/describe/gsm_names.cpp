@@ -288,7 +288,11 @@ constexpr sTypeName kTest[] = {
     {0x8F, "UE test loop mode F SCPTM packet counter response"},
 };
 
-// What a protocol discriminator, the lower half of the first octet, says.
+// The protocol discriminator is the lower half of the first octet.
+constexpr std::uint8_t kDiscriminator = 0x0F;
+constexpr std::uint8_t kRadioResources = 0x6;
+
+// What it says.
 struct sProtocol {
   std::span<const sTypeName> types;
   std::uint8_t discriminator = 0;
@@ -299,9 +303,15 @@ struct sProtocol {
 };
 
 constexpr sProtocol kProtocols[] = {
-    {kGcc, 0x0, 0x3F, true},   {kBcc, 0x1, 0x3F, true}, {kCc, 0x3, 0x3F, true},
-    {kMm, 0x5, 0x3F, false},   {kRr, 0x6, 0xFF, false}, {kGmm, 0x8, 0xFF, false},
-    {kSms, 0x9, 0xFF, true},   {kSm, 0xA, 0xFF, true},  {kSs, 0xB, 0x3F, true},
+    {kGcc, 0x0, 0x3F, true},
+    {kBcc, 0x1, 0x3F, true},
+    {kCc, 0x3, 0x3F, true},
+    {kMm, 0x5, 0x3F, false},
+    {kRr, kRadioResources, 0xFF, false},
+    {kGmm, 0x8, 0xFF, false},
+    {kSms, 0x9, 0xFF, true},
+    {kSm, 0xA, 0xFF, true},
+    {kSs, 0xB, 0x3F, true},
     {kTest, 0xF, 0xFF, false},
 };
 
@@ -313,7 +323,7 @@ constexpr std::uint8_t kExtendedTransaction = 0x70;
     return {};
   }
   for (const sProtocol& protocol : kProtocols) {
-    if (protocol.discriminator != (message[0] & 0x0F)) {
+    if (protocol.discriminator != (message[0] & kDiscriminator)) {
       continue;
     }
     const bool isExtended =
@@ -331,9 +341,10 @@ std::string_view GsmMessageName(eSyntax syntax, MessageBytes message) {
   if (syntax == eSyntax::GsmLayer3) {
     return LayerThreeName(message);
   }
-  // The pseudo length is one octet.
-  return syntax == eSyntax::GsmPseudoLength && !message.empty() ? LayerThreeName(message.subspan(1))
-                                                                : std::string_view();
+  // Behind the pseudo length, which is one octet, stand messages of radio resources alone.
+  const bool isRr = syntax == eSyntax::GsmPseudoLength && message.size() > 1 &&
+                    (message[1] & kDiscriminator) == kRadioResources;
+  return isRr ? LayerThreeName(message.subspan(1)) : std::string_view();
 }
 
 }  // namespace corvane

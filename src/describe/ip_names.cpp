@@ -1,9 +1,13 @@
+#include <algorithm>
+#include <iterator>
+
 #include "describe/message_types.h"
 
 // What an IP packet carries, by the numbers of IANA's registry of protocols.
 namespace corvane {
 namespace {
 
+// A name is empty where a protocol is not of that version of IP.
 struct sProtocol {
   std::uint8_t number = 0;
   std::string_view overIpv4;
@@ -11,12 +15,10 @@ struct sProtocol {
 };
 
 constexpr sProtocol kProtocols[] = {
-    {1, "IPv4 ICMP", "IPv6 ICMP"},  {2, "IPv4 IGMP", "IPv6 IGMP"},
-    {4, "IPv4 IPv4", "IPv6 IPv4"},  {6, "IPv4 TCP", "IPv6 TCP"},
-    {17, "IPv4 UDP", "IPv6 UDP"},   {41, "IPv4 IPv6", "IPv6 IPv6"},
-    {47, "IPv4 GRE", "IPv6 GRE"},   {50, "IPv4 ESP", "IPv6 ESP"},
-    {51, "IPv4 AH", "IPv6 AH"},     {58, "IPv4 ICMPv6", "IPv6 ICMPv6"},
-    {89, "IPv4 OSPF", "IPv6 OSPF"}, {132, "IPv4 SCTP", "IPv6 SCTP"},
+    {1, "IPv4 ICMP", {}},         {2, "IPv4 IGMP", {}},
+    {6, "IPv4 TCP", "IPv6 TCP"},  {17, "IPv4 UDP", "IPv6 UDP"},
+    {47, "IPv4 GRE", "IPv6 GRE"}, {50, "IPv4 ESP", "IPv6 ESP"},
+    {58, {}, "IPv6 ICMPv6"},      {132, "IPv4 SCTP", "IPv6 SCTP"},
 };
 
 constexpr std::size_t kIpv4Header = 20;
@@ -34,21 +36,18 @@ constexpr std::size_t kExtensionUnit = 8;
 constexpr std::size_t kFragmentOffset = 2;
 constexpr std::uint8_t kFragmentOffsetLow = 0xF8;  // the bits of the octet behind
 
-[[nodiscard]] const sProtocol* FindProtocol(std::uint8_t number) {
-  for (const sProtocol& protocol : kProtocols) {
-    if (protocol.number == number) {
-      return &protocol;
-    }
-  }
-  return nullptr;
+// `version` names a packet whose protocol is in no row.
+[[nodiscard]] std::string_view ProtocolName(std::uint8_t number, std::string_view sProtocol::*name,
+                                            std::string_view version) {
+  const auto* const found = std::ranges::find(kProtocols, number, &sProtocol::number);
+  return found == std::end(kProtocols) || (found->*name).empty() ? version : found->*name;
 }
 
 [[nodiscard]] std::string_view Ipv4Name(MessageBytes packet) {
   if (packet.size() < kIpv4Header) {
     return {};
   }
-  const sProtocol* const protocol = FindProtocol(packet[kIpv4Protocol]);
-  return protocol == nullptr ? "IPv4" : protocol->overIpv4;
+  return ProtocolName(packet[kIpv4Protocol], &sProtocol::overIpv4, "IPv4");
 }
 
 [[nodiscard]] std::string_view Ipv6Name(MessageBytes packet) {
@@ -76,8 +75,7 @@ constexpr std::uint8_t kFragmentOffsetLow = 0xF8;  // the bits of the octet behi
     }
     rest = rest.subspan(size);
   }
-  const sProtocol* const protocol = FindProtocol(next);
-  return protocol == nullptr ? "IPv6" : protocol->overIpv6;
+  return ProtocolName(next, &sProtocol::overIpv6, "IPv6");
 }
 
 }  // namespace

@@ -4,7 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <map>
 #include <random>
+#include <set>
 
 #include "describe/message_table.h"
 
@@ -169,6 +171,66 @@ TEST(MessageNamesTest, SipIsNamedByItsStartLine) {
   EXPECT_EQ(nameOf("SIP/2.0 2000 Odd\r\n"), "");
   EXPECT_EQ(nameOf("SIP/2.0x200 Odd\r\n"), "");
   EXPECT_EQ(nameOf("SIP/2.0 2x0 Odd\r\n"), "");
+}
+
+// Octets in front of those that tell the type, in messages that have some.
+[[nodiscard]] std::vector<ByteVector> Fronts(eSyntax syntax) {
+  switch (syntax) {
+    case eSyntax::GsmPseudoLength:
+      return {{0x49}};
+    case eSyntax::LteNasPlain:
+    case eSyntax::LteNas:
+      return {{}, {0x52}, {0x17, 1, 2, 3, 4, 5}};
+    case eSyntax::NrNas:
+      return {{}, {0x7E}, {0x2E, 1}};
+    case eSyntax::Ip:
+      return {{0x45, 0, 0, 0, 0, 0, 0, 0}, {0x60, 0, 0, 0, 0}};
+    default:
+      return {{}};
+  }
+}
+
+// The names of all messages that differ in two octets behind those fronts: in the upper twelve of
+// their bits, or in the lower twelve.
+[[nodiscard]] std::set<std::string_view> AllNames(eSyntax syntax) {
+  std::set<std::string_view> names;
+  for (const ByteVector& front : Fronts(syntax)) {
+    ByteVector message = front;
+    message.resize(std::max<std::size_t>(front.size() + 2, syntax == eSyntax::Ip ? 40 : 0));
+    for (unsigned bits = 0; bits < 0x10000; bits += bits < 0x1000 ? 1 : 16) {
+      message[front.size()] = static_cast<std::uint8_t>(bits >> 8);
+      message[front.size() + 1] = static_cast<std::uint8_t>(bits);
+      names.insert(MessageName(syntax, message));
+    }
+  }
+  return names;
+}
+
+// The syntax of what stands behind a pseudo length or a security header.
+[[nodiscard]] eSyntax WithoutHeader(eSyntax syntax) {
+  switch (syntax) {
+    case eSyntax::GsmPseudoLength:
+      return eSyntax::GsmLayer3;
+    case eSyntax::LteNas:
+      return eSyntax::LteNasPlain;
+    default:
+      return syntax;
+  }
+}
+
+// What MessageName may say beyond what tshark was asked.
+TEST(MessageNamesTest, NoNameIsMissingInTheTable) {
+  std::map<eSyntax, std::set<std::string>> known;
+  for (const sMessageRow& row : MessageTable()) {
+    known[WithoutHeader(row.syntax)].insert(LettersAndDigits(row.name));
+  }
+  for (int number = 0; number <= static_cast<int>(eSyntax::Sip); ++number) {
+    const auto syntax = static_cast<eSyntax>(number);
+    for (const std::string_view name : AllNames(syntax)) {
+      EXPECT_TRUE(name.empty() || known[WithoutHeader(syntax)].contains(LettersAndDigits(name)))
+          << SyntaxName(syntax) << ": " << name;
+    }
+  }
 }
 
 // Each in memory of its own size, so that a read behind it is noticed.

@@ -105,9 +105,9 @@ def name_of_sip(info):
 def name_of_ip(dissectors):
     """The innermost version of IP and what it carries: "ip", "ipv6" or both are in front of it."""
     version = max(place for place, name in enumerate(dissectors) if name in IP_VERSIONS)
-    extensions = ("ipv6.hopopts", "ipv6.dstopts", "ipv6.routing", "ipv6.fraghdr")
-    carried = [name for name in dissectors[version + 1 :] if name not in extensions]
-    return f"{IP_VERSIONS[dissectors[version]]} {carried[0]}"
+    carried = [name for name in dissectors[version + 1 :] if not name.startswith("ipv6.")]
+    known = [name for name in carried[:1] if name != "data"]
+    return " ".join([IP_VERSIONS[dissectors[version]], *known])
 
 
 def shown_name(row, frame, tree):
