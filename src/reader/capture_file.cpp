@@ -22,31 +22,40 @@ constexpr int kLooks = 100;
   return std::nullopt;
 }
 
+[[nodiscard]] std::optional<sCaptureError> CheckTime(const std::string& item, std::uint64_t offset,
+                                                     std::uint64_t time) {
+  if (time <= isf::kLatestTime) {
+    return std::nullopt;
+  }
+  return sCaptureError{"the time of " + item + " is later than any clock can be", offset};
+}
+
 }  // namespace
 
-std::unique_ptr<cCaptureFile> cCaptureFile::Open(const std::string& path, sCaptureError& error) {
+std::unique_ptr<cCaptureFile> cCaptureFile::Open(const std::string& path, sCaptureError& error,
+                                                 eCheck check) {
   std::string reason;
   std::unique_ptr<cByteSource> source = cFileSource::Open(path, reason);
   if (source == nullptr) {
     error = {"the file cannot be opened (" + reason + ")", {}};
     return nullptr;
   }
-  return Open(std::move(source), error);
+  return Open(std::move(source), error, check);
 }
 
 std::unique_ptr<cCaptureFile> cCaptureFile::Open(std::unique_ptr<cByteSource> source,
-                                                 sCaptureError& error) {
+                                                 sCaptureError& error, eCheck check) {
   if (auto wrong = CheckHeader(*source)) {
     error = std::move(*wrong);
     return nullptr;
   }
-  std::unique_ptr<cCaptureFile> file(new cCaptureFile(std::move(source)));
+  std::unique_ptr<cCaptureFile> file(new cCaptureFile(std::move(source), check));
   file->Refresh();
   return file;
 }
 
-cCaptureFile::cCaptureFile(std::unique_ptr<cByteSource> bytes)
-    : source(std::move(bytes)), chain(*source), records(*source) {}
+cCaptureFile::cCaptureFile(std::unique_ptr<cByteSource> bytes, eCheck howMuch)
+    : source(std::move(bytes)), check(howMuch), chain(*source), records(*source) {}
 
 void cCaptureFile::Refresh() {
   // The newest directory, and the bytes behind the last record, may have changed.
@@ -129,45 +138,102 @@ std::optional<std::uint64_t> cCaptureFile::NextItem(std::uint64_t from) {
   return std::nullopt;
 }
 
-std::optional<sCaptureError> cCaptureFile::ReadItem(std::uint64_t number, sCaptureItem& item) {
-  const std::string name = "item " + std::to_string(number);
+std::optional<std::uint64_t> cCaptureFile::LastItem() {
+  for (std::size_t number = Blocks().size(); number-- > 0;) {
+    const sCaptureBlock& block = Blocks()[number];
+    if (block.items == 0 || !LoadDirectory(number)) {
+      continue;
+    }
+    for (std::uint32_t place = block.entries; place-- > 0;) {
+      if (directory.good.test(place)) {
+        return block.number * isf::kItemsPerBlock + place;
+      }
+    }
+  }
+  return std::nullopt;
+}
+
+std::array<sTypeTotals, isf::kItemTypes> cCaptureFile::TotalsByType() {
+  std::array<sTypeTotals, isf::kItemTypes> totals{};
+  for (std::size_t number = 0; number < Blocks().size(); ++number) {
+    const sCaptureBlock& block = Blocks()[number];
+    if (block.items == 0 || !LoadDirectory(number)) {
+      continue;
+    }
+    for (std::uint32_t place = 0; place < block.entries; ++place) {
+      if (directory.good.test(place)) {
+        const isf::sDirectoryEntry entry = EntryAt(directory.bytes, place);
+        ++totals[entry.Type()].items;
+        totals[entry.Type()].bytes += entry.length;
+      }
+    }
+  }
+  return totals;
+}
+
+std::optional<sCaptureError> cCaptureFile::FindPlace(std::uint64_t number, sPlace& place) {
+  place.name = "item " + std::to_string(number);
   const std::size_t blockNumber = FindBlock(number);
   if (number >= chain.NumbersEnd()) {
-    return sCaptureError{"there is no " + name, chain.End()};
+    return sCaptureError{"there is no " + place.name, chain.End()};
   }
   const sCaptureBlock& block = Blocks()[blockNumber];
-  const auto place = static_cast<std::uint32_t>(number % isf::kItemsPerBlock);
+  const auto entryNumber = static_cast<std::uint32_t>(number % isf::kItemsPerBlock);
   if (block.number != number / isf::kItemsPerBlock) {
-    return sCaptureError{name + " was passed over with its block", {}};
+    return sCaptureError{place.name + " was passed over with its block", {}};
   }
   if (!LoadDirectory(blockNumber)) {
     return sCaptureError{
         "the directory of the block at offset " + std::to_string(block.offset) + " cannot be read",
         block.offset};
   }
-  const std::uint64_t entryOffset = block.offset + std::uint64_t{place} * isf::kDirectoryEntrySize;
-  if (place >= block.entries || !directory.good.test(place)) {
-    return sCaptureError{name + " was passed over", entryOffset};
+  const std::uint64_t entryOffset =
+      block.offset + std::uint64_t{entryNumber} * isf::kDirectoryEntrySize;
+  if (entryNumber >= block.entries || !directory.good.test(entryNumber)) {
+    return sCaptureError{place.name + " was passed over", entryOffset};
   }
+  place.entry = EntryAt(directory.bytes, entryNumber);
+  if (place.entry.length == 0) {
+    return sCaptureError{place.name + " is no longer in its directory", entryOffset};
+  }
+  place.offset = block.offset + isf::kBlockSize + place.entry.position;
+  place.baseTime = block.baseTime;
+  return std::nullopt;
+}
 
-  const isf::sDirectoryEntry entry = EntryAt(directory.bytes, place);
-  if (entry.length == 0) {
-    return sCaptureError{name + " is no longer in its directory", entryOffset};
+std::optional<sCaptureError> cCaptureFile::ReadTime(std::uint64_t number, std::uint64_t& time) {
+  sPlace place;
+  if (auto wrong = FindPlace(number, place)) {
+    return wrong;
   }
-  item.offset = block.offset + isf::kBlockSize + entry.position;
-  const auto record = records.Read(item.offset, entry.RecordSize());
+  std::array<std::uint8_t, isf::kLongestRecordHead> bytes{};
+  const auto head = std::span(bytes).first(place.entry.HeadSize());
+  if (source->ReadAt(place.offset, head) != head.size()) {
+    return sCaptureError{"the record of " + place.name + " cannot be read", place.offset};
+  }
+  time = isf::LoadRecordHead(place.entry, place.baseTime, head).time;
+  return CheckTime(place.name, place.offset, time);
+}
+
+std::optional<sCaptureError> cCaptureFile::ReadItem(std::uint64_t number, sCaptureItem& item) {
+  sPlace place;
+  if (auto wrong = FindPlace(number, place)) {
+    return wrong;
+  }
+  const auto record = records.Read(place.offset, place.entry.RecordSize());
   if (!record) {
-    return sCaptureError{"the record of " + name + " cannot be read", item.offset};
+    return sCaptureError{"the record of " + place.name + " cannot be read", place.offset};
   }
-  const isf::sRecordHead head = isf::LoadRecordHead(entry, block.baseTime, *record);
+  const isf::sRecordHead head = isf::LoadRecordHead(place.entry, place.baseTime, *record);
+  item.offset = place.offset;
   item.number = number;
   item.type = head.type;
   item.time = head.time;
   item.extra = head.extra;
-  if (item.time > isf::kLatestTime) {
-    return sCaptureError{"the time of " + name + " is later than any clock can be", item.offset};
+  if (auto wrong = CheckTime(place.name, place.offset, item.time)) {
+    return wrong;
   }
-  const auto packet = record->last(entry.length);
+  const auto packet = record->last(place.entry.length);
   item.bytes.assign(packet.begin(), packet.end());
   return std::nullopt;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -24,6 +25,24 @@ enum class eCaptureState {
   Damaged,
 };
 
+// How much is read to judge a file.
+enum class eCheck {
+  // All of it: of a closed file the head of every record too.
+  Records,
+  // Header, directories, block index and trailer. A record is looked at only where a directory
+  // contradicts itself, so that opening a large file takes moments. The judgement is the same but
+  // for what shows in record heads alone: a time that cannot be, a time field of another width than
+  // its time needs, a first item that is not at its block's time, an extra field that stands for
+  // none.
+  Directories,
+};
+
+// The items of one type, as the directories have them.
+struct sTypeTotals {
+  std::uint64_t items = 0;
+  std::uint64_t bytes = 0;  // of their packets
+};
+
 // One item, read back.
 struct sCaptureItem {
   std::uint64_t number = 0;            // from 0, in file order, with those passed over counted too
@@ -38,29 +57,32 @@ struct sCaptureItem {
 //
 // Opening walks the blocks and judges every directory entry. What is bad it passes over: the next
 // entry or block that proves itself goes on with the number that its place gives it. A closed file
-// is checked whole, the heads of its records included: types, lengths, times and gaps have to be
-// those of the recorder's layout. What is inside a packet is not compared with its type. A file
-// that another process is writing, or whose recorder died, is read up to the newest item whose
-// directory entry is there. Any item can then be read through the directories.
+// is checked whole, the heads of its records included unless the caller wants less: types, lengths,
+// times and gaps have to be those of the recorder's layout. What is inside a packet is not compared
+// with its type. A file that another process is writing, or whose recorder died, is read up to the
+// newest item whose directory entry is there. Any item can then be read through the directories.
 //
 // No file content makes it crash, hang, or read outside the file. The items shown lie in the file
 // in the order of their numbers and do not overlap. Opening takes time in proportion to the file's
-// size. Beside buffers of fixed size, the memory grows only with the number of blocks that the file
-// really holds. Not for use from two threads at once.
+// size, or to the number of its blocks when only directories are checked. Beside buffers of fixed
+// size, the memory grows only with the number of blocks that the file really holds. Not for use
+// from two threads at once.
 class cCaptureFile {
  public:
   // Null, with `error` filled, when the file cannot be opened or does not begin as a capture file
   // does (an empty file included). Anything found wrong later leaves an object whose State() is
   // Damaged.
   [[nodiscard]] static std::unique_ptr<cCaptureFile> Open(const std::string& path,
-                                                          sCaptureError& error);
+                                                          sCaptureError& error,
+                                                          eCheck check = eCheck::Records);
   [[nodiscard]] static std::unique_ptr<cCaptureFile> Open(std::unique_ptr<cByteSource> source,
-                                                          sCaptureError& error);
+                                                          sCaptureError& error,
+                                                          eCheck check = eCheck::Records);
 
   // Takes up what was written since the file was opened or last refreshed, and finds the state
   // anew. Of a file that is not closed it reads the newest directory and what follows, which is
-  // cheap enough for a live status line. Of a closed file it reads every directory and the head of
-  // every record, each time.
+  // cheap enough for a live status line. Of a closed file it reads every directory, each time, and
+  // the head of every record when those are checked.
   void Refresh();
 
   [[nodiscard]] eCaptureState State() const;
@@ -77,6 +99,8 @@ class cCaptureFile {
   // The number of the first item to read from number `from` on; nothing when there is none. Without
   // damage every number below ItemCount() is one.
   [[nodiscard]] std::optional<std::uint64_t> NextItem(std::uint64_t from);
+  // The number of the last item to read; nothing when there is none.
+  [[nodiscard]] std::optional<std::uint64_t> LastItem();
   // One more than the highest number that an item can have.
   [[nodiscard]] std::uint64_t NumbersEnd() const { return chain.NumbersEnd(); }
   [[nodiscard]] const std::vector<sCaptureBlock>& Blocks() const { return chain.Blocks(); }
@@ -92,12 +116,30 @@ class cCaptureFile {
   // complete, whatever follows the last good record.
   [[nodiscard]] std::uint64_t UnclaimedBytes() const;
 
+  // The items by their types, 0 to 31, from the directories alone. A directory that cannot be read
+  // counts for nothing.
+  [[nodiscard]] std::array<sTypeTotals, isf::kItemTypes> TotalsByType();
+
+  // Reads the time of item `number`, in milliseconds since 1601-01-01 UTC, and of its record no
+  // more than the head. Returns what went wrong, or nothing.
+  [[nodiscard]] std::optional<sCaptureError> ReadTime(std::uint64_t number, std::uint64_t& time);
+
   // Reads item `number` into `item`, whose memory is reused. Returns what went wrong, or nothing;
   // after an error the content of `item` means nothing. Reading in ascending order is fastest.
   [[nodiscard]] std::optional<sCaptureError> ReadItem(std::uint64_t number, sCaptureItem& item);
 
  private:
-  explicit cCaptureFile(std::unique_ptr<cByteSource> bytes);
+  // Where an item is, and what its directory says.
+  struct sPlace {
+    std::string name;  // "item 17"
+    isf::sDirectoryEntry entry;
+    std::uint64_t offset = 0;    // file position of the record
+    std::uint64_t baseTime = 0;  // its block's
+  };
+
+  cCaptureFile(std::unique_ptr<cByteSource> bytes, eCheck check);
+
+  [[nodiscard]] std::optional<sCaptureError> FindPlace(std::uint64_t number, sPlace& place);
 
   [[nodiscard]] cDamage FindDamage();
   // Looks at what follows the last record of `chain`, and finds out whether the file is closed.
@@ -112,6 +154,7 @@ class cCaptureFile {
   [[nodiscard]] bool LoadDirectory(std::size_t block);
 
   std::unique_ptr<cByteSource> source;
+  eCheck check;
   cBlockChain chain;
   std::uint64_t size = 0;
   bool closed = false;

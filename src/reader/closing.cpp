@@ -91,8 +91,8 @@ void CheckTrailer(cBlockIndex& index, const cBlockChain& chain, cDamage& damage)
 // Checks every good item of a closed file against what the recorder writes.
 class cRecordCheck {
  public:
-  cRecordCheck(cByteSource& source, cBlockChain& blocks, cDamage& found)
-      : heads(source), chain(blocks), damage(found) {}
+  cRecordCheck(cByteSource& source, eCheck howMuch, cBlockChain& blocks, cDamage& found)
+      : heads(source), check(howMuch), chain(blocks), damage(found) {}
 
   void CheckBlock(std::size_t number, std::uint64_t follows) {
     const sCaptureBlock& block = chain.Blocks()[number];
@@ -133,18 +133,24 @@ class cRecordCheck {
     }
   }
 
+  [[nodiscard]] static std::string NameOf(const sCaptureBlock& block, std::uint32_t place) {
+    return "item " + std::to_string(block.number * isf::kItemsPerBlock + place);
+  }
+
   void CheckItem(const sCaptureBlock& block, const isf::sDirectoryEntry& entry, std::uint32_t place,
                  std::uint64_t record) {
-    const std::string name = "item " + std::to_string(block.number * isf::kItemsPerBlock + place);
-    const auto head = heads.Read(record, entry.HeadSize());
-    if (!head) {
-      damage.Add({"the record of " + name + " cannot be read", record});
-      return;
+    sBrokenRule broken = FindBrokenRule(entry);
+    if (check == eCheck::Records) {
+      const auto head = heads.Read(record, entry.HeadSize());
+      if (!head) {
+        damage.Add({"the record of " + NameOf(block, place) + " cannot be read", record});
+        return;
+      }
+      broken = FindBrokenRule(entry, isf::LoadRecordHead(entry, block.baseTime, *head), place,
+                              block.baseTime);
     }
-    const sBrokenRule broken = FindBrokenRule(
-        entry, isf::LoadRecordHead(entry, block.baseTime, *head), place, block.baseTime);
     if (broken.problem != nullptr) {
-      damage.Add({name + " " + broken.problem,
+      damage.Add({NameOf(block, place) + " " + broken.problem,
                   broken.inRecord
                       ? record
                       : block.offset + std::uint64_t{place} * isf::kDirectoryEntrySize});
@@ -152,14 +158,15 @@ class cRecordCheck {
   }
 
   cByteWindow heads;
+  eCheck check;
   cBlockChain& chain;
   cDamage& damage;
   std::unique_ptr<sLoadedDirectory> directory = std::make_unique<sLoadedDirectory>();
 };
 
-void CheckRecords(cByteSource& source, cBlockChain& chain, std::uint64_t indexOffset,
-                  cDamage& damage) {
-  cRecordCheck check(source, chain, damage);
+void CheckRecords(cByteSource& source, eCheck howMuch, cBlockChain& chain,
+                  std::uint64_t indexOffset, cDamage& damage) {
+  cRecordCheck check(source, howMuch, chain, damage);
   const auto& blocks = chain.Blocks();
   for (std::size_t number = 0; number < blocks.size(); ++number) {
     std::uint64_t follows = indexOffset;
@@ -225,7 +232,7 @@ cDamage cCaptureFile::CheckClosing() {
   if (index && IsTrailer(*index, chain)) {
     closed = true;
     const auto offset = index->OffsetFor(BlockCount(chain)).value_or(0);
-    CheckRecords(*source, chain, offset, found);
+    CheckRecords(*source, check, chain, offset, found);
     CheckTrailer(*index, chain, found);
   } else if (HasIndexWithoutTrailer(*source, chain, size)) {
     found.Add({"the trailer does not end in its closing number",

@@ -55,6 +55,7 @@ inline constexpr std::uint32_t kInformationItem = 7;        // text of the libra
 inline constexpr std::uint32_t kSignallingLogItem = 8;      // log packet of the signalling set
 inline constexpr std::uint32_t kSubsystemItem = 9;          // subsystem packet of the device
 inline constexpr std::uint32_t kSubsystemRequestItem = 10;  // subsystem request of the library
+inline constexpr std::uint32_t kItemTypes = 32;             // that five bits tell apart
 
 // The packets that the recorder writes have 1 byte to this many.
 inline constexpr std::uint32_t kLongestPacket = 16640;
