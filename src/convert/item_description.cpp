@@ -1,5 +1,7 @@
 #include "convert/item_description.h"
 
+#include <utility>
+
 #include "capture/isf/layout.h"
 
 namespace corvane {
@@ -8,8 +10,10 @@ sDescription DescribeItem(const sCaptureItem& item) {
   switch (item.type) {
     case isf::kInformationItem: {
       sDescription description;
-      description.sort = eItemSort::Text;
-      description.text = isf::LoadTextItem(item.bytes).value_or("");
+      if (std::optional<std::string> text = isf::LoadTextItem(item.bytes)) {
+        description.sort = eItemSort::Text;
+        description.text = std::move(*text);
+      }
       return description;
     }
     case isf::kEventItem:

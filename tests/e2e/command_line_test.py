@@ -355,8 +355,8 @@ class ReadingCommands(CommandLineTestCase):
     def test_info_and_list_read_a_capture_on_windows_too(self):
         process = self.capture("--duration", "0s")
         process.communicate(timeout=wine.DEADLINE)
-        for command in ("info", "list"):
-            process = self.run_corvane(command, wine.windows_path(self.output))
+        for command in (["info", "--deep"], ["list"]):
+            process = self.run_corvane(*command, wine.windows_path(self.output))
             printed, errors = process.communicate(timeout=wine.DEADLINE)
             self.assertEqual(process.returncode, 0, errors)
             self.assertIn("Corvane version 1.0", printed)

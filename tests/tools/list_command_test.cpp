@@ -23,7 +23,7 @@ constexpr std::uint64_t kStart = 13'360'420'800'000;
   builder.Add({1, kStart + 1010, Hex("1D 01 02 03 04 05 06 07 08"), {}});
   builder.Add({10, kStart + 1020, Hex("4B 0F 00 00"), {}});
   builder.Add({8, kStart + 70'000,
-               Hex("10 00 15 00 15 00 2F 41 00 00 00 00 00 00 00 00 04 00 01 00 AA"), 0x123456});
+               Hex("10 00 11 00 11 00 2F 41 00 00 00 00 00 00 00 00 04 00 01 00 AA"), 0x123456});
   return builder;
 }
 
@@ -38,9 +38,8 @@ constexpr char kLine3[] =
     "3  2024-05-17T12:00:01.020Z  10 subsystem-request  0x4B      4  subsystem 0x0F command 0x0000 "
     "request\n";
 constexpr char kLine4[] =
-    "4  2024-05-17T12:01:10.000Z   8 signalling-log     0x10     21  log 0x412F, BCCH-BCH, "
-    "captured, "
-    "cell 0x123456\n";
+    "4  2024-05-17T12:01:10.000Z   8 signalling-log     0x10     21  log 0x412F WCDMA RRC  "
+    "BCCH-BCH  System information-BCH  cell 0x123456\n";
 
 struct sResult {
   int exitCode;
@@ -156,7 +155,7 @@ TEST(ListCommandTest, TheBytesOfEachItemFollowItsLine) {
   EXPECT_EQ(ListOf(SampleCapture().Closed(), {"", {}, "3", "4", true}).out,
             std::string(kLine3) +
                 "    0000  4B 0F 00 00                                      K...\n" + kLine4 +
-                "    0000  10 00 15 00 15 00 2F 41 00 00 00 00 00 00 00 00  ....../A........\n"
+                "    0000  10 00 11 00 11 00 2F 41 00 00 00 00 00 00 00 00  ....../A........\n"
                 "    0010  04 00 01 00 AA                                   .....\n");
 }
 
@@ -263,6 +262,30 @@ TEST(ListCommandTest, AFileThatNoRecorderWritesIsListedAndReported) {
   EXPECT_NE(result.errors.find(": 5 more places are wrong\n"), std::string::npos);
   EXPECT_NE(ListOfWrongItems(21).errors.find(": 1 more place is wrong\n"), std::string::npos);
   EXPECT_EQ(ListOfWrongItems(20).errors.find(" more "), std::string::npos);
+}
+
+// A block of system information whose DIAG stamp is its item's time, 1980-01-06 00:00:00 UTC,
+// behind the text.
+[[nodiscard]] ByteVector CaptureOfABlock(std::string_view text) {
+  constexpr std::uint64_t kGpsEpoch = 11'960'438'400'000;
+  cCaptureBuilder builder;
+  builder.Add({7, kGpsEpoch, TextItem(text), {}});
+  builder.Add(
+      {8, kGpsEpoch, Hex("10 00 12 00 12 00 2F 41 00 00 00 00 00 00 00 00 FE 00 02 00 05 AA"), {}});
+  return builder.Closed();
+}
+
+TEST(ListCommandTest, OnlyWhatThisRecorderRebuiltIsSynthetic) {
+  EXPECT_NE(
+      ListOf(CaptureOfABlock("Port COM7 connected")).out.find("  SysInfo type 5  synthetic\n"),
+      std::string::npos);
+  // An imported capture has the modem's times, and nothing in it was rebuilt here.
+  const ByteVector imported = CaptureOfABlock("Imported from drive.hdlc");
+  EXPECT_NE(ListOf(imported).out.find("  SysInfo type 5\n"), std::string::npos);
+  EXPECT_NE(ListOf(imported, {"", {}, "1", "", false}).out.find("  SysInfo type 5\n"),
+            std::string::npos);
+  EXPECT_NE(ListOf(imported, {"", {8}, "", "", false}).out.find("  SysInfo type 5\n"),
+            std::string::npos);
 }
 
 TEST(ListCommandTest, AFileThatIsNoCaptureFileIsRefused) {

@@ -8,8 +8,11 @@
 #include <optional>
 #include <utility>
 
+#include "convert/item_description.h"
+#include "convert/rebuilt_blocks.h"
+#include "convert/source_texts.h"
 #include "corvane/command_line.h"
-#include "corvane/item_description.h"
+#include "corvane/item_wording.h"
 #include "corvane/readable_text.h"
 #include "corvane/reading_commands.h"
 #include "reader/capture_file.h"
@@ -47,18 +50,53 @@ struct sBound {
          std::find(request.types.begin(), request.types.end(), item.type) != request.types.end();
 }
 
-void AppendItem(std::string& text, const sCaptureItem& item, int numberWidth, bool hex) {
-  const auto out = std::back_inserter(text);
-  fmt::format_to(out, "{:>{}}  {}  {:>2} {:<17}  ", item.number, numberWidth, FormatUtc(item.time),
-                 item.type, ItemTypeName(item.type));
-  if (HasCommand(item)) {
-    fmt::format_to(out, "0x{:02X}", item.bytes[0]);
-  } else {
-    text += "   -";
+// The lines of the items, and what they need of the items before.
+class cListing {
+ public:
+  cListing(const cCaptureFile& file, bool isHex)
+      : numberWidth(static_cast<int>(std::to_string(file.NumbersEnd()).size())), hex(isHex) {}
+
+  // Takes note of an item that is listed or not.
+  void Pass(const sCaptureItem& item) {
+    if (item.type == isf::kInformationItem) {
+      ApplySourceText(DescribeItem(item).text, source);
+    }
   }
-  fmt::format_to(out, "  {:>5}  {}\n", item.bytes.size(), DescribeItem(item));
-  if (hex) {
-    AppendHexDump(text, item.bytes, "    ");
+
+  void Append(const sCaptureItem& item) {
+    const auto out = std::back_inserter(text);
+    fmt::format_to(out, "{:>{}}  {}  {:>2} {:<17}  ", item.number, numberWidth,
+                   FormatUtc(item.time), item.type, ItemTypeName(item.type));
+    if (HasCommand(item)) {
+      fmt::format_to(out, "0x{:02X}", item.bytes[0]);
+    } else {
+      text += "   -";
+    }
+    fmt::format_to(out, "  {:>5}  ", item.bytes.size());
+    const sDescription description = DescribeItem(item);
+    AppendWords(text, item, description, IsRebuilt(item, description, source));
+    text += '\n';
+    if (hex) {
+      AppendHexDump(text, item.bytes, "    ");
+    }
+  }
+
+  // Lines that are not written yet.
+  std::string text;
+
+ private:
+  int numberWidth;
+  bool hex;
+  sSource source;
+};
+
+// A capture that was imported says so in its first item. Nothing else is needed of what stands in
+// front of the items that are listed.
+void PassFirst(cCaptureFile& file, std::uint64_t from, cListing& listing) {
+  sCaptureItem item;
+  const auto first = file.NextItem(0);
+  if (first && *first < from && !file.ReadItem(*first, item)) {
+    listing.Pass(item);
   }
 }
 
@@ -82,25 +120,27 @@ int ListItems(const sListRequest& request, std::ostream& out, std::ostream& erro
 
   // Lines are handed on in pieces of this size: a stream call for each takes longer than the line.
   constexpr std::size_t kPiece = std::size_t{64} * 1024;
-  const int numberWidth = static_cast<int>(std::to_string(file->NumbersEnd()).size());
-  std::string text;
+  cListing listing(*file, request.hex);
+  PassFirst(*file, from.number, listing);
   std::optional<sCaptureError> unreadable;
   sCaptureItem item;
   for (auto number = file->NextItem(from.number); number && *number <= to.number && out;
        number = file->NextItem(*number + 1)) {
     auto wrong = file->ReadItem(*number, item);
-    if (!wrong && IsListed(item, request, from, to)) {
-      AppendItem(text, item, numberWidth, request.hex);
-    } else if (wrong && !unreadable) {
-      unreadable = std::move(wrong);
-    }
-    if (text.size() < kPiece) {
+    if (wrong) {
+      unreadable = unreadable ? unreadable : std::move(wrong);
       continue;
     }
-    out << text;
-    text.clear();
+    listing.Pass(item);
+    if (IsListed(item, request, from, to)) {
+      listing.Append(item);
+    }
+    if (listing.text.size() >= kPiece) {
+      out << listing.text;
+      listing.text.clear();
+    }
   }
-  out << text << std::flush;
+  out << listing.text << std::flush;
   return ReportEnd("list", request.path, *file, unreadable, out, errors);
 }
 
@@ -108,7 +148,7 @@ void AddListCommand(CLI::App& app, int& exitCode) {
   CLI::App* const command = app.add_subcommand(
       "list",
       "Lists the items of a capture file, one a line: number, UTC time, item type, DIAG command, "
-      "length in bytes, and what it is");
+      "length in bytes, and what it is, in the field's words");
   const auto request = std::make_shared<sListRequest>();
   command->add_option("FILE", request->path, "The capture file")->required();
   command->add_flag("--hex", request->hex, "Show the bytes of each item too");

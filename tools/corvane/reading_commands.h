@@ -12,8 +12,11 @@
 // a line led by the command's name and the file's. Each returns an exit code (command_line.h).
 namespace corvane::tools {
 
-// Describes the capture file at `path`.
-[[nodiscard]] int ShowInfo(const std::string& path, std::ostream& out, std::ostream& errors);
+// Describes the capture file at `path` by its header, directories, block index and trailer, which
+// takes moments for a file of any size. What shows only in its records goes unnoticed, a time that
+// cannot be among it (eCheck::Directories). `deep` reads and describes every item too.
+[[nodiscard]] int ShowInfo(const std::string& path, bool deep, std::ostream& out,
+                           std::ostream& errors);
 
 // What `corvane list` was asked for.
 struct sListRequest {
