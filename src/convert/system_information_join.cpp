@@ -31,9 +31,10 @@ enum ePayload : std::uint32_t {
 };
 
 constexpr std::uint32_t kFixedBits = 222;
+constexpr std::uint32_t kCompleteBits = 226;
 constexpr std::uint32_t kLongestShortData = 214;
 
-enum class eForm { Fixed, Short };
+enum class eForm { Fixed, Complete, Short };
 
 // Reads the segments of one message. What cannot be read fails the whole message.
 class cSegmentReader {
@@ -71,6 +72,8 @@ class cSegmentReader {
         return Later(eForm::Short, true) && PassCompleteList() && First(eForm::Short);
       case kCompleteAndFirst:
         return PassCompleteList() && First(eForm::Short);
+      case kComplete:
+        return Complete();
       case kLast:
         return Later(eForm::Fixed, true);
       default:
@@ -87,6 +90,12 @@ class cSegmentReader {
     return Data(form, {.sibType = static_cast<std::uint8_t>(*type), .count = *count + 1});
   }
 
+  // A block that fills the message is read as a block of one segment.
+  [[nodiscard]] bool Complete() {
+    const auto type = Field(5);
+    return type && Data(eForm::Complete, {.sibType = static_cast<std::uint8_t>(*type), .count = 1});
+  }
+
   [[nodiscard]] bool Later(eForm form, bool last) {
     const auto type = Field(5);
     const auto index = Field(4);
@@ -99,7 +108,7 @@ class cSegmentReader {
 
   // Reads the data of `segment` and keeps it.
   [[nodiscard]] bool Data(eForm form, sSegment segment) {
-    const auto length = form == eForm::Fixed ? kFixedBits : ShortLength();
+    const auto length = Length(form);
     if (!length) {
       return false;
     }
@@ -127,6 +136,17 @@ class cSegmentReader {
       reader.position += *length;
     }
     return true;
+  }
+
+  [[nodiscard]] std::optional<std::uint32_t> Length(eForm form) {
+    switch (form) {
+      case eForm::Fixed:
+        return kFixedBits;
+      case eForm::Complete:
+        return kCompleteBits;
+      default:
+        return ShortLength();
+    }
   }
 
   [[nodiscard]] std::optional<std::uint32_t> ShortLength() {

@@ -13,9 +13,9 @@
 namespace corvane {
 
 // Joins WCDMA system-information blocks (3GPP TS 25.331) from the segments that the BCCH messages
-// of a capture carry. Blocks that one message holds whole are not given out: Wireshark finds those
-// in the message itself. A segment of type "extension" is left, because its message does not tell
-// which block it belongs to.
+// of a capture carry. A block that fills a message (226 bits) is given out too. Those of lists are
+// not: Wireshark finds them in the message itself, but not the one that fills it. A segment of type
+// "extension" is left, because its message does not tell which block it belongs to.
 //
 // A broadcast repeats for ever, so a block that cannot be joined comes again. A block is its first
 // segment, then the others strictly in their order, within one round of the system frame number

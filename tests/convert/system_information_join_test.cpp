@@ -183,10 +183,23 @@ TEST(SystemInformationJoinTest, AFirstSegmentStandsBehindCompleteBlocks) {
   EXPECT_EQ(joined->signalling.message, BytesOf("0111"));
 }
 
-TEST(SystemInformationJoinTest, WholeBlocksAreLeftToTheirMessages) {
+TEST(SystemInformationJoinTest, ABlockThatFillsItsMessageIsGivenOut) {
+  sJoiner joiner;
+  const auto joined = joiner.Add(Bch(kComplete, Type(0) + Pattern(226)));
+  ASSERT_TRUE(joined);
+  EXPECT_EQ(joined->signalling.sibType, 0);
+  EXPECT_EQ(joined->signalling.messageName, "Master information block");
+  EXPECT_EQ(joined->signalling.message, BytesOf(Pattern(226)));
+  EXPECT_EQ(joined->signalling.message.size(), 29u);
+  EXPECT_EQ(joined->items, std::vector<std::uint64_t>{0});
+  EXPECT_FALSE(joiner.Add(Bch(kComplete, Type(0) + Pattern(210))));
+  EXPECT_FALSE(joiner.Add(Bch(kComplete, Number(0, 4))));
+  EXPECT_FALSE(joiner.Add(Bch(kComplete, Type(31) + Pattern(226))));
+}
+
+TEST(SystemInformationJoinTest, BlocksOfListsAreLeftToTheirMessages) {
   sJoiner joiner;
   EXPECT_FALSE(joiner.Add(Bch(0, "")));
-  EXPECT_FALSE(joiner.Add(Bch(kComplete, Type(0) + Pattern(226))));
   EXPECT_FALSE(joiner.Add(Bch(kCompleteList, CompleteList({Type(1) + Short("1")}))));
   for (unsigned spare = 11; spare <= 15; ++spare) {
     EXPECT_FALSE(joiner.Add(Bch(spare, Pattern(231))));
