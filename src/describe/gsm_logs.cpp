@@ -49,9 +49,10 @@ void DescribeRr(const cFields& payload, std::size_t start, sDescription& descrip
     return;
   }
   const eLink link = LinkOf(*number);
-  const auto known =
-      std::ranges::find(kRrChannels, *number & ~unsigned{kDownlinkBit}, &sRrChannel::number);
-  if (known == kRrChannels.end() || known->channel.link.value_or(link) != link) {
+  const unsigned place = *number & ~unsigned{kDownlinkBit};
+  const auto* const known =
+      FindRow(kRrChannels, [place](const sRrChannel& row) { return row.number == place; });
+  if (known == nullptr || known->channel.link.value_or(link) != link) {
     TellChannel(*number, description);
     return;
   }

@@ -52,14 +52,10 @@ constexpr std::array<sLogChannel, 15> kRrcChannels = {{
     {"UL-DCCH-NB", eSyntax::LteNbUlDcch, eLink::Uplink},
 }};
 
-// What the channels above are numbered in some versions; 0 stands for no version and no channel.
-// The numbers of versions that are not here are not known.
-struct sRrcChannelNumbers {
-  std::array<std::uint8_t, 8> versions;
-  std::array<std::uint8_t, kRrcChannels.size()> numbers;
-};
+// Of the channels above, in their order. The numbers of versions that are not here are not known.
+using RrcChannelNumbers = sChannelNumbers<8, kRrcChannels.size()>;
 
-constexpr std::array<sRrcChannelNumbers, 5> kRrcChannelNumbers = {{
+constexpr std::array<RrcChannelNumbers, 5> kRrcChannelNumbers = {{
     {{2, 3, 4, 6, 7, 8, 13, 22}, {1, 2, 3, 4, 5, 6, 7, 8}},
     {{9, 12}, {8, 9, 10, 11, 12, 13, 14, 15}},
     {{14, 15, 16}, {1, 2, 4, 5, 6, 7, 8, 9}},
@@ -69,27 +65,9 @@ constexpr std::array<sRrcChannelNumbers, 5> kRrcChannelNumbers = {{
 
 // Null for a version of which the layout is not known.
 [[nodiscard]] const sRrcLayout* FindRrcLayout(std::uint8_t version) {
-  const auto found = std::ranges::find_if(kRrcLayouts, [version](const sRrcLayout& layout) {
+  return FindRow(kRrcLayouts, [version](const sRrcLayout& layout) {
     return layout.firstVersion <= version && version <= layout.lastVersion;
   });
-  return found == kRrcLayouts.end() ? nullptr : &*found;
-}
-
-// Null for a channel of which nothing is known.
-[[nodiscard]] const sLogChannel* FindRrcChannel(std::uint8_t version, std::uint8_t number) {
-  if (number == 0) {
-    return nullptr;
-  }
-  for (const sRrcChannelNumbers& row : kRrcChannelNumbers) {
-    if (std::ranges::find(row.versions, version) == row.versions.end()) {
-      continue;
-    }
-    const auto found = std::ranges::find(row.numbers, number);
-    return found == row.numbers.end()
-               ? nullptr
-               : &kRrcChannels.at(static_cast<std::size_t>(found - row.numbers.begin()));
-  }
-  return nullptr;
 }
 
 [[nodiscard]] sCell RrcCell(const cFields& payload, const sRrcLayout& layout) {
@@ -114,13 +92,14 @@ void DescribeRrc(const cFields& payload, sDescription& description) {
   if (layout == nullptr) {
     return;
   }
-  description.cell = RrcCell(payload, *layout);
+  TellCell(RrcCell(payload, *layout), description);
   const auto number = payload.Byte(layout->channel);
   const auto length = payload.Word(layout->length);
   if (!number || !length) {
     return;
   }
-  const sLogChannel* const channel = FindRrcChannel(*version, *number);
+  const sLogChannel* const channel =
+      FindChannel(kRrcChannelNumbers, kRrcChannels, *version, *number);
   if (channel == nullptr) {
     TellChannel(*number, description);
     return;
@@ -198,13 +177,13 @@ constexpr std::uint16_t kPciMask = 0x1FF;
 void DescribeCellInformation(const cFields& payload, sDescription& description) {
   const auto version = payload.Byte(0);
   description.version = version;
-  const auto layout = std::ranges::find_if(
-      kCellInformationLayouts,
-      [version](const sCellInformationLayout& row) { return row.version == version; });
-  if (layout == kCellInformationLayouts.end()) {
+  const auto* const layout =
+      FindRow(kCellInformationLayouts,
+              [version](const sCellInformationLayout& row) { return row.version == version; });
+  if (layout == nullptr) {
     return;
   }
-  sCell& cell = description.cell.emplace();
+  sCell cell;
   if (layout->earfcnSize == 2) {
     cell.frequency = payload.Word(layout->earfcn);
   } else {
@@ -213,6 +192,7 @@ void DescribeCellInformation(const cFields& payload, sDescription& description) 
   if (const auto pci = payload.Word(layout->pci)) {
     cell.physicalCell = *pci & kPciMask;
   }
+  TellCell(cell, description);
   if (const auto reversed = payload.Bytes(layout->lastMibByte, kMibSize)) {
     const std::array<std::uint8_t, kMibSize> mib = {(*reversed)[2], (*reversed)[1], (*reversed)[0]};
     description.signalling = MakeSignalling(kRrcChannels[0], mib);
@@ -222,8 +202,9 @@ void DescribeCellInformation(const cFields& payload, sDescription& description) 
 }  // namespace
 
 bool DescribeLteLog(std::uint16_t logCode, const cFields& payload, sDescription& description) {
-  const auto nas = std::ranges::find(kNasLogs, logCode, &sNasLog::logCode);
-  if (nas != kNasLogs.end()) {
+  const auto* const nas =
+      FindRow(kNasLogs, [logCode](const sNasLog& log) { return log.logCode == logCode; });
+  if (nas != nullptr) {
     DescribeNas(*nas, payload, description);
   } else if (logCode == kRrcLog) {
     DescribeRrc(payload, description);

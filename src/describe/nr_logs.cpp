@@ -57,13 +57,10 @@ constexpr const sLogChannel& kUlDcch = kRrcChannels[8];
 constexpr const sLogChannel& kReconfigurationComplete = kRrcChannels[10];
 constexpr const sLogChannel& kNrCapability = kRrcChannels[13];
 
-// What the channels above are numbered in some versions; 0 stands for no version and no number.
-struct sRrcChannelNumbers {
-  std::array<std::uint8_t, 3> versions;
-  std::array<std::uint8_t, kRrcChannels.size()> numbers;
-};
+// Of the channels above, in their order.
+using RrcChannelNumbers = sChannelNumbers<3, kRrcChannels.size()>;
 
-constexpr std::array<sRrcChannelNumbers, 8> kRrcChannelNumbers = {{
+constexpr std::array<RrcChannelNumbers, 8> kRrcChannelNumbers = {{
     {{7}, {1, 2, 3, 4, 0, 5, 6, 7, 8, 9, 10, 24}},
     {{8}, {1, 2, 3, 4, 0, 5, 6, 7, 8, 9, 10, 26}},
     {{9, 12}, {1, 2, 3, 4, 0, 5, 6, 7, 8, 9, 10, 25, 28, 29}},
@@ -88,32 +85,18 @@ constexpr std::array<sSecondNumber, 2> kSecondNumbers = {{
 
 // Null for a version of which nothing is known.
 [[nodiscard]] const sRrcLayout* FindRrcLayout(std::uint32_t version) {
-  const auto found = std::ranges::find_if(kRrcLayouts, [version](const sRrcLayout& layout) {
-    return version != 0 && std::ranges::find(layout.versions, version) != layout.versions.end();
+  return FindRow(kRrcLayouts, [version](const sRrcLayout& layout) {
+    return version != 0 && std::ranges::count(layout.versions, version) > 0;
   });
-  return found == kRrcLayouts.end() ? nullptr : &*found;
 }
 
 // Null for a channel of which nothing is known.
 [[nodiscard]] const sLogChannel* FindRrcChannel(std::uint32_t version, std::uint8_t number) {
-  if (number == 0) {
-    return nullptr;
-  }
-  for (const sSecondNumber& second : kSecondNumbers) {
-    if (second.version == version && second.number == number) {
-      return &second.channel;
-    }
-  }
-  for (const sRrcChannelNumbers& row : kRrcChannelNumbers) {
-    if (std::ranges::find(row.versions, version) == row.versions.end()) {
-      continue;
-    }
-    const auto found = std::ranges::find(row.numbers, number);
-    return found == row.numbers.end()
-               ? nullptr
-               : &kRrcChannels.at(static_cast<std::size_t>(found - row.numbers.begin()));
-  }
-  return nullptr;
+  const auto* const second = FindRow(kSecondNumbers, [=](const sSecondNumber& row) {
+    return row.version == version && row.number == number;
+  });
+  return second != nullptr ? &second->channel
+                           : FindChannel(kRrcChannelNumbers, kRrcChannels, version, number);
 }
 
 // An RRCReconfigurationComplete, which a modem logs bare, as the UL-DCCH message that it is: the
@@ -165,9 +148,10 @@ void DescribeRrc(const cFields& payload, sDescription& description) {
   if (layout == nullptr) {
     return;
   }
-  sCell& cell = description.cell.emplace();
+  sCell cell;
   cell.physicalCell = payload.Word(kPci);
   cell.frequency = payload.Long(layout->arfcn);
+  TellCell(cell, description);
   const auto number = payload.Byte(layout->channel);
   const auto length = payload.Word(layout->length);
   if (!number || !length) {
@@ -209,8 +193,9 @@ void DescribeNas(const sNasLog& log, const cFields& payload, sDescription& descr
 }  // namespace
 
 bool DescribeNrLog(std::uint16_t logCode, const cFields& payload, sDescription& description) {
-  const auto nas = std::ranges::find(kNasLogs, logCode, &sNasLog::logCode);
-  if (nas != kNasLogs.end()) {
+  const auto* const nas =
+      FindRow(kNasLogs, [logCode](const sNasLog& log) { return log.logCode == logCode; });
+  if (nas != nullptr) {
     DescribeNas(*nas, payload, description);
   } else if (logCode == kRrcLog) {
     DescribeRrc(payload, description);

@@ -74,6 +74,12 @@ void LeaveOut(std::string why, sDescription& description) {
   description.details = std::move(why);
 }
 
+void TellCell(const sCell& cell, sDescription& description) {
+  if (cell != sCell{}) {
+    description.cell = cell;
+  }
+}
+
 void TellChannel(std::uint32_t channel, sDescription& description) {
   description.details = "channel " + std::to_string(channel);
 }

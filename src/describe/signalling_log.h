@@ -1,5 +1,8 @@
 #pragma once
 
+#include <algorithm>
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -18,6 +21,38 @@ struct sLogChannel {
   eSyntax syntax = eSyntax::GsmLayer3;
   std::optional<eLink> link;
 };
+
+// The first row of a table that is wanted; null when there is none.
+template <typename Table, typename IsWanted>
+[[nodiscard]] const auto* FindRow(const Table& table, IsWanted isWanted) {
+  const auto found = std::ranges::find_if(table, isWanted);
+  return found == table.end() ? nullptr : &*found;
+}
+
+// What a log's channels are numbered in some of its versions, in the order of its table of
+// channels. 0 stands for no version and no number.
+template <std::size_t kVersions, std::size_t kChannels>
+struct sChannelNumbers {
+  std::array<std::uint8_t, kVersions> versions;
+  std::array<std::uint8_t, kChannels> numbers;
+};
+
+// Null for a channel of which nothing is known in this version. `rows` is a table of
+// sChannelNumbers.
+template <typename Rows, std::size_t kChannels>
+[[nodiscard]] const sLogChannel* FindChannel(const Rows& rows,
+                                             const std::array<sLogChannel, kChannels>& channels,
+                                             std::uint32_t version, std::uint8_t number) {
+  const auto* const row = FindRow(rows, [version](const auto& candidate) {
+    return version != 0 && std::ranges::count(candidate.versions, version) > 0;
+  });
+  if (row == nullptr || number == 0) {
+    return nullptr;
+  }
+  const auto found = std::ranges::find(row->numbers, number);
+  const auto index = static_cast<std::size_t>(found - row->numbers.begin());
+  return index == kChannels ? nullptr : &channels[index];
+}
 
 // The message of `length` bytes at `at`, as the description's signalling. A message that is not all
 // there is left out whole, for a part of it would read as a malformed one; so is an empty one. The
@@ -41,6 +76,9 @@ void DescribeSegment(std::uint8_t segment, sDescription& description);
 
 // The packet has no message to show, and that is no lack: `why` for the details.
 void LeaveOut(std::string why, sDescription& description);
+
+// What the log tells of its cell, unless that is nothing.
+void TellCell(const sCell& cell, sDescription& description);
 
 // The packet's message is on a channel of which nothing is known.
 void TellChannel(std::uint32_t channel, sDescription& description);

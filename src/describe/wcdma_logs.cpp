@@ -104,9 +104,10 @@ void DescribeRrc(const cFields& payload, sDescription& description) {
   }
   std::size_t message = InPayload(ota_log::kMessage);
   if (IsNewLayout(*number)) {
-    sCell& cell = description.cell.emplace();
+    sCell cell;
     cell.frequency = payload.Word(InPayload(ota_log::kUarfcn));
     cell.physicalCell = payload.Word(InPayload(ota_log::kScramblingCode));
+    TellCell(cell, description);
     message = InPayload(ota_log::kNewMessage);
   }
   if (!length) {

@@ -249,6 +249,7 @@ TEST(SignallingPacketsTest, ACutMessageIsNotShown) {
       const sDescription description = DescribePacket(Cut(row.packet, size), eSender::Modem);
       EXPECT_TRUE(description.cutOff) << size;
       EXPECT_FALSE(description.leftOut) << size;
+      EXPECT_NE(description.cell, sCell{}) << size;
       if (description.signalling) {
         // Only what stands behind the message is gone.
         EXPECT_EQ(description.signalling->message, row.message) << size;
