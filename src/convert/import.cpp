@@ -75,8 +75,8 @@ void RebuildNothing(SibAssemblyMap&, const sSharedBuffer&, std::uint64_t, cRebui
 
 }  // namespace
 
-cImport::cImport(std::unique_ptr<std::ofstream> file, const sImportOptions& chosen)
-    : options(chosen),
+cImport::cImport(std::unique_ptr<std::ofstream> file, sImportOptions chosen)
+    : options(std::move(chosen)),
       store({.now = [this] { return NextTime(); },
              .offerLogItem = RebuildNothing,
              .keepsBrokenEvents = false}) {

@@ -74,7 +74,7 @@ struct sImportReport {
 class cImport final : private cRawPacketSink {
  public:
   // `file` is open for writing and empty.
-  cImport(std::unique_ptr<std::ofstream> file, const sImportOptions& options);
+  cImport(std::unique_ptr<std::ofstream> file, sImportOptions chosen);
   cImport(const cImport&) = delete;
   cImport& operator=(const cImport&) = delete;
   ~cImport() = default;
