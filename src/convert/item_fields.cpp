@@ -430,8 +430,9 @@ void cFieldValue::SetHexNumber(std::optional<std::uint64_t> value, unsigned digi
 std::span<const sItemField> ItemFields() { return kFields; }
 
 const sItemField* FindItemField(std::string_view name) {
-  const auto found = std::find_if(std::begin(kFields), std::end(kFields),
-                                  [name](const sItemField& field) { return field.name == name; });
+  const sItemField* const found =
+      std::find_if(std::begin(kFields), std::end(kFields),
+                   [name](const sItemField& field) { return field.name == name; });
   return found == std::end(kFields) ? nullptr : found;
 }
 

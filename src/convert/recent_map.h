@@ -54,16 +54,12 @@ class cRecentMap {
   }
 
   // From the one that was looked for last to the one that would be forgotten first.
-  [[nodiscard]] auto begin() const { return values.begin(); }
-  [[nodiscard]] auto end() const { return values.end(); }
-  [[nodiscard]] std::size_t Size() const { return values.size(); }
+  [[nodiscard]] const std::list<Entry>& Entries() const { return values; }
 
  private:
-  using Values = std::list<Entry>;
-
   std::size_t limit;
-  Values values;
-  std::map<Key, typename Values::iterator> places;
+  std::list<Entry> values;
+  std::map<Key, typename std::list<Entry>::iterator> places;
 };
 
 }  // namespace corvane

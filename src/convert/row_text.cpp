@@ -43,16 +43,16 @@ constexpr std::array<std::uint8_t, 256> kNeeds = [] {
 // The bytes that may follow a first byte (Unicode, table 3-7). The second one is bounded, all later
 // ones are 0x80 to 0xBF.
 struct sSequence {
+  std::size_t length;
   std::uint8_t first;
   std::uint8_t last;
-  std::size_t length;
   std::uint8_t secondFrom;
   std::uint8_t secondTo;
 };
 constexpr sSequence kSequences[] = {
-    {0x00, 0x7F, 1, 0, 0},       {0xC2, 0xDF, 2, 0x80, 0xBF}, {0xE0, 0xE0, 3, 0xA0, 0xBF},
-    {0xE1, 0xEC, 3, 0x80, 0xBF}, {0xED, 0xED, 3, 0x80, 0x9F}, {0xEE, 0xEF, 3, 0x80, 0xBF},
-    {0xF0, 0xF0, 4, 0x90, 0xBF}, {0xF1, 0xF3, 4, 0x80, 0xBF}, {0xF4, 0xF4, 4, 0x80, 0x8F},
+    {1, 0x00, 0x7F, 0, 0},       {2, 0xC2, 0xDF, 0x80, 0xBF}, {3, 0xE0, 0xE0, 0xA0, 0xBF},
+    {3, 0xE1, 0xEC, 0x80, 0xBF}, {3, 0xED, 0xED, 0x80, 0x9F}, {3, 0xEE, 0xEF, 0x80, 0xBF},
+    {4, 0xF0, 0xF0, 0x90, 0xBF}, {4, 0xF1, 0xF3, 0x80, 0xBF}, {4, 0xF4, 0xF4, 0x80, 0x8F},
 };
 
 struct sTaken {
@@ -63,10 +63,10 @@ struct sTaken {
 // Takes the first character of `text`, or as much of it as begins one.
 [[nodiscard]] sTaken TakeCharacter(std::string_view text) {
   const auto byte = [text](std::size_t at) { return static_cast<std::uint8_t>(text[at]); };
-  const auto sequence = std::find_if(std::begin(kSequences), std::end(kSequences),
-                                     [first = byte(0)](const sSequence& candidate) {
-                                       return candidate.first <= first && first <= candidate.last;
-                                     });
+  const sSequence* const sequence = std::find_if(
+      std::begin(kSequences), std::end(kSequences), [first = byte(0)](const sSequence& candidate) {
+        return candidate.first <= first && first <= candidate.last;
+      });
   if (sequence == std::end(kSequences)) {
     return {1, false};
   }

@@ -33,7 +33,7 @@ std::optional<sJoinedMessage> cSegmentJoin::Add(const sSource& source, std::uint
   }
   const sSignalling& part = *description.signalling;
   const bool isWhole = part.segment == eSegment::Whole;
-  if (isWhole && messages.Size() == 0) {
+  if (isWhole && messages.Entries().empty()) {
     return std::nullopt;
   }
   const sKey key{source,    *description.logCode, part.syntax,
@@ -114,7 +114,7 @@ sJoinedMessage cSegmentJoin::Take(const sKey& key, const sDescription& last) {
 
 std::map<std::uint16_t, std::uint64_t> cSegmentJoin::Incomplete() const {
   auto counts = dropped;
-  for (const auto& [key, message] : messages) {
+  for (const auto& [key, message] : messages.Entries()) {
     if (!message.broken) {
       ++counts[key.logCode];
     }

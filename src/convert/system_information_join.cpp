@@ -176,7 +176,7 @@ class cSegmentReader {
     return true;
   }
   constexpr unsigned kStepBits = 16;
-  constexpr std::uint64_t kRound = 4096 * 8;  // of frames, in 1.25 ms
+  constexpr std::uint64_t kRound = std::uint64_t{4096} * 8;  // of frames, in 1.25 ms
   const std::uint64_t from = *began >> kStepBits;
   const std::uint64_t to = *now >> kStepBits;
   // A clock that was set back meanwhile tells as little as one that was set forward.
