@@ -182,16 +182,26 @@ class SystemInformation(unittest.TestCase):
         names = [name for name, field in UNNAMED.items() if frame.all(field)]
         return " ".join(names)
 
-    def test_blocks_that_a_message_holds_whole_get_no_frame(self):
-        sib18 = number(26, 5)
+    def test_only_the_block_that_fills_its_message_gets_a_frame(self):
+        master = next(block for block in blocks() if block.sib_type == 0)
+        filled = master.bits.ljust(226, "0")
         payloads = [
             (COMPLETE_LIST, LIST, None),
-            (COMPLETE, sib18 + "0" * 226, None),
+            (COMPLETE, number(0, 5) + filled, None),
             (0, "", None),
         ]
         data = exported.good_export(capture_of(4, payloads))
-        self.assertEqual(joined_frames(data), [])
-        self.assertEqual(len(pcapng.read(data).packets), len(payloads))
+        self.assertEqual(joined_frames(data), [("rrc.si.mib", packed(filled))])
+        # tshark itself shows the blocks of a list, and of the other one no more than its bits.
+        self.assertEqual(
+            [frame.info for frame in tshark.frames_of(data)],
+            [
+                "SystemInformation-BCH (SysInfoType 18) (SysInfoType 17)",
+                "SystemInformation-BCH",
+                "MasterInformationBlock",
+                "SystemInformation-BCH",
+            ],
+        )
 
     def test_a_broadcast_that_repeats_is_joined_each_time(self):
         plan = Plan(next(b for b in blocks() if b.sib_type == 21), short_first=False, short_last=True)
