@@ -11,6 +11,7 @@ import tempfile
 import unittest
 
 import made_capture
+from exported import DEADLINE, export, good_export, program
 from signalling_table import (
     DOWN,
     LATER,
@@ -25,33 +26,8 @@ from signalling_table import (
 )
 from wireshark import exported_pdu, pcap, pcapng, tshark
 
-PROGRAM = pathlib.Path(os.environ["CORVANE_PROGRAMS"]) / "corvane"
-DEADLINE = 60.0
-
 # Otherwise Wireshark tries what is ciphered as plain.
 PREFERENCES = ("nas-eps.null_decipher:FALSE",)
-
-
-def export(capture, *options):
-    """-> what `corvane export` wrote to standard output, its exit code and its messages"""
-    with tempfile.TemporaryDirectory(prefix="corvane-export-") as folder:
-        path = pathlib.Path(folder) / "drive.isf"
-        path.write_bytes(capture)
-        ended = subprocess.run(
-            [PROGRAM, "export", path, "-w", "-", *options],
-            stdin=subprocess.DEVNULL,
-            capture_output=True,
-            timeout=DEADLINE,
-            check=False,
-        )
-        messages = ended.stderr.decode("utf-8").replace(str(path), "drive.isf")
-        return ended.stdout, ended.returncode, messages.splitlines()
-
-
-def good_export(capture, *options):
-    data, code, messages = export(capture, *options)
-    assert code == 0, messages
-    return data
 
 
 @functools.cache
@@ -513,7 +489,7 @@ class Output(unittest.TestCase):
     def run_program(self, *arguments, **options):
         """-> exit code and messages"""
         ended = subprocess.run(
-            [PROGRAM, "export", self.capture, *arguments],
+            [program(), "export", self.capture, *arguments],
             stdin=subprocess.DEVNULL,
             stdout=options.pop("stdout", subprocess.DEVNULL),
             stderr=subprocess.PIPE,
