@@ -13,7 +13,7 @@
 namespace corvane {
 namespace {
 
-constexpr std::string_view kRebuilt = ", rebuilt by the recorder";
+constexpr char kRebuilt[] = ", rebuilt by the recorder";
 
 [[nodiscard]] bool IsOfHost(const sCaptureItem& item) {
   return item.type == isf::kRequestItem || item.type == isf::kSubsystemRequestItem;
@@ -21,10 +21,6 @@ constexpr std::string_view kRebuilt = ", rebuilt by the recorder";
 
 [[nodiscard]] std::span<const std::uint8_t> BytesOf(std::string_view text) {
   return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
-}
-
-[[nodiscard]] std::string ItemText(std::uint64_t number) {
-  return "item " + std::to_string(number);
 }
 
 // "joined from items 3, 5, 9"
@@ -149,7 +145,10 @@ bool cSignallingExport::MayBeShown(const sCaptureItem& item) {
     return options.requests;
   }
   const std::span<const std::uint8_t> packet = Unwrap(item.bytes).packet;
-  if (packet.size() < log_packet::kHeaderSize || packet[0] != command::kLog) {
+  if (packet.empty() || (packet[0] != command::kLog && packet[0] != command::kSecuredLog)) {
+    return options.events || options.messages || options.requests;
+  }
+  if (packet[0] == command::kSecuredLog || packet.size() < log_packet::kHeaderSize) {
     return true;
   }
   return signallingLogs.Has(Load16(&packet[log_packet::kLogCode]));
@@ -184,8 +183,7 @@ void cSignallingExport::ShowLog(const sShown& shown) {
     return;
   }
   if (description.signalling->segment == eSegment::Whole) {
-    std::string comment = ItemText(shown.item.number) + ", " + SortText(shown.item, description) +
-                          ", " + NameOf(shown);
+    std::string comment = CommentOn(shown);
     if (rebuilt) {
       comment += kRebuilt;
     }
@@ -201,9 +199,7 @@ void cSignallingExport::ShowJoined(const sShown& shown) {
        {segments.Add(shown.source, number, shown.description),
         blocks.Add(shown.source, number, shown.description)}) {
     if (joined) {
-      ShowMessage(shown, joined->signalling,
-                  ItemText(number) + ", " + SortText(shown.item, shown.description) + ", " +
-                      NameOf(shown) + ", " + JoinedText(joined->items));
+      ShowMessage(shown, joined->signalling, CommentOn(shown) + ", " + JoinedText(joined->items));
     }
   }
 }
@@ -254,8 +250,7 @@ void cSignallingExport::ShowLine(const sShown& shown, std::string_view line) {
 
 void cSignallingExport::ShowText(const sShown& shown, const sDissector& dissector,
                                  std::span<const std::uint8_t> bytes, std::optional<eLink> link) {
-  const std::string comment = ItemText(shown.item.number) + ", " +
-                              SortText(shown.item, shown.description) + ", " + NameOf(shown);
+  const std::string comment = CommentOn(shown);
   sFrame frame;
   frame.sort = eFrameSort::Text;
   frame.time = shown.time;
@@ -268,8 +263,7 @@ void cSignallingExport::ShowText(const sShown& shown, const sDissector& dissecto
 }
 
 void cSignallingExport::ShowPacket(const sShown& shown) {
-  const std::string comment = ItemText(shown.item.number) + ", " +
-                              SortText(shown.item, shown.description) + ", " + NameOf(shown);
+  const std::string comment = CommentOn(shown);
   sFrame frame;
   frame.sort = eFrameSort::Packet;
   frame.time = shown.time;
@@ -286,8 +280,10 @@ void cSignallingExport::AddExtra(const sFrame& frame) {
   }
 }
 
-std::string cSignallingExport::NameOf(const sShown& shown) const {
-  return SourceName(shown.source, options.captureName);
+std::string cSignallingExport::CommentOn(const sShown& shown) const {
+  return "item " + std::to_string(shown.item.number) + ", " +
+         SortText(shown.item, shown.description) + ", " +
+         SourceName(shown.source, options.captureName);
 }
 
 std::vector<std::string> cSignallingExport::Notes() const {

@@ -61,8 +61,8 @@ class cSignallingExport final : public cItemExport {
   void ShowLine(const sShown& shown, std::string_view line);
   void ShowPacket(const sShown& shown);
   void AddExtra(const sFrame& frame);
-  // The name of an item's source for comments.
-  [[nodiscard]] std::string NameOf(const sShown& shown) const;
+  // "item 12, 0x412F, COM7"
+  [[nodiscard]] std::string CommentOn(const sShown& shown) const;
 
   sExportOptions options;
   std::unique_ptr<cFrameWriter> writer;

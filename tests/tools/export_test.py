@@ -356,6 +356,23 @@ class Extras(unittest.TestCase):
         self.assertEqual([p.direction for p in packets], [DOWN] * 4 + [UP] + [DOWN] * 2)
         self.assertEqual(packets[0].comments, ["item 1, 0xB0C0, COM7"])
 
+    def test_what_is_in_a_wrapper_is_found_too(self):
+        capture = made_capture.MadeCapture()
+        wrapper = struct.pack("<BBHI", 0x98, 1, 0, 2)
+        for packet in (self.MESSAGE, self.UNKNOWN):
+            capture.add(made_capture.PACKET, made_capture.item_time(START), wrapper + packet)
+        data = good_export(capture.closed(), "--messages", "--requests")
+        shown = [(name, pdu.dissector, packet.comments) for name, pdu, packet in frames(data)]
+        name = "drive.isf subscription 2"
+        self.assertEqual(
+            shown,
+            [
+                (name, "syslog", [f"item 0, message, {name}"]),
+                (name, "data", [f"item 1, packet 0x8E, {name}"]),
+            ],
+        )
+        self.assertEqual(frames(good_export(capture.closed())), [])
+
     def test_tshark_shows_the_lines_in_the_info_column(self):
         data = good_export(self.capture(), "--events", "--messages", "--requests", "--raw")
         found = tshark.frames_of(data, fields=["frame.interface_name"])
@@ -403,6 +420,19 @@ class Unshown(unittest.TestCase):
             [
                 "0 messages of 1 item",
                 "1 packet is not shown: 0xB0C0 LTE RRC OTA message, version 15, cut off",
+            ],
+        )
+
+    def test_encrypted_packets_are_counted_by_their_log_code(self):
+        capture = made_capture.MadeCapture()
+        for code in (0xB0C0, 0xB0C2):
+            packet = b"\x9e" + bytes(21) + struct.pack("<H", code) + bytes(40)
+            capture.add(made_capture.PACKET, made_capture.item_time(START), packet)
+        self.assertEqual(
+            export(capture.closed())[2],
+            [
+                "corvane export: 0 messages of 2 items",
+                "corvane export: 1 packet is not shown: 0xB0C0 LTE RRC OTA message, encrypted",
             ],
         )
 
