@@ -4,14 +4,13 @@
 #include <system_error>
 #include <tuple>
 
+#include "platform/stream_error.h"
+
 namespace corvane {
 namespace {
 
 // A call to the system for each block takes longer than making the block.
 constexpr std::size_t kPiece = std::size_t{64} * 1024;
-
-// A failed call of the C library that does not say why.
-[[nodiscard]] int LastError() { return errno != 0 ? errno : EIO; }
 
 }  // namespace
 
@@ -73,13 +72,13 @@ void cStreamSink::Close() {
   Flush();
   errno = 0;
   if (opened != nullptr && std::fclose(opened.release()) != 0) {
-    Fail(LastError());
+    Fail(LastStreamError());
   }
 }
 
 int cStreamSink::Deliver(std::span<const std::uint8_t> bytes) {
   errno = 0;
-  return std::fwrite(bytes.data(), 1, bytes.size(), stream) == bytes.size() ? 0 : LastError();
+  return std::fwrite(bytes.data(), 1, bytes.size(), stream) == bytes.size() ? 0 : LastStreamError();
 }
 
 }  // namespace corvane
