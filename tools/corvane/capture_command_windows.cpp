@@ -11,30 +11,11 @@
 #include "corvane/capture_watch.h"
 #include "corvane/command_line.h"
 #include "corvane/host_windows.h"
-#include "corvane/readable_text.h"
+#include "corvane/library_capture_windows.h"
 #include "io/serial/com_ports.h"
-#include "platform/windows_handle.h"
-#include "reader/capture_file.h"
 
 namespace corvane::tools {
 namespace {
-
-// Whether another program has the file open for writing, or does not let it be read. The library
-// lets others write its file, so a second capture would truncate and spoil the first one's.
-[[nodiscard]] bool IsInUse(const std::string& path) {
-  const FileHandle opened(CreateFileA(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
-                                      OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
-  return !opened && GetLastError() == ERROR_SHARING_VIOLATION;
-}
-
-[[nodiscard]] std::optional<std::string> FindObstacleToCapture(
-    const sCaptureRequest& request, std::optional<std::uint64_t> freeSpace) {
-  if (IsInUse(request.output)) {
-    return fmt::format("the capture file {} is in use by another program, perhaps a capture",
-                       request.output);
-  }
-  return FindObstacle(request, freeSpace);
-}
 
 void AnnounceCapture(const sCaptureRequest& request, std::ostream& status) {
   status << fmt::format("Capturing {} into {}; Ctrl-C ends the capture\n", request.device,
@@ -45,49 +26,10 @@ void AnnounceCapture(const sCaptureRequest& request, std::ostream& status) {
   status << std::flush;
 }
 
-[[nodiscard]] std::string DescribeRefusal(const sCaptureRequest& request) {
-  if (IsMobileBroadband(request.device)) {
-    return fmt::format(
-        "the library refused to start: either {} names no mobile-broadband interface with a DIAG "
-        "service, or {} could not be written",
-        request.device, request.output);
-  }
-  return fmt::format(
-      "the library refused to start: {} could not be written, or the system is out of memory or "
-      "threads",
-      request.output);
-}
-
-// A started capture, which is stopped however this is left.
-class cRunningCapture {
- public:
-  explicit cRunningCapture(const cCaptureLibrary& started) : library(started) {}
-  cRunningCapture(const cRunningCapture&) = delete;
-  cRunningCapture& operator=(const cRunningCapture&) = delete;
-  ~cRunningCapture() { library.Stop(); }
-
- private:
-  const cCaptureLibrary& library;
-};
-
 [[nodiscard]] int ReportResult(const std::string& path, std::ostream& status) {
-  sCaptureError error;
-  const std::unique_ptr<cCaptureFile> file = cCaptureFile::Open(path, error);
-  if (file == nullptr || !file->IsComplete()) {
-    const std::string reason = file == nullptr ? error.Text()
-                               : file->Damage()
-                                   ? file->Damage()->Text()
-                                   : std::string("it has no index and trailer; is the disk full?");
-    status << fmt::format("corvane capture: {} is not complete: {}\n", path, reason);
-    return kExitFailed;
-  }
-  status << fmt::format("{} is complete: {} items, {}\n", path, FormatCount(file->ItemCount()),
-                        FormatBytes(file->Size()));
-  if (file->ItemCount() <= 1) {
-    // The first item is the library's own.
-    status << "The device was never reached: the file holds nothing of it\n";
-  }
-  return kExitGood;
+  const sCaptureResult result = ReadResult(path);
+  status << (result.isComplete ? "" : "corvane capture: ") << result.text;
+  return result.isComplete ? kExitGood : kExitFailed;
 }
 
 void TellDoubts(const sCaptureRequest& request, std::optional<std::uint64_t> freeSpace,

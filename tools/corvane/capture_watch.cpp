@@ -114,23 +114,22 @@ class cAbsenceNote {
   bool due;
 };
 
-// Why the capture has to end so that its file can still be completed, or nothing.
-[[nodiscard]] std::optional<std::string> FindShortage(const sCaptureRequest& request,
-                                                      cCaptureHost& host) {
-  if (request.stopBelow == 0) {
-    return std::nullopt;
-  }
-  const std::optional<std::uint64_t> room = host.FreeSpace(request.output);
-  if (!room || *room >= request.stopBelow) {
-    return std::nullopt;
-  }
-  return fmt::format(
-      "corvane capture: only {} are left on the disk of {}, and --stop-below is {}: the capture "
-      "ends",
-      FormatBytes(*room), request.output, FormatBytes(request.stopBelow));
+// The room on the disk of the capture, where it matters.
+[[nodiscard]] std::optional<std::uint64_t> FreeSpaceFor(const sCaptureRequest& request,
+                                                        cCaptureHost& host) {
+  return request.stopBelow == 0 ? std::nullopt : host.FreeSpace(request.output);
 }
 
 }  // namespace
+
+std::optional<std::string> FindShortage(const sCaptureRequest& request,
+                                        std::optional<std::uint64_t> freeSpace) {
+  if (request.stopBelow == 0 || !freeSpace || *freeSpace >= request.stopBelow) {
+    return std::nullopt;
+  }
+  return fmt::format("only {} are left on the disk of {}, and --stop-below is {}: the capture ends",
+                     FormatBytes(*freeSpace), request.output, FormatBytes(request.stopBelow));
+}
 
 std::string FormatStatus(const sProgress& now, const sProgress& previous) {
   const std::uint64_t newItems = now.items < previous.items ? 0 : now.items - previous.items;
@@ -205,8 +204,8 @@ void WatchCapture(const sCaptureRequest& request, cCaptureHost& host, std::ostre
       line.End();
       return;
     }
-    if (const auto shortage = FindShortage(request, host)) {
-      line.Tell(*shortage);
+    if (const auto shortage = FindShortage(request, FreeSpaceFor(request, host))) {
+      line.Tell("corvane capture: " + *shortage);
       return;
     }
     absence.TellIfDue(now, follower.IsConnected(), host, line);

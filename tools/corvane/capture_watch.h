@@ -69,6 +69,11 @@ class cCaptureHost {
   [[nodiscard]] virtual std::vector<std::string> PresentComPorts() = 0;
 };
 
+// Why the capture has to end so that its file can still be completed, as a sentence for the user,
+// or nothing.
+[[nodiscard]] std::optional<std::string> FindShortage(const sCaptureRequest& request,
+                                                      std::optional<std::uint64_t> freeSpace);
+
 // Returns when the capture is to end: a stop is requested, its duration is over, or its disk has
 // less room than it was asked to leave. Writes a status line every second to `status`; in a
 // terminal each takes the place of the one before. Tells there of a disk without room, and once of

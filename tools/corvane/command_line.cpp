@@ -3,12 +3,21 @@
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
+#include <algorithm>
 #include <exception>
 #include <iostream>
+#include <string>
+#include <vector>
+
+#include "corvane/extcap_command.h"
 
 namespace corvane::tools {
 
 int RunCommandLine(int argc, const char* const* argv) {
+  const std::vector<std::string> arguments(argv + std::min(argc, 1), argv + argc);
+  if (IsExtcapCall(arguments)) {
+    return RunExtcap(arguments, std::cout, std::cerr);
+  }
   CLI::App app("Captures the DIAG traffic of cellular modems, and reads capture files.", "corvane");
   app.set_version_flag("--version", "corvane " CORVANE_VERSION);
   app.require_subcommand(1);
@@ -21,6 +30,7 @@ int RunCommandLine(int argc, const char* const* argv) {
   AddImportCommand(app, exitCode);
   AddInfoCommand(app, exitCode);
   AddListCommand(app, exitCode);
+  AddWiresharkCommand(app, exitCode);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

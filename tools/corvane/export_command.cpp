@@ -14,6 +14,7 @@
 
 #include "convert/byte_sink.h"
 #include "corvane/command_line.h"
+#include "corvane/live_export.h"
 #include "corvane/new_file.h"
 #include "corvane/reading_commands.h"
 #include "corvane/standard_streams.h"
@@ -144,6 +145,9 @@ struct sExported {
 }  // namespace
 
 int ExportCapture(const sExportRequest& request, std::ostream& errors) {
+  if (request.follow) {
+    return FollowExport(request, errors);
+  }
   SurviveClosedPipes();
   sCaptureError error;
   const std::unique_ptr<cCaptureFile> file = cCaptureFile::Open(request.path, error);
@@ -184,6 +188,13 @@ void AddOutputOptions(CLI::App& command, sExportRequest& request) {
                    "A pipe or file to write to as the export goes on; - is standard output")
       ->type_name("FILE|-");
   where->require_option(1);
+  command
+      .add_flag(
+          "--follow", request.follow,
+          "Go on with what is recorded, until the capture is closed or Ctrl-C: corvane export "
+          "--follow FILE -w - | wireshark -k -i -. A file that is empty is waited for, one "
+          "that is missing is not")
+      ->excludes("--output");
   command.add_flag("--overwrite", request.overwrite,
                    "Replace a file of that name, once the new one is complete");
   std::map<std::string, eExportFormat> formats;
@@ -197,6 +208,8 @@ void AddOutputOptions(CLI::App& command, sExportRequest& request) {
       ->type_name("FORMAT")
       ->default_str("pcapng");
 }
+
+}  // namespace
 
 void AddContentOptions(CLI::App& command, sExportOptions& options) {
   const std::map<std::string, eExportClock> clocks{{"modem", eExportClock::Modem},
@@ -229,6 +242,13 @@ void AddContentOptions(CLI::App& command, sExportOptions& options) {
                    "Show every packet as it is too, on an interface of link type 147");
 }
 
+std::string CaptureNameOf(const std::string& path) {
+  const std::u8string name = std::filesystem::path(path).filename().u8string();
+  return {name.begin(), name.end()};
+}
+
+namespace {
+
 // What is no signalling only pcapng has a form for.
 void CheckExtras(const sExportRequest& request) {
   const sExportOptions& options = request.options;
@@ -251,8 +271,7 @@ void AddExportCommand(CLI::App& app, int& exitCode) {
   command->footer(kReadingExitCodes);
   command->callback([request, &exitCode] {
     CheckExtras(*request);
-    const std::u8string name = std::filesystem::path(request->path).filename().u8string();
-    request->options.captureName = std::string(name.begin(), name.end());
+    request->options.captureName = CaptureNameOf(request->path);
     request->options.application = "Corvane " CORVANE_VERSION;
     exitCode = ExportCapture(*request, std::cerr);
   });

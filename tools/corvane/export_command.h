@@ -1,5 +1,6 @@
 #pragma once
 
+#include <CLI/App.hpp>
 #include <iosfwd>
 #include <string>
 
@@ -13,6 +14,7 @@ struct sExportRequest {
   std::string output;  // the file to make; empty: `stream` is written instead
   std::string stream;  // a pipe or file that is written as it is, "-" is standard output
   bool overwrite = false;
+  bool follow = false;  // goes on with what is written to the capture; needs `stream`
   eExportFormat format = eExportFormat::Pcapng;
   sExportOptions options;
 };
@@ -20,5 +22,12 @@ struct sExportRequest {
 // Exports the items that are there. What is wrong and what was not shown is told on `errors`.
 // Returns an exit code (command_line.h).
 [[nodiscard]] int ExportCapture(const sExportRequest& request, std::ostream& errors);
+
+// Adds the options that tell what of a capture is shown, and how.
+void AddContentOptions(CLI::App& command, sExportOptions& options);
+
+// What a capture's packets are said to come from as long as it does not tell: its file name, in
+// UTF-8.
+[[nodiscard]] std::string CaptureNameOf(const std::string& path);
 
 }  // namespace corvane::tools

@@ -103,7 +103,7 @@ std::chrono::milliseconds cWindowsHost::Elapsed() {
                                                                started);
 }
 
-std::optional<std::uint64_t> cWindowsHost::FreeSpace(const std::string& path) {
+std::optional<std::uint64_t> FreeSpaceFor(const std::string& path) {
   std::array<char, 32768> full{};
   char* name = nullptr;  // where the file's name begins in `full`
   const DWORD length =
@@ -117,6 +117,10 @@ std::optional<std::uint64_t> cWindowsHost::FreeSpace(const std::string& path) {
     return std::nullopt;
   }
   return available.QuadPart;
+}
+
+std::optional<std::uint64_t> cWindowsHost::FreeSpace(const std::string& path) {
+  return FreeSpaceFor(path);
 }
 
 std::vector<std::string> cWindowsHost::PresentComPorts() {

@@ -62,6 +62,10 @@ class cWindowsHost final : public cCaptureHost {
   std::chrono::steady_clock::time_point started = std::chrono::steady_clock::now();
 };
 
+// The room for this user on the disk of this file, in bytes. Nothing where the system does not
+// tell.
+[[nodiscard]] std::optional<std::uint64_t> FreeSpaceFor(const std::string& path);
+
 // The COM ports that are present, COM10 behind COM9.
 [[nodiscard]] std::vector<sComPort> SortedComPorts();
 

@@ -1,6 +1,7 @@
 #include <iostream>
 
 #include "corvane/command_line.h"
+#include "corvane/extcap_command.h"
 
 namespace corvane::tools {
 namespace {
@@ -19,5 +20,15 @@ void AddAbsentCommand(const char* name, CLI::App& app, int& exitCode) {
 void AddCaptureCommand(CLI::App& app, int& exitCode) { AddAbsentCommand("capture", app, exitCode); }
 
 void AddDevicesCommand(CLI::App& app, int& exitCode) { AddAbsentCommand("devices", app, exitCode); }
+
+std::vector<sExtcapInterface> DeviceInterfaces() { return {}; }
+
+std::vector<sExtcapOption> DeviceOptions() { return {}; }
+
+int CaptureDevice(const sExtcapCapture& wanted, std::ostream& errors) {
+  errors << "corvane: there is no interface \""
+         << wanted.interfaceName << "\": only the Windows build, corvane.exe, captures from devices\n";
+  return kExitFailed;
+}
 
 }  // namespace corvane::tools

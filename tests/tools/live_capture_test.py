@@ -1,0 +1,550 @@
+"""The export of a capture that is being recorded: `corvane export --follow`, and the program as
+Wireshark calls it from its extcap folder. tshark reads what comes of it."""
+
+import array
+import contextlib
+import fcntl
+import os
+import pathlib
+import signal
+import stat
+import struct
+import subprocess
+import sys
+import tempfile
+import termios
+import threading
+import time
+import unittest
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "support"))
+
+import made_capture  # noqa: E402  (needs the path above)
+
+PROGRAM = os.environ["CORVANE_PROGRAM"]
+
+# Only a broken program ever takes this long.
+DEADLINE = 60.0
+
+# 2024-05-17 12:00:00 UTC.
+NOON = 1_715_947_200_000
+
+# An EMM message of LTE, plain: identity request for the IMSI (3GPP TS 24.301, 8.2.18). The log has a
+# version and the three numbers of a release in front.
+IDENTITY_REQUEST = bytes.fromhex("075501")
+LOG_EMM_IN = 0xB0EC
+
+
+def wait_until(condition, what):
+    end = time.monotonic() + DEADLINE
+    while not condition():
+        if time.monotonic() >= end:
+            raise AssertionError(f"not within {DEADLINE:.0f} s: {what}")
+        time.sleep(0.005)
+
+
+class GrowingCapture(made_capture.MadeCapture):
+    """A capture in a file, written as the recorder does: each record, and then its entry."""
+
+    def __init__(self, path):
+        super().__init__()
+        self._file = open(path, "wb", buffering=0)
+        self._file.write(struct.pack("<I", made_capture.HEADER))
+        self.add_text("Corvane version 1.0", made_capture.item_time(NOON))
+        self.add_text("Port COM7 connected", made_capture.item_time(NOON))
+
+    def add_message(self):
+        milliseconds = NOON + 10 * self.items
+        self.add_log(
+            LOG_EMM_IN,
+            bytes([1, 9, 5, 0]) + IDENTITY_REQUEST,
+            made_capture.item_time(milliseconds),
+            made_capture.diag_stamp(milliseconds),
+        )
+
+    def close(self):
+        index = b"".join(struct.pack("<QQ", *block) for block in self._blocks)
+        self._file.write(index + struct.pack("<QII", 0, self.items, made_capture.TRAILER))
+        self.die()
+
+    def die(self):
+        """Ends it as a recorder that was killed does."""
+        self._file.close()
+
+
+class Reader:
+    """Collects what comes out of a stream, as it comes."""
+
+    def __init__(self, stream):
+        self.data = b""
+        self._stream = stream
+        self._thread = threading.Thread(target=self._read, daemon=True)
+        self._thread.start()
+
+    def _read(self):
+        while piece := os.read(self._stream.fileno(), 65536):
+            self.data += piece
+
+    def wait_for(self, count, what):
+        """Waits until `what` has come `count` times."""
+        wait_until(lambda: self.data.count(what) >= count, f"{count} times {what!r}")
+
+    def join(self):
+        self._thread.join(DEADLINE)
+
+
+class LiveTestCase(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory(prefix="corvane-live-")
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+        self.path = self.folder / "drive.isf"
+        self.home = self.folder / "home"
+        self.home.mkdir()
+
+    def grow(self):
+        capture = GrowingCapture(self.path)
+        self.addCleanup(capture.die)
+        return capture
+
+    def start(self, *command, **options):
+        environment = {**os.environ, "HOME": str(self.home), "TZ": "UTC", "LC_ALL": "C.UTF-8"}
+        for variable in ("XDG_CONFIG_HOME", "WIRESHARK_CONFIG_DIR"):
+            environment.pop(variable, None)
+        process = subprocess.Popen(
+            command,
+            env=environment,
+            **{
+                "stdin": subprocess.DEVNULL,
+                "stdout": subprocess.PIPE,
+                "stderr": subprocess.PIPE,
+                **options,
+            },
+        )
+        self.addCleanup(self.clean_up, process)
+        return process
+
+    @staticmethod
+    def clean_up(process):
+        if process.poll() is None:
+            process.kill()
+        process.wait()
+        for stream in (process.stdin, process.stdout, process.stderr):
+            if stream is not None:
+                stream.close()
+
+    def follow(self, *options, **streams):
+        return self.start(PROGRAM, "export", "--follow", self.path, "-w", "-", *options, **streams)
+
+    def end(self, process):
+        """Waits for the end. -> what the user read"""
+        process.wait(DEADLINE)
+        return process.stderr.read().decode()
+
+
+    def assert_exported(self, process, messages, items):
+        """The export has ended by itself, and has told so much."""
+        plural = "" if messages == 1 else "s"
+        told = f"corvane export: {messages} message{plural} of {items} items\n"
+        self.assertEqual((self.end(process), process.returncode), (told, 0))
+
+
+class Follow(LiveTestCase):
+    def test_messages_come_while_the_capture_is_open(self):
+        capture = self.grow()
+        process = self.follow()
+        out = Reader(process.stdout)
+        for count in range(1, 4):
+            capture.add_message()
+            out.wait_for(count, IDENTITY_REQUEST)
+        capture.close()
+        self.assert_exported(process, 3, 5)
+        out.join()
+        self.assertEqual(out.data.count(IDENTITY_REQUEST), 3)
+
+    def test_what_was_recorded_before_comes_first_and_once(self):
+        capture = self.grow()
+        for _ in range(100):
+            capture.add_message()
+        process = self.follow()
+        out = Reader(process.stdout)
+        out.wait_for(100, IDENTITY_REQUEST)
+        capture.add_message()
+        capture.close()
+        self.assert_exported(process, 101, 103)
+        out.join()
+        once = self.start(PROGRAM, "export", self.path, "-w", "-")
+        whole, _ = once.communicate(timeout=DEADLINE)
+        self.assertEqual(out.data, whole)
+
+    def test_the_section_header_comes_before_the_first_message(self):
+        self.grow()
+        process = self.follow()
+        Reader(process.stdout).wait_for(1, b"\x0a\x0d\x0d\x0a")
+
+    def test_a_stop_leaves_whole_blocks_and_code_3(self):
+        for stop in (signal.SIGINT, signal.SIGTERM):
+            with self.subTest(stop=stop.name):
+                capture = self.grow()
+                process = self.follow()
+                out = Reader(process.stdout)
+                capture.add_message()
+                out.wait_for(1, IDENTITY_REQUEST)
+                process.send_signal(stop)
+                errors = self.end(process)
+                self.assertEqual(process.returncode, 3, errors)
+                self.assertIn("the file was not closed", errors)
+                out.join()
+                self.assertEqual(block_lengths(out.data)[-1], 0)
+
+    def test_a_dead_recorders_file_is_followed_until_a_stop(self):
+        capture = self.grow()
+        capture.add_message()
+        capture.die()
+        process = self.follow()
+        out = Reader(process.stdout)
+        out.wait_for(1, IDENTITY_REQUEST)
+        # Several looks later it is still waiting.
+        with self.assertRaises(subprocess.TimeoutExpired):
+            process.wait(0.5)
+        process.send_signal(signal.SIGINT)
+        self.end(process)
+        self.assertEqual(process.returncode, 3)
+
+    def test_a_reader_that_goes_is_noticed_while_nothing_comes(self):
+        self.grow()
+        process = self.follow()
+        os.read(process.stdout.fileno(), 4)
+        process.stdout.close()
+        began = time.monotonic()
+        self.assertEqual((self.end(process), process.returncode), ("", 0))
+        self.assertLess(time.monotonic() - began, 10)
+
+    def test_a_full_pipe_does_not_hold_up_a_stop(self):
+        capture = self.grow()
+        for _ in range(2000):
+            capture.add_message()
+        reading, writing = os.pipe()
+        self.addCleanup(os.close, reading)
+        fcntl.fcntl(writing, fcntl.F_SETPIPE_SZ, 4096)
+        process = self.follow(stdout=writing)
+        os.close(writing)
+        # Nobody reads: a pipe of one page is full with the first bytes.
+        wait_until(lambda: bytes_in(reading), "the pipe is full")
+        process.send_signal(signal.SIGTERM)
+        self.end(process)
+        self.assertEqual(process.returncode, 3)
+
+    def test_a_file_that_is_replaced_ends_it(self):
+        capture = self.grow()
+        capture.add_message()
+        process = self.follow()
+        out = Reader(process.stdout)
+        out.wait_for(1, IDENTITY_REQUEST)
+        os.truncate(self.path, 4)
+        errors = self.end(process)
+        self.assertEqual(process.returncode, 1)
+        self.assertIn("the file has become shorter while it was followed", errors)
+
+    def test_a_missing_file_is_refused_and_nothing_made(self):
+        stream = self.folder / "out.pcapng"
+        process = self.start(PROGRAM, "export", "--follow", self.path, "-w", stream)
+        errors = self.end(process)
+        self.assertEqual(process.returncode, 1)
+        self.assertIn("cannot be opened (No such file or directory)", errors)
+        self.assertFalse(stream.exists())
+
+    def test_an_empty_file_is_waited_for(self):
+        self.path.touch()
+        process = self.follow()
+        out = Reader(process.stdout)
+        out.wait_for(1, b"\x0a\x0d\x0d\x0a")
+        capture = self.grow()
+        capture.add_message()
+        out.wait_for(1, IDENTITY_REQUEST)
+        capture.close()
+        self.assert_exported(process, 1, 3)
+
+    def test_a_pipe_by_name_is_waited_for_and_written(self):
+        capture = self.grow()
+        capture.add_message()
+        pipe = self.folder / "pipe"
+        os.mkfifo(pipe)
+        process = self.start(PROGRAM, "export", "--follow", self.path, "-w", pipe)
+        with open(pipe, "rb") as stream:
+            out = Reader(stream)
+            out.wait_for(1, IDENTITY_REQUEST)
+            capture.close()
+            self.assert_exported(process, 1, 3)
+            out.join()
+
+    def test_a_file_can_be_written_too(self):
+        capture = self.grow()
+        stream = self.folder / "out.pcapng"
+        process = self.start(PROGRAM, "export", "--follow", self.path, "-w", stream)
+        wait_until(stream.exists, "the file is made")
+        capture.add_message()
+        wait_until(lambda: IDENTITY_REQUEST in stream.read_bytes(), "the message is written")
+        capture.close()
+        self.assert_exported(process, 1, 3)
+
+    def test_a_new_file_of_an_open_capture_makes_no_sense(self):
+        self.grow()
+        process = self.start(PROGRAM, "export", "--follow", self.path, "-o", self.folder / "out")
+        self.end(process)
+        self.assertEqual(process.returncode, 2)
+
+
+def block_lengths(data):
+    """Walks the blocks of a pcapng stream. -> their lengths, and behind the last whole one what is
+    left over"""
+    lengths, place = [], 0
+    while len(data) - place >= 12:
+        (length,) = struct.unpack_from("<I", data, place + 4)
+        if place + length > len(data):
+            break
+        lengths.append(length)
+        place += length
+    return [*lengths, len(data) - place]
+
+
+def bytes_in(pipe):
+    """How many bytes wait in a pipe for their reader."""
+    count = array.array("i", [0])
+    fcntl.ioctl(pipe, termios.FIONREAD, count)
+    return count[0]
+
+
+class Extcap(LiveTestCase):
+    """The questions and the start of a capture exactly as Wireshark has them."""
+
+    def ask(self, *arguments):
+        process = self.start(PROGRAM, *arguments)
+        out, errors = process.communicate(timeout=DEADLINE)
+        self.assertEqual((process.returncode, errors), (0, b""))
+        return out.decode().splitlines()
+
+    def capture(self, *arguments, pipe=None):
+        return self.start(
+            PROGRAM,
+            *("--capture", "--extcap-interface", "corvane_follow"),
+            *("--fifo", pipe or self.folder / "pipe"),
+            *arguments,
+            stdout=subprocess.DEVNULL,
+        )
+
+    @contextlib.contextmanager
+    def piped(self, *arguments):
+        """A capture into a FIFO. -> the process, and what reads the FIFO"""
+        pipe = self.folder / "pipe"
+        os.mkfifo(pipe)
+        process = self.capture(*arguments)
+        with open(pipe, "rb", buffering=0) as stream:
+            yield process, stream
+
+    def test_it_offers_to_follow_a_file(self):
+        header, interface = self.ask("--extcap-interfaces", "--extcap-version=4.0")
+        self.assertRegex(header, r"^extcap \{version=[\d.]+\}")
+        self.assertEqual(
+            interface, "interface {value=corvane_follow}{display=Corvane: follow a capture file}"
+        )
+
+    def test_the_link_type_is_that_of_exported_pdus(self):
+        (line,) = self.ask("--extcap-dlts", "--extcap-interface", "corvane_follow")
+        self.assertRegex(line, r"^dlt \{number=252\}\{name=\w+\}\{display=[^{}]+\}$")
+
+    def test_the_file_is_the_first_option(self):
+        lines = self.ask("--extcap-config", "--extcap-interface", "corvane_follow")
+        self.assertRegex(lines[0], r"^arg \{number=0\}\{call=--file\}.*\{type=fileselect\}")
+        self.assertIn("{required=true}", lines[0])
+
+    def test_choices_can_be_asked_for_again(self):
+        lines = self.ask(
+            *("--extcap-config", "--extcap-interface", "corvane_follow"),
+            *("--extcap-reload-option", "clock"),
+        )
+        self.assertEqual([line.split("}{")[1] for line in lines], ["value=modem", "value=host"])
+
+    def test_it_streams_until_it_is_asked_to_end(self):
+        capture = self.grow()
+        with self.piped("--file", self.path) as (process, stream):
+            out = Reader(stream)
+            capture.add_message()
+            out.wait_for(1, IDENTITY_REQUEST)
+            process.send_signal(signal.SIGTERM)
+            self.assertEqual((self.end(process), process.returncode), ("", 0))
+            out.join()
+
+    def test_a_pipe_closed_by_wireshark_ends_it(self):
+        self.grow()
+        with self.piped("--file", self.path) as (process, stream):
+            stream.read(4)
+        self.assertEqual((self.end(process), process.returncode), ("", 0))
+
+    def test_it_ends_with_the_capture(self):
+        capture = self.grow()
+        with self.piped("--file", self.path) as (process, stream):
+            out = Reader(stream)
+            capture.add_message()
+            capture.close()
+            self.assertEqual((self.end(process), process.returncode), ("", 0))
+            out.join()
+            self.assertEqual(out.data.count(IDENTITY_REQUEST), 1)
+
+    def test_it_can_be_stopped_before_a_reader_comes(self):
+        self.grow()
+        pipe = self.folder / "pipe"
+        os.mkfifo(pipe)
+        process = self.capture("--file", self.path)
+        wait_until(lambda: has_handler(process.pid, signal.SIGTERM), "it waits for its reader")
+        process.send_signal(signal.SIGTERM)
+        self.assertEqual((self.end(process), process.returncode), ("", 0))
+
+    def test_troubles_are_told_and_end_with_code_1(self):
+        self.grow()
+        for told, arguments in {
+            "which capture file is to be followed?": [],
+            "cannot be opened (No such file or directory)": ["--file", self.folder / "missing"],
+            "there are no capture filters for this interface": [
+                *("--file", self.path, "--extcap-capture-filter", "udp"),
+            ],
+            "cannot be written: ": ["--file", self.path],
+        }.items():
+            with self.subTest(told):
+                process = self.capture(*arguments, pipe=self.folder / "no" / "pipe")
+                self.assertIn(told, self.end(process))
+                self.assertEqual(process.returncode, 1)
+
+    def test_another_interface_is_refused(self):
+        process = self.start(
+            *(PROGRAM, "--capture", "--extcap-interface", "corvane_COM7", "--fifo", "pipe")
+        )
+        self.assertIn("only the Windows build", self.end(process))
+        self.assertEqual(process.returncode, 1)
+
+
+def has_handler(pid, number):
+    for line in pathlib.Path(f"/proc/{pid}/status").read_text().splitlines():
+        if line.startswith("SigCgt:"):
+            return int(line.split()[1], 16) >> (number - 1) & 1
+    return False
+
+
+class InWireshark(LiveTestCase):
+    """tshark, which is Wireshark without windows, reads a capture while it is recorded."""
+
+    def run_tshark(self, *arguments, **options):
+        return self.start("tshark", "-l", "-n", *arguments, **options)
+
+    def install(self):
+        process = self.start(PROGRAM, "wireshark", "install")
+        out, errors = process.communicate(timeout=DEADLINE)
+        self.assertEqual((process.returncode, errors), (0, b""))
+        return out.decode()
+
+    def follow_with_tshark(self, *more):
+        return self.run_tshark(
+            *("-i", "corvane_follow", "-o", f"extcap.corvane_follow.file:{self.path}", *more)
+        )
+
+    def test_the_installed_program_is_listed(self):
+        self.assertIn(str(self.home / ".config/wireshark/extcap/corvane"), self.install())
+        listing, _ = self.run_tshark("-D").communicate(timeout=DEADLINE)
+        self.assertIn("corvane_follow (Corvane: follow a capture file)", listing.decode())
+
+    def test_messages_are_shown_while_the_capture_is_open(self):
+        capture = self.grow()
+        self.install()
+        tshark = self.follow_with_tshark()
+        shown = Reader(tshark.stdout)
+        for count in range(1, 4):
+            capture.add_message()
+            shown.wait_for(count, b"Identity request")
+        # Ctrl-C in tshark ends the capture and what it started.
+        tshark.send_signal(signal.SIGINT)
+        errors = self.end(tshark)
+        self.assertEqual(tshark.returncode, 0, errors)
+        self.assertIn("3 packets captured", errors)
+        wait_until(lambda: not followers_of(self.path), "the program has ended")
+
+    def test_a_pipe_on_standard_input_is_read_live(self):
+        capture = self.grow()
+        process = self.follow()
+        tshark = self.run_tshark("-i", "-", stdin=process.stdout)
+        process.stdout.close()
+        shown = Reader(tshark.stdout)
+        capture.add_message()
+        shown.wait_for(1, b"Identity request")
+        tshark.send_signal(signal.SIGINT)
+        tshark.wait(DEADLINE)
+        # Nothing is written any more, and yet it is noticed.
+        self.assertEqual((self.end(process), process.returncode), ("", 0))
+
+    def test_what_is_wrong_is_told_by_wireshark(self):
+        self.install()
+        tshark = self.follow_with_tshark()  # the capture is missing
+        errors = self.end(tshark)
+        self.assertNotEqual(tshark.returncode, 0)
+        self.assertIn("cannot be opened (No such file or directory)", errors)
+
+
+def followers_of(path):
+    """The processes that have the file open, besides this one."""
+    found = []
+    for entry in pathlib.Path("/proc").glob("[0-9]*/fd/*"):
+        with contextlib.suppress(OSError):
+            if os.readlink(entry) == str(path) and entry.parts[2] != str(os.getpid()):
+                found.append(entry.parts[2])
+    return found
+
+
+class Install(LiveTestCase):
+    def wireshark(self, action, *arguments):
+        process = self.start(PROGRAM, "wireshark", action, *arguments)
+        out, errors = process.communicate(timeout=DEADLINE)
+        return process.returncode, out.decode(), errors.decode()
+
+    def test_an_earlier_copy_is_replaced_and_runs(self):
+        target = self.home / ".config" / "wireshark" / "extcap" / "corvane"
+        target.parent.mkdir(parents=True)
+        target.write_text("an earlier version")
+        code, _, errors = self.wireshark("install")
+        self.assertEqual((code, errors), (0, ""))
+        self.assertEqual(target.read_bytes(), pathlib.Path(PROGRAM).read_bytes())
+        self.assertTrue(target.stat().st_mode & stat.S_IXUSR)
+        self.assertEqual([file.name for file in target.parent.iterdir()], ["corvane"])
+
+    def test_the_copy_can_be_replaced_while_it_runs(self):
+        self.wireshark("install")
+        self.grow()
+        target = self.home / ".config" / "wireshark" / "extcap" / "corvane"
+        running = self.start(target, "export", "--follow", self.path, "-w", "-")
+        os.read(running.stdout.fileno(), 4)
+        self.assertEqual(self.wireshark("install")[0], 0)
+        self.assertIsNone(running.poll())
+
+    def test_another_folder_can_be_named(self):
+        folder = self.folder / "extcap"
+        self.assertEqual(self.wireshark("install", "--folder", folder)[0], 0)
+        self.assertTrue((folder / "corvane").is_file())
+        self.assertFalse((self.home / ".config").exists())
+
+    def test_uninstall_leaves_what_is_not_its_own(self):
+        folder = self.folder / "extcap"
+        self.wireshark("install", "--folder", folder)
+        (folder / "other").write_text("another program")
+        code, out, errors = self.wireshark("uninstall", "--folder", folder)
+        self.assertEqual((code, errors), (0, ""))
+        self.assertEqual(out, f"Removed {folder / 'corvane'}\n")
+        self.assertEqual([file.name for file in folder.iterdir()], ["other"])
+        self.assertEqual(self.wireshark("uninstall", "--folder", folder), (0, "", ""))
+
+    def test_what_cannot_be_written_is_named(self):
+        (self.folder / "extcap").write_text("a file")
+        code, _, errors = self.wireshark("install", "--folder", self.folder / "extcap")
+        self.assertEqual(code, 1)
+        self.assertIn(f"cannot be copied to {self.folder / 'extcap'}: Not a directory", errors)
+
+
+if __name__ == "__main__":
+    unittest.main()
