@@ -2,7 +2,8 @@
 # Captures about ten seconds with corvane.dll under Wine, and shows the capture file. Installs and
 # builds what is missing first.
 #
-#   scripts/demo.sh         from a simulated modem on a COM port
+#   scripts/demo.sh         from a simulated modem on a COM port; also makes a Wireshark file of it,
+#                           and shows its first lines where tshark is installed
 #   scripts/demo.sh --mbn   through the Windows Mobile Broadband API, whose service is a stand-in
 set -eu
 cd "$(dirname -- "$0")/.."
@@ -39,7 +40,7 @@ step scripts/wine.sh
 # registry by which the library finds it.
 plug_in_simulated_modem() {
   start build/native/bin/corvane-modem-sim --link "$CORVANE_WINEPREFIX/dosdevices/com7" --rate 200 \
-    --seed 7 --report "$demo/modem.jsonl" >"$demo/modem.log" 2>&1
+    --seed 7 --scenario signalling --report "$demo/modem.jsonl" >"$demo/modem.log" 2>&1
   simulator=$started
   until grep -q '"plugged"' "$demo/modem.log"; do
     expect_simulated_modem
@@ -72,9 +73,11 @@ start_mobile_broadband_service() {
 if [ $transport = mbn ]; then
   start_mobile_broadband_service
   device='QMBE:{5A1B9A3C-61F0-4E0B-9D3E-0000000000AB}'
+  profile=data-call.cfg
 else
   plug_in_simulated_modem
   device=COM7
+  profile=signalling.cfg
 fi
 
 echo
@@ -82,11 +85,25 @@ echo "corvane devices"
 step scripts/wine.sh build/mingw/bin/corvane.exe devices
 
 echo
-echo "corvane capture --device $device --config data-call.cfg --output demo.isf --duration 10s"
+echo "corvane capture --device $device --config $profile --output demo.isf --duration 10s"
 step scripts/wine.sh build/mingw/bin/corvane.exe capture --device "$device" \
-  --config profiles/data-call.cfg --output build/demo/demo.isf --duration 10s
+  --config "profiles/$profile" --output build/demo/demo.isf --duration 10s
 [ $transport = mbn ] || expect_simulated_modem
 
 echo
 echo "corvane info demo.isf"
 step build/native/bin/corvane info build/demo/demo.isf
+
+if [ $transport = serial ]; then
+  echo
+  echo "corvane export demo.isf -o demo.pcapng"
+  step build/native/bin/corvane export build/demo/demo.isf -o build/demo/demo.pcapng --overwrite
+  if command -v tshark >/dev/null; then
+    echo
+    echo "tshark -r demo.pcapng -c 10"
+    step tshark -r build/demo/demo.pcapng -c 10 2>"$demo/tshark.log" || {
+      show_log "$demo/tshark.log"
+      exit 1
+    }
+  fi
+fi

@@ -76,7 +76,7 @@ class Sandbox:
         self.root = pathlib.Path(tempfile.mkdtemp(prefix="corvane-ä Ж-"))
         shutil.copytree(ROOT / "scripts", self.root / "scripts")
         self._programs = self.root / "programs"
-        for name in ("apt-get", "cmake", "ctest", "dpkg-query", "id", "wine", "wineserver"):
+        for name in ("apt-get", "cmake", "ctest", "dpkg-query", "id", "tshark", "wine", "wineserver"):
             self.add_program(name)
         for program in (
             "native/bin/corvane",
@@ -98,6 +98,17 @@ class Sandbox:
     def add_program(self, name):
         """A stand-in for one more program that is found in the search path."""
         self._add_stand_in(self._programs / name)
+
+    def path_without(self, name):
+        """A search path on which everything is found but one program."""
+        folder = self.root / "others"
+        folder.mkdir()
+        for place in self.environment["PATH"].split(":"):
+            for program in pathlib.Path(place).glob("*") if place else ():
+                link = folder / program.name
+                if program.name != name and not link.is_symlink():
+                    link.symlink_to(program)
+        return str(folder)
 
     @staticmethod
     def _add_stand_in(path):

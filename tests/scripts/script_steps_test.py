@@ -20,6 +20,8 @@ DEMO_CALLS = (
     "wine *corvane.exe devices",
     "wine *corvane.exe capture *",
     "corvane info *",
+    "corvane export *",
+    "tshark *",
 )
 MOBILE_BROADBAND_CALLS = ("wine *regsvr32.exe *", "wine *corvane.exe capture *")
 TEST_CALLS = (
@@ -121,7 +123,23 @@ class Ends(ScriptTestCase):
     def test_the_demo_runs_to_its_end_and_leaves_nothing_running(self):
         sandbox = self.sandbox()
         self.assertEqual(self.run_to_end(sandbox, "demo.sh"), 0, sandbox.printed())
-        self.assertIn("corvane info build/demo/demo.isf", sandbox.calls())
+        calls = [call for call in sandbox.calls() if call.startswith(("corvane ", "tshark "))]
+        self.assertEqual(
+            calls,
+            [
+                "corvane info build/demo/demo.isf",
+                "corvane export build/demo/demo.isf -o build/demo/demo.pcapng --overwrite",
+                "tshark -r build/demo/demo.pcapng -c 10",
+            ],
+        )
+
+    def test_the_demo_needs_no_tshark(self):
+        sandbox = self.sandbox()
+        path = sandbox.path_without("tshark")
+        self.assertEqual(self.run_to_end(sandbox, "demo.sh", PATH=path), 0, sandbox.printed())
+        exports = [call for call in sandbox.calls() if call.startswith("corvane export ")]
+        self.assertEqual(len(exports), 1)
+        self.assertEqual([call for call in sandbox.calls() if call.startswith("tshark ")], [])
 
     def test_windows_programs_run_under_a_utf_8_locale(self):
         sandbox = self.sandbox()
@@ -146,6 +164,7 @@ class Ends(ScriptTestCase):
             "wine wineboot *",
             "wine *cmd.exe *",
             "corvane-modem-sim *",
+            "tshark *",
         ):
             with self.subTest(call=call):
                 sandbox = self.sandbox()

@@ -1,4 +1,5 @@
-"""corvane-modem-sim --scenario signalling: every message is what tshark says it is."""
+"""corvane-modem-sim --scenario signalling: every message is what tshark says it is, and corvane
+exports all of them."""
 
 import io
 import json
@@ -8,6 +9,7 @@ import re
 import struct
 import subprocess
 import sys
+import tempfile
 import threading
 import unittest
 
@@ -20,6 +22,7 @@ sys.path.insert(0, str(ROOT / "tests" / "e2e"))
 from support import diag  # noqa: E402
 
 DEADLINE = 60.0
+PROGRAMS = pathlib.Path(os.environ["CORVANE_PROGRAMS"])
 PROFILE = ROOT / "profiles" / "signalling.cfg"
 
 # After so many times the story has been told in all layouts; it has about 400 packets.
@@ -46,8 +49,7 @@ def profile_requests():
 
 def told_story(*arguments):
     """The report of a run that ends by itself, for a host that reads all and sends the requests."""
-    program = pathlib.Path(os.environ["CORVANE_PROGRAMS"]) / "corvane-modem-sim"
-    command = [program, "--scenario", "signalling", "--rate", "max", "--then", "quit", *arguments]
+    command = [PROGRAMS / "corvane-modem-sim", "--scenario", "signalling", "--rate", "max", "--then", "quit", *arguments]
     with subprocess.Popen(command, stdin=subprocess.PIPE, stdout=subprocess.PIPE) as modem:
         watchdog = threading.Timer(DEADLINE, modem.kill)
         watchdog.start()
@@ -67,6 +69,16 @@ def told_story(*arguments):
         if modem.wait() != 0:
             raise AssertionError(f"exit code {modem.returncode}; {report[-3:]}")
     return [entry for entry in report if entry.get("dir") == "tx"]
+
+
+def corvane(*arguments, given=b""):
+    subprocess.run(
+        [PROGRAMS / "corvane", *arguments],
+        input=given,
+        capture_output=True,
+        timeout=DEADLINE,
+        check=True,
+    )
 
 
 def read_to_the_end(line):
@@ -166,6 +178,21 @@ class SignallingScenario(unittest.TestCase):
     def test_a_seed_tells_the_same_again(self):
         again = told_story("--count", "800", "--mix", "log=70,event=30")
         self.assertEqual(again[-800:], [entry for entry in self.sent[: len(again)]][-800:])
+
+    def test_corvane_exports_every_message_in_its_order(self):
+        stream = b"".join(diag.frame(bytes.fromhex(entry["hex"])) for entry in self.sent)
+        with tempfile.TemporaryDirectory(prefix="corvane-signalling-") as folder:
+            capture, output = pathlib.Path(folder) / "story.isf", pathlib.Path(folder) / "story.pcapng"
+            corvane("import", "-", "-o", capture, given=stream)
+            corvane("export", capture, "-o", output)
+            file = pcapng.read(output.read_bytes())
+        found = []
+        for packet in file.packets:
+            pdu = exported_pdu.read(packet.data)
+            uplink = pdu.direction == exported_pdu.SENT
+            self.assertEqual(packet.direction, pcapng.OUTBOUND if uplink else pcapng.INBOUND)
+            found.append((pdu.dissector, uplink, pdu.message.hex()))
+        self.assertEqual(found, [shown(message) for message in self.told_messages()])
 
 
 if __name__ == "__main__":

@@ -6,7 +6,7 @@ namespace corvane::modem_sim {
 
 Story TellStory(unsigned cycle) {
   Story story;
-  for (Story part : {GsmStory(cycle), WcdmaStory(cycle), LteStory(cycle), NrStory(cycle)}) {
+  for (Story part : {LteStory(cycle), NrStory(cycle), WcdmaStory(cycle), GsmStory(cycle)}) {
     std::move(part.begin(), part.end(), std::back_inserter(story));
   }
   return story;
