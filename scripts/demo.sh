@@ -40,7 +40,7 @@ step scripts/wine.sh
 # registry by which the library finds it.
 plug_in_simulated_modem() {
   start build/native/bin/corvane-modem-sim --link "$CORVANE_WINEPREFIX/dosdevices/com7" --rate 200 \
-    --seed 7 --scenario signalling --report "$demo/modem.jsonl" >"$demo/modem.log" 2>&1
+    --seed 7 --scenario signalling --start-at now --report "$demo/modem.jsonl" >"$demo/modem.log" 2>&1
   simulator=$started
   until grep -q '"plugged"' "$demo/modem.log"; do
     expect_simulated_modem

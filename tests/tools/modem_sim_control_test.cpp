@@ -4,8 +4,10 @@
 #include <unistd.h>
 
 #include <array>
+#include <ctime>
 
 #include "modem_sim/control.h"
+#include "modem_sim/diag_packets.h"
 #include "modem_sim/options.h"
 #include "modem_sim/report.h"
 
@@ -91,6 +93,21 @@ TEST(ModemSimOptionsTest, EveryOptionIsTaken) {
   EXPECT_EQ(options.writes.gap, milliseconds(3));
 }
 
+TEST(ModemSimOptionsTest, TheClockStartsWhenItIsTold) {
+  const sParsed unsaid = Parse({});
+  ASSERT_TRUE(unsaid.options) << unsaid.errors;
+  EXPECT_EQ(unsaid.options->stream.clockStart, kClockStart);
+  const sParsed day = Parse({"--start-at", "2024-01-02T00:00:01Z"});
+  ASSERT_TRUE(day.options) << day.errors;
+  EXPECT_EQ(day.options->stream.clockStart, kClockStart + std::uint64_t{86401} * 800);
+  EXPECT_EQ(day.options->faults.clockStart, day.options->stream.clockStart);
+  const std::uint64_t before = static_cast<std::uint64_t>(std::time(nullptr)) - 315964800;
+  const sParsed now = Parse({"--start-at", "now"});
+  ASSERT_TRUE(now.options) << now.errors;
+  EXPECT_GE(now.options->stream.clockStart, before * 800);
+  EXPECT_LT(now.options->stream.clockStart, (before + 60) * 800);
+}
+
 TEST(ModemSimOptionsTest, EveryFaultIsTaken) {
   const sParsed parsed =
       Parse({"--bad-crc", "1",          "--noise",    "2%",   "--open-noise",   "3",
@@ -132,15 +149,36 @@ TEST(ModemSimOptionsTest, HelpNamesEveryOptionAndCommandAndIsNoError) {
 
 TEST(ModemSimOptionsTest, AWrongValueIsRefusedWithTheOptionsName) {
   const std::vector<std::vector<const char*>> wrong = {
-      {"--rate", "0"},          {"--rate", "fast"},      {"--count", "-1"},
-      {"--duration", "5d"},     {"--duration", "s"},     {"--then", "sleep"},
-      {"--scenario", "other"},  {"--mix", "log"},        {"--mix", "log=0"},
-      {"--mix", "log=x"},       {"--sizes", "huge=1"},   {"--log-codes", "12345"},
-      {"--log-codes", "1,"},    {"--max-frame", "100"},  {"--sib-loss", "95%"},
-      {"--sib-loss", "5"},      {"--bad-crc", "0x73"},   {"--hang-up", "no"},
-      {"--withhold", "0x1FF"},  {"--late", "0x73"},      {"--late", "0x73=soon"},
-      {"--chunk", "0"},         {"--chunk", "9-3"},      {"--chunk", "x"},
-      {"--return-after", "no"}, {"--heartbeat", "-1ms"},
+      {"--rate", "0"},
+      {"--rate", "fast"},
+      {"--count", "-1"},
+      {"--duration", "5d"},
+      {"--duration", "s"},
+      {"--then", "sleep"},
+      {"--scenario", "other"},
+      {"--mix", "log"},
+      {"--mix", "log=0"},
+      {"--mix", "log=x"},
+      {"--sizes", "huge=1"},
+      {"--log-codes", "12345"},
+      {"--log-codes", "1,"},
+      {"--max-frame", "100"},
+      {"--sib-loss", "95%"},
+      {"--sib-loss", "5"},
+      {"--bad-crc", "0x73"},
+      {"--hang-up", "no"},
+      {"--withhold", "0x1FF"},
+      {"--late", "0x73"},
+      {"--late", "0x73=soon"},
+      {"--chunk", "0"},
+      {"--chunk", "9-3"},
+      {"--chunk", "x"},
+      {"--return-after", "no"},
+      {"--heartbeat", "-1ms"},
+      {"--start-at", "2024-01-01"},
+      {"--start-at", "soon"},
+      {"--start-at", "1980-01-06T00:00:59Z"},
+      {"--start-at", "2024-01-01T00:00:00Z+"},
   };
   for (const auto& arguments : wrong) {
     const sParsed parsed = Parse(arguments);

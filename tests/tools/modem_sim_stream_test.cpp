@@ -311,6 +311,9 @@ TEST(ModemSimStreamTest, TheClockInThePacketsMovesWithTheirNumbers) {
     EXPECT_EQ(time >> 16, std::uint64_t{1388102400} * 800 + number * 4);
     EXPECT_LT(time & 0xFFFF, 49152U);
   }
+  sStreamOptions options;
+  options.clockStart = 4000;
+  EXPECT_EQ(ReadU64(Make(options, masks, 2)[1].packet, 8) >> 16, 4004U);
 }
 
 TEST(ModemSimStreamTest, TheSameSeedMakesTheSameStreamAndAnotherSeedAnother) {

@@ -7,7 +7,7 @@ namespace {
 
 // The modem's clock at its first request, and one unit later at each further one: a minute before
 // the first streamed packet's.
-constexpr std::uint64_t kRequestClock = kClockStart - std::uint64_t{60} * 800;
+constexpr std::uint64_t kBeforeStream = std::uint64_t{60} * 800;
 
 Json PacketLine(unsigned connection, const char* direction, const std::string& kind) {
   return {{"connection", connection}, {"dir", direction}, {"kind", kind}};
@@ -131,7 +131,8 @@ void cConnection::Answer(ByteView request, Clock::time_point now) {
   const std::uint64_t requestNumber = nextRequest++;
   ++totals.requests;
   lastExchange = now;
-  const Bytes answer = modem.Answer(request, DiagTime(kRequestClock + requestNumber, 0));
+  const std::uint64_t clock = options.stream.clockStart - kBeforeStream + requestNumber;
+  const Bytes answer = modem.Answer(request, DiagTime(clock, 0));
   const sReplyFaults replyFaults = faults.ForReply(number, requestNumber, request[0]);
   if (replyFaults.withhold) {
     report.Event("withheld", {{"connection", number}, {"number", requestNumber}});

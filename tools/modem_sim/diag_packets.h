@@ -4,7 +4,8 @@
 
 // The DIAG packets that the simulated modem understands and makes, from its own side of the
 // protocol. Codes and layouts are written down a second time here, not taken from the recorder's
-// diag/packets.h: the simulator checks the recorder, and a wrong offset that both shared would pass.
+// diag/packets.h: the simulator checks the recorder, and a wrong offset that both shared would
+// pass.
 namespace corvane::modem_sim {
 
 // Command codes: the first byte of every packet.
@@ -31,9 +32,10 @@ enum eCommand : std::uint8_t {
 };
 
 // A packet's time stamp: upper 48 bits in units of 1.25 ms since 1980-01-06 00:00:00 UTC, lower 16
-// bits in 1/49152 of a unit. The simulator's clock is virtual: it stands at the start of 2024 and
-// moves by 5 ms with each streamed packet.
-inline constexpr std::uint64_t kClockStart = std::uint64_t{1388102400} * 800;
+// bits in 1/49152 of a unit. The simulator's clock is virtual: it stands at the start of 2024,
+// unless an option says otherwise, and moves by 5 ms with each streamed packet.
+inline constexpr std::uint64_t kUnitsPerSecond = 800;
+inline constexpr std::uint64_t kClockStart = std::uint64_t{1388102400} * kUnitsPerSecond;
 inline constexpr std::uint64_t kUnitsPerPacket = 4;
 inline constexpr std::uint32_t kFractionsPerUnit = 49152;
 

@@ -143,7 +143,7 @@ Bytes cFaults::UnaskedReply(std::uint64_t number, Bytes& embedded) const {
   message.ssid = 0;
   message.level = 2;
   message.line = static_cast<std::uint16_t>(random.Between(1, 999));
-  message.time = DiagTime(kClockStart + number * kUnitsPerPacket, 0);
+  message.time = DiagTime(options.clockStart + number * kUnitsPerPacket, 0);
   message.format = "kept before the host came";
   message.file = "early.c";
   embedded = ExtendedMessage(message);

@@ -2,6 +2,7 @@
 
 #include <chrono>
 
+#include "modem_sim/diag_packets.h"
 #include "modem_sim/selection.h"
 
 namespace corvane::modem_sim {
@@ -10,6 +11,8 @@ namespace corvane::modem_sim {
 // the whole run; those of replies by the request's number, which starts again from 0 with each
 // connection, or by its command.
 struct sFaultOptions {
+  // The modem's clock at packet 0 (diag_packets.h).
+  std::uint64_t clockStart = kClockStart;
   cSelection badCrc;     // a bit of the packet or its CRC is flipped
   cSelection noise;      // random bytes and a flag before the packet
   cSelection openNoise;  // random bytes without a flag, which spoil the packet

@@ -2,10 +2,12 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <ctime>
 #include <iostream>
 #include <map>
 
 #include "common/quantities.h"
+#include "modem_sim/diag_packets.h"
 
 namespace corvane::modem_sim {
 namespace {
@@ -81,6 +83,22 @@ std::vector<std::uint16_t> ParseLogCodes(const std::string& text) {
     codes.push_back(*code);
   }
   return codes;
+}
+
+// A time in units of the modem's clock.
+std::uint64_t ParseStart(const std::string& text) {
+  constexpr std::time_t kEpoch = 315964800;  // of the clock, 1980-01-06, since 1970
+  std::time_t seconds = std::time(nullptr);
+  if (text != "now") {
+    std::tm time{};
+    const char* const end = strptime(text.c_str(), "%Y-%m-%dT%H:%M:%SZ", &time);
+    seconds = timegm(&time);
+    // A minute before it, the modem answers its first requests.
+    if (end == nullptr || *end != 0 || seconds < kEpoch + 60) {
+      Refuse(text, "now, or a time such as 2024-01-01T00:00:00Z");
+    }
+  }
+  return static_cast<std::uint64_t>(seconds - kEpoch) * kUnitsPerSecond;
 }
 
 cSelection ParseSelection(const std::string& text, bool ofRequests) {
@@ -196,6 +214,13 @@ void AddStreamOptions(CLI::App& app, sOptions& options) {
                          {{"mixed", "mixed"}, {"sib", "sib"}, {"signalling", "signalling"}});
   AddNumber(app, "--seed", options.stream.seed,
             "Everything that is random follows from this number [1]");
+  AddText(
+      app, "--start-at", "The modem's time at packet 0, or now [2024-01-01T00:00:00Z]",
+      [&options](const std::string& text) {
+        options.stream.clockStart = ParseStart(text);
+        options.faults.clockStart = options.stream.clockStart;
+      },
+      "TIME");
   AddText(
       app, "--rate", "Packets in a second, or max [100]",
       [&options](const std::string& text) { options.rate = ParseRate(text); }, "N");

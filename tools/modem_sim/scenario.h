@@ -4,6 +4,7 @@
 #include <memory>
 #include <optional>
 
+#include "modem_sim/diag_packets.h"
 #include "modem_sim/masks.h"
 #include "modem_sim/random.h"
 #include "modem_sim/sib_broadcast.h"
@@ -33,6 +34,8 @@ struct sStreamPacket {
 // How the stream is composed.
 struct sStreamOptions {
   std::uint64_t seed = 1;
+  // The modem's clock at packet 0 (diag_packets.h).
+  std::uint64_t clockStart = kClockStart;
   // How often each kind is sent where several are switched on.
   unsigned logWeight = 70;
   unsigned eventWeight = 15;
@@ -114,7 +117,7 @@ class cSibScenario final : public cScenario {
   void HostGone() override { broadcast.HostGone(); }
 
  private:
-  std::uint64_t seed;
+  sStreamOptions options;
   cMixedScenario others;
   cSibBroadcast broadcast;
 };
@@ -160,6 +163,7 @@ class cSignallingScenario final : public cScenario {
                                                       const sStreamOptions& options);
 
 // The modem's virtual clock at a packet, with a random fraction of a unit.
-[[nodiscard]] std::uint64_t PacketTime(std::uint64_t number, cRandom& random);
+[[nodiscard]] std::uint64_t PacketTime(const sStreamOptions& options, std::uint64_t number,
+                                       cRandom& random);
 
 }  // namespace corvane::modem_sim

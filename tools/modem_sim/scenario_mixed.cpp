@@ -57,8 +57,8 @@ Bytes LogPayload(cRandom& random, std::uint16_t code, ByteView content) {
 
 }  // namespace
 
-std::uint64_t PacketTime(std::uint64_t number, cRandom& random) {
-  return DiagTime(kClockStart + number * kUnitsPerPacket,
+std::uint64_t PacketTime(const sStreamOptions& options, std::uint64_t number, cRandom& random) {
+  return DiagTime(options.clockStart + number * kUnitsPerPacket,
                   static_cast<std::uint32_t>(random.Below(kFractionsPerUnit)));
 }
 
@@ -120,7 +120,7 @@ std::size_t cMixedScenario::PayloadSize(cRandom& random) const {
 sStreamPacket cMixedScenario::MakeLog(std::uint64_t number, cRandom& random,
                                       const std::vector<std::uint16_t>& codes) const {
   const std::uint16_t code = codes[random.Below(codes.size())];
-  const std::uint64_t time = PacketTime(number, random);
+  const std::uint64_t time = PacketTime(options, number, random);
   Bytes content = RandomPayload(random, std::min(PayloadSize(random), options.maxFrame));
   const cRandom layout = random;
   while (true) {
@@ -139,7 +139,7 @@ sStreamPacket cMixedScenario::MakeLog(std::uint64_t number, cRandom& random,
 sStreamPacket cMixedScenario::MakeEvents(std::uint64_t number, cRandom& random,
                                          const std::vector<std::uint16_t>& ids) const {
   std::vector<sEvent> events;
-  std::uint64_t time = PacketTime(number, random);
+  std::uint64_t time = PacketTime(options, number, random);
   const std::size_t count = random.Between(1, 8);
   for (std::size_t i = 0; i < count; ++i) {
     sEvent event;
@@ -176,7 +176,7 @@ sStreamPacket cMixedScenario::MakeMessage(std::uint64_t number, cRandom& random,
   message.ssid = source.ssid;
   message.level = source.level;
   message.line = static_cast<std::uint16_t>(random.Between(1, 9999));
-  message.time = PacketTime(number, random);
+  message.time = PacketTime(options, number, random);
   message.file = "source.c";
   message.format = RandomText(random, std::min(PayloadSize(random), options.maxFrame / 4));
   message.arguments.resize(random.Below(6));

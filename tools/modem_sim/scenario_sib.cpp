@@ -11,8 +11,8 @@ constexpr double kOthersPercent = 20;
 
 }  // namespace
 
-cSibScenario::cSibScenario(const sStreamOptions& options)
-    : seed(options.seed), others(options), broadcast(options.sibLoss) {}
+cSibScenario::cSibScenario(const sStreamOptions& streamOptions)
+    : options(streamOptions), others(streamOptions), broadcast(streamOptions.sibLoss) {}
 
 bool cSibScenario::CanSend(const cMasks& masks) const {
   return std::binary_search(masks.LogCodes().begin(), masks.LogCodes().end(), kOtaLogCode) ||
@@ -20,7 +20,7 @@ bool cSibScenario::CanSend(const cMasks& masks) const {
 }
 
 sStreamPacket cSibScenario::Make(std::uint64_t number, bool delivered, const cMasks& masks) {
-  cRandom random(seed, eDraw::SystemInformation, number);
+  cRandom random(options.seed, eDraw::SystemInformation, number);
   const bool sibAllowed =
       std::binary_search(masks.LogCodes().begin(), masks.LogCodes().end(), kOtaLogCode);
   if (!sibAllowed || (random.Chance(kOthersPercent) && others.CanSend(masks))) {
@@ -33,7 +33,7 @@ sStreamPacket cSibScenario::Make(std::uint64_t number, bool delivered, const cMa
   AppendBytes(payload, message);
   sStreamPacket made;
   made.kind = "log";
-  made.packet = LogPacket(kOtaLogCode, PacketTime(number, random), payload);
+  made.packet = LogPacket(kOtaLogCode, PacketTime(options, number, random), payload);
   made.blocks = std::move(heard.blocks);
   made.sib = sSibNote{heard.message.channel, heard.message.bearer, heard.message.choice};
   return made;

@@ -112,7 +112,7 @@ sStreamPacket cSignallingScenario::Make(std::uint64_t number, bool delivered, co
     case kMessages:
       return others.MakeMessage(number, random, masks.MessageSources());
     default:
-      return Tell(NextStep(masks), PacketTime(number, random), delivered);
+      return Tell(NextStep(masks), PacketTime(options, number, random), delivered);
   }
 }
 
