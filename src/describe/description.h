@@ -54,7 +54,7 @@ struct sCell {
 
 struct sEvent {
   std::uint16_t id = 0;
-  std::string_view name;              // "LTE RRC state"; empty when there is none for this ID
+  std::string_view name;              // "LTE RRC state change"; empty when there is none
   std::optional<std::uint64_t> time;  // DIAG timestamp
   std::vector<std::uint8_t> payload;
   std::string value;  // the payload in words, where they are known: "connected"
@@ -96,7 +96,7 @@ struct sDescription {
 
   // Log packets.
   std::optional<std::uint16_t> logCode;
-  std::string_view logName;               // "LTE RRC OTA packet"; empty when there is none
+  std::string_view logName;               // "LTE RRC OTA message"; empty when there is none
   std::string_view logKey;                // its hyphenated form
   std::optional<std::uint32_t> version;   // of the log's layout, where it has one
   std::optional<sSignalling> signalling;  // the message, if the log carries one that is understood

@@ -41,7 +41,8 @@ class cConversionReader {
     while (!rest.empty() && std::string_view("hl").find(rest.front()) != std::string_view::npos) {
       rest.remove_prefix(1);
     }
-    if (rest.empty() || std::string_view("diuxXocps").find(rest.front()) == rest.npos) {
+    if (rest.empty() ||
+        std::string_view("diuxXocps").find(rest.front()) == std::string_view::npos) {
       return std::nullopt;
     }
     conversion.letter = rest.front();
@@ -217,7 +218,8 @@ void AppendArgument(std::string& text, const sConversion& conversion, std::uint3
 std::string FormatMessageText(std::string_view format, std::span<const std::uint32_t> arguments) {
   std::string text;
   std::string_view rest = format;
-  for (std::size_t percent = rest.find('%'); percent != rest.npos; percent = rest.find('%')) {
+  for (std::size_t percent = rest.find('%'); percent != std::string_view::npos;
+       percent = rest.find('%')) {
     text.append(rest.substr(0, percent));
     rest.remove_prefix(percent + 1);
     if (rest.starts_with('%')) {
