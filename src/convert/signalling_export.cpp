@@ -236,8 +236,10 @@ void cSignallingExport::ShowExtra(const sShown& shown) {
 }
 
 void cSignallingExport::ShowEvents(sShown shown) {
-  for (const sEvent& event : shown.description.events) {
-    if (event.time) {
+  const std::vector<sEvent>& events = shown.description.events;
+  for (const sEvent& event : events) {
+    // The first one's time is the item's, for which the clock was asked already.
+    if (event.time && &event != &events.front()) {
       shown.time = clock.TimeOf(shown.item.time, event.time);
     }
     ShowLine(shown, EventLine(event));

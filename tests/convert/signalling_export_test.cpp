@@ -1,0 +1,97 @@
+#include "convert/signalling_export.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "convert/modem_time.h"
+#include "reader/capture_builder.h"
+
+namespace corvane {
+namespace {
+
+constexpr std::uint32_t kPacketItem = 1;
+constexpr std::uint32_t kEventItem = 4;
+constexpr std::uint32_t kLogItem = 5;
+
+// Keeps what the frames have, in place of a file.
+class cKeptFrames final : public cFrameWriter {
+ public:
+  struct sKept {
+    std::string comment;
+    std::int64_t time = 0;
+    ByteVector bytes;
+  };
+
+  explicit cKeptFrames(std::vector<sKept>& keeper) : kept(keeper) {}
+
+  [[nodiscard]] bool Add(const sFrame& frame) override {
+    const ByteVector bytes = frame.signalling == nullptr
+                                 ? ByteVector(frame.bytes.begin(), frame.bytes.end())
+                                 : frame.signalling->message;
+    kept.push_back({std::string(frame.comment), frame.time, bytes});
+    return true;
+  }
+
+ private:
+  std::vector<sKept>& kept;
+};
+
+struct sExport {
+  std::vector<cKeptFrames::sKept> frames;
+  cSignallingExport exported;
+  std::uint64_t number = 0;
+
+  explicit sExport(const sExportOptions& options = {})
+      : exported(options, std::make_unique<cKeptFrames>(frames)) {}
+
+  void Add(std::uint32_t type, const ByteVector& packet) {
+    sCaptureItem item;
+    item.number = number++;
+    item.type = type;
+    item.time = kNoon;
+    item.bytes = packet;
+    exported.Add(item);
+  }
+};
+
+[[nodiscard]] sExportOptions WithEvents() {
+  sExportOptions options;
+  options.events = true;
+  return options;
+}
+
+// --- Times of events
+
+TEST(SignallingExportTest, AStampThatIsNotBelievedCountsOnce) {
+  sExport exported(WithEvents());
+  // Event 1606, stamped 1980.
+  exported.Add(kEventItem, Hex("60 0B 00 46 26 00 00 00 00 00 00 00 00 04"));
+  ASSERT_EQ(exported.frames.size(), 1U);
+  EXPECT_EQ(exported.frames[0].time, UnixNanosecondsOfItem(kNoon));
+  EXPECT_THAT(exported.exported.Notes(),
+              testing::ElementsAre("0 messages and 1 other frame of 1 item",
+                                   testing::StartsWith("1 time of the modem's is ")));
+}
+
+TEST(SignallingExportTest, EachStampOfAReportCountsOnce) {
+  // Three events without a payload: 1980, noon, 1980.
+  ByteVector report = Hex("60 1E 00");
+  for (const std::uint64_t stamp :
+       {std::uint64_t{0}, StampAt(kNoon) + (1U << 16), std::uint64_t{0}}) {
+    Append(report, 256, 2);
+    Append(report, stamp, 8);
+  }
+  sExport exported(WithEvents());
+  exported.Add(kPacketItem, report);
+  ASSERT_EQ(exported.frames.size(), 3U);
+  const std::int64_t noon = UnixNanosecondsOfItem(kNoon);
+  EXPECT_EQ(exported.frames[0].time, noon);
+  EXPECT_EQ(exported.frames[1].time, noon + 1'250'000);
+  EXPECT_EQ(exported.frames[2].time, noon);
+  EXPECT_THAT(exported.exported.Notes(),
+              testing::ElementsAre("0 messages and 3 other frames of 1 item",
+                                   testing::StartsWith("2 times of the modem's are ")));
+}
+
+}  // namespace
+}  // namespace corvane
