@@ -170,16 +170,17 @@ bool cSignallingExport::IsExtra(eItemSort sort) const {
 
 void cSignallingExport::ShowLog(const sShown& shown) {
   const sDescription& description = shown.description;
+  // Asked first: a rebuilt block that cannot be shown is no message of the modem's that is lost.
+  const bool rebuilt = IsRebuilt(shown.item, description, source);
+  if (rebuilt && !options.keepRebuilt) {
+    ++rebuiltLeftOut;
+    return;
+  }
   if (!description.signalling) {
     const bool isMeant = description.logCode && signallingLogs.Has(*description.logCode);
     if (isMeant && !description.leftOut) {
       unshown.Add(description, description.cutOff ? "cut off" : description.details);
     }
-    return;
-  }
-  const bool rebuilt = IsRebuilt(shown.item, description, source);
-  if (rebuilt && !options.keepRebuilt) {
-    ++rebuiltLeftOut;
     return;
   }
   if (description.signalling->segment == eSegment::Whole) {

@@ -93,5 +93,45 @@ TEST(SignallingExportTest, EachStampOfAReportCountsOnce) {
                                    testing::StartsWith("2 times of the modem's are ")));
 }
 
+// --- What the recorder rebuilt
+
+// A block that came on BCH, stamped as its item: its type and a byte of it.
+[[nodiscard]] ByteVector RebuiltBlock(const char* block) {
+  const ByteVector bytes = Hex(block);
+  ByteVector packet = Hex("10 00 00 00 00 00 2F 41");
+  Append(packet, StampAt(kNoon), 8);
+  Append(packet, 0xFE, 2);
+  Append(packet, bytes.size(), 2);
+  packet.insert(packet.end(), bytes.begin(), bytes.end());
+  Put(packet, 2, packet.size() - 4, 2);
+  Put(packet, 4, packet.size() - 4, 2);
+  return packet;
+}
+
+// The recorder's mistakes are no messages of the modem's that were lost.
+TEST(SignallingExportTest, ARebuiltBlockOfNoTypeIsLeftOutAsRebuilt) {
+  sExport exported;
+  for (const char* const block : {"05 AA", "1F AA", "C8 AA", ""}) {
+    exported.Add(kLogItem, RebuiltBlock(block));
+  }
+  EXPECT_TRUE(exported.frames.empty());
+  EXPECT_THAT(exported.exported.Notes(),
+              testing::ElementsAre("0 messages of 4 items",
+                                   testing::StartsWith("4 system-information blocks that the "
+                                                       "recorder rebuilt are left out")));
+}
+
+TEST(SignallingExportTest, AKeptRebuiltBlockOfNoTypeIsNotShown) {
+  sExportOptions options;
+  options.keepRebuilt = true;
+  sExport exported(options);
+  exported.Add(kLogItem, RebuiltBlock("05 AA"));
+  exported.Add(kLogItem, RebuiltBlock("1F AA"));
+  ASSERT_EQ(exported.frames.size(), 1U);
+  EXPECT_THAT(exported.frames[0].comment, testing::EndsWith("rebuilt by the recorder"));
+  EXPECT_THAT(exported.exported.Notes(),
+              testing::ElementsAre("1 message of 2 items", testing::EndsWith("SIB type 31")));
+}
+
 }  // namespace
 }  // namespace corvane
