@@ -180,7 +180,7 @@ constexpr sFormat kFormats[] = {
 };
 
 void AddOutputOptions(CLI::App& command, sExportRequest& request) {
-  CLI::App* const where = command.add_option_group("Output");
+  CLI::App* const where = command.add_option_group("Output", "Where the export goes");
   where->add_option("-o,--output", request.output,
                     "The file to make. It gets its name when it is complete");
   where
@@ -216,8 +216,8 @@ void AddContentOptions(CLI::App& command, sExportOptions& options) {
                                                    {"host", eExportClock::Host}};
   command
       .add_option("--clock", options.clock,
-                  "Whose times to give: the modem's, or the host's, in milliseconds, of when an "
-                  "item was recorded")
+                  "Whose times to give: the modem's, unless they are more than two days from the "
+                  "host's; or the host's, in milliseconds, of when an item was recorded")
       ->transform(CLI::CheckedTransformer(clocks).description(""))
       ->type_name("modem|host")
       ->default_str("modem");
@@ -268,7 +268,8 @@ void AddExportCommand(CLI::App& app, int& exitCode) {
   command->add_option("FILE", request->path, "The capture file")->required();
   AddOutputOptions(*command, *request);
   AddContentOptions(*command, request->options);
-  command->footer(kReadingExitCodes);
+  command->footer(std::string(kReadingExitCodes) +
+                  "\nA pipe that nobody reads any more ends the export with code 0.");
   command->callback([request, &exitCode] {
     CheckExtras(*request);
     request->options.captureName = CaptureNameOf(request->path);
