@@ -5,6 +5,7 @@
 
 #include "describe/ip_packet.h"
 #include "describe/message_names.h"
+#include "describe/nr_messages.h"
 
 namespace corvane {
 namespace {
@@ -36,7 +37,7 @@ std::optional<sJoinedMessage> cSegmentJoin::Add(const sSource& source, std::uint
   if (isWhole && messages.Entries().empty()) {
     return std::nullopt;
   }
-  const sKey key{source,    *description.logCode, part.syntax,
+  const sKey key{source,    *description.logCode, part.channel,
                  part.link, part.radioBearer,     part.packetNumber};
   if (isWhole) {
     Drop(key);
@@ -108,6 +109,7 @@ sJoinedMessage cSegmentJoin::Take(const sKey& key, const sDescription& last) {
   messages.Erase(key);
   joined.signalling.segment = eSegment::Whole;
   joined.signalling.segmentNumber = 0;
+  PutIntoChannel(joined.signalling);
   joined.signalling.messageName = MessageName(joined.signalling.syntax, joined.signalling.message);
   return joined;
 }

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <string_view>
 #include <vector>
 
 #include "convert/joined_message.h"
@@ -36,7 +37,7 @@ class cSegmentJoin {
   struct sKey {
     sSource source;
     std::uint16_t logCode = 0;
-    eSyntax syntax = eSyntax::Ip;
+    std::string_view channel;  // the syntax of a whole message can be another than its segments'
     std::optional<eLink> link;
     std::optional<std::uint8_t> radioBearer;
     std::optional<std::uint16_t> packetNumber;

@@ -2,6 +2,7 @@
 #include <array>
 #include <vector>
 
+#include "describe/nr_messages.h"
 #include "describe/signalling_log.h"
 
 namespace corvane {
@@ -48,13 +49,12 @@ constexpr std::array<sLogChannel, 14> kRrcChannels = {{
     {"UL-CCCH1", eSyntax::NrUlCcch1, eLink::Uplink},
     {"UL-DCCH", eSyntax::NrUlDcch, eLink::Uplink},
     {"RRC reconfiguration", eSyntax::NrReconfiguration, eLink::Downlink},
-    {"RRC reconfiguration complete", eSyntax::NrUlDcch, eLink::Uplink},
+    {"RRC reconfiguration complete", eSyntax::NrReconfigurationComplete, eLink::Uplink},
     {"radio bearer configuration", eSyntax::NrRadioBearerConfig, eLink::Downlink},
     {"MR-DC capability", eSyntax::NrMrdcCapability, eLink::Uplink},
     {"NR capability", eSyntax::NrCapability, eLink::Uplink},
 }};
 constexpr const sLogChannel& kUlDcch = kRrcChannels[8];
-constexpr const sLogChannel& kReconfigurationComplete = kRrcChannels[10];
 constexpr const sLogChannel& kNrCapability = kRrcChannels[13];
 
 // Of the channels above, in their order.
@@ -99,8 +99,7 @@ constexpr std::array<sSecondNumber, 2> kSecondNumbers = {{
                            : FindChannel(kRrcChannelNumbers, kRrcChannels, version, number);
 }
 
-// An RRCReconfigurationComplete, which a modem logs bare, as the UL-DCCH message that it is: the
-// choices c1 and rrcReconfigurationComplete in front (5 bits, 00001), zeros behind to a whole byte.
+// Five bits in front of the message, 00001, and three zero bits behind it.
 [[nodiscard]] std::vector<std::uint8_t> AsUlDcch(std::span<const std::uint8_t> bare) {
   constexpr unsigned kChoiceBits = 5;
   std::vector<std::uint8_t> message;
@@ -115,17 +114,6 @@ constexpr std::array<sSecondNumber, 2> kSecondNumbers = {{
   return message;
 }
 
-void CompleteReconfiguration(sDescription& description) {
-  const sSignalling bare = std::move(*description.signalling);
-  description.signalling.reset();
-  if (bare.segment != eSegment::Whole) {
-    // The bits in front belong to the whole message.
-    description.details = "segment of an RRC reconfiguration complete";
-    return;
-  }
-  description.signalling = MakeSignalling(kReconfigurationComplete, AsUlDcch(bare.message));
-}
-
 void DescribeRrcMessage(const cFields& payload, const sRrcLayout& layout,
                         const sLogChannel& channel, std::uint16_t length,
                         sDescription& description) {
@@ -133,11 +121,12 @@ void DescribeRrcMessage(const cFields& payload, const sRrcLayout& layout,
   if (layout.segment != 0) {
     DescribeSegment(payload.Byte(layout.segment).value_or(0), description);
   }
-  if (description.signalling && &channel == &kReconfigurationComplete) {
-    CompleteReconfiguration(description);
-  }
   if (description.signalling) {
     description.signalling->radioBearer = payload.Byte(kBearer);
+    // What is put in front belongs to the whole message: segments stay bare.
+    if (description.signalling->segment == eSegment::Whole) {
+      PutIntoChannel(*description.signalling);
+    }
   }
 }
 
@@ -191,6 +180,13 @@ void DescribeNas(const sNasLog& log, const cFields& payload, sDescription& descr
 }
 
 }  // namespace
+
+void PutIntoChannel(sSignalling& signalling) {
+  if (signalling.syntax == eSyntax::NrReconfigurationComplete) {
+    signalling.syntax = eSyntax::NrUlDcch;
+    signalling.message = AsUlDcch(signalling.message);
+  }
+}
 
 bool DescribeNrLog(std::uint16_t logCode, const cFields& payload, sDescription& description) {
   const auto* const nas =

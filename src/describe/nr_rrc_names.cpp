@@ -106,6 +106,8 @@ constexpr sMessageClass kUlDcchLaterClass = {kUlDcchLater, "Message class extens
   switch (syntax) {
     case eSyntax::NrReconfiguration:
       return "RRC reconfiguration";
+    case eSyntax::NrReconfigurationComplete:
+      return "RRC reconfiguration complete";
     case eSyntax::NrRadioBearerConfig:
       return "Radio bearer config";
     case eSyntax::NrMrdcCapability:

@@ -67,6 +67,7 @@ enum class eSyntax : std::uint8_t {
   NrUlCcch1,
   NrUlDcch,
   NrReconfiguration,
+  NrReconfigurationComplete,  // only segments: a whole one is NrUlDcch (describe/nr_messages.h)
   NrRadioBearerConfig,
   NrMrdcCapability,
   NrCapability,

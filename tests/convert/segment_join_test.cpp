@@ -140,14 +140,14 @@ TEST(SegmentJoinTest, MessagesOfOtherKindsGrowSideBySide) {
   EXPECT_FALSE(joiner.Rrc(1));
   joiner.logCode = 0xB821;
   EXPECT_FALSE(joiner.Rrc(1));
-  joiner.part.syntax = eSyntax::NrDlDcch;
+  joiner.part.channel = "DL-CCCH";
   EXPECT_FALSE(joiner.Rrc(1));
   EXPECT_EQ(joiner.join.Incomplete(), (Counts{{kLteRrc, 3}, {0xB821, 2}}));
 
   auto joined = joiner.Rrc(7);
   ASSERT_TRUE(joined);
   EXPECT_EQ(joined->items, (std::vector<std::uint64_t>{4, 5}));
-  joiner.part.syntax = eSyntax::LteDlDcch;
+  joiner.part.channel = "DL-DCCH";
   EXPECT_TRUE(joiner.Rrc(7));
   joiner.logCode = kLteRrc;
   EXPECT_TRUE(joiner.Rrc(7));
@@ -158,6 +158,36 @@ TEST(SegmentJoinTest, MessagesOfOtherKindsGrowSideBySide) {
   ASSERT_TRUE(joined);
   EXPECT_EQ(joined->items, (std::vector<std::uint64_t>{0, 9}));
   EXPECT_EQ(joiner.join.Incomplete(), Counts());
+}
+
+// --- NR's RRC reconfiguration complete
+
+// 00001 in front of 10101011 11001101, and 000 behind.
+TEST(SegmentJoinTest, AReconfigurationCompleteBecomesAnUlDcchMessage) {
+  sJoiner joiner;
+  joiner.logCode = 0xB821;
+  joiner.part.syntax = eSyntax::NrReconfigurationComplete;
+  joiner.part.channel = "RRC reconfiguration complete";
+  EXPECT_FALSE(joiner.Add(1, eSegment::Part, {0xAB}));
+  const auto joined = joiner.Add(7, eSegment::Last, {0xCD});
+  ASSERT_TRUE(joined);
+  EXPECT_EQ(joined->signalling.syntax, eSyntax::NrUlDcch);
+  EXPECT_EQ(joined->signalling.message, (ByteVector{0x0D, 0x5E, 0x68}));
+  EXPECT_EQ(joined->signalling.messageName, "RRC reconfiguration complete");
+  EXPECT_EQ(joined->signalling.channel, "RRC reconfiguration complete");
+}
+
+TEST(SegmentJoinTest, AWholeReconfigurationCompleteEndsOneInParts) {
+  sJoiner joiner;
+  joiner.logCode = 0xB821;
+  joiner.part.channel = "RRC reconfiguration complete";
+  joiner.part.syntax = eSyntax::NrReconfigurationComplete;
+  EXPECT_FALSE(joiner.Rrc(1));
+  joiner.part.syntax = eSyntax::NrUlDcch;
+  EXPECT_FALSE(joiner.Rrc(0));
+  joiner.part.syntax = eSyntax::NrReconfigurationComplete;
+  EXPECT_FALSE(joiner.Rrc(7));
+  EXPECT_EQ(joiner.Incomplete(), 2u);
 }
 
 // --- IP packets

@@ -54,6 +54,7 @@ constexpr std::array kSyntaxes = std::to_array<std::string_view>({
     "NrUlCcch1",
     "NrUlDcch",
     "NrReconfiguration",
+    "NrReconfigurationComplete",
     "NrRadioBearerConfig",
     "NrMrdcCapability",
     "NrCapability",

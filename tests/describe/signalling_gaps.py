@@ -70,7 +70,7 @@ def nr_gaps():
     payload, _ = nr_payload(26, 4, message)
     yield gap("NR RRC segments", 0xB821, payload, 34, range(8), range(256))
     payload, _ = nr_payload(26, nr_complete(26), message)
-    yield gap("NR RRC reconfiguration complete segments", 0xB821, payload, 34, [0], range(256))
+    yield gap("NR RRC reconfiguration complete segments", 0xB821, payload, 34, range(8), range(256))
     for code in (0xB800, 0xB801, 0xB808, 0xB809, 0xB80A, 0xB80B, 0xB814):
         payload = Payload(7).put(0, 4, 1).append(b"\x7e\x00\x43")
         yield gap(f"5GS NAS {code:04X} versions", code, payload, 0, [1])

@@ -401,6 +401,32 @@ TEST(SignallingPacketsTest, AnUnknownChannelIsTold) {
   EXPECT_FALSE(description.cutOff);
 }
 
+// The bits of its channel go in front of the whole message.
+TEST(SignallingPacketsTest, SegmentsOfAReconfigurationCompleteAreBare) {
+  for (const std::uint8_t segment : ByteVector{1, 2, 6, 7, 0}) {
+    ByteVector payload(35);
+    payload[0] = 26;   // version
+    payload[24] = 12;  // RRC reconfiguration complete
+    payload[29] = 2;   // length
+    payload[34] = segment;
+    payload.insert(payload.end(), {0xAB, 0xCD});
+    const sDescription description = DescribePacket(LogPacket(0xB821, payload), eSender::Modem);
+    ASSERT_TRUE(description.signalling) << unsigned{segment};
+    const sSignalling& told = *description.signalling;
+    EXPECT_EQ(told.segmentNumber, segment);
+    EXPECT_EQ(told.channel, "RRC reconfiguration complete");
+    EXPECT_EQ(told.link, eLink::Uplink);
+    if (segment == 0) {
+      EXPECT_EQ(told.syntax, eSyntax::NrUlDcch);
+      EXPECT_EQ(told.message, (ByteVector{0x0D, 0x5E, 0x68}));
+    } else {
+      EXPECT_EQ(told.syntax, eSyntax::NrReconfigurationComplete);
+      EXPECT_EQ(told.message, (ByteVector{0xAB, 0xCD}));
+    }
+    EXPECT_EQ(told.messageName, segment <= 1 ? "RRC reconfiguration complete" : "");
+  }
+}
+
 TEST(SignallingPacketsTest, ALinkThatIsNeitherIsNotTold) {
   for (const auto& [code, payload] : std::map<std::uint16_t, ByteVector>{
            {0x5230, {2, 3, 2, 0, 8, 3}}, {0x713A, {2, 2, 0, 0, 0, 5, 0x1B}}}) {
