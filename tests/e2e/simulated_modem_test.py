@@ -2,9 +2,11 @@
 
 import collections
 import os
+import subprocess
 
 from support import diag, environment, isf, recording, simulator, wine
 from support.recording import DEVICE_TYPES, REQUEST_TYPES
+from wireshark import exported_pdu, pcapng
 
 LOG_CODES = [0x1004, 0x1388, 0x4125, 0x5001, 0x713A, 0xB0C0]
 EVENT_IDS = [0, 9, 256, 257, 1999]
@@ -242,23 +244,7 @@ class CaptureOfASimulatedModem(SimulatedModemTestCase):
         self.assert_exchanged(modem, expected_requests(), items)
 
 
-# Payload choices of system information: those whose message begins with a segment, and of these
-# the one with the first segment of a block.
-LED_BY_A_SEGMENT = (1, 2, 3, 4, 5, 6, 10)
-FIRST_SEGMENT = 1
-
-
-def leading_key(line):
-    """Channel, bearer and SIB type of the segment that the message begins with."""
-    message = bytes.fromhex(line["hex"])[20:]
-    lead = 15 if line["sib"]["channel"] == 4 else 6
-    sib_type = int.from_bytes(message[:3], "big") >> 24 - lead - 5 & 31
-    return line["sib"]["channel"], line["sib"]["bearer"], sib_type
-
-
-class RebuiltSystemInformation(SimulatedModemTestCase):
-    CONFIGURATION = "<LogCodes>412F</LogCodes>"
-
+class RebuildingTestCase(SimulatedModemTestCase):
     def assert_rebuilt(self, modem, items):
         """Each packet that completed blocks is followed by them; nothing else was rebuilt."""
         expected = []  # (packet, whether it was rebuilt)
@@ -283,6 +269,35 @@ class RebuiltSystemInformation(SimulatedModemTestCase):
             self.assertEqual(item.packet[:8] + item.packet[16:], packet[:8] + packet[16:], number)
             self.assert_stamped(item, completing)
         return [packet for packet, rebuilt in expected if rebuilt]
+
+    def assert_stamped(self, item, completing):
+        """The rebuilt packet's time lies within the millisecond of the item that completed it."""
+        stamp = int.from_bytes(item.packet[8:16], "little")
+        # 1.25 ms units since 1980-01-06, each with 49,152 parts; 11,960,438,400 s lie between that
+        # day and 1601.
+        units, parts = stamp >> 16, stamp & 0xFFFF
+        self.assertLess(parts, 49152)
+        nanoseconds = units * 1_250_000 + parts * 1_250_000 // 49152
+        milliseconds = nanoseconds / 1_000_000 + 11_960_438_400_000
+        self.assertLess(abs(milliseconds - completing.time - 0.5), 0.51)
+
+
+# Payload choices of system information: those whose message begins with a segment, and of these
+# the one with the first segment of a block.
+LED_BY_A_SEGMENT = (1, 2, 3, 4, 5, 6, 10)
+FIRST_SEGMENT = 1
+
+
+def leading_key(line):
+    """Channel, bearer and SIB type of the segment that the message begins with."""
+    message = bytes.fromhex(line["hex"])[20:]
+    lead = 15 if line["sib"]["channel"] == 4 else 6
+    sib_type = int.from_bytes(message[:3], "big") >> 24 - lead - 5 & 31
+    return line["sib"]["channel"], line["sib"]["bearer"], sib_type
+
+
+class RebuiltSystemInformation(RebuildingTestCase):
+    CONFIGURATION = "<LogCodes>412F</LogCodes>"
 
     def assert_of_all_kinds(self, rebuilt):
         """The rebuilt packets are of both channels, several bearers and several SIB types."""
@@ -310,17 +325,6 @@ class RebuiltSystemInformation(SimulatedModemTestCase):
         for field, name in enumerate(("channel", "bearer", "SIB type")):
             self.assertTrue(any(one[field] != other[field] for one, other in mutual), name)
 
-    def assert_stamped(self, item, completing):
-        """The rebuilt packet's time lies within the millisecond of the item that completed it."""
-        stamp = int.from_bytes(item.packet[8:16], "little")
-        # 1.25 ms units since 1980-01-06, each with 49,152 parts; 11,960,438,400 s lie between that
-        # day and 1601.
-        units, parts = stamp >> 16, stamp & 0xFFFF
-        self.assertLess(parts, 49152)
-        nanoseconds = units * 1_250_000 + parts * 1_250_000 // 49152
-        milliseconds = nanoseconds / 1_000_000 + 11_960_438_400_000
-        self.assertLess(abs(milliseconds - completing.time - 0.5), 0.51)
-
     def test_rebuilt_blocks_stand_behind_what_completed_them(self):
         self.config.write_text(self.CONFIGURATION)
         for seed, loss in ((1, "0%"), (2, "5%"), (3, "20%")):
@@ -340,3 +344,47 @@ class RebuiltSystemInformation(SimulatedModemTestCase):
                 choices = {line["sib"]["choice"] for line in modem.packets("tx") if "sib" in line}
                 self.assertEqual(choices, set(range(1, 11)))
                 self.port.set_present(False)
+
+
+class RecordedSignalling(RebuildingTestCase):
+    PROFILE = wine.ROOT / "profiles" / "signalling.cfg"
+
+    def export(self):
+        """-> the Wireshark file that corvane.exe makes of the capture"""
+        ended = subprocess.run(
+            [
+                wine.ROOT / "scripts" / "wine.sh",
+                environment.programs / "corvane.exe",
+                *("export", wine.windows_path(self.output), "-w", "-"),
+            ],
+            env=environment.prefix().environment,
+            stdin=subprocess.DEVNULL,
+            capture_output=True,
+            timeout=wine.DEADLINE,
+            check=True,
+        )
+        return pcapng.read(ended.stdout)
+
+    def test_every_message_goes_from_modem_to_wireshark_file(self):
+        self.config.write_bytes(self.PROFILE.read_bytes())
+        modem = self.simulate(
+            *"--scenario signalling --start-at now --mix log=1 --rate max --count 1500".split()
+        )
+        self.start()
+        modem.wait_event("stream-end")
+        self.wait_stored(modem)
+        self.stop()
+        modem.close()
+        rebuilt = self.assert_rebuilt(modem, self.read_capture().items)
+        self.assertGreater(len(rebuilt), 1)
+        told = [
+            line[key]
+            for line in modem.packets("tx")
+            for key in ("message", "completes")
+            if key in line
+        ]
+        found = [exported_pdu.read(packet.data) for packet in self.export().packets]
+        self.assertEqual(
+            [(pdu.dissector, pdu.direction, pdu.message.hex()) for pdu in found],
+            [(one["dissector"], 0 if one["uplink"] else 1, one["hex"]) for one in told],
+        )
