@@ -1,0 +1,305 @@
+"""corvane.exe as Wireshark calls it: its questions, and captures into a named pipe and a FIFO."""
+
+import os
+import signal
+import subprocess
+
+from support import diag, environment, isf, mobile_broadband, recording, wine
+
+# A plain EMM message of LTE in its log packet: identity request for the IMSI (3GPP TS 24.301,
+# 8.2.18), behind the log's version and release.
+IDENTITY_REQUEST = bytes.fromhex("075501")
+_PAYLOAD = bytes([1, 9, 5, 0]) + IDENTITY_REQUEST
+# 2024-05-17 12:00:00 UTC as DIAG has it: units of 1.25 ms since 1980-01-06.
+_STAMP = ((1_715_947_200 - 315_964_800) * 800) << 16
+_LENGTH = 12 + len(_PAYLOAD)
+MESSAGE = (
+    bytes([0x10, 0])
+    + _LENGTH.to_bytes(2, "little") * 2
+    + (0xB0EC).to_bytes(2, "little")
+    + _STAMP.to_bytes(8, "little")
+    + _PAYLOAD
+)
+
+INTERFACE = "{5A1B9A3C-61F0-4E0B-9D3E-0000000000AB}"
+
+
+class ExtcapTestCase(recording.RecordingTestCase, environment.WineTestCase):
+    def setUp(self):
+        super().setUp()
+        self.files = self.folder()
+        self.output = self.files / "drive.isf"
+        self.log = self.files / "drive.isf.log"
+        self.streamed = self.files / "streamed.pcapng"
+
+    def run_corvane(self, *arguments, program=None, **options):
+        process = subprocess.Popen(
+            [
+                wine.ROOT / "scripts" / "wine.sh",
+                program or environment.programs / "corvane.exe",
+                *arguments,
+            ],
+            env=environment.prefix().environment,
+            **{
+                "stdin": subprocess.DEVNULL,
+                "stdout": subprocess.PIPE,
+                "stderr": subprocess.PIPE,
+                "text": True,
+                **options,
+            },
+        )
+        self.addCleanup(self.clean_up, process)
+        return process
+
+    @staticmethod
+    def clean_up(process):
+        if process.poll() is None:
+            process.kill()
+        process.communicate()
+
+    def ask(self, *arguments):
+        out, errors = self.run_corvane(*arguments).communicate(timeout=wine.DEADLINE)
+        self.assertEqual(errors, "")
+        return out.splitlines()
+
+    def capture(self, pipe, *more, interface="corvane_COM7", profile="requests-only"):
+        """Starts a capture with the arguments that Wireshark gives."""
+        return self.run_corvane(
+            *("--capture", "--extcap-interface", interface, "--fifo", pipe),
+            *("--profile", profile, "--output", wine.windows_path(self.output), *more),
+        )
+
+    def open_pipe(self):
+        """Makes the named pipe. -> its name and the host that reads it"""
+        name = f"corvane-test-{os.getpid()}-{self.id().rsplit('.', 1)[1]}"
+        host = self.host("pipe_host.exe", name, wine.windows_path(self.streamed))
+        return rf"\\.\pipe\{name}", host
+
+    def wait_for_stream(self, what, count=1):
+        wine.wait_until(
+            lambda: self.streamed.exists() and self.streamed.read_bytes().count(what) >= count,
+            f"{count} times {what!r} came through the pipe",
+        )
+
+    def end(self, process):
+        _, errors = process.communicate(timeout=wine.DEADLINE)
+        return process.returncode, errors
+
+
+class Questions(ExtcapTestCase):
+    def test_com_ports_and_interfaces_are_offered(self):
+        for name in ("COM10", "COM7"):
+            self.ports.add(name).set_present(True)
+        prefix = environment.prefix()
+        mobile_broadband.register(prefix, environment.programs)
+        self.addCleanup(mobile_broadband.unregister, prefix, environment.programs)
+        mobile_broadband.Service(prefix, self.files, f"interface {INTERFACE}\n")
+        lines = self.ask("--extcap-interfaces", "--extcap-version=4.0")
+        self.assertRegex(lines[0], r"^extcap \{version=[\d.]+\}\{display=Corvane\}$")
+        bare = INTERFACE.strip("{}")
+        self.assertEqual(
+            lines[1:],
+            [
+                "interface {value=corvane_COM7}{display=Corvane: COM7, DIAG port 0002}",
+                "interface {value=corvane_COM10}{display=Corvane: COM10, DIAG port 0001}",
+                f"interface {{value=corvane_QMBE_{bare}}}"
+                f"{{display=Corvane: QMBE:({bare}), mobile-broadband interface}}",
+                "interface {value=corvane_follow}{display=Corvane: follow a capture file}",
+            ],
+        )
+
+    def test_the_dialog_has_profiles_and_files(self):
+        lines = self.ask("--extcap-config", "--extcap-interface", "corvane_COM7")
+        calls = [line.split("{call=")[1].split("}")[0] for line in lines if "{call=" in line]
+        self.assertEqual(calls[:3], ["--profile", "--config", "--output"])
+        choices = [line for line in lines if line.startswith("value {arg=0}")]
+        names = [choice.split("{value=")[1].split("}")[0] for choice in choices]
+        profiles = sorted(path.stem for path in (wine.ROOT / "profiles").glob("*.cfg"))
+        self.assertEqual(names, profiles)
+        self.assertEqual(sum("{default=true}" in choice for choice in choices), 1)
+
+    def test_the_link_type_is_that_of_exported_pdus(self):
+        (line,) = self.ask("--extcap-dlts", "--extcap-interface", "corvane_COM7")
+        self.assertTrue(line.startswith("dlt {number=252}"), line)
+
+
+class ModemTestCase(ExtcapTestCase):
+    """With a modem at COM7 that answers requests."""
+
+    def plug_modem(self):
+        self.line = self.ports.add("COM7").plug()
+        self.modem = diag.MinimalModem(self.line)
+        self.addCleanup(self.modem.stop)
+
+    def send_message(self):
+        self.line.send(diag.frame(MESSAGE))
+
+    def wait_for_requests(self):
+        """Waits until the library has asked all that it asks: then it takes what comes."""
+        wine.wait_until(
+            lambda: len(self.modem.replies) == len(diag.START_UP_REQUESTS), "the library's requests"
+        )
+
+    def unplug(self):
+        """Lets the reader of the port end, which has been told to close."""
+        wine.wait_until(
+            lambda: "Port COM7 disconnected".encode("utf-16-le") in self.output.read_bytes(),
+            "the port closed",
+        )
+        self.modem.stop()
+        self.line.hang_up()
+
+
+class NamedPipe(ModemTestCase):
+    def test_messages_are_streamed_and_a_closed_pipe_ends_it_well(self):
+        self.plug_modem()
+        pipe, host = self.open_pipe()
+        process = self.capture(pipe)
+        host.wait_for("connected")
+        self.wait_for_requests()
+        for count in range(1, 4):
+            self.send_message()
+            self.wait_for_stream(IDENTITY_REQUEST, count)
+        # The capture is still open; the pipe closes, and nothing comes any more.
+        host.finish()
+        self.unplug()
+        self.assertEqual(self.end(process), (0, ""))
+        self.assertEqual(self.read_capture().packets(isf.LOG), [MESSAGE] * 3)
+
+    def test_what_the_library_prints_is_in_the_log_alone(self):
+        self.plug_modem()
+        pipe, host = self.open_pipe()
+        process = self.capture(pipe)
+        damaged = bytearray(diag.frame(MESSAGE))
+        damaged[20] ^= 1
+        self.wait_for_requests()
+        self.assertIn("Port COM7 connected", self.log.read_text())
+        self.line.send(bytes(damaged))
+        wine.wait_until(lambda: "bad CRC" in self.log.read_text(), "the complaint in the log")
+        host.finish()
+        self.unplug()
+        out, errors = process.communicate(timeout=wine.DEADLINE)
+        self.assertEqual((process.returncode, out, errors), (0, "", ""))
+        log = self.log.read_text()
+        self.assertIn("Capturing COM7 into ", log)
+        self.assertIn("Port COM7 disconnected", log)
+        self.assertIn("is complete: ", log)
+        self.assertNotIn(b"Port COM7", self.streamed.read_bytes())
+
+    def test_a_device_that_never_comes_ends_with_a_complete_file(self):
+        pipe, host = self.open_pipe()
+        process = self.capture(pipe)
+        self.wait_for_stream(b"\x0a\x0d\x0d\x0a")
+        host.finish()
+        self.assertEqual(self.end(process), (0, ""))
+        self.assertEqual(self.read_capture().texts, ["Corvane version 1.0"])
+
+    def test_ctrl_c_ends_it_with_a_complete_file_too(self):
+        pipe, host = self.open_pipe()
+        process = self.capture(pipe)
+        self.wait_for_stream(b"\x0a\x0d\x0d\x0a")
+        process.send_signal(signal.SIGINT)
+        self.assertEqual(self.end(process), (0, ""))
+        host.wait_for("closed")
+        self.read_capture()
+
+    def test_a_killed_program_leaves_what_was_recorded(self):
+        self.plug_modem()
+        pipe, _ = self.open_pipe()
+        process = self.capture(pipe)
+        self.wait_for_requests()
+        self.send_message()
+        self.wait_for_stream(IDENTITY_REQUEST)
+        process.kill()
+        process.wait()
+        listing = self.run_corvane("list", wine.windows_path(self.output))
+        out, _ = listing.communicate(timeout=wine.DEADLINE)
+        self.assertEqual(listing.returncode, 3)
+        self.assertIn("0xB0EC", out)
+
+    def test_a_file_that_exists_is_kept(self):
+        self.output.write_bytes(b"an earlier capture")
+        (self.files / "drive-2.isf").write_bytes(b"another one")
+        pipe, host = self.open_pipe()
+        process = self.capture(pipe)
+        self.wait_for_stream(b"\x0a\x0d\x0d\x0a")
+        host.finish()
+        self.assertEqual(self.end(process), (0, ""))
+        self.assertEqual(self.output.read_bytes(), b"an earlier capture")
+        self.assertEqual((self.files / "drive-2.isf").read_bytes(), b"another one")
+        self.read_capture(self.files / "drive-3.isf")
+        self.assertTrue((self.files / "drive-3.isf.log").exists())
+
+
+class Troubles(ExtcapTestCase):
+    """What Wireshark shows its user."""
+
+    def assert_refused(self, told, *arguments, **options):
+        code, errors = self.end(self.capture(*arguments, **options))
+        self.assertEqual(code, 1, errors)
+        self.assertIn(told, errors)
+
+    def test_a_pipe_that_is_not_there_is_told_of(self):
+        self.assert_refused(r"\\.\pipe\corvane-nowhere cannot be written: ", r"\\.\pipe\corvane-nowhere")
+
+    def test_a_profile_that_is_not_there_is_told_of(self):
+        self.assert_refused("choose a profile", "pipe", profile="no such profile")
+        self.assertFalse(self.output.exists())
+
+    def test_a_configuration_that_is_not_there_leaves_no_capture(self):
+        self.assert_refused("cannot be read", "pipe", "--config", wine.windows_path(self.files / "no.cfg"))
+        self.assertFalse(self.output.exists())
+
+    def test_a_device_that_is_not_there_is_told_of(self):
+        self.assert_refused("there is no device", "pipe", interface="corvane_QMBE_1")
+
+    def test_an_output_that_cannot_be_made_is_told_of(self):
+        (self.files / "file").write_text("")
+        self.output = self.files / "file" / "drive.isf"
+        self.assert_refused("cannot be made: ", "pipe")
+
+
+class Fifo(ModemTestCase):
+    """tshark of this machine is the client. A script in its extcap folder runs the program."""
+
+    def test_tshark_shows_messages_of_a_capture_by_the_library(self):
+        self.plug_modem()
+        home = self.files / "home"
+        extcap = home / ".config" / "wireshark" / "extcap"
+        extcap.mkdir(parents=True)
+        script = extcap / "corvane"
+        # The program's paths are Windows' own.
+        script.write_text(
+            "#!/bin/sh\n"
+            'for argument; do shift; case $argument in /*) argument="Z:$argument";; esac\n'
+            'set -- "$@" "$argument"; done\n'
+            f'exec "{wine.ROOT}/scripts/wine.sh" "{environment.programs}/corvane.exe" "$@"\n'
+        )
+        script.chmod(0o755)
+        options = {
+            "env": {**environment.prefix().environment, "HOME": str(home)},
+            "stdin": subprocess.DEVNULL,
+            "stdout": subprocess.PIPE,
+            "text": True,
+        }
+        listing = subprocess.run(["tshark", "-D"], check=True, stderr=subprocess.DEVNULL, **options)
+        self.assertIn("corvane_COM7 (Corvane: COM7, DIAG port 0001)", listing.stdout)
+        preferences = {"profile": "requests-only", "output": self.output}
+        tshark = subprocess.Popen(
+            [
+                *("tshark", "-l", "-n", "-i", "corvane_COM7"),
+                *(
+                    word
+                    for name, value in preferences.items()
+                    for word in ("-o", f"extcap.corvane_com7.{name}:{value}")
+                ),
+            ],
+            stderr=subprocess.DEVNULL,
+            **options,
+        )
+        self.addCleanup(self.clean_up, tshark)
+        self.wait_for_requests()
+        self.send_message()
+        self.assertIn("Identity request", tshark.stdout.readline())
+
+
