@@ -231,6 +231,23 @@ class NamedPipe(ModemTestCase):
         self.assertTrue((self.files / "drive-3.isf.log").exists())
 
 
+class MobileBroadband(ExtcapTestCase):
+    def test_an_interface_is_captured_by_its_handle(self):
+        prefix = environment.prefix()
+        mobile_broadband.register(prefix, environment.programs)
+        self.addCleanup(mobile_broadband.unregister, prefix, environment.programs)
+        service = mobile_broadband.Service(prefix, self.files, f"interface {INTERFACE}\n")
+        pipe, host = self.open_pipe()
+        process = self.capture(pipe, interface=f"corvane_QMBE_{INTERFACE.strip('{}')}")
+        # The first of the requests that open every connection.
+        wine.wait_until(service.commands, "a command")
+        host.finish()
+        self.assertEqual(self.end(process), (0, ""))
+        texts = self.read_capture().texts
+        self.assertEqual(texts[1], f"Port {INTERFACE} connected")
+        self.assertIn(f"Capturing QMBE:{INTERFACE} into ", self.log.read_text())
+
+
 class Troubles(ExtcapTestCase):
     """What Wireshark shows its user."""
 
@@ -262,44 +279,91 @@ class Troubles(ExtcapTestCase):
 class Fifo(ModemTestCase):
     """tshark of this machine is the client. A script in its extcap folder runs the program."""
 
-    def test_tshark_shows_messages_of_a_capture_by_the_library(self):
-        self.plug_modem()
-        home = self.files / "home"
-        extcap = home / ".config" / "wireshark" / "extcap"
+    # It gives paths the form that Windows programs know, and passes on a request to end: Wine does
+    # not tell its programs of SIGTERM, but of Ctrl-C.
+    SCRIPT = """#!/bin/sh
+for argument; do
+  shift
+  case $argument in /*) argument="Z:$argument" ;; esac
+  set -- "$@" "$argument"
+done
+"{run}" "{program}" "$@" &
+echo $! >>"{started}"
+trap 'kill -INT $!' TERM
+wait
+wait
+"""
+
+    def setUp(self):
+        super().setUp()
+        self.home = self.files / "home"
+        self.started = self.files / "started"
+        self.addCleanup(self.kill_started)
+        extcap = self.home / ".config" / "wireshark" / "extcap"
         extcap.mkdir(parents=True)
         script = extcap / "corvane"
-        # The program's paths are Windows' own.
         script.write_text(
-            "#!/bin/sh\n"
-            'for argument; do shift; case $argument in /*) argument="Z:$argument";; esac\n'
-            'set -- "$@" "$argument"; done\n'
-            f'exec "{wine.ROOT}/scripts/wine.sh" "{environment.programs}/corvane.exe" "$@"\n'
+            self.SCRIPT.format(
+                run=wine.ROOT / "scripts" / "wine.sh",
+                program=environment.programs / "corvane.exe",
+                started=self.started,
+            )
         )
         script.chmod(0o755)
-        options = {
-            "env": {**environment.prefix().environment, "HOME": str(home)},
-            "stdin": subprocess.DEVNULL,
-            "stdout": subprocess.PIPE,
-            "text": True,
-        }
-        listing = subprocess.run(["tshark", "-D"], check=True, stderr=subprocess.DEVNULL, **options)
-        self.assertIn("corvane_COM7 (Corvane: COM7, DIAG port 0001)", listing.stdout)
-        preferences = {"profile": "requests-only", "output": self.output}
-        tshark = subprocess.Popen(
-            [
-                *("tshark", "-l", "-n", "-i", "corvane_COM7"),
-                *(
-                    word
-                    for name, value in preferences.items()
-                    for word in ("-o", f"extcap.corvane_com7.{name}:{value}")
-                ),
-            ],
+
+    def running(self):
+        """The programs that the script has started and that have not ended."""
+        if not self.started.exists():
+            return []
+        return [number for number in map(int, self.started.read_text().split()) if is_alive(number)]
+
+    def kill_started(self):
+        for number in self.running():
+            os.kill(number, signal.SIGKILL)
+
+    def tshark(self, *arguments):
+        process = subprocess.Popen(
+            ["tshark", *arguments],
+            env={**environment.prefix().environment, "HOME": str(self.home)},
+            stdin=subprocess.DEVNULL,
+            stdout=subprocess.PIPE,
             stderr=subprocess.DEVNULL,
-            **options,
+            text=True,
         )
-        self.addCleanup(self.clean_up, tshark)
+        self.addCleanup(self.clean_up, process)
+        # First of all, so that no program holds what the clean-up of tshark waits for.
+        self.addCleanup(self.kill_started)
+        return process
+
+    def test_the_ports_are_listed(self):
+        self.ports.add("COM7").set_present(True)
+        listing, _ = self.tshark("-D").communicate(timeout=wine.DEADLINE)
+        self.assertIn("corvane_COM7 (Corvane: COM7, DIAG port 0001)", listing)
+
+    def test_messages_are_shown_live_and_a_stop_completes_the_file(self):
+        self.plug_modem()
+        preferences = {"profile": "requests-only", "output": self.output}
+        tshark = self.tshark(
+            *("-l", "-n", "-i", "corvane_COM7"),
+            *(
+                word
+                for name, value in preferences.items()
+                for word in ("-o", f"extcap.corvane_com7.{name}:{value}")
+            ),
+        )
         self.wait_for_requests()
         self.send_message()
         self.assertIn("Identity request", tshark.stdout.readline())
+        tshark.send_signal(signal.SIGINT)
+        self.unplug()
+        tshark.communicate(timeout=wine.DEADLINE)
+        wine.wait_until(lambda: not self.running(), "the program has ended")
+        self.assertEqual(self.read_capture().packets(isf.LOG), [MESSAGE])
 
 
+def is_alive(process):
+    try:
+        os.kill(process, 0)
+    except ProcessLookupError:
+        return False
+    return True
