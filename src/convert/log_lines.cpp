@@ -30,8 +30,9 @@ constexpr std::string_view kPartEnd = "  ";
 
 // A line feed would end the line, and other control characters are not for it either.
 [[nodiscard]] std::string OneLine(std::string text) {
+  constexpr char kDelete = 0x7F;
   for (char& character : text) {
-    if (static_cast<unsigned char>(character) < ' ') {
+    if (static_cast<unsigned char>(character) < ' ' || character == kDelete) {
       character = ' ';
     }
   }

@@ -13,15 +13,8 @@ namespace {
 
 using Packet = std::span<const std::uint8_t>;
 
-[[nodiscard]] bool IsPlainText(std::string_view text) {
-  return std::all_of(text.begin(), text.end(), [](char character) {
-    return (character >= ' ' && character <= '~') || character == '\t' || character == '\n' ||
-           character == '\r';
-  });
-}
-
-// Takes a text with a zero behind it off the front of `rest`. What is no text may be anything: an
-// unknown layout is not shown as if it were known.
+// Takes a text with a zero behind it off the front of `rest`, whatever its bytes are; all that is
+// there where the zero is missing.
 [[nodiscard]] std::string_view TakeText(Packet& rest, bool& cutOff) {
   const auto terminator = std::find(rest.begin(), rest.end(), std::uint8_t{0});
   const auto size = static_cast<std::size_t>(terminator - rest.begin());
@@ -32,7 +25,7 @@ using Packet = std::span<const std::uint8_t>;
   } else {
     rest = rest.subspan(size + 1);
   }
-  return IsPlainText(text) ? text : std::string_view();
+  return text;
 }
 
 // Takes the arguments that are whole, `size` bytes each.

@@ -60,7 +60,7 @@ struct sEvent {
   std::string value;  // the payload in words, where they are known: "connected"
 };
 
-// A debug message.
+// A debug message. Its texts are the modem's bytes as they are: any but zeros, and not always UTF-8.
 struct sDebugMessage {
   std::optional<std::uint16_t> ssid;  // subsystem ID
   std::string_view subsystem;         // its name; empty when there is none

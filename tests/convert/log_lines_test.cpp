@@ -62,6 +62,23 @@ TEST(LogLinesTest, ControlCharactersBecomeBlanks) {
   EXPECT_EQ(TextLine("a\nb\r\x01\t\xC3\xBC"), "<14>a b   \xC3\xBC");
 }
 
+// A text of a modem's may hold anything but a zero.
+TEST(LogLinesTest, AMessageIsOneLineWhateverItHolds) {
+  sDebugMessage message;
+  message.subsystem = "a";
+  for (int byte = 1; byte < 0x100; ++byte) {
+    message.text += static_cast<char>(byte);
+  }
+  message.file = message.text;
+  const std::string line = MessageLine(message);
+  for (const char character : line) {
+    EXPECT_GE(static_cast<unsigned char>(character), 0x20);
+    EXPECT_NE(character, '\x7F');
+  }
+  EXPECT_NE(line.find("!\"#$"), std::string::npos);
+  EXPECT_NE(line.find("|}~ \x80\x81"), std::string::npos);
+}
+
 TEST(UnshownMessagesTest, ReasonsAreCountedByLogCodeAndVersion) {
   cUnshownMessages unshown;
   EXPECT_TRUE(unshown.Notes().empty());

@@ -247,13 +247,25 @@ TEST(DebugMessageTest, AnExtendedMessageThatIsCutOffTellsWhatIsWhole) {
   EXPECT_TRUE(file.cutOff);
 }
 
-TEST(DebugMessageTest, WhatIsNoTextIsNotShownAsOne) {
-  const sDescription told =
-      FromModem("79 00 00 00 00 00 00 00 00 00 00 00 7B 00 05 00 04 00 00 00 6E 1B 00 63 00");
-  EXPECT_EQ(told.message->format, "");
-  EXPECT_EQ(told.message->text, "");
-  EXPECT_EQ(told.message->file, "c");
+// The text ends with its zero, whatever is in it.
+TEST(DebugMessageTest, ATextHasItsBytesAsTheyAre) {
+  const sDescription told = FromModem(
+      "79 00 01 00 00 00 00 00 00 00 00 00 7B 00 05 00 04 00 00 00 07 00 00 00 "
+      "6E 1B E9 25 64 00 63 FF 0A 00");
+  EXPECT_EQ(told.message->format, "n\x1B\xE9%d");
+  EXPECT_EQ(told.message->text,
+            "n\x1B\xE9"
+            "7");
+  EXPECT_EQ(told.message->file, "c\xFF\n");
   EXPECT_FALSE(told.cutOff);
+}
+
+TEST(DebugMessageTest, ATextWithoutItsEndIsWhatIsThere) {
+  const sDescription told =
+      FromModem("79 00 00 00 00 00 00 00 00 00 00 00 7B 00 05 00 04 00 00 00 6E 1B E9");
+  EXPECT_EQ(told.message->text, "n\x1B\xE9");
+  EXPECT_EQ(told.message->file, "");
+  EXPECT_TRUE(told.cutOff);
 }
 
 TEST(DebugMessageTest, AHashedMessageHasItsHashAndArguments) {

@@ -220,14 +220,14 @@ TEST(ItemWordingTest, TextsThatAModemSendsCannotSpeakToTheTerminal) {
             "message SSID 5 call manager low b\\x0A.c:123 \"a\\x09\\\"\\\\x1B\"");
 }
 
-TEST(ItemWordingTest, AMessageWithoutReadableTextShowsNone) {
+TEST(ItemWordingTest, AMessageShowsWhatThereIsOfItsText) {
   const std::string head = "79 00 00 00 00 00 00 00 00 00 00 00 07 00 05 00 04 00 00 00";
   const std::string expected = "message SSID 5 call manager high line 7";
   EXPECT_EQ(Describe(6, head), expected + "  cut off");
   EXPECT_EQ(Describe(6, head + " 00 00"), expected);
   EXPECT_EQ(Describe(6, head + " 6F 6B"), expected + " \"ok\"  cut off");
-  EXPECT_EQ(Describe(6, head + " 6F 1B 00 00"), expected);
-  EXPECT_EQ(Describe(6, head + " 6F FF 00 00"), expected);
+  EXPECT_EQ(Describe(6, head + " 6F 1B 00 00"), expected + " \"o\\x1B\"");
+  EXPECT_EQ(Describe(6, head + " 6F FF 00 00"), expected + " \"o\\xFF\"");
   EXPECT_EQ(Describe(6, "79"), "message  cut off");
   EXPECT_EQ(Describe(6, "1F 00 00"), "message");
 }

@@ -13,8 +13,23 @@ TEST(ReadableTextTest, QuotedTextStaysOnItsLineAndObeysNoTerminal) {
   EXPECT_EQ(Quote("a \"b\" \\ c"), R"("a \"b\" \\ c")");
   EXPECT_EQ(Quote("a\nb\x1B[2J\x7F"), R"("a\x0Ab\x1B[2J\x7F")");
   EXPECT_EQ(Quote("\xC2\x9B\xC2\xA0\xC3\xBC"), "\"\\x9B\xC2\xA0\xC3\xBC\"");
-  EXPECT_EQ(Quote("\xC2"), "\"\xC2\"");
   EXPECT_EQ(Quote(""), "\"\"");
+}
+
+TEST(ReadableTextTest, BytesThatAreNoUtf8AreQuotedAsNumbers) {
+  EXPECT_EQ(Quote("\xC2"), R"("\xC2")");
+  EXPECT_EQ(Quote("\x9B\xE9 \xFF\xF5"), R"("\x9B\xE9 \xFF\xF5")");
+  EXPECT_EQ(Quote("\xE2\x82"
+                  "a"),
+            R"("\xE2\x82a")");
+  // Longer than needed, a surrogate, above U+10FFFF.
+  EXPECT_EQ(Quote("\xC0\x8A\xE0\x82\x9B"), R"("\xC0\x8A\xE0\x82\x9B")");
+  EXPECT_EQ(Quote("\xED\xA0\x80"), R"("\xED\xA0\x80")");
+  EXPECT_EQ(Quote("\xF4\x90\x80\x80"), R"("\xF4\x90\x80\x80")");
+  for (const char* const good : {"\xDF\xBF", "\xE0\xA0\x80", "\xED\x9F\xBF", "\xEF\xBF\xBD",
+                                 "\xF0\x90\x80\x80", "\xF4\x8F\xBF\xBF"}) {
+    EXPECT_EQ(Quote(good), '"' + std::string(good) + '"');
+  }
 }
 
 TEST(ReadableTextTest, HexDumpsHave16BytesALine) {

@@ -6,24 +6,55 @@
 #include <iterator>
 
 namespace corvane::tools {
+namespace {
+
+// How many bytes the character in front of `text` has; 0 when that is no UTF-8. `text` is not
+// empty.
+[[nodiscard]] std::size_t CharacterSize(std::string_view text) {
+  const auto byte = [&text](std::size_t place) {
+    return place < text.size() ? static_cast<std::uint8_t>(text[place]) : std::uint8_t{0};
+  };
+  const std::uint8_t first = byte(0);
+  if (first < 0x80) {
+    return 1;
+  }
+  if (first < 0xC2 || first > 0xF4) {
+    return 0;
+  }
+  // Longer forms than needed, surrogates and numbers above U+10FFFF show in the second byte.
+  const std::uint8_t least = first == 0xE0 ? 0xA0 : first == 0xF0 ? 0x90 : 0x80;
+  const std::uint8_t most = first == 0xED ? 0x9F : first == 0xF4 ? 0x8F : 0xBF;
+  if (byte(1) < least || byte(1) > most) {
+    return 0;
+  }
+  const std::size_t size = first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4;
+  for (std::size_t place = 2; place < size; ++place) {
+    if ((byte(place) & 0xC0) != 0x80) {
+      return 0;
+    }
+  }
+  return size;
+}
+
+}  // namespace
 
 std::string Quote(std::string_view text) {
   std::string quoted = "\"";
-  for (std::size_t place = 0; place < text.size(); ++place) {
-    const auto byte = static_cast<std::uint8_t>(text[place]);
-    const auto next = static_cast<std::uint8_t>(place + 1 < text.size() ? text[place + 1] : 0);
-    if (byte < 0x20 || byte == 0x7F) {
-      fmt::format_to(std::back_inserter(quoted), "\\x{:02X}", byte);
-    } else if (byte == 0xC2 && next >= 0x80 && next < 0xA0) {
-      // The control characters U+0080 to U+009F, which some terminals obey too.
-      fmt::format_to(std::back_inserter(quoted), "\\x{:02X}", next);
-      ++place;
-    } else {
-      if (byte == '"' || byte == '\\') {
-        quoted += '\\';
-      }
-      quoted += text[place];
+  while (!text.empty()) {
+    const std::size_t size = CharacterSize(text);
+    const std::string_view character = text.substr(0, std::max<std::size_t>(size, 1));
+    text.remove_prefix(character.size());
+    const auto first = static_cast<std::uint8_t>(character.front());
+    const auto last = static_cast<std::uint8_t>(character.back());
+    if (size == 0 || first < 0x20 || first == 0x7F || (first == 0xC2 && last < 0xA0)) {
+      // The control characters U+0080 to U+009F are obeyed by some terminals too.
+      fmt::format_to(std::back_inserter(quoted), "\\x{:02X}", last);
+      continue;
     }
+    if (first == '"' || first == '\\') {
+      quoted += '\\';
+    }
+    quoted += character;
   }
   return quoted += '"';
 }

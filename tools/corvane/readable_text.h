@@ -10,8 +10,8 @@
 namespace corvane::tools {
 
 // Text that came out of a capture file, made fit for a terminal and for one line: in quotation
-// marks, with control characters as "\x1B" and quotation marks and backslashes behind a backslash.
-// `text` is UTF-8.
+// marks, with control characters and bytes that are no UTF-8 as "\x1B", and quotation marks and
+// backslashes behind a backslash.
 [[nodiscard]] std::string Quote(std::string_view text);
 
 // Bytes as lines of 16, each led by `indent` and the number of its first byte, with the printable
