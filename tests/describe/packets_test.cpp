@@ -76,6 +76,13 @@ TEST(WrapperTest, NoSubscriptionCountsAsTheFirst) {
   EXPECT_EQ(Unwrap(Hex("98 01 00 00 FE FF FF FF 1D")).subscription, 0xFFFFFFFEu);
 }
 
+TEST(WrapperTest, VersionAndTheBitsBehindItAreNotLookedAt) {
+  const ByteVector packet = Hex("98 07 34 12 02 00 00 00 1D");
+  const sUnwrapped unwrapped = Unwrap(packet);
+  EXPECT_EQ(unwrapped.subscription, 2u);
+  EXPECT_EQ(unwrapped.packet.data(), packet.data() + 8);
+}
+
 TEST(WrapperTest, APacketOfAnyOtherCommandIsItsOwn) {
   const ByteVector packet = Hex("1D 01 00 00 02 00 00 00 10");
   const sUnwrapped unwrapped = Unwrap(packet);
