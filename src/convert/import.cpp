@@ -45,19 +45,6 @@ void RebuildNothing(SibAssemblyMap&, const sSharedBuffer&, std::uint64_t, cRebui
   }
 }
 
-// Wrappers can lie in each other; the innermost one says whose packet it is.
-[[nodiscard]] sUnwrapped UnwrapAll(Packet packet) {
-  sUnwrapped unwrapped = Unwrap(packet);
-  while (unwrapped.subscription) {
-    const sUnwrapped inner = Unwrap(unwrapped.packet);
-    if (!inner.subscription) {
-      break;
-    }
-    unwrapped = inner;
-  }
-  return unwrapped;
-}
-
 // A text item has one 16-bit character for each ASCII one.
 [[nodiscard]] std::string AsciiOf(std::string_view text) {
   std::string ascii;
@@ -113,7 +100,7 @@ void cImport::OnBadFrame(std::uint64_t offset, eFrameFault fault) {
 
 void cImport::OnPacket(std::uint64_t, Packet packet) {
   ++report.packets;
-  const sUnwrapped unwrapped = UnwrapAll(packet);
+  const sUnwrapped unwrapped = Unwrap(packet);
   if (packet[0] == command::kWrapper && options.wrapped == eWrapped::Drop) {
     ++report.dropped;
     return;
