@@ -38,9 +38,7 @@ class cConversionReader {
     if (!TakeNumber(conversion.width) || !TakePrecision(conversion.precision)) {
       return std::nullopt;
     }
-    while (!rest.empty() && std::string_view("hl").find(rest.front()) != std::string_view::npos) {
-      rest.remove_prefix(1);
-    }
+    PassLength();
     if (rest.empty() ||
         std::string_view("diuxXocps").find(rest.front()) == std::string_view::npos) {
       return std::nullopt;
@@ -96,6 +94,20 @@ class cConversionReader {
     }
     rest.remove_prefix(1);
     return TakeNumber(precision.emplace());
+  }
+
+  // All lengths mean 32 bits here.
+  void PassLength() {
+    for (const std::string_view length : {"I64", "I32"}) {
+      if (rest.starts_with(length)) {
+        rest.remove_prefix(length.size());
+        return;
+      }
+    }
+    while (!rest.empty() &&
+           std::string_view("hlzjtqL").find(rest.front()) != std::string_view::npos) {
+      rest.remove_prefix(1);
+    }
   }
 
   std::string_view rest;

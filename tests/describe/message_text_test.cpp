@@ -80,7 +80,7 @@ TEST(MessageTextTest, ATextThatWantsMoreArgumentsStaysAsItIs) {
 TEST(MessageTextTest, HostileTextsStayAsTheyAre) {
   for (const char* format : {"%99999999d", "%100d", "%.100x", "%.99999999999999999999999d",
                              "%n",         "%hhn",  "%*d",    "%.*d",
-                             "%1$d",       "%f",    "%Lf",    "%zu",
+                             "%1$d",       "%f",    "%Lf",    "%zn",
                              "%-",         "%0",    "%.",     "%l",
                              "%",          "%5%",   "%\n",    "%ls%n"}) {
     EXPECT_EQ(Format(format, {1, 2, 3}), format);
@@ -94,6 +94,19 @@ TEST(MessageTextTest, TheResultIsBounded) {
   }
   const std::string text = Format(format, std::vector<std::uint32_t>(510, ~0u));
   EXPECT_EQ(text.size(), 510u * 99);
+}
+
+TEST(MessageTextTest, EveryLengthIs32Bits) {
+  for (const char* const length : {"h", "hh", "l", "ll", "z", "j", "t", "q", "L", "I64", "I32"}) {
+    const std::string format = std::string("%") + length;
+    EXPECT_EQ(Format(format + "u|%d", {4'294'967'295, 5}), "4294967295|5") << length;
+    EXPECT_EQ(Format("%08" + std::string(length) + "X", {0xABC}), "00000ABC") << length;
+    EXPECT_EQ(Format(format, {1}), format);
+  }
+  // What only begins like one.
+  for (const char* const none : {"%I", "%I6d", "%I32", "%I8d", "%w"}) {
+    EXPECT_EQ(Format(none, {1}), none);
+  }
 }
 
 }  // namespace
