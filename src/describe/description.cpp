@@ -27,9 +27,11 @@ void DescribeLogCode(std::uint16_t code, sDescription& description) {
 void DescribeLog(Packet packet, sDescription& description) {
   description.sort = eItemSort::Log;
   cFields fields(packet, description.cutOff);
-  const std::size_t length = std::max(fields.Word(log_packet::kLength).value_or(0),
-                                      fields.Word(log_packet::kLengthAgain).value_or(0));
-  if (packet.size() < length + log_packet::kUncountedBytes) {
+  // What the packet says to be its size.
+  const std::size_t size = log_packet::kUncountedBytes +
+                           std::max(fields.Word(log_packet::kLength).value_or(0),
+                                    fields.Word(log_packet::kLengthAgain).value_or(0));
+  if (packet.size() < size) {
     description.cutOff = true;
   }
   const std::optional<std::uint16_t> code = fields.Word(log_packet::kLogCode);
@@ -40,7 +42,10 @@ void DescribeLog(Packet packet, sDescription& description) {
   if (!description.modemTime) {
     return;
   }
-  const Packet payload = packet.subspan(log_packet::kHeaderSize);
+  // What follows behind is none of a message that goes on to the end of the packet.
+  const bool isLonger = size >= log_packet::kHeaderSize && size < packet.size();
+  const Packet payload =
+      packet.first(isLonger ? size : packet.size()).subspan(log_packet::kHeaderSize);
   if (!DescribeSignallingLog(*code, payload, description)) {
     std::ignore = DescribeCellLog(*code, payload, description);
   }

@@ -427,6 +427,64 @@ TEST(SignallingPacketsTest, SegmentsOfAReconfigurationCompleteAreBare) {
   }
 }
 
+// NAS messages of LTE and of 5GS, which go to the end of their packets.
+TEST(SignallingPacketsTest, WhatIsBehindALogsLengthIsNoMessage) {
+  const std::vector<std::pair<std::uint16_t, ByteVector>> packets = {
+      {0xB0ED, {1, 15, 2, 0}}, {0xB80B, {1, 0, 0, 0, 15, 2, 0}}};
+  const ByteVector message = {0x07, 0x5E, 0x01};
+  for (auto [code, payload] : packets) {
+    payload.insert(payload.end(), message.begin(), message.end());
+    const ByteVector whole = LogPacket(code, payload);
+    ByteVector longer = whole;
+    longer.insert(longer.end(), {0xDE, 0xAD});
+    const auto length = static_cast<std::uint16_t>(whole.size() - log_packet::kUncountedBytes);
+    // The larger of the two counts: one may be wrong.
+    for (const auto& [first, second] : std::vector<std::pair<std::uint16_t, std::uint16_t>>{
+             {length, length}, {length, 0}, {0, length}, {length, 11}}) {
+      Store16(&longer[log_packet::kLength], first);
+      Store16(&longer[log_packet::kLengthAgain], second);
+      const sDescription told = DescribePacket(longer, eSender::Modem);
+      ASSERT_TRUE(told.signalling) << code << ' ' << first << ' ' << second;
+      EXPECT_EQ(told.signalling->message, message) << code << ' ' << first << ' ' << second;
+      EXPECT_FALSE(told.cutOff);
+    }
+    // A length that does not reach behind the header is none, nor is one beyond the packet.
+    for (const std::uint16_t none : {std::uint16_t{0}, std::uint16_t{11}}) {
+      Store16(&longer[log_packet::kLength], none);
+      Store16(&longer[log_packet::kLengthAgain], none);
+      const sDescription told = DescribePacket(longer, eSender::Modem);
+      ASSERT_TRUE(told.signalling) << code << ' ' << none;
+      EXPECT_EQ(told.signalling->message.size(), message.size() + 2) << code << ' ' << none;
+    }
+    Store16(&longer[log_packet::kLength], length);
+    Store16(&longer[log_packet::kLengthAgain], static_cast<std::uint16_t>(length + 3));
+    const sDescription told = DescribePacket(longer, eSender::Modem);
+    EXPECT_FALSE(told.signalling) << code;
+    EXPECT_TRUE(told.cutOff) << code;
+  }
+}
+
+// The version has 32 bits.
+TEST(SignallingPacketsTest, AnNrVersionIsAllFourBytes) {
+  for (std::size_t byte = 0; byte < 4; ++byte) {
+    ByteVector rrc(35);
+    rrc[0] = 26;  // version
+    rrc[24] = 4;  // DL-DCCH
+    rrc[29] = 2;  // length
+    rrc.insert(rrc.end(), {0x02, 0x00});
+    ByteVector nas = {1, 0, 0, 0, 15, 2, 0, 0x7E, 0x00, 0x43};
+    EXPECT_TRUE(DescribePacket(LogPacket(0xB821, rrc), eSender::Modem).signalling);
+    EXPECT_TRUE(DescribePacket(LogPacket(0xB80B, nas), eSender::Modem).signalling);
+    rrc[byte] ^= 0x80;
+    nas[byte] ^= 0x80;
+    for (const ByteVector& packet : {LogPacket(0xB821, rrc), LogPacket(0xB80B, nas)}) {
+      const sDescription told = DescribePacket(packet, eSender::Modem);
+      EXPECT_FALSE(told.signalling) << byte;
+      EXPECT_FALSE(told.cell) << byte;
+    }
+  }
+}
+
 TEST(SignallingPacketsTest, ALinkThatIsNeitherIsNotTold) {
   for (const auto& [code, payload] : std::map<std::uint16_t, ByteVector>{
            {0x5230, {2, 3, 2, 0, 8, 3}}, {0x713A, {2, 2, 0, 0, 0, 5, 0x1B}}}) {
