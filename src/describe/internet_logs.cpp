@@ -44,9 +44,8 @@ void DescribeIp(const cFields& payload, sDescription& description) {
   }
 }
 
-// SIP: the link in byte 1, the length of the call ID in 3, that of the text in 6 (16 bits), then
-// the call ID from 16 on, a zero, the text, a zero.
-constexpr std::uint8_t kSipUplink = 1;
+// SIP: the link in byte 1 (0 downlink, 1 uplink), the length of the call ID in 3, that of the text
+// in 6 (16 bits), then the call ID from 16 on, a zero, the text, a zero.
 constexpr std::size_t kCallId = 16;
 
 void DescribeSip(const cFields& payload, sDescription& description) {
@@ -66,8 +65,10 @@ void DescribeSip(const cFields& payload, sDescription& description) {
       whole && textLength > 0 && whole->back() == 0) {
     --textLength;
   }
-  const sLogChannel channel{"", eSyntax::Sip,
-                            *link == kSipUplink ? eLink::Uplink : eLink::Downlink};
+  sLogChannel channel{"", eSyntax::Sip, {}};
+  if (*link <= 1) {
+    channel.link = *link == 0 ? eLink::Downlink : eLink::Uplink;
+  }
   DescribeMessage(payload, text, textLength, channel, description);
 }
 

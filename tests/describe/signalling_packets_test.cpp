@@ -487,7 +487,10 @@ TEST(SignallingPacketsTest, AnNrVersionIsAllFourBytes) {
 
 TEST(SignallingPacketsTest, ALinkThatIsNeitherIsNotTold) {
   for (const auto& [code, payload] : std::map<std::uint16_t, ByteVector>{
-           {0x5230, {2, 3, 2, 0, 8, 3}}, {0x713A, {2, 2, 0, 0, 0, 5, 0x1B}}}) {
+           {0x5230, {2, 3, 2, 0, 8, 3}},
+           {0x713A, {2, 2, 0, 0, 0, 5, 0x1B}},
+           // A call ID of none, and "SIP".
+           {0x156E, {0, 2, 0, 0, 0, 0, 3, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 'S', 'I', 'P', 0}}}) {
     const sDescription description = DescribePacket(LogPacket(code, payload), eSender::Modem);
     ASSERT_TRUE(description.signalling);
     EXPECT_EQ(description.signalling->link, std::nullopt);
