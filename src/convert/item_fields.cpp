@@ -196,8 +196,7 @@ void FillText(const sItemRow& row, cFieldValue& value) {
 
 void FillArguments(const sItemRow& row, cFieldValue& value) {
   const sDebugMessage* const message = MessageOf(row);
-  // The text of the others has them.
-  if (message == nullptr || !message->hash) {
+  if (message == nullptr || !message->HasOtherArguments()) {
     return;
   }
   std::string text;
@@ -342,7 +341,7 @@ constexpr sItemField kFields[] = {
          value.SetHexNumber(message->hash, 8);
        }
      }},
-    {"arguments", "of such a debug message", FillArguments},
+    {"arguments", "of a debug message, all of them, where not all are in its text", FillArguments},
     {"dropped", "how many debug messages were lost before this one",
      [](Row row, Value value) {
        const sDebugMessage* const message = MessageOf(row);

@@ -47,15 +47,19 @@ constexpr std::string_view kPartEnd = "  ";
   return line.empty() ? message.file : message.file + ":" + line;
 }
 
-[[nodiscard]] std::string HashText(const sDebugMessage& message) {
-  std::string text = "hash " + HexText(*message.hash, 8);
+// The text or what stands for it, and the arguments where it has not all of them.
+[[nodiscard]] std::string TextAndArguments(const sDebugMessage& message) {
+  std::string text = message.hash ? "hash " + HexText(*message.hash, 8) : message.text;
+  if (!message.HasOtherArguments()) {
+    return text;
+  }
   std::string_view before = " (";
   for (const std::uint32_t argument : message.arguments) {
     text += before;
     text += HexText(argument, 1);
     before = ", ";
   }
-  return message.arguments.empty() ? text : text + ")";
+  return text + ")";
 }
 
 [[nodiscard]] std::string SubsystemName(const sDebugMessage& message) {
@@ -109,7 +113,7 @@ std::string MessageLine(const sDebugMessage& message) {
   std::string line;
   AppendPart(line, SubsystemName(message));
   AppendPart(line, Place(message));
-  AppendPart(line, message.hash ? HashText(message) : message.text);
+  AppendPart(line, TextAndArguments(message));
   if (message.dropped != 0) {
     AppendPart(line, "(" + std::to_string(message.dropped) + " lost before)");
   }

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <string_view>
+#include <utility>
 
 #include "describe/fields.h"
 #include "describe/message_text.h"
@@ -78,7 +79,9 @@ void DescribeExtended(Packet packet, sDescription& description) {
   Packet rest = packet.subspan(textOffset);
   sDebugMessage& told = *description.message;
   told.format = TakeText(rest, description.cutOff);
-  told.text = FormatMessageText(told.format, told.arguments);
+  sMessageText text = FormatMessageText(told.format, told.arguments);
+  told.text = std::move(text.text);
+  told.argumentsInText = text.argumentsPutIn;
   told.file = TakeText(rest, description.cutOff);
 }
 

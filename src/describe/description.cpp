@@ -28,9 +28,9 @@ void DescribeLog(Packet packet, sDescription& description) {
   description.sort = eItemSort::Log;
   cFields fields(packet, description.cutOff);
   // What the packet says to be its size.
-  const std::size_t size = log_packet::kUncountedBytes +
-                           std::max(fields.Word(log_packet::kLength).value_or(0),
-                                    fields.Word(log_packet::kLengthAgain).value_or(0));
+  const std::size_t size =
+      log_packet::kUncountedBytes + std::max(fields.Word(log_packet::kLength).value_or(0),
+                                             fields.Word(log_packet::kLengthAgain).value_or(0));
   if (packet.size() < size) {
     description.cutOff = true;
   }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -60,7 +61,8 @@ struct sEvent {
   std::string value;  // the payload in words, where they are known: "connected"
 };
 
-// A debug message. Its texts are the modem's bytes as they are: any but zeros, and not always UTF-8.
+// A debug message. Its texts are the modem's bytes as they are: any but zeros, and not always
+// UTF-8.
 struct sDebugMessage {
   std::optional<std::uint16_t> ssid;  // subsystem ID
   std::string_view subsystem;         // its name; empty when there is none
@@ -72,6 +74,9 @@ struct sDebugMessage {
   std::string text;                   // with its arguments put in, as far as they are there
   std::string file;                   // source file name
   std::vector<std::uint32_t> arguments;
+  std::size_t argumentsInText = 0;  // how many of them, from the first on, `text` has
+
+  [[nodiscard]] bool HasOtherArguments() const { return argumentsInText < arguments.size(); }
 };
 
 // A request or its reply.

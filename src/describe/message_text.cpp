@@ -227,8 +227,9 @@ void AppendArgument(std::string& text, const sConversion& conversion, std::uint3
 
 }  // namespace
 
-std::string FormatMessageText(std::string_view format, std::span<const std::uint32_t> arguments) {
+sMessageText FormatMessageText(std::string_view format, std::span<const std::uint32_t> arguments) {
   std::string text;
+  std::size_t putIn = 0;
   std::string_view rest = format;
   for (std::size_t percent = rest.find('%'); percent != std::string_view::npos;
        percent = rest.find('%')) {
@@ -241,15 +242,14 @@ std::string FormatMessageText(std::string_view format, std::span<const std::uint
     }
     cConversionReader reader(rest);
     const std::optional<sConversion> conversion = reader.Take();
-    if (!conversion || arguments.empty()) {
-      return std::string(format);
+    if (!conversion || putIn == arguments.size()) {
+      return {std::string(format), 0};
     }
-    AppendArgument(text, *conversion, arguments.front());
-    arguments = arguments.subspan(1);
+    AppendArgument(text, *conversion, arguments[putIn++]);
     rest = reader.Rest();
   }
   text.append(rest);
-  return text;
+  return {std::move(text), putIn};
 }
 
 }  // namespace corvane

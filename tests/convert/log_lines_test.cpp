@@ -58,6 +58,16 @@ TEST(LogLinesTest, AHashedMessageShowsHashAndArguments) {
   EXPECT_EQ(MessageLine(message), "<14>hash 0x0000ABCD (0x0, 0xFF)");
 }
 
+TEST(LogLinesTest, ArgumentsFollowATextThatHasNotAllOfThem) {
+  sDebugMessage message;
+  message.text = "a 7";
+  message.arguments = {7, 255};
+  message.argumentsInText = 1;
+  EXPECT_EQ(MessageLine(message), "<14>a 7 (0x7, 0xFF)");
+  message.argumentsInText = 2;
+  EXPECT_EQ(MessageLine(message), "<14>a 7");
+}
+
 TEST(LogLinesTest, ControlCharactersBecomeBlanks) {
   EXPECT_EQ(TextLine("a\nb\r\x01\t\xC3\xBC"), "<14>a b   \xC3\xBC");
 }

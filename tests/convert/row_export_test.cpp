@@ -125,6 +125,28 @@ TEST(RowExportTest, AHashedMessageTellsHashAndArguments) {
       << row;
 }
 
+// Line 16, SSID 5, the arguments 7 and 4294967295.
+[[nodiscard]] std::string RowOfText(const std::string& text) {
+  ByteVector message =
+      Hex("79 00 02 00 00 00 00 00 00 00 00 00 10 00 05 00 04 00 00 00 07 00 00 00 FF FF FF FF");
+  message.insert(message.end(), text.begin(), text.end());
+  message.insert(message.end(), {0, 'c', 0});
+  return Json({{6, message}});
+}
+
+TEST(RowExportTest, ArgumentsThatAreNotInTheTextAreTold) {
+  for (const char* const text : {"%d", "%d %d %d", "%d %f", "none"}) {
+    const std::string row = RowOfText(text);
+    EXPECT_NE(row.find(R"("arguments":"7 4294967295")"), std::string::npos) << row;
+  }
+  EXPECT_NE(RowOfText("%u %u").find(R"("text":"7 4294967295"})"), std::string::npos);
+}
+
+TEST(RowExportTest, ATextThatIsNoUtf8IsMadeOne) {
+  const std::string row = RowOfText("\x01\xE9 %u %u");
+  EXPECT_NE(row.find("\"text\":\"\\u0001\xEF\xBF\xBD 7 4294967295\"}"), std::string::npos) << row;
+}
+
 TEST(RowExportTest, ARequestGoesToTheModem) {
   const std::string row = Json({{2, Hex("73 00 00 00 00 00 00 00")}, {10, Hex("4B 0F 05 01")}});
   EXPECT_NE(row.find(R"("sort":"request","direction":"to modem")"), std::string::npos) << row;

@@ -10,7 +10,7 @@ namespace corvane {
 namespace {
 
 [[nodiscard]] std::string Format(std::string_view format, std::vector<std::uint32_t> arguments) {
-  return FormatMessageText(format, arguments);
+  return FormatMessageText(format, arguments).text;
 }
 
 // Where systems differ: C leaves open what a blank does to a number without a sign, and Windows
@@ -107,6 +107,18 @@ TEST(MessageTextTest, EveryLengthIs32Bits) {
   for (const char* const none : {"%I", "%I6d", "%I32", "%I8d", "%w"}) {
     EXPECT_EQ(Format(none, {1}), none);
   }
+}
+
+TEST(MessageTextTest, ItIsToldHowManyArgumentsWerePutIn) {
+  const auto putIn = [](std::string_view format, std::vector<std::uint32_t> arguments) {
+    return FormatMessageText(format, arguments).argumentsPutIn;
+  };
+  EXPECT_EQ(putIn("%d %x", {1, 2}), 2u);
+  EXPECT_EQ(putIn("%d %%", {1, 2}), 1u);
+  EXPECT_EQ(putIn("none", {1}), 0u);
+  // The text stays as it is.
+  EXPECT_EQ(putIn("%d %x", {1}), 0u);
+  EXPECT_EQ(putIn("%d %f", {1, 2}), 0u);
 }
 
 }  // namespace

@@ -206,6 +206,17 @@ TEST(ItemWordingTest, MessagesShowTheirPlaceAndText) {
             "message SSID 5 call manager file.c:123 \"ok 2\"");
 }
 
+TEST(ItemWordingTest, ArgumentsThatAreNotInTheTextFollowIt) {
+  const std::string head = "79 00 02 00 00 00 00 00 00 00 00 00 7B 00 05 00 04 00 00 00 ";
+  const std::string arguments = "02 00 00 00 FF 00 00 00 ";
+  const std::string expected = "message SSID 5 call manager high c:123 ";
+  EXPECT_EQ(Describe(6, head + arguments + "25 66 00 63 00"),
+            expected + "\"%f\" arguments 0x2 0xFF");
+  EXPECT_EQ(Describe(6, head + arguments + "25 64 00 63 00"),
+            expected + "\"2\" arguments 0x2 0xFF");
+  EXPECT_EQ(Describe(6, head + arguments + "25 64 25 64 00 63 00"), expected + "\"2255\"");
+}
+
 TEST(ItemWordingTest, AMessageTellsHowManyWereLost) {
   EXPECT_EQ(Describe(6,
                      "79 00 00 07 00 00 00 00 00 00 00 00 7B 00 87 00 01 00 00 00 6F 6B 00 61 2E "

@@ -195,7 +195,7 @@ void AppendPlace(std::string& text, const sDebugMessage& message) {
   }
 }
 
-// Of a hashed message, whose text nobody but its maker can put them into.
+// Of a message whose text has not all of them: a hashed one has none.
 void AppendArguments(std::string& text, const std::vector<std::uint32_t>& arguments) {
   if (arguments.empty()) {
     return;
@@ -220,10 +220,12 @@ void AppendMessage(std::string& text, const sDebugMessage& message) {
   AppendPlace(text, message);
   if (message.hash) {
     Append(text, " hash 0x{:08X}", *message.hash);
-    AppendArguments(text, message.arguments);
   }
   if (!message.text.empty()) {
     AppendWord(text, Quote(message.text));
+  }
+  if (message.HasOtherArguments()) {
+    AppendArguments(text, message.arguments);
   }
   if (message.dropped != 0) {
     Append(text, "  {} lost before it", message.dropped);
