@@ -12,6 +12,7 @@ namespace corvane {
 namespace {
 
 using sSegment = cSystemInformationJoin::sSegment;
+using sPlace = cSystemInformationJoin::sPlace;
 
 constexpr std::uint8_t kExtension = 31;  // SIB-Type of a block whose type stands elsewhere
 
@@ -30,6 +31,8 @@ enum ePayload : std::uint32_t {
   kLast = 10,
 };
 
+constexpr unsigned kStepBits = 16;  // of a DIAG timestamp, below its units of 1.25 ms
+
 constexpr std::uint32_t kFixedBits = 222;
 constexpr std::uint32_t kCompleteBits = 226;
 constexpr std::uint32_t kLongestShortData = 214;
@@ -45,15 +48,22 @@ class cSegmentReader {
 
   // Nothing when the message breaks off or contradicts itself.
   [[nodiscard]] std::optional<std::vector<sSegment>> Read(eSyntax syntax) {
-    const bool isSystemInformation = syntax == eSyntax::WcdmaBcchBch
-                                         ? Field(11).has_value()  // SFN
-                                         : Field(2) == 0;         // the choice of the message
+    bool isSystemInformation = false;
+    if (syntax == eSyntax::WcdmaBcchBch) {
+      frames = Field(11);
+      isSystemInformation = frames.has_value();
+    } else {
+      isSystemInformation = Field(2) == 0;  // the choice of the message
+    }
     const auto payload = Field(4);
     if (!isSystemInformation || !payload || !ReadPayload(*payload)) {
       return std::nullopt;
     }
     return std::move(segments);
   }
+
+  // The count of system frames that the message came with, in twos; on BCCH-BCH alone.
+  [[nodiscard]] std::optional<std::uint32_t> Frames() const { return frames; }
 
  private:
   [[nodiscard]] bool ReadPayload(std::uint32_t payload) {
@@ -167,6 +177,7 @@ class cSegmentReader {
 
   sBitReader reader;
   std::vector<sSegment> segments;
+  std::optional<std::uint32_t> frames;
 };
 
 // Whether a segment that came at `now` can belong to a block that began at `began`.
@@ -175,12 +186,28 @@ class cSegmentReader {
   if (!began || !now) {
     return true;
   }
-  constexpr unsigned kStepBits = 16;
   constexpr std::uint64_t kRound = std::uint64_t{4096} * 8;  // of frames, in 1.25 ms
   const std::uint64_t from = *began >> kStepBits;
   const std::uint64_t to = *now >> kStepBits;
   // A clock that was set back meanwhile tells as little as one that was set forward.
   return (from < to ? to - from : from - to) <= kRound;
+}
+
+// Whether the frames of two messages are as far apart as the times of their packets, which they are
+// not where the messages are of two cells. A second is left for the modem's clock.
+[[nodiscard]] bool AreOfOneCount(const sPlace& before, const sPlace& now) {
+  if (!before.frames || !now.frames || !before.time || !now.time) {
+    return true;
+  }
+  constexpr std::uint64_t kUnitsPerCount = 16;  // of 1.25 ms: two frames are 20 ms
+  constexpr std::uint64_t kRound = 2048 * kUnitsPerCount;
+  constexpr std::uint64_t kSecond = 800;
+  const std::uint64_t passed = (*now.time >> kStepBits) - (*before.time >> kStepBits);
+  const std::uint64_t counted =
+      (std::uint64_t{*now.frames} - std::uint64_t{*before.frames}) * kUnitsPerCount;
+  // All of it goes round, below zero too.
+  const std::uint64_t apart = (passed - counted) % kRound;
+  return apart <= kSecond || apart >= kRound - kSecond;
 }
 
 [[nodiscard]] std::vector<std::uint8_t> JoinBits(const std::vector<sSegment>& segments) {
@@ -221,10 +248,12 @@ std::optional<sJoinedMessage> cSystemInformationJoin::Add(const sSource& source,
   if (message.syntax != eSyntax::WcdmaBcchBch && message.syntax != eSyntax::WcdmaBcchFach) {
     return std::nullopt;
   }
-  const auto segments = cSegmentReader(message.message).Read(message.syntax);
+  cSegmentReader reader(message.message);
+  const auto segments = reader.Read(message.syntax);
   if (!segments) {
     return std::nullopt;
   }
+  const sPlace place{item, description.modemTime, reader.Frames()};
 
   sKey key;
   key.source = source;
@@ -237,7 +266,7 @@ std::optional<sJoinedMessage> cSystemInformationJoin::Add(const sSource& source,
   std::optional<sJoinedMessage> joined;
   for (const sSegment& segment : *segments) {
     key.sibType = segment.sibType;
-    if (segment.sibType == kExtension || !Continue(key, segment, item, description)) {
+    if (segment.sibType == kExtension || !Continue(key, segment, place)) {
       continue;
     }
     const sBlock& block = *blocks.Find(key);
@@ -248,17 +277,17 @@ std::optional<sJoinedMessage> cSystemInformationJoin::Add(const sSource& source,
 }
 
 // True when `segment` completes its block.
-bool cSystemInformationJoin::Continue(const sKey& key, const sSegment& segment, std::uint64_t item,
-                                      const sDescription& description) {
+bool cSystemInformationJoin::Continue(const sKey& key, const sSegment& segment,
+                                      const sPlace& place) {
   if (segment.index == 0) {
-    blocks.Put(key, {{segment}, {item}, description.modemTime});
+    blocks.Put(key, {{segment}, {place.item}, place.time, place});
     return segment.count == 1;
   }
   sBlock* const block = blocks.Find(key);
   if (block == nullptr) {
     return false;
   }
-  const bool isInTime = IsOneRound(block->began, description.modemTime);
+  const bool isInTime = IsOneRound(block->began, place.time) && AreOfOneCount(block->newest, place);
   if (isInTime && segment == block->segments.back()) {
     return false;
   }
@@ -270,7 +299,8 @@ bool cSystemInformationJoin::Continue(const sKey& key, const sSegment& segment, 
     return false;
   }
   block->segments.push_back(segment);
-  block->items.push_back(item);
+  block->items.push_back(place.item);
+  block->newest = place;
   return segment.last;
 }
 

@@ -20,8 +20,10 @@ namespace corvane {
 // A broadcast repeats for ever, so a block that cannot be joined comes again. A block is its first
 // segment, then the others strictly in their order, within one round of the system frame number
 // (40.96 s by the modem's clock). Another segment of its type drops what was collected, but for a
-// repetition of the newest one, bit by bit the same, which is passed over. A message that breaks
-// off or contradicts itself is passed over whole.
+// repetition of the newest one, bit by bit the same, which is passed over. So does one on BCCH-BCH
+// whose system frame number is not as far from the newest one's as their times are, by a second:
+// not every log tells which cell a message is of. A message that breaks off or contradicts itself
+// is passed over whole.
 class cSystemInformationJoin {
  public:
   // Takes the next item of a capture. `source` is where its packet came from. Returns the block
@@ -52,15 +54,22 @@ class cSystemInformationJoin {
     friend bool operator==(const sSegment&, const sSegment&) = default;
   };
 
+  // Where a segment's message stands.
+  struct sPlace {
+    std::uint64_t item = 0;
+    std::optional<std::uint64_t> time;    // DIAG timestamp
+    std::optional<std::uint32_t> frames;  // system frame number, divided by two; of BCCH-BCH alone
+  };
+
  private:
   struct sBlock {
     std::vector<sSegment> segments;
     std::vector<std::uint64_t> items;
     std::optional<std::uint64_t> began;  // DIAG timestamp
+    sPlace newest = {};                  // of the newest segment
   };
 
-  [[nodiscard]] bool Continue(const sKey& key, const sSegment& segment, std::uint64_t item,
-                              const sDescription& description);
+  [[nodiscard]] bool Continue(const sKey& key, const sSegment& segment, const sPlace& place);
 
   // As many unfinished blocks as a few dozen cells leave behind.
   cRecentMap<sKey, sBlock> blocks{1024};

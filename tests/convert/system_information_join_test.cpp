@@ -11,7 +11,11 @@ constexpr std::uint64_t kSecond = std::uint64_t{800} << 16;  // in steps of a DI
 
 // --- Messages, written by the tables of 3GPP TS 25.331
 
-Bits Bch(unsigned payload, const Bits& rest) { return Number(0, 11) + Number(payload, 4) + rest; }
+// `frame` counts two frames of 10 ms.
+Bits BchAt(unsigned frame, unsigned payload, const Bits& rest) {
+  return Number(frame, 11) + Number(payload, 4) + rest;
+}
+Bits Bch(unsigned payload, const Bits& rest) { return BchAt(0, payload, rest); }
 Bits Fach(unsigned payload, const Bits& rest) { return Number(0, 2) + Number(payload, 4) + rest; }
 
 Bits Type(unsigned sibType) { return Number(sibType, 5); }
@@ -53,7 +57,7 @@ struct sJoiner {
   sSource source{"COM7", std::nullopt};
   sCell cell;
   eSyntax syntax = eSyntax::WcdmaBcchBch;
-  std::uint64_t time = 0;
+  std::optional<std::uint64_t> time = 0;
   std::uint64_t item = 0;
 
   std::optional<sJoinedMessage> Add(const Bits& message) { return AddBytes(BytesOf(message)); }
@@ -346,6 +350,44 @@ TEST(SystemInformationJoinTest, ABlockLiesWithinOneRoundOfTheFrameNumber) {
   // The clock was set back, by a little and by much.
   EXPECT_TRUE(after(100 * kSecond, 99 * kSecond));
   EXPECT_FALSE(after(100 * kSecond, 50 * kSecond));
+}
+
+// Two cells on one carrier, where the log does not tell them apart, count their frames differently.
+TEST(SystemInformationJoinTest, ABlockGoesOnAsItsFramesCount) {
+  sJoiner joiner;
+  const auto joins = [&](std::uint64_t passed, unsigned from, unsigned to) {
+    joiner.time = 1000 * kSecond;
+    EXPECT_FALSE(joiner.Add(BchAt(from, kFirst, FirstOf(5, 2, kA))));
+    joiner.time = 1000 * kSecond + passed;
+    return joiner.Add(BchAt(to, kLast, Later(5, 1, kB))).has_value();
+  };
+  EXPECT_TRUE(joins(2 * kSecond, 7, 107));
+  // A second of 50 counts is the bound, on either side.
+  EXPECT_TRUE(joins(2 * kSecond, 7, 157));
+  EXPECT_FALSE(joins(2 * kSecond, 7, 158));
+  EXPECT_TRUE(joins(2 * kSecond, 7, 57));
+  EXPECT_FALSE(joins(2 * kSecond, 7, 56));
+  EXPECT_FALSE(joins(kSecond / 50, 7, 1031));
+  // The count goes round.
+  EXPECT_TRUE(joins(2 * kSecond, 2000, 52));
+  EXPECT_TRUE(joins(0, 0, 2000));
+  EXPECT_FALSE(joins(0, 0, 1990));
+}
+
+TEST(SystemInformationJoinTest, APieceOfAnotherCellsFramesDropsTheBlock) {
+  sJoiner joiner;
+  joiner.time = 1000 * kSecond;
+  EXPECT_FALSE(joiner.Add(BchAt(0, kFirst, FirstOf(5, 3, kA))));
+  EXPECT_FALSE(joiner.Add(BchAt(2, kSubsequent, Later(5, 1, kB))));
+  EXPECT_FALSE(joiner.Add(BchAt(1000, kSubsequent, Later(5, 1, kB))));
+  EXPECT_FALSE(joiner.Add(BchAt(6, kLast, Later(5, 2, kC))));
+}
+
+TEST(SystemInformationJoinTest, FramesAreNotLookedAtWithoutTimes) {
+  sJoiner joiner;
+  joiner.time.reset();
+  EXPECT_FALSE(joiner.Add(BchAt(0, kFirst, FirstOf(5, 2, kA))));
+  EXPECT_TRUE(joiner.Add(BchAt(1000, kLast, Later(5, 1, kB))));
 }
 
 TEST(SystemInformationJoinTest, ABrokenMessageIsPassedOverWhole) {
