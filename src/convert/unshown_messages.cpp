@@ -6,14 +6,26 @@
 namespace corvane {
 
 void cUnshownMessages::Add(const sDescription& description, std::string_view reason) {
-  const sKey key{description.logCode.value_or(0), description.version, std::string(reason)};
-  if (const auto known = counts.find(key); known != counts.end()) {
-    ++known->second;
-  } else if (counts.size() < kMostKept) {
-    counts.emplace(key, 1);
-  } else {
+  sKey key{description.logCode.value_or(0), description.version, std::string(reason)};
+  if (Count(key, kMostKept)) {
+    return;
+  }
+  key.reason.clear();
+  if (!Count(key, 2 * kMostKept)) {
     ++others;
   }
+}
+
+bool cUnshownMessages::Count(const sKey& key, std::size_t most) {
+  if (const auto known = counts.find(key); known != counts.end()) {
+    ++known->second;
+    return true;
+  }
+  if (counts.size() >= most) {
+    return false;
+  }
+  counts.emplace(key, 1);
+  return true;
 }
 
 std::vector<std::string> cUnshownMessages::Notes() const {

@@ -17,7 +17,8 @@ namespace corvane {
 // log code, version of the layout and reason. Logs that carry no signalling are not meant.
 class cUnshownMessages {
  public:
-  // Reasons beyond so many are counted together.
+  // Beyond so many, packets are counted by log code and version alone; beyond as many of these,
+  // together.
   static constexpr std::size_t kMostKept = 100;
 
   void Add(const sDescription& description, std::string_view reason);
@@ -34,6 +35,9 @@ class cUnshownMessages {
 
     friend auto operator<=>(const sKey&, const sKey&) = default;
   };
+
+  // False when there is no room for another key: `most` are there.
+  [[nodiscard]] bool Count(const sKey& key, std::size_t most);
 
   std::map<sKey, std::uint64_t> counts;
   std::uint64_t others = 0;

@@ -119,9 +119,37 @@ TEST(UnshownMessagesTest, ReasonsWithoutEndAreCountedTogether) {
   description.version = 99;
   unshown.Add(description, "");
   const std::vector<std::string> notes = unshown.Notes();
-  ASSERT_EQ(notes.size(), 101U);
+  ASSERT_EQ(notes.size(), 201U);
   EXPECT_EQ(notes[99], "2 packets are not shown: 0xB0C0 LTE RRC OTA message, version 99");
-  EXPECT_EQ(notes[100], "900 more packets are not shown, for other reasons");
+  EXPECT_EQ(notes[200], "800 more packets are not shown, for other reasons");
+}
+
+TEST(UnshownMessagesTest, BeyondTheMostReasonsAreAddedUp) {
+  cUnshownMessages unshown;
+  sDescription description;
+  description.logCode = 0xFFFF;
+  for (std::size_t reason = 0; reason < cUnshownMessages::kMostKept; ++reason) {
+    unshown.Add(description, "channel " + std::to_string(reason));
+  }
+  // First by log code and version alone.
+  description.version = 3;
+  unshown.Add(description, "a");
+  unshown.Add(description, "b");
+  std::vector<std::string> notes = unshown.Notes();
+  ASSERT_EQ(notes.size(), cUnshownMessages::kMostKept + 1);
+  EXPECT_EQ(notes.back(), "2 packets are not shown: 0xFFFF, version 3");
+  // Then in one sum.
+  for (std::uint32_t version = 4; version < 3 + 2 * cUnshownMessages::kMostKept; ++version) {
+    description.version = version;
+    unshown.Add(description, "a");
+  }
+  notes = unshown.Notes();
+  ASSERT_EQ(notes.size(), 2 * cUnshownMessages::kMostKept + 1);
+  EXPECT_EQ(notes.back(), "100 more packets are not shown, for other reasons");
+  // What is known is counted on.
+  description.version.reset();
+  unshown.Add(description, "channel 7");
+  EXPECT_EQ(unshown.Notes().size(), notes.size());
 }
 
 }  // namespace
