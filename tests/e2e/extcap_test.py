@@ -4,6 +4,7 @@ import os
 import signal
 import subprocess
 
+import made_capture
 from support import diag, environment, isf, mobile_broadband, recording, wine
 
 # A plain EMM message of LTE in its log packet: identity request for the IMSI (3GPP TS 24.301,
@@ -69,9 +70,10 @@ class ExtcapTestCase(recording.RecordingTestCase, environment.WineTestCase):
             *("--profile", profile, "--output", wine.windows_path(self.output), *more),
         )
 
-    def open_pipe(self):
-        """Makes the named pipe. -> its name and the host that reads it"""
-        name = f"corvane-test-{os.getpid()}-{self.id().rsplit('.', 1)[1]}"
+    def open_pipe(self, number=0):
+        """Makes a named pipe, a new one for each number. -> its name and the host that reads it"""
+        self.streamed.unlink(missing_ok=True)
+        name = f"corvane-test-{os.getpid()}-{self.id().rsplit('.', 1)[1]}-{number}"
         host = self.host("pipe_host.exe", name, wine.windows_path(self.streamed))
         return rf"\\.\pipe\{name}", host
 
@@ -229,6 +231,43 @@ class NamedPipe(ModemTestCase):
         self.assertEqual((self.files / "drive-2.isf").read_bytes(), b"another one")
         self.read_capture(self.files / "drive-3.isf")
         self.assertTrue((self.files / "drive-3.isf.log").exists())
+
+
+class Follow(ExtcapTestCase):
+    """`corvane export --follow`, and the interface that offers it, into a Windows pipe."""
+
+    def setUp(self):
+        super().setUp()
+        recorded = made_capture.MadeCapture()
+        recorded.add(made_capture.LOG, made_capture.item_time(1_715_947_200_000), MESSAGE)
+        self.recorded = recorded
+        self.output.write_bytes(recorded.unclosed())
+
+    def commands(self):
+        path = wine.windows_path(self.output)
+        yield lambda pipe: self.run_corvane("export", "--follow", path, "-w", pipe)
+        yield lambda pipe: self.run_corvane(
+            *("--capture", "--extcap-interface", "corvane_follow", "--fifo", pipe, "--file", path)
+        )
+
+    def test_a_pipe_that_is_closed_is_noticed_while_nothing_comes(self):
+        for number, start in enumerate(self.commands()):
+            pipe, host = self.open_pipe(number)
+            process = start(pipe)
+            self.wait_for_stream(IDENTITY_REQUEST)
+            host.finish()
+            self.assertEqual(self.end(process), (0, ""))
+
+    def test_what_comes_is_streamed_and_the_trailer_ends_it(self):
+        pipe, host = self.open_pipe()
+        process = next(self.commands())(pipe)
+        self.wait_for_stream(IDENTITY_REQUEST)
+        self.recorded.add(made_capture.LOG, made_capture.item_time(1_715_947_200_010), MESSAGE)
+        with open(self.output, "r+b") as file:  # not for a moment shorter
+            file.write(self.recorded.closed())
+        host.wait_for("closed")
+        self.assertEqual(self.end(process), (0, "corvane export: 2 messages of 2 items\n"))
+        self.assertEqual(self.streamed.read_bytes().count(IDENTITY_REQUEST), 2)
 
 
 class MobileBroadband(ExtcapTestCase):

@@ -140,7 +140,7 @@ void AddOptions(CLI::App& app, sExtcapCall& call) {
     return Fail("there are no capture filters for this interface: use a display filter", errors);
   }
   return call.wanted.interfaceName == kFollow ? FollowFile(call.wanted, errors)
-                                          : CaptureDevice(call.wanted, errors);
+                                              : CaptureDevice(call.wanted, errors);
 }
 
 [[nodiscard]] int Answer(const sExtcapCall& call, std::ostream& out, std::ostream& errors) {

@@ -32,8 +32,8 @@ class cLiveOutput : public cByteSink {
 [[nodiscard]] std::unique_ptr<cLiveOutput> MakeLiveStandardOutput();
 
 // The pipe at `path`, or the file, which is emptied or made. A FIFO's reader is waited for, ten
-// seconds. Null when it cannot be opened; `problem` then receives why, as a sentence for the user, or
-// nothing when a stop was requested.
+// seconds. Null when it cannot be opened; `problem` then receives why, as a sentence for the user,
+// or nothing when a stop was requested.
 [[nodiscard]] std::unique_ptr<cLiveOutput> OpenLiveOutput(const std::string& path,
                                                           std::string& problem);
 
