@@ -28,7 +28,7 @@ std::filesystem::path ProgramPath() {
 }
 
 std::optional<std::filesystem::path> WiresharkFolder() {
-  if (const auto named = Named("WIRESHARK_CONFIG_DIR")) {
+  if (auto named = Named("WIRESHARK_CONFIG_DIR")) {
     return named;
   }
   const auto home = Named("HOME");

@@ -31,7 +31,7 @@ std::filesystem::path ProgramPath() {
 }
 
 std::optional<std::filesystem::path> WiresharkFolder() {
-  if (const auto named = Named(L"WIRESHARK_CONFIG_DIR")) {
+  if (auto named = Named(L"WIRESHARK_CONFIG_DIR")) {
     return named;
   }
   if (const auto data = Named(L"APPDATA")) {

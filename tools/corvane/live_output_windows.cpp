@@ -103,7 +103,7 @@ std::unique_ptr<cLiveOutput> MakeLiveStandardOutput() {
 }
 
 std::unique_ptr<cLiveOutput> OpenLiveOutput(const std::string& path, std::string& problem) {
-  const bool isPipe = path.starts_with("\\\\.\\pipe\\");
+  const bool isPipe = path.starts_with(R"(\\.\pipe\)");
   const auto end = steady_clock::now() + kReaderPatience;
   for (;;) {
     FileHandle file(CreateFileA(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr,
