@@ -288,6 +288,57 @@ class Follow(LiveTestCase):
         capture.close()
         self.assert_exported(process, 1, 3)
 
+    def assert_refused(self, stream, *options):
+        """-> why the export was refused, which touched neither the capture nor the stream"""
+        before = [path.read_bytes() for path in (self.path, stream)]
+        process = self.start(PROGRAM, "export", "--follow", self.path, "-w", stream, *options)
+        errors = self.end(process)
+        self.assertEqual(process.returncode, 1, errors)
+        self.assertEqual([path.read_bytes() for path in (self.path, stream)], before)
+        return errors
+
+    def test_a_file_that_is_there_is_kept(self):
+        self.grow().add_message()
+        stream = self.folder / "out.pcapng"
+        stream.write_bytes(b"keep")
+        link = self.folder / "link.pcapng"
+        link.symlink_to(stream)
+        for path in (stream, link):
+            told = f"corvane export: {path} is there already; --overwrite replaces it\n"
+            self.assertEqual(self.assert_refused(path), told)
+
+    def test_a_file_that_is_there_is_replaced_if_asked(self):
+        capture = self.grow()
+        stream = self.folder / "out.pcapng"
+        stream.write_bytes(b"old" * 1000)
+        process = self.start(PROGRAM, "export", "--follow", self.path, "-w", stream, "--overwrite")
+        capture.add_message()
+        # It is written itself while it grows, and not another file beside it.
+        wait_until(lambda: IDENTITY_REQUEST in stream.read_bytes(), "the message is written")
+        self.assertEqual(sorted(os.listdir(self.folder)), ["drive.isf", "home", "out.pcapng"])
+        capture.close()
+        self.assert_exported(process, 1, 3)
+        self.assertEqual(block_lengths(stream.read_bytes())[-1], 0)
+
+    def test_the_capture_itself_is_never_written(self):
+        self.grow().add_message()
+        symbolic = self.folder / "symbolic.isf"
+        symbolic.symlink_to(self.path)
+        hard = self.folder / "hard.isf"
+        hard.hardlink_to(self.path)
+        told = f"corvane export: the export would overwrite the capture {self.path}\n"
+        for stream in (self.path, symbolic, hard):
+            for options in ([], ["--overwrite"]):
+                self.assertEqual(self.assert_refused(stream, *options), told)
+
+    def test_standard_output_is_no_file_called_minus(self):
+        self.grow().close()
+        (self.folder / "-").write_bytes(b"keep")
+        for way in (["--follow"], []):
+            process = self.start(PROGRAM, "export", *way, self.path, "-w", "-", cwd=self.folder)
+            self.assert_exported(process, 0, 2)
+        self.assertEqual((self.folder / "-").read_bytes(), b"keep")
+
     def test_a_new_file_of_an_open_capture_makes_no_sense(self):
         self.grow()
         process = self.start(PROGRAM, "export", "--follow", self.path, "-o", self.folder / "out")

@@ -128,11 +128,6 @@ struct sExported {
 // Exports `file` into a pipe, or a file that is there from the start.
 [[nodiscard]] int ExportIntoStream(cCaptureFile& file, const sExportRequest& request,
                                    std::ostream& errors) {
-  std::error_code ignored;  // what cannot be looked at is told by opening it
-  if (!request.overwrite && std::filesystem::is_regular_file(request.stream, ignored)) {
-    Tell(fmt::format("{} is there already; --overwrite replaces it", request.stream), errors);
-    return kExitFailed;
-  }
   return Report(ExportInto(request.stream, file, request, errors), file, request, errors);
 }
 
@@ -144,6 +139,21 @@ struct sExported {
 
 }  // namespace
 
+std::optional<std::string> ObstacleTo(const sExportRequest& request) {
+  const bool isStream = request.output.empty();
+  if (isStream && request.stream == kStandardOutput) {
+    return std::nullopt;
+  }
+  if (AreSame(request.path, isStream ? request.stream : request.output)) {
+    return fmt::format("the export would overwrite the capture {}", request.path);
+  }
+  std::error_code ignored;  // what cannot be looked at is told by opening it
+  if (isStream && !request.overwrite && std::filesystem::is_regular_file(request.stream, ignored)) {
+    return fmt::format("{} is there already; --overwrite replaces it", request.stream);
+  }
+  return std::nullopt;
+}
+
 int ExportCapture(const sExportRequest& request, std::ostream& errors) {
   if (request.follow) {
     return FollowExport(request, errors);
@@ -154,8 +164,8 @@ int ExportCapture(const sExportRequest& request, std::ostream& errors) {
   if (file == nullptr) {
     return ReportUnreadable("export", request.path, error, errors);
   }
-  if (AreSame(request.path, request.output.empty() ? request.stream : request.output)) {
-    Tell(fmt::format("the export would overwrite the capture {}", request.path), errors);
+  if (const auto obstacle = ObstacleTo(request)) {
+    Tell(*obstacle, errors);
     return kExitFailed;
   }
   return request.output.empty() ? ExportIntoStream(*file, request, errors)
@@ -196,7 +206,8 @@ void AddOutputOptions(CLI::App& command, sExportRequest& request) {
           "that is missing is not")
       ->excludes("--output");
   command.add_flag("--overwrite", request.overwrite,
-                   "Replace a file of that name, once the new one is complete");
+                   "Replace a file of that name: with --output once the new one is complete; with "
+                   "--write at once, and it grows as the export goes on");
   std::map<std::string, eExportFormat> formats;
   std::string help;
   for (const sFormat& format : kFormats) {

@@ -2,6 +2,7 @@
 
 #include <CLI/App.hpp>
 #include <iosfwd>
+#include <optional>
 #include <string>
 
 #include "convert/export.h"
@@ -18,6 +19,11 @@ struct sExportRequest {
   eExportFormat format = eExportFormat::Pcapng;
   sExportOptions options;
 };
+
+// Why the output may not be opened for writing, as a sentence for the user, or nothing: it is the
+// capture itself, by whatever name, or the stream is a file that is there and may not be replaced.
+// Of a file to make cNewFile tells the latter. Changes nothing.
+[[nodiscard]] std::optional<std::string> ObstacleTo(const sExportRequest& request);
 
 // Exports the items that are there. What is wrong and what was not shown is told on `errors`.
 // Returns an exit code (command_line.h).

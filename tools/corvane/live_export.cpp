@@ -94,6 +94,10 @@ int FollowExport(const sExportRequest& request, std::ostream& errors) {
   if (follower.Look() == eFollowing::Lost) {
     return ReportUnreadable("export", request.path, *follower.Trouble(), errors);
   }
+  if (const auto obstacle = ObstacleTo(request)) {
+    errors << fmt::format("corvane export: {}\n", *obstacle);
+    return kExitFailed;
+  }
   std::string problem;
   const std::unique_ptr<cLiveOutput> output = OpenStream(request.stream, problem);
   if (output == nullptr && problem.empty()) {
