@@ -28,17 +28,17 @@ std::int64_t UnixNanosecondsOfItem(std::uint64_t itemTime) {
              : static_cast<std::int64_t>(milliseconds) * kNanosecondsPerMillisecond;
 }
 
-std::int64_t cModemClock::TimeOf(std::uint64_t itemTime, std::optional<std::uint64_t> modemTime) {
+sFrameTime cModemClock::TimeOf(std::uint64_t itemTime,
+                               std::optional<std::uint64_t> modemTime) const {
   const std::int64_t host = UnixNanosecondsOfItem(itemTime);
   if (clock == eExportClock::Host || !modemTime) {
-    return host;
+    return {host};
   }
   const std::optional<std::int64_t> modem = UnixNanosecondsFromDiag(*modemTime);
   if (!modem || AreFar(*modem, host)) {
-    ++notBelieved;
-    return host;
+    return {host, false};
   }
-  return *modem > leap ? *modem - leap : 0;
+  return {*modem > leap ? *modem - leap : 0};
 }
 
 }  // namespace corvane

@@ -11,6 +11,11 @@ namespace corvane {
 // nearest that they do.
 [[nodiscard]] std::int64_t UnixNanosecondsOfItem(std::uint64_t itemTime);
 
+struct sFrameTime {
+  std::int64_t nanoseconds = 0;  // since 1970-01-01 UTC
+  bool isBelieved = true;        // false: the packet has a stamp, which was too far off to count
+};
+
 // Gives the items of an export their times.
 //
 // A modem that has had no network time counts from 1980, and now and then a stamp is nonsense.
@@ -22,17 +27,14 @@ class cModemClock {
   cModemClock(eExportClock wanted, std::uint32_t leapSeconds)
       : clock(wanted), leap(std::int64_t{leapSeconds} * 1'000'000'000) {}
 
-  // The time of an item, in nanoseconds since 1970-01-01 UTC. `itemTime` is in milliseconds since
-  // 1601, `modemTime` a DIAG timestamp, if the packet has one.
-  [[nodiscard]] std::int64_t TimeOf(std::uint64_t itemTime, std::optional<std::uint64_t> modemTime);
-
-  // How many stamps were too far from their item's time.
-  [[nodiscard]] std::uint64_t NotBelieved() const { return notBelieved; }
+  // The time of an item. `itemTime` is in milliseconds since 1601, `modemTime` a DIAG timestamp, if
+  // the packet has one.
+  [[nodiscard]] sFrameTime TimeOf(std::uint64_t itemTime,
+                                  std::optional<std::uint64_t> modemTime) const;
 
  private:
   eExportClock clock;
   std::int64_t leap;  // ns
-  std::uint64_t notBelieved = 0;
 };
 
 }  // namespace corvane

@@ -115,10 +115,12 @@ void cSignallingExport::Add(const sCaptureItem& item) {
   if (!isLog && !options.raw && !IsExtra(description.sort)) {
     return;
   }
-  sShown shown{item, description, source, clock.TimeOf(item.time, description.modemTime)};
+  const sFrameTime time = clock.TimeOf(item.time, description.modemTime);
+  sShown shown{item, description, source, time.nanoseconds};
   if (description.subscription) {
     shown.source.subscription = description.subscription;
   }
+  const std::uint64_t framesBefore = messages + otherFrames;
   if (options.raw && description.sort != eItemSort::Text) {
     ShowPacket(shown);
   }
@@ -126,6 +128,10 @@ void cSignallingExport::Add(const sCaptureItem& item) {
     ShowLog(shown);
   } else if (IsExtra(description.sort)) {
     ShowExtra(shown);
+  }
+  // Once, however many frames have it, and not at all where none has.
+  if (!time.isBelieved && messages + otherFrames != framesBefore) {
+    ++timesNotBelieved;
   }
 }
 
@@ -241,7 +247,9 @@ void cSignallingExport::ShowEvents(sShown shown) {
   for (const sEvent& event : events) {
     // The first one's time is the item's, for which the clock was asked already.
     if (event.time && &event != &events.front()) {
-      shown.time = clock.TimeOf(shown.item.time, event.time);
+      const sFrameTime time = clock.TimeOf(shown.item.time, event.time);
+      shown.time = time.nanoseconds;
+      timesNotBelieved += time.isBelieved ? 0 : 1;
     }
     ShowLine(shown, EventLine(event));
   }
@@ -308,9 +316,9 @@ std::vector<std::string> cSignallingExport::Notes() const {
                               "system-information blocks that the recorder rebuilt are") +
                     " left out (--synthetic keep)");
   }
-  if (clock.NotBelieved() != 0) {
+  if (timesNotBelieved != 0) {
     notes.push_back(
-        CountText(clock.NotBelieved(), "time of the modem's is", "times of the modem's are") +
+        CountText(timesNotBelieved, "time of the modem's is", "times of the modem's are") +
         " more than two days from the recorder's, which is shown instead");
   }
   return notes;

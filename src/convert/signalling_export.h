@@ -76,6 +76,7 @@ class cSignallingExport final : public cItemExport {
   std::uint64_t messages = 0;
   std::uint64_t otherFrames = 0;
   std::uint64_t rebuiltLeftOut = 0;
+  std::uint64_t timesNotBelieved = 0;  // of what was shown
   cUnshownMessages unshown;
 };
 

@@ -12,49 +12,49 @@ constexpr std::int64_t kNanoseconds = 1'600'000'000'000'000'000;
 constexpr std::uint64_t kStamp = (1'284'035'200ull * 800) << 16;
 constexpr std::uint64_t kTwoDays = (2ull * 24 * 3600 * 800) << 16;
 
+void ExpectTime(const sFrameTime& time, std::int64_t nanoseconds, bool isBelieved) {
+  EXPECT_EQ(time.nanoseconds, nanoseconds);
+  EXPECT_EQ(time.isBelieved, isBelieved);
+}
+
 TEST(ModemClockTest, AStampCountsInNanoseconds) {
-  cModemClock clock(eExportClock::Modem, 0);
-  EXPECT_EQ(clock.TimeOf(kItemTime, kStamp), kNanoseconds);
+  const cModemClock clock(eExportClock::Modem, 0);
+  ExpectTime(clock.TimeOf(kItemTime, kStamp), kNanoseconds, true);
   // 1.25 ms and 49,151/49,152 of it.
-  EXPECT_EQ(clock.TimeOf(kItemTime, kStamp + 0x1'BFFF), kNanoseconds + 1'250'000 + 1'249'974);
-  EXPECT_EQ(clock.NotBelieved(), 0U);
+  ExpectTime(clock.TimeOf(kItemTime, kStamp + 0x1'BFFF), kNanoseconds + 1'250'000 + 1'249'974,
+             true);
 }
 
 TEST(ModemClockTest, AnItemWithoutAStampHasTheHostsTime) {
-  cModemClock clock(eExportClock::Modem, 18);
-  EXPECT_EQ(clock.TimeOf(kItemTime + 7, {}), kNanoseconds + 7'000'000);
-  EXPECT_EQ(clock.NotBelieved(), 0U);
+  const cModemClock clock(eExportClock::Modem, 18);
+  ExpectTime(clock.TimeOf(kItemTime + 7, {}), kNanoseconds + 7'000'000, true);
 }
 
 TEST(ModemClockTest, TheHostsClockLeavesTheStampAlone) {
-  cModemClock clock(eExportClock::Host, 18);
-  EXPECT_EQ(clock.TimeOf(kItemTime + 7, kStamp), kNanoseconds + 7'000'000);
-  EXPECT_EQ(clock.TimeOf(kItemTime, 0), kNanoseconds);
-  EXPECT_EQ(clock.NotBelieved(), 0U);
+  const cModemClock clock(eExportClock::Host, 18);
+  ExpectTime(clock.TimeOf(kItemTime + 7, kStamp), kNanoseconds + 7'000'000, true);
+  ExpectTime(clock.TimeOf(kItemTime, 0), kNanoseconds, true);
 }
 
 TEST(ModemClockTest, LeapSecondsAreTakenOffTheModemsTimes) {
-  cModemClock clock(eExportClock::Modem, 18);
-  EXPECT_EQ(clock.TimeOf(kItemTime, kStamp), kNanoseconds - 18'000'000'000);
+  const cModemClock clock(eExportClock::Modem, 18);
+  ExpectTime(clock.TimeOf(kItemTime, kStamp), kNanoseconds - 18'000'000'000, true);
 }
 
 TEST(ModemClockTest, TwoDaysAreTheMostThatIsBelieved) {
-  cModemClock clock(eExportClock::Modem, 1);
+  const cModemClock clock(eExportClock::Modem, 1);
   constexpr std::int64_t kFar = 2ll * 24 * 3600 * 1'000'000'000;
-  EXPECT_EQ(clock.TimeOf(kItemTime, kStamp + kTwoDays), kNanoseconds + kFar - 1'000'000'000);
-  EXPECT_EQ(clock.TimeOf(kItemTime, kStamp - kTwoDays), kNanoseconds - kFar - 1'000'000'000);
-  EXPECT_EQ(clock.NotBelieved(), 0U);
-  EXPECT_EQ(clock.TimeOf(kItemTime, kStamp + kTwoDays + 1), kNanoseconds);
+  ExpectTime(clock.TimeOf(kItemTime, kStamp + kTwoDays), kNanoseconds + kFar - 1'000'000'000, true);
+  ExpectTime(clock.TimeOf(kItemTime, kStamp - kTwoDays), kNanoseconds - kFar - 1'000'000'000, true);
+  ExpectTime(clock.TimeOf(kItemTime, kStamp + kTwoDays + 1), kNanoseconds, false);
   // The last step of the unit before.
-  EXPECT_EQ(clock.TimeOf(kItemTime, kStamp - kTwoDays - 0x1'0000 + 0xBFFF), kNanoseconds);
-  EXPECT_EQ(clock.NotBelieved(), 2U);
+  ExpectTime(clock.TimeOf(kItemTime, kStamp - kTwoDays - 0x1'0000 + 0xBFFF), kNanoseconds, false);
 }
 
 TEST(ModemClockTest, AStampThatIsNoTimeIsNotBelieved) {
-  cModemClock clock(eExportClock::Modem, 0);
-  EXPECT_EQ(clock.TimeOf(kItemTime, UINT64_MAX), kNanoseconds);
-  EXPECT_EQ(clock.TimeOf(kItemTime, 0), kNanoseconds);
-  EXPECT_EQ(clock.NotBelieved(), 2U);
+  const cModemClock clock(eExportClock::Modem, 0);
+  ExpectTime(clock.TimeOf(kItemTime, UINT64_MAX), kNanoseconds, false);
+  ExpectTime(clock.TimeOf(kItemTime, 0), kNanoseconds, false);
 }
 
 TEST(ModemClockTest, TimesStayBetween1970And2262) {
@@ -62,8 +62,8 @@ TEST(ModemClockTest, TimesStayBetween1970And2262) {
   EXPECT_EQ(UnixNanosecondsOfItem(11'644'473'600'000), 0);
   EXPECT_EQ(UnixNanosecondsOfItem(11'644'473'600'001), 1'000'000);
   EXPECT_EQ(UnixNanosecondsOfItem(UINT64_MAX), INT64_MAX);
-  cModemClock clock(eExportClock::Modem, UINT32_MAX);  // 136 years
-  EXPECT_EQ(clock.TimeOf(kItemTime, kStamp), 0);
+  const cModemClock clock(eExportClock::Modem, UINT32_MAX);  // 136 years
+  ExpectTime(clock.TimeOf(kItemTime, kStamp), 0, true);
 }
 
 }  // namespace

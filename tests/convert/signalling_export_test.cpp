@@ -93,6 +93,33 @@ TEST(SignallingExportTest, EachStampOfAReportCountsOnce) {
                                    testing::StartsWith("2 times of the modem's are ")));
 }
 
+// LTE RRC, laid out as version 2 has it, stamped 1980.
+[[nodiscard]] ByteVector RrcOf1980(std::uint8_t version) {
+  ByteVector packet =
+      Hex("10 00 1A 00 1A 00 C0 B0 00 00 00 00 00 00 00 00"
+          "02 09 00 01 44 01 21 07 00 00 01 01 00 2A");
+  packet[16] = version;
+  return packet;
+}
+
+TEST(SignallingExportTest, StampsOfWhatIsNotShownDoNotCount) {
+  sExport exported;
+  exported.Add(kLogItem, RrcOf1980(1));
+  EXPECT_THAT(exported.exported.Notes(),
+              testing::ElementsAre("0 messages of 1 item",
+                                   testing::HasSubstr("0xB0C0 LTE RRC OTA message, version 1")));
+}
+
+TEST(SignallingExportTest, AStampCountsOnceForAllFramesOfItsItem) {
+  sExportOptions options;
+  options.raw = true;
+  sExport exported(options);
+  exported.Add(kLogItem, RrcOf1980(2));
+  EXPECT_THAT(exported.exported.Notes(),
+              testing::ElementsAre("1 message and 1 other frame of 1 item",
+                                   testing::StartsWith("1 time of the modem's is ")));
+}
+
 // --- What the recorder rebuilt
 
 // A block that came on BCH, stamped as its item: its type and a byte of it.
