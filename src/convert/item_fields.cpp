@@ -7,6 +7,7 @@
 
 #include "describe/diag_time.h"
 #include "describe/message_names.h"
+#include "describe/names.h"
 #include "reader/utc_time.h"
 
 namespace corvane {
@@ -160,6 +161,15 @@ void FillSubscription(const sItemRow& row, cFieldValue& value) {
                                                : row.source.subscription);
 }
 
+void FillVersion(const sItemRow& row, cFieldValue& value) {
+  const sDescription& description = row.description;
+  if (description.logCode && description.version && HasMinorVersion(*description.logCode)) {
+    value.SetText(VersionText(*description.logCode, *description.version));
+  } else {
+    value.SetNumber(description.version);
+  }
+}
+
 void FillMessageName(const sItemRow& row, cFieldValue& value) {
   const sSignalling* const signalling = SignallingOf(row);
   if (signalling == nullptr) {
@@ -241,8 +251,7 @@ constexpr sItemField kFields[] = {
      [](Row row, Value value) { value.SetHexNumber(row.description.logCode, 4); }},
     {"log_name", "what the log is called",
      [](Row row, Value value) { value.SetText(row.description.logName); }},
-    {"log_version", "of the log's layout",
-     [](Row row, Value value) { value.SetNumber(row.description.version); }},
+    {"log_version", "of the log's layout; a text where it has two numbers: 3.2", FillVersion},
     {"channel", "of a signalling message: DL-DCCH, SACCH",
      [](Row row, Value value) { SetTextOf(SignallingOf(row), &sSignalling::channel, value); }},
     {"link", "of a signalling message: uplink or downlink", FillLink},

@@ -34,7 +34,7 @@ std::vector<std::string> cUnshownMessages::Notes() const {
     std::string note =
         CountText(count, "packet is", "packets are") + " not shown: " + LogCodeText(key.logCode);
     if (key.version) {
-      note += ", version " + std::to_string(*key.version);
+      note += ", version " + VersionText(key.logCode, *key.version);
     }
     if (!key.reason.empty()) {
       note += ", " + key.reason;

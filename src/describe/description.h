@@ -103,7 +103,7 @@ struct sDescription {
   std::optional<std::uint16_t> logCode;
   std::string_view logName;               // "LTE RRC OTA message"; empty when there is none
   std::string_view logKey;                // its hyphenated form
-  std::optional<std::uint32_t> version;   // of the log's layout, where it has one
+  std::optional<std::uint32_t> version;   // of the log's layout (VersionText), where it has one
   std::optional<sSignalling> signalling;  // the message, if the log carries one that is understood
   std::optional<sCell> cell;              // what the log tells of a cell, beside a message or alone
   // What else it tells: "EMM state 3". Of a log of messages without one that can be shown, why:

@@ -33,4 +33,16 @@ std::string_view SsidName(std::uint16_t ssid) {
   return narrowest == nullptr ? std::string_view() : narrowest->name;
 }
 
+bool HasMinorVersion(std::uint16_t logCode) {
+  constexpr std::uint16_t kNrMib = 0xB822;
+  constexpr std::uint16_t kNrServingCell = 0xB823;
+  return logCode == kNrMib || logCode == kNrServingCell;
+}
+
+std::string VersionText(std::uint16_t logCode, std::uint32_t version) {
+  return HasMinorVersion(logCode)
+             ? std::to_string(version >> 16) + "." + std::to_string(version & 0xFFFF)
+             : std::to_string(version);
+}
+
 }  // namespace corvane

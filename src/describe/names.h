@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <string>
 #include <string_view>
 
 // The field's names for numbers in DIAG packets. The tables are made from data/*.tsv when the
@@ -37,5 +38,10 @@ struct sSsidName {
 // Empty when there is no name.
 [[nodiscard]] std::string_view EventName(std::uint16_t id);
 [[nodiscard]] std::string_view SsidName(std::uint16_t ssid);
+
+// Whether a log's layout has a version of two numbers, the major one in the upper 16 bits.
+[[nodiscard]] bool HasMinorVersion(std::uint16_t logCode);
+// The version of a log's layout: "26", "3.2".
+[[nodiscard]] std::string VersionText(std::uint16_t logCode, std::uint32_t version);
 
 }  // namespace corvane

@@ -124,6 +124,15 @@ TEST(UnshownMessagesTest, ReasonsWithoutEndAreCountedTogether) {
   EXPECT_EQ(notes[200], "800 more packets are not shown, for other reasons");
 }
 
+TEST(UnshownMessagesTest, AVersionOfTwoNumbersIsToldAsOne) {
+  cUnshownMessages unshown;
+  sDescription description;
+  description.logCode = 0xB823;
+  description.version = 0x30009;
+  unshown.Add(description, "");
+  EXPECT_TRUE(unshown.Notes().at(0).ends_with(", version 3.9")) << unshown.Notes().at(0);
+}
+
 TEST(UnshownMessagesTest, BeyondTheMostReasonsAreAddedUp) {
   cUnshownMessages unshown;
   sDescription description;

@@ -293,6 +293,18 @@ TEST(ItemFieldsTest, ACellIsToldFieldByField) {
   EXPECT_EQ(ValueOf("plmn", description), "310-026");
 }
 
+TEST(ItemFieldsTest, AVersionOfTwoNumbersIsAText) {
+  sDescription description;
+  description.version = 0x30002;
+  EXPECT_EQ(ValueOf("log_version", description), "196610");
+  description.logCode = 0xB821;
+  EXPECT_EQ(ValueOf("log_version", description), "196610");
+  for (const std::uint16_t logCode : {std::uint16_t{0xB822}, std::uint16_t{0xB823}}) {
+    description.logCode = logCode;
+    EXPECT_EQ(ValueOf("log_version", description), "3.2");
+  }
+}
+
 TEST(ItemFieldsTest, TechnologiesHaveTheirNames) {
   const std::pair<eTechnology, std::string_view> expected[] = {
       {eTechnology::None, ""},   {eTechnology::Cdma, "CDMA"},   {eTechnology::EvDo, "EV-DO"},

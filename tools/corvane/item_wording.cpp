@@ -11,6 +11,7 @@
 #include "capture/isf/layout.h"
 #include "corvane/cell_wording.h"
 #include "corvane/readable_text.h"
+#include "describe/names.h"
 #include "diag/packets.h"
 
 namespace corvane::tools {
@@ -344,15 +345,6 @@ void AppendWords(std::string& text, const sCaptureItem& item, const sDescription
 std::string_view ShortLogName(std::string_view name) {
   const std::size_t tail = name.find(" OTA ");
   return name.substr(0, tail);
-}
-
-std::string VersionText(std::uint16_t logCode, std::uint32_t version) {
-  constexpr std::uint16_t kNrMib = 0xB822;
-  constexpr std::uint16_t kNrServingCell = 0xB823;
-  if (logCode == kNrMib || logCode == kNrServingCell) {
-    return fmt::format("{}.{}", version >> 16, version & 0xFFFF);
-  }
-  return std::to_string(version);
 }
 
 bool IsOfUnknownVersion(const sDescription& description) {

@@ -29,9 +29,6 @@ void AppendWords(std::string& text, const sCaptureItem& item, const sDescription
 // The name of a log without its tail "OTA message", which goes without saying beside a message.
 [[nodiscard]] std::string_view ShortLogName(std::string_view name);
 
-// The number of a log's layout, "26". Some logs have two numbers, "3.2".
-[[nodiscard]] std::string VersionText(std::uint16_t logCode, std::uint32_t version);
-
 // A log whose layout has a version that is not known: nothing but the version was described.
 [[nodiscard]] bool IsOfUnknownVersion(const sDescription& description);
 
