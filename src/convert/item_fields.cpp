@@ -291,6 +291,8 @@ constexpr sItemField kFields[] = {
      [](Row row, Value value) { SetNumberOf(CellOf(row), &sCell::routingArea, value); }},
     {"cell_identity", "of the network",
      [](Row row, Value value) { SetNumberOf(CellOf(row), &sCell::cellIdentity, value); }},
+    {"ncgi", "of NR, the number that the log has: how it is made up is not known",
+     [](Row row, Value value) { SetNumberOf(CellOf(row), &sCell::globalIdentity, value); }},
     {"band", "of the cell",
      [](Row row, Value value) { SetNumberOf(CellOf(row), &sCell::band, value); }},
     {"bandwidth", "of the downlink, in the unit of its log",

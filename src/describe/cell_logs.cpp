@@ -265,6 +265,7 @@ void DescribeNrServingCell(Payload payload, sDescription& description) {
     case NrVersion(3, 2):
     case NrVersion(3, 3):
       told.cell.physicalCell = told.fields.Word(7);
+      told.cell.globalIdentity = told.fields.Quad(9);
       DescribeNrServingCellRest(told, 17);
       break;
     default:

@@ -40,9 +40,10 @@ struct sCell {
   std::optional<std::uint16_t> physicalCell;     // PCI, or primary scrambling code of WCDMA
   std::optional<std::uint8_t> bsic;              // GSM: NCC << 3 | BCC
   std::optional<sPlmn> plmn;
-  std::optional<std::uint64_t> cellIdentity;  // of the network: CI, UTRAN, E-UTRAN or NR cell ID
-  std::optional<std::uint32_t> areaCode;      // LAC or TAC
-  std::optional<std::uint32_t> routingArea;   // RAC
+  std::optional<std::uint64_t> cellIdentity;    // of the network: CI, UTRAN, E-UTRAN or NR cell ID
+  std::optional<std::uint64_t> globalIdentity;  // NCGI as its log has it: how, is not known
+  std::optional<std::uint32_t> areaCode;        // LAC or TAC
+  std::optional<std::uint32_t> routingArea;     // RAC
   std::optional<std::uint32_t> band;
   std::optional<std::uint32_t> bandwidth;        // of the downlink, in the unit of its log
   std::optional<std::uint32_t> uplinkBandwidth;  // of the uplink

@@ -16,10 +16,11 @@ constexpr std::size_t kVersion = 0;
 constexpr std::size_t kBearer = 6;
 constexpr std::size_t kPci = 7;
 
-// Where the others stand in some versions; 0 stands for no version and no such field. NR-ARFCN has
-// 32 bits, a channel 8, a length 16, a segment 8.
+// Where the others stand in some versions; 0 stands for no version and no such field. NCGI has 64
+// bits, NR-ARFCN 32, a channel 8, a length 16, a segment 8.
 struct sRrcLayout {
   std::array<std::uint8_t, 4> versions;
+  std::uint8_t ncgi;
   std::uint8_t arfcn;
   std::uint8_t channel;
   std::uint8_t length;
@@ -28,12 +29,12 @@ struct sRrcLayout {
 };
 
 constexpr std::array<sRrcLayout, 5> kRrcLayouts = {{
-    // versions, NR-ARFCN, channel, length, segment, message
-    {{7, 8, 9}, 9, 17, 22, 0, 24},
-    {{12, 14}, 9, 16, 21, 0, 23},
-    {{17}, 17, 24, 29, 0, 31},
-    {{19, 20, 25}, 17, 24, 29, 0, 32},
-    {{23, 24, 26, 28}, 17, 24, 29, 34, 35},
+    // versions, NCGI, NR-ARFCN, channel, length, segment, message
+    {{7, 8, 9}, 0, 9, 17, 22, 0, 24},
+    {{12, 14}, 0, 9, 16, 21, 0, 23},
+    {{17}, 9, 17, 24, 29, 0, 31},
+    {{19, 20, 25}, 9, 17, 24, 29, 0, 32},
+    {{23, 24, 26, 28}, 9, 17, 24, 29, 34, 35},
 }};
 
 // The first nine are channels of the radio interface. Behind them are messages that come within
@@ -139,6 +140,9 @@ void DescribeRrc(const cFields& payload, sDescription& description) {
   }
   sCell cell;
   cell.physicalCell = payload.Word(kPci);
+  if (layout->ncgi != 0) {
+    cell.globalIdentity = payload.Quad(layout->ncgi);
+  }
   cell.frequency = payload.Long(layout->arfcn);
   TellCell(cell, description);
   const auto number = payload.Byte(layout->channel);

@@ -237,7 +237,9 @@ TEST(CellLogTest, NrServingCellVersions32And33) {
     const sDescription told = Describe(0xB823, payload.c_str());
     EXPECT_EQ(told.technology, eTechnology::Nr);
     EXPECT_EQ(told.version, 0x30000u + Hex(version)[0]);
-    EXPECT_EQ(told.cell, NrServingCell());
+    sCell cell = NrServingCell();
+    cell.globalIdentity = 0x8877665544332211;
+    EXPECT_EQ(told.cell, cell);
     EXPECT_EQ(told.details, "access 1");
     ExpectCutOff(0xB823, payload.c_str());
   }

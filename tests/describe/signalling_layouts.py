@@ -114,6 +114,9 @@ def nr_complete(version):
     return 1 + next(number for number in numbers if numbers[number] == "RRC reconfiguration")
 
 
+NCGI = 0x8877665544332211
+
+
 def nr_payload(version, number, message, segment=0):
     if version in (7, 8, 9):
         payload = Payload(24).put(9, 4, 505758).put(17, 1, number).put(22, 2, len(message))
@@ -121,11 +124,12 @@ def nr_payload(version, number, message, segment=0):
         payload = Payload(23).put(9, 4, 505758).put(16, 1, number).put(21, 2, len(message))
     else:
         payload = Payload({17: 31, 19: 32, 20: 32, 25: 32}.get(version, 35))
-        payload.put(17, 4, 505758).put(24, 1, number).put(29, 2, len(message))
+        payload.put(9, 8, NCGI).put(17, 4, 505758).put(24, 1, number).put(29, 2, len(message))
         if version in (23, 24, 26, 28):
             payload.put(34, 1, segment)
     payload.put(0, 4, version).put(6, 1, 3).put(7, 2, 1007).append(message)
-    return payload, {"bearer": 3, "cell": 1007, "frequency": 505758}
+    fields = {"bearer": 3, "cell": 1007, "frequency": 505758}
+    return payload, fields if version < 17 else {**fields, "ncgi": NCGI}
 
 
 WCDMA = {

@@ -160,6 +160,7 @@ void Tell(const std::string& name, const std::optional<Value>& value, Fields& fi
   const sCell cell = description.cell.value_or(sCell{});
   Tell("cell", cell.physicalCell, fields);
   Tell("frequency", cell.frequency, fields);
+  Tell("ncgi", cell.globalIdentity, fields);
   Tell("frame", cell.systemFrame, fields);
   Tell("subframe", cell.subframe, fields);
   const sSignalling signalling = description.signalling.value_or(sSignalling{});

@@ -285,6 +285,13 @@ TEST(ItemWordingTest, CellLogsShowTheirCell) {
   EXPECT_EQ(DescribeLog(0x5134, "67 83 03 05 CD AB 13 00 14 12 34"),
             "log 0x5134 GSM RR cell information  BSIC 43 ARFCN 871  "
             "PLMN 310-410 LAC 4660 cell 0xABCD  band code 8");
+  EXPECT_EQ(DescribeLog(0xB823,
+                        "02 00 03 00 EE EE EE F4 01 11 22 33 44 55 66 77 88 80 A6 09 00 C0 A4 09 "
+                        "00 64 00 5A 00 89 67 45 23 01 00 00 00 36 01 03 9A 01 01 EF CD AB 00 4E "
+                        "00"),
+            "log 0xB823 NR RRC serving cell info  PCI 500 NR-ARFCN 632448/632000  PLMN 310-410 "
+            "TAC 11259375 cell 0x123456789 NCGI 0x8877665544332211  band 78 bandwidth 100/90  "
+            "access 1");
   EXPECT_EQ(DescribeLog(0xB822, "07 00 02 00 F4 01 80 A6 09 00 E8 03"),
             "log 0xB822 NR RRC MIB info  PCI 500 NR-ARFCN 632448  SFN 1000");
 }

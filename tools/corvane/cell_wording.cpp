@@ -83,6 +83,10 @@ void AppendNetwork(std::string& text, const sWords& words, const sCell& cell) {
     group.Begin("cell");
     fmt::format_to(std::back_inserter(text), " 0x{:X}", *cell.cellIdentity);
   }
+  if (cell.globalIdentity) {
+    group.Begin("NCGI");
+    fmt::format_to(std::back_inserter(text), " 0x{:X}", *cell.globalIdentity);
+  }
 }
 
 }  // namespace

@@ -35,6 +35,7 @@ void Merge(sCell& known, const sCell& told) {
   Fill(known.uplinkFrequency, told.uplinkFrequency);
   Fill(known.plmn, told.plmn);
   Fill(known.cellIdentity, told.cellIdentity);
+  Fill(known.globalIdentity, told.globalIdentity);
   Fill(known.areaCode, told.areaCode);
   Fill(known.routingArea, told.routingArea);
   Fill(known.band, told.band);
