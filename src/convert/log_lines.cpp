@@ -11,6 +11,7 @@ constexpr std::string_view kPartEnd = "  ";
 
 // By the highest known level, for a message can have several.
 [[nodiscard]] std::string_view Priority(std::uint32_t levels) {
+  // That this bit means fatal is a guess, which fits the messages that were seen.
   constexpr std::uint32_t kFatal = 1U << 4;
   constexpr std::uint32_t kError = 1U << 3;
   constexpr std::uint32_t kHigh = 1U << 2;

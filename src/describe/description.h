@@ -68,7 +68,7 @@ struct sDebugMessage {
   std::optional<std::uint16_t> ssid;  // subsystem ID
   std::string_view subsystem;         // its name; empty when there is none
   std::optional<std::uint16_t> line;
-  std::optional<std::uint32_t> levels;  // bit 0 low, 1 medium, 2 high, 3 error, 4 fatal
+  std::optional<std::uint32_t> levels;  // bit 0 low, 1 medium, 2 high, 3 error, 4 fatal (a guess)
   std::optional<std::uint32_t> hash;  // stands for text and file, which only the maker can look up
   std::uint8_t dropped = 0;           // how many messages were lost before this one
   std::string format;                 // the text without its arguments
