@@ -15,10 +15,6 @@ using Packet = std::span<const std::uint8_t>;
 
 constexpr std::uint16_t kLteRrcState = 1606;
 
-// A short time stands for bits 8 to 23 of the time before it.
-constexpr unsigned kShortTimeShift = 8;
-constexpr std::uint64_t kShortTimeMask = 0xFFFF00;
-
 [[nodiscard]] std::string_view LteRrcState(std::uint8_t state) {
   switch (state) {
     case 1:
@@ -88,7 +84,8 @@ class cEventWalk {
     if (!isShort) {
       time = Load64(&rest[2]);
     } else if (time) {
-      time = (*time & ~kShortTimeMask) | (std::uint64_t{Load16(&rest[2])} << kShortTimeShift);
+      time = (*time & ~event_report::kShortTimeMask) |
+             (std::uint64_t{Load16(&rest[2])} << event_report::kShortTimeShift);
     }
     rest = rest.subspan(head);
     return MakeEvent(word, time, TakePayload(word, rest, cutOff));

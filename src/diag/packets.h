@@ -149,6 +149,9 @@ inline constexpr std::uint16_t kIdMask = 0x0FFF;
 inline constexpr std::uint16_t kLengthCodeMask = 0x6000;
 inline constexpr unsigned kLengthCodeShift = 13;
 inline constexpr std::uint16_t kShortTime = 0x8000;
+// A time of 16 bits stands for these of the time before it.
+inline constexpr std::uint64_t kShortTimeMask = 0xFFFF00;
+inline constexpr unsigned kShortTimeShift = 8;
 inline constexpr unsigned kCountedPayload = 3;  // length code: a count byte and as many bytes
 
 // A packet of one event has the report's code, the length of what follows the length (16 bits), and

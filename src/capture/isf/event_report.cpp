@@ -14,10 +14,6 @@
 namespace corvane {
 namespace {
 
-// A short time stands for bits 8 to 23 of the time of the event before it.
-constexpr unsigned kShortTimeShift = 8;
-constexpr std::uint64_t kShortTimeMask = 0xFFFF00;
-
 // The bytes of a report that are not yet taken.
 class cEventBytes {
  public:
@@ -61,7 +57,8 @@ class cEventBytes {
   if (!isShort) {
     return Load64(field->data());
   }
-  return (lastTime & ~kShortTimeMask) | (std::uint64_t{Load16(field->data())} << kShortTimeShift);
+  return (lastTime & ~event_report::kShortTimeMask) |
+         (std::uint64_t{Load16(field->data())} << event_report::kShortTimeShift);
 }
 
 [[nodiscard]] cBufferReference MakeEvent(std::uint8_t code, std::uint16_t word, std::uint64_t time,
