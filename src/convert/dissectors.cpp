@@ -21,9 +21,7 @@ constexpr std::array<std::uint8_t, 31> kBlockSubtypes{16, 17, 18, 19, 20, 21, 23
                                                       28, 30, 31, 32, 33, 34, 35, 36, 37, 39, 41,
                                                       44, 51, 52, 46, 53, 58, 59, 47, 22};
 
-// What the modem calls its extension blocks.
-constexpr std::uint8_t kSib11bis = 66;
-constexpr std::uint8_t kSib19 = 67;
+// Those of extension blocks.
 constexpr std::uint8_t kSib11bisSubtype = 29;
 constexpr std::uint8_t kSib19Subtype = 54;
 

@@ -77,6 +77,10 @@ enum class eSyntax : std::uint8_t {
   Sip,  // RFC 3261
 };
 
+// What modems call two of the blocks whose SIB-Type is no number of 3GPP TS 25.331, but "extension".
+inline constexpr std::uint8_t kSib11bis = 66;
+inline constexpr std::uint8_t kSib19 = 67;
+
 // Whether a packet has the whole message or a part of it.
 enum class eSegment : std::uint8_t { Whole, Part, Last };
 
@@ -90,7 +94,7 @@ struct sSignalling {
   // "RRC connection reconfiguration", "Attach request". Empty when it is not known, and for the
   // later segments of a message.
   std::string_view messageName;
-  // 3GPP TS 25.331 SIB-Type, 66 for SIB11bis and 67 for SIB19; only of whole blocks.
+  // 3GPP TS 25.331 SIB-Type, kSib11bis or kSib19; only of whole blocks.
   std::optional<std::uint8_t> sibType;
   std::optional<std::uint8_t> radioBearer;
   eSegment segment = eSegment::Whole;

@@ -37,11 +37,8 @@ constexpr sLogChannel kSibFromBchChannel = {"SIB from BCH", eSyntax::WcdmaSystem
 constexpr sLogChannel kSibFromFachChannel = {"SIB from FACH", eSyntax::WcdmaSystemInformationBlock,
                                              eLink::Downlink};
 
-// 3GPP TS 25.331 SIB-Type. Its last value says only that the type stands elsewhere; modems have
-// numbers of their own for two of those.
+// 3GPP TS 25.331 SIB-Type. Its last value says only that the type stands elsewhere.
 constexpr std::uint8_t kLastSibType = 30;
-constexpr std::uint8_t kSib11bis = 66;
-constexpr std::uint8_t kSib19 = 67;
 
 // Null for a channel of which nothing is known.
 [[nodiscard]] const sLogChannel* FindChannel(std::uint8_t number) {

@@ -171,10 +171,6 @@ constexpr std::string_view kBlocks[] = {
     "Scheduling block 2",       "SysInfo type 15.5", "SysInfo type 5bis",
 };
 
-// Types that only logs have.
-constexpr std::uint8_t kBlock11bis = 66;
-constexpr std::uint8_t kBlock19 = 67;
-
 // In front of the message type of a DCCH message: a bit that says whether integrity check info is
 // there, which is an authentication code of 32 bits and a sequence number of 4.
 void PassIntegrityCheckInfo(sBitReader& bits) {
@@ -230,10 +226,10 @@ std::string_view SystemInformationBlockName(std::uint8_t sibType) {
   if (sibType < std::size(kBlocks)) {
     return kBlocks[sibType];
   }
-  if (sibType == kBlock11bis) {
+  if (sibType == kSib11bis) {
     return "SysInfo type 11bis";
   }
-  return sibType == kBlock19 ? "SysInfo type 19" : std::string_view();
+  return sibType == kSib19 ? "SysInfo type 19" : std::string_view();
 }
 
 }  // namespace corvane
