@@ -1,6 +1,7 @@
 #include "convert/exported_pdu.h"
 
 #include "convert/byte_order.h"
+#include "convert/frames.h"
 
 namespace corvane {
 namespace {
@@ -14,9 +15,6 @@ constexpr std::uint16_t kDirection = 35;
 
 constexpr std::uint32_t kSent = 0;
 constexpr std::uint32_t kReceived = 1;
-
-constexpr std::uint32_t kDevice = 0xC0000201;   // 192.0.2.1
-constexpr std::uint32_t kNetwork = 0xC0000202;  // 192.0.2.2
 
 void AddText(std::vector<std::uint8_t>& frame, std::uint16_t tag, std::string_view text) {
   AppendBigEndian(frame, tag);
@@ -44,8 +42,8 @@ void MakeExportedPdu(const sDissector& dissector, std::optional<eLink> link,
   if (link) {
     const bool isDownlink = *link == eLink::Downlink;
     AddNumber(frame, kDirection, isDownlink ? kReceived : kSent);
-    AddNumber(frame, kSourceAddress, isDownlink ? kNetwork : kDevice);
-    AddNumber(frame, kDestinationAddress, isDownlink ? kDevice : kNetwork);
+    AddNumber(frame, kSourceAddress, isDownlink ? kNetworkAddress : kDeviceAddress);
+    AddNumber(frame, kDestinationAddress, isDownlink ? kDeviceAddress : kNetworkAddress);
   }
   AppendBigEndian(frame, kEnd);
   AppendBigEndian(frame, std::uint16_t{0});

@@ -13,6 +13,11 @@
 // What an export for Wireshark consists of, whatever the format.
 namespace corvane {
 
+// The IPv4 addresses that tell who sent a message: 192.0.2.1 and 192.0.2.2, which are kept free for
+// examples (RFC 5737).
+inline constexpr std::uint32_t kDeviceAddress = 0xC0000201;
+inline constexpr std::uint32_t kNetworkAddress = 0xC0000202;
+
 enum class eFrameSort : std::uint8_t {
   Message,  // a signalling message
   Text,     // what a dissector shows that is no signalling: a line, bytes

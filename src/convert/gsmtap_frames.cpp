@@ -49,10 +49,6 @@ constexpr std::size_t kLongestDatagram = 65'535;
 constexpr std::size_t kLongestPayload = kLongestDatagram - kIpHeaderSize - kUdpHeaderSize;
 constexpr std::uint16_t kGsmtapPort = 4729;
 
-// 192.0.2.1 and 192.0.2.2, which are kept free for examples (RFC 5737).
-constexpr std::uint32_t kDevice = 0xC0000201;
-constexpr std::uint32_t kNetwork = 0xC0000202;
-
 [[nodiscard]] std::uint16_t InternetChecksum(std::span<const std::uint8_t> bytes) {
   std::uint32_t sum = 0;
   for (std::size_t place = 0; place + 1 < bytes.size(); place += 2) {
@@ -77,8 +73,8 @@ void AppendIpAndUdpHeaders(Bytes& record, bool isUplink, std::size_t payloadSize
   AppendBigEndian(record, kTimeToLiveAndUdp);
   const std::size_t checksum = record.size();
   AppendBigEndian(record, std::uint16_t{0});
-  AppendBigEndian(record, isUplink ? kDevice : kNetwork);
-  AppendBigEndian(record, isUplink ? kNetwork : kDevice);
+  AppendBigEndian(record, isUplink ? kDeviceAddress : kNetworkAddress);
+  AppendBigEndian(record, isUplink ? kNetworkAddress : kDeviceAddress);
   const std::uint16_t sum = InternetChecksum(std::span(record).subspan(header));
   record[checksum] = static_cast<std::uint8_t>(sum >> 8);
   record[checksum + 1] = static_cast<std::uint8_t>(sum);
