@@ -8,6 +8,7 @@
 #include "describe/diag_time.h"
 #include "describe/message_names.h"
 #include "describe/names.h"
+#include "platform/clock.h"
 #include "reader/utc_time.h"
 
 namespace corvane {
@@ -136,7 +137,7 @@ void FillModemTime(const sItemRow& row, cFieldValue& value) {
   if (!time || *time < leap) {
     return;
   }
-  constexpr std::uint64_t kUnixEpoch = 11'644'473'600'000;  // in milliseconds since 1601
+  constexpr std::uint64_t kUnixEpoch = kSecondsFrom1601To1970 * 1000;  // in milliseconds since 1601
   constexpr std::int64_t kNanosecondsPerMillisecond = 1'000'000;
   const std::int64_t utc = *time - leap;
   std::string text =

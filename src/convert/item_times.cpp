@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "describe/diag_time.h"
+#include "platform/clock.h"
 
 namespace corvane {
 namespace {
@@ -10,8 +11,7 @@ namespace {
 constexpr std::uint64_t kUnitsPerSecond = 10'000'000;
 constexpr std::uint64_t kDay = 86'400 * kUnitsPerSecond;
 constexpr std::int64_t kNanosecondsPerUnit = 100;
-// 1601-01-01 to 1970-01-01: 369 years, 89 of them leap years.
-constexpr std::uint64_t kFrom1601To1970 = 11'644'473'600 * kUnitsPerSecond;
+constexpr std::uint64_t kFrom1601To1970 = kSecondsFrom1601To1970 * kUnitsPerSecond;
 
 [[nodiscard]] std::optional<std::uint64_t> FileTimeFromDiag(std::uint64_t timestamp) {
   const auto nanoseconds = UnixNanosecondsFromDiag(timestamp);

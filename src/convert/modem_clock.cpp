@@ -1,11 +1,12 @@
 #include "convert/modem_clock.h"
 
 #include "describe/diag_time.h"
+#include "platform/clock.h"
 
 namespace corvane {
 namespace {
 
-constexpr std::uint64_t kUnixEpoch = 11'644'473'600'000;  // 1970, in milliseconds since 1601
+constexpr std::uint64_t kUnixEpoch = kSecondsFrom1601To1970 * 1000;  // in milliseconds since 1601
 constexpr std::int64_t kNanosecondsPerMillisecond = 1'000'000;
 constexpr std::uint64_t kMostMilliseconds =
     static_cast<std::uint64_t>(INT64_MAX / kNanosecondsPerMillisecond);

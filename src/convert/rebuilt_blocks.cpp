@@ -4,12 +4,13 @@
 
 #include "describe/diag_time.h"
 #include "diag/packets.h"
+#include "platform/clock.h"
 
 namespace corvane {
 namespace {
 
-// Between 1601-01-01 and 1970-01-01.
-constexpr std::int64_t kUnixEpochMilliseconds = 11'644'473'600'000;
+// In milliseconds since 1601, as item times are.
+constexpr auto kUnixEpochMilliseconds = static_cast<std::int64_t>(kSecondsFrom1601To1970 * 1000);
 constexpr std::int64_t kNanosecondsPerMillisecond = 1'000'000;
 
 // `itemTime` counts milliseconds since 1601, `stamp` is a DIAG timestamp.

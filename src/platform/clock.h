@@ -6,6 +6,10 @@
 
 namespace corvane {
 
+// From 1601-01-01, where FILETIME values and item times begin, to 1970-01-01: 369 years, 89 of them
+// leap years.
+inline constexpr std::uint64_t kSecondsFrom1601To1970 = 11'644'473'600;
+
 // The wall clock as a Windows FILETIME value: units of 100 ns since 1601-01-01 00:00:00 UTC.
 // It follows the system clock, backwards too.
 [[nodiscard]] std::uint64_t SystemFileTime();

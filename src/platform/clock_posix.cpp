@@ -5,8 +5,6 @@ namespace corvane {
 namespace {
 
 constexpr std::uint64_t kUnitsPerSecond = 10'000'000;
-// 1601-01-01 to 1970-01-01: 369 years, 89 of them leap years.
-constexpr std::uint64_t kSecondsFrom1601To1970 = 11'644'473'600;
 
 }  // namespace
 
