@@ -36,6 +36,21 @@ constexpr std::size_t kLengthOffset = 4;
   return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
 }
 
+// As much of a text as an option holds. A character of UTF-8 has up to three bytes behind its
+// first.
+[[nodiscard]] std::string_view Cut(std::string_view text) {
+  constexpr std::size_t kMostBehindFirst = 3;
+  std::size_t length = cPcapngWriter::kLongestText;
+  if (text.size() <= length) {
+    return text;
+  }
+  const std::size_t least = length - kMostBehindFirst;
+  while (length > least && (static_cast<std::uint8_t>(text[length]) & 0xC0) == 0x80) {
+    --length;
+  }
+  return text.substr(0, length);
+}
+
 }  // namespace
 
 cPcapngWriter::cPcapngWriter(cByteSink& sink, std::string_view application) : output(sink) {
@@ -103,7 +118,7 @@ void cPcapngWriter::AddOption(std::uint16_t code, std::span<const std::uint8_t> 
 }
 
 void cPcapngWriter::AddText(std::uint16_t code, std::string_view text) {
-  AddOption(code, BytesOf(text));
+  AddOption(code, BytesOf(Cut(text)));
 }
 
 void cPcapngWriter::End() {

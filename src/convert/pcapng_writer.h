@@ -38,8 +38,11 @@ struct sPcapngPacket {
 // sink.
 class cPcapngWriter {
  public:
-  // Writes the section header. `sink` is not owned and must outlive the writer. Texts are UTF-8 and
-  // have at most 65,535 bytes.
+  // How many bytes of a text are written: a multiple of four that the 16 bits of a length hold.
+  static constexpr std::size_t kLongestText = 65'532;
+
+  // Writes the section header. `sink` is not owned and must outlive the writer. Texts are UTF-8,
+  // here and below; one that is longer than kLongestText is cut between two characters.
   cPcapngWriter(cByteSink& sink, std::string_view application);
 
   // Returns the interface's number. Its times are in nanoseconds.

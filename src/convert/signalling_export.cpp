@@ -1,5 +1,6 @@
 #include "convert/signalling_export.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "capture/isf/layout.h"
@@ -23,14 +24,20 @@ constexpr char kRebuilt[] = ", rebuilt by the recorder";
   return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
 }
 
-// "joined from items 3, 5, 9"
-[[nodiscard]] std::string JoinedText(const std::vector<std::uint64_t>& numbers) {
-  std::string text = "joined from items";
+// How many of a message's items are named. An RRC message has up to 16; only an IP packet can have
+// more, thousands of them.
+constexpr std::size_t kMostNamed = 16;
+
+// "joined from items 3, 5, 9", "made from item 3"
+[[nodiscard]] std::string JoinedText(std::span<const std::uint64_t> numbers) {
+  std::string text = numbers.size() == 1 ? "made from item" : "joined from items";
   const char* before = " ";
-  for (const std::uint64_t number : numbers) {
-    text += before;
+  for (const std::uint64_t number : numbers.first(std::min(numbers.size(), kMostNamed))) {
+    text += std::exchange(before, ", ");
     text += std::to_string(number);
-    before = ", ";
+  }
+  if (numbers.size() > kMostNamed) {
+    text += " and " + std::to_string(numbers.size() - kMostNamed) + " more";
   }
   return text;
 }

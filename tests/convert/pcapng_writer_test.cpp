@@ -74,6 +74,38 @@ TEST(PcapngWriterTest, APacketThatWasLongerSaysSo) {
                               "24 00 00 00"));
 }
 
+// The comment of the packet block that `comment` gives, which must be whole.
+[[nodiscard]] std::string CommentWritten(const std::string& comment) {
+  constexpr std::size_t kOptions = 28;  // behind a packet without bytes
+  cMemorySink sink;
+  cPcapngWriter writer(sink, "");
+  sink.Clear();
+  writer.AddPacket({0, 1, {}, comment, {}});
+  const ByteVector& bytes = sink.Bytes();
+  const std::size_t length = Load16(&bytes.at(kOptions + 2));
+  const std::size_t padded = (length + 3) / 4 * 4;
+  EXPECT_EQ(Load16(&bytes.at(kOptions)), 1);
+  EXPECT_EQ(bytes.size(), kOptions + 4 + padded + 4 + 4);
+  EXPECT_EQ(Load32(&bytes.at(4)), bytes.size());
+  const auto begin = bytes.begin() + kOptions + 4;
+  return {begin, begin + static_cast<std::ptrdiff_t>(length)};
+}
+
+TEST(PcapngWriterTest, ALongTextIsCut) {
+  EXPECT_EQ(CommentWritten(std::string(65'532, 'a')), std::string(65'532, 'a'));
+  EXPECT_EQ(CommentWritten(std::string(65'533, 'a')), std::string(65'532, 'a'));
+  EXPECT_EQ(CommentWritten(std::string(70'000, 'a')), std::string(65'532, 'a'));
+}
+
+TEST(PcapngWriterTest, ALongTextIsCutBetweenCharacters) {
+  const std::string face = "\xF0\x9F\x98\x80";  // U+1F600
+  // It fits only where it ends with the last byte that is written.
+  EXPECT_EQ(CommentWritten(std::string(65'528, 'a') + face + "b"), std::string(65'528, 'a') + face);
+  for (std::size_t before = 65'529; before <= 65'532; ++before) {
+    EXPECT_EQ(CommentWritten(std::string(before, 'a') + face), std::string(before, 'a'));
+  }
+}
+
 // The captured and the original length of the message's packet block.
 [[nodiscard]] std::pair<std::uint32_t, std::uint32_t> LengthsOf(const sSignalling& signalling) {
   cMemorySink sink;

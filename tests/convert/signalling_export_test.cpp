@@ -120,6 +120,46 @@ TEST(SignallingExportTest, AStampCountsOnceForAllFramesOfItsItem) {
                                    testing::StartsWith("1 time of the modem's is ")));
 }
 
+// --- Comments
+
+// Part `number` of an IP packet that was logged byte by byte, but for its header.
+[[nodiscard]] ByteVector IpPart(std::uint16_t number, bool isLast) {
+  ByteVector packet = Hex("10 00 00 00 00 00 EB 11");
+  Append(packet, StampAt(kNoon), 8);
+  const ByteVector front = Hex("00 01 00 00 05 00");
+  packet.insert(packet.end(), front.begin(), front.end());
+  Append(packet, number | (isLast ? 0x8000U : 0U), 2);
+  const ByteVector bytes =
+      number == 0 ? Hex("45 00 FF FF 00 01 00 00 40 01 00 00 7F 00 00 01 7F 00 00 01") : Hex("AA");
+  packet.insert(packet.end(), bytes.begin(), bytes.end());
+  Put(packet, 2, packet.size() - 4, 2);
+  Put(packet, 4, packet.size() - 4, 2);
+  return packet;
+}
+
+// What the comment says of a packet in so many parts.
+[[nodiscard]] std::string JoinedFrom(std::uint16_t parts) {
+  sExport exported;
+  for (std::uint16_t number = 0; number < parts; ++number) {
+    exported.Add(kLogItem, IpPart(number, number + 1 == parts));
+  }
+  EXPECT_EQ(exported.frames.size(), 1U);
+  const std::string comment = exported.frames.empty() ? "" : exported.frames[0].comment;
+  return comment.substr(comment.find("joined"));
+}
+
+TEST(SignallingExportTest, TheItemsOfAMessageAreNamed) {
+  EXPECT_EQ(JoinedFrom(3), "joined from items 0, 1, 2");
+  EXPECT_EQ(JoinedFrom(16),
+            "joined from items 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15");
+}
+
+TEST(SignallingExportTest, OfManyItemsTheFirstAreNamed) {
+  EXPECT_EQ(
+      JoinedFrom(20'000),
+      "joined from items 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15 and 19984 more");
+}
+
 // --- What the recorder rebuilt
 
 // A block that came on BCH, stamped as its item: its type and a byte of it.

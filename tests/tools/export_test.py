@@ -203,7 +203,7 @@ def bits(*pairs):
 
 
 class SystemInformation(unittest.TestCase):
-    FIRST, LAST = 1, 10  # payload choices (3GPP TS 25.331)
+    FIRST, COMPLETE, LAST = 1, 9, 10  # payload choices (3GPP TS 25.331)
     SIB3 = 3
     SEGMENT = 222  # bits of a piece
 
@@ -240,6 +240,19 @@ class SystemInformation(unittest.TestCase):
         names = [frame.info for frame in tshark.frames_of(data)]
         self.assertEqual(
             names, ["SystemInformation-BCH", "SystemInformation-BCH", "SysInfoType 3"]
+        )
+
+    def test_a_block_that_one_item_holds_is_made_from_it(self):
+        content = int.from_bytes(one_row("WCDMA RRC channel 255 SIB type 3").message, "big")
+        block = content << (226 - 8 * len(one_row("WCDMA RRC channel 255 SIB type 3").message))
+        message = bits((100, 11), (self.COMPLETE, 4), (self.SIB3, 5), (block, 226))
+        capture = made_capture.MadeCapture()
+        capture.add_text("Port COM7 connected", made_capture.item_time(START))
+        payload = struct.pack("<BBH", 4, 0, len(message)) + message
+        add_packet(capture, 1, made_capture.log_packet(0x412F, payload, 0))
+        comments = [packet.comments for _, _, packet in frames(good_export(capture.closed()))]
+        self.assertEqual(
+            comments, [["item 1, 0x412F, COM7"], ["item 1, 0x412F, COM7, made from item 1"]]
         )
 
     def rebuilt(self):

@@ -138,13 +138,17 @@ def capture_of(channel, payloads):
     return capture.closed()
 
 
+def is_joined(comment):
+    return "joined from items" in comment or "made from item" in comment
+
+
 def joined_frames(data):
     """-> (dissector, message) of the frames that were joined"""
     file = pcapng.read(data)
     pdus = [
         exported_pdu.read(packet.data)
         for packet in file.packets
-        if any("joined" in comment for comment in packet.comments)
+        if any(is_joined(comment) for comment in packet.comments)
     ]
     return [(pdu.dissector, pdu.message) for pdu in pdus]
 
@@ -169,7 +173,7 @@ class SystemInformation(unittest.TestCase):
         frames = tshark.frames_of(data, fields=("frame.comment", *UNNAMED.values()))
         for frame in frames:
             self.assertFalse(frame.malformed, frame)
-        joined = [frame for frame in frames if "joined" in (frame.first("frame.comment") or "")]
+        joined = [frame for frame in frames if is_joined(frame.first("frame.comment") or "")]
         plans = [plan for _, _, plan in payloads if plan]
         self.assertEqual(len(joined), len(plans))
         for frame, plan in zip(joined, plans):
