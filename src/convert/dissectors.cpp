@@ -3,6 +3,8 @@
 #include <array>
 #include <cstddef>
 
+#include "describe/signalling_log.h"
+
 namespace corvane {
 namespace {
 
@@ -107,12 +109,8 @@ constexpr std::array kCarriers{
 
 // Null for whole blocks of system information, whose type decides.
 [[nodiscard]] const sSyntaxCarrier* FindCarrier(eSyntax syntax) {
-  for (const sSyntaxCarrier& carrier : kCarriers) {
-    if (carrier.syntax == syntax) {
-      return &carrier;
-    }
-  }
-  return nullptr;
+  return FindRow(kCarriers,
+                 [syntax](const sSyntaxCarrier& carrier) { return carrier.syntax == syntax; });
 }
 
 [[nodiscard]] std::optional<sDissector> BlockDissector(std::uint8_t sibType) {

@@ -4,6 +4,7 @@
 
 #include "describe/fields.h"
 #include "describe/log_packets.h"
+#include "describe/signalling_log.h"
 
 namespace corvane {
 namespace {
@@ -11,12 +12,9 @@ namespace {
 using Payload = std::span<const std::uint8_t>;
 
 // A cell that is being told, with the numbers of its payload.
-struct sTelling {
-  cFields fields;
-  sCell cell;
-  sDescription& description;
-
-  sTelling(Payload payload, eTechnology technology, sDescription& told)
+class cTelling {
+ public:
+  cTelling(Payload payload, eTechnology technology, sDescription& told)
       : fields(payload, told.cutOff), description(told) {
     description.technology = technology;
   }
@@ -27,11 +25,11 @@ struct sTelling {
     return description.version.value_or(0);
   }
 
-  void Finish() {
-    if (cell != sCell{}) {
-      description.cell = cell;
-    }
-  }
+  void Finish() const { TellCell(cell, description); }
+
+  cFields fields;
+  sCell cell;
+  sDescription& description;
 };
 
 [[nodiscard]] bool IsMnc(unsigned mnc, unsigned digits) {
@@ -101,7 +99,7 @@ void AppendDetail(std::string& details, const char* name, std::optional<unsigned
 // --- LTE
 
 void DescribeLteMib(Payload payload, sDescription& description) {
-  sTelling told(payload, eTechnology::Lte, description);
+  cTelling told(payload, eTechnology::Lte, description);
   cFields& fields = told.fields;
   sCell& cell = told.cell;
   switch (told.TakeVersion()) {
@@ -132,7 +130,7 @@ void DescribeLteMib(Payload payload, sDescription& description) {
 }
 
 // What versions 2 and 3 have in common; `offset` is behind the frequencies.
-void DescribeLteServingCellRest(sTelling& told, std::size_t offset) {
+void DescribeLteServingCellRest(cTelling& told, std::size_t offset) {
   cFields& fields = told.fields;
   sCell& cell = told.cell;
   cell.bandwidth = fields.Byte(offset);
@@ -145,7 +143,7 @@ void DescribeLteServingCellRest(sTelling& told, std::size_t offset) {
 }
 
 void DescribeLteServingCell(Payload payload, sDescription& description) {
-  sTelling told(payload, eTechnology::Lte, description);
+  cTelling told(payload, eTechnology::Lte, description);
   cFields& fields = told.fields;
   switch (told.TakeVersion()) {
     case 2:
@@ -167,7 +165,7 @@ void DescribeLteServingCell(Payload payload, sDescription& description) {
 }
 
 void DescribeEmmState(Payload payload, sDescription& description) {
-  sTelling told(payload, eTechnology::Lte, description);
+  cTelling told(payload, eTechnology::Lte, description);
   if (told.TakeVersion() == 2) {
     AppendDetail(description.details, "EMM state", told.fields.Byte(1));
     AppendDetail(description.details, "substate", told.fields.Word(2));
@@ -182,7 +180,7 @@ void DescribeEmmState(Payload payload, sDescription& description) {
 // --- GSM and WCDMA
 
 void DescribeGsmCell(Payload payload, sDescription& description) {
-  sTelling told(payload, eTechnology::Gsm, description);
+  cTelling told(payload, eTechnology::Gsm, description);
   cFields& fields = told.fields;
   sCell& cell = told.cell;
   if (const auto carrier = fields.Word(0)) {
@@ -206,7 +204,7 @@ void DescribeGsmCell(Payload payload, sDescription& description) {
 }
 
 void DescribeWcdmaCell(Payload payload, sDescription& description) {
-  sTelling told(payload, eTechnology::Wcdma, description);
+  cTelling told(payload, eTechnology::Wcdma, description);
   cFields& fields = told.fields;
   sCell& cell = told.cell;
   cell.uplinkFrequency = fields.Long(0);
@@ -229,7 +227,7 @@ void DescribeWcdmaCell(Payload payload, sDescription& description) {
 }
 
 void DescribeNrMib(Payload payload, sDescription& description) {
-  sTelling told(payload, eTechnology::Nr, description);
+  cTelling told(payload, eTechnology::Nr, description);
   description.version = told.fields.Long(0);
   told.cell.physicalCell = told.fields.Word(4);
   told.cell.frequency = told.fields.Long(6);
@@ -240,7 +238,7 @@ void DescribeNrMib(Payload payload, sDescription& description) {
 }
 
 // What all versions have in common; `offset` is that of the downlink's frequency.
-void DescribeNrServingCellRest(sTelling& told, std::size_t offset) {
+void DescribeNrServingCellRest(cTelling& told, std::size_t offset) {
   cFields& fields = told.fields;
   sCell& cell = told.cell;
   cell.frequency = fields.Long(offset);
@@ -255,7 +253,7 @@ void DescribeNrServingCellRest(sTelling& told, std::size_t offset) {
 }
 
 void DescribeNrServingCell(Payload payload, sDescription& description) {
-  sTelling told(payload, eTechnology::Nr, description);
+  cTelling told(payload, eTechnology::Nr, description);
   description.version = told.fields.Long(0);
   switch (description.version.value_or(0)) {
     case NrVersion(0, 4):

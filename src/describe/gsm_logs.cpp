@@ -107,9 +107,13 @@ void DescribeMac(const cFields& payload, sDescription& description) {
 
 // GMM and SM messages: the link, the message's type, a length of 16 bits, the message. What stands
 // behind it is left from earlier ones.
+constexpr std::size_t kNasLink = 0;
+constexpr std::size_t kNasLength = 2;
+constexpr std::size_t kNasMessage = 4;
+
 void DescribeNas(const cFields& payload, sDescription& description) {
-  const auto link = payload.Byte(0);
-  const auto length = payload.Word(2);
+  const auto link = payload.Byte(kNasLink);
+  const auto length = payload.Word(kNasLength);
   if (!link || !length) {
     return;
   }
@@ -117,7 +121,7 @@ void DescribeNas(const cFields& payload, sDescription& description) {
   if (*link <= 1) {
     channel.link = *link == 0 ? eLink::Uplink : eLink::Downlink;
   }
-  DescribeMessage(payload, 4, *length, channel, description);
+  DescribeMessage(payload, kNasMessage, *length, channel, description);
 }
 
 }  // namespace

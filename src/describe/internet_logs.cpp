@@ -7,8 +7,13 @@ namespace {
 constexpr std::uint16_t kIpLog = 0x11EB;
 constexpr std::uint16_t kSipLog = 0x156E;
 
-// IP data: the protocol in byte 1, flags in 3, the packet's number in 4, the segment's in 6 (both
-// of 16 bits), the data from 8 on.
+// IP data: the packet's number and the segment's have 16 bits, the data go on to the end.
+constexpr std::size_t kProtocol = 1;
+constexpr std::size_t kFlags = 3;
+constexpr std::size_t kPacketNumber = 4;
+constexpr std::size_t kSegment = 6;
+constexpr std::size_t kData = 8;
+
 constexpr std::uint8_t kIpProtocol = 1;
 constexpr std::uint8_t kSentFlag = 0x40;
 constexpr std::uint16_t kLastSegment = 0x8000;
@@ -26,10 +31,10 @@ void DescribeIpSegment(std::uint16_t number, std::uint16_t segment, sSignalling&
 }
 
 void DescribeIp(const cFields& payload, sDescription& description) {
-  const auto protocol = payload.Byte(1);
-  const auto flags = payload.Byte(3);
-  const auto number = payload.Word(4);
-  const auto segment = payload.Word(6);
+  const auto protocol = payload.Byte(kProtocol);
+  const auto flags = payload.Byte(kFlags);
+  const auto number = payload.Word(kPacketNumber);
+  const auto segment = payload.Word(kSegment);
   if (!protocol || !flags || !number || !segment) {
     return;
   }
@@ -38,20 +43,23 @@ void DescribeIp(const cFields& payload, sDescription& description) {
     return;
   }
   const eLink link = (*flags & kSentFlag) != 0 ? eLink::Uplink : eLink::Downlink;
-  DescribeRest(payload, 8, {"", eSyntax::Ip, link}, description);
+  DescribeRest(payload, kData, {"", eSyntax::Ip, link}, description);
   if (description.signalling) {
     DescribeIpSegment(*number, *segment, *description.signalling);
   }
 }
 
-// SIP: the link in byte 1 (0 downlink, 1 uplink), the length of the call ID in 3, that of the text
-// in 6 (16 bits), then the call ID from 16 on, a zero, the text, a zero.
+// SIP: the link (0 downlink, 1 uplink), the lengths of the call ID and of the text (16 bits), then
+// the call ID, a zero, the text, a zero.
+constexpr std::size_t kSipLink = 1;
+constexpr std::size_t kCallIdLength = 3;
+constexpr std::size_t kTextLength = 6;
 constexpr std::size_t kCallId = 16;
 
 void DescribeSip(const cFields& payload, sDescription& description) {
-  const auto link = payload.Byte(1);
-  const auto callIdLength = payload.Byte(3);
-  const auto length = payload.Word(6);
+  const auto link = payload.Byte(kSipLink);
+  const auto callIdLength = payload.Byte(kCallIdLength);
+  const auto length = payload.Word(kTextLength);
   if (!link || !callIdLength || !length) {
     return;
   }

@@ -17,8 +17,8 @@ namespace corvane {
 // it: SystemInformationBlockName.
 [[nodiscard]] std::string_view MessageName(eSyntax syntax, std::span<const std::uint8_t> message);
 
-// The name of a type of WCDMA's system information blocks (3GPP TS 25.331 SIB-Type, kSib11bis
-// or kSib19): "SysInfo type 5bis". Empty for a type that is not known.
+// The name of a type of WCDMA's system information blocks (3GPP TS 25.331 SIB-Type, kSib11bis or
+// kSib19): "SysInfo type 5bis". Empty for a type that is not known.
 [[nodiscard]] std::string_view SystemInformationBlockName(std::uint8_t sibType);
 
 }  // namespace corvane

@@ -121,9 +121,13 @@ void DescribeRrc(const cFields& payload, sDescription& description) {
 }
 
 // NAS messages of UMTS: the link, a length of 32 bits, the message.
+constexpr std::size_t kNasLink = 0;
+constexpr std::size_t kNasLength = 1;
+constexpr std::size_t kNasMessage = 5;
+
 void DescribeNas(const cFields& payload, std::size_t start, sDescription& description) {
-  const auto link = payload.Byte(start);
-  const auto length = payload.Long(start + 1);
+  const auto link = payload.Byte(start + kNasLink);
+  const auto length = payload.Long(start + kNasLength);
   if (!link || !length) {
     return;
   }
@@ -131,7 +135,7 @@ void DescribeNas(const cFields& payload, std::size_t start, sDescription& descri
   if (*link <= 1) {
     channel.link = *link == 0 ? eLink::Downlink : eLink::Uplink;
   }
-  DescribeMessage(payload, start + 5, *length, channel, description);
+  DescribeMessage(payload, start + kNasMessage, *length, channel, description);
 }
 
 }  // namespace
