@@ -70,6 +70,20 @@ TEST(ItemWordingTest, LogPacketsShowTheirLogCode) {
   EXPECT_EQ(Describe(0, "10 00 04 00 04 00 34 12"), "log 0x1234  cut off");
 }
 
+// An NR RRC log of version 7 (0xB821) with one byte of a message on this channel.
+[[nodiscard]] std::string DescribeNrRrc(const std::string& channel) {
+  return DescribeLog(0xB821, "07 00 00 00 0F 20 01 44 01 80 A9 09 00 00 00 00 00 " + channel +
+                                 " 00 00 00 00 01 00 00");
+}
+
+TEST(ItemWordingTest, AMessageIsNotNamedTwice) {
+  // Channels that are called as the message: "RRC reconfiguration", "radio bearer configuration".
+  EXPECT_EQ(DescribeNrRrc("09"), "log 0xB821 NR RRC  RRC reconfiguration  PCI 324 NR-ARFCN 633216");
+  EXPECT_EQ(DescribeNrRrc("18"), "log 0xB821 NR RRC  Radio bearer config  PCI 324 NR-ARFCN 633216");
+  // BCCH-BCH.
+  EXPECT_EQ(DescribeNrRrc("01"), "log 0xB821 NR RRC  BCCH-BCH  MIB  PCI 324 NR-ARFCN 633216");
+}
+
 TEST(ItemWordingTest, TheExtraFieldOfALogPacketIsItsTechnology) {
   EXPECT_EQ(Describe(8, "10 00 0C 00 0C 00 04 10 00 00 00 00 00 00 00 00", 5),
             "log 0x1004  technology 5");

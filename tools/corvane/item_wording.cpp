@@ -52,11 +52,32 @@ void AppendGroup(std::string& text, std::string_view words) {
   return description.signalling->channel.empty() || description.technology == eTechnology::Gsm;
 }
 
+// The letters of A to Z of a name, all small.
+[[nodiscard]] std::string LettersOf(std::string_view name) {
+  std::string letters;
+  for (const char character : name) {
+    const char small = static_cast<char>(character | 0x20);
+    if (small >= 'a' && small <= 'z') {
+      letters += small;
+    }
+  }
+  return letters;
+}
+
+// Where a message comes by itself, its channel is called as it is: "radio bearer configuration" of
+// "Radio bearer config".
+[[nodiscard]] bool IsNamedByMessage(const sSignalling& signalling) {
+  const std::string channel = LettersOf(signalling.channel);
+  const std::string message = LettersOf(signalling.messageName);
+  return !message.empty() && (channel.starts_with(message) || message.starts_with(channel));
+}
+
 void AppendChannel(std::string& text, const sDescription& description) {
   const sSignalling& signalling = *description.signalling;
-  AppendGroup(text, signalling.channel);
+  const std::string_view channel = IsNamedByMessage(signalling) ? "" : signalling.channel;
+  AppendGroup(text, channel);
   if (signalling.link && NeedsLink(description)) {
-    text += signalling.channel.empty() ? kGroup : " ";
+    text += channel.empty() ? kGroup : " ";
     text += *signalling.link == eLink::Uplink ? "uplink" : "downlink";
   }
 }
