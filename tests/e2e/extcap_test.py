@@ -1,6 +1,7 @@
 """corvane.exe as Wireshark calls it: its questions, and captures into a named pipe and a FIFO."""
 
 import os
+import shutil
 import signal
 import subprocess
 
@@ -63,11 +64,12 @@ class ExtcapTestCase(recording.RecordingTestCase, environment.WineTestCase):
         self.assertEqual(errors, "")
         return out.splitlines()
 
-    def capture(self, pipe, *more, interface="corvane_COM7", profile="requests-only"):
+    def capture(self, pipe, *more, interface="corvane_COM7", profile="requests-only", program=None):
         """Starts a capture with the arguments that Wireshark gives."""
         return self.run_corvane(
             *("--capture", "--extcap-interface", interface, "--fifo", pipe),
             *("--profile", profile, "--output", wine.windows_path(self.output), *more),
+            program=program,
         )
 
     def open_pipe(self, number=0):
@@ -219,6 +221,27 @@ class NamedPipe(ModemTestCase):
         self.assertEqual(listing.returncode, 3)
         self.assertIn("0xB0EC", out)
 
+    def test_without_a_name_the_file_is_a_new_one_in_the_documents(self):
+        users = environment.prefix().path / "drive_c" / "users"
+        (documents,) = set(users.glob("*/Documents")) - {users / "Public" / "Documents"}
+        usual = documents.with_name("Documents.usual")
+        documents.rename(usual)
+        self.addCleanup(usual.rename, documents)
+        documents.symlink_to(self.files)
+        self.addCleanup(documents.unlink)
+        pipe, host = self.open_pipe()
+        process = self.run_corvane(
+            *("--capture", "--extcap-interface", "corvane_COM7", "--fifo", pipe),
+            *("--profile", "requests-only"),
+        )
+        self.wait_for_stream(b"\x0a\x0d\x0d\x0a")
+        host.finish()
+        self.assertEqual(self.end(process), (0, ""))
+        capture, log = sorted((self.files / "Corvane").iterdir())
+        self.assertRegex(capture.name, r"^COM7-\d{8}-\d{6}\.isf$")
+        self.assertEqual(log.name, f"{capture.name}.log")
+        self.read_capture(capture)
+
     def test_a_file_that_exists_is_kept(self):
         self.output.write_bytes(b"an earlier capture")
         (self.files / "drive-2.isf").write_bytes(b"another one")
@@ -313,6 +336,40 @@ class Troubles(ExtcapTestCase):
         (self.files / "file").write_text("")
         self.output = self.files / "file" / "drive.isf"
         self.assert_refused("cannot be made: ", "pipe")
+
+
+class Install(ExtcapTestCase):
+    def test_the_installed_program_has_all_that_it_needs(self):
+        process = self.run_corvane("wireshark", "install")
+        out, errors = process.communicate(timeout=wine.DEADLINE)
+        self.assertEqual((process.returncode, errors), (0, ""))
+        (folder,) = environment.prefix().path.glob(
+            "drive_c/users/*/AppData/Roaming/Wireshark/extcap"
+        )
+        self.addCleanup(shutil.rmtree, folder.parent)
+        self.assertIn(r"\AppData\Roaming\Wireshark\extcap\corvane.exe", out)
+        pipe, host = self.open_pipe()
+        process = self.capture(pipe, program=folder / "corvane.exe")
+        self.wait_for_stream(b"\x0a\x0d\x0d\x0a")
+        host.finish()
+        self.assertEqual(self.end(process), (0, ""))
+        self.read_capture()
+        process = self.run_corvane("wireshark", "uninstall")
+        process.communicate(timeout=wine.DEADLINE)
+        self.assertEqual(process.returncode, 0)
+        self.assertEqual(list(folder.iterdir()), [])
+
+    def test_without_its_library_the_program_says_so(self):
+        lonely = self.files / "corvane.exe"
+        lonely.write_bytes((environment.programs / "corvane.exe").read_bytes())
+        config = self.files / "capture.cfg"
+        config.write_text("")
+        pipe, _ = self.open_pipe()
+        code, errors = self.end(
+            self.capture(pipe, "--config", wine.windows_path(config), program=lonely)
+        )
+        self.assertEqual(code, 1)
+        self.assertIn("corvane.dll, which belongs beside this program, cannot be loaded", errors)
 
 
 class Fifo(ModemTestCase):

@@ -257,7 +257,12 @@ void Log(const std::string& text) { std::cout << text << std::flush; }
     return Fail(result.text, errors);
   }
   if (end == eLiveEnd::Lost) {
-    return Fail(follower.Trouble()->Text(), errors);
+    return Fail(fmt::format("{}: {}", request.output, follower.Trouble()->Text()), errors);
+  }
+  if (end == eLiveEnd::Failed) {
+    return Fail(fmt::format("the pipe to Wireshark could not be written: {}; {} is complete",
+                            output->Problem(), request.output),
+                errors);
   }
   return kExitGood;
 }

@@ -6,6 +6,7 @@
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
 #include <algorithm>
+#include <exception>
 #include <memory>
 #include <ostream>
 
@@ -171,16 +172,18 @@ int RunExtcap(const std::vector<std::string>& arguments, std::ostream& out, std:
   CLI::App app;
   sExtcapCall call;
   AddOptions(app, call);
+  call.wanted.options.application = "Corvane " CORVANE_VERSION;
   try {
     // CLI11 takes the last argument first.
     std::vector<std::string> reversed(arguments.rbegin(), arguments.rend());
     app.parse(std::move(reversed));
+    return Answer(call, out, errors);
   } catch (const CLI::ParseError& error) {
     errors << "corvane: " << error.what() << '\n';
     return kExitUsage;
+  } catch (const std::exception& error) {
+    return Fail(error.what(), errors);
   }
-  call.wanted.options.application = "Corvane " CORVANE_VERSION;
-  return Answer(call, out, errors);
 }
 
 }  // namespace corvane::tools
