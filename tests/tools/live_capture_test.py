@@ -162,6 +162,24 @@ class Follow(LiveTestCase):
         out.join()
         self.assertEqual(out.data.count(IDENTITY_REQUEST), 3)
 
+    def test_other_formats_come_live_too(self):
+        for name, sign in {
+            "jsonl": b'"0xB0EC"',
+            "csv": b"0xB0EC",
+            "hdlc": IDENTITY_REQUEST,
+            "gsmtap": IDENTITY_REQUEST,
+        }.items():
+            with self.subTest(name):
+                capture = self.grow()
+                process = self.follow("--format", name)
+                out = Reader(process.stdout)
+                for count in range(1, 3):
+                    capture.add_message()
+                    out.wait_for(count, sign)
+                capture.close()
+                process.wait(DEADLINE)
+                self.assertEqual(process.returncode, 0)
+
     def test_what_was_recorded_before_comes_first_and_once(self):
         capture = self.grow()
         for _ in range(100):
