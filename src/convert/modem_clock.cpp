@@ -29,17 +29,19 @@ std::int64_t UnixNanosecondsOfItem(std::uint64_t itemTime) {
              : static_cast<std::int64_t>(milliseconds) * kNanosecondsPerMillisecond;
 }
 
-sFrameTime cModemClock::TimeOf(std::uint64_t itemTime,
-                               std::optional<std::uint64_t> modemTime) const {
-  const std::int64_t host = UnixNanosecondsOfItem(itemTime);
+sFrameTime cModemClock::TimeOf(std::uint64_t itemTime, std::optional<std::uint64_t> modemTime,
+                               bool isImported) const {
+  const auto lessLeap = [this](std::int64_t time) { return time > leap ? time - leap : 0; };
+  const std::int64_t recorded = UnixNanosecondsOfItem(itemTime);
+  const std::int64_t host = isImported ? lessLeap(recorded) : recorded;
   if (clock == eExportClock::Host || !modemTime) {
     return {host};
   }
   const std::optional<std::int64_t> modem = UnixNanosecondsFromDiag(*modemTime);
-  if (!modem || AreFar(*modem, host)) {
+  if (!modem || AreFar(*modem, recorded)) {
     return {host, false};
   }
-  return {*modem > leap ? *modem - leap : 0};
+  return {lessLeap(*modem)};
 }
 
 }  // namespace corvane

@@ -28,9 +28,9 @@ class cModemClock {
       : clock(wanted), leap(std::int64_t{leapSeconds} * 1'000'000'000) {}
 
   // The time of an item. `itemTime` is in milliseconds since 1601, `modemTime` a DIAG timestamp, if
-  // the packet has one.
-  [[nodiscard]] sFrameTime TimeOf(std::uint64_t itemTime,
-                                  std::optional<std::uint64_t> modemTime) const;
+  // the packet has one. `isImported`: the item's time is by the modem's clock too.
+  [[nodiscard]] sFrameTime TimeOf(std::uint64_t itemTime, std::optional<std::uint64_t> modemTime,
+                                  bool isImported) const;
 
  private:
   eExportClock clock;

@@ -122,7 +122,7 @@ void cSignallingExport::Add(const sCaptureItem& item) {
   if (!isLog && !options.raw && !IsExtra(description.sort)) {
     return;
   }
-  const sFrameTime time = clock.TimeOf(item.time, description.modemTime);
+  const sFrameTime time = clock.TimeOf(item.time, description.modemTime, source.imported);
   sShown shown{item, description, source, time.nanoseconds};
   if (description.subscription) {
     shown.source.subscription = description.subscription;
@@ -254,7 +254,7 @@ void cSignallingExport::ShowEvents(sShown shown) {
   for (const sEvent& event : events) {
     // The first one's time is the item's, for which the clock was asked already.
     if (event.time && &event != &events.front()) {
-      const sFrameTime time = clock.TimeOf(shown.item.time, event.time);
+      const sFrameTime time = clock.TimeOf(shown.item.time, event.time, source.imported);
       shown.time = time.nanoseconds;
       timesNotBelieved += time.isBelieved ? 0 : 1;
     }
