@@ -80,6 +80,9 @@ else
   profile=signalling.cfg
 fi
 
+# What an older demo exported is not of the capture that comes.
+rm -f "$demo/demo.pcapng"
+
 echo
 echo "corvane devices"
 step scripts/wine.sh build/mingw/bin/corvane.exe devices

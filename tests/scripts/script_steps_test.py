@@ -141,6 +141,14 @@ class Ends(ScriptTestCase):
         self.assertEqual(len(exports), 1)
         self.assertEqual([call for call in sandbox.calls() if call.startswith("tshark ")], [])
 
+    def test_no_export_of_an_older_demo_stays_beside_a_new_capture(self):
+        sandbox = self.sandbox()
+        old = sandbox.root / "build" / "demo" / "demo.pcapng"
+        old.parent.mkdir()
+        old.write_bytes(b"old")
+        self.assertEqual(self.run_to_end(sandbox, "demo.sh", "--mbn"), 0, sandbox.printed())
+        self.assertFalse(old.exists())
+
     def test_windows_programs_run_under_a_utf_8_locale(self):
         sandbox = self.sandbox()
         self.run_to_end(sandbox, "demo.sh")
