@@ -40,7 +40,7 @@ def without_sets(text):
         values = match[2].split(", ")
         return "(" + " or ".join(f"{match[1]} == {value}" for value in values) + ")"
 
-    return re.sub(r"(\S+) in {([^}]*)}", spelled_out, text)
+    return re.sub(r"([^\s(]+) in {([^}]*)}", spelled_out, text)
 
 
 class WiresharkDocument(unittest.TestCase):
@@ -73,6 +73,26 @@ class WiresharkDocument(unittest.TestCase):
         self.assertGreater(len(wanted), 20)
         found = dict(zip(wanted, self.frames_found(wanted)))
         self.assertEqual([text for text, count in found.items() if count == 0], ["_ws.malformed"])
+
+    def test_the_filter_for_nas_of_all_technologies_finds_nas_alone(self):
+        (row,) = re.findall(r"^\| NAS of all technologies \| `(.+)` \|$", DOCUMENT, re.MULTILINE)
+        # GSM has both on the same channels.
+        parts = ["nas-eps", "nas-5gs", "gsm_a.dtap.msg_mm_type", "gsm_a.dtap.msg_gmm_type"]
+        radio = "gsm_a.dtap.msg_rr_type"
+        found = self.frames_found([row, radio, f"({row}) and {radio}", *(f"({row}) and {part}" for part in parts)])
+        self.assertGreater(found[1], 0)
+        self.assertEqual(found[2], 0)
+        self.assertNotIn(0, found[3:])
+
+    def test_the_filters_for_ciphered_nas_take_both_header_types(self):
+        rule = dict(colour_rules())["Ciphered NAS"]
+        (row,) = re.findall(r"^\| ciphered NAS \| `(.+)` \|$", DOCUMENT, re.MULTILINE)
+        self.assertEqual(row, rule)
+        for field in ("nas_eps.security_header_type", "nas_5gs.security_header_type"):
+            ciphered = [f"{field} == 2", f"{field} == 4"]
+            found = self.frames_found([*ciphered, *(f"({row}) and {one}" for one in ciphered)])
+            self.assertNotIn(0, found)
+            self.assertEqual(found[:2], found[2:])
 
     def test_every_technology_is_found_by_its_filter(self):
         wanted = filters("## What is shown")
