@@ -164,7 +164,11 @@ bool cSignallingExport::MayBeShown(const sCaptureItem& item) {
   if (packet[0] == command::kSecuredLog || packet.size() < log_packet::kHeaderSize) {
     return true;
   }
-  return signallingLogs.Has(Load16(&packet[log_packet::kLogCode]));
+  if (signallingLogs.Has(Load16(&packet[log_packet::kLogCode]))) {
+    return true;
+  }
+  ++logsWithoutSignalling;
+  return false;
 }
 
 bool cSignallingExport::IsExtra(eItemSort sort) const {
@@ -190,8 +194,9 @@ void cSignallingExport::ShowLog(const sShown& shown) {
     return;
   }
   if (!description.signalling) {
-    const bool isMeant = description.logCode && signallingLogs.Has(*description.logCode);
-    if (isMeant && !description.leftOut) {
+    if (description.logCode && !signallingLogs.Has(*description.logCode)) {
+      ++logsWithoutSignalling;
+    } else if (description.logCode && !description.leftOut) {
       unshown.Add(description, description.cutOff ? "cut off" : description.details);
     }
     return;
@@ -327,6 +332,10 @@ std::vector<std::string> cSignallingExport::Notes() const {
     notes.push_back(
         CountText(timesNotBelieved, "time of the modem's is", "times of the modem's are") +
         " more than two days from the recorder's, which is shown instead");
+  }
+  if (logsWithoutSignalling != 0) {
+    notes.push_back(CountText(logsWithoutSignalling, "log packet carries", "log packets carry") +
+                    " no signalling");
   }
   return notes;
 }

@@ -49,6 +49,8 @@ class cSignallingExport final : public cItemExport {
     std::int64_t time = 0;
   };
 
+  // False for an item that is not shown, whatever it holds. A log without signalling is counted
+  // then.
   [[nodiscard]] bool MayBeShown(const sCaptureItem& item);
   [[nodiscard]] bool IsExtra(eItemSort sort) const;
   void ShowLog(const sShown& shown);
@@ -77,6 +79,7 @@ class cSignallingExport final : public cItemExport {
   std::uint64_t otherFrames = 0;
   std::uint64_t rebuiltLeftOut = 0;
   std::uint64_t timesNotBelieved = 0;  // of what was shown
+  std::uint64_t logsWithoutSignalling = 0;
   cUnshownMessages unshown;
 };
 

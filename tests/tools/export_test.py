@@ -446,12 +446,29 @@ class Unshown(unittest.TestCase):
             [
                 "corvane export: 0 messages of 2 items",
                 "corvane export: 1 packet is not shown: 0xB0C0 LTE RRC OTA message, encrypted",
+                "corvane export: 1 log packet carries no signalling",
             ],
         )
 
-    def test_logs_without_signalling_are_not_complained_about(self):
+    def test_logs_without_signalling_are_counted_in_one_line(self):
         other = made_capture.log_packet(0xB0C2, bytes(4), 0)
-        self.assertEqual(self.messages(other, other), ["0 messages of 2 items"])
+        another = made_capture.log_packet(0xB061, bytes(4), 0)
+        message = one_row(LTE).packet
+        self.assertEqual(
+            self.messages(message, other),
+            ["1 message of 2 items", "1 log packet carries no signalling"],
+        )
+        told = "3 log packets carry no signalling"
+        for options in (["--format", "gsmtap"], ["--events", "--messages", "--requests"]):
+            with self.subTest(options=options):
+                self.assertEqual(
+                    self.messages(other, another, message, another, options=options),
+                    ["1 message of 4 items", told],
+                )
+        self.assertEqual(
+            self.messages(other, another, another, options=["--raw"]),
+            ["0 messages and 3 other frames of 3 items", told],
+        )
 
     def test_parts_that_make_no_message_are_counted(self):
         first = one_row("LTE RRC version 30 segment 1").packet
