@@ -9,6 +9,9 @@
 
 namespace corvane {
 
+// What is recorded is given within a second, also when it has to be held back.
+static_assert(kLookInterval * (cItemFollower::kMostHeldBack + 1) < 1000);
+
 eFollowing cItemFollower::Look() {
   if (state != eFollowing::Going) {
     return state;

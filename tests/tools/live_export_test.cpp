@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <deque>
 #include <functional>
@@ -20,12 +21,14 @@ class cScriptedOutput final : public cLiveOutput {
   int failure = 0;  // what Deliver returns
   std::string text;
   int waits = 0;
+  std::chrono::milliseconds longestWait{0};
 
   [[nodiscard]] eWake Wait(std::chrono::milliseconds time) override {
     if (time == std::chrono::milliseconds(0)) {
       return atOnce;
     }
     ++waits;
+    longestWait = std::max(longestWait, time);
     if (script.empty()) {
       return eWake::StopRequested;
     }
@@ -124,6 +127,18 @@ TEST_F(FollowCaptureTest, ACaptureThatIsReplacedIsLost) {
   });
   EXPECT_EQ(Run(), eLiveEnd::Lost);
   EXPECT_EQ(output.text, "begin 0.");
+}
+
+// What is recorded is looked for ten times a second, in a capture that is only begun too.
+TEST_F(FollowCaptureTest, ItNeverWaitsLongerThanATenthOfASecond) {
+  path = folder.Write("drive.isf", {});
+  for (const std::uint32_t count : {1U, 1U, 3U, 3U, 3U}) {
+    GrowTo(count);
+  }
+  EXPECT_EQ(Run(), eLiveEnd::StopRequested);
+  EXPECT_EQ(output.waits, 6);
+  EXPECT_GT(output.longestWait, std::chrono::milliseconds(0));
+  EXPECT_LE(output.longestWait, std::chrono::milliseconds(100));
 }
 
 TEST_F(FollowCaptureTest, AnOutputThatCannotBeWrittenEndsIt) {
