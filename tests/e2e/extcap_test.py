@@ -64,12 +64,13 @@ class ExtcapTestCase(recording.RecordingTestCase, environment.WineTestCase):
         self.assertEqual(errors, "")
         return out.splitlines()
 
-    def capture(self, pipe, *more, interface="corvane_COM7", profile="requests-only", program=None):
-        """Starts a capture with the arguments that Wireshark gives."""
+    def capture(self, pipe, *more, interface="corvane_COM7", profile="requests-only", **options):
+        """Starts a capture with the arguments that Wireshark gives. profile None: it gives none."""
         return self.run_corvane(
             *("--capture", "--extcap-interface", interface, "--fifo", pipe),
-            *("--profile", profile, "--output", wine.windows_path(self.output), *more),
-            program=program,
+            *(() if profile is None else ("--profile", profile)),
+            *("--output", wine.windows_path(self.output), *more),
+            **options,
         )
 
     def open_pipe(self, number=0):
@@ -192,11 +193,13 @@ class NamedPipe(ModemTestCase):
 
     def test_a_device_that_never_comes_ends_with_a_complete_file(self):
         pipe, host = self.open_pipe()
-        process = self.capture(pipe)
+        # Wireshark does not pass on the profile that its dialog shows first.
+        process = self.capture(pipe, profile=None)
         self.wait_for_stream(b"\x0a\x0d\x0d\x0a")
         host.finish()
         self.assertEqual(self.end(process), (0, ""))
         self.assertEqual(self.read_capture().texts, ["Corvane version 1.0"])
+        self.assertRegex(self.log.read_text(), r"Capturing COM7 into .*\\signalling\.cfg\n")
 
     def test_ctrl_c_ends_it_with_a_complete_file_too(self):
         pipe, host = self.open_pipe()
@@ -323,6 +326,14 @@ class Troubles(ExtcapTestCase):
 
     def test_a_profile_that_is_not_there_is_told_of(self):
         self.assert_refused("choose a profile", "pipe", profile="no such profile")
+        self.assertFalse(self.output.exists())
+
+    def test_without_any_profile_one_is_asked_for(self):
+        alone = self.files / "alone"
+        alone.mkdir()
+        for name in ("corvane.exe", "corvane.dll"):
+            shutil.copy(environment.programs / name, alone)
+        self.assert_refused("choose a profile", "pipe", profile=None, program=alone / "corvane.exe")
         self.assertFalse(self.output.exists())
 
     def test_a_configuration_that_is_not_there_leaves_no_capture(self):

@@ -107,6 +107,7 @@ struct sDevice {
   return found;
 }
 
+// The installed profiles by name. One of them is the default, if there are any.
 [[nodiscard]] std::vector<sExtcapChoice> ProfileChoices() {
   std::vector<sExtcapChoice> choices;
   for (const fs::path& profile : InstalledProfiles()) {
@@ -128,13 +129,25 @@ struct sDevice {
   return choices;
 }
 
+// The default of the dialog's profiles; empty when there are none.
+[[nodiscard]] std::string DefaultProfile() {
+  for (const sExtcapChoice& choice : ProfileChoices()) {
+    if (choice.isDefault) {
+      return choice.value;
+    }
+  }
+  return {};
+}
+
 // The configuration file that the dialog's options mean, or nothing.
 [[nodiscard]] std::optional<std::string> ConfigurationOf(const sExtcapCapture& wanted) {
   if (!wanted.config.empty()) {
     return wanted.config;
   }
+  // Wireshark passes on only what its user has chosen: not the default, though it shows it so.
+  const std::string wantedProfile = wanted.profile.empty() ? DefaultProfile() : wanted.profile;
   for (const fs::path& profile : InstalledProfiles()) {
-    if (TextOf(profile.stem()) == wanted.profile) {
+    if (TextOf(profile.stem()) == wantedProfile) {
       return TextOf(profile);
     }
   }

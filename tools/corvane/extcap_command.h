@@ -15,7 +15,7 @@ struct sExtcapCapture {
   std::string interfaceName;
   std::string pipe;
   std::string file;     // the capture file to follow
-  std::string profile;  // name of an installed profile
+  std::string profile;  // name of an installed profile; empty: the usual one
   std::string config;   // path of a configuration file, instead of a profile
   std::string output;   // the capture file to make; empty: one is chosen
   sExportOptions options;
