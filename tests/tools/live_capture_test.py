@@ -577,8 +577,9 @@ class Install(LiveTestCase):
         target = self.home / ".config" / "wireshark" / "extcap" / "corvane"
         target.parent.mkdir(parents=True)
         target.write_text("an earlier version")
-        code, _, errors = self.wireshark("install")
+        code, out, errors = self.wireshark("install")
         self.assertEqual((code, errors), (0, ""))
+        self.assertIn("Give that with --folder.", out)
         self.assertEqual(target.read_bytes(), pathlib.Path(PROGRAM).read_bytes())
         self.assertTrue(target.stat().st_mode & stat.S_IXUSR)
         self.assertEqual([file.name for file in target.parent.iterdir()], ["corvane"])
@@ -594,7 +595,9 @@ class Install(LiveTestCase):
 
     def test_another_folder_can_be_named(self):
         folder = self.folder / "extcap"
-        self.assertEqual(self.wireshark("install", "--folder", folder)[0], 0)
+        code, out, _ = self.wireshark("install", "--folder", folder)
+        self.assertEqual(code, 0)
+        self.assertNotIn("--folder", out)
         self.assertTrue((folder / "corvane").is_file())
         self.assertFalse((self.home / ".config").exists())
 

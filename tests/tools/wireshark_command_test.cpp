@@ -75,6 +75,16 @@ TEST_F(InstallExtcapTest, EverythingThatTheProgramNeedsIsCopied) {
   EXPECT_EQ(errors.str(), "");
 }
 
+// Versions of Wireshark differ in where they look.
+TEST_F(InstallExtcapTest, WhoTookTheUsualFolderHearsOfOthers) {
+  for (const bool given : {false, true}) {
+    out.str({});
+    installation.folderIsGiven = given;
+    EXPECT_EQ(Install(), kExitGood);
+    EXPECT_EQ(out.str().find("--folder") == std::string::npos, given) << out.str();
+  }
+}
+
 TEST_F(InstallExtcapTest, EarlierCopiesAreReplaced) {
   EXPECT_EQ(Install(), kExitGood);
   Make("bin/corvane.dll", "newer library");

@@ -18,6 +18,9 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr char kLibrary[] = "corvane.dll";
+// Versions of Wireshark differ in where that folder is.
+constexpr char kFolderHint[] =
+    "Wireshark tells it under Help, About Wireshark, Folders, Personal Extcap path";
 
 // A file to copy, and where to.
 struct sCopy {
@@ -100,6 +103,10 @@ int InstallExtcap(const sExtcapInstallation& installation, std::ostream& out,
   }
   out << "Installed. Wireshark shows the new interfaces after its next start, or after Capture, "
          "Refresh Interfaces.\n";
+  if (!installation.folderIsGiven) {
+    out << "If it does not, its extcap folder is another one: " << kFolderHint
+        << ". Give that with --folder.\n";
+  }
   return kExitGood;
 }
 
@@ -134,7 +141,8 @@ namespace {
   if (installation.needsLibrary) {
     installation.profiles = FindProfiles(installation.program.parent_path());
   }
-  if (!folder.empty()) {
+  installation.folderIsGiven = !folder.empty();
+  if (installation.folderIsGiven) {
     installation.folder = PathOf(folder);
   } else if (const auto personal = WiresharkFolder()) {
     installation.folder = *personal / "extcap";
@@ -157,8 +165,8 @@ void AddWiresharkCommand(CLI::App& app, int& exitCode) {
     CLI::App* const action = command->add_subcommand(name, description);
     action
         ->add_option("--folder", *folder,
-                     "Wireshark's extcap folder, where it is not the usual one: Help, About "
-                     "Wireshark, Folders tells it")
+                     fmt::format("Wireshark's extcap folder, where it is not the usual one. {}",
+                                 kFolderHint))
         ->type_name("FOLDER");
     action->callback([folder, run, &exitCode] {
       exitCode = run(InstallationFor(*folder), std::cout, std::cerr);

@@ -12,6 +12,7 @@ struct sExtcapInstallation {
   bool needsLibrary = false;                      // corvane.dll from beside it too, and profiles
   std::optional<std::filesystem::path> profiles;  // the folder of them
   std::filesystem::path folder;                   // Wireshark's extcap folder
+  bool folderIsGiven = false;                     // by the user; else it is the usual one
 };
 
 // These tell on `out` what they did, and on `errors` what failed. They return an exit code
