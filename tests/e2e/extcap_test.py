@@ -317,28 +317,53 @@ class Troubles(ExtcapTestCase):
     """What Wireshark shows its user."""
 
     def assert_refused(self, told, *arguments, **options):
+        """Nothing is captured, and no file is left of it."""
+        before = sorted(self.files.glob("drive*"))
         code, errors = self.end(self.capture(*arguments, **options))
         self.assertEqual(code, 1, errors)
         self.assertIn(told, errors)
+        self.assertEqual(sorted(self.files.glob("drive*")), before)
 
     def test_a_pipe_that_is_not_there_is_told_of(self):
         self.assert_refused(r"\\.\pipe\corvane-nowhere cannot be written: ", r"\\.\pipe\corvane-nowhere")
 
     def test_a_profile_that_is_not_there_is_told_of(self):
         self.assert_refused("choose a profile", "pipe", profile="no such profile")
-        self.assertFalse(self.output.exists())
 
     def test_without_any_profile_one_is_asked_for(self):
-        alone = self.files / "alone"
-        alone.mkdir()
+        alone = self.folder()
         for name in ("corvane.exe", "corvane.dll"):
             shutil.copy(environment.programs / name, alone)
-        self.assert_refused("choose a profile", "pipe", profile=None, program=alone / "corvane.exe")
-        self.assertFalse(self.output.exists())
+        program = alone / "corvane.exe"
+        self.assert_refused("choose a profile", "pipe", profile=None, program=program)
+
+    def test_a_log_that_cannot_be_written_is_told_of(self):
+        self.log.mkdir()
+        self.assert_refused("drive.isf.log cannot be written: ", "pipe")
+
+    def test_a_capture_that_the_library_refuses_is_told_of(self):
+        prefix = environment.prefix()
+        mobile_broadband.register(prefix, environment.programs)
+        self.addCleanup(mobile_broadband.unregister, prefix, environment.programs)
+        scenario = f"interface {INTERFACE}\nfail OpenCommandSession always 0x8000000C\n"
+        mobile_broadband.Service(prefix, self.files, scenario)
+        # What an earlier capture has left is kept.
+        self.log.write_text("an earlier log\n")
+        self.assert_refused(
+            "the library refused to start",
+            wine.windows_path(self.streamed),
+            interface=f"corvane_QMBE_{INTERFACE.strip('{}')}",
+        )
+        self.assertTrue(self.log.read_text().startswith("an earlier log\nCapturing QMBE:"))
+
+    def test_a_pipe_that_takes_nothing_is_told_of(self):
+        code, errors = self.end(self.capture(r"Z:\dev\full"))
+        self.assertEqual(code, 1, errors)
+        self.assertIn("the pipe to Wireshark could not be written: ", errors)
+        self.read_capture()
 
     def test_a_configuration_that_is_not_there_leaves_no_capture(self):
         self.assert_refused("cannot be read", "pipe", "--config", wine.windows_path(self.files / "no.cfg"))
-        self.assertFalse(self.output.exists())
 
     def test_a_device_that_is_not_there_is_told_of(self):
         self.assert_refused("there is no device", "pipe", interface="corvane_QMBE_1")
@@ -381,6 +406,7 @@ class Install(ExtcapTestCase):
         )
         self.assertEqual(code, 1)
         self.assertIn("corvane.dll, which belongs beside this program, cannot be loaded", errors)
+        self.assertEqual(list(self.files.glob("drive*")), [])
 
 
 class Fifo(ModemTestCase):

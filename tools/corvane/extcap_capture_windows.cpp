@@ -15,6 +15,7 @@
 #include <string_view>
 #include <system_error>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 #include "corvane/command_line.h"
@@ -196,6 +197,26 @@ struct sDevice {
   }
 }
 
+// The files of a capture that has not started yet: they are removed unless it does.
+class cFilesBeforeStart {
+ public:
+  cFilesBeforeStart() = default;
+  cFilesBeforeStart(const cFilesBeforeStart&) = delete;
+  cFilesBeforeStart& operator=(const cFilesBeforeStart&) = delete;
+  ~cFilesBeforeStart() {
+    for (const fs::path& file : files) {
+      std::error_code ignored;  // it stays, and there is something else to tell
+      fs::remove(file, ignored);
+    }
+  }
+
+  void Add(fs::path file) { files.push_back(std::move(file)); }
+  void Keep() { files.clear(); }
+
+ private:
+  std::vector<fs::path> files;
+};
+
 // Standard output as a file: what the library prints goes there, and never waits for a reader.
 class cStandardOutputLog {
  public:
@@ -211,6 +232,14 @@ class cStandardOutputLog {
     // Each line is in the file as soon as it is printed, by the library too: it prints through the
     // same C runtime.
     std::setvbuf(stdout, nullptr, _IONBF, 0);
+  }
+  cStandardOutputLog(const cStandardOutputLog&) = delete;
+  cStandardOutputLog& operator=(const cStandardOutputLog&) = delete;
+  // Closes the file, so that it can be removed. What is printed later goes nowhere.
+  ~cStandardOutputLog() {
+    const int nowhere = _open("NUL", _O_WRONLY);
+    _dup2(nowhere, _fileno(stdout));
+    _close(nowhere);
   }
 };
 
@@ -235,35 +264,11 @@ void Log(const std::string& text) { std::cout << text << std::flush; }
   }
 }
 
-// Captures into the file and the pipe. Returns an exit code.
-[[nodiscard]] int CaptureInto(const sCaptureRequest& request, const sExtcapCapture& wanted,
-                              std::ostream& errors) {
-  std::string problem;
-  const std::unique_ptr<cLiveOutput> output = OpenLiveOutput(wanted.pipe, problem);
-  if (output == nullptr) {
-    return Fail(problem, errors);
-  }
-  const cCaptureLibrary library;
-  if (!library.Start(request.device.c_str(), request.configuration.c_str(),
-                     request.output.c_str())) {
-    return Fail(DescribeRefusal(request), errors);
-  }
-  sExportOptions options = wanted.options;
-  options.captureName = request.device;
-  cItemFollower follower(request.output);
-  const std::unique_ptr<cItemExport> exported = MakeExport(eExportFormat::Pcapng, options, *output);
-  eLiveEnd end = eLiveEnd::Failed;
-  {
-    const cRunningCapture running(library);
-    end = StreamCapture(request, follower, *exported, *output);
-  }
-  // The capture is closed now: what came until its end is for Wireshark too, if it still reads.
-  std::ignore = HandOn(follower, *exported, *output);
-  exported->Finish();
-  output->Flush();
-  for (const std::string& note : exported->Notes()) {
-    Log(note + "\n");
-  }
+// Tells in the log what became of the capture, and to Wireshark what went wrong. Returns an exit
+// code.
+[[nodiscard]] int ReportEnd(eLiveEnd end, const sCaptureRequest& request,
+                            const cItemFollower& follower, const cLiveOutput& output,
+                            std::ostream& errors) {
   const sCaptureResult result = ReadResult(request.output);
   Log(result.text);
   if (!result.isComplete) {
@@ -274,10 +279,59 @@ void Log(const std::string& text) { std::cout << text << std::flush; }
   }
   if (end == eLiveEnd::Failed) {
     return Fail(fmt::format("the pipe to Wireshark could not be written: {}; {} is complete",
-                            output->Problem(), request.output),
+                            output.Problem(), request.output),
                 errors);
   }
   return kExitGood;
+}
+
+// Streams the capture that `library` has started to its end. Returns an exit code.
+[[nodiscard]] int StreamToEnd(const cCaptureLibrary& library, const sCaptureRequest& request,
+                              sExportOptions options, cLiveOutput& output, std::ostream& errors) {
+  options.captureName = request.device;
+  cItemFollower follower(request.output);
+  const std::unique_ptr<cItemExport> exported = MakeExport(eExportFormat::Pcapng, options, output);
+  eLiveEnd end = eLiveEnd::Failed;
+  {
+    const cRunningCapture running(library);
+    end = StreamCapture(request, follower, *exported, output);
+  }
+  // The capture is closed now: what came until its end is for Wireshark too, if it still reads.
+  std::ignore = HandOn(follower, *exported, output);
+  exported->Finish();
+  output.Flush();
+  for (const std::string& note : exported->Notes()) {
+    Log(note + "\n");
+  }
+  return ReportEnd(end, request, follower, output, errors);
+}
+
+// Captures into the file and the pipe. Returns an exit code. Throws std::runtime_error when the log
+// cannot be written or the library is missing.
+[[nodiscard]] int CaptureInto(const sCaptureRequest& request, const sExtcapCapture& wanted,
+                              cFilesBeforeStart& files, std::ostream& errors) {
+  const std::string logPath = request.output + ".log";
+  if (!fs::exists(PathOf(logPath))) {
+    files.Add(PathOf(logPath));
+  }
+  const cStandardOutputLog log(logPath);
+  Log(fmt::format("Capturing {} into {} by {}\n", request.device, request.output,
+                  request.configuration));
+  if (const auto doubt = FindDoubt(request)) {
+    Log("warning: " + *doubt + "\n");
+  }
+  std::string problem;
+  const std::unique_ptr<cLiveOutput> output = OpenLiveOutput(wanted.pipe, problem);
+  if (output == nullptr) {
+    return Fail(problem, errors);
+  }
+  const cCaptureLibrary library;
+  if (!library.Start(request.device.c_str(), request.configuration.c_str(),
+                     request.output.c_str())) {
+    return Fail(DescribeRefusal(request), errors);
+  }
+  files.Keep();
+  return StreamToEnd(library, request, wanted.options, *output, errors);
 }
 
 }  // namespace
@@ -326,18 +380,12 @@ int CaptureDevice(const sExtcapCapture& wanted, std::ostream& errors) {
                             error.code().message()),
                 errors);
   }
+  cFilesBeforeStart files;
+  files.Add(PathOf(request.output));
   if (const auto obstacle = FindObstacleToCapture(request, FreeSpaceFor(request.output))) {
-    std::error_code ignored;  // an empty file is left then, which nobody misses
-    fs::remove(PathOf(request.output), ignored);
     return Fail(*obstacle, errors);
   }
-  const cStandardOutputLog log(request.output + ".log");
-  Log(fmt::format("Capturing {} into {} by {}\n", request.device, request.output,
-                  request.configuration));
-  if (const auto doubt = FindDoubt(request)) {
-    Log("warning: " + *doubt + "\n");
-  }
-  return CaptureInto(request, wanted, errors);
+  return CaptureInto(request, wanted, files, errors);
 }
 
 }  // namespace corvane::tools

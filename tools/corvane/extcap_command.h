@@ -37,7 +37,8 @@ struct sExtcapCapture {
 [[nodiscard]] std::vector<sExtcapInterface> DeviceInterfaces();
 // The options of all of them.
 [[nodiscard]] std::vector<sExtcapOption> DeviceOptions();
-// Captures from one of them until Wireshark wants no more.
+// Captures from one of them until Wireshark wants no more. A capture that cannot start leaves no
+// file. Throws std::runtime_error when its log cannot be written or the library is missing.
 [[nodiscard]] int CaptureDevice(const sExtcapCapture& wanted, std::ostream& errors);
 
 }  // namespace corvane::tools
