@@ -616,6 +616,20 @@ class Output(unittest.TestCase):
                 (1, [f"corvane export: standard output cannot be written: {said}"]),
             )
 
+    def test_standard_output_is_no_file_of_the_folder(self):
+        (self.folder / "-").write_bytes(b"kept")
+        for options in ([], ["--follow"]):
+            with tempfile.TemporaryFile() as stdout:
+                code, _ = self.run_program("-w", "-", *options, cwd=self.folder, stdout=stdout)
+                stdout.seek(0)
+                self.assertEqual((code, stdout.read()), (0, exported_rows()))
+        self.assertEqual((self.folder / "-").read_bytes(), b"kept")
+
+    def test_a_file_to_make_is_not_standard_output(self):
+        said = "corvane export: a file to make has a name: -w - writes to standard output"
+        self.assertEqual(self.run_program("-o", "-", cwd=self.folder), (1, [said]))
+        self.assertEqual(self.files(), ["drive.isf"])
+
     def test_a_device_is_written_as_it_is(self):
         self.assertEqual(self.run_program("-o", "/dev/null")[0], 0)
         self.assertTrue(pathlib.Path("/dev/null").is_char_device())

@@ -140,6 +140,9 @@ struct sExported {
 }  // namespace
 
 std::optional<std::string> ObstacleTo(const sExportRequest& request) {
+  if (request.output == kStandardOutput) {
+    return "a file to make has a name: -w - writes to standard output";
+  }
   const bool isStream = request.output.empty();
   if (isStream && request.stream == kStandardOutput) {
     return std::nullopt;

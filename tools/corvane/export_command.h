@@ -21,8 +21,8 @@ struct sExportRequest {
 };
 
 // Why the output may not be opened for writing, as a sentence for the user, or nothing: it is the
-// capture itself, by whatever name, or the stream is a file that is there and may not be replaced.
-// Of a file to make cNewFile tells the latter. Changes nothing.
+// capture itself, by whatever name, or the stream is a file that is there and may not be replaced,
+// or the name is none. Of a file to make cNewFile tells that it is there. Changes nothing.
 [[nodiscard]] std::optional<std::string> ObstacleTo(const sExportRequest& request);
 
 // Exports the items that are there. What is wrong and what was not shown is told on `errors`.
