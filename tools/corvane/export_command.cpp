@@ -6,13 +6,13 @@
 #include <cstdio>
 #include <filesystem>
 #include <iostream>
-#include <map>
 #include <memory>
 #include <optional>
 #include <system_error>
 #include <utility>
 
 #include "convert/byte_sink.h"
+#include "corvane/choice_option.h"
 #include "corvane/command_line.h"
 #include "corvane/live_export.h"
 #include "corvane/new_file.h"
@@ -177,6 +177,10 @@ int ExportCapture(const sExportRequest& request, std::ostream& errors) {
 
 namespace {
 
+constexpr char kOutput[] = "-o,--output";
+constexpr char kWrite[] = "-w,--write";
+constexpr char kFollow[] = "--follow";
+
 struct sFormat {
   const char* name;
   eExportFormat format;
@@ -185,7 +189,8 @@ struct sFormat {
 
 constexpr sFormat kFormats[] = {
     {"pcapng", eExportFormat::Pcapng, "signalling messages for Wireshark"},
-    {"gsmtap", eExportFormat::Gsmtap, "the same, without those of NR, as a pcap of UDP port 4729"},
+    {"gsmtap", eExportFormat::Gsmtap,
+     "the same, without those of NR, IP and SIP, as a pcap of UDP port 4729"},
     {"hdlc", eExportFormat::Hdlc,
      "the received packets as a raw stream, for other tools that read DIAG"},
     {"jsonl", eExportFormat::Jsonl, "a line of JSON an item, with all that is known of it"},
@@ -193,67 +198,54 @@ constexpr sFormat kFormats[] = {
 };
 
 void AddOutputOptions(CLI::App& command, sExportRequest& request) {
-  CLI::App* const where = command.add_option_group("Output", "Where the export goes");
-  where->add_option("-o,--output", request.output,
-                    "The file to make. It gets its name when it is complete");
-  where
-      ->add_option("-w,--write", request.stream,
-                   "A pipe or file to write to as the export goes on; - is standard output")
-      ->type_name("FILE|-");
-  where->require_option(1);
   command
-      .add_flag(
-          "--follow", request.follow,
-          "Go on with what is recorded, until the capture is closed or Ctrl-C: corvane export "
-          "--follow FILE -w - | wireshark -k -i -. A file that is empty is waited for, one "
-          "that is missing is not")
-      ->excludes("--output");
+      .add_option(kOutput, request.output, "The file to make. It gets its name when it is complete")
+      ->type_name("FILE");
+  command
+      .add_option(kWrite, request.stream,
+                  "A pipe or file to write to as the export goes on; - is standard output")
+      ->type_name("FILE");
+  command.add_flag(
+      kFollow, request.follow,
+      "Go on with what is recorded, until the capture is closed or Ctrl-C: corvane export "
+      "--follow FILE -w - | wireshark -k -i -. A file that is empty is waited for, one "
+      "that is missing is not. Not with --output");
   command.add_flag("--overwrite", request.overwrite,
                    "Replace a file of that name: with --output once the new one is complete; with "
                    "--write at once, and it grows as the export goes on");
-  std::map<std::string, eExportFormat> formats;
+  tChoices<eExportFormat> formats;
   std::string help;
   for (const sFormat& format : kFormats) {
-    formats.emplace(format.name, format.format);
+    formats.emplace_back(format.name, format.format);
     help += fmt::format("{}{}: {}", help.empty() ? "" : "; ", format.name, format.help);
   }
-  command.add_option("--format", request.format, help)
-      ->transform(CLI::CheckedTransformer(formats).description(""))
-      ->type_name("FORMAT")
-      ->default_str("pcapng");
+  AddChoiceOption(command, "--format", request.format, formats, help)->type_name("FORMAT");
 }
 
 }  // namespace
 
 void AddContentOptions(CLI::App& command, sExportOptions& options) {
-  const std::map<std::string, eExportClock> clocks{{"modem", eExportClock::Modem},
-                                                   {"host", eExportClock::Host}};
-  command
-      .add_option("--clock", options.clock,
-                  "Whose times to give: the modem's, unless they are more than two days from the "
-                  "host's; or the host's, in milliseconds, of when an item was recorded")
-      ->transform(CLI::CheckedTransformer(clocks).description(""))
-      ->type_name("modem|host")
-      ->default_str("modem");
+  AddChoiceOption(
+      command, "--clock", options.clock,
+      tChoices<eExportClock>{{"modem", eExportClock::Modem}, {"host", eExportClock::Host}},
+      "Whose times to give: the modem's, unless they are more than two days from the "
+      "host's; or the host's, in milliseconds, of when an item was recorded");
   command
       .add_option("--leap-seconds", options.leapSeconds,
                   "Take so many seconds off the modem's times: 18 for a modem that had its time "
                   "from a CDMA network since 2017")
       ->type_name("N");
-  const std::map<std::string, bool> synthetic{{"drop", false}, {"keep", true}};
-  command
-      .add_option("--synthetic", options.keepRebuilt,
-                  "What becomes of the system-information blocks that the recorder rebuilt")
-      ->transform(CLI::CheckedTransformer(synthetic).description(""))
-      ->type_name("drop|keep")
-      ->default_str("drop");
-  command.add_flag("--events", options.events, "Show events too, as lines of text");
-  command.add_flag("--messages", options.messages,
-                   "Show debug messages and the recorder's texts too, as lines of text");
+  AddChoiceOption(command, "--synthetic", options.keepRebuilt,
+                  tChoices<bool>{{"drop", false}, {"keep", true}},
+                  "What becomes of the system-information blocks that the recorder rebuilt");
+  command.add_flag("--events", options.events, "pcapng only: show events too, as lines of text");
+  command.add_flag(
+      "--messages", options.messages,
+      "pcapng only: show debug messages and the recorder's texts too, as lines of text");
   command.add_flag("--requests", options.requests,
-                   "Show requests, replies and unknown packets too, as bytes");
+                   "pcapng only: show requests, replies and unknown packets too, as bytes");
   command.add_flag("--raw", options.raw,
-                   "Show every packet as it is too, on an interface of link type 147");
+                   "pcapng only: show every packet as it is too, on an interface of link type 147");
 }
 
 std::string CaptureNameOf(const std::string& path) {
@@ -262,6 +254,21 @@ std::string CaptureNameOf(const std::string& path) {
 }
 
 namespace {
+
+// The export goes to one place.
+void CheckOutput(const CLI::App& command) {
+  const bool makesFile = command.count("--output") != 0;
+  const bool writesStream = command.count("--write") != 0;
+  if (makesFile == writesStream) {
+    throw CLI::ValidationError(makesFile
+                                   ? "it goes to one place: either --output or --write"
+                                   : "say where it goes: -o FILE, or -w - for standard output");
+  }
+  if (makesFile && command.count(kFollow) != 0) {
+    throw CLI::ValidationError(kFollow,
+                               "it writes as the capture grows: give --write, no --output");
+  }
+}
 
 // What is no signalling only pcapng has a form for.
 void CheckExtras(const sExportRequest& request) {
@@ -284,7 +291,8 @@ void AddExportCommand(CLI::App& app, int& exitCode) {
   AddContentOptions(*command, request->options);
   command->footer(std::string(kReadingExitCodes) +
                   "\nA pipe that nobody reads any more ends the export with code 0.");
-  command->callback([request, &exitCode] {
+  command->callback([command, request, &exitCode] {
+    CheckOutput(*command);
     CheckExtras(*request);
     request->options.captureName = CaptureNameOf(request->path);
     request->options.application = "Corvane " CORVANE_VERSION;

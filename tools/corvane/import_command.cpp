@@ -7,7 +7,6 @@
 #include <filesystem>
 #include <fstream>
 #include <iostream>
-#include <map>
 #include <memory>
 #include <optional>
 #include <span>
@@ -16,6 +15,7 @@
 #include <utility>
 
 #include "capture/isf/layout.h"
+#include "corvane/choice_option.h"
 #include "corvane/command_line.h"
 #include "corvane/new_file.h"
 #include "corvane/readable_text.h"
@@ -255,14 +255,10 @@ void AddImportCommand(CLI::App& app, int& exitCode) {
       ->required();
   command->add_flag("--overwrite", request->overwrite,
                     "Replace a file of that name, once the new one is complete");
-  const std::map<std::string, eWrapped> wrapped{{"open", eWrapped::Open}, {"drop", eWrapped::Drop}};
-  command
-      ->add_option("--wrapped", request->wrapped,
-                   "What becomes of packets in the wrappers of multi-SIM modems: opened, with "
-                   "texts that tell their subscriptions, or dropped")
-      ->transform(CLI::CheckedTransformer(wrapped).description(""))
-      ->type_name("open|drop")
-      ->default_str("open");
+  AddChoiceOption(*command, "--wrapped", request->wrapped,
+                  tChoices<eWrapped>{{"open", eWrapped::Open}, {"drop", eWrapped::Drop}},
+                  "What becomes of packets in the wrappers of multi-SIM modems: opened, with "
+                  "texts that tell their subscriptions, or dropped");
   command->footer(
       "Exit codes: 0 the capture is complete (what could not be imported is told); 1 it could not\n"
       "be made, or the stream not be read; 2 wrong usage.");
