@@ -29,6 +29,21 @@ TEST_F(UsageProgramTest, AValueThatIsNoneIsToldWithThoseThatAre) {
   ExpectUsage("import x -o y --wrapped maybe", "--wrapped: \"maybe\" is none of open, drop");
 }
 
+TEST_F(UsageProgramTest, AWordThatIsNoCommandIsNamed) {
+  ExpectUsage("exprot drive.isf -o x", "there is no command exprot");
+  ExpectUsage("exprot", "there is no command exprot");
+  ExpectUsage("wireshark foo", "there is no command wireshark foo");
+  ExpectUsage("", "A subcommand is required");
+  ExpectUsage("wireshark", "A subcommand is required");
+}
+
+TEST_F(UsageProgramTest, AnOptionThatNobodyKnowsIsToldBeforeWhatLacks) {
+  ExpectUsage("export text.txt --foo", "The following argument was not expected: --foo");
+  ExpectUsage("export --foo", "The following argument was not expected: --foo");
+  ExpectUsage("import raw --foo", "The following argument was not expected: --foo");
+  ExpectUsage("export", "FILE is required");
+}
+
 TEST_F(UsageProgramTest, AnExportGoesToOnePlace) {
   ExpectUsage("export x", "say where it goes: -o FILE, or -w - for standard output");
   ExpectUsage("export x -o y -w z", "it goes to one place: either --output or --write");

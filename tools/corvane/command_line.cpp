@@ -1,5 +1,7 @@
 #include "corvane/command_line.h"
 
+#include <fmt/format.h>
+
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
@@ -12,6 +14,52 @@
 #include "corvane/extcap_command.h"
 
 namespace corvane::tools {
+namespace {
+
+// The first word that stands where a command is wanted and is none, with the words before it:
+// "wireshark foo". Empty when there is none.
+[[nodiscard]] std::string WrongCommand(const CLI::App& app,
+                                       const std::vector<std::string>& arguments) {
+  const CLI::App* command = &app;
+  std::string words;
+  for (const std::string& word : arguments) {
+    if (command->get_require_subcommand_min() == 0) {
+      break;  // what follows are its own arguments
+    }
+    if (word.starts_with('-')) {
+      continue;  // where a command is wanted no option has a value
+    }
+    words += (words.empty() ? "" : " ") + word;
+    const auto named = command->get_subcommands(
+        [&word](const CLI::App* candidate) { return candidate->check_name(word); });
+    if (named.empty()) {
+      return words;
+    }
+    command = named.front();
+  }
+  return {};
+}
+
+// Tells what is wrong with the arguments, the word that nobody knows rather than the one that is
+// missing; help and version are asked for in the same way.
+[[nodiscard]] int ReportUsage(const CLI::App& app, const CLI::ParseError& error,
+                              const std::vector<std::string>& arguments) {
+  if (error.get_exit_code() == 0) {
+    return app.exit(error);
+  }
+  const std::vector<std::string> unknown = app.remaining(true);
+  if (const std::string command = WrongCommand(app, arguments); !command.empty()) {
+    app.exit(CLI::ValidationError(fmt::format("there is no command {}", command)));
+  } else if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::RequiredError) &&
+             !unknown.empty()) {
+    app.exit(CLI::ExtrasError(unknown));
+  } else {
+    app.exit(error);
+  }
+  return kExitUsage;
+}
+
+}  // namespace
 
 int RunCommandLine(int argc, const char* const* argv) {
   const std::vector<std::string> arguments(argv + std::min(argc, 1), argv + argc);
@@ -34,8 +82,7 @@ int RunCommandLine(int argc, const char* const* argv) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    // Asking for help or for the version is reported the same way, with a code of 0.
-    return app.exit(error) == 0 ? kExitGood : kExitUsage;
+    return ReportUsage(app, error, arguments);
   } catch (const std::exception& error) {
     std::cerr << "corvane: " << error.what() << '\n';
     return kExitFailed;
