@@ -330,8 +330,11 @@ std::vector<std::string> cSignallingExport::Notes() const {
   }
   if (timesNotBelieved != 0) {
     notes.push_back(
-        CountText(timesNotBelieved, "time of the modem's is", "times of the modem's are") +
-        " more than two days from the recorder's, which is shown instead");
+        CountText(timesNotBelieved,
+                  "modem time is more than two days away from the recorder's; this packet has",
+                  "modem times are more than two days away from the recorder's; these packets "
+                  "have") +
+        " the recorder's time");
   }
   if (logsWithoutSignalling != 0) {
     notes.push_back(CountText(logsWithoutSignalling, "log packet carries", "log packets carry") +

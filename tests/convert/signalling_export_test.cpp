@@ -70,7 +70,7 @@ TEST(SignallingExportTest, AStampThatIsNotBelievedCountsOnce) {
   EXPECT_EQ(exported.frames[0].time, UnixNanosecondsOfItem(kNoon));
   EXPECT_THAT(exported.exported.Notes(),
               testing::ElementsAre("0 messages and 1 other frame of 1 item",
-                                   testing::StartsWith("1 time of the modem's is ")));
+                                   testing::StartsWith("1 modem time is ")));
 }
 
 TEST(SignallingExportTest, EachStampOfAReportCountsOnce) {
@@ -90,7 +90,7 @@ TEST(SignallingExportTest, EachStampOfAReportCountsOnce) {
   EXPECT_EQ(exported.frames[2].time, noon);
   EXPECT_THAT(exported.exported.Notes(),
               testing::ElementsAre("0 messages and 3 other frames of 1 item",
-                                   testing::StartsWith("2 times of the modem's are ")));
+                                   testing::StartsWith("2 modem times are ")));
 }
 
 // LTE RRC, laid out as version 2 has it, stamped 1980.
@@ -117,7 +117,7 @@ TEST(SignallingExportTest, AStampCountsOnceForAllFramesOfItsItem) {
   exported.Add(kLogItem, RrcOf1980(2));
   EXPECT_THAT(exported.exported.Notes(),
               testing::ElementsAre("1 message and 1 other frame of 1 item",
-                                   testing::StartsWith("1 time of the modem's is ")));
+                                   testing::StartsWith("1 modem time is ")));
 }
 
 // --- Comments

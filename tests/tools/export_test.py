@@ -181,8 +181,14 @@ class Times(unittest.TestCase):
         host = START * 10**6
         self.assertEqual(times, [near[0], host, near[1], host, host, host])
         self.assertIn(
-            "corvane export: 4 times of the modem's are more than two days from the recorder's, "
-            "which is shown instead",
+            "corvane export: 4 modem times are more than two days away from the recorder's; these "
+            "packets have the recorder's time",
+            messages,
+        )
+        _, messages = self.times(stamps=[0], item=START)
+        self.assertIn(
+            "corvane export: 1 modem time is more than two days away from the recorder's; this "
+            "packet has the recorder's time",
             messages,
         )
 
