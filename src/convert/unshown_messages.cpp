@@ -6,7 +6,14 @@
 namespace corvane {
 
 void cUnshownMessages::Add(const sDescription& description, std::string_view reason) {
-  sKey key{description.logCode.value_or(0), description.version, std::string(reason)};
+  Add({description.logCode.value_or(0), description.version, std::string(reason)});
+}
+
+void cUnshownMessages::AddUncarried(const sDescription& description) {
+  Add({description.logCode.value_or(0), std::nullopt, "the format cannot carry it"});
+}
+
+void cUnshownMessages::Add(sKey key) {
   if (Count(key, kMostKept)) {
     return;
   }
