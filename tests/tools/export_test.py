@@ -611,7 +611,7 @@ class Output(unittest.TestCase):
             "-o", self.output, "--overwrite", preexec_fn=limit, restore_signals=False
         )
         self.assertEqual(code, 1)
-        self.assertEqual(said, ["corvane export: drive.pcapng.part cannot be written: File too large"])
+        self.assertEqual(said, ["corvane export: drive.pcapng cannot be written: File too large"])
         self.assertEqual(self.output.read_bytes(), b"kept")
         self.assertEqual(self.files(), ["drive.isf", "drive.pcapng"])
 
@@ -652,10 +652,16 @@ class Output(unittest.TestCase):
             self.assertEqual(self.run_program("-w", "-", stdout=pipe), (0, []))
 
     def test_a_folder_that_is_missing_is_told(self):
-        said = "missing/x.pcapng{} cannot be written: No such file or directory"
-        for option, name in (("-o", ".part"), ("-w", "")):
+        said = "corvane export: missing/x.pcapng cannot be written: No such file or directory"
+        for option in ("-o", "-w"):
             code, messages = self.run_program(option, self.folder / "missing" / "x.pcapng")
-            self.assertEqual((code, messages), (1, ["corvane export: " + said.format(name)]))
+            self.assertEqual((code, messages), (1, [said]))
+
+    def test_an_output_has_a_name(self):
+        said = "corvane export: the name of the output is empty"
+        for arguments in (("-o", ""), ("-w", ""), ("-w", "", "--follow")):
+            self.assertEqual(self.run_program(*arguments, cwd=self.folder), (1, [said]))
+        self.assertEqual(self.files(), ["drive.isf"])
 
     def test_a_folder_cannot_be_the_output(self):
         said = "corvane export: {} is a folder".format(self.folder)

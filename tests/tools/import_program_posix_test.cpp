@@ -48,6 +48,11 @@ TEST_F(ImportProgramTest, TheStreamCanComeFromStandardInput) {
   EXPECT_NE(output.find("\"Imported from standard input\""), std::string::npos);
 }
 
+TEST_F(ImportProgramTest, ACaptureHasAName) {
+  EXPECT_EQ(Run("import " + WriteStream("drive.hdlc", 1) + " -o ''"), 1);
+  EXPECT_EQ(errors, "corvane import: the name of the capture file is empty\n");
+}
+
 TEST_F(ImportProgramTest, AFullDiskLeavesNoCapture) {
   const std::string stream = WriteStream("drive.hdlc", 1000);
   // No file may be larger than so many times 512 bytes: the first block is, or its items are. With

@@ -28,9 +28,9 @@ void Tell(const std::string& what, std::ostream& errors) {
   errors << fmt::format("corvane export: {}\n", what);
 }
 
-void TellUnwritable(const std::string& path, const std::string& problem, std::ostream& errors) {
-  const std::string name = path == kStandardOutput ? "standard output" : path;
-  Tell(fmt::format("{} cannot be written: {}", name, problem), errors);
+void TellUnwritable(const std::string& name, const std::string& problem, std::ostream& errors) {
+  const std::string output = name == kStandardOutput ? "standard output" : name;
+  Tell(fmt::format("{} cannot be written: {}", output, problem), errors);
 }
 
 [[nodiscard]] std::unique_ptr<cStreamSink> OpenSink(const std::string& path) {
@@ -67,14 +67,15 @@ struct sExported {
   std::vector<std::string> notes;
 };
 
-// Exports `file` into `path`, which is written as it is.
-[[nodiscard]] sExported ExportInto(const std::string& path, cCaptureFile& file,
-                                   const sExportRequest& request, std::ostream& errors) {
+// Exports `file` into `path`, which is written as it is. `name` is what the user calls it.
+[[nodiscard]] sExported ExportInto(const std::string& path, const std::string& name,
+                                   cCaptureFile& file, const sExportRequest& request,
+                                   std::ostream& errors) {
   sExported result;
   errno = 0;
   const std::unique_ptr<cStreamSink> sink = OpenSink(path);
   if (sink == nullptr) {
-    TellUnwritable(path, std::generic_category().message(errno), errors);
+    TellUnwritable(name, std::generic_category().message(errno), errors);
     return result;
   }
   const std::unique_ptr<cItemExport> exported = MakeExport(request.format, request.options, *sink);
@@ -87,7 +88,7 @@ struct sExported {
   } else if (sink->ReaderIsGone()) {
     result.end = eEnd::ReaderGone;
   } else {
-    TellUnwritable(path, sink->Problem(), errors);
+    TellUnwritable(name, sink->Problem(), errors);
   }
   return result;
 }
@@ -115,7 +116,7 @@ struct sExported {
     Tell(*obstacle, errors);
     return kExitFailed;
   }
-  const sExported exported = ExportInto(output.WritePath(), file, request, errors);
+  const sExported exported = ExportInto(output.WritePath(), request.output, file, request, errors);
   if (exported.end == eEnd::Written) {
     if (const auto obstacle = output.Complete()) {
       Tell(*obstacle, errors);
@@ -128,7 +129,8 @@ struct sExported {
 // Exports `file` into a pipe, or a file that is there from the start.
 [[nodiscard]] int ExportIntoStream(cCaptureFile& file, const sExportRequest& request,
                                    std::ostream& errors) {
-  return Report(ExportInto(request.stream, file, request, errors), file, request, errors);
+  return Report(ExportInto(request.stream, request.stream, file, request, errors), file, request,
+                errors);
 }
 
 // Whether two paths lead to the same file. Files that cannot be compared are not the same one.
@@ -144,6 +146,9 @@ std::optional<std::string> ObstacleTo(const sExportRequest& request) {
     return "a file to make has a name: -w - writes to standard output";
   }
   const bool isStream = request.output.empty();
+  if (isStream && request.stream.empty()) {
+    return "the name of the output is empty";
+  }
   if (isStream && request.stream == kStandardOutput) {
     return std::nullopt;
   }

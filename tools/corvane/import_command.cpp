@@ -163,6 +163,9 @@ class cImportRun {
   }
 
   [[nodiscard]] std::optional<std::string> FindObstacle(cNewFile& output) const {
+    if (request.output.empty()) {
+      return "the name of the capture file is empty";
+    }
     if (request.output == kStandardOutput) {
       return "a capture needs a file: it cannot be written to standard output";
     }
