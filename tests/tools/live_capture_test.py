@@ -609,13 +609,15 @@ class Install(LiveTestCase):
         self.assertEqual((code, errors), (0, ""))
         self.assertEqual(out, f"Removed {folder / 'corvane'}\n")
         self.assertEqual([file.name for file in folder.iterdir()], ["other"])
-        self.assertEqual(self.wireshark("uninstall", "--folder", folder), (0, "", ""))
+        said = f"There is nothing to remove in {folder}\n"
+        self.assertEqual(self.wireshark("uninstall", "--folder", folder), (0, said, ""))
 
     def test_what_cannot_be_written_is_named(self):
         (self.folder / "extcap").write_text("a file")
         code, _, errors = self.wireshark("install", "--folder", self.folder / "extcap")
         self.assertEqual(code, 1)
-        self.assertIn(f"cannot be copied to {self.folder / 'extcap'}: Not a directory", errors)
+        said = f"the folder {self.folder / 'extcap'} cannot be made: Not a directory"
+        self.assertEqual(errors, f"corvane wireshark: {said}\n")
 
 
 if __name__ == "__main__":

@@ -51,6 +51,13 @@ TEST_F(UsageProgramTest, AnExportGoesToOnePlace) {
               "--follow: it writes as the capture grows: give --write, no --output");
 }
 
+TEST_F(UsageProgramTest, WithoutAHomeWiresharksFolderIsAskedFor) {
+  EXPECT_EQ(Run("wireshark install", "unset HOME XDG_CONFIG_HOME WIRESHARK_CONFIG_DIR; "), 1);
+  EXPECT_EQ(errors,
+            "corvane wireshark: the environment does not tell where Wireshark's folder is: give "
+            "--folder\n");
+}
+
 TEST_F(UsageProgramTest, TheHelpOfExportSaysWhatEachOptionIsFor) {
   EXPECT_EQ(Run("export --help"), 0);
   for (const char* text : {"--output FILE", "--write FILE", "without those of NR, IP and SIP",

@@ -133,9 +133,17 @@ TEST_F(InstallExtcapTest, UninstallLeavesNoEmptyFolderOfProfiles) {
   EXPECT_FALSE(fs::exists(installation.folder / "corvane-profiles"));
 }
 
-TEST_F(InstallExtcapTest, WhatIsNotInstalledCanBeUninstalled) {
+TEST_F(InstallExtcapTest, NothingToUninstallIsSaid) {
   EXPECT_EQ(Uninstall(), kExitGood);
-  EXPECT_EQ(out.str(), "");
+  EXPECT_EQ(out.str(), "There is nothing to remove in " + TextOf(installation.folder) + "\n");
+}
+
+TEST_F(InstallExtcapTest, AFolderThatCannotBeMadeIsNamed) {
+  Make("extcap", "a file");
+  EXPECT_EQ(Install(), kExitFailed);
+  const std::string said =
+      "corvane wireshark: the folder " + TextOf(installation.folder) + " cannot be made: ";
+  EXPECT_TRUE(errors.str().starts_with(said)) << errors.str();
 }
 
 TEST(FindProfilesTest, TheyAreFoundInTheLayoutOfThePackages) {

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <iostream>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <system_error>
 #include <vector>
@@ -61,9 +62,20 @@ struct sCopy {
   return copies;
 }
 
-// Puts the copy into its place. Throws std::filesystem::filesystem_error.
+// Throws std::runtime_error with a sentence for the user.
+void MakeFolder(const fs::path& folder) {
+  std::error_code error;
+  fs::create_directories(folder, error);
+  if (error) {
+    throw std::runtime_error(
+        fmt::format("the folder {} cannot be made: {}", TextOf(folder), error.message()));
+  }
+}
+
+// Puts the copy into its place. Throws std::filesystem::filesystem_error, and std::runtime_error
+// with a sentence for the user.
 void Place(const sCopy& copy) {
-  fs::create_directories(copy.to.parent_path());
+  MakeFolder(copy.to.parent_path());
   fs::path unfinished = copy.to;
   unfinished += ".new";
   try {
@@ -96,6 +108,8 @@ int InstallExtcap(const sExtcapInstallation& installation, std::ostream& out,
     return Fail(fmt::format("{} cannot be copied to {}: {}", TextOf(error.path1()),
                             TextOf(installation.folder), error.code().message()),
                 errors);
+  } catch (const std::runtime_error& error) {
+    return Fail(error.what(), errors);
   }
   if (installation.needsLibrary && !installation.profiles) {
     return Fail("no profiles were found: choose a configuration file in Wireshark's dialog",
@@ -112,9 +126,11 @@ int InstallExtcap(const sExtcapInstallation& installation, std::ostream& out,
 
 int UninstallExtcap(const sExtcapInstallation& installation, std::ostream& out,
                     std::ostream& errors) {
+  bool hasRemoved = false;
   try {
     for (const sCopy& copy : CopiesOf(installation)) {
       if (fs::remove(copy.to)) {
+        hasRemoved = true;
         out << "Removed " << TextOf(copy.to) << '\n';
       }
     }
@@ -126,6 +142,9 @@ int UninstallExtcap(const sExtcapInstallation& installation, std::ostream& out,
     return Fail(
         fmt::format("{} cannot be removed: {}", TextOf(error.path1()), error.code().message()),
         errors);
+  }
+  if (!hasRemoved) {
+    out << fmt::format("There is nothing to remove in {}\n", TextOf(installation.folder));
   }
   return kExitGood;
 }
@@ -169,7 +188,11 @@ void AddWiresharkCommand(CLI::App& app, int& exitCode) {
                                  kFolderHint))
         ->type_name("FOLDER");
     action->callback([folder, run, &exitCode] {
-      exitCode = run(InstallationFor(*folder), std::cout, std::cerr);
+      try {
+        exitCode = run(InstallationFor(*folder), std::cout, std::cerr);
+      } catch (const std::runtime_error& error) {
+        exitCode = Fail(error.what(), std::cerr);
+      }
     });
   };
   add("install",
