@@ -10,7 +10,7 @@ import tempfile
 
 from support import diag, environment, isf, mobile_broadband, recording, simulator, wine
 
-STATUS = re.compile(r"\d+:\d\d:\d\d  [\d,]+ items  [\d.]+ k?M?B  \d+ items/s")
+STATUS = re.compile(r"\d+:\d\d:\d\d  [\d,]+ items?  [\d.]+ k?M?B  \d+ items/s")
 
 
 class CommandLineTestCase(recording.RecordingTestCase, environment.WineTestCase):
@@ -128,7 +128,7 @@ class Capture(CommandLineTestCase):
         process.send_signal(signal.SIGINT)
         _, errors = process.communicate(timeout=wine.DEADLINE)
         self.assertEqual(process.returncode, 0, errors)
-        self.assertIn("is complete: 1 items", errors)
+        self.assertIn("is complete: 1 item,", errors)
         self.assertIn("The device was never reached", errors)
         self.assertEqual(self.read_capture().texts, ["Corvane version 1.0"])
 
@@ -186,7 +186,7 @@ class Troubles(CommandLineTestCase):
         margin = 16_000_000
         limit = self.room(folder) - margin
         process = self.capture("--stop-below", str(limit))
-        self.wait_for_line(process, " items ")
+        self.wait_for_line(process, " items/s")
         with open(folder / "filler", "wb") as filler:
             while (excess := self.room(folder) - limit) >= 0:
                 end = os.fstat(filler.fileno()).st_size
@@ -196,7 +196,7 @@ class Troubles(CommandLineTestCase):
         self.assertRegex(
             errors, r"corvane capture: only [\d.]+ .B are left on the disk of .*: the capture ends"
         )
-        self.assertIn("is complete: 1 items", errors)
+        self.assertIn("is complete: 1 item,", errors)
         self.assertEqual(self.read_capture().texts, ["Corvane version 1.0"])
 
     @staticmethod

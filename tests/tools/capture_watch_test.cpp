@@ -30,18 +30,18 @@ TEST(CaptureStatusTest, TheRateIsThatSinceTheLineBefore) {
 }
 
 TEST(CaptureStatusTest, NoTimePassedAndNoNewItemsGiveARateOfZero) {
-  EXPECT_EQ(FormatStatus({milliseconds(0), 1, 5, {}}, {}), "0:00:00  1 items  5 B  0 items/s");
+  EXPECT_EQ(FormatStatus({milliseconds(0), 1, 5, {}}, {}), "0:00:00  1 item  5 B  0 items/s");
   EXPECT_EQ(FormatStatus({milliseconds(9), 1, 5, {}}, {milliseconds(0), 2, 5, {}}),
-            "0:00:00  1 items  5 B  0 items/s");
+            "0:00:00  1 item  5 B  0 items/s");
 }
 
 TEST(CaptureStatusTest, ASilenceOfFiveSecondsIsTold) {
   EXPECT_EQ(FormatStatus({seconds(9), 1, 5, milliseconds(4'999)}, {}),
-            "0:00:09  1 items  5 B  0 items/s");
+            "0:00:09  1 item  5 B  0 items/s");
   EXPECT_EQ(FormatStatus({seconds(9), 1, 5, milliseconds(5'000)}, {}),
-            "0:00:09  1 items  5 B  0 items/s  nothing received for 5 s");
+            "0:00:09  1 item  5 B  0 items/s  nothing received for 5 s");
   EXPECT_EQ(FormatStatus({seconds(99), 1, 5, milliseconds(98'700)}, {}),
-            "0:01:39  1 items  5 B  0 items/s  nothing received for 98 s");
+            "0:01:39  1 item  5 B  0 items/s  nothing received for 98 s");
 }
 
 // A capture file that grows as a test says.
@@ -195,9 +195,9 @@ class WatchCaptureTest : public testing::Test {
 
 TEST_F(WatchCaptureTest, AStatusLineIsWrittenEverySecondAndAtTheEnd) {
   host.stopAt = milliseconds(2'400);
-  EXPECT_THAT(Watch(), ElementsAre("0:00:01  1 items  57.4 kB  1 items/s",
-                                   "0:00:02  1 items  57.4 kB  0 items/s",
-                                   "0:00:02  1 items  57.4 kB  0 items/s"));
+  EXPECT_THAT(Watch(), ElementsAre("0:00:01  1 item  57.4 kB  1 items/s",
+                                   "0:00:02  1 item  57.4 kB  0 items/s",
+                                   "0:00:02  1 item  57.4 kB  0 items/s"));
 }
 
 TEST_F(WatchCaptureTest, ItEndsWhenItsDurationIsOver) {

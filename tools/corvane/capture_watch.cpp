@@ -137,8 +137,8 @@ std::string FormatStatus(const sProgress& now, const sProgress& previous) {
   const double rate = milliseconds <= 0 ? 0.0
                                         : static_cast<double>(newItems) * 1000.0 /
                                               static_cast<double>(milliseconds);
-  std::string line = fmt::format("{}  {} items  {}  {:.0f} items/s", FormatElapsed(now.elapsed),
-                                 FormatCount(now.items), FormatBytes(now.bytes), rate);
+  std::string line = fmt::format("{}  {}  {}  {:.0f} items/s", FormatElapsed(now.elapsed),
+                                 FormatItems(now.items), FormatBytes(now.bytes), rate);
   if (now.silence >= kPatience) {
     line += fmt::format("  nothing received for {} s",
                         std::chrono::floor<std::chrono::seconds>(now.silence).count());

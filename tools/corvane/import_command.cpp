@@ -45,10 +45,6 @@ constexpr char kStandardOutput[] = "-";
   return fmt::format("{} {}{}", FormatCount(count), what, count == 1 ? " is" : "s are");
 }
 
-[[nodiscard]] std::string Items(std::uint64_t count) {
-  return fmt::format("{} item{}", FormatCount(count), count == 1 ? "" : "s");
-}
-
 [[nodiscard]] std::string UtcOf(std::uint64_t fileTime) {
   return FormatUtc(fileTime / isf::kFileTimeUnitsPerMillisecond);
 }
@@ -68,15 +64,15 @@ void ReportResult(const sImportReport& report, std::ostream& out) {
   }
   if (report.unstamped != 0) {
     text += fmt::format("Times:        {} without a time stamp, dated like the item before\n",
-                        Items(report.unstamped));
+                        FormatItems(report.unstamped));
   }
   if (report.nonsensicalTimes != 0) {
     text += fmt::format("Times:        {} with a nonsensical stamp, dated like the item before\n",
-                        Items(report.nonsensicalTimes));
+                        FormatItems(report.nonsensicalTimes));
   }
   if (report.undated != 0) {
     text += fmt::format("Times:        {} dated 1980-01-06, where the clock of a modem begins\n",
-                        Items(report.undated));
+                        FormatItems(report.undated));
   }
   out << text << std::flush;
 }

@@ -51,8 +51,8 @@ sCaptureResult ReadResult(const std::string& path) {
                                    : std::string("it has no index and trailer; is the disk full?");
     return {false, fmt::format("{} is not complete: {}\n", path, reason)};
   }
-  std::string text = fmt::format("{} is complete: {} items, {}\n", path,
-                                 FormatCount(file->ItemCount()), FormatBytes(file->Size()));
+  std::string text = fmt::format("{} is complete: {}, {}\n", path, FormatItems(file->ItemCount()),
+                                 FormatBytes(file->Size()));
   if (file->ItemCount() <= 1) {
     // The first item is the library's own.
     text += "The device was never reached: the file holds nothing of it\n";

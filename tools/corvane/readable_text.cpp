@@ -103,6 +103,10 @@ std::string FormatCount(std::uint64_t count) {
   return digits;
 }
 
+std::string FormatItems(std::uint64_t count) {
+  return FormatCount(count) + (count == 1 ? " item" : " items");
+}
+
 std::string FormatElapsed(std::chrono::milliseconds elapsed) {
   const std::chrono::hh_mm_ss time(std::chrono::floor<std::chrono::seconds>(elapsed));
   return fmt::format("{}:{:02}:{:02}", time.hours().count(), time.minutes().count(),

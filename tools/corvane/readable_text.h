@@ -24,6 +24,9 @@ void AppendHexDump(std::string& text, std::span<const std::uint8_t> bytes, std::
 // A count with thousands separated: "1,204".
 [[nodiscard]] std::string FormatCount(std::uint64_t count);
 
+// "1 item", "1,204 items"
+[[nodiscard]] std::string FormatItems(std::uint64_t count);
+
 // Hours, minutes and seconds, "0:00:07"; parts of a second are cut off.
 [[nodiscard]] std::string FormatElapsed(std::chrono::milliseconds elapsed);
 
