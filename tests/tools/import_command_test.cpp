@@ -116,11 +116,42 @@ TEST_F(ImportCommandTest, AStreamBecomesACapture) {
   EXPECT_THAT(FilesLeft(), UnorderedElementsAre("drive.hdlc", "drive.isf"));
 }
 
-TEST_F(ImportCommandTest, AnEmptyStreamBecomesACapture) {
+// A text, a pcapng file's header, frames with a wrong checksum, one that never ends.
+TEST_F(ImportCommandTest, WithoutADiagFrameThereIsNoCapture) {
+  const std::string_view prose = "Drive of 2024-05-17, ~40 km\nno ~ frame\n";
+  for (const ByteVector& bytes : std::initializer_list<ByteVector>{
+           {},
+           ByteVector(prose.begin(), prose.end()),
+           Hex("0A 0D 0D 0A 1C 00 00 00 4D 3C 2B 1A 01 00 00 00 FF FF FF FF FF FF FF FF 1C 00 00 "
+               "00"),
+           Hex("11 22 33 44 7E 11 22 33 44 7E"),
+           Hex("10 00 0C 00 0C 00"),
+       }) {
+    Write("drive.hdlc", bytes);
+    EXPECT_EQ(Run({"PATH/drive.hdlc", "-o", "PATH/drive.isf"}), 1);
+    EXPECT_EQ(out, "");
+    EXPECT_EQ(errors,
+              "corvane import: no DIAG frame was found in PATH/drive.hdlc: is it a raw DIAG "
+              "stream?\n");
+    EXPECT_THAT(FilesLeft(), ElementsAre("drive.hdlc"));
+  }
+}
+
+TEST_F(ImportCommandTest, TheOldCaptureStaysWhereTheStreamHasNoFrame) {
   Write("drive.hdlc", {});
-  EXPECT_EQ(Run({"PATH/drive.hdlc", "-o", "PATH/drive.isf"}), 0);
-  EXPECT_EQ(out, "Packets:      0\nItems:        1\n");
-  EXPECT_THAT(PacketsOf("drive.isf"), ElementsAre(TextItem("Imported from drive.hdlc")));
+  Write("drive.isf", Hex("01 02 03"));
+  EXPECT_EQ(Run({"PATH/drive.hdlc", "-o", "PATH/drive.isf", "--overwrite"}), 1);
+  EXPECT_EQ(Content("drive.isf"), Hex("01 02 03"));
+  EXPECT_THAT(FilesLeft(), UnorderedElementsAre("drive.hdlc", "drive.isf"));
+}
+
+TEST_F(ImportCommandTest, ACaptureFileIsNoStream) {
+  Write("drive.hdlc", StreamOf({Log(kNoon)}));
+  ASSERT_EQ(Run({"PATH/drive.hdlc", "-o", "PATH/drive.isf"}), 0);
+  EXPECT_EQ(Run({"PATH/drive.isf", "-o", "PATH/other.isf"}), 1);
+  EXPECT_EQ(out, "");
+  EXPECT_EQ(errors, "corvane import: PATH/drive.isf is a capture file already\n");
+  EXPECT_THAT(FilesLeft(), UnorderedElementsAre("drive.hdlc", "drive.isf"));
 }
 
 TEST_F(ImportCommandTest, WhatIsNotImportedIsTold) {

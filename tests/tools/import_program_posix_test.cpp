@@ -53,6 +53,15 @@ TEST_F(ImportProgramTest, ACaptureHasAName) {
   EXPECT_EQ(errors, "corvane import: the name of the capture file is empty\n");
 }
 
+TEST_F(ImportProgramTest, StandardInputWithoutAFrameIsToldByName) {
+  EXPECT_EQ(Run("import - -o " + folder.Path("drive.isf"), "echo notes | "), 1);
+  EXPECT_EQ(output, "");
+  EXPECT_EQ(errors,
+            "corvane import: no DIAG frame was found in standard input: is it a raw DIAG "
+            "stream?\n");
+  EXPECT_EQ(FilesLeft(), 0U);
+}
+
 TEST_F(ImportProgramTest, AFullDiskLeavesNoCapture) {
   const std::string stream = WriteStream("drive.hdlc", 1000);
   // No file may be larger than so many times 512 bytes: the first block is, or its items are. With

@@ -40,6 +40,15 @@ constexpr char kStandardOutput[] = "-";
   return name.empty() ? path : std::string(name.begin(), name.end());
 }
 
+// The stream as the user named it.
+[[nodiscard]] std::string AskedFor(const std::string& path) {
+  return IsStandardInput(path) ? "standard input" : path;
+}
+
+[[nodiscard]] bool BeginsAsCapture(std::span<const std::uint8_t> bytes) {
+  return bytes.size() >= isf::kHeaderSize && isf::IsHeader(bytes.first<isf::kHeaderSize>());
+}
+
 // "1 packet is", "1,204 packets are"
 [[nodiscard]] std::string Are(std::uint64_t count, const char* what) {
   return fmt::format("{} {}{}", FormatCount(count), what, count == 1 ? " is" : "s are");
@@ -51,11 +60,8 @@ constexpr char kStandardOutput[] = "-";
 
 void ReportResult(const sImportReport& report, std::ostream& out) {
   std::string text = fmt::format("Packets:      {}\n", FormatCount(report.packets));
-  text += fmt::format("Items:        {}", FormatCount(report.items));
-  if (report.packets != 0) {
-    text += fmt::format(", from {} to {}", UtcOf(report.firstTime), UtcOf(report.lastTime));
-  }
-  text += '\n';
+  text += fmt::format("Items:        {}, from {} to {}\n", FormatCount(report.items),
+                      UtcOf(report.firstTime), UtcOf(report.lastTime));
   if (report.opened != 0) {
     text += fmt::format("Wrappers:     {} opened\n", FormatCount(report.opened));
   }
@@ -193,6 +199,11 @@ class cImportRun {
     }
     const std::uint32_t error = import.Finish();
     report = import.Report();
+    if (error == 0 && report.packets == 0) {
+      Tell(fmt::format("no DIAG frame was found in {}: is it a raw DIAG stream?",
+                       AskedFor(request.input)));
+      return false;
+    }
     if (error != 0 || !IsWhole(path)) {
       Tell(fmt::format("{} cannot be written", request.output));
       return false;
@@ -203,11 +214,16 @@ class cImportRun {
   [[nodiscard]] bool FeedAll(cImport& import) {
     std::istream& in = IsStandardInput(request.input) ? std::cin : file;
     std::array<char, 65'536> piece{};
+    bool isFirst = true;
     while (in) {
       in.read(piece.data(), piece.size());
       // The one place where the stream's characters become bytes.
       const std::span bytes(reinterpret_cast<const std::uint8_t*>(piece.data()),
                             static_cast<std::size_t>(in.gcount()));
+      if (std::exchange(isFirst, false) && BeginsAsCapture(bytes)) {
+        Tell(fmt::format("{} is a capture file already", AskedFor(request.input)));
+        return false;
+      }
       if (import.Feed(bytes) != 0) {
         Tell(fmt::format("{} cannot be written", request.output));
         return false;
@@ -260,7 +276,7 @@ void AddImportCommand(CLI::App& app, int& exitCode) {
                   "texts that tell their subscriptions, or dropped");
   command->footer(
       "Exit codes: 0 the capture is complete (what could not be imported is told); 1 it could not\n"
-      "be made, or the stream not be read; 2 wrong usage.");
+      "be made, or the stream not be read, or it has no DIAG frame; 2 wrong usage.");
   command->callback(
       [request, &exitCode] { exitCode = ImportStream(*request, std::cout, std::cerr); });
 }
