@@ -17,6 +17,10 @@ namespace corvane {
 // it: SystemInformationBlockName.
 [[nodiscard]] std::string_view MessageName(eSyntax syntax, std::span<const std::uint8_t> message);
 
+// Whether a security header says that a NAS message of LTE or NR is ciphered. Such a message has no
+// name.
+[[nodiscard]] bool IsCiphered(eSyntax syntax, std::span<const std::uint8_t> message);
+
 // The name of a type of WCDMA's system information blocks (3GPP TS 25.331 SIB-Type, kSib11bis or
 // kSib19): "SysInfo type 5bis". Empty for a type that is not known.
 [[nodiscard]] std::string_view SystemInformationBlockName(std::uint8_t sibType);

@@ -1,3 +1,4 @@
+#include "describe/message_names.h"
 #include "describe/message_types.h"
 
 // The message types of NAS: 3GPP TS 24.301, 9.8, for LTE, and 3GPP TS 24.501, 9.7, for NR.
@@ -129,10 +130,12 @@ constexpr std::uint8_t kEpsMobilityManagement = 0x7;
 constexpr std::uint8_t k5gsSessionManagement = 0x2E;
 constexpr std::uint8_t k5gsMobilityManagement = 0x7E;
 
-// Security header types. Of the others, 2 and 4 stand before a ciphered message.
+// Security header types.
 constexpr std::uint8_t kPlain = 0;
 constexpr std::uint8_t kIntegrityProtected = 1;
+constexpr std::uint8_t kCiphered = 2;
 constexpr std::uint8_t kIntegrityProtectedNewContext = 3;
+constexpr std::uint8_t kCipheredNewContext = 4;
 constexpr std::uint8_t kPartlyCiphered = 5;  // of LTE: the message type is not
 // From here on the security header is a message by itself, which has no type.
 constexpr std::uint8_t kServiceRequest = 12;
@@ -217,6 +220,20 @@ std::string_view NasMessageName(eSyntax syntax, MessageBytes message) {
     default:
       return {};
   }
+}
+
+bool IsCiphered(eSyntax syntax, MessageBytes message) {
+  if (message.size() < 2) {
+    return false;
+  }
+  std::uint8_t security = kPlain;
+  if (syntax == eSyntax::NrNas && message[0] == k5gsMobilityManagement) {
+    security = message[1] & 0x0F;
+  } else if ((syntax == eSyntax::LteNas || syntax == eSyntax::LteNasPlain) &&
+             (message[0] & 0x0F) == kEpsMobilityManagement) {
+    security = message[0] >> 4;
+  }
+  return security == kCiphered || security == kCipheredNewContext;
 }
 
 }  // namespace corvane

@@ -82,6 +82,29 @@ TEST(MessageNamesTest, ACipheredMessageHasNoName) {
   EXPECT_EQ(MessageName(eSyntax::NrNas, nr), "");
 }
 
+// 3GPP TS 24.301 and 24.501, 9.3.1: types 2 and 4 are the ciphered ones.
+TEST(MessageNamesTest, OnlySecurityHeaders2And4AreOfCipheredMessages) {
+  for (std::uint8_t security = 0; security < 16; ++security) {
+    const bool isCiphered = security == 2 || security == 4;
+    const ByteVector eps = {
+        static_cast<std::uint8_t>(security << 4 | 7), 1, 2, 3, 4, 5, 0x07, 0x42};
+    EXPECT_EQ(IsCiphered(eSyntax::LteNas, eps), isCiphered) << int{security};
+    const ByteVector nr = {0x7E, security, 1, 2, 3, 4, 5, 0x7E, 0x00, 0x42};
+    EXPECT_EQ(IsCiphered(eSyntax::NrNas, nr), isCiphered) << int{security};
+  }
+}
+
+TEST(MessageNamesTest, OnlyNasWithASecurityHeaderIsCiphered) {
+  const ByteVector session = {0x22, 0x01, 0xC1};  // of bearer 2: no security header
+  EXPECT_FALSE(IsCiphered(eSyntax::LteNas, session));
+  const ByteVector session5gs = {0x2E, 0x02, 0x01, 0xC1};
+  EXPECT_FALSE(IsCiphered(eSyntax::NrNas, session5gs));
+  const ByteVector others = {0x27, 0x02, 1, 2, 3, 4, 5};
+  EXPECT_FALSE(IsCiphered(eSyntax::LteDlDcch, others));
+  EXPECT_FALSE(IsCiphered(eSyntax::NrNas, others));
+  EXPECT_FALSE(IsCiphered(eSyntax::LteNas, {}));
+}
+
 TEST(MessageNamesTest, BehindASecurityHeaderStandsAPlainMessage) {
   for (const std::uint8_t security : ByteVector{0x17, 0x37, 0x57}) {
     const ByteVector eps = {security, 1, 2, 3, 4, 5, 0x07, 0x42};

@@ -109,6 +109,25 @@ TEST(InfoCommandTest, ACompleteFileIsDescribed) {
             "  10 subsystem-request           1\n");
 }
 
+TEST(InfoCommandTest, WhyAMessageHasNoNameIsTold) {
+  cCaptureBuilder builder;
+  // Behind security headers of type 2 and 4, and of an EMM type that there is not.
+  builder.Add({5, kStart, LogPacket(0xB0EA, "01 09 05 00 27 01 02 03 04 05 AA BB"), {}});
+  builder.Add({5, kStart, LogPacket(0xB0EA, "01 09 05 00 47 01 02 03 04 05 AA BB"), {}});
+  builder.Add({5, kStart, LogPacket(0xB0EC, "01 09 05 00 07 FF"), {}});
+  // The second segment of an IP packet, where the first has the number 0.
+  builder.Add({5, kStart, LogPacket(0x11EB, "00 01 00 00 07 00 01 00 AA BB"), {}});
+  const std::string text = InfoOf(builder.Closed(), true).out;
+  EXPECT_NE(text.find("Messages by channel\n"
+                      "  LTE NAS downlink                                              3\n"
+                      "    (ciphered)                                                  2\n"
+                      "    (unknown)                                                   1\n"
+                      "  IP packets downlink                                           1\n"
+                      "    (part of a message)                                         1\n"),
+            std::string::npos)
+      << text;
+}
+
 TEST(InfoCommandTest, ThePacketsAreToldOnRequest) {
   const ByteVector bytes = SampleCapture().Closed();
   const std::string plain = InfoOf(bytes).out;

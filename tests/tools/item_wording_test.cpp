@@ -284,6 +284,11 @@ TEST(ItemWordingTest, SignallingWithoutAChannelShowsItsDirection) {
             "log 0xB0ED LTE NAS EMM plain  uplink  Attach complete");
 }
 
+TEST(ItemWordingTest, ACipheredMessageIsCalledSo) {
+  EXPECT_EQ(DescribeLog(0xB0EA, "01 09 05 00 27 01 02 03 04 05 AA BB"),
+            "log 0xB0EA LTE NAS EMM secured  downlink  ciphered");
+}
+
 TEST(ItemWordingTest, ALogOfAnUnknownVersionShowsTheVersion) {
   EXPECT_EQ(DescribeLog(0xB0C0, "01 08 01"), "log 0xB0C0 LTE RRC OTA message  unknown version 1");
   EXPECT_EQ(DescribeLog(0xB823, "09 00 03 00 00"),

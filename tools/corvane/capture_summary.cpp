@@ -57,6 +57,17 @@ void AppendOthers(std::string& text, std::uint64_t others) {
   }
 }
 
+// What is shown in place of a name that there is not.
+[[nodiscard]] std::string_view NameOf(const sSignalling& signalling) {
+  if (!signalling.messageName.empty()) {
+    return signalling.messageName;
+  }
+  if (signalling.segment != eSegment::Whole) {
+    return "(part of a message)";
+  }
+  return IsCiphered(signalling.syntax, signalling.message) ? "(ciphered)" : "(unknown)";
+}
+
 // Most channels have their direction in their name.
 [[nodiscard]] std::string_view LinkOf(const sSignalling& signalling, eTechnology technology) {
   if (!signalling.link || (!signalling.channel.empty() && technology != eTechnology::Gsm)) {
@@ -137,7 +148,7 @@ void cCaptureSummary::AddSignalling(const sDescription& description) {
   if (signalling.segmentNumber <= 1) {
     const Channel channel(description.technology, ChannelOf(signalling),
                           LinkOf(signalling, description.technology));
-    ++messages[channel][signalling.messageName];
+    ++messages[channel][NameOf(signalling)];
   }
 }
 
@@ -198,7 +209,7 @@ void cCaptureSummary::AppendMessages(std::string& text) const {
         fmt::format("{} {}{}{}", TechnologyName(technology), name, link.empty() ? "" : " ", link),
         all);
     for (const auto& [message, count] : names) {
-      AppendLine(text, fmt::format("  {}", message.empty() ? "(unknown)" : message), count);
+      AppendLine(text, fmt::format("  {}", message), count);
     }
   }
   if (!rebuilt.empty()) {

@@ -11,6 +11,7 @@
 #include "capture/isf/layout.h"
 #include "corvane/cell_wording.h"
 #include "corvane/readable_text.h"
+#include "describe/message_names.h"
 #include "describe/names.h"
 #include "diag/packets.h"
 
@@ -84,6 +85,9 @@ void AppendChannel(std::string& text, const sDescription& description) {
 
 void AppendMessageName(std::string& text, const sSignalling& signalling) {
   AppendGroup(text, signalling.messageName);
+  if (IsCiphered(signalling.syntax, signalling.message)) {
+    AppendGroup(text, "ciphered");
+  }
   if (signalling.segment == eSegment::Last) {
     AppendGroup(text, "last segment");
   } else if (signalling.segment == eSegment::Part) {
