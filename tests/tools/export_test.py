@@ -621,11 +621,12 @@ class Output(unittest.TestCase):
             self.run_program("-w", "/dev/full"),
             (1, [f"corvane export: /dev/full cannot be written: {said}"]),
         )
-        with open("/dev/full", "wb") as full:
-            self.assertEqual(
-                self.run_program("-w", "-", stdout=full),
-                (1, [f"corvane export: standard output cannot be written: {said}"]),
-            )
+        for options in ([], ["--follow"]):
+            with open("/dev/full", "wb") as full:
+                self.assertEqual(
+                    self.run_program("-w", "-", *options, stdout=full),
+                    (1, [f"corvane export: standard output cannot be written: {said}"]),
+                )
 
     def test_standard_output_is_no_file_of_the_folder(self):
         (self.folder / "-").write_bytes(b"kept")

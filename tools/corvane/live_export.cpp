@@ -114,8 +114,8 @@ int FollowExport(const sExportRequest& request, std::ostream& errors) {
     return kExitGood;  // whoever read had enough
   }
   if (end == eLiveEnd::Failed) {
-    errors << fmt::format("corvane export: {} cannot be written: {}\n", request.stream,
-                          output->Problem());
+    const std::string name = request.stream == "-" ? "standard output" : request.stream;
+    errors << fmt::format("corvane export: {} cannot be written: {}\n", name, output->Problem());
     return kExitFailed;
   }
   for (const std::string& note : exported->Notes()) {
