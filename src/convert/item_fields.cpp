@@ -72,44 +72,10 @@ void SetTextOf(const Part* part, Member Part::*member, cFieldValue& value) {
   return "unknown";
 }
 
-[[nodiscard]] std::string_view TechnologyName(eTechnology technology) {
-  switch (technology) {
-    case eTechnology::Cdma:
-      return "CDMA";
-    case eTechnology::EvDo:
-      return "EV-DO";
-    case eTechnology::Gsm:
-      return "GSM";
-    case eTechnology::Wcdma:
-      return "WCDMA";
-    case eTechnology::TdScdma:
-      return "TD-SCDMA";
-    case eTechnology::Lte:
-      return "LTE";
-    case eTechnology::Nr:
-      return "NR";
-    case eTechnology::Ims:
-      return "IMS";
-    case eTechnology::Ip:
-      return "IP";
-    case eTechnology::None:
-      break;
-  }
-  return {};
-}
-
 void AppendPadded(std::string& text, std::uint64_t number, std::size_t digits) {
   const std::string plain = std::to_string(number);
   text.append(digits - std::min(digits, plain.size()), '0');
   text += plain;
-}
-
-[[nodiscard]] std::string PlmnText(const sPlmn& plmn) {
-  std::string text;
-  AppendPadded(text, plmn.mcc, 3);
-  text += '-';
-  AppendPadded(text, plmn.mnc, plmn.mncDigits);
-  return text;
 }
 
 // The levels of a debug message, those of the bits above them left out.

@@ -91,7 +91,16 @@ void DescribeFromModem(Packet packet, sDescription& description) {
   }
 }
 
+[[nodiscard]] std::string Padded(unsigned number, std::size_t digits) {
+  const std::string plain = std::to_string(number);
+  return std::string(digits - std::min(digits, plain.size()), '0') + plain;
+}
+
 }  // namespace
+
+std::string PlmnText(const sPlmn& plmn) {
+  return Padded(plmn.mcc, 3) + '-' + Padded(plmn.mnc, plmn.mncDigits);
+}
 
 sUnwrapped Unwrap(Packet wrapped) {
   sUnwrapped unwrapped{wrapped, std::nullopt};

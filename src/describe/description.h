@@ -33,6 +33,9 @@ struct sPlmn {
   friend bool operator==(const sPlmn&, const sPlmn&) = default;
 };
 
+// "262-02", "310-410"
+[[nodiscard]] std::string PlmnText(const sPlmn& plmn);
+
 // What a packet tells of a cell. What it does not tell is empty.
 struct sCell {
   std::optional<std::uint32_t> frequency;        // downlink ARFCN, UARFCN, EARFCN or NR-ARFCN

@@ -33,6 +33,32 @@ std::string_view SsidName(std::uint16_t ssid) {
   return narrowest == nullptr ? std::string_view() : narrowest->name;
 }
 
+std::string_view TechnologyName(eTechnology technology) {
+  switch (technology) {
+    case eTechnology::Cdma:
+      return "CDMA";
+    case eTechnology::EvDo:
+      return "EV-DO";
+    case eTechnology::Gsm:
+      return "GSM";
+    case eTechnology::Wcdma:
+      return "WCDMA";
+    case eTechnology::TdScdma:
+      return "TD-SCDMA";
+    case eTechnology::Lte:
+      return "LTE";
+    case eTechnology::Nr:
+      return "NR";
+    case eTechnology::Ims:
+      return "IMS";
+    case eTechnology::Ip:
+      return "IP";
+    case eTechnology::None:
+      break;
+  }
+  return {};
+}
+
 bool HasMinorVersion(std::uint16_t logCode) {
   constexpr std::uint16_t kNrMib = 0xB822;
   constexpr std::uint16_t kNrServingCell = 0xB823;

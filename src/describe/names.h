@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+#include "describe/signalling.h"
+
 // The field's names for numbers in DIAG packets. The tables are made from data/*.tsv when the
 // project is built.
 namespace corvane {
@@ -38,6 +40,9 @@ struct sSsidName {
 // Empty when there is no name.
 [[nodiscard]] std::string_view EventName(std::uint16_t id);
 [[nodiscard]] std::string_view SsidName(std::uint16_t ssid);
+
+// "LTE", "WCDMA"; empty for none.
+[[nodiscard]] std::string_view TechnologyName(eTechnology technology);
 
 // Whether a log's layout has a version of two numbers, the major one in the upper 16 bits.
 [[nodiscard]] bool HasMinorVersion(std::uint16_t logCode);

@@ -77,7 +77,8 @@ enum class eSyntax : std::uint8_t {
   Sip,  // RFC 3261
 };
 
-// What modems call two of the blocks whose SIB-Type is no number of 3GPP TS 25.331, but "extension".
+// What modems call two of the blocks whose SIB-Type is no number of 3GPP TS 25.331, but
+// "extension".
 inline constexpr std::uint8_t kSib11bis = 66;
 inline constexpr std::uint8_t kSib19 = 67;
 

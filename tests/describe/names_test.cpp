@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "describe/description.h"
+
 namespace corvane {
 namespace {
 
@@ -36,6 +38,18 @@ TEST(NamesTest, TheNarrowestRangeNamesASubsystem) {
   EXPECT_EQ(SsidName(3010), "NAS registration");
   EXPECT_EQ(SsidName(9509), "LTE ML1");
   EXPECT_EQ(SsidName(500), "");
+}
+
+TEST(NamesTest, ATechnologyHasItsName) {
+  EXPECT_EQ(TechnologyName(eTechnology::EvDo), "EV-DO");
+  EXPECT_EQ(TechnologyName(eTechnology::Nr), "NR");
+  EXPECT_EQ(TechnologyName(eTechnology::None), "");
+}
+
+TEST(NamesTest, ANetworkHasAllDigitsOfItsCodes) {
+  EXPECT_EQ(PlmnText({.mcc = 262, .mnc = 2, .mncDigits = 2}), "262-02");
+  EXPECT_EQ(PlmnText({.mcc = 310, .mnc = 410, .mncDigits = 3}), "310-410");
+  EXPECT_EQ(PlmnText({.mcc = 1, .mnc = 1, .mncDigits = 3}), "001-001");
 }
 
 }  // namespace

@@ -91,36 +91,6 @@ void AppendNetwork(std::string& text, const sWords& words, const sCell& cell) {
 
 }  // namespace
 
-std::string_view TechnologyName(eTechnology technology) {
-  switch (technology) {
-    case eTechnology::Cdma:
-      return "CDMA";
-    case eTechnology::EvDo:
-      return "EV-DO";
-    case eTechnology::Gsm:
-      return "GSM";
-    case eTechnology::Wcdma:
-      return "WCDMA";
-    case eTechnology::TdScdma:
-      return "TD-SCDMA";
-    case eTechnology::Lte:
-      return "LTE";
-    case eTechnology::Nr:
-      return "NR";
-    case eTechnology::Ims:
-      return "IMS";
-    case eTechnology::Ip:
-      return "IP";
-    case eTechnology::None:
-      break;
-  }
-  return {};
-}
-
-std::string PlmnText(const sPlmn& plmn) {
-  return fmt::format("{:03}-{:0{}}", plmn.mcc, plmn.mnc, plmn.mncDigits);
-}
-
 void AppendCarrier(std::string& text, std::string_view before, eTechnology technology,
                    const sCell& cell) {
   const sWords words = WordsOf(technology);

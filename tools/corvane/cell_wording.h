@@ -8,12 +8,6 @@
 // Cells in words.
 namespace corvane::tools {
 
-// "LTE", "WCDMA"; empty for none.
-[[nodiscard]] std::string_view TechnologyName(eTechnology technology);
-
-// "262-02", "310-410"
-[[nodiscard]] std::string PlmnText(const sPlmn& plmn);
-
 // Appends which cell on which carrier it is, `before` in front of it, in the words of its network:
 // "PCI 324 EARFCN 1825", "PSC 291 UARFCN 10713", "BSIC 43 ARFCN 871". Nothing when neither is
 // known.

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "corvane/cell_wording.h"
+#include "describe/names.h"
 #include "reader/utc_time.h"
 
 namespace corvane::tools {
