@@ -236,7 +236,7 @@ void cSignallingExport::ShowMessage(const sShown& shown, const sSignalling& sign
   if (writer->Add(frame)) {
     ++messages;
   } else {
-    unshown.AddUncarried(shown.description);
+    unshown.Add(shown.description, "the format cannot carry it");
   }
 }
 

@@ -6,14 +6,7 @@
 namespace corvane {
 
 void cUnshownMessages::Add(const sDescription& description, std::string_view reason) {
-  Add({description.logCode.value_or(0), description.version, std::string(reason)});
-}
-
-void cUnshownMessages::AddUncarried(const sDescription& description) {
-  Add({description.logCode.value_or(0), std::nullopt, "the format cannot carry it"});
-}
-
-void cUnshownMessages::Add(sKey key) {
+  sKey key{description.logCode.value_or(0), description.version, std::string(reason)};
   if (Count(key, kMostKept)) {
     return;
   }

@@ -23,9 +23,6 @@ class cUnshownMessages {
 
   void Add(const sDescription& description, std::string_view reason);
 
-  // Counts a message that the format has no form for, whatever the version of its layout.
-  void AddUncarried(const sDescription& description);
-
   // A sentence for each: "12 packets are not shown: 0xB821 NR RRC OTA packet, version 8, channel
   // 25".
   [[nodiscard]] std::vector<std::string> Notes() const;
@@ -38,8 +35,6 @@ class cUnshownMessages {
 
     friend auto operator<=>(const sKey&, const sKey&) = default;
   };
-
-  void Add(sKey key);
 
   // False when there is no room for another key: `most` are there.
   [[nodiscard]] bool Count(const sKey& key, std::size_t most);
