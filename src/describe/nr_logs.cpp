@@ -33,8 +33,8 @@ constexpr std::array<sRrcLayout, 5> kRrcLayouts = {{
     {{7, 8, 9}, 0, 9, 17, 22, 0, 24},
     {{12, 14}, 0, 9, 16, 21, 0, 23},
     {{17}, 9, 17, 24, 29, 0, 31},
-    {{19, 20, 25}, 9, 17, 24, 29, 0, 32},
-    {{23, 24, 26, 28}, 9, 17, 24, 29, 34, 35},
+    {{19, 20, 25}, 0, 17, 24, 29, 0, 32},
+    {{23, 24, 26, 28}, 0, 17, 24, 29, 34, 35},
 }};
 
 // The first nine are channels of the radio interface. Behind them are messages that come within

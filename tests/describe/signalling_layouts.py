@@ -129,7 +129,7 @@ def nr_payload(version, number, message, segment=0):
             payload.put(34, 1, segment)
     payload.put(0, 4, version).put(6, 1, 3).put(7, 2, 1007).append(message)
     fields = {"bearer": 3, "cell": 1007, "frequency": 505758}
-    return payload, fields if version < 17 else {**fields, "ncgi": NCGI}
+    return payload, fields if version != 17 else {**fields, "ncgi": NCGI}
 
 
 WCDMA = {
