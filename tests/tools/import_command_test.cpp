@@ -118,13 +118,12 @@ TEST_F(ImportCommandTest, AStreamBecomesACapture) {
 
 // A text, a pcapng file's header, frames with a wrong checksum, one that never ends.
 TEST_F(ImportCommandTest, WithoutADiagFrameThereIsNoCapture) {
-  const std::string_view prose = "Drive of 2024-05-17, ~40 km\nno ~ frame\n";
+  const std::string_view prose = "Drive of 2024-05-17, 40 km\nno frame\n";
   for (const ByteVector& bytes : std::initializer_list<ByteVector>{
-           {},
            ByteVector(prose.begin(), prose.end()),
+           ByteVector(300'000, '.'),
            Hex("0A 0D 0D 0A 1C 00 00 00 4D 3C 2B 1A 01 00 00 00 FF FF FF FF FF FF FF FF 1C 00 00 "
                "00"),
-           Hex("11 22 33 44 7E 11 22 33 44 7E"),
            Hex("10 00 0C 00 0C 00"),
        }) {
     Write("drive.hdlc", bytes);
@@ -137,8 +136,24 @@ TEST_F(ImportCommandTest, WithoutADiagFrameThereIsNoCapture) {
   }
 }
 
-TEST_F(ImportCommandTest, TheOldCaptureStaysWhereTheStreamHasNoFrame) {
+TEST_F(ImportCommandTest, BadFramesAloneAreToldAndMakeACapture) {
+  Write("drive.hdlc", Hex("11 22 33 44 7E 11 22 33 44 7E"));
+  EXPECT_EQ(Run({"PATH/drive.hdlc", "-o", "PATH/drive.isf"}), 0);
+  EXPECT_EQ(errors,
+            "corvane import: PATH/drive.hdlc: the frame at offset 0 has a wrong checksum\n"
+            "corvane import: PATH/drive.hdlc: the frame at offset 5 has a wrong checksum\n");
+  EXPECT_THAT(FilesLeft(), UnorderedElementsAre("drive.hdlc", "drive.isf"));
+}
+
+TEST_F(ImportCommandTest, AnEmptyStreamMakesACaptureWithoutPackets) {
   Write("drive.hdlc", {});
+  EXPECT_EQ(Run({"PATH/drive.hdlc", "-o", "PATH/drive.isf"}), 0);
+  EXPECT_EQ(errors, "");
+  EXPECT_THAT(FilesLeft(), UnorderedElementsAre("drive.hdlc", "drive.isf"));
+}
+
+TEST_F(ImportCommandTest, TheOldCaptureStaysWhereTheStreamHasNoFrame) {
+  Write("drive.hdlc", Hex("10 00 0C"));
   Write("drive.isf", Hex("01 02 03"));
   EXPECT_EQ(Run({"PATH/drive.hdlc", "-o", "PATH/drive.isf", "--overwrite"}), 1);
   EXPECT_EQ(Content("drive.isf"), Hex("01 02 03"));

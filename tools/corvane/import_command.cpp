@@ -111,6 +111,16 @@ void ReportResult(const sImportReport& report, std::ostream& out) {
   return losses;
 }
 
+// Whether the stream is something else altogether: it has bytes, and no flag that ends a frame. A
+// stream of bad frames alone is one, and so is an empty one.
+[[nodiscard]] bool HasNoFrame(const sImportReport& report) {
+  if (report.packets != 0 || report.badFrames != 1) {
+    return false;
+  }
+  const eFrameFault fault = report.firstBadFrames.front().fault;
+  return fault == eFrameFault::Unfinished || fault == eFrameFault::TooLong;
+}
+
 // One run of the command.
 class cImportRun {
  public:
@@ -133,7 +143,7 @@ class cImportRun {
     }
     ReportResult(report, out);
     for (const std::string& loss : Losses(report)) {
-      Tell(fmt::format("{}: {}", request.input, loss));
+      Tell(fmt::format("{}: {}", AskedFor(request.input), loss));
     }
     return out ? kExitGood : Fail("the output cannot be written");
   }
@@ -199,7 +209,7 @@ class cImportRun {
     }
     const std::uint32_t error = import.Finish();
     report = import.Report();
-    if (error == 0 && report.packets == 0) {
+    if (error == 0 && HasNoFrame(report)) {
       Tell(fmt::format("no DIAG frame was found in {}: is it a raw DIAG stream?",
                        AskedFor(request.input)));
       return false;
