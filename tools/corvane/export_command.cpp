@@ -15,6 +15,7 @@
 #include "corvane/choice_option.h"
 #include "corvane/command_line.h"
 #include "corvane/live_export.h"
+#include "corvane/live_output.h"
 #include "corvane/new_file.h"
 #include "corvane/reading_commands.h"
 #include "corvane/standard_streams.h"
@@ -149,7 +150,7 @@ std::optional<std::string> ObstacleTo(const sExportRequest& request) {
   if (isStream && request.stream.empty()) {
     return "the name of the output is empty";
   }
-  if (isStream && request.stream == kStandardOutput) {
+  if (isStream && (request.stream == kStandardOutput || IsPipeName(request.stream))) {
     return std::nullopt;
   }
   if (AreSame(request.path, isStream ? request.stream : request.output)) {

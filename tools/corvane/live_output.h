@@ -31,6 +31,10 @@ class cLiveOutput : public cByteSink {
 // Standard output, which takes bytes as they are.
 [[nodiscard]] std::unique_ptr<cLiveOutput> MakeLiveStandardOutput();
 
+// Whether `path` is the name of a pipe, which is no file to look at or to overwrite: looking at it
+// could take its only instance.
+[[nodiscard]] bool IsPipeName(const std::string& path);
+
 // The pipe at `path`, or the file, which is emptied or made. A FIFO's reader is waited for, ten
 // seconds. Null when it cannot be opened; `problem` then receives why, as a sentence for the user,
 // or nothing when a stop was requested.

@@ -177,6 +177,9 @@ std::unique_ptr<cLiveOutput> MakeLiveStandardOutput() {
   return std::make_unique<cPosixLiveOutput>(STDOUT_FILENO);
 }
 
+// A FIFO has a name like any file, and is told from one by looking.
+bool IsPipeName(const std::string&) { return false; }
+
 std::unique_ptr<cLiveOutput> OpenLiveOutput(const std::string& path, std::string& problem) {
   SurviveClosedPipes();
   auto output = std::make_unique<cPosixLiveOutput>();

@@ -102,8 +102,10 @@ std::unique_ptr<cLiveOutput> MakeLiveStandardOutput() {
       reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(stdout))));
 }
 
+bool IsPipeName(const std::string& path) { return path.starts_with(R"(\\.\pipe\)"); }
+
 std::unique_ptr<cLiveOutput> OpenLiveOutput(const std::string& path, std::string& problem) {
-  const bool isPipe = path.starts_with(R"(\\.\pipe\)");
+  const bool isPipe = IsPipeName(path);
   const auto end = steady_clock::now() + kReaderPatience;
   for (;;) {
     FileHandle file(CreateFileA(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr,
