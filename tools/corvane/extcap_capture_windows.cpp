@@ -238,6 +238,9 @@ class cStandardOutputLog {
   // Closes the file, so that it can be removed. What is printed later goes nowhere.
   ~cStandardOutputLog() {
     const int nowhere = _open("NUL", _O_WRONLY);
+    if (nowhere < 0) {
+      return;
+    }
     _dup2(nowhere, _fileno(stdout));
     _close(nowhere);
   }
