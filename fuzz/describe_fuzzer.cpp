@@ -145,8 +145,8 @@ void CheckDescription(const sDescription& told, std::size_t size) {
   // An argument of a hashed message has few characters; one in a text 100, each at most 4 long.
   Require(words.size() <= 1000 + 104 * item.bytes.size(), "words are few");
   Require(!words.empty(), "an item has words");
-  Require(told.sort == eItemSort::Text ? IsReadable(words) : IsPrintable(words),
-          "words can be printed");
+  const bool hasForeignText = told.sort == eItemSort::Text || told.sort == eItemSort::Message;
+  Require(hasForeignText ? IsReadable(words) : IsPrintable(words), "words can be printed");
   return words;
 }
 

@@ -89,6 +89,10 @@ INPUTS = {
         MESSAGE,
         message(0x79, 4, struct.pack("<4I", 7, 255, 0xABCD, 27) + b"n %d %#06x %s %c%%\0cm.c\0"),
     ),
+    "message-of-another-language": (
+        MESSAGE,
+        message(0x79, 0, "Verbindung verloren: Zähler\0häufig.c\0".encode() + b"\xD1\x9C"),
+    ),
     "message-that-wants-more": (MESSAGE, message(0x79, 0, b"%d %99999999d %n %*d\0cm.c\0")),
     "hashed-message": (MESSAGE, message(0x92, 2, struct.pack("<3I", 0xDEADBEEF, 1, 2))),
     "newer-hashed-message": (
