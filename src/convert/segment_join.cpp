@@ -18,7 +18,7 @@ constexpr std::size_t kLongestMessage = 40 + 65535;
   if (part.syntax != eSyntax::Ip) {
     return part.segmentNumber == 1;
   }
-  // Whether a log counts from 0 or from 1 shows at its part 1: it begins a packet, or does not.
+  // Segment 1 shows whether a log counts from 0 or from 1: it begins a packet, or does not.
   return part.segmentNumber == 0 ||
          (part.segmentNumber == 1 && StatedIpLength(part.message) >= part.message.size());
 }
