@@ -242,7 +242,7 @@ inline constexpr std::uint32_t kSizeForAll = 8;
 // A packet of a multi-SIM modem in its wrapper.
 namespace wrapper {
 
-inline constexpr std::uint32_t kVersion = 1;  // one byte, 1; zeros up to the next
+inline constexpr std::uint32_t kVersion = 1;       // one byte, 1; zeros up to the next
 inline constexpr std::uint32_t kSubscription = 4;  // 32 bits, counted from 1; 0 and -1 mean 1
 inline constexpr std::uint32_t kPacket = 8;        // a whole packet, command code included
 

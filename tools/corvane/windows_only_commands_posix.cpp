@@ -26,8 +26,8 @@ std::vector<sExtcapInterface> DeviceInterfaces() { return {}; }
 std::vector<sExtcapOption> DeviceOptions() { return {}; }
 
 int CaptureDevice(const sExtcapCapture& wanted, std::ostream& errors) {
-  errors << "corvane: there is no interface \""
-         << wanted.interfaceName << "\": only the Windows build, corvane.exe, captures from devices\n";
+  errors << "corvane: there is no interface \"" << wanted.interfaceName
+         << "\": only the Windows build, corvane.exe, captures from devices\n";
   return kExitFailed;
 }
 
