@@ -48,7 +48,7 @@ class cRebuiltPackets final : public cRebuiltPacketSink {
 
 }  // namespace
 
-cISFStore::cISFStore(const sStoreSeams& calls) : seams(calls) {}
+cISFStore::cISFStore(sStoreSeams calls) : seams(std::move(calls)) {}
 
 cISFStore::~cISFStore() { Close(); }
 

@@ -43,7 +43,7 @@ struct sStoreSeams {
 // the growing file, and a crash of this one loses nothing that was added.
 class cISFStore {
  public:
-  explicit cISFStore(const sStoreSeams& seams = {});
+  explicit cISFStore(sStoreSeams seams = {});
   cISFStore(const cISFStore&) = delete;
   cISFStore& operator=(const cISFStore&) = delete;
   // Closes the file first.
