@@ -37,8 +37,9 @@ std::optional<sJoinedMessage> cSegmentJoin::Add(const sSource& source, std::uint
   if (isWhole && messages.Entries().empty()) {
     return std::nullopt;
   }
-  const sKey key{source,    *description.logCode, part.channel,
-                 part.link, part.radioBearer,     part.packetNumber};
+  const sKey key{source,           {*description.logCode, description.version},
+                 part.channel,     part.link,
+                 part.radioBearer, part.packetNumber};
   if (isWhole) {
     Drop(key);
     return std::nullopt;
@@ -74,7 +75,7 @@ bool cSegmentJoin::Continue(const sKey& key, std::uint64_t item, const sSignalli
 void cSegmentJoin::Break(const sKey& key, const sMessage* message, const sSignalling& part) {
   // The parts behind the missing one are of the message that was counted at the first of them.
   if (message == nullptr || !message->broken) {
-    ++dropped[key.logCode];
+    ++dropped[key.log];
   }
   if (IsLastPart(part)) {
     messages.Erase(key);
@@ -88,7 +89,7 @@ void cSegmentJoin::Break(const sKey& key, const sMessage* message, const sSignal
 void cSegmentJoin::Keep(const sKey& key, sMessage message) {
   const auto forgotten = messages.Put(key, std::move(message));
   if (forgotten && !forgotten->second.broken) {
-    ++dropped[forgotten->first.logCode];
+    ++dropped[forgotten->first.log];
   }
 }
 
@@ -98,7 +99,7 @@ void cSegmentJoin::Drop(const sKey& key) {
     return;
   }
   if (!message->broken) {
-    ++dropped[key.logCode];
+    ++dropped[key.log];
   }
   messages.Erase(key);
 }
@@ -114,11 +115,11 @@ sJoinedMessage cSegmentJoin::Take(const sKey& key, const sDescription& last) {
   return joined;
 }
 
-std::map<std::uint16_t, std::uint64_t> cSegmentJoin::Incomplete() const {
+std::map<sLogLayout, std::uint64_t> cSegmentJoin::Incomplete() const {
   auto counts = dropped;
   for (const auto& [key, message] : messages.Entries()) {
     if (!message.broken) {
-      ++counts[key.logCode];
+      ++counts[key.log];
     }
   }
   return counts;

@@ -15,6 +15,14 @@
 
 namespace corvane {
 
+// A log code, and the version of its layout where it has one.
+struct sLogLayout {
+  std::uint16_t logCode = 0;
+  std::optional<std::uint32_t> version;
+
+  friend auto operator<=>(const sLogLayout&, const sLogLayout&) = default;
+};
+
 // Joins the messages whose log cuts long ones into parts: RRC of LTE and NR, and IP packets.
 //
 // The parts of a message are joined in the order in which they stand in the capture. A part that is
@@ -28,15 +36,15 @@ class cSegmentJoin {
   [[nodiscard]] std::optional<sJoinedMessage> Add(const sSource& source, std::uint64_t item,
                                                   const sDescription& description);
 
-  // How many messages of each log code were not joined until now: those with a part missing, and
-  // those whose last part has not come.
-  [[nodiscard]] std::map<std::uint16_t, std::uint64_t> Incomplete() const;
+  // How many messages of each log and version were not joined until now: those with a part missing,
+  // and those whose last part has not come.
+  [[nodiscard]] std::map<sLogLayout, std::uint64_t> Incomplete() const;
 
  private:
   // What tells the messages under construction apart.
   struct sKey {
     sSource source;
-    std::uint16_t logCode = 0;
+    sLogLayout log;
     std::string_view channel;  // the syntax of a whole message can be another than its segments'
     std::optional<eLink> link;
     std::optional<std::uint8_t> radioBearer;
@@ -65,7 +73,7 @@ class cSegmentJoin {
   [[nodiscard]] sJoinedMessage Take(const sKey& key, const sDescription& last);
 
   cRecentMap<sKey, sMessage> messages{256};
-  std::map<std::uint16_t, std::uint64_t> dropped;
+  std::map<sLogLayout, std::uint64_t> dropped;
 };
 
 }  // namespace corvane

@@ -8,6 +8,7 @@
 #include "convert/log_lines.h"
 #include "convert/rebuilt_blocks.h"
 #include "describe/log_packets.h"
+#include "describe/names.h"
 #include "diag/little_endian.h"
 #include "diag/packets.h"
 
@@ -318,9 +319,12 @@ std::vector<std::string> cSignallingExport::Notes() const {
   for (std::string& note : unshown.Notes()) {
     notes.push_back(std::move(note));
   }
-  for (const auto& [logCode, count] : segments.Incomplete()) {
+  for (const auto& [log, count] : segments.Incomplete()) {
     notes.push_back(CountText(count, "message lacks parts and is", "messages lack parts and are") +
-                    " not shown: " + LogCodeText(logCode));
+                    " not shown: " + LogCodeText(log.logCode));
+    if (log.version) {
+      notes.back() += ", version " + VersionText(log.logCode, *log.version);
+    }
   }
   if (rebuiltLeftOut != 0) {
     notes.push_back(CountText(rebuiltLeftOut,

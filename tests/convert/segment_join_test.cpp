@@ -10,7 +10,7 @@ namespace {
 constexpr std::uint16_t kLteRrc = 0xB0C0;
 constexpr std::uint16_t kIpData = 0x11EB;
 
-using Counts = std::map<std::uint16_t, std::uint64_t>;
+using Counts = std::map<sLogLayout, std::uint64_t>;
 
 struct sJoiner {
   cSegmentJoin join;
@@ -18,6 +18,7 @@ struct sJoiner {
   std::uint16_t logCode = kLteRrc;
   sSignalling part;
   std::uint64_t item = 0;
+  std::optional<std::uint32_t> version;
 
   sJoiner() {
     part.syntax = eSyntax::LteDlDcch;
@@ -29,6 +30,7 @@ struct sJoiner {
   std::optional<sJoinedMessage> Add(std::uint16_t number, eSegment segment, ByteVector bytes) {
     sDescription description;
     description.logCode = logCode;
+    description.version = version;
     description.modemTime = 1000 + item;
     part.segment = segment;
     part.segmentNumber = number;
@@ -55,7 +57,7 @@ struct sJoiner {
 
   std::uint64_t Incomplete() const {
     const auto counts = join.Incomplete();
-    const auto found = counts.find(logCode);
+    const auto found = counts.find({logCode, version});
     return found == counts.end() ? 0 : found->second;
   }
 };
@@ -141,12 +143,15 @@ TEST(SegmentJoinTest, MessagesOfOtherKindsGrowSideBySide) {
   joiner.logCode = 0xB821;
   EXPECT_FALSE(joiner.Rrc(1));
   joiner.part.channel = "DL-CCCH";
+  joiner.version = 26;
   EXPECT_FALSE(joiner.Rrc(1));
-  EXPECT_EQ(joiner.join.Incomplete(), (Counts{{kLteRrc, 3}, {0xB821, 2}}));
+  EXPECT_EQ(joiner.join.Incomplete(),
+            (Counts{{{kLteRrc, std::nullopt}, 3}, {{0xB821, std::nullopt}, 1}, {{0xB821, 26}, 1}}));
 
   auto joined = joiner.Rrc(7);
   ASSERT_TRUE(joined);
   EXPECT_EQ(joined->items, (std::vector<std::uint64_t>{4, 5}));
+  joiner.version.reset();
   joiner.part.channel = "DL-DCCH";
   EXPECT_TRUE(joiner.Rrc(7));
   joiner.logCode = kLteRrc;

@@ -482,7 +482,7 @@ class Unshown(unittest.TestCase):
             self.messages(first),
             [
                 "0 messages of 1 item",
-                "1 message lacks parts and is not shown: 0xB0C0 LTE RRC OTA message",
+                "1 message lacks parts and is not shown: 0xB0C0 LTE RRC OTA message, version 30",
             ],
         )
 
