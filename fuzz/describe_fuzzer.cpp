@@ -21,7 +21,7 @@
 #include "capture/isf/layout.h"
 #include "convert/item_description.h"
 #include "convert/rebuilt_blocks.h"
-#include "corvane/item_wording.h"
+#include "corvane/reading/item_wording.h"
 #include "describe/description.h"
 #include "describe/message_names.h"
 

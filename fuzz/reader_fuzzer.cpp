@@ -14,7 +14,7 @@
 #include <span>
 #include <tuple>
 
-#include "corvane/capture_summary.h"
+#include "corvane/reading/capture_summary.h"
 #include "fuzz/file_script.h"
 #include "reader/capture_file.h"
 

@@ -20,6 +20,8 @@ MAY_INCLUDE = {
     "reader": ("capture/isf", "platform"),
     "describe": ("diag", "ota/bit_cursor.h", "platform"),
     "convert": ("reader", "describe", "capture/isf", "ota/bit_cursor.h", "diag", "platform"),
+    "analysis": ("convert", "reader", "describe", "capture/isf", "filters", "diag", "platform"),
+    "rewrite": ("convert", "reader", "describe", "capture/isf", "diag", "platform"),
 }
 
 # Headers that lie outside the rooms.

@@ -1,4 +1,4 @@
-#include "corvane/capture_checks.h"
+#include "corvane/capture/capture_checks.h"
 
 #include <fmt/format.h>
 #include <gtest/gtest.h>

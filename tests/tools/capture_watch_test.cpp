@@ -1,4 +1,4 @@
-#include "corvane/capture_watch.h"
+#include "corvane/capture/capture_watch.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "corvane/import_command.h"
+#include "corvane/making/import_command.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -12,7 +12,7 @@
 
 #include "convert/framing.h"
 #include "convert/modem_time.h"
-#include "corvane/command_line.h"
+#include "corvane/command/command_line.h"
 #include "reader/capture_builder.h"
 #include "support/capture_decoder.h"
 #include "support/temp_directory.h"

@@ -1,11 +1,11 @@
-#include "corvane/reading_commands.h"
+#include "corvane/reading/reading_commands.h"
 
 #include <gtest/gtest.h>
 
 #include <sstream>
 
-#include "corvane/capture_summary.h"
-#include "corvane/cells_seen.h"
+#include "corvane/reading/capture_summary.h"
+#include "corvane/reading/cells_seen.h"
 #include "reader/capture_builder.h"
 #include "support/temp_directory.h"
 

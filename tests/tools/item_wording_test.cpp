@@ -1,4 +1,4 @@
-#include "corvane/item_wording.h"
+#include "corvane/reading/item_wording.h"
 
 #include <gtest/gtest.h>
 

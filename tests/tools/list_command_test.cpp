@@ -1,4 +1,4 @@
-#include "corvane/reading_commands.h"
+#include "corvane/reading/reading_commands.h"
 
 #include <gtest/gtest.h>
 
@@ -6,7 +6,7 @@
 #include <iostream>
 #include <sstream>
 
-#include "corvane/command_line.h"
+#include "corvane/command/command_line.h"
 #include "reader/capture_builder.h"
 #include "support/temp_directory.h"
 

@@ -3,7 +3,7 @@
 #include <regex>
 #include <sstream>
 
-#include "corvane/reading_commands.h"
+#include "corvane/reading/reading_commands.h"
 #include "reader/capture_builder.h"
 #include "support/temp_directory.h"
 

@@ -1,4 +1,4 @@
-#include "corvane/live_export.h"
+#include "corvane/live/live_export.h"
 
 #include <gtest/gtest.h>
 

@@ -7,7 +7,7 @@
 #include <memory>
 #include <string>
 
-#include "corvane/live_output.h"
+#include "corvane/live/live_output.h"
 #include "support/temp_directory.h"
 
 namespace corvane::tools {

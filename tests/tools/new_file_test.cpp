@@ -1,4 +1,4 @@
-#include "corvane/new_file.h"
+#include "corvane/making/new_file.h"
 
 #include <gtest/gtest.h>
 

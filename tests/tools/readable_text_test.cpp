@@ -1,4 +1,4 @@
-#include "corvane/readable_text.h"
+#include "corvane/command/readable_text.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "corvane/wireshark_command.h"
+#include "corvane/live/wireshark_command.h"
 
 #include <gtest/gtest.h>
 
@@ -6,10 +6,10 @@
 #include <iterator>
 #include <sstream>
 
-#include "corvane/command_line.h"
-#include "corvane/extcap_answers.h"
-#include "corvane/extcap_command.h"
-#include "corvane/installed_files.h"
+#include "corvane/command/command_line.h"
+#include "corvane/live/extcap_answers.h"
+#include "corvane/live/extcap_command.h"
+#include "corvane/live/installed_files.h"
 #include "support/temp_directory.h"
 
 namespace corvane::tools {

@@ -1,3 +1,3 @@
-#include "corvane/command_line.h"
+#include "corvane/command/command_line.h"
 
 int main(int argc, char** argv) { return corvane::tools::RunCommandLine(argc, argv); }

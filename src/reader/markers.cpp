@@ -1,0 +1,88 @@
+#include "reader/markers.h"
+
+#include <algorithm>
+#include <string_view>
+
+#include "reader/utc_time.h"
+
+namespace corvane {
+namespace {
+
+// A longer line is no marker: nobody types that much.
+constexpr std::size_t kLongestLine = 65536;
+
+[[nodiscard]] std::optional<sMarker> ParseLine(std::string_view line) {
+  if (line.ends_with('\r')) {  // somebody edited the file
+    line.remove_suffix(1);
+  }
+  const std::size_t blank = line.find(' ');
+  const auto time = ParseUtc(line.substr(0, blank));
+  // A time of this file names its Z: one without it was written by something else.
+  if (!time || blank == 0 || line[std::min(blank, line.size()) - 1] != 'Z') {
+    return std::nullopt;
+  }
+  return sMarker{*time, std::string(blank == line.npos ? "" : line.substr(blank + 1))};
+}
+
+}  // namespace
+
+std::string MarkerPath(const std::string& capturePath) { return capturePath + ".marks"; }
+
+std::string MarkerLine(const sMarker& marker) {
+  std::string line = FormatUtc(marker.time) + ' ' + marker.text;
+  const auto isControl = [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; };
+  std::replace_if(line.begin(), line.end(), isControl, ' ');
+  return line + '\n';
+}
+
+bool AddMarker(const std::string& capturePath, const sMarker& marker) {
+  std::ofstream marks(MarkerPath(capturePath), std::ios::app | std::ios::binary);
+  const std::string line = MarkerLine(marker);
+  marks.write(line.data(), static_cast<std::streamsize>(line.size()));
+  marks.close();
+  return marks.good();
+}
+
+cMarkerReader::cMarkerReader(const std::string& capturePath) : path(MarkerPath(capturePath)) {
+  LookAgain();
+}
+
+void cMarkerReader::LookAgain() {
+  // Opened anew: the file may not have been there, and a stream at its end stays there.
+  file = std::ifstream(path, std::ios::binary);
+  file.seekg(position);
+  atEnd = !file.is_open();
+}
+
+bool cMarkerReader::ReadLine(std::string& line) {
+  line.clear();
+  std::streamoff read = 0;
+  for (char character = 0; file.get(character);) {
+    ++read;
+    if (character == '\n') {
+      position += read;
+      return true;
+    }
+    if (line.size() <= kLongestLine) {
+      line += character;
+    }
+  }
+  return false;
+}
+
+std::optional<sMarker> cMarkerReader::NextUntil(std::uint64_t itemTime) {
+  for (std::string line; !waiting && !atEnd;) {
+    atEnd = !ReadLine(line);
+    if (!atEnd && line.size() <= kLongestLine) {
+      waiting = ParseLine(line);
+    }
+  }
+  if (!waiting || waiting->time > itemTime) {
+    return std::nullopt;
+  }
+  std::optional<sMarker> due;
+  due.swap(waiting);
+  return due;
+}
+
+}  // namespace corvane

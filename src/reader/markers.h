@@ -1,0 +1,53 @@
+#pragma once
+
+#include <cstdint>
+#include <fstream>
+#include <optional>
+#include <string>
+
+// Markers that a user sets during a capture. They stand in a file beside it, because the capture
+// has only what the recorder writes.
+namespace corvane {
+
+struct sMarker {
+  std::uint64_t time = 0;  // milliseconds since 1601-01-01 UTC
+  std::string text;        // UTF-8 as a rule, one line; may be empty
+};
+
+// "drive.isf.marks" for "drive.isf".
+[[nodiscard]] std::string MarkerPath(const std::string& capturePath);
+
+// A marker as a line of its file, line end included: its time as FormatUtc writes it, a blank and
+// the text. A control character of the text, a line break among them, becomes a blank.
+[[nodiscard]] std::string MarkerLine(const sMarker& marker);
+
+// Adds a marker behind those that the capture has; makes the file where there is none. The line is
+// written whole, in one piece: several programs may add markers at once. False when it cannot be
+// written.
+[[nodiscard]] bool AddMarker(const std::string& capturePath, const sMarker& marker);
+
+// The markers of a capture, in the order in which they were set, to be shown between its items.
+class cMarkerReader {
+ public:
+  // A capture without markers has none to give.
+  explicit cMarkerReader(const std::string& capturePath);
+
+  // The next marker that belongs in front of an item of this time: set before it, or in the same
+  // millisecond. Nothing when there is none. Lines that are no markers are passed over, and so is a
+  // last line without its end, which may still be written.
+  [[nodiscard]] std::optional<sMarker> NextUntil(std::uint64_t itemTime);
+
+  // Takes up what was added since the last marker was found to be the last.
+  void LookAgain();
+
+ private:
+  [[nodiscard]] bool ReadLine(std::string& line);
+
+  std::string path;
+  std::ifstream file;
+  std::streamoff position = 0;  // behind the last whole line
+  bool atEnd = false;
+  std::optional<sMarker> waiting;  // belongs behind the items so far
+};
+
+}  // namespace corvane

@@ -1,0 +1,144 @@
+#include "corvane/capture/host_windows.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <condition_variable>
+#include <mutex>
+#include <stdexcept>
+#include <tuple>
+#include <utility>
+
+namespace corvane::tools {
+namespace {
+
+constexpr wchar_t kLibraryName[] = L"corvane.dll";
+
+// The full path, so that no other folder of the library search path can supply the DLL.
+[[nodiscard]] std::wstring LibraryPath() {
+  std::array<wchar_t, 32768> program{};  // the longest path that Windows knows
+  const DWORD length =
+      GetModuleFileNameW(nullptr, program.data(), static_cast<DWORD>(program.size()));
+  const std::wstring path(program.data(), length);
+  return path.substr(0, path.find_last_of(L'\\') + 1) + kLibraryName;
+}
+
+template <typename Function>
+void FindExport(HMODULE library, const char* name, Function& function) {
+  // By way of void*, the one pointer type to which a function pointer of unknown type converts
+  // without a warning.
+  function = reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(library, name)));
+  if (function == nullptr) {
+    throw std::runtime_error(fmt::format("corvane.dll has no function {}", name));
+  }
+}
+
+// What the system's handler thread and the capture tell each other. It outlives every cWindowsHost,
+// because a handler that is already running cannot be called off.
+struct sStopState {
+  std::mutex mutex;
+  std::condition_variable changed;
+  bool requested = false;
+  bool finished = false;
+};
+
+sStopState& State() {
+  static sStopState state;
+  return state;
+}
+
+BOOL WINAPI OnConsoleControl(DWORD control) {
+  sStopState& state = State();
+  std::unique_lock guard(state.mutex);
+  state.requested = true;
+  state.changed.notify_all();
+  // Windows ends the process when a handler of these returns, so it stays until the file is closed.
+  if (control == CTRL_CLOSE_EVENT || control == CTRL_LOGOFF_EVENT ||
+      control == CTRL_SHUTDOWN_EVENT) {
+    state.changed.wait(guard, [&] { return state.finished; });
+  }
+  return TRUE;
+}
+
+}  // namespace
+
+cCaptureLibrary::cCaptureLibrary() : library(LoadLibraryW(LibraryPath().c_str())) {
+  if (library == nullptr) {
+    throw std::runtime_error(
+        fmt::format("corvane.dll, which belongs beside this program, cannot be loaded (error {})",
+                    GetLastError()));
+  }
+  FindExport(library.get(), "CorvaneStart", start);
+  FindExport(library.get(), "CorvaneStop", stop);
+}
+
+cWindowsHost::cWindowsHost() {
+  sStopState& state = State();
+  {
+    const std::lock_guard guard(state.mutex);
+    state.requested = state.finished = false;
+  }
+  if (!SetConsoleCtrlHandler(OnConsoleControl, TRUE)) {
+    throw std::runtime_error("Ctrl-C cannot be handled");
+  }
+}
+
+cWindowsHost::~cWindowsHost() {
+  SetConsoleCtrlHandler(OnConsoleControl, FALSE);
+  sStopState& state = State();
+  const std::lock_guard guard(state.mutex);
+  state.finished = true;
+  state.changed.notify_all();
+}
+
+bool cWindowsHost::WaitForStop(std::chrono::milliseconds time) {
+  sStopState& state = State();
+  std::unique_lock guard(state.mutex);
+  return state.changed.wait_for(guard, time, [&] { return state.requested; });
+}
+
+std::chrono::milliseconds cWindowsHost::Elapsed() {
+  return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() -
+                                                               started);
+}
+
+std::optional<std::uint64_t> FreeSpaceFor(const std::string& path) {
+  std::array<char, 32768> full{};
+  char* name = nullptr;  // where the file's name begins in `full`
+  const DWORD length =
+      GetFullPathNameA(path.c_str(), static_cast<DWORD>(full.size()), full.data(), &name);
+  if (length == 0 || length >= full.size() || name == nullptr) {
+    return std::nullopt;
+  }
+  *name = '\0';
+  ULARGE_INTEGER available{};  // to this user, which is less than there is where quotas are set
+  if (!GetDiskFreeSpaceExA(full.data(), &available, nullptr, nullptr)) {
+    return std::nullopt;
+  }
+  return available.QuadPart;
+}
+
+std::optional<std::uint64_t> cWindowsHost::FreeSpace(const std::string& path) {
+  return FreeSpaceFor(path);
+}
+
+std::vector<std::string> cWindowsHost::PresentComPorts() {
+  std::vector<std::string> names;
+  for (sComPort& port : SortedComPorts()) {
+    names.push_back(std::move(port.name));
+  }
+  return names;
+}
+
+std::vector<sComPort> SortedComPorts() {
+  // The system's order changes from call to call.
+  std::vector<sComPort> ports = ListComPorts();
+  std::sort(ports.begin(), ports.end(), [](const sComPort& left, const sComPort& right) {
+    return std::tuple(left.name.size(), left.name, left.description) <
+           std::tuple(right.name.size(), right.name, right.description);
+  });
+  return ports;
+}
+
+}  // namespace corvane::tools

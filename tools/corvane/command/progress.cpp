@@ -1,0 +1,54 @@
+#include "corvane/command/progress.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <iostream>
+#include <utility>
+
+#include "corvane/command/standard_streams.h"
+
+namespace corvane::tools {
+namespace {
+
+constexpr std::size_t kBarWidth = 30;
+constexpr std::chrono::milliseconds kRedraw(200);
+// The clock is looked at once in so many calls: it costs more than what is usually counted.
+constexpr std::uint32_t kCallsBetweenLooks = 1024;
+
+}  // namespace
+
+cProgress::cProgress(std::string work, std::uint64_t total)
+    : name(std::move(work)), all(total), isShown(total != 0 && StandardErrorIsTerminal()) {}
+
+cProgress::~cProgress() { Wipe(); }
+
+void cProgress::Show(std::uint64_t done) {
+  if (!isShown || ++calls < kCallsBetweenLooks) {
+    return;
+  }
+  calls = 0;
+  const auto now = std::chrono::steady_clock::now();
+  if (now >= next) {
+    next = now + kRedraw;
+    Draw(done);
+  }
+}
+
+void cProgress::Draw(std::uint64_t done) {
+  const double part = static_cast<double>(std::min(done, all)) / static_cast<double>(all);
+  const auto filled = static_cast<std::size_t>(part * static_cast<double>(kBarWidth));
+  const std::string bar =
+      fmt::format("{}  [{:<{}}] {:3.0f} %", name, std::string(filled, '#'), kBarWidth, part * 100);
+  std::cerr << '\r' << bar << std::flush;
+  length = std::max(length, bar.size());
+}
+
+void cProgress::Wipe() {
+  if (length != 0) {
+    std::cerr << '\r' << std::string(length, ' ') << '\r' << std::flush;
+    length = 0;
+  }
+}
+
+}  // namespace corvane::tools

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <iosfwd>
+#include <string>
+
+namespace corvane::tools {
+
+// A bar for work that takes longer than a second: "drive.isf  [#####     ]  48 %". It is drawn on
+// standard error, and only where that is a terminal; it is wiped out when the work ends, before
+// anything else is written there. Showing it costs next to nothing: call Show as often as is handy.
+class cProgress {
+ public:
+  // `work` names it. `total` is the amount of work, in any unit; 0 where it is not known, and no
+  // bar is drawn.
+  cProgress(std::string work, std::uint64_t total);
+  cProgress(const cProgress&) = delete;
+  cProgress& operator=(const cProgress&) = delete;
+  // Wipes the bar out.
+  ~cProgress();
+
+  // So much is done.
+  void Show(std::uint64_t done);
+  // Wipes the bar out, so that a line can be written; the next Show draws it again.
+  void Wipe();
+
+ private:
+  void Draw(std::uint64_t done);
+
+  const std::string name;
+  const std::uint64_t all;
+  const bool isShown;  // standard error is a terminal
+  const std::chrono::steady_clock::time_point start = std::chrono::steady_clock::now();
+  std::chrono::steady_clock::time_point next = start + std::chrono::seconds(1);
+  std::uint32_t calls = 0;  // since the clock was last looked at
+  std::size_t length = 0;   // of the bar that stands in the terminal
+};
+
+}  // namespace corvane::tools

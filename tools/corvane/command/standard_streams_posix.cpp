@@ -1,0 +1,18 @@
+#include <unistd.h>
+
+#include <csignal>
+#include <tuple>
+
+#include "corvane/command/standard_streams.h"
+
+namespace corvane::tools {
+
+void MakeStandardOutputBinary() {}
+
+void MakeStandardInputBinary() {}
+
+bool StandardErrorIsTerminal() { return isatty(STDERR_FILENO) == 1; }
+
+void SurviveClosedPipes() { std::ignore = std::signal(SIGPIPE, SIG_IGN); }
+
+}  // namespace corvane::tools

@@ -1,0 +1,294 @@
+#include "corvane/making/import_command.h"
+
+#include <fmt/format.h>
+
+#include <array>
+#include <cerrno>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <memory>
+#include <optional>
+#include <span>
+#include <system_error>
+#include <tuple>
+#include <utility>
+
+#include "capture/isf/layout.h"
+#include "corvane/command/choice_option.h"
+#include "corvane/command/command_line.h"
+#include "corvane/making/new_file.h"
+#include "corvane/command/readable_text.h"
+#include "corvane/command/standard_streams.h"
+#include "reader/capture_file.h"
+#include "reader/utc_time.h"
+
+namespace corvane::tools {
+namespace {
+
+constexpr char kStandardInput[] = "-";
+constexpr char kStandardOutput[] = "-";
+
+[[nodiscard]] bool IsStandardInput(const std::string& path) { return path == kStandardInput; }
+
+// What the stream is called: without its folders, which are nobody else's business.
+[[nodiscard]] std::string NameOf(const std::string& path) {
+  if (IsStandardInput(path)) {
+    return "standard input";
+  }
+  const std::u8string name = std::filesystem::path(path).filename().u8string();
+  return name.empty() ? path : std::string(name.begin(), name.end());
+}
+
+// The stream as the user named it.
+[[nodiscard]] std::string AskedFor(const std::string& path) {
+  return IsStandardInput(path) ? "standard input" : path;
+}
+
+[[nodiscard]] bool BeginsAsCapture(std::span<const std::uint8_t> bytes) {
+  return bytes.size() >= isf::kHeaderSize && isf::IsHeader(bytes.first<isf::kHeaderSize>());
+}
+
+// "1 packet is", "1,204 packets are"
+[[nodiscard]] std::string Are(std::uint64_t count, const char* what) {
+  return fmt::format("{} {}{}", FormatCount(count), what, count == 1 ? " is" : "s are");
+}
+
+[[nodiscard]] std::string UtcOf(std::uint64_t fileTime) {
+  return FormatUtc(fileTime / isf::kFileTimeUnitsPerMillisecond);
+}
+
+void ReportResult(const sImportReport& report, std::ostream& out) {
+  std::string text = fmt::format("Packets:      {}\n", FormatCount(report.packets));
+  text += fmt::format("Items:        {}, from {} to {}\n", FormatCount(report.items),
+                      UtcOf(report.firstTime), UtcOf(report.lastTime));
+  if (report.opened != 0) {
+    text += fmt::format("Wrappers:     {} opened\n", FormatCount(report.opened));
+  }
+  if (report.dropped != 0) {
+    text += fmt::format("Wrappers:     {} dropped\n", FormatCount(report.dropped));
+  }
+  if (report.unstamped != 0) {
+    text += fmt::format("Times:        {} without a time stamp, dated like the item before\n",
+                        FormatItems(report.unstamped));
+  }
+  if (report.nonsensicalTimes != 0) {
+    text += fmt::format("Times:        {} with a nonsensical stamp, dated like the item before\n",
+                        FormatItems(report.nonsensicalTimes));
+  }
+  if (report.undated != 0) {
+    text += fmt::format("Times:        {} dated 1980-01-06, where the clock of a modem begins\n",
+                        FormatItems(report.undated));
+  }
+  out << text << std::flush;
+}
+
+// What of the stream is not in the capture, a sentence each.
+[[nodiscard]] std::vector<std::string> Losses(const sImportReport& report) {
+  std::vector<std::string> losses;
+  for (const sBadFrame& frame : report.firstBadFrames) {
+    losses.push_back(
+        fmt::format("the frame at offset {} {}", frame.offset, FaultText(frame.fault)));
+  }
+  const std::uint64_t more = report.badFrames - report.firstBadFrames.size();
+  if (more != 0) {
+    losses.push_back(fmt::format("{} bad", Are(more, "more frame")));
+  }
+  for (std::size_t first = 0; first < report.refused.size(); ++first) {
+    if (report.refused[first] != 0) {
+      losses.push_back(fmt::format("{} left out: a capture holds none with the first byte 0x{:02X}",
+                                   Are(report.refused[first], "packet"), first));
+    }
+  }
+  if (report.tooLong != 0) {
+    losses.push_back(fmt::format("{} left out: longer than {} bytes", Are(report.tooLong, "packet"),
+                                 FormatCount(isf::kLongestPacket)));
+  }
+  if (report.brokenReports != 0) {
+    losses.push_back(
+        fmt::format("{} left out: not whole", Are(report.brokenReports, "event report")));
+  }
+  return losses;
+}
+
+// Whether the stream is something else altogether: it has bytes, and no flag that ends a frame. A
+// stream of bad frames alone is one, and so is an empty one.
+[[nodiscard]] bool HasNoFrame(const sImportReport& report) {
+  if (report.packets != 0 || report.badFrames != 1) {
+    return false;
+  }
+  const eFrameFault fault = report.firstBadFrames.front().fault;
+  return fault == eFrameFault::Unfinished || fault == eFrameFault::TooLong;
+}
+
+// One run of the command.
+class cImportRun {
+ public:
+  cImportRun(const sImportRequest& asked, std::ostream& result, std::ostream& complaints)
+      : request(asked), out(result), errors(complaints) {}
+
+  [[nodiscard]] int Run() {
+    if (!OpenInput()) {
+      return kExitFailed;
+    }
+    cNewFile output(request.output, request.overwrite);
+    if (const auto obstacle = FindObstacle(output)) {
+      return Fail(*obstacle);
+    }
+    if (!Import(output.WritePath())) {
+      return kExitFailed;
+    }
+    if (const auto obstacle = output.Complete()) {
+      return Fail(*obstacle);
+    }
+    ReportResult(report, out);
+    for (const std::string& loss : Losses(report)) {
+      Tell(fmt::format("{}: {}", AskedFor(request.input), loss));
+    }
+    return out ? kExitGood : Fail("the output cannot be written");
+  }
+
+ private:
+  void Tell(const std::string& what) { errors << fmt::format("corvane import: {}\n", what); }
+  int Fail(const std::string& what) {
+    Tell(what);
+    return kExitFailed;
+  }
+
+  [[nodiscard]] bool OpenInput() {
+    if (IsStandardInput(request.input)) {
+      MakeStandardInputBinary();
+      return true;
+    }
+    std::error_code ignored;  // what cannot be looked at is told by opening it
+    if (std::filesystem::is_directory(request.input, ignored)) {
+      Tell(fmt::format("{} is a folder", request.input));
+      return false;
+    }
+    errno = 0;
+    file.open(request.input, std::ios::binary);
+    if (!file.is_open()) {
+      Tell(fmt::format("{} cannot be read: {}", request.input,
+                       std::generic_category().message(errno)));
+    }
+    return file.is_open();
+  }
+
+  [[nodiscard]] std::optional<std::string> FindObstacle(cNewFile& output) const {
+    if (request.output.empty()) {
+      return "the name of the capture file is empty";
+    }
+    if (request.output == kStandardOutput) {
+      return "a capture needs a file: it cannot be written to standard output";
+    }
+    std::error_code ignored;  // files that cannot be compared are not the same one
+    if (std::filesystem::equivalent(request.input, request.output, ignored)) {
+      return fmt::format("the capture would overwrite the stream {}", request.input);
+    }
+    if (auto obstacle = output.Begin()) {
+      return obstacle;
+    }
+    if (output.WritePath() == request.output) {
+      return fmt::format("{} is no file, and a capture needs one", request.output);
+    }
+    return std::nullopt;
+  }
+
+  // Writes the capture into `path`. What goes wrong is told.
+  [[nodiscard]] bool Import(const std::string& path) {
+    errno = 0;
+    auto capture = std::make_unique<std::ofstream>(path, std::ios::binary | std::ios::trunc);
+    if (!capture->is_open()) {
+      Tell(fmt::format("{} cannot be written: {}", request.output,
+                       std::generic_category().message(errno)));
+      return false;
+    }
+    cImport import(std::move(capture), {NameOf(request.input), request.wrapped});
+    if (!FeedAll(import)) {
+      return false;
+    }
+    const std::uint32_t error = import.Finish();
+    report = import.Report();
+    if (error == 0 && HasNoFrame(report)) {
+      Tell(fmt::format("no DIAG frame was found in {}: is it a raw DIAG stream?",
+                       AskedFor(request.input)));
+      return false;
+    }
+    if (error != 0 || !IsWhole(path)) {
+      Tell(fmt::format("{} cannot be written", request.output));
+      return false;
+    }
+    return true;
+  }
+
+  [[nodiscard]] bool FeedAll(cImport& import) {
+    std::istream& in = IsStandardInput(request.input) ? std::cin : file;
+    std::array<char, 65'536> piece{};
+    bool isFirst = true;
+    while (in) {
+      in.read(piece.data(), piece.size());
+      // The one place where the stream's characters become bytes.
+      const std::span bytes(reinterpret_cast<const std::uint8_t*>(piece.data()),
+                            static_cast<std::size_t>(in.gcount()));
+      if (std::exchange(isFirst, false) && BeginsAsCapture(bytes)) {
+        Tell(fmt::format("{} is a capture file already", AskedFor(request.input)));
+        return false;
+      }
+      if (import.Feed(bytes) != 0) {
+        Tell(fmt::format("{} cannot be written", request.output));
+        return false;
+      }
+    }
+    if (in.bad()) {
+      Tell(fmt::format("{} cannot be read to its end", request.input));
+      return false;
+    }
+    return true;
+  }
+
+  // Whether the disk took all of the capture: its end is written when it is closed.
+  [[nodiscard]] bool IsWhole(const std::string& path) const {
+    sCaptureError ignored;
+    const std::unique_ptr<cCaptureFile> capture = cCaptureFile::Open(path, ignored);
+    return capture != nullptr && capture->IsComplete() && capture->ItemCount() == report.items;
+  }
+
+  const sImportRequest& request;
+  std::ostream& out;
+  std::ostream& errors;
+  std::ifstream file;
+  sImportReport report;
+};
+
+}  // namespace
+
+int ImportStream(const sImportRequest& request, std::ostream& out, std::ostream& errors) {
+  return cImportRun(request, out, errors).Run();
+}
+
+void AddImportCommand(CLI::App& app, int& exitCode) {
+  CLI::App* const command = app.add_subcommand(
+      "import",
+      "Makes a capture file of a raw DIAG stream, as other recorders write it: HDLC frames, one "
+      "behind the other");
+  const auto request = std::make_shared<sImportRequest>();
+  command->add_option("RAW", request->input, "The stream; - is standard input")->required();
+  command
+      ->add_option("-o,--output", request->output,
+                   "The capture file to make. It gets its name when it is complete")
+      ->type_name("FILE")
+      ->required();
+  command->add_flag("--overwrite", request->overwrite,
+                    "Replace a file of that name, once the new one is complete");
+  AddChoiceOption(*command, "--wrapped", request->wrapped,
+                  tChoices<eWrapped>{{"open", eWrapped::Open}, {"drop", eWrapped::Drop}},
+                  "What becomes of packets in the wrappers of multi-SIM modems: opened, with "
+                  "texts that tell their subscriptions, or dropped");
+  command->footer(
+      "Exit codes: 0 the capture is complete (what could not be imported is told); 1 it could not\n"
+      "be made, or the stream not be read, or it has no DIAG frame; 2 wrong usage.");
+  command->callback(
+      [request, &exitCode] { exitCode = ImportStream(*request, std::cout, std::cerr); });
+}
+
+}  // namespace corvane::tools

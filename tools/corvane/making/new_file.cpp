@@ -1,0 +1,72 @@
+#include "corvane/making/new_file.h"
+
+#include <fmt/format.h>
+
+#include <filesystem>
+#include <system_error>
+#include <tuple>
+
+namespace corvane::tools {
+namespace {
+
+// A name beside `path` that no file has. One that ended by force may have left some.
+[[nodiscard]] std::string FreeNameBeside(const std::string& path) {
+  std::string name = path + ".part";
+  std::error_code ignored;  // opening the file tells what is wrong with the folder
+  for (int number = 2; std::filesystem::exists(name, ignored); ++number) {
+    name = fmt::format("{}.part{}", path, number);
+  }
+  return name;
+}
+
+}  // namespace
+
+cNewFile::~cNewFile() {
+  if (!written.empty() && written != wanted) {
+    std::error_code ignored;  // it may never have been written
+    std::filesystem::remove(written, ignored);
+  }
+}
+
+std::optional<std::string> cNewFile::Begin() {
+  std::error_code ignored;  // what cannot be looked at is told by opening it
+  const std::filesystem::file_status status = std::filesystem::status(wanted, ignored);
+  if (std::filesystem::is_directory(status)) {
+    return fmt::format("{} is a folder", wanted);
+  }
+  if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
+    written = wanted;
+    return std::nullopt;
+  }
+  if (std::filesystem::exists(status) && !replaces) {
+    return IsThere();
+  }
+  if (std::filesystem::is_symlink(wanted, ignored) && std::filesystem::exists(status)) {
+    // The link stays, and the file that it leads to is replaced.
+    wanted = std::filesystem::canonical(wanted).string();
+  }
+  written = FreeNameBeside(wanted);
+  return std::nullopt;
+}
+
+std::optional<std::string> cNewFile::Complete() {
+  if (written == wanted) {
+    return std::nullopt;
+  }
+  std::error_code error;
+  if (!replaces && std::filesystem::exists(wanted, error)) {
+    return IsThere();  // someone else has made it in the meantime
+  }
+  std::filesystem::rename(written, wanted, error);
+  if (error) {
+    return fmt::format("{} could not be given its name: {}", wanted, error.message());
+  }
+  written.clear();
+  return std::nullopt;
+}
+
+std::string cNewFile::IsThere() const {
+  return fmt::format("{} is there already; --overwrite replaces it", wanted);
+}
+
+}  // namespace corvane::tools
