@@ -5,7 +5,7 @@
 #include <sstream>
 
 #include "corvane/reading/capture_summary.h"
-#include "corvane/reading/cells_seen.h"
+#include "corvane/reading/cell_wording.h"
 #include "reader/capture_builder.h"
 #include "support/temp_directory.h"
 
@@ -376,7 +376,7 @@ TEST(CaptureSummaryTest, ShortSubsystemPacketsAreCountedByTheirCommand) {
 
 [[nodiscard]] std::string TextOf(const cCellsSeen& cells) {
   std::string text;
-  cells.AppendTo(text);
+  AppendCellTable(text, cells);
   return text;
 }
 

@@ -7,9 +7,9 @@
 #include "capture/isf/layout.h"
 #include "convert/item_description.h"
 #include "convert/rebuilt_blocks.h"
+#include "corvane/command/readable_text.h"
 #include "corvane/reading/cell_wording.h"
 #include "corvane/reading/item_wording.h"
-#include "corvane/command/readable_text.h"
 #include "describe/message_names.h"
 #include "describe/names.h"
 #include "describe/packet_kinds.h"
@@ -167,7 +167,7 @@ std::string cCaptureSummary::Format() const {
   }
   AppendLogs(text);
   AppendMessages(text);
-  cells.AppendTo(text);
+  AppendCellTable(text, cells);
   AppendEvents(text);
   AppendCommands(text);
   AppendTexts(text);

@@ -9,8 +9,8 @@
 #include <utility>
 #include <vector>
 
+#include "analysis/cells_seen.h"
 #include "convert/source_texts.h"
-#include "corvane/reading/cells_seen.h"
 #include "describe/description.h"
 #include "reader/capture_file.h"
 

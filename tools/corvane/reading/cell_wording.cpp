@@ -5,6 +5,9 @@
 #include <iterator>
 #include <optional>
 
+#include "describe/names.h"
+#include "reader/utc_time.h"
+
 namespace corvane::tools {
 namespace {
 
@@ -110,6 +113,25 @@ void AppendCell(std::string& text, eTechnology technology, const sCell& cell) {
   radio.AddPair("bandwidth", cell.bandwidth, cell.uplinkBandwidth);
   radio.Add("antennas", cell.antennas);
   radio.Add("SFN", cell.systemFrame);
+}
+
+void AppendCellTable(std::string& text, const cCellsSeen& cells) {
+  const std::vector<sSeenCell> found = cells.Cells();
+  if (found.empty()) {
+    return;
+  }
+  text += "\nCells seen: first time, last time, packets\n";
+  const auto out = std::back_inserter(text);
+  for (const sSeenCell& seen : found) {
+    fmt::format_to(out, "  {}  {}  {:>8}  {}", FormatUtc(seen.first), FormatUtc(seen.last),
+                   seen.items, TechnologyName(seen.technology));
+    AppendCell(text, seen.technology, seen.cell);
+    text += '\n';
+  }
+  if (cells.Others() != 0) {
+    fmt::format_to(out, "  and others, {} time{}\n", cells.Others(),
+                   cells.Others() == 1 ? "" : "s");
+  }
 }
 
 }  // namespace corvane::tools

@@ -3,6 +3,7 @@
 #include <string>
 #include <string_view>
 
+#include "analysis/cells_seen.h"
 #include "describe/description.h"
 
 // Cells in words.
@@ -16,5 +17,8 @@ void AppendCarrier(std::string& text, std::string_view before, eTechnology techn
 
 // Appends all that is known of a cell, each group of words behind two blanks.
 void AppendCell(std::string& text, eTechnology technology, const sCell& cell);
+
+// Appends a table with a line for each cell; nothing when there was none.
+void AppendCellTable(std::string& text, const cCellsSeen& cells);
 
 }  // namespace corvane::tools

@@ -4,12 +4,21 @@
 #include <cstdint>
 #include <map>
 #include <optional>
-#include <string>
 #include <tuple>
+#include <vector>
 
 #include "describe/description.h"
 
-namespace corvane::tools {
+namespace corvane {
+
+// A cell that a capture tells of.
+struct sSeenCell {
+  eTechnology technology = eTechnology::None;
+  sCell cell;               // all that is known of it, but for the numbers of a frame
+  std::uint64_t first = 0;  // time of the first item that tells of it
+  std::uint64_t last = 0;   // of the last
+  std::uint64_t items = 0;  // that tell of it
+};
 
 // The cells that a capture tells of, each with when it was seen first and last.
 //
@@ -20,11 +29,12 @@ class cCellsSeen {
   // Takes note of the cell that a packet tells of, if it does. `time` is the item's.
   void Add(std::uint64_t time, const sDescription& description);
 
-  // Appends a table with a line for each cell; nothing when there was none.
-  void AppendTo(std::string& text) const;
+  // The cells by technology, carrier and number.
+  [[nodiscard]] std::vector<sSeenCell> Cells() const;
+  // How often cells were seen that are not kept.
+  [[nodiscard]] std::uint64_t Others() const { return others; }
 
-  // As many cells are kept as a user may want to read. Of others only the number of times they were
-  // seen is told.
+  // As many cells are kept as a user may want to read.
   static constexpr std::size_t kMostCells = 1000;
 
  private:
@@ -35,18 +45,12 @@ class cCellsSeen {
   using Network = std::tuple<std::uint16_t, std::uint16_t, std::uint8_t>;
   using Identity = std::tuple<std::optional<Network>, std::optional<std::uint64_t>>;
   using Key = std::tuple<RadioKey, Identity>;
-  struct sSeen {
-    sCell cell;
-    std::uint64_t first = 0;
-    std::uint64_t last = 0;
-    std::uint64_t times = 0;
-  };
 
-  [[nodiscard]] sSeen* Find(const RadioKey& radio, const sCell& cell);
+  [[nodiscard]] sSeenCell* Find(const RadioKey& radio, const sCell& cell);
 
-  std::map<Key, sSeen> cells;
+  std::map<Key, sSeenCell> cells;
   std::map<RadioKey, Identity> latest;  // the cell that was told last by its carrier and number
-  std::uint64_t others = 0;             // how often cells were seen that are not kept
+  std::uint64_t others = 0;
 };
 
-}  // namespace corvane::tools
+}  // namespace corvane

@@ -1,16 +1,9 @@
-#include "corvane/reading/cells_seen.h"
-
-#include <fmt/format.h>
+#include "analysis/cells_seen.h"
 
 #include <algorithm>
-#include <iterator>
 #include <utility>
 
-#include "corvane/reading/cell_wording.h"
-#include "describe/names.h"
-#include "reader/utc_time.h"
-
-namespace corvane::tools {
+namespace corvane {
 namespace {
 
 [[nodiscard]] bool IsCell(const sCell& cell) {
@@ -53,19 +46,19 @@ void cCellsSeen::Add(std::uint64_t time, const sDescription& description) {
   }
   const sCell cell = WithoutFrame(*description.cell);
   const RadioKey radio(description.technology, cell.frequency, cell.physicalCell, cell.bsic);
-  sSeen* const seen = Find(radio, cell);
+  sSeenCell* const seen = Find(radio, cell);
   if (seen == nullptr) {
     ++others;
     return;
   }
   Merge(seen->cell, cell);
-  seen->first = seen->times == 0 ? time : std::min(seen->first, time);
+  seen->first = seen->items == 0 ? time : std::min(seen->first, time);
   seen->last = std::max(seen->last, time);
-  ++seen->times;
+  ++seen->items;
 }
 
 // The cell's place among those kept; null when there is no room for another one.
-cCellsSeen::sSeen* cCellsSeen::Find(const RadioKey& radio, const sCell& cell) {
+sSeenCell* cCellsSeen::Find(const RadioKey& radio, const sCell& cell) {
   Identity identity{std::nullopt, cell.cellIdentity};
   if (cell.plmn) {
     std::get<0>(identity) = Network(cell.plmn->mcc, cell.plmn->mnc, cell.plmn->mncDigits);
@@ -84,27 +77,19 @@ cCellsSeen::sSeen* cCellsSeen::Find(const RadioKey& radio, const sCell& cell) {
     if (cells.size() == kMostCells) {
       return nullptr;
     }
-    found = cells.emplace(Key(radio, identity), sSeen{cell, 0, 0, 0}).first;
+    found = cells.emplace(Key(radio, identity), sSeenCell{std::get<0>(radio), cell}).first;
   }
   latest[radio] = identity;
   return &found->second;
 }
 
-void cCellsSeen::AppendTo(std::string& text) const {
-  if (cells.empty()) {
-    return;
-  }
-  text += "\nCells seen: first time, last time, packets\n";
-  const auto out = std::back_inserter(text);
+std::vector<sSeenCell> cCellsSeen::Cells() const {
+  std::vector<sSeenCell> found;
+  found.reserve(cells.size());
   for (const auto& [key, seen] : cells) {
-    fmt::format_to(out, "  {}  {}  {:>8}  {}", FormatUtc(seen.first), FormatUtc(seen.last),
-                   seen.times, TechnologyName(std::get<0>(std::get<0>(key))));
-    AppendCell(text, std::get<0>(std::get<0>(key)), seen.cell);
-    text += '\n';
+    found.push_back(seen);
   }
-  if (others != 0) {
-    fmt::format_to(out, "  and others, {} time{}\n", others, others == 1 ? "" : "s");
-  }
+  return found;
 }
 
-}  // namespace corvane::tools
+}  // namespace corvane
