@@ -139,6 +139,7 @@ TEST_F(CaptureFollowerTest, OtherTextsSayNothingOfTheConnection) {
 // A machine whose clock moves only while a capture waits.
 class cScriptedHost final : public cCaptureHost {
  public:
+  void CaptureStarts() override {}
   [[nodiscard]] milliseconds Elapsed() override { return now; }
   [[nodiscard]] bool WaitForStop(milliseconds time) override {
     waits.push_back(time);
@@ -154,6 +155,7 @@ class cScriptedHost final : public cCaptureHost {
     askedPath = path;
     return freeSpace;
   }
+  [[nodiscard]] bool IsInUse(const std::string&) override { return false; }
   [[nodiscard]] std::vector<std::string> PresentComPorts() override {
     ++looksAtPorts;
     return ports;

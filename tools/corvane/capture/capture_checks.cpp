@@ -100,6 +100,24 @@ std::optional<std::string> FindObstacle(const sCaptureRequest& request,
   return std::nullopt;
 }
 
+std::string DescribeUse(const sCaptureRequest& request) {
+  return fmt::format("the capture file {} is in use by another program, perhaps a capture",
+                     request.output);
+}
+
+std::string DescribeRefusal(const sCaptureRequest& request) {
+  if (IsMobileBroadband(request.device)) {
+    return fmt::format(
+        "the library refused to start: either {} names no mobile-broadband interface with a DIAG "
+        "service, or {} could not be written",
+        request.device, request.output);
+  }
+  return fmt::format(
+      "the library refused to start: {} could not be written, or the system is out of memory or "
+      "threads",
+      request.output);
+}
+
 std::size_t CountRequests(std::string_view configuration) {
   std::set<std::uint32_t> equipmentIds;
   for (const std::uint32_t code : ParseLogCodes(configuration)) {

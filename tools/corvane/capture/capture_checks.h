@@ -1,24 +1,15 @@
 #pragma once
 
-#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
 
-// What `corvane capture` was asked to do, and what can be known of it before it starts.
-namespace corvane::tools {
+#include "corvane/capture/capture_request.h"
 
-struct sCaptureRequest {
-  std::string device;         // COM port name, or "QMBE:" and a mobile-broadband interface ID
-  std::string configuration;  // path
-  std::string output;         // path
-  std::optional<std::chrono::milliseconds> duration;  // without one, until a stop is requested
-  // The capture ends when less room than this is left on the disk of `output`; 0: it does not. A
-  // disk that is really full would leave a file without index.
-  std::uint64_t stopBelow = 200'000'000;
-};
+// What can be known of a capture before it starts, and of a start that failed.
+namespace corvane::tools {
 
 // The most characters of a device name and of a path that the library takes. A longer one would end
 // the process, so it is refused before the library is called.
@@ -34,6 +25,13 @@ inline constexpr std::size_t kLongestPath = 259;
 // everything else was found good; what it holds is left as it is.
 [[nodiscard]] std::optional<std::string> FindObstacle(const sCaptureRequest& request,
                                                       std::optional<std::uint64_t> freeSpace);
+
+// That another program has the output file open, as a sentence for the user. The library lets
+// others write its file, so a second capture would truncate and spoil the first one's.
+[[nodiscard]] std::string DescribeUse(const sCaptureRequest& request);
+
+// What may be the reason that the library refused to start, as a sentence for the user.
+[[nodiscard]] std::string DescribeRefusal(const sCaptureRequest& request);
 
 // How many requests the library makes of a configuration's text for each connection.
 [[nodiscard]] std::size_t CountRequests(std::string_view configuration);

@@ -4,8 +4,10 @@
 
 #include <algorithm>
 #include <ostream>
+#include <vector>
 
 #include "capture/isf/layout.h"
+#include "corvane/capture/capture_checks.h"
 #include "corvane/command/readable_text.h"
 
 namespace corvane::tools {

@@ -6,9 +6,9 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <vector>
 
-#include "corvane/capture/capture_checks.h"
+#include "corvane/capture/capture_host.h"
+#include "corvane/capture/capture_request.h"
 #include "reader/capture_file.h"
 
 // A running capture as its user sees it, until it is to end. All that is known of it stands in the
@@ -52,21 +52,6 @@ class cCaptureFollower {
   std::uint64_t seenItems = 0;
   // When the device was connected, or sent something after that. Nothing while it is not connected.
   std::optional<std::chrono::milliseconds> connectedOrHeard;
-};
-
-// What a running capture needs of the machine that it runs on.
-class cCaptureHost {
- public:
-  virtual ~cCaptureHost() = default;
-
-  // The time since the capture was started.
-  [[nodiscard]] virtual std::chrono::milliseconds Elapsed() = 0;
-  // Waits until the user requests a stop, or for `time`. Returns whether it was requested.
-  [[nodiscard]] virtual bool WaitForStop(std::chrono::milliseconds time) = 0;
-  // The room on the disk of this file in bytes. Nothing where the system does not tell.
-  [[nodiscard]] virtual std::optional<std::uint64_t> FreeSpace(const std::string& path) = 0;
-  // The names of the COM ports that are present, COM10 behind COM9.
-  [[nodiscard]] virtual std::vector<std::string> PresentComPorts() = 0;
 };
 
 // Why the capture has to end so that its file can still be completed, as a sentence for the user,

@@ -6,8 +6,8 @@
 #include <utility>
 #include <vector>
 
-#include "corvane/command/command_line.h"
 #include "corvane/capture/host_windows.h"
+#include "corvane/command/command_line.h"
 #include "io/mbn/mbn_interfaces.h"
 
 namespace corvane::tools {

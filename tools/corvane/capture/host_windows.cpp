@@ -10,6 +10,8 @@
 #include <tuple>
 #include <utility>
 
+#include "platform/windows_handle.h"
+
 namespace corvane::tools {
 namespace {
 
@@ -63,7 +65,7 @@ BOOL WINAPI OnConsoleControl(DWORD control) {
 
 }  // namespace
 
-cCaptureLibrary::cCaptureLibrary() : library(LoadLibraryW(LibraryPath().c_str())) {
+cLoadedLibrary::cLoadedLibrary() : library(LoadLibraryW(LibraryPath().c_str())) {
   if (library == nullptr) {
     throw std::runtime_error(
         fmt::format("corvane.dll, which belongs beside this program, cannot be loaded (error {})",
@@ -117,6 +119,12 @@ std::optional<std::uint64_t> FreeSpaceFor(const std::string& path) {
     return std::nullopt;
   }
   return available.QuadPart;
+}
+
+bool FileIsInUse(const std::string& path) {
+  const FileHandle opened(CreateFileA(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
+                                      OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+  return !opened && GetLastError() == ERROR_SHARING_VIOLATION;
 }
 
 std::optional<std::uint64_t> cWindowsHost::FreeSpace(const std::string& path) {

@@ -9,25 +9,24 @@
 #include <type_traits>
 #include <vector>
 
-#include "corvane/capture/capture_watch.h"
+#include "corvane/capture/capture_host.h"
 #include "io/serial/com_ports.h"
 
 // What the commands need of Windows: corvane.dll, Ctrl-C, the disk and the COM ports.
 namespace corvane::tools {
 
 // corvane.dll, loaded from the folder of the running program.
-class cCaptureLibrary {
+class cLoadedLibrary final : public cCaptureLibrary {
  public:
   // Throws std::runtime_error, saying what is missing, when the library does not load or lacks an
   // export.
-  cCaptureLibrary();
+  cLoadedLibrary();
 
-  // The library's two exports, as corvane.h documents them.
-  [[nodiscard]] bool Start(const char* device, const char* configuration,
-                           const char* output) const {
-    return start(device, configuration, output);
+  [[nodiscard]] bool Start(const std::string& device, const std::string& configuration,
+                           const std::string& output) override {
+    return start(device.c_str(), configuration.c_str(), output.c_str());
   }
-  void Stop() const { stop(); }
+  void Stop() override { stop(); }
 
  private:
   struct sUnload {
@@ -37,6 +36,13 @@ class cCaptureLibrary {
   bool (*start)(const char*, const char*, const char*) = nullptr;
   void (*stop)() = nullptr;
 };
+
+// The room for this user on the disk of this file, in bytes. Nothing where the system does not
+// tell.
+[[nodiscard]] std::optional<std::uint64_t> FreeSpaceFor(const std::string& path);
+
+// Whether another program has the file open for writing, or does not let it be read.
+[[nodiscard]] bool FileIsInUse(const std::string& path);
 
 // The machine that a capture runs on. Ctrl-C, Ctrl-Break and the closing of the console are
 // requests to stop: while this object exists they do not end the process at once. At most one may
@@ -50,21 +56,17 @@ class cWindowsHost final : public cCaptureHost {
   cWindowsHost(const cWindowsHost&) = delete;
   cWindowsHost& operator=(const cWindowsHost&) = delete;
 
-  // Elapsed counts from here.
-  void CaptureStarts() { started = std::chrono::steady_clock::now(); }
+  void CaptureStarts() override { started = std::chrono::steady_clock::now(); }
 
   [[nodiscard]] std::chrono::milliseconds Elapsed() override;
   [[nodiscard]] bool WaitForStop(std::chrono::milliseconds time) override;
   [[nodiscard]] std::optional<std::uint64_t> FreeSpace(const std::string& path) override;
+  [[nodiscard]] bool IsInUse(const std::string& path) override { return FileIsInUse(path); }
   [[nodiscard]] std::vector<std::string> PresentComPorts() override;
 
  private:
   std::chrono::steady_clock::time_point started = std::chrono::steady_clock::now();
 };
-
-// The room for this user on the disk of this file, in bytes. Nothing where the system does not
-// tell.
-[[nodiscard]] std::optional<std::uint64_t> FreeSpaceFor(const std::string& path);
 
 // The COM ports that are present, COM10 behind COM9.
 [[nodiscard]] std::vector<sComPort> SortedComPorts();

@@ -1,5 +1,6 @@
 #include <iostream>
 
+#include "corvane/capture/capture_run.h"
 #include "corvane/command/command_line.h"
 #include "corvane/live/extcap_command.h"
 
@@ -17,7 +18,10 @@ void AddAbsentCommand(const char* name, CLI::App& app, int& exitCode) {
 
 }  // namespace
 
-void AddCaptureCommand(CLI::App& app, int& exitCode) { AddAbsentCommand("capture", app, exitCode); }
+int RunCaptureHere(const sCaptureRequest&) {
+  std::cerr << "corvane capture: only the Windows build, corvane.exe, can do this\n";
+  return kExitUsage;
+}
 
 void AddDevicesCommand(CLI::App& app, int& exitCode) { AddAbsentCommand("devices", app, exitCode); }
 

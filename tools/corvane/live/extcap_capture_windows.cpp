@@ -18,11 +18,13 @@
 #include <utility>
 #include <vector>
 
+#include "corvane/capture/capture_checks.h"
+#include "corvane/capture/capture_run.h"
+#include "corvane/capture/capture_watch.h"
+#include "corvane/capture/host_windows.h"
 #include "corvane/command/command_line.h"
 #include "corvane/live/extcap_command.h"
-#include "corvane/capture/host_windows.h"
 #include "corvane/live/installed_files.h"
-#include "corvane/capture/library_capture_windows.h"
 #include "corvane/live/live_export.h"
 #include "io/mbn/mbn_interfaces.h"
 #include "platform/clock.h"
@@ -289,7 +291,7 @@ void Log(const std::string& text) { std::cout << text << std::flush; }
 }
 
 // Streams the capture that `library` has started to its end. Returns an exit code.
-[[nodiscard]] int StreamToEnd(const cCaptureLibrary& library, const sCaptureRequest& request,
+[[nodiscard]] int StreamToEnd(cCaptureLibrary& library, const sCaptureRequest& request,
                               sExportOptions options, cLiveOutput& output, std::ostream& errors) {
   options.captureName = request.device;
   cItemFollower follower(request.output);
@@ -328,9 +330,8 @@ void Log(const std::string& text) { std::cout << text << std::flush; }
   if (output == nullptr) {
     return Fail(problem, errors);
   }
-  const cCaptureLibrary library;
-  if (!library.Start(request.device.c_str(), request.configuration.c_str(),
-                     request.output.c_str())) {
+  cLoadedLibrary library;
+  if (!library.Start(request.device, request.configuration, request.output)) {
     return Fail(DescribeRefusal(request), errors);
   }
   files.Keep();
@@ -385,7 +386,10 @@ int CaptureDevice(const sExtcapCapture& wanted, std::ostream& errors) {
   }
   cFilesBeforeStart files;
   files.Add(PathOf(request.output));
-  if (const auto obstacle = FindObstacleToCapture(request, FreeSpaceFor(request.output))) {
+  if (FileIsInUse(request.output)) {
+    return Fail(DescribeUse(request), errors);
+  }
+  if (const auto obstacle = FindObstacle(request, FreeSpaceFor(request.output))) {
     return Fail(*obstacle, errors);
   }
   return CaptureInto(request, wanted, files, errors);

@@ -1,0 +1,96 @@
+#include <fmt/format.h>
+
+#include <CLI/App.hpp>
+#include <memory>
+#include <string>
+
+#include "common/quantities.h"
+#include "corvane/capture/capture_run.h"
+#include "corvane/command/command_line.h"
+#include "corvane/command/help.h"
+
+namespace corvane::tools {
+namespace {
+
+[[noreturn]] void Refuse(const char* option, const std::string& text, const char* wanted) {
+  throw CLI::ValidationError(option, fmt::format("\"{}\" is no {}", text, wanted));
+}
+
+// Adds an option that takes a duration.
+void AddDurationOption(CLI::App& command, const char* option,
+                       std::optional<std::chrono::milliseconds>& duration, const char* help) {
+  command
+      .add_option_function<std::string>(
+          option,
+          [option, &duration](const std::string& text) {
+            duration = ParseDuration(text);
+            if (!duration) {
+              Refuse(option, text, "duration: write 500ms, 10s, 5m or 2h");
+            }
+          },
+          help)
+      ->type_name("TIME");
+}
+
+// Adds an option that takes a number of bytes.
+void AddSizeOption(CLI::App& command, const char* option, std::uint64_t& size, const char* wanted,
+                   const char* help) {
+  command
+      .add_option_function<std::string>(
+          option,
+          [option, wanted, &size](const std::string& text) {
+            const auto read = ParseByteCount(text);
+            if (!read) {
+              Refuse(option, text, wanted);
+            }
+            size = *read;
+          },
+          help)
+      ->type_name("SIZE");
+}
+
+// What is captured, with what, and where it goes.
+void AddStartOptions(CLI::App& command, sCaptureRequest& request) {
+  command
+      .add_option("--device", request.device,
+                  "COM port, which need not be present yet (COM7), or QMBE: and the ID of a "
+                  "mobile-broadband interface")
+      ->type_name("NAME")
+      ->required();
+  command.add_option("--config", request.configuration, "File with what the modem is to report")
+      ->type_name("FILE")
+      ->required();
+  command.add_option("-o,--output", request.output, "Capture file; one that exists is overwritten")
+      ->type_name("FILE")
+      ->required();
+}
+
+// When it ends.
+void AddStopOptions(CLI::App& command, sCaptureRequest& request) {
+  AddDurationOption(
+      command, "--duration", request.duration,
+      "End the capture by itself after 500ms, 10s, 5m or 2h; without it, Ctrl-C does");
+  AddSizeOption(
+      command, "--stop-below", request.stopBelow, "size: write 500k, 200M or 1G, or 0 for no limit",
+      "End the capture, with a complete file, when less room than this is left on its disk: "
+      "500k, 200M or 1G; 0 goes on until the disk is full, which spoils the file [200M]");
+}
+
+}  // namespace
+
+void AddCaptureCommand(CLI::App& app, int& exitCode) {
+  const auto request = std::make_shared<sCaptureRequest>();
+  CLI::App* const command =
+      app.add_subcommand("capture", "Records a modem's DIAG traffic into a capture file");
+  AddStartOptions(*command, *request);
+  AddStopOptions(*command, *request);
+  AddHelp(*command,
+          {.examples = {{"corvane capture --device COM7 --config signalling.cfg -o drive.isf",
+                         "Until Ctrl-C"}},
+           .notes = "",
+           .exitCodes = {"0 a complete capture file was written, also where --stop-below ended it",
+                         "1 it was not", "2 wrong usage"}});
+  command->callback([request, &exitCode] { exitCode = RunCaptureHere(*request); });
+}
+
+}  // namespace corvane::tools

@@ -1,0 +1,53 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+// What a capture needs of the machine that it runs on. Each has one real implementation, for
+// Windows; the tests bring their own.
+namespace corvane::tools {
+
+class cCaptureHost {
+ public:
+  virtual ~cCaptureHost() = default;
+
+  // Elapsed counts from here.
+  virtual void CaptureStarts() = 0;
+  // The time since the capture was started.
+  [[nodiscard]] virtual std::chrono::milliseconds Elapsed() = 0;
+  // Waits until the user requests a stop, or for `time`. Returns whether it was requested.
+  [[nodiscard]] virtual bool WaitForStop(std::chrono::milliseconds time) = 0;
+  // The room on the disk of this file in bytes. Nothing where the system does not tell.
+  [[nodiscard]] virtual std::optional<std::uint64_t> FreeSpace(const std::string& path) = 0;
+  // Whether another program has the file open for writing, or does not let it be read.
+  [[nodiscard]] virtual bool IsInUse(const std::string& path) = 0;
+  // The names of the COM ports that are present, COM10 behind COM9.
+  [[nodiscard]] virtual std::vector<std::string> PresentComPorts() = 0;
+};
+
+// corvane.dll: its two exports, as corvane.h documents them.
+class cCaptureLibrary {
+ public:
+  virtual ~cCaptureLibrary() = default;
+  [[nodiscard]] virtual bool Start(const std::string& device, const std::string& configuration,
+                                   const std::string& output) = 0;
+  virtual void Stop() = 0;
+};
+
+// A started capture, which is stopped however this is left.
+class cRunningCapture {
+ public:
+  // `started` is not owned and must outlive this.
+  explicit cRunningCapture(cCaptureLibrary& started) : library(started) {}
+  cRunningCapture(const cRunningCapture&) = delete;
+  cRunningCapture& operator=(const cRunningCapture&) = delete;
+  ~cRunningCapture() { library.Stop(); }
+
+ private:
+  cCaptureLibrary& library;
+};
+
+}  // namespace corvane::tools
