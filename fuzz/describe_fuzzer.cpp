@@ -24,6 +24,7 @@
 #include "corvane/reading/item_wording.h"
 #include "describe/description.h"
 #include "describe/message_names.h"
+#include "diag/packets.h"
 
 namespace corvane {
 namespace {

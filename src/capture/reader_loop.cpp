@@ -51,12 +51,9 @@ void cReaderLoop::Received(std::size_t count) {
   const std::span<const std::uint8_t> received(buffer.data(), kept + count);
   cFrameSplitter splitter(received);
   while (const cBufferReference packet = splitter.Next()) {
-    {
-      const std::lock_guard guard(session.storeLock);
-      // A failing file does not keep the modem from being served.
-      std::ignore = session.AddItem(packet.Get(), kAutomaticType);
-    }
-    if (ClassifyReply(*packet) != eReply::None) {
+    // A failing file does not keep the modem from being served.
+    std::ignore = RecordReceived(session, *packet);
+    if (ReplyIn(session, *packet) != eReply::None) {
       ++credit;
     }
   }

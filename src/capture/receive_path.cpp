@@ -1,11 +1,16 @@
 #include "capture/receive_path.h"
 
+#include <array>
+#include <cstdio>
 #include <mutex>
 #include <optional>
+#include <string_view>
 #include <utility>
 
 #include "capture/connection.h"
+#include "capture/isf/layout.h"
 #include "capture/session.h"
+#include "capture/text_item.h"
 #include "diag/hdlc.h"
 #include "diag/packets.h"
 #include "platform/error_codes.h"
@@ -14,12 +19,22 @@
 namespace corvane {
 namespace {
 
-void StorePacket(cCaptureSession& session, sSharedBuffer* packet) {
-  std::uint32_t error = kErrorSuccess;
-  {
-    const std::lock_guard guard(session.storeLock);
-    error = session.AddItem(packet, kAutomaticType);
+// Records that the items behind are of another subscription. When that cannot be recorded, the next
+// packet tries again.
+void TellSubscription(cCaptureSession& session, std::uint32_t subscription) {
+  // No std::string: a thread of the transport has nobody to catch its failed allocation.
+  std::array<char, sizeof("Subscription 4294967295")> text{};
+  const int length = std::snprintf(text.data(), text.size(), "Subscription %lu",
+                                   static_cast<unsigned long>(subscription));
+  const OwnedBuffer item =
+      MakeTextItem(std::string_view(text.data(), static_cast<std::size_t>(length)));
+  if (item != nullptr && session.AddItem(item.get(), isf::kInformationItem) == kErrorSuccess) {
+    session.subscription = subscription;
   }
+}
+
+void StorePacket(cCaptureSession& session, sSharedBuffer& packet) {
+  const std::uint32_t error = RecordReceived(session, packet);
   if (error != kErrorSuccess) {
     DebugPrint("error %lu writing item\n", static_cast<unsigned long>(error));
   }
@@ -143,6 +158,28 @@ cBufferReference cFrameSplitter::Next() {
   }
 }
 
+std::uint32_t RecordReceived(cCaptureSession& session, sSharedBuffer& packet) {
+  const sUnwrapped inner = session.unwrapsSubscriptions ? Unwrap(packet.Bytes()) : sUnwrapped{};
+  const std::lock_guard guard(session.storeLock);
+  if (!inner.subscription) {
+    return session.AddItem(&packet, kAutomaticType);
+  }
+  const cBufferReference unwrapped(MakeBuffer(inner.packet, kOriginDevice));
+  if (!IsUsable(unwrapped.Get())) {
+    return kErrorNotEnoughMemory;
+  }
+  if (*inner.subscription != session.subscription) {
+    TellSubscription(session, *inner.subscription);
+  }
+  session.SelectSubscription(*inner.subscription);
+  return session.AddItem(unwrapped.Get(), kAutomaticType);
+}
+
+eReply ReplyIn(const cCaptureSession& session, const sSharedBuffer& packet) {
+  return ClassifyReply(session.unwrapsSubscriptions ? Unwrap(packet.Bytes()).packet
+                                                    : packet.Bytes());
+}
+
 void OnDeviceData(void* context, sSharedBuffer* data) {
   if (context == nullptr) {
     return;
@@ -154,8 +191,8 @@ void OnDeviceData(void* context, sSharedBuffer* data) {
   if (data != nullptr) {
     cFrameSplitter splitter(data->Bytes());
     while (const cBufferReference packet = splitter.Next()) {
-      StorePacket(session, packet.Get());
-      CountReply(session, ClassifyReply(*packet));
+      StorePacket(session, *packet);
+      CountReply(session, ReplyIn(session, *packet));
     }
     // A reply may be among the bytes not looked at, so nothing is sent on this occasion.
     if (splitter.RanOutOfMemory()) {

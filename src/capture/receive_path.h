@@ -4,9 +4,12 @@
 #include <cstdint>
 #include <span>
 
+#include "diag/packets.h"
 #include "diag/shared_buffer.h"
 
 namespace corvane {
+
+class cCaptureSession;
 
 // Cuts received bytes into packets, one at a time. The bytes stay the caller's and must outlive the
 // splitter. Among more than kMaxBufferSize of them no packet is found.
@@ -31,6 +34,21 @@ class cFrameSplitter {
   std::size_t offset = 0;
   bool ranOutOfMemory = false;
 };
+
+// Records one received packet, with the automatic item type, under the store's lock. Returns what
+// the store says.
+//
+// Where the session takes packets out of the wrappers of multi-SIM modems, the packet inside counts
+// as what was received: it is recorded as if it had come bare, and so is every one in a wrapper
+// inside. Whenever their subscription changes, beginning from 1, a text item in front of the packet
+// says so, and each subscription reassembles system information on its own. A bare packet tells no
+// subscription and changes none. A wrapper with nothing in it stays what it is, which the store
+// refuses. `packet` is held by a counted reference.
+[[nodiscard]] std::uint32_t RecordReceived(cCaptureSession& session, sSharedBuffer& packet);
+
+// How a received packet bears on the request in flight; the packet inside a wrapper, where the
+// session takes them out.
+[[nodiscard]] eReply ReplyIn(const cCaptureSession& session, const sSharedBuffer& packet);
 
 // The mobile-broadband transport's data handler: stores the packets of one received block, counts
 // the replies among them and, when no request is left unanswered, sends the next one of the queue.

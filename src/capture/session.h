@@ -66,6 +66,12 @@ class cCaptureSession : public cISFStore {
   sSendTurn sendTurn;
   std::uint8_t sendAllLevelsMask = 0;  // 1: SetupSession queues the all-levels message request
 
+  // Whether packets are taken out of the wrappers of multi-SIM modems. Set before the capture
+  // starts.
+  bool unwrapsSubscriptions = false;
+  // The subscription that the capture file tells last, or 1. Guarded by storeLock.
+  std::uint32_t subscription = 1;
+
   EventIdSet eventIds;
   LogCodeSet logCodes;
   MessageLevelMap messageLevels;

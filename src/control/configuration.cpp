@@ -45,12 +45,15 @@ struct sFilters {
     return false;
   }
   sFilters filters;
+  session.unwrapsSubscriptions = false;
   if (configPath != nullptr) {
     std::ifstream configFile(configPath);
     if (!configFile.is_open()) {
       return false;
     }
-    filters = ParseFilters(ReadText(configFile));
+    const std::string text = ReadText(configFile);
+    filters = ParseFilters(text);
+    session.unwrapsSubscriptions = ParseMultiSim(text);
     // StartCapture replaces the session's log codes as a whole, so the OTA types switch nothing on:
     // a log code has to stand among the log codes to be asked for.
     session.logCodes.insert(filters.otaTypes.begin(), filters.otaTypes.end());

@@ -34,7 +34,7 @@ using Packet = std::span<const std::uint8_t>;
   if (!IsUsable(buffer.Get())) {
     return items;
   }
-  if (!command::IsEventReport(packet[0]) || IsShortEventAnswer(*buffer)) {
+  if (!command::IsEventReport(packet[0]) || IsShortEventAnswer(packet)) {
     items.emplace_back(packet.begin(), packet.end());
     return items;
   }

@@ -59,12 +59,6 @@ void DescribeSecuredLog(Packet packet, sDescription& description) {
   }
 }
 
-// 60 00 00 answers the request that switches event reports on or off.
-[[nodiscard]] bool IsShortEventAnswer(Packet packet) {
-  return packet.size() == event_report::kShortAnswerSize && packet[0] == command::kEventReport &&
-         packet[1] == 0 && packet[2] == 0;
-}
-
 void DescribeFromModem(Packet packet, sDescription& description) {
   switch (packet[0]) {
     case command::kLog:
@@ -100,17 +94,6 @@ void DescribeFromModem(Packet packet, sDescription& description) {
 
 std::string PlmnText(const sPlmn& plmn) {
   return Padded(plmn.mcc, 3) + '-' + Padded(plmn.mnc, plmn.mncDigits);
-}
-
-sUnwrapped Unwrap(Packet wrapped) {
-  sUnwrapped unwrapped{wrapped, std::nullopt};
-  // A wrapper in a wrapper is taken off too: each one is shorter than the one around it.
-  while (unwrapped.packet.size() > wrapper::kPacket && unwrapped.packet[0] == command::kWrapper) {
-    const std::uint32_t told = Load32(&unwrapped.packet[wrapper::kSubscription]);
-    const bool isNone = told == 0 || told == UINT32_MAX;
-    unwrapped = {unwrapped.packet.subspan(wrapper::kPacket), isNone ? 1 : told};
-  }
-  return unwrapped;
 }
 
 sDescription DescribePacket(Packet wrapped, eSender sender) {

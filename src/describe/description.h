@@ -137,14 +137,4 @@ enum class eSender : std::uint8_t { Modem, Host };
 // word, 64-bit time, payload.
 [[nodiscard]] sDescription DescribeSingleEvent(std::span<const std::uint8_t> packet);
 
-// The packet within a wrapper of multi-SIM modems, and its subscription (0 and -1 count as 1). Of
-// wrappers in wrappers all are taken off, and the innermost one tells. The wrapper's version byte
-// and the 16 bits behind it are not looked at: they are 1 and 0 in all that were seen. A packet of
-// any other command is its own, without a subscription.
-struct sUnwrapped {
-  std::span<const std::uint8_t> packet;
-  std::optional<std::uint32_t> subscription;
-};
-[[nodiscard]] sUnwrapped Unwrap(std::span<const std::uint8_t> packet);
-
 }  // namespace corvane

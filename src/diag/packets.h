@@ -1,8 +1,8 @@
 #pragma once
 
 #include <cstdint>
-
-#include "diag/shared_buffer.h"
+#include <optional>
+#include <span>
 
 // The layout of every DIAG packet that is built, recognised or described: codes, offsets and sizes.
 // All numbers in a packet are little-endian; offsets count from its first byte, the command code.
@@ -248,6 +248,16 @@ inline constexpr std::uint32_t kPacket = 8;        // a whole packet, command co
 
 }  // namespace wrapper
 
+// The packet within a wrapper of multi-SIM modems, and its subscription (0 and -1 count as 1). Of
+// wrappers in wrappers all are taken off, and the innermost one tells. The wrapper's version byte
+// and the 16 bits behind it are not looked at: they are 1 and 0 in all that were seen. A packet of
+// any other command is its own, without a subscription, and so is a wrapper with nothing in it.
+struct sUnwrapped {
+  std::span<const std::uint8_t> packet;
+  std::optional<std::uint32_t> subscription;
+};
+[[nodiscard]] sUnwrapped Unwrap(std::span<const std::uint8_t> packet);
+
 // How a received packet bears on the request in flight.
 enum class eReply {
   None,         // log, message or event traffic that the modem sends on its own
@@ -256,9 +266,9 @@ enum class eReply {
 };
 
 // An empty packet is no reply.
-[[nodiscard]] eReply ClassifyReply(const sSharedBuffer& packet);
+[[nodiscard]] eReply ClassifyReply(std::span<const std::uint8_t> packet);
 
-// True for 60 00 00, exactly. `packet` must be usable.
-[[nodiscard]] bool IsShortEventAnswer(const sSharedBuffer& packet);
+// True for 60 00 00, exactly.
+[[nodiscard]] bool IsShortEventAnswer(std::span<const std::uint8_t> packet);
 
 }  // namespace corvane

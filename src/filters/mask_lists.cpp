@@ -1,5 +1,6 @@
 #include "filters/mask_lists.h"
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -58,6 +59,15 @@ MessageLevelMap ParseMessageLevels(std::string_view text) {
         ParseUnsigned32(pieces[1], kDecimal));
   }
   return messageLevels;
+}
+
+bool ParseMultiSim(std::string_view text) {
+  const std::vector<std::string> items = ExtractSectionItems(text, "MultiSim");
+  return std::any_of(items.begin(), items.end(), [](const std::string& item) {
+    const std::size_t first = item.find_first_not_of(kWhiteSpace);
+    return first != std::string::npos &&
+           item.substr(first, item.find_last_not_of(kWhiteSpace) + 1 - first) == "unwrap";
+  });
 }
 
 }  // namespace corvane

@@ -33,4 +33,8 @@ using MessageLevelMap = std::map<std::uint32_t, std::set<std::uint32_t>>;
 // exactly two pieces between slashes empties the whole map.
 [[nodiscard]] MessageLevelMap ParseMessageLevels(std::string_view text);
 
+// Section "MultiSim": true when one of its items is the word "unwrap", in these letters, with any
+// white space around it. Other items change nothing.
+[[nodiscard]] bool ParseMultiSim(std::string_view text);
+
 }  // namespace corvane

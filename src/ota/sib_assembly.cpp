@@ -52,6 +52,21 @@ void WriteLogHeader(std::uint8_t* packet, std::uint32_t size, std::uint64_t diag
 
 }  // namespace
 
+void cSubscriptionAssemblies::Select(std::uint32_t subscription) {
+  auto slot = std::find_if(slots.begin(), slots.end(), [subscription](const sSlot& candidate) {
+    return candidate.subscription == subscription;
+  });
+  if (slot == slots.end()) {
+    slot = std::min_element(slots.begin(), slots.end(), [](const sSlot& one, const sSlot& other) {
+      return one.selectedAt < other.selectedAt;
+    });
+    slot->subscription = subscription;
+    slot->blocks.clear();
+  }
+  slot->selectedAt = ++selections;
+  selected = static_cast<std::size_t>(slot - slots.begin());
+}
+
 void EmitSib(sSibAssembly& block, std::uint64_t diagTimestamp, SibPacketList& list) {
   // The block keeps the rounded length: a segment that is appended to it later starts on a byte.
   block.bitLength = (block.bitLength + 7) / 8 * 8;

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <compare>
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <vector>
@@ -42,6 +43,31 @@ struct sSibKey {
 // The blocks under reassembly, for the life of one store. A block whose last segment never comes
 // stays; the key bounds their number.
 using SibAssemblyMap = std::map<sSibKey, sSibAssembly>;
+
+// The blocks under reassembly of each subscription of a modem with several SIMs, which listen to
+// cells of their own. A modem with one SIM has one.
+class cSubscriptionAssemblies {
+ public:
+  // No modem has so many SIMs, but a stream of nonsense may: of the subscriptions beyond, each
+  // takes the place, and drops the blocks, of the one that was selected the longest ago.
+  static constexpr std::size_t kMostSubscriptions = 8;
+
+  // The blocks of the selected subscription, 1 at first.
+  [[nodiscard]] SibAssemblyMap& Selected() { return slots[selected].blocks; }
+
+  // Selects a subscription, counted from 1. Needs no memory.
+  void Select(std::uint32_t subscription);
+
+ private:
+  struct sSlot {
+    std::uint32_t subscription = 0;  // 0: free
+    std::uint64_t selectedAt = 0;    // of the selections
+    SibAssemblyMap blocks;
+  };
+  std::array<sSlot, kMostSubscriptions> slots{sSlot{1, 1, {}}};
+  std::size_t selected = 0;
+  std::uint64_t selections = 1;
+};
 
 // Rebuilt packets in the order in which their blocks were completed.
 using SibPacketList = std::vector<OwnedBuffer>;

@@ -107,6 +107,38 @@ class cMeeting {
   std::atomic<int> arrivals = 0;
 };
 
+// The text and the packet that it is about come from one thread without anything in between.
+TEST_F(SessionThreadsTest, PacketsOfTwoSubscriptionsFromTwoThreadsAreToldApart) {
+  constexpr int kPackets = 300;
+  UseTransport(broadband);
+  Start();
+  session.unwrapsSubscriptions = true;
+  const auto deliver = [this](std::uint8_t subscription) {
+    ByteVector packet = {0x98, 1, 0, 0, subscription, 0, 0, 0};
+    packet.insert(packet.end(), {0x10, 0x00, 0x04, 0x00, 0x04, 0x00, subscription, 0x12});
+    const cBufferReference data(MakeBuffer(Framed(packet), kOriginDevice));
+    for (int i = 0; i < kPackets; ++i) {
+      OnDeviceData(&session, data.Get());
+    }
+  };
+  std::thread first(deliver, 1);
+  std::thread second(deliver, 2);
+  first.join();
+  second.join();
+  int packets = 0;
+  std::uint8_t told = 1;
+  for (const sFileItem& item : Items()) {
+    if (item == TextItem("Subscription 1") || item == TextItem("Subscription 2")) {
+      EXPECT_EQ(item, TextItem(told == 1 ? "Subscription 2" : "Subscription 1"));
+      told = told == 1 ? 2 : 1;
+    } else if (item.type == isf::kShortLogItem) {
+      EXPECT_EQ(item.packet[6], told);
+      ++packets;
+    }
+  }
+  EXPECT_EQ(packets, 2 * kPackets);
+}
+
 // A mobile-broadband session, whose packets several threads deliver.
 class SendingThreadsTest : public SessionThreadsTest {
  protected:

@@ -37,6 +37,16 @@ TEST_F(ConfigurationTest, ACompleteFileYieldsItsRecords) {
   EXPECT_EQ(session.messageLevels, (MessageLevelMap{{18, {2}}, {5000, {3, 4}}}));
 }
 
+TEST_F(ConfigurationTest, WrappersAreOpenedOnlyWhereTheConfigurationSaysSo) {
+  ASSERT_TRUE(LoadText("several SIMs: <MultiSim> unwrap </MultiSim>"));
+  EXPECT_TRUE(session.unwrapsSubscriptions);
+  ASSERT_TRUE(LoadText("<MultiSim>other</MultiSim>"));
+  EXPECT_FALSE(session.unwrapsSubscriptions);
+  session.unwrapsSubscriptions = true;
+  ASSERT_TRUE(LoadConfiguration(session, capturePath.c_str(), nullptr));
+  EXPECT_FALSE(session.unwrapsSubscriptions);
+}
+
 TEST_F(ConfigurationTest, LinesMayEndInCarriageReturnAndLineFeed) {
   ASSERT_TRUE(LoadText("<LogCodes>0x1234,\r\n0xABCD\r\n</LogCodes>\r\n"));
   EXPECT_EQ(session.logCodes, (LogCodeSet{0x1234, 0xABCD}));

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "describe/description.h"
+#include "diag/packets.h"
 #include "reader/capture_builder.h"
 
 namespace corvane {

@@ -9,7 +9,7 @@
 namespace corvane {
 namespace {
 
-eReply Classify(const ByteVector& bytes) { return ClassifyReply(*MakePacket(bytes)); }
+eReply Classify(const ByteVector& bytes) { return ClassifyReply(MakePacket(bytes)->Bytes()); }
 
 TEST(ReplyTest, EveryCodeBesideTheStreamingOnesIsAResponse) {
   const std::set<std::uint32_t> streaming = {0x10, 0x1F, 0x60, 0x74, 0x79, 0x92};

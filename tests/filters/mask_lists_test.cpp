@@ -173,6 +173,23 @@ TEST(MaskListsTest, EachParserReadsItsOwnSectionOfOneText) {
   EXPECT_EQ(ParseMessageLevels(text), (MessageLevelMap{{18, {2}}, {5000, {3, 4}}}));
 }
 
+TEST(MaskListsTest, MultiSimIsUnwrappedWhereAnItemSaysSo) {
+  EXPECT_TRUE(ParseMultiSim("<MultiSim>unwrap</MultiSim>"));
+  EXPECT_TRUE(ParseMultiSim("<MultiSim> \r\n\tunwrap\v\f </MultiSim>"));
+  EXPECT_TRUE(ParseMultiSim("<MultiSim>0,other, unwrap ,x</MultiSim>"));
+  EXPECT_TRUE(ParseMultiSim("<MultiSim>x</MultiSim><MultiSim>unwrap</MultiSim>"));
+}
+
+TEST(MaskListsTest, MultiSimIsLeftAloneByEverythingElse) {
+  for (const char* text :
+       {"", "unwrap", "<MultiSim></MultiSim>", "<MultiSim>,</MultiSim>", "<MultiSim> </MultiSim>",
+        "<MultiSim>Unwrap</MultiSim>", "<MultiSim>unwrap all</MultiSim>",
+        "<MultiSim>un wrap</MultiSim>", "<MultiSim>unwrap/1</MultiSim>", "<MultiSim>unwrap",
+        "<multisim>unwrap</multisim>", "</MultiSim><MultiSim>unwrap</MultiSim>"}) {
+    EXPECT_FALSE(ParseMultiSim(text)) << text;
+  }
+}
+
 TEST(MaskListsTest, ThousandsOfItemsAreRead) {
   std::string body;
   LogCodeSet expected;
@@ -186,7 +203,7 @@ TEST(MaskListsTest, ThousandsOfItemsAreRead) {
 TEST(MaskListsTest, AnAllocationFailurePassesThroughEachParserAndLosesNoMemory) {
   const std::string text =
       "<EventIDs>1,2</EventIDs><LogCodes>1,2</LogCodes><OTATypes>1/2,3</OTATypes>"
-      "<MessageLevels>1/2,1/3,2/1</MessageLevels>";
+      "<MessageLevels>1/2,1/3,2/1</MessageLevels><MultiSim>a word of some length</MultiSim>";
   std::uint32_t failures = 0;
   for (bool reached = true; reached; ++failures) {
     const std::int64_t before = LiveNewAllocations();
@@ -197,6 +214,7 @@ TEST(MaskListsTest, AnAllocationFailurePassesThroughEachParserAndLosesNoMemory) 
       std::ignore = ParseLogCodes(text);
       std::ignore = ParseOTATypes(text);
       std::ignore = ParseMessageLevels(text);
+      std::ignore = ParseMultiSim(text);
     } catch (const std::bad_alloc&) {
       thrown = true;
     }

@@ -155,6 +155,25 @@ TEST_F(ProcessOtaLogItem, BlocksAreReassembledAcrossTheFilesOfOneStore) {
   EXPECT_EQ(PacketsOfFile(), (Packets{last, Rebuilt(2, Pattern(222, 1) + Pattern(222, 2))}));
 }
 
+// Two SIMs in cells that broadcast blocks of the same type, bearer and channel.
+TEST_F(ProcessOtaLogItem, EachSubscriptionIsReassembledOnItsOwn) {
+  const auto select = [this](std::uint32_t subscription) {
+    const std::lock_guard guard(store.storeLock);
+    store.SelectSubscription(subscription);
+  };
+  AddAll({first});
+  select(2);
+  AddAll({last});
+  EXPECT_EQ(PacketsOfFile(), (Packets{first, last}));
+  AddAll({first});
+  select(1);
+  AddAll({last});
+  select(2);
+  AddAll({last});
+  const ByteVector rebuilt = Rebuilt(2, Pattern(222, 1) + Pattern(222, 2));
+  EXPECT_EQ(PacketsOfFile(), (Packets{first, last, first, last, rebuilt, last, rebuilt}));
+}
+
 // Classified by their content, they carry what every 0x412F packet carries.
 TEST_F(ProcessOtaLogItem, RebuiltPacketsCarryTheCellLikeCapturedOnes) {
   EXPECT_EQ(AddRequest({0x4B, 0x09, 0x00, 0x00, 0x33, 0x22, 0x11}), 0u);

@@ -54,6 +54,45 @@ TEST(SibAssembly, HasItsMembersInOrderAndStartsEmptyBehindItsHeader) {
   EXPECT_THAT(block.buffer, testing::Each(0));
 }
 
+TEST(SubscriptionAssemblies, AreThoseOfSubscription1AtFirst) {
+  cSubscriptionAssemblies assemblies;
+  SibAssemblyMap* const first = &assemblies.Selected();
+  assemblies.Select(2);
+  EXPECT_NE(&assemblies.Selected(), first);
+  assemblies.Select(1);
+  EXPECT_EQ(&assemblies.Selected(), first);
+}
+
+TEST(SubscriptionAssemblies, KeepWhatEachSubscriptionHas) {
+  cSubscriptionAssemblies assemblies;
+  for (std::uint32_t subscription = 1; subscription <= 8; ++subscription) {
+    assemblies.Select(subscription);
+    EXPECT_TRUE(assemblies.Selected().empty()) << subscription;
+    assemblies.Selected()[{254, 0, 0}].receivedSegments = subscription;
+  }
+  for (std::uint32_t subscription = 8; subscription >= 1; --subscription) {
+    assemblies.Select(subscription);
+    EXPECT_EQ((assemblies.Selected()[{254, 0, 0}].receivedSegments), subscription);
+  }
+}
+
+TEST(SubscriptionAssemblies, OneTooManyTakesThePlaceOfTheLongestSilent) {
+  cSubscriptionAssemblies assemblies;
+  for (std::uint32_t subscription = 1; subscription <= 8; ++subscription) {
+    assemblies.Select(subscription);
+    assemblies.Selected()[{254, 0, 0}].receivedSegments = subscription;
+  }
+  assemblies.Select(1);
+  assemblies.Select(std::numeric_limits<std::uint32_t>::max() - 1);
+  EXPECT_TRUE(assemblies.Selected().empty());
+  assemblies.Select(1);
+  EXPECT_EQ((assemblies.Selected()[{254, 0, 0}].receivedSegments), 1U);
+  assemblies.Select(3);
+  EXPECT_EQ((assemblies.Selected()[{254, 0, 0}].receivedSegments), 3U);
+  assemblies.Select(2);
+  EXPECT_TRUE(assemblies.Selected().empty());
+}
+
 TEST(EmitSib, MakesALogPacketOfTheBlockByteByByte) {
   sSibAssembly block = FullBlock(40 + 12);
   EXPECT_EQ(Emit(block),

@@ -102,7 +102,7 @@ bool IsEventReport(const sSharedBuffer& item) {
   if (item.origin == kOriginLibrary || !command::IsEventReport(item.data[0])) {
     return false;
   }
-  return !IsShortEventAnswer(item);
+  return !IsShortEventAnswer(item.Bytes());
 }
 
 cBufferReference UnwrapGetItemResponse(sSharedBuffer& item) {

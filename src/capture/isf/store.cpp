@@ -129,7 +129,7 @@ std::uint32_t cISFStore::AddItem(sSharedBuffer* item, std::uint32_t type) {
   while (recorded.result == kErrorSuccess) {
     if (recorded.type == isf::kSignallingLogItem) {
       cRebuiltPackets rebuilt(*this);
-      seams.offerLogItem(sibAssemblies, *item, recorded.fileTime, rebuilt);
+      seams.offerLogItem(SibAssemblies(), *item, recorded.fileTime, rebuilt);
     }
     if (recorded.type != isf::kSubsystemItem) {
       break;

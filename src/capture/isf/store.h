@@ -77,9 +77,13 @@ class cISFStore {
   // counters in any case. Takes storeLock.
   void Close();
 
-  // The blocks under reassembly. Only the reassembly of system information uses them, from inside
-  // AddItem; they live as long as the store.
-  [[nodiscard]] SibAssemblyMap& SibAssemblies() { return sibAssemblies; }
+  // The blocks under reassembly of the selected subscription. Only the reassembly of system
+  // information uses them, from inside AddItem; they live as long as the store.
+  [[nodiscard]] SibAssemblyMap& SibAssemblies() { return sibAssemblies.Selected(); }
+
+  // The items that follow are of this subscription, counted from 1: system information is rebuilt
+  // from items of the same one only. A new store begins with 1. The caller holds storeLock.
+  void SelectSubscription(std::uint32_t subscription) { sibAssemblies.Select(subscription); }
 
  private:
   friend struct sStoreCounters;  // through which tests put the counters out of step
@@ -106,7 +110,7 @@ class cISFStore {
   std::vector<isf::sIndexEntry> blockIndex;
   std::uint32_t blockItems = 0;  // items in the newest block
   sLearnedValues learned;        // from the requests; kept from one file to the next
-  SibAssemblyMap sibAssemblies;
+  cSubscriptionAssemblies sibAssemblies;
 
  public:
   // Guards the file and everything above. Held by the callers of AddItem and WriteAt.
