@@ -251,7 +251,7 @@ class RebuildingTestCase(SimulatedModemTestCase):
         for line in modem.packets("tx"):
             if line["crc"] != "good":
                 continue
-            expected.append((bytes.fromhex(line["hex"]), False))
+            expected.append((bytes.fromhex(line.get("wrapped", line["hex"])), False))
             expected += [(bytes.fromhex(block), True) for block in line.get("blocks", [])]
         stored = [(place, item) for place, item in enumerate(items) if item.type in DEVICE_TYPES]
         self.assertEqual(len(stored), len(expected))

@@ -53,19 +53,46 @@ TEST(ModemSimOptionsTest, WithoutArgumentsTheDefaultsHold) {
 }
 
 TEST(ModemSimOptionsTest, EveryOptionIsTaken) {
-  const sParsed parsed = Parse({"--link",      "here",         "--report",
-                                "there",       "--no-packets", "--heartbeat",
-                                "1s",          "--scenario",   "sib",
-                                "--seed",      "77",           "--rate",
-                                "max",         "--count",      "12",
-                                "--duration",  "2m",           "--then",
-                                "hang-up",     "--settle",     "0",
-                                "--paused",    "--mix",        "event=2,log=1",
-                                "--sizes",     "large=3",      "--log-codes",
-                                "412F,0x1234", "--max-frame",  "2000",
-                                "--sib-loss",  "12.5%",        "--return-after",
-                                "never",       "--chunk",      "1-200",
-                                "--gap",       "3ms"});
+  const sParsed parsed = Parse({"--link",
+                                "here",
+                                "--report",
+                                "there",
+                                "--no-packets",
+                                "--heartbeat",
+                                "1s",
+                                "--scenario",
+                                "sib",
+                                "--seed",
+                                "77",
+                                "--rate",
+                                "max",
+                                "--count",
+                                "12",
+                                "--duration",
+                                "2m",
+                                "--then",
+                                "hang-up",
+                                "--settle",
+                                "0",
+                                "--paused",
+                                "--mix",
+                                "event=2,log=1",
+                                "--sizes",
+                                "large=3",
+                                "--log-codes",
+                                "412F,0x1234",
+                                "--max-frame",
+                                "2000",
+                                "--sib-loss",
+                                "12.5%",
+                                "--subscriptions",
+                                "3",
+                                "--return-after",
+                                "never",
+                                "--chunk",
+                                "1-200",
+                                "--gap",
+                                "3ms"});
   ASSERT_TRUE(parsed.options) << parsed.errors;
   const sOptions& options = *parsed.options;
   EXPECT_EQ(options.link, "here");
@@ -76,6 +103,7 @@ TEST(ModemSimOptionsTest, EveryOptionIsTaken) {
   EXPECT_EQ(options.stream.seed, 77U);
   EXPECT_EQ(options.rate, 0);
   EXPECT_EQ(options.count, 12U);
+  EXPECT_EQ(options.stream.subscriptions, 3U);
   EXPECT_EQ(options.duration, milliseconds(120000));
   EXPECT_EQ(options.then, eAfterStream::HangUp);
   EXPECT_EQ(options.settle, milliseconds(0));
@@ -165,6 +193,9 @@ TEST(ModemSimOptionsTest, AWrongValueIsRefusedWithTheOptionsName) {
       {"--max-frame", "100"},
       {"--sib-loss", "95%"},
       {"--sib-loss", "5"},
+      {"--subscriptions", "0"},
+      {"--subscriptions", "9"},
+      {"--subscriptions", "two"},
       {"--bad-crc", "0x73"},
       {"--hang-up", "no"},
       {"--withhold", "0x1FF"},

@@ -336,6 +336,46 @@ TEST(ModemSimStreamTest, APacketDoesNotDependOnThoseBeforeIt) {
   EXPECT_EQ(alone, Make({}, EverythingOn(), 151).back().packet);
 }
 
+std::unique_ptr<cScenario> MakeWithSims(std::uint32_t subscriptions, std::size_t maxFrame = 8191) {
+  sStreamOptions options;
+  options.subscriptions = subscriptions;
+  options.maxFrame = maxFrame;
+  return MakeScenario("mixed", options);
+}
+
+TEST(ModemSimStreamTest, LogsOfSeveralSimsComeInWrappersAndNothingElseDoes) {
+  const auto scenario = MakeWithSims(3);
+  std::map<std::uint32_t, std::set<std::uint32_t>> told;
+  for (std::uint64_t number = 0; number < 400; ++number) {
+    const sStreamPacket made = scenario->Make(number, true, EverythingOn());
+    ASSERT_EQ(made.wrapped.has_value(), made.kind == "log");
+    if (!made.wrapped) {
+      EXPECT_NE(made.packet[0], 0x98);
+      continue;
+    }
+    EXPECT_EQ(ReadU32(made.packet, 0), 0x00000198U);
+    EXPECT_EQ(ToHex(ByteView(made.packet).subspan(8)), ToHex(made.wrapped->packet));
+    EXPECT_EQ(made.wrapped->packet[0], 0x10);
+    told[made.wrapped->subscription].insert(ReadU32(made.packet, 4));
+  }
+  EXPECT_EQ(told, (std::map<std::uint32_t, std::set<std::uint32_t>>{
+                      {1, {0, 1, 0xFFFFFFFF}}, {2, {2}}, {3, {3}}}));
+}
+
+TEST(ModemSimStreamTest, WrappersKeepToTheFrameLimit) {
+  const auto scenario = MakeWithSims(2, 1024);
+  for (std::uint64_t number = 0; number < 400; ++number) {
+    EXPECT_LE(Frame(scenario->Make(number, true, EverythingOn()).packet).size(), 1024U);
+  }
+}
+
+TEST(ModemSimStreamTest, OneSimSendsBareLogs) {
+  const auto scenario = MakeWithSims(1);
+  for (std::uint64_t number = 0; number < 100; ++number) {
+    EXPECT_FALSE(scenario->Make(number, true, EverythingOn()).wrapped);
+  }
+}
+
 TEST(ModemSimStreamTest, OnlyKnownScenariosCanBeMade) {
   EXPECT_NE(MakeScenario("mixed", {}), nullptr);
   EXPECT_NE(MakeScenario("sib", {}), nullptr);

@@ -231,6 +231,10 @@ void cConnection::SendStreamed(std::uint64_t packetNumber, const sStreamPacket& 
   Json line = PacketLine(number, "tx", packet.kind);
   line["number"] = packetNumber;
   AddBytes(line, packetFaults.Delivers(), packet.packet);
+  if (packet.wrapped) {
+    line["subscription"] = packet.wrapped->subscription;
+    line["wrapped"] = ToHex(packet.wrapped->packet);
+  }
   if (!wire.noise.empty()) {
     line["noise"] = ToHex(wire.noise);
   }

@@ -29,6 +29,7 @@ enum eCommand : std::uint8_t {
   kGetEventMask = 0x81,
   kSetEventMask = 0x82,
   kTerseMessage = 0x92,
+  kWrapper = 0x98,
 };
 
 // A packet's time stamp: upper 48 bits in units of 1.25 ms since 1980-01-06 00:00:00 UTC, lower 16

@@ -265,6 +265,17 @@ void AddStreamOptions(CLI::App& app, sOptions& options) {
       },
       "N");
   AddText(
+      app, "--subscriptions",
+      "A modem with so many SIMs, 1 to 8, whose log packets come in wrappers [1]",
+      [&options](const std::string& text) {
+        const auto count = ParseUnsigned<std::uint32_t>(text);
+        if (!count || *count < 1 || *count > 8) {
+          Refuse(text, "a number from 1 to 8");
+        }
+        options.stream.subscriptions = *count;
+      },
+      "N");
+  AddText(
       app, "--sib-loss", "System-information messages lost on the air, up to 90% [5%]",
       [&options](const std::string& text) { options.stream.sibLoss = ParseLoss(text); }, "P%");
 }

@@ -13,7 +13,8 @@ enum class eDraw : std::uint32_t {
   PacketFault,
   ReplyFault,
   FaultDetail,
-  SystemInformation
+  SystemInformation,
+  Subscription
 };
 
 // A small generator (SplitMix64) whose numbers are the same on every machine and with every

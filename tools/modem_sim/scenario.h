@@ -3,6 +3,7 @@
 #include <array>
 #include <memory>
 #include <optional>
+#include <vector>
 
 #include "modem_sim/diag_packets.h"
 #include "modem_sim/masks.h"
@@ -19,6 +20,12 @@ struct sSibNote {
   unsigned choice = 0;
 };
 
+// The packet in a wrapper, and the subscription that it is of, counted from 1.
+struct sWrapped {
+  std::uint32_t subscription = 1;
+  Bytes packet;
+};
+
 // One packet of the stream, with what a recorder is expected to make of it.
 struct sStreamPacket {
   std::string kind;  // "log", "event" or "message"
@@ -29,6 +36,9 @@ struct sStreamPacket {
   // Of the signalling scenario: the message that this packet holds, and what it completes.
   std::optional<sShownMessage> message = std::nullopt;
   std::optional<sShownMessage> completes = std::nullopt;
+  // What is in `packet`, where that is the wrapper of a modem with several SIMs. All that the
+  // others tell is of the packet inside.
+  std::optional<sWrapped> wrapped = std::nullopt;
 };
 
 // How the stream is composed.
@@ -49,6 +59,9 @@ struct sStreamOptions {
   std::size_t maxFrame = 8191;
   // How many of the system-information messages are lost on the air, and never reach the log.
   double sibLoss = 5;
+  // How many SIMs the modem has. With more than one, each log packet comes in a wrapper that tells
+  // its subscription.
+  std::uint32_t subscriptions = 1;
 };
 
 // Makes the packets of the stream. What comes out depends on the options, the number and the masks,
@@ -156,6 +169,25 @@ class cSignallingScenario final : public cScenario {
   Story story;
   std::size_t place = 0;   // of the next step
   unsigned lostParts = 0;  // sStoryStep::parts of the last part that was lost
+};
+
+// A modem with several SIMs: a scenario of its own for each, which take turns at random. Log
+// packets come in wrappers (0x98), everything else as it is. Subscription 1 is sometimes told as 0
+// or as all ones, which mean the same.
+class cSubscriptionsScenario final : public cScenario {
+ public:
+  // One for each SIM.
+  explicit cSubscriptionsScenario(std::uint64_t seed,
+                                  std::vector<std::unique_ptr<cScenario>> scenariosOfSims);
+
+  [[nodiscard]] bool CanSend(const cMasks& masks) const override;
+  [[nodiscard]] sStreamPacket Make(std::uint64_t number, bool delivered,
+                                   const cMasks& masks) override;
+  void HostGone() override;
+
+ private:
+  const std::uint64_t seed;
+  std::vector<std::unique_ptr<cScenario>> sims;
 };
 
 // `name` is "mixed", "sib" or "signalling"; null for any other.

@@ -39,17 +39,4 @@ sStreamPacket cSibScenario::Make(std::uint64_t number, bool delivered, const cMa
   return made;
 }
 
-std::unique_ptr<cScenario> MakeScenario(const std::string& name, const sStreamOptions& options) {
-  if (name == "mixed") {
-    return std::make_unique<cMixedScenario>(options);
-  }
-  if (name == "sib") {
-    return std::make_unique<cSibScenario>(options);
-  }
-  if (name == "signalling") {
-    return std::make_unique<cSignallingScenario>(options);
-  }
-  return nullptr;
-}
-
 }  // namespace corvane::modem_sim
