@@ -5,6 +5,8 @@
 #include <filesystem>
 #include <system_error>
 
+#include "platform/file_names.h"
+
 namespace corvane {
 namespace {
 
@@ -17,7 +19,7 @@ constexpr std::size_t kSmallWindow = std::size_t{4} * 1024;  // for reading here
 std::unique_ptr<cFileSource> cFileSource::Open(const std::string& path, std::string& reason) {
   // A folder can be opened as a file on some systems, and fails only when it is read.
   std::error_code ignored;  // a path that cannot be looked at is no folder; opening it tells why
-  if (std::filesystem::is_directory(path, ignored)) {
+  if (std::filesystem::is_directory(PathOf(path), ignored)) {
     reason = "it is a folder";
     return nullptr;
   }

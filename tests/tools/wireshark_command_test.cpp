@@ -10,6 +10,7 @@
 #include "corvane/live/extcap_answers.h"
 #include "corvane/live/extcap_command.h"
 #include "corvane/live/installed_files.h"
+#include "platform/file_names.h"
 #include "support/temp_directory.h"
 
 namespace corvane::tools {

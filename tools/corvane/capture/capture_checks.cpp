@@ -14,6 +14,7 @@
 #include "diag/packets.h"
 #include "diag/requests.h"
 #include "filters/mask_lists.h"
+#include "platform/file_names.h"
 
 namespace corvane::tools {
 namespace {
@@ -35,7 +36,7 @@ namespace {
 
 [[nodiscard]] bool IsFolder(const std::string& path) {
   std::error_code ignored;  // a path that cannot be looked at is no folder; opening it tells why
-  return std::filesystem::is_directory(path, ignored);
+  return std::filesystem::is_directory(PathOf(path), ignored);
 }
 
 [[nodiscard]] std::optional<std::string> FindShortage(const sCaptureRequest& request,
@@ -45,7 +46,7 @@ namespace {
   }
   // What an earlier capture left there is overwritten, and its room becomes free.
   std::error_code error;
-  const std::uintmax_t old = std::filesystem::file_size(request.output, error);
+  const std::uintmax_t old = std::filesystem::file_size(PathOf(request.output), error);
   const std::uint64_t room = *freeSpace + (error ? 0 : old);
   if (room >= request.stopBelow) {
     return std::nullopt;
@@ -84,7 +85,7 @@ std::optional<std::string> FindObstacle(const sCaptureRequest& request,
                        LastErrorText());
   }
   std::error_code ignored;  // files that cannot be compared are not the same one
-  if (std::filesystem::equivalent(request.configuration, request.output, ignored)) {
+  if (std::filesystem::equivalent(PathOf(request.configuration), PathOf(request.output), ignored)) {
     return fmt::format("the capture would overwrite its configuration file {}", request.output);
   }
   if (IsFolder(request.output)) {

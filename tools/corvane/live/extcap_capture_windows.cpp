@@ -28,6 +28,7 @@
 #include "corvane/live/live_export.h"
 #include "io/mbn/mbn_interfaces.h"
 #include "platform/clock.h"
+#include "platform/file_names.h"
 
 namespace corvane::tools {
 namespace {

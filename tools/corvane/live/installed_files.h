@@ -16,10 +16,6 @@ namespace corvane::tools {
 //   elsewhere: wireshark in $XDG_CONFIG_HOME or ~/.config; ~/.wireshark where only that exists
 [[nodiscard]] std::optional<std::filesystem::path> WiresharkFolder();
 
-// A path as the command line and the library have it: in the system's 8-bit encoding.
-[[nodiscard]] std::filesystem::path PathOf(const std::string& text);
-[[nodiscard]] std::string TextOf(const std::filesystem::path& path);
-
 // What the folder of profiles is called beside a program that was installed for Wireshark.
 inline constexpr char kProfilesBeside[] = "corvane-profiles";
 

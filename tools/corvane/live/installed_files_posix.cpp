@@ -45,8 +45,4 @@ std::optional<std::filesystem::path> WiresharkFolder() {
   return usual;
 }
 
-std::filesystem::path PathOf(const std::string& text) { return text; }
-
-std::string TextOf(const std::filesystem::path& path) { return path.string(); }
-
 }  // namespace corvane::tools

@@ -40,22 +40,4 @@ std::optional<std::filesystem::path> WiresharkFolder() {
   return std::nullopt;
 }
 
-std::filesystem::path PathOf(const std::string& text) {
-  const int length = static_cast<int>(text.size());
-  std::wstring wide(text.size(), L'\0');  // never longer than its 8-bit form
-  const int size = MultiByteToWideChar(CP_ACP, 0, text.data(), length, wide.data(), length);
-  wide.resize(static_cast<std::size_t>(size));
-  return wide;
-}
-
-std::string TextOf(const std::filesystem::path& path) {
-  const std::wstring& wide = path.native();
-  const int length = static_cast<int>(wide.size());
-  std::string text(4 * wide.size(), '\0');  // the longest encodings take four bytes
-  const int size = WideCharToMultiByte(CP_ACP, 0, wide.data(), length, text.data(),
-                                       static_cast<int>(text.size()), nullptr, nullptr);
-  text.resize(static_cast<std::size_t>(size));
-  return text;
-}
-
 }  // namespace corvane::tools

@@ -12,6 +12,7 @@
 
 #include "corvane/command/command_line.h"
 #include "corvane/live/installed_files.h"
+#include "platform/file_names.h"
 
 namespace corvane::tools {
 namespace {

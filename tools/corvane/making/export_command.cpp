@@ -14,11 +14,12 @@
 #include "convert/byte_sink.h"
 #include "corvane/command/choice_option.h"
 #include "corvane/command/command_line.h"
+#include "corvane/command/standard_streams.h"
 #include "corvane/live/live_export.h"
 #include "corvane/live/live_output.h"
 #include "corvane/making/new_file.h"
 #include "corvane/reading/reading_commands.h"
-#include "corvane/command/standard_streams.h"
+#include "platform/file_names.h"
 
 namespace corvane::tools {
 namespace {
@@ -137,7 +138,7 @@ struct sExported {
 // Whether two paths lead to the same file. Files that cannot be compared are not the same one.
 [[nodiscard]] bool AreSame(const std::string& one, const std::string& other) {
   std::error_code ignored;
-  return std::filesystem::equivalent(one, other, ignored);
+  return std::filesystem::equivalent(PathOf(one), PathOf(other), ignored);
 }
 
 }  // namespace
@@ -157,7 +158,8 @@ std::optional<std::string> ObstacleTo(const sExportRequest& request) {
     return fmt::format("the export would overwrite the capture {}", request.path);
   }
   std::error_code ignored;  // what cannot be looked at is told by opening it
-  if (isStream && !request.overwrite && std::filesystem::is_regular_file(request.stream, ignored)) {
+  if (isStream && !request.overwrite &&
+      std::filesystem::is_regular_file(PathOf(request.stream), ignored)) {
     return fmt::format("{} is there already; --overwrite replaces it", request.stream);
   }
   return std::nullopt;
@@ -255,7 +257,7 @@ void AddContentOptions(CLI::App& command, sExportOptions& options) {
 }
 
 std::string CaptureNameOf(const std::string& path) {
-  const std::u8string name = std::filesystem::path(path).filename().u8string();
+  const std::u8string name = PathOf(path).filename().u8string();
   return {name.begin(), name.end()};
 }
 

@@ -17,9 +17,10 @@
 #include "capture/isf/layout.h"
 #include "corvane/command/choice_option.h"
 #include "corvane/command/command_line.h"
-#include "corvane/making/new_file.h"
 #include "corvane/command/readable_text.h"
 #include "corvane/command/standard_streams.h"
+#include "corvane/making/new_file.h"
+#include "platform/file_names.h"
 #include "reader/capture_file.h"
 #include "reader/utc_time.h"
 
@@ -36,7 +37,7 @@ constexpr char kStandardOutput[] = "-";
   if (IsStandardInput(path)) {
     return "standard input";
   }
-  const std::u8string name = std::filesystem::path(path).filename().u8string();
+  const std::u8string name = PathOf(path).filename().u8string();
   return name.empty() ? path : std::string(name.begin(), name.end());
 }
 
@@ -161,7 +162,7 @@ class cImportRun {
       return true;
     }
     std::error_code ignored;  // what cannot be looked at is told by opening it
-    if (std::filesystem::is_directory(request.input, ignored)) {
+    if (std::filesystem::is_directory(PathOf(request.input), ignored)) {
       Tell(fmt::format("{} is a folder", request.input));
       return false;
     }
@@ -182,7 +183,7 @@ class cImportRun {
       return "a capture needs a file: it cannot be written to standard output";
     }
     std::error_code ignored;  // files that cannot be compared are not the same one
-    if (std::filesystem::equivalent(request.input, request.output, ignored)) {
+    if (std::filesystem::equivalent(PathOf(request.input), PathOf(request.output), ignored)) {
       return fmt::format("the capture would overwrite the stream {}", request.input);
     }
     if (auto obstacle = output.Begin()) {

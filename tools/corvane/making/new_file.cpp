@@ -6,6 +6,8 @@
 #include <system_error>
 #include <tuple>
 
+#include "platform/file_names.h"
+
 namespace corvane::tools {
 namespace {
 
@@ -13,7 +15,7 @@ namespace {
 [[nodiscard]] std::string FreeNameBeside(const std::string& path) {
   std::string name = path + ".part";
   std::error_code ignored;  // opening the file tells what is wrong with the folder
-  for (int number = 2; std::filesystem::exists(name, ignored); ++number) {
+  for (int number = 2; std::filesystem::exists(PathOf(name), ignored); ++number) {
     name = fmt::format("{}.part{}", path, number);
   }
   return name;
@@ -24,13 +26,13 @@ namespace {
 cNewFile::~cNewFile() {
   if (!written.empty() && written != wanted) {
     std::error_code ignored;  // it may never have been written
-    std::filesystem::remove(written, ignored);
+    std::filesystem::remove(PathOf(written), ignored);
   }
 }
 
 std::optional<std::string> cNewFile::Begin() {
   std::error_code ignored;  // what cannot be looked at is told by opening it
-  const std::filesystem::file_status status = std::filesystem::status(wanted, ignored);
+  const std::filesystem::file_status status = std::filesystem::status(PathOf(wanted), ignored);
   if (std::filesystem::is_directory(status)) {
     return fmt::format("{} is a folder", wanted);
   }
@@ -41,9 +43,9 @@ std::optional<std::string> cNewFile::Begin() {
   if (std::filesystem::exists(status) && !replaces) {
     return IsThere();
   }
-  if (std::filesystem::is_symlink(wanted, ignored) && std::filesystem::exists(status)) {
+  if (std::filesystem::is_symlink(PathOf(wanted), ignored) && std::filesystem::exists(status)) {
     // The link stays, and the file that it leads to is replaced.
-    wanted = std::filesystem::canonical(wanted).string();
+    wanted = TextOf(std::filesystem::canonical(PathOf(wanted)));
   }
   written = FreeNameBeside(wanted);
   return std::nullopt;
@@ -54,10 +56,10 @@ std::optional<std::string> cNewFile::Complete() {
     return std::nullopt;
   }
   std::error_code error;
-  if (!replaces && std::filesystem::exists(wanted, error)) {
+  if (!replaces && std::filesystem::exists(PathOf(wanted), error)) {
     return IsThere();  // someone else has made it in the meantime
   }
-  std::filesystem::rename(written, wanted, error);
+  std::filesystem::rename(PathOf(written), PathOf(wanted), error);
   if (error) {
     return fmt::format("{} could not be given its name: {}", wanted, error.message());
   }
