@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "corvane/command/standard_streams.h"
 #include "corvane/live/extcap_command.h"
 
 namespace corvane::tools {
@@ -62,6 +63,7 @@ namespace {
 }  // namespace
 
 int RunCommandLine(int argc, const char* const* argv) {
+  const cUtf8Console console;
   const std::vector<std::string> arguments(argv + std::min(argc, 1), argv + argc);
   if (IsExtcapCall(arguments)) {
     return RunExtcap(arguments, std::cout, std::cerr);

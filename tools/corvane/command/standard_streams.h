@@ -13,6 +13,20 @@ void MakeStandardInputBinary();
 // Whether standard error is read by a person.
 [[nodiscard]] bool StandardErrorIsTerminal();
 
+// While it lives, a Windows console shows what is written as UTF-8, in which this program's texts
+// and names are. Then it has the encoding back that it had. Elsewhere nothing is to be done.
+class cUtf8Console {
+ public:
+  cUtf8Console();
+  cUtf8Console(const cUtf8Console&) = delete;
+  cUtf8Console& operator=(const cUtf8Console&) = delete;
+  ~cUtf8Console();
+
+ private:
+  [[maybe_unused]] unsigned before =
+      0;  // the console's encoding; 0: there is no console, or it is left alone
+};
+
 // From now on writing to a pipe that nobody reads fails, and no longer ends the program.
 void SurviveClosedPipes();
 

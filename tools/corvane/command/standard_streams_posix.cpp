@@ -13,6 +13,10 @@ void MakeStandardInputBinary() {}
 
 bool StandardErrorIsTerminal() { return isatty(STDERR_FILENO) == 1; }
 
+cUtf8Console::cUtf8Console() {}
+
+cUtf8Console::~cUtf8Console() {}
+
 void SurviveClosedPipes() { std::ignore = std::signal(SIGPIPE, SIG_IGN); }
 
 }  // namespace corvane::tools

@@ -1,5 +1,6 @@
 #include <fcntl.h>
 #include <io.h>
+#include <windows.h>
 
 #include <cstdio>
 #include <tuple>
@@ -13,6 +14,20 @@ void MakeStandardOutputBinary() { std::ignore = _setmode(_fileno(stdout), _O_BIN
 void MakeStandardInputBinary() { std::ignore = _setmode(_fileno(stdin), _O_BINARY); }
 
 bool StandardErrorIsTerminal() { return _isatty(_fileno(stderr)) != 0; }
+
+cUtf8Console::cUtf8Console() {
+  // A Windows that knows no such manifest as this program's gives it names in another encoding.
+  if (GetACP() == CP_UTF8) {
+    before = GetConsoleOutputCP();
+    SetConsoleOutputCP(CP_UTF8);
+  }
+}
+
+cUtf8Console::~cUtf8Console() {
+  if (before != 0) {
+    SetConsoleOutputCP(before);
+  }
+}
 
 void SurviveClosedPipes() {}
 

@@ -1,0 +1,105 @@
+"""corvane.exe with files whose names have letters beyond the system's code page, and long paths."""
+
+import pathlib
+import shutil
+import subprocess
+import tempfile
+import unittest
+
+import made_capture
+from support import diag, environment, isf, wine
+
+DEADLINE = 120.0
+
+NOON = made_capture.item_time(1_715_947_200_000)  # 2024-05-17 12:00:00 UTC
+# Cyrillic and CJK letters, and one beyond the first 65,536.
+FOLDER = "Поездка"
+NAME = "驱动 Ä \U0001f4f6"
+# More than the 259 characters to which Windows bounds paths of programs that do not ask for more.
+LONG = "/".join(["l" * 150, "m" * 150])
+
+
+class FileNames(unittest.TestCase):
+    def setUp(self):
+        self.root = pathlib.Path(tempfile.mkdtemp(prefix="corvane-"))
+        self.addCleanup(shutil.rmtree, self.root)
+        made = made_capture.MadeCapture()
+        made.add_text("Corvane version 1.0", NOON)
+        self.capture = made.closed()
+
+    def place(self, folder):
+        """A folder below the test's own, with a capture in it. -> folder, capture"""
+        path = self.root / folder
+        path.mkdir(parents=True)
+        capture = path / f"{NAME}.isf"
+        capture.write_bytes(self.capture)
+        return path, capture
+
+    def run_corvane(self, *arguments):
+        """-> exit code, standard output, messages; paths are given as Windows has them"""
+        ended = subprocess.run(
+            [
+                *(wine.ROOT / "scripts" / "wine.sh", environment.programs / "corvane.exe"),
+                *(
+                    wine.windows_path(argument) if isinstance(argument, pathlib.Path) else argument
+                    for argument in arguments
+                ),
+            ],
+            env=environment.prefix().environment,
+            stdin=subprocess.DEVNULL,
+            stdout=subprocess.PIPE,
+            stderr=subprocess.PIPE,
+            timeout=DEADLINE,
+            check=False,
+        )
+        texts = (text.decode("utf-8").replace("\r", "") for text in (ended.stdout, ended.stderr))
+        return ended.returncode, *texts
+
+    def test_captures_are_read_and_named_as_they_are_called(self):
+        for folder in (FOLDER, LONG):
+            _, capture = self.place(folder)
+            code, printed, errors = self.run_corvane("info", capture)
+            self.assertEqual((code, errors), (0, ""))
+            self.assertIn(f"File:         {wine.windows_path(capture)}\n", printed)
+            code, printed, errors = self.run_corvane("list", capture)
+            self.assertEqual((code, errors), (0, ""))
+            self.assertIn("Corvane version 1.0", printed)
+
+    def test_exports_get_their_names_and_replace_when_asked_to(self):
+        for folder in (FOLDER, LONG):
+            path, capture = self.place(folder)
+            output = path / f"{NAME}.csv"
+            for arguments, wanted in (([], 0), ([], 1), (["--overwrite"], 0)):
+                code, _, errors = self.run_corvane(
+                    "export", capture, "--format", "csv", "-o", output, *arguments
+                )
+                self.assertEqual(code, wanted, errors)
+            self.assertIn("Corvane version 1.0", output.read_text(encoding="utf-8"))
+            self.assertEqual(len(list(path.iterdir())), 2)
+
+    def test_an_export_over_its_own_capture_is_refused(self):
+        _, capture = self.place(FOLDER)
+        code, _, errors = self.run_corvane("export", capture, "--overwrite", "-o", capture)
+        self.assertNotEqual(code, 0)
+        self.assertIn("the export would overwrite the capture", errors)
+        self.assertEqual(capture.read_bytes(), self.capture)
+
+    def test_an_imported_stream_is_called_by_its_name(self):
+        path, _ = self.place(FOLDER)
+        stream = path / f"{NAME}.hdlc"
+        stream.write_bytes(diag.frame(b"\x7d\x5d\x00"))
+        capture = path / "импорт.isf"
+        code, _, errors = self.run_corvane("import", stream, "-o", capture)
+        self.assertEqual((code, errors), (0, ""))
+        # A text item is ASCII: a question mark for each letter that is not.
+        self.assertEqual(isf.read(capture).items[0].text, "Imported from ?? ? ?.hdlc")
+
+    def test_a_file_that_is_missing_is_named(self):
+        missing = self.root / f"{NAME}.isf"
+        code, printed, errors = self.run_corvane("list", missing)
+        self.assertEqual((code, printed), (1, ""))
+        self.assertIn(wine.windows_path(missing), errors)
+
+
+if __name__ == "__main__":
+    unittest.main()
