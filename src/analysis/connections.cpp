@@ -5,7 +5,7 @@
 
 #include "capture/isf/layout.h"
 #include "convert/source_texts.h"
-#include "describe/description.h"
+#include "diag/packets.h"
 
 namespace corvane {
 namespace {
