@@ -51,8 +51,11 @@ void cHdlcExport::Add(const sCaptureItem& item) {
   if (IsLeftOut(item)) {
     return;
   }
-  // A recorder that stores wrappers as they are tells no subscription beside them.
-  if (!source.subscription || item.bytes[0] == command::kWrapper) {
+  // A recorder that stores wrappers as they are tells no subscription beside them. In a capture of
+  // this recorder a subscription stays told while packets come that had no wrapper: modems wrap
+  // logs alone. An imported one says where there was none.
+  const bool hadWrapper = source.imported || item.bytes[0] == command::kLog;
+  if (!source.subscription || !hadWrapper || item.bytes[0] == command::kWrapper) {
     WriteFrame(item.bytes);
     return;
   }

@@ -204,7 +204,8 @@ TEST(HdlcExportTest, EventsOfAReportInAReplyAreLeftOut) {
 // --- Subscriptions
 
 TEST(HdlcExportTest, APacketOfASubscriptionGoesIntoItsWrapper) {
-  EXPECT_EQ(Export({{5, kLog},
+  EXPECT_EQ(Export({Text("Imported from drive.hdlc"),
+                    {5, kLog},
                     Text("Subscription 2"),
                     {5, kLog},
                     {4, kEvent},
@@ -212,6 +213,17 @@ TEST(HdlcExportTest, APacketOfASubscriptionGoesIntoItsWrapper) {
                     {5, kLog}})
                 .stream,
             StreamOf({kLog, Wrapped(2, kLog), Wrapped(2, kEvent), kLog}));
+}
+
+TEST(HdlcExportTest, OfARecordedSubscriptionOnlyLogsAreWrapped) {
+  EXPECT_EQ(Export({Text("Port COM7 connected"),
+                    Text("Subscription 2"),
+                    {5, kLog},
+                    {4, kEvent},
+                    {1, {0x0C, 1}},
+                    {5, kLog}})
+                .stream,
+            StreamOf({Wrapped(2, kLog), kEvent, {0x0C, 1}, Wrapped(2, kLog)}));
 }
 
 TEST(HdlcExportTest, AnotherPortHasNoSubscriptionUntilItIsTold) {
@@ -225,8 +237,11 @@ TEST(HdlcExportTest, AWrapperIsNotWrappedAgain) {
 }
 
 TEST(HdlcExportTest, APacketOutOfAReplyIsLeftOutWithItsSubscription) {
-  EXPECT_EQ(Export({Text("Subscription 2"), {9, GetItem(kLog)}, {5, kLog}}).stream,
-            StreamOf({Wrapped(2, GetItem(kLog))}));
+  EXPECT_EQ(
+      Export(
+          {Text("Imported from drive.hdlc"), Text("Subscription 2"), {9, GetItem(kLog)}, {5, kLog}})
+          .stream,
+      StreamOf({Wrapped(2, GetItem(kLog))}));
 }
 
 // --- The way there and back
