@@ -49,7 +49,25 @@ void AppendNumber(std::string& text, std::uint64_t number, std::size_t digits) {
   return true;
 }
 
-// The part behind the date.
+// A letter, large or small.
+[[nodiscard]] bool TakeLetter(std::string_view& text, char large) {
+  return Take(text, large) || Take(text, static_cast<char>(large | 0x20));
+}
+
+// The digits of a fraction of a second, one to nine, in milliseconds; what is finer is cut off.
+[[nodiscard]] bool TakeFraction(std::string_view& text, std::uint64_t& thousandths) {
+  constexpr std::size_t kMostDigits = 9;
+  std::size_t digits = 0;
+  thousandths = 0;
+  for (std::uint64_t digit = 0; TakeNumber(text, 1, digit); ++digits) {
+    thousandths = digits < 3 ? thousandths * 10 + digit : thousandths;
+  }
+  for (std::size_t missing = digits; missing < 3; ++missing) {
+    thousandths *= 10;
+  }
+  return digits >= 1 && digits <= kMostDigits;
+}
+
 [[nodiscard]] bool TakeTimeOfDay(std::string_view& text, milliseconds& time) {
   std::uint64_t hours = 0;
   std::uint64_t minutes = 0;
@@ -62,7 +80,7 @@ void AppendNumber(std::string& text, std::uint64_t number, std::size_t digits) {
     if (!TakeNumber(text, 2, seconds)) {
       return false;
     }
-    if (Take(text, '.') && !TakeNumber(text, 3, thousandths)) {
+    if (Take(text, '.') && !TakeFraction(text, thousandths)) {
       return false;
     }
   }
@@ -72,6 +90,45 @@ void AppendNumber(std::string& text, std::uint64_t number, std::size_t digits) {
   time = std::chrono::hours(hours) + std::chrono::minutes(minutes) + std::chrono::seconds(seconds) +
          milliseconds(thousandths);
   return true;
+}
+
+// How far a clock is ahead of UTC; none where nothing is told.
+[[nodiscard]] bool TakeOffset(std::string_view& text, milliseconds& offset) {
+  offset = milliseconds(0);
+  if (text.empty() || TakeLetter(text, 'Z')) {
+    return true;
+  }
+  const bool isBehind = text.front() == '-';
+  std::uint64_t hours = 0;
+  std::uint64_t minutes = 0;
+  if (!(Take(text, '+') || Take(text, '-')) || !TakeNumber(text, 2, hours)) {
+    return false;
+  }
+  const bool hasColon = Take(text, ':');
+  if ((hasColon || !text.empty()) && !TakeNumber(text, 2, minutes)) {
+    return false;
+  }
+  if (hours > 23 || minutes > 59) {
+    return false;
+  }
+  offset = std::chrono::hours(hours) + std::chrono::minutes(minutes);
+  offset = isBehind ? -offset : offset;
+  return true;
+}
+
+[[nodiscard]] bool TakeDate(std::string_view& text, sys_days& day) {
+  std::uint64_t year = 0;
+  std::uint64_t month = 0;
+  std::uint64_t dayOfMonth = 0;
+  if (!TakeNumber(text, 4, year) || !Take(text, '-') || !TakeNumber(text, 2, month) ||
+      !Take(text, '-') || !TakeNumber(text, 2, dayOfMonth)) {
+    return false;
+  }
+  const std::chrono::year_month_day date(std::chrono::year(static_cast<int>(year)),
+                                         std::chrono::month(static_cast<unsigned>(month)),
+                                         std::chrono::day(static_cast<unsigned>(dayOfMonth)));
+  day = sys_days(date);
+  return date.ok();
 }
 
 }  // namespace
@@ -101,28 +158,37 @@ std::string FormatUtc(std::uint64_t time) {
   return text;
 }
 
-std::optional<std::uint64_t> ParseUtc(std::string_view text) {
-  std::uint64_t year = 0;
-  std::uint64_t month = 0;
-  std::uint64_t day = 0;
-  if (!TakeNumber(text, 4, year) || !Take(text, '-') || !TakeNumber(text, 2, month) ||
-      !Take(text, '-') || !TakeNumber(text, 2, day)) {
-    return std::nullopt;
-  }
-  const std::chrono::year_month_day date(std::chrono::year(static_cast<int>(year)),
-                                         std::chrono::month(static_cast<unsigned>(month)),
-                                         std::chrono::day(static_cast<unsigned>(day)));
-  if (!date.ok() || sys_days(date) < kEpoch) {
+std::optional<sTimeStretch> ParseUtcStretch(std::string_view text) {
+  sys_days day;
+  if (!TakeDate(text, day)) {
     return std::nullopt;
   }
   milliseconds ofDay{};
-  if ((Take(text, 'T') || Take(text, ' ')) && !TakeTimeOfDay(text, ofDay)) {
+  const bool hasTime = TakeLetter(text, 'T') || Take(text, ' ');
+  milliseconds offset{};
+  if ((hasTime && !TakeTimeOfDay(text, ofDay)) || !TakeOffset(text, offset) || !text.empty()) {
     return std::nullopt;
   }
-  if (!text.empty() && text != "Z") {
+  const milliseconds first = day - kEpoch + ofDay - offset;
+  if (first < milliseconds(0)) {
     return std::nullopt;
   }
-  return static_cast<std::uint64_t>((sys_days(date) - kEpoch + ofDay).count());
+  const milliseconds length = hasTime ? milliseconds(1) : milliseconds(days(1));
+  return sTimeStretch{static_cast<std::uint64_t>(first.count()),
+                      static_cast<std::uint64_t>((first + length).count() - 1)};
+}
+
+std::optional<std::uint64_t> ParseUtc(std::string_view text) {
+  const auto stretch = ParseUtcStretch(text);
+  return stretch ? std::optional(stretch->first) : std::nullopt;
+}
+
+std::optional<std::uint64_t> ParseTimeOfDay(std::string_view text) {
+  milliseconds ofDay{};
+  if (!TakeTimeOfDay(text, ofDay) || !(text.empty() || text == "Z" || text == "z")) {
+    return std::nullopt;
+  }
+  return static_cast<std::uint64_t>(ofDay.count());
 }
 
 }  // namespace corvane

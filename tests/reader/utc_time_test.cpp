@@ -77,6 +77,45 @@ TEST(UtcTimeTest, PartsThatAreLeftOutAreZero) {
   EXPECT_EQ(ParseUtc("2009-02-13T23:31:30.123"), day + 84'690'123);
 }
 
+TEST(UtcTimeTest, AFractionOfASecondHasUpToNineDigits) {
+  const std::uint64_t second = kUnixEpoch + 1'234'567'890'000;
+  EXPECT_EQ(ParseUtc("2009-02-13T23:31:30.1"), second + 100);
+  EXPECT_EQ(ParseUtc("2009-02-13T23:31:30.12"), second + 120);
+  EXPECT_EQ(ParseUtc("2009-02-13T23:31:30.007Z"), second + 7);
+  EXPECT_EQ(ParseUtc("2009-02-13T23:31:30.1239"), second + 123);
+  EXPECT_EQ(ParseUtc("2009-02-13T23:31:30.999999999Z"), second + 999);
+}
+
+TEST(UtcTimeTest, AnOffsetTellsHowFarTheClockIsAhead) {
+  const std::uint64_t second = kUnixEpoch + 1'234'567'890'000;
+  EXPECT_EQ(ParseUtc("2009-02-14T01:31:30+02:00"), second);
+  EXPECT_EQ(ParseUtc("2009-02-14T01:31:30.250+02"), second + 250);
+  EXPECT_EQ(ParseUtc("2009-02-13T18:01:30-0530"), second);
+  EXPECT_EQ(ParseUtc("2009-02-13 23:31:30+00:00"), second);
+  EXPECT_EQ(ParseUtc("2009-02-13t23:31:30z"), second);
+  EXPECT_EQ(ParseUtc("1601-01-01T00:00-00:01"), 60'000U);
+}
+
+TEST(UtcTimeTest, ADayAloneIsAllOfItAndATimeOneMillisecond) {
+  const std::uint64_t day = kUnixEpoch + 1'234'483'200'000;
+  EXPECT_EQ(ParseUtcStretch("2009-02-13"), (sTimeStretch{day, day + 86'399'999}));
+  EXPECT_EQ(ParseUtcStretch("2009-02-13z"), (sTimeStretch{day, day + 86'399'999}));
+  EXPECT_EQ(ParseUtcStretch("2009-02-13+01:00"), (sTimeStretch{day - 3'600'000, day + 82'799'999}));
+  EXPECT_EQ(ParseUtcStretch("2009-02-13T00:00"), (sTimeStretch{day, day}));
+  EXPECT_EQ(ParseUtcStretch("2009-02-13 00:00:00.0019"), (sTimeStretch{day + 1, day + 1}));
+}
+
+TEST(UtcTimeTest, ATimeOfDayCountsFromMidnight) {
+  EXPECT_EQ(ParseTimeOfDay("00:00"), 0U);
+  EXPECT_EQ(ParseTimeOfDay("12:34"), 45'240'000U);
+  EXPECT_EQ(ParseTimeOfDay("12:34:56.5"), 45'296'500U);
+  EXPECT_EQ(ParseTimeOfDay("23:59:59.999Z"), 86'399'999U);
+  for (const char* text : {"", "12", "12:", "1:00", "24:00", "12:60", "12:34:", "12:34:60",
+                           "12:34+02:00", "12:34x", " 12:34"}) {
+    EXPECT_EQ(ParseTimeOfDay(text), std::nullopt) << text;
+  }
+}
+
 TEST(UtcTimeTest, OtherTextIsNoTime) {
   for (const char* text : {"",
                            "17",
@@ -88,10 +127,18 @@ TEST(UtcTimeTest, OtherTextIsNoTime) {
                            "2009-02-13T23:",
                            "2009-02-13T23:31:",
                            "2009-02-13T23:31:30.",
-                           "2009-02-13T23:31:30.12",
-                           "2009-02-13T23:31:30.1234",
-                           "2009-02-13T23:31:30.123z",
+                           "2009-02-13T23:31:30.1234567890",
                            "2009-02-13T23:31:30ZZ",
+                           "2009-02-13T23:31:30+",
+                           "2009-02-13T23:31:30+2",
+                           "2009-02-13T23:31:30+2:00",
+                           "2009-02-13T23:31:30+02:",
+                           "2009-02-13T23:31:30+02:0",
+                           "2009-02-13T23:31:30+24:00",
+                           "2009-02-13T23:31:30+02:60",
+                           "2009-02-13T23:31:30+02:00Z",
+                           "2009-02-13T23:31:30 +02:00",
+                           "1601-01-01T00:00:00+00:01",
                            "2009-00-13",
                            "2009-13-13",
                            "2009-02-00",
