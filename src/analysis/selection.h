@@ -25,6 +25,10 @@ struct sSelectionBound {
   std::optional<std::uint64_t> time;    // milliseconds since 1601-01-01 UTC
   // Milliseconds from the time of the capture's first item.
   std::optional<std::uint64_t> sinceStart;
+  // Milliseconds from the midnight, UTC, that began the day of the capture's first item.
+  std::optional<std::uint64_t> timeOfDay;
+
+  [[nodiscard]] bool IsOpen() const { return !number && !time && !sinceStart && !timeOfDay; }
 };
 
 // What is empty demands nothing. The first four widen each other: an item is wanted that fits one
@@ -36,13 +40,16 @@ struct sSelection {
   std::vector<sNumberRange> ssids;      // subsystem IDs of debug messages
   std::uint32_t levels = 0;             // bits of debug messages; one of them is enough
   std::optional<eDirection> direction;  // of packets; the recorder's own texts have none
-  std::string contains;                 // stands in a text of the recorder or a debug message
-  bool invert = false;                  // what the above does not want; the bounds stay
-  sSelectionBound from;                 // bounds are inclusive
+  // Stands in a text of the recorder or of a debug message, letter case as it is here.
+  std::string contains;
+  bool invert = false;   // what the above does not want; the bounds stay
+  sSelectionBound from;  // bounds are inclusive
   sSelectionBound to;
 
   // Every item of a capture is wanted.
   [[nodiscard]] bool IsEverything() const;
+  // Demands something else than a stretch of the capture.
+  [[nodiscard]] bool DemandsContent() const;
 };
 
 }  // namespace corvane

@@ -171,6 +171,16 @@ std::array<sTypeTotals, isf::kItemTypes> cCaptureFile::TotalsByType() {
   return totals;
 }
 
+std::optional<std::uint32_t> cCaptureFile::TypeOf(std::uint64_t number) {
+  const std::size_t block = FindBlock(number);
+  const auto entry = static_cast<std::uint32_t>(number % isf::kItemsPerBlock);
+  if (block == Blocks().size() || Blocks()[block].number != number / isf::kItemsPerBlock ||
+      entry >= Blocks()[block].entries || !LoadDirectory(block) || !directory.good.test(entry)) {
+    return std::nullopt;
+  }
+  return EntryAt(directory.bytes, entry).Type();
+}
+
 std::optional<sCaptureError> cCaptureFile::FindPlace(std::uint64_t number, sPlace& place) {
   place.name = "item " + std::to_string(number);
   const std::size_t blockNumber = FindBlock(number);

@@ -120,6 +120,9 @@ class cCaptureFile {
   // counts for nothing.
   [[nodiscard]] std::array<sTypeTotals, isf::kItemTypes> TotalsByType();
 
+  // The type of item `number`, from its directory alone; nothing where there is no such item to read.
+  [[nodiscard]] std::optional<std::uint32_t> TypeOf(std::uint64_t number);
+
   // Reads the time of item `number`, in milliseconds since 1601-01-01 UTC, and of its record no
   // more than the head. Returns what went wrong, or nothing.
   [[nodiscard]] std::optional<sCaptureError> ReadTime(std::uint64_t number, std::uint64_t& time);

@@ -1,0 +1,182 @@
+#include "analysis/selected_items.h"
+
+#include <algorithm>
+#include <tuple>
+#include <utility>
+
+#include "capture/isf/layout.h"
+
+namespace corvane {
+namespace {
+
+using eAnswer = cSelectionMatcher::eAnswer;
+
+// The time of the first item that has one.
+[[nodiscard]] std::optional<std::uint64_t> FirstTimeOf(cCaptureFile& file) {
+  std::uint64_t time = 0;
+  for (auto number = file.NextItem(0); number; number = file.NextItem(*number + 1)) {
+    if (!file.ReadTime(*number, time)) {
+      return time;
+    }
+  }
+  return std::nullopt;
+}
+
+[[nodiscard]] bool IsRelative(const sSelectionBound& bound) {
+  return bound.sinceStart || bound.timeOfDay;
+}
+
+[[nodiscard]] std::optional<std::uint64_t> StartFor(cCaptureFile& file, const sSelection& wanted) {
+  return IsRelative(wanted.from) || IsRelative(wanted.to) ? FirstTimeOf(file) : std::nullopt;
+}
+
+}  // namespace
+
+cSelectedItems::cSelectedItems(cCaptureFile& opened, const sSelection& wanted)
+    : file(opened),
+      isChoosy(!wanted.IsEverything()),
+      matcher(wanted, StartFor(opened, wanted)),
+      next(matcher.FirstNumber()) {}
+
+sSelectionOutcome cSelectedItems::Outcome() const {
+  return {selected, isChoosy, matcher.IsCrossed()};
+}
+
+// The next item between the bounds of numbers. The file may grow behind the last one.
+std::optional<std::uint64_t> cSelectedItems::NextNumber() {
+  const std::optional<std::uint64_t> number =
+      matcher.IsCrossed() ? std::nullopt : file.NextItem(next);
+  if (!number || *number > matcher.LastNumber()) {
+    return std::nullopt;
+  }
+  next = *number + 1;
+  return number;
+}
+
+// Makes item `number` the current one. False when it cannot be read.
+bool cSelectedItems::Read(std::uint64_t number) {
+  auto wrong = file.ReadItem(number, current.Renew());
+  if (wrong && !unreadable) {
+    unreadable = std::move(wrong);
+  }
+  if (wrong) {
+    return false;
+  }
+  if (current.Item().type == isf::kInformationItem) {
+    current.ApplyText();
+  }
+  return true;
+}
+
+void cSelectedItems::PassTextsBefore(std::uint64_t first) {
+  for (auto number = file.NextItem(0); number && *number < first;
+       number = file.NextItem(*number + 1)) {
+    if (file.TypeOf(*number) != isf::kInformationItem || file.ReadItem(*number, current.Renew())) {
+      continue;  // none of the wanted stretch, so that nobody misses it
+    }
+    current.ApplyText();
+    if (tellPassed) {
+      tellPassed(current.Item());
+    }
+  }
+}
+
+bool cSelectedItems::Next() {
+  if (!std::exchange(hasBegun, true)) {
+    PassTextsBefore(matcher.IsCrossed() ? 0 : next);
+  }
+  while (const auto number = NextNumber()) {
+    const std::uint32_t type = file.TypeOf(*number).value_or(0);
+    const bool isText = type == isf::kInformationItem;
+    if ((matcher.ByType(type) == eAnswer::No && !isText) || !Read(*number)) {
+      continue;
+    }
+    if (matcher.Matches(current)) {
+      ++selected;
+      return true;
+    }
+    if (isText && tellPassed) {
+      tellPassed(current.Item());
+    }
+  }
+  return false;
+}
+
+std::optional<std::uint64_t> cSelectedItems::Skip() {
+  hasBegun = true;
+  while (const auto number = NextNumber()) {
+    const eAnswer answer = matcher.ByType(file.TypeOf(*number).value_or(0));
+    if (answer == eAnswer::Yes ||
+        (answer == eAnswer::Read && Read(*number) && matcher.Matches(current))) {
+      ++selected;
+      return number;
+    }
+  }
+  return std::nullopt;
+}
+
+std::uint64_t cSelectedItems::CountRest() {
+  const std::uint64_t before = selected;
+  while (Skip()) {
+  }
+  return selected - before;
+}
+
+std::optional<std::uint64_t> FindLast(cCaptureFile& file, const sSelection& selection,
+                                      std::uint64_t count) {
+  // Block by block from the end, each forwards: reading in descending order is slow.
+  const auto inBlock = [&](std::uint64_t block) {
+    sSelection part = selection;
+    const std::uint64_t first = block * isf::kItemsPerBlock;
+    part.from.number = std::max(first, selection.from.number.value_or(0));
+    part.to.number =
+        std::min(first + isf::kItemsPerBlock - 1, selection.to.number.value_or(UINT64_MAX));
+    return part;
+  };
+  std::uint64_t missing = count;
+  for (std::size_t place = file.Blocks().size(); place-- > 0;) {
+    const sSelection part = inBlock(file.Blocks()[place].number);
+    const std::uint64_t here = cSelectedItems(file, part).CountRest();
+    if (here < missing) {
+      missing -= here;
+      continue;
+    }
+    cSelectedItems items(file, part);
+    for (std::uint64_t passed = 0; passed + missing < here; ++passed) {
+      std::ignore = items.Skip();
+    }
+    return items.Skip();
+  }
+  return std::nullopt;
+}
+
+cSelectedFollower::cSelectedFollower(cItemFollower& followed, const sSelection& wanted)
+    : follower(followed), selection(wanted) {}
+
+sSelectionOutcome cSelectedFollower::Outcome() const {
+  return {selected, !selection.IsEverything(), matcher && matcher->IsCrossed()};
+}
+
+bool cSelectedFollower::Next() {
+  while (follower.Next(current.Renew())) {
+    const sCaptureItem& item = current.Item();
+    if (!matcher) {
+      matcher.emplace(selection, item.time);
+    }
+    const bool isText = item.type == isf::kInformationItem;
+    if (isText) {
+      current.ApplyText();
+    }
+    isPastEnd = matcher->IsCrossed() || item.number >= matcher->LastNumber();
+    if (matcher->Matches(current)) {
+      ++selected;
+      return true;
+    }
+    if (isText && tellPassed) {
+      tellPassed(item);
+    }
+  }
+  return false;
+}
+
+}  // namespace corvane
