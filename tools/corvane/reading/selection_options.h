@@ -1,0 +1,29 @@
+#pragma once
+
+#include <CLI/App.hpp>
+#include <iosfwd>
+#include <string>
+
+#include "analysis/selected_items.h"
+#include "analysis/selection.h"
+
+// The options that select items, the same for every command that has them.
+namespace corvane::tools {
+
+// Adds --type, --log-code, --event, --ssid, --level, --direction, --from, --to, --contains and
+// --invert. They fill `selection`, which must live until the arguments are parsed. Wrong values are
+// wrong usage: CLI::ValidationError.
+void AddSelectionOptions(CLI::App& command, sSelection& selection);
+
+// What the help should say of them, a paragraph.
+inline constexpr char kSelectionNotes[] =
+    "--type, --log-code, --event and --ssid widen each other: an item is selected that fits one of "
+    "them. All other options narrow. Each takes several values, with commas between them or by "
+    "being given again. A name may be cut down to any part that no other name has. Items count "
+    "from 0, and both bounds belong to what is selected.";
+
+// Says so when a selection of a capture's items has selected none.
+void ReportNothingSelected(const char* command, const std::string& path,
+                           const sSelectionOutcome& outcome, std::ostream& errors);
+
+}  // namespace corvane::tools
