@@ -77,6 +77,7 @@ void cCaptureFile::Refresh() {
 
 cDamage cCaptureFile::FindDamage() {
   closed = false;
+  second.reset();
   chain.Advance();
   const std::optional<std::uint64_t> now = source->Size();
   size = now.value_or(0);

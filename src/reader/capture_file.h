@@ -110,6 +110,9 @@ class cCaptureFile {
   [[nodiscard]] std::uint64_t ItemsEnd() const { return chain.End(); }
   // Whether the file ends in a trailer, also where State() is Damaged.
   [[nodiscard]] bool IsClosed() const { return closed; }
+  // Where a second capture begins, behind the end of this one: files were joined. State() is Damaged
+  // then, and only the first one's items are read.
+  [[nodiscard]] std::optional<std::uint64_t> SecondCapture() const { return second; }
   // Bytes between good records that belong to none.
   [[nodiscard]] std::uint64_t GapBytes() const { return chain.GapBytes(); }
   // Bytes that belong to no good item: those between good records, and, in a file that is not
@@ -161,6 +164,7 @@ class cCaptureFile {
   cBlockChain chain;
   std::uint64_t size = 0;
   bool closed = false;
+  std::optional<std::uint64_t> second;
   cDamage damage;
 
   // The directory that items were last read through.

@@ -211,6 +211,49 @@ void CheckRecords(cByteSource& source, eCheck howMuch, cBlockChain& chain,
   return differences.Count() == 0;
 }
 
+// Whether a capture begins at this offset: a header, and behind it a block with its first item
+// where that has to be, or the trailer of a capture without items.
+[[nodiscard]] bool IsCaptureAt(cByteSource& source, std::uint64_t offset, std::uint64_t size) {
+  if (offset >= size || size - offset < isf::kHeaderSize + isf::kTrailerSize) {
+    return false;
+  }
+  std::array<std::uint8_t, isf::kHeaderSize> header{};
+  std::array<std::uint8_t, isf::kTrailerSize> first{};
+  if (source.ReadAt(offset, header) != header.size() || !isf::IsHeader(header) ||
+      source.ReadAt(offset + isf::kHeaderSize, first) != first.size()) {
+    return false;
+  }
+  const isf::sTrailer trailer = isf::LoadTrailer(first);
+  if (trailer.magic == isf::kTrailerMagic && trailer.zero == 0 && trailer.itemCount == 0) {
+    return true;
+  }
+  if (size - offset < isf::kHeaderSize + isf::kBlockSize) {
+    return false;
+  }
+  const isf::sDirectoryEntry entry = isf::LoadDirectoryEntry(
+      std::span<const std::uint8_t, isf::kTrailerSize>(first).first<isf::kDirectoryEntrySize>());
+  return entry.position == 0 && entry.WidthCode() == isf::kTimeDelta8 &&
+         FindBrokenRule(entry).problem == nullptr;
+}
+
+// Where a second capture begins behind the records of `chain`, or behind the index and the trailer
+// that close them.
+[[nodiscard]] std::optional<std::uint64_t> FindSecondCapture(cByteSource& source,
+                                                             const cBlockChain& chain,
+                                                             std::uint64_t size) {
+  // A capture without items, before another one, is taken for one with a block.
+  const bool hasItems = chain.ItemCount() != 0;
+  const std::uint64_t end = hasItems ? chain.End() : std::uint64_t{isf::kHeaderSize};
+  const std::uint64_t closing =
+      (hasItems ? BlockCount(chain) * isf::kIndexEntrySize : 0) + isf::kTrailerSize;
+  for (const std::uint64_t offset : {end + closing, end}) {
+    if (IsCaptureAt(source, offset, size)) {
+      return offset;
+    }
+  }
+  return std::nullopt;
+}
+
 }  // namespace
 
 cDamage cCaptureFile::CheckClosing() {
@@ -228,6 +271,12 @@ cDamage cCaptureFile::CheckClosing() {
     }
   }
 
+  second = FindSecondCapture(*source, chain, size);
+  if (second) {
+    found.Add({"a second capture begins here: files were joined, and only the first one is read",
+               *second});
+    return found;
+  }
   std::optional<cBlockIndex> index = cBlockIndex::Find(*source, size);
   if (index && IsTrailer(*index, chain)) {
     closed = true;

@@ -70,6 +70,42 @@ TEST(ClosedCaptureTest, AClosedFileWhoseLastBlockHasNoItemsIsDamaged) {
   EXPECT_EQ(ErrorOf(builder.Closed()), "the last block has no items, at offset 4");
 }
 
+// `cat one.isf other.isf`
+[[nodiscard]] ByteVector Joined(ByteVector one, const ByteVector& other) {
+  one.insert(one.end(), other.begin(), other.end());
+  return one;
+}
+
+TEST(ClosedCaptureTest, ASecondCaptureBehindTheFirstIsToldWithItsOffset) {
+  const ByteVector empty = cCaptureBuilder().Closed();
+  for (const ByteVector& one : {SmallCapture().Closed(), SmallCapture().Unclosed(),
+                                TwoBlocks().Closed(), TwoBlocks().Unclosed(), empty}) {
+    for (const ByteVector& other :
+         {SmallCapture().Closed(), TwoBlocks().Closed(), TwoBlocks().Unclosed(), empty,
+          Joined(SmallCapture().Closed(), SmallCapture().Closed())}) {
+      const sOpened opened = OpenBytes(Joined(one, other));
+      ASSERT_NE(opened.file, nullptr);
+      EXPECT_EQ(opened.file->SecondCapture(), one.size());
+      EXPECT_THAT(TextsOf(opened.file->AllDamage()),
+                  testing::Contains("a second capture begins here: files were joined, and only the "
+                                    "first one is read, at offset " +
+                                    std::to_string(one.size())));
+      if (one != empty) {
+        EXPECT_EQ(opened.file->AllDamage().Count(), 1U);
+        EXPECT_EQ(opened.file->ItemCount(), OpenBytes(one).file->ItemCount());
+      }
+    }
+  }
+}
+
+TEST(ClosedCaptureTest, AHeaderAloneBehindACaptureIsNoSecondOne) {
+  const ByteVector header = cCaptureBuilder().Unclosed();
+  const ByteVector file = Joined(SmallCapture().Closed(), Joined(header, ByteVector(100, 0x55)));
+  const sOpened opened = OpenBytes(file);
+  ASSERT_NE(opened.file, nullptr);
+  EXPECT_EQ(opened.file->SecondCapture(), std::nullopt);
+}
+
 TEST(ClosedCaptureTest, BytesBehindTheTrailerMakeAFileUnclosed) {
   ByteVector file = SmallCapture().Closed();
   file.push_back(0);
