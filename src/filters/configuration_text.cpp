@@ -32,11 +32,12 @@ constexpr std::uint32_t kNoDigit = 0xFF;
 
 }  // namespace
 
-std::vector<std::string> ExtractSectionItems(std::string_view text, std::string_view sectionName) {
+std::vector<std::string_view> FindSectionBodies(std::string_view text,
+                                                std::string_view sectionName) {
   const std::string openingTag = MakeTag("<", sectionName);
   const std::string closingTag = MakeTag("</", sectionName);
 
-  std::vector<std::string> items;
+  std::vector<std::string_view> bodies;
   std::size_t position = 0;
   while (position < text.size()) {
     // Both tags are sought from the same position, so sections do not nest: an opening tag within a
@@ -50,14 +51,22 @@ std::vector<std::string> ExtractSectionItems(std::string_view text, std::string_
     if (start > closing) {
       break;
     }
+    bodies.push_back(text.substr(start, closing - start));
+    position = closing + closingTag.size();
+  }
+  return bodies;
+}
 
-    std::string_view body = text.substr(start, closing - start);
-    body = body.substr(0, body.find('\0'));
-    for (const std::string_view item : SplitAtRuns(body, ',')) {
+std::vector<std::string_view> SplitSectionBody(std::string_view body) {
+  return SplitAtRuns(body.substr(0, body.find('\0')), ',');
+}
+
+std::vector<std::string> ExtractSectionItems(std::string_view text, std::string_view sectionName) {
+  std::vector<std::string> items;
+  for (const std::string_view body : FindSectionBodies(text, sectionName)) {
+    for (const std::string_view item : SplitSectionBody(body)) {
       items.emplace_back(item);
     }
-
-    position = closing + closingTag.size();
   }
   return items;
 }

@@ -8,14 +8,20 @@
 // What a configuration's text is made of: tagged sections of items, which are numbers.
 namespace corvane {
 
-// The items of every section `sectionName` in a configuration text, in the order of the text.
+// What stands between the tags of every section `sectionName` in a configuration text, in the order
+// of the text. The bodies are views of `text`.
 //
 // A section runs from its opening tag "<name>" to the next closing tag "</name>", both matched byte
-// for byte; what stands outside is ignored. Its items are separated by runs of commas, are never
-// empty, and keep their white space and line breaks. A NUL ends the items of its section.
-//
-// The scan ends where either tag is missing, and at a closing tag that stands before the next
-// opening tag, even if complete sections follow.
+// for byte; what stands outside is ignored. The scan ends where either tag is missing, and at a
+// closing tag that stands before the next opening tag, even if complete sections follow.
+[[nodiscard]] std::vector<std::string_view> FindSectionBodies(std::string_view text,
+                                                              std::string_view sectionName);
+
+// The items of a section's body, as views of it: separated by runs of commas, never empty, with
+// their white space and line breaks. A NUL ends the items of its section.
+[[nodiscard]] std::vector<std::string_view> SplitSectionBody(std::string_view body);
+
+// The items of every section `sectionName` in a configuration text, in the order of the text.
 [[nodiscard]] std::vector<std::string> ExtractSectionItems(std::string_view text,
                                                            std::string_view sectionName);
 
