@@ -1,6 +1,7 @@
 #include "describe/names.h"
 
 #include <algorithm>
+#include <array>
 
 namespace corvane {
 
@@ -31,6 +32,11 @@ std::string_view SsidName(std::uint16_t ssid) {
     }
   }
   return narrowest == nullptr ? std::string_view() : narrowest->name;
+}
+
+std::string_view MessageLevelName(std::uint32_t level) {
+  constexpr std::array<std::string_view, 5> kNames = {"low", "medium", "high", "error", "fatal"};
+  return level < kNames.size() ? kNames[level] : std::string_view();
 }
 
 std::string_view TechnologyName(eTechnology technology) {

@@ -41,6 +41,10 @@ struct sSsidName {
 [[nodiscard]] std::string_view EventName(std::uint16_t id);
 [[nodiscard]] std::string_view SsidName(std::uint16_t ssid);
 
+// The level of debug messages that a bit of their mask stands for, "high" for 2. Empty when it has
+// no name: higher bits mean something else in each subsystem.
+[[nodiscard]] std::string_view MessageLevelName(std::uint32_t level);
+
 // "LTE", "WCDMA"; empty for none.
 [[nodiscard]] std::string_view TechnologyName(eTechnology technology);
 
