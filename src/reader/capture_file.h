@@ -119,6 +119,12 @@ class cCaptureFile {
   // complete, whatever follows the last good record.
   [[nodiscard]] std::uint64_t UnclaimedBytes() const;
 
+  // Reads the directory of block `block` of Blocks(), with its good entries as they were judged. False
+  // when it cannot be read.
+  [[nodiscard]] bool LoadBlock(std::size_t block, sLoadedDirectory& into) {
+    return chain.LoadDirectory(block, into);
+  }
+
   // The items by their types, 0 to 31, from the directories alone. A directory that cannot be read
   // counts for nothing.
   [[nodiscard]] std::array<sTypeTotals, isf::kItemTypes> TotalsByType();

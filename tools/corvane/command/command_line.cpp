@@ -80,6 +80,7 @@ int RunCommandLine(int argc, const char* const* argv) {
   AddImportCommand(app, exitCode);
   AddInfoCommand(app, exitCode);
   AddListCommand(app, exitCode);
+  AddVerifyCommand(app, exitCode);
   AddWiresharkCommand(app, exitCode);
   try {
     app.parse(argc, argv);

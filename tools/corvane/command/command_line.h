@@ -21,6 +21,7 @@ void AddExportCommand(CLI::App& app, int& exitCode);
 void AddImportCommand(CLI::App& app, int& exitCode);
 void AddInfoCommand(CLI::App& app, int& exitCode);
 void AddListCommand(CLI::App& app, int& exitCode);
+void AddVerifyCommand(CLI::App& app, int& exitCode);
 void AddWiresharkCommand(CLI::App& app, int& exitCode);
 // These need corvane.dll and Windows. Elsewhere they only say so: who looks for one is told where
 // it is.

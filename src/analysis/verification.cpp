@@ -1,0 +1,451 @@
+#include "analysis/verification.h"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#include "capture/isf/item_types.h"
+#include "capture/isf/layout.h"
+#include "diag/little_endian.h"
+#include "diag/packets.h"
+#include "diag/shared_buffer.h"
+#include "reader/block_index.h"
+#include "reader/capture_file.h"
+#include "reader/directory.h"
+
+namespace corvane {
+namespace {
+
+struct sRuleWords {
+  std::string_view name;
+  std::string_view text;
+};
+
+[[nodiscard]] sRuleWords WordsOf(eRule rule) {
+  switch (rule) {
+    case eRule::Header:
+      return {"header", "A capture begins with 0xAB603108"};
+    case eRule::Joined:
+      return {"joined", "A file holds one capture"};
+    case eRule::Block:
+      return {"block", "A block is whole, and the last one of a closed capture has items"};
+    case eRule::NextBlock:
+      return {
+          "next-block",
+          "A block names the one behind it, which stands behind its last record; the last block "
+          "names none"};
+    case eRule::BaseTime:
+      return {"base-time", "A block's base time is the time of its first item"};
+    case eRule::EntryOrder:
+      return {"entry-order",
+              "A directory's entries are used in order, and all of them before the next block"};
+    case eRule::RecordPlace:
+      return {"record-place", "Records follow each other in the order of the directory"};
+    case eRule::Gap:
+      return {"gap", "In a closed capture every byte belongs to something"};
+    case eRule::PacketLength:
+      return {"packet-length", "A packet has 1 to 16640 bytes"};
+    case eRule::ItemType:
+      return {"item-type", "Item types are 0 to 2 and 4 to 10"};
+    case eRule::ExtraField:
+      return {"extra-field", "Only items of type 8 have an extra field, and never 0xFFFFFFFF"};
+    case eRule::ItemTime:
+      return {"item-time", "A time is one that clocks can show"};
+    case eRule::TimeWidth:
+      return {"time-width", "A time field is as narrow as its time allows"};
+    case eRule::BlockIndex:
+      return {"block-index", "The block index has each block's position and base time"};
+    case eRule::Trailer:
+      return {"trailer", "The trailer is 64 bits of zero, the number of items and 0xAB603107"};
+    case eRule::Contents:
+      return {"contents", "A packet is of the sort that its item's type says"};
+  }
+  return {};
+}
+
+// Bytes that are borrowed, with a header put in front where that is wrong: what is behind it can
+// then be read all the same.
+class cBehindHeader final : public cByteSource {
+ public:
+  explicit cBehindHeader(cByteSource& borrowed) : bytes(borrowed) {}
+
+  [[nodiscard]] std::optional<std::uint64_t> Size() override { return bytes.Size(); }
+  [[nodiscard]] std::size_t ReadAt(std::uint64_t offset, std::span<std::uint8_t> wanted) override {
+    const std::size_t count = bytes.ReadAt(offset, wanted);
+    const auto header = isf::StoreHeader();
+    for (std::uint64_t at = offset; at < header.size() && at - offset < count; ++at) {
+      wanted[static_cast<std::size_t>(at - offset)] = header[static_cast<std::size_t>(at)];
+    }
+    return count;
+  }
+
+ private:
+  cByteSource& bytes;
+};
+
+class cVerifier {
+ public:
+  cVerifier(cByteSource& source, const sVerifyRequest& wanted)
+      : bytes(source), request(wanted), records(source) {}
+
+  [[nodiscard]] sVerified Run() {
+    if (CheckHeader() && Open()) {
+      CheckBlocks();
+      CheckEnd();
+    }
+    return result;
+  }
+
+ private:
+  void Report(eRule rule, std::uint64_t offset, std::string problem,
+              std::optional<std::uint64_t> item = std::nullopt) {
+    if (result.endedEarly) {
+      return;
+    }
+    ++result.violations;
+    result.endedEarly = !request.onViolation({rule, offset, std::move(problem), item});
+  }
+
+  // False when nothing behind it can be read.
+  [[nodiscard]] bool CheckHeader() {
+    std::array<std::uint8_t, isf::kHeaderSize> header{};
+    const std::size_t count = bytes.ReadAt(0, header);
+    if (count != header.size()) {
+      Report(eRule::Header, count, "the file is too short for a header");
+      return false;
+    }
+    if (!isf::IsHeader(header)) {
+      Report(eRule::Header, 0, "the file begins with something else");
+    }
+    return true;
+  }
+
+  [[nodiscard]] bool Open() {
+    sCaptureError error;
+    file = cCaptureFile::Open(std::make_unique<cBehindHeader>(bytes), error, eCheck::Directories);
+    if (file == nullptr) {
+      Report(eRule::Header, error.offset.value_or(0), error.message);
+      return false;
+    }
+    result.items = file->ItemCount();
+    result.blocks = file->Blocks().size();
+    result.size = file->Size();
+    result.closed = file->IsClosed();
+    if (file->IsClosed()) {
+      const std::uint64_t blocks = file->Blocks().empty() ? 0 : file->Blocks().back().number + 1;
+      const std::uint64_t closing = blocks * isf::kIndexEntrySize + isf::kTrailerSize;
+      indexOffset = file->Size() - std::min(file->Size(), closing);
+    }
+    return true;
+  }
+
+  void CheckBlocks() {
+    const auto& blocks = file->Blocks();
+    for (std::size_t number = 0; number < blocks.size() && !result.endedEarly; ++number) {
+      const sCaptureBlock* const next = number + 1 < blocks.size() ? &blocks[number + 1] : nullptr;
+      CheckBlock(number, blocks[number], next);
+    }
+  }
+
+  void CheckBlock(std::size_t number, const sCaptureBlock& block, const sCaptureBlock* next) {
+    std::array<std::uint8_t, isf::kBlockTailSize> tailBytes{};
+    if (!file->LoadBlock(number, *directory) ||
+        bytes.ReadAt(block.offset + isf::kDirectorySize, tailBytes) != tailBytes.size()) {
+      Report(eRule::Block, block.offset, NameOf(block) + " cannot be read");
+      return;
+    }
+    const isf::sBlockTail tail = isf::LoadBlockTail(tailBytes);
+    CheckLink(block, next, tail.nextBlock);
+    const bool hasTime = tail.baseTime <= isf::kLatestTime;
+    if (!hasTime) {
+      Report(eRule::BaseTime, block.offset + isf::kBaseTimeOffset,
+             "the base time of " + NameOf(block) + " is later than any clock can be");
+    }
+    // Without a base time, and one to take in its place, no entry can be judged.
+    if (hasTime || block.items != 0) {
+      CheckEntries(block, next);
+    }
+  }
+
+  void CheckLink(const sCaptureBlock& block, const sCaptureBlock* next, std::uint64_t link) {
+    const std::uint64_t offset = block.offset + isf::kNextBlockOffset;
+    if (next == nullptr) {
+      // A recorder at work may have begun another block meanwhile.
+      const bool grows = !result.closed && bytes.Size() != result.size;
+      if (link != 0 && !grows) {
+        Report(eRule::NextBlock, offset, NameOf(block) + " names a next block where there is none");
+      }
+      return;
+    }
+    if (next->number != block.number + 1) {
+      Report(eRule::NextBlock, offset,
+             std::to_string(next->number - block.number - 1) + " blocks behind " + NameOf(block) +
+                 " are lost");
+    } else if (link != next->offset) {
+      Report(eRule::NextBlock, offset,
+             NameOf(block) + " names " + std::to_string(link) +
+                 " for the next block, which is at " + std::to_string(next->offset));
+    }
+  }
+
+  void CheckEntries(const sCaptureBlock& block, const sCaptureBlock* next) {
+    std::uint64_t end = block.offset + isf::kBlockSize;
+    // What stands behind a bad entry's record cannot be told from a gap.
+    bool isBehindGood = true;
+    for (std::uint32_t place = 0; place < block.entries && !result.endedEarly; ++place) {
+      if (!directory->good.test(place)) {
+        ReportBadEntry(block, next, place, end);
+        isBehindGood = false;
+        continue;
+      }
+      const isf::sDirectoryEntry entry = EntryAt(directory->bytes, place);
+      const std::uint64_t record = block.offset + isf::kBlockSize + entry.position;
+      if (isBehindGood) {
+        CheckGap(end, record, "record of item " + std::to_string(NumberOf(block, place)));
+      }
+      CheckItem(block, entry, place, record);
+      end = record + entry.RecordSize();
+      isBehindGood = true;
+      if ((place & kProgressMask) == 0) {
+        request.onProgress(record);
+      }
+    }
+    if (!isBehindGood) {
+      return;
+    }
+    if (next != nullptr && next->number == block.number + 1) {
+      CheckGap(end, next->offset, "next block");
+    } else if (next == nullptr && result.closed) {
+      CheckGap(end, indexOffset, "block index");
+    }
+  }
+
+  // In a file that was not closed a failed write may have left bytes.
+  void CheckGap(std::uint64_t end, std::uint64_t begin, const std::string& behind) {
+    if (result.closed && begin > end) {
+      Report(eRule::Gap, end,
+             std::to_string(begin - end) + (begin - end == 1 ? " byte" : " bytes") +
+                 " before the " + behind + " belong to nothing");
+    }
+  }
+
+  // `end` is where the last good record before it ends.
+  void ReportBadEntry(const sCaptureBlock& block, const sCaptureBlock* next, std::uint32_t place,
+                      std::uint64_t end) {
+    const std::uint64_t offset = block.offset + std::uint64_t{place} * isf::kDirectoryEntrySize;
+    const std::uint64_t number = NumberOf(block, place);
+    const std::string name = "the entry of item " + std::to_string(number);
+    const isf::sDirectoryEntry entry = EntryAt(directory->bytes, place);
+    if (entry == isf::sDirectoryEntry{}) {
+      Report(eRule::EntryOrder, offset, name + " is unused, and something follows", number);
+      return;
+    }
+    if (entry.length == 0) {
+      Report(eRule::PacketLength, offset, name + " has length 0", number);
+      return;
+    }
+    const std::uint64_t begin = block.offset + isf::kBlockSize + entry.position;
+    const std::uint64_t limit = next != nullptr ? next->offset
+                                : result.closed ? indexOffset
+                                                : result.size;
+    const char* problem = " does not fit between its neighbours";
+    if (begin < end) {
+      problem = " leads into the record before its own";
+    } else if (begin + entry.RecordSize() > limit) {
+      problem = " leads past the end of the records";
+    }
+    Report(eRule::RecordPlace, offset, name + problem, number);
+  }
+
+  void CheckItem(const sCaptureBlock& block, const isf::sDirectoryEntry& entry, std::uint32_t place,
+                 std::uint64_t record) {
+    const std::uint64_t number = NumberOf(block, place);
+    const std::uint64_t inDirectory =
+        block.offset + std::uint64_t{place} * isf::kDirectoryEntrySize;
+    const auto report = [&](eRule rule, std::uint64_t offset, const std::string& problem) {
+      Report(rule, offset, "item " + std::to_string(number) + " " + problem, number);
+    };
+    const bool isKnown = entry.Type() <= isf::kSubsystemRequestItem && entry.Type() != kNoType;
+    if (!isKnown && result.closed) {
+      report(eRule::ItemType, inDirectory, "has type " + std::to_string(entry.Type()));
+    }
+    if (entry.length > isf::kLongestPacket && result.closed) {
+      report(eRule::PacketLength, inDirectory, "has " + std::to_string(entry.length) + " bytes");
+    }
+    if (entry.HasExtra() && entry.Type() != isf::kSignallingLogItem && result.closed) {
+      report(eRule::ExtraField, inDirectory,
+             "has an extra field, and type " + std::to_string(entry.Type()));
+    }
+    const auto bytesOfRecord =
+        records.Read(record, request.contents ? entry.RecordSize() : entry.HeadSize());
+    if (!bytesOfRecord) {
+      report(eRule::RecordPlace, record, "cannot be read");
+      return;
+    }
+    const isf::sRecordHead head = isf::LoadRecordHead(entry, block.baseTime, *bytesOfRecord);
+    if (head.time > isf::kLatestTime) {
+      report(eRule::ItemTime, record, "has a time later than any clock can be");
+    } else if (result.closed) {
+      if (place == 0 && head.time != block.baseTime) {
+        report(eRule::BaseTime, record, "is the first of its block, and not at its base time");
+      }
+      if (entry.WidthCode() != isf::ChooseTimeWidth(head.time, block.baseTime)) {
+        report(eRule::TimeWidth, record,
+               "has a time field of " + std::to_string(entry.TimeSize()) + " bytes");
+      }
+    }
+    if (head.extra == kNotLearned && result.closed) {
+      report(eRule::ExtraField, record, "has an extra field of 0xFFFFFFFF");
+    }
+    if (request.contents && isKnown) {
+      CheckContents(entry.Type(), bytesOfRecord->subspan(entry.HeadSize()), record, number);
+    }
+  }
+
+  void CheckContents(std::uint32_t type, std::span<const std::uint8_t> packet, std::uint64_t record,
+                     std::uint64_t number) {
+    if (type == isf::kInformationItem) {
+      if (!isf::LoadTextItem(packet)) {
+        Report(eRule::Contents, record, "item " + std::to_string(number) + " is no text", number);
+      }
+      return;
+    }
+    const bool isRequest = type == isf::kRequestItem || type == isf::kSubsystemRequestItem;
+    const OwnedBuffer buffer = MakeBuffer(packet, isRequest ? kOriginLibrary : kOriginDevice);
+    if (!IsUsable(buffer.get())) {
+      return;  // too long, which was reported
+    }
+    std::uint32_t wanted = isf::kEventItem;
+    // An event stands in the file with the command of its report, which stays there as it is when
+    // it cannot be taken apart by anybody.
+    if (!IsEventReport(*buffer)) {
+      wanted = ChooseItemKind(*buffer, {}).type;
+    }
+    if (packet[0] > command::kLast || wanted != type) {
+      Report(eRule::Contents, record,
+             "item " + std::to_string(number) + " has type " + std::to_string(type) +
+                 ", and its packet begins with command " + std::to_string(packet[0]),
+             number);
+    }
+  }
+
+  void CheckEnd() {
+    if (const auto second = file->SecondCapture()) {
+      Report(eRule::Joined, *second, "a second capture begins here");
+      return;
+    }
+    if (!result.closed) {
+      CheckUnclosedEnd();
+      return;
+    }
+    const auto& blocks = file->Blocks();
+    if (!blocks.empty() && blocks.back().entries == 0) {
+      Report(eRule::Block, blocks.back().offset, "the last block has no items");
+    }
+    cBlockIndex index(bytes, file->Size() - isf::kTrailerSize);
+    CheckTrailer();
+    if (indexOffset < file->ItemsEnd()) {
+      Report(eRule::BlockIndex, file->ItemsEnd(),
+             "the block index does not fit between the last record and the trailer");
+      return;
+    }
+    for (const sCaptureBlock& block : blocks) {
+      CheckIndexEntry(index, block);
+    }
+  }
+
+  void CheckIndexEntry(cBlockIndex& index, const sCaptureBlock& block) {
+    const std::uint64_t offset = indexOffset + block.number * isf::kIndexEntrySize;
+    const std::string name = "block index entry " + std::to_string(block.number);
+    const auto entry = index.Entry(indexOffset, block.number);
+    if (!entry) {
+      Report(eRule::BlockIndex, offset, name + " cannot be read");
+      return;
+    }
+    if (entry->blockOffset != block.offset) {
+      Report(
+          eRule::BlockIndex, offset + isf::kIndexBlockOffset,
+          name + " has position " + std::to_string(entry->blockOffset) + " for " + NameOf(block));
+    }
+    if (entry->baseTime != block.baseTime) {
+      Report(eRule::BlockIndex, offset + isf::kIndexBaseTime,
+             name + " has another base time than its block");
+    }
+  }
+
+  void CheckTrailer() {
+    const std::uint64_t offset = file->Size() - isf::kTrailerSize;
+    std::array<std::uint8_t, isf::kTrailerSize> last{};
+    if (bytes.ReadAt(offset, last) != last.size()) {
+      Report(eRule::Trailer, offset, "the trailer cannot be read");
+      return;
+    }
+    const isf::sTrailer trailer = isf::LoadTrailer(last);
+    if (trailer.zero != 0) {
+      Report(eRule::Trailer, offset, "the first 64 bits of the trailer are not zero");
+    }
+    // The trailer has 32 bits for the count; a longer capture's count has gone round.
+    if (trailer.itemCount != static_cast<std::uint32_t>(file->NumbersEnd())) {
+      Report(eRule::Trailer, offset + isf::kTrailerItemCount,
+             "the trailer counts " + std::to_string(trailer.itemCount) +
+                 " items, the directories hold " + std::to_string(file->NumbersEnd()));
+    }
+  }
+
+  // A file without trailer: the rest of one that was closed, or a block that is cut off.
+  void CheckUnclosedEnd() {
+    const auto& blocks = file->Blocks();
+    if (blocks.empty()) {
+      if (const auto error = file->Damage()) {
+        Report(eRule::Block, error->offset.value_or(0), error->message);
+      }
+      return;
+    }
+    const std::uint64_t closing =
+        (blocks.back().number + 1) * isf::kIndexEntrySize + isf::kTrailerSize;
+    if (result.size - std::min(result.size, file->ItemsEnd()) < closing) {
+      return;
+    }
+    // A whole index where that of a closed file would be was followed by a trailer once.
+    const std::uint64_t offset = result.size - isf::kTrailerSize;
+    cBlockIndex index(bytes, offset);
+    const bool isWhole = std::all_of(blocks.begin(), blocks.end(), [&](const sCaptureBlock& block) {
+      const auto entry = index.Entry(result.size - closing, block.number);
+      return entry && *entry == isf::sIndexEntry{block.offset, block.baseTime};
+    });
+    if (isWhole) {
+      Report(eRule::Trailer, offset + isf::kTrailerMagicOffset,
+             "the trailer does not end in its closing number");
+    }
+  }
+
+  [[nodiscard]] static std::string NameOf(const sCaptureBlock& block) {
+    return "the block at offset " + std::to_string(block.offset);
+  }
+  [[nodiscard]] static std::uint64_t NumberOf(const sCaptureBlock& block, std::uint32_t place) {
+    return block.number * isf::kItemsPerBlock + place;
+  }
+
+  static constexpr std::uint32_t kNoType = 3;
+  static constexpr std::uint32_t kProgressMask = 15;
+
+  cByteSource& bytes;
+  const sVerifyRequest& request;
+  cByteWindow records;
+  std::unique_ptr<cCaptureFile> file;
+  std::uint64_t indexOffset = 0;  // of a closed file
+  std::unique_ptr<sLoadedDirectory> directory = std::make_unique<sLoadedDirectory>();
+  sVerified result;
+};
+
+}  // namespace
+
+std::string_view RuleName(eRule rule) { return WordsOf(rule).name; }
+
+std::string_view RuleText(eRule rule) { return WordsOf(rule).text; }
+
+sVerified VerifyCapture(std::unique_ptr<cByteSource> source, const sVerifyRequest& request) {
+  return cVerifier(*source, request).Run();
+}
+
+}  // namespace corvane

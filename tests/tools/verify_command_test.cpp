@@ -1,0 +1,145 @@
+#include "corvane/reading/verify_command.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "reader/capture_builder.h"
+#include "support/temp_directory.h"
+
+namespace corvane::tools {
+namespace {
+
+using nlohmann::json;
+
+struct sResult {
+  int code = 0;
+  std::string out;
+  std::string errors;
+
+  [[nodiscard]] std::vector<json> Objects() const {
+    std::vector<json> objects;
+    std::istringstream lines(out);
+    for (std::string line; std::getline(lines, line);) {
+      objects.push_back(json::parse(line));
+    }
+    return objects;
+  }
+};
+
+[[nodiscard]] sResult Verify(const sVerifyFiles& request) {
+  std::ostringstream out;
+  std::ostringstream errors;
+  const int code = VerifyFiles(request, out, errors);
+  return {code, out.str(), errors.str()};
+}
+
+class VerifyCommandTest : public testing::Test {
+ protected:
+  const cTempDirectory folder;
+  const std::string good = folder.Write("good.isf", SmallCapture().Closed());
+  const std::string unclosed = folder.Write("unclosed.isf", SmallCapture().Unclosed());
+  // Entries 1 and 2 have length 0.
+  const std::string bad = folder.Write(
+      "bad.isf", With(With(SmallCapture().Closed(), 4 + 7 + 5, 0, 2), 4 + 14 + 5, 0, 2));
+};
+
+TEST_F(VerifyCommandTest, ACompleteFileIsSaidToBeComplete) {
+  const sResult result = Verify({.paths = {good}});
+  EXPECT_EQ(result.code, 0);
+  EXPECT_EQ(result.out, good + ": complete: 3 items, 57.4 kB\n");
+  EXPECT_EQ(result.errors, "");
+}
+
+TEST_F(VerifyCommandTest, AFileThatIsNotClosedHasACodeOfItsOwn) {
+  const sResult result = Verify({.paths = {unclosed}});
+  EXPECT_EQ(result.code, 3);
+  EXPECT_EQ(result.out,
+            unclosed + ": not closed: 3 items, 57.4 kB; it has no block index and no trailer\n");
+}
+
+TEST_F(VerifyCommandTest, EachViolationIsALineWithItsOffsetAndRule) {
+  const sResult result = Verify({.paths = {bad}});
+  EXPECT_EQ(result.code, 1);
+  const std::string rule = "; rule packet-length: A packet has 1 to 16640 bytes\n";
+  EXPECT_EQ(result.out, bad + ": offset 11: the entry of item 1 has length 0" + rule + bad +
+                            ": offset 18: the entry of item 2 has length 0" + rule + bad +
+                            ": damaged: 1 item, 57.4 kB, 2 violations\n");
+}
+
+TEST_F(VerifyCommandTest, TheFirstViolationIsEnoughWhenAsked) {
+  const sResult result = Verify({.paths = {bad, bad}, .onlyFirst = true});
+  EXPECT_EQ(result.code, 1);
+  EXPECT_EQ(std::count(result.out.begin(), result.out.end(), '\n'), 4);
+  EXPECT_NE(result.out.find("1 violation so far\n"), std::string::npos);
+}
+
+TEST_F(VerifyCommandTest, JsonHasTheSame) {
+  const sResult result = Verify({.paths = {bad, unclosed, good}, .json = true});
+  EXPECT_EQ(result.code, 1);
+  const std::vector<json> objects = result.Objects();
+  ASSERT_EQ(objects.size(), 5U);
+  EXPECT_EQ(objects[0], (json{{"file", bad},
+                              {"offset", 11},
+                              {"rule", "packet-length"},
+                              {"problem", "the entry of item 1 has length 0"},
+                              {"item", 1}}));
+  EXPECT_EQ(objects[2]["verdict"], "damaged");
+  EXPECT_EQ(objects[2]["violations"], 2);
+  EXPECT_EQ(objects[3]["verdict"], "not closed");
+  EXPECT_EQ(objects[4], (json{{"file", good},
+                              {"verdict", "complete"},
+                              {"violations", 0},
+                              {"items", 3},
+                              {"blocks", 1},
+                              {"bytes", SmallCapture().Closed().size()}}));
+}
+
+TEST_F(VerifyCommandTest, AFileThatCannotBeOpenedFailsAndTheOthersAreLookedAt) {
+  const sResult result = Verify({.paths = {folder.Path("none.isf"), good}});
+  EXPECT_EQ(result.code, 1);
+  EXPECT_EQ(result.out, good + ": complete: 3 items, 57.4 kB\n");
+  EXPECT_EQ(result.errors.find("corvane verify: " + folder.Path("none.isf") + ": the file cannot"),
+            0U);
+}
+
+TEST_F(VerifyCommandTest, TheWorstFileDecides) {
+  EXPECT_EQ(Verify({.paths = {good, unclosed, good}}).code, 3);
+  EXPECT_EQ(Verify({.paths = {unclosed, bad, good}}).code, 1);
+  EXPECT_EQ(Verify({.paths = {good, bad, unclosed}}).code, 1);
+}
+
+TEST_F(VerifyCommandTest, SeveralFilesAtATimeGiveTheSameLines) {
+  std::vector<std::string> paths;
+  for (int i = 0; i < 20; ++i) {
+    paths.insert(paths.end(), {good, bad, unclosed});
+  }
+  const auto sorted = [](const std::string& text) {
+    std::vector<std::string> lines;
+    std::istringstream stream(text);
+    for (std::string line; std::getline(stream, line);) {
+      lines.push_back(line);
+    }
+    std::sort(lines.begin(), lines.end());
+    return lines;
+  };
+  const sResult one = Verify({.paths = paths, .jobs = 1});
+  const sResult four = Verify({.paths = paths, .jobs = 4});
+  EXPECT_EQ(four.code, 1);
+  EXPECT_EQ(sorted(four.out), sorted(one.out));
+}
+
+TEST_F(VerifyCommandTest, AnOutputThatCannotBeWrittenIsAFailure) {
+  std::ostringstream out;
+  std::ostringstream errors;
+  out.setstate(std::ios::badbit);
+  EXPECT_EQ(VerifyFiles({.paths = {good}}, out, errors), 1);
+  EXPECT_EQ(errors.str(), "corvane verify: the output cannot be written\n");
+}
+
+}  // namespace
+}  // namespace corvane::tools

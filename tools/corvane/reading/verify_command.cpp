@@ -1,0 +1,203 @@
+#include "corvane/reading/verify_command.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <atomic>
+#include <iostream>
+#include <memory>
+#include <mutex>
+#include <nlohmann/json.hpp>
+#include <thread>
+
+#include "analysis/verification.h"
+#include "corvane/command/command_line.h"
+#include "corvane/command/help.h"
+#include "corvane/command/progress.h"
+#include "corvane/command/readable_text.h"
+#include "reader/byte_source.h"
+
+namespace corvane::tools {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+// Whole lines from several threads.
+class cLines {
+ public:
+  explicit cLines(std::ostream& stream) : out(stream) {}
+
+  void Write(const std::string& lines) {
+    const std::lock_guard guard(lock);
+    out << lines;
+  }
+
+ private:
+  std::mutex lock;
+  std::ostream& out;
+};
+
+// A text of JSON; a path or a problem may hold bytes that are no UTF-8.
+[[nodiscard]] std::string Line(const Json& object) {
+  return object.dump(-1, ' ', false, Json::error_handler_t::replace) + '\n';
+}
+
+// One violation after the other, of one file.
+class cFileReport {
+ public:
+  cFileReport(const std::string& file, const sVerifyFiles& wanted, cLines& lines)
+      : path(file), request(wanted), out(lines) {}
+  cFileReport(const cFileReport&) = delete;
+  cFileReport& operator=(const cFileReport&) = delete;
+
+  [[nodiscard]] bool Add(const sViolation& violation) {
+    if (request.json) {
+      Json line = {{"file", path},
+                   {"offset", violation.offset},
+                   {"rule", RuleName(violation.rule)},
+                   {"problem", violation.problem}};
+      if (violation.item) {
+        line["item"] = *violation.item;
+      }
+      text += Line(line);
+    } else {
+      text += fmt::format("{}: offset {}: {}; rule {}: {}\n", path, violation.offset,
+                          violation.problem, RuleName(violation.rule), RuleText(violation.rule));
+    }
+    if (text.size() >= kPiece) {
+      Flush();
+    }
+    return !request.onlyFirst;
+  }
+
+  // The verdict. Returns the file's exit code.
+  [[nodiscard]] int End(const sVerified& verified) {
+    const int code = verified.violations != 0 ? kExitFailed
+                     : verified.closed        ? kExitGood
+                                              : kExitUnclosed;
+    const char* const verdict = code == kExitFailed ? "damaged"
+                                : code == kExitGood ? "complete"
+                                                    : "not closed";
+    if (request.json) {
+      text += Line({{"file", path},
+                    {"verdict", verdict},
+                    {"violations", verified.violations},
+                    {"items", verified.items},
+                    {"blocks", verified.blocks},
+                    {"bytes", verified.size}});
+    } else {
+      text += fmt::format("{}: {}: {}, {}", path, verdict, FormatItems(verified.items),
+                          FormatBytes(verified.size));
+      if (code == kExitFailed) {
+        text +=
+            fmt::format(", {} violation{}{}", FormatCount(verified.violations),
+                        verified.violations == 1 ? "" : "s", verified.endedEarly ? " so far" : "");
+      }
+      text += code == kExitUnclosed ? "; it has no block index and no trailer\n" : "\n";
+    }
+    Flush();
+    return code;
+  }
+
+ private:
+  static constexpr std::size_t kPiece = std::size_t{64} * 1024;
+
+  void Flush() {
+    out.Write(text);
+    text.clear();
+  }
+
+  const std::string& path;
+  const sVerifyFiles& request;
+  cLines& out;
+  std::string text;
+};
+
+[[nodiscard]] int VerifyFile(const std::string& path, const sVerifyFiles& request, cLines& out,
+                             cLines& errors) {
+  std::string reason;
+  std::unique_ptr<cByteSource> source = cFileSource::Open(path, reason);
+  if (source == nullptr) {
+    errors.Write(fmt::format("corvane verify: {}: the file cannot be opened ({})\n", path, reason));
+    return kExitFailed;
+  }
+  // Several bars would wipe each other out.
+  cProgress progress(path, request.jobs == 1 ? source->Size().value_or(0) : 0);
+  cFileReport report(path, request, out);
+  sVerifyRequest wanted;
+  wanted.contents = request.contents;
+  wanted.onViolation = [&](const sViolation& violation) {
+    progress.Wipe();
+    return report.Add(violation);
+  };
+  wanted.onProgress = [&progress](std::uint64_t offset) { progress.Show(offset); };
+  const sVerified verified = VerifyCapture(std::move(source), wanted);
+  progress.Wipe();
+  return report.End(verified);
+}
+
+// A damaged file is worse than one that is not closed.
+[[nodiscard]] int Worse(int one, int other) {
+  const auto rank = [](int code) {
+    return code == kExitFailed ? 2 : code == kExitUnclosed ? 1 : 0;
+  };
+  return rank(one) >= rank(other) ? one : other;
+}
+
+}  // namespace
+
+int VerifyFiles(const sVerifyFiles& request, std::ostream& out, std::ostream& errors) {
+  cLines outLines(out);
+  cLines errorLines(errors);
+  std::atomic<std::size_t> next = 0;
+  std::mutex lock;
+  int worst = kExitGood;
+  const auto work = [&] {
+    for (std::size_t number = next++; number < request.paths.size(); number = next++) {
+      const int code = VerifyFile(request.paths[number], request, outLines, errorLines);
+      const std::lock_guard guard(lock);
+      worst = Worse(worst, code);
+    }
+  };
+  std::vector<std::jthread> others;
+  for (std::size_t job = 1; job < std::min(request.jobs, request.paths.size()); ++job) {
+    others.emplace_back(work);
+  }
+  work();
+  others.clear();
+  out << std::flush;
+  if (!out) {
+    errors << "corvane verify: the output cannot be written\n";
+    return kExitFailed;
+  }
+  return worst;
+}
+
+void AddVerifyCommand(CLI::App& app, int& exitCode) {
+  CLI::App* const command = app.add_subcommand(
+      "verify", "Holds capture files to every rule of their format, and names all that break one");
+  const auto request = std::make_shared<sVerifyFiles>();
+  command->add_option("FILE", request->paths, "The capture files")->required();
+  command->add_flag("--first", request->onlyFirst, "Stop at the first violation of each file");
+  command->add_flag(
+      "--contents", request->contents,
+      "Hold each packet to the type of its item too: a log packet in an item of logs, "
+      "a text in one of texts");
+  command->add_flag("--json", request->json,
+                    "Write JSON: an object a line for each violation, and one for each file");
+  command->add_option("--jobs", request->jobs, "Look at so many files at a time [1]")
+      ->type_name("N")
+      ->check(CLI::Range(1, 64).description(""));
+  AddHelp(
+      *command,
+      {{{"corvane verify drive.isf", "Every violation, with its offset and its rule"},
+        {"corvane verify --first --jobs 4 *.isf", "Which of many captures are good"}},
+       "A file that is still being recorded, or whose recorder died, keeps every rule as long as "
+       "what there is of it is good. docs/capture-format.md describes the format.",
+       {"0 all files are complete and keep every rule", "1 one breaks a rule, or cannot be read",
+        "2 wrong usage", "3 none breaks a rule, and one is not closed"}});
+  command->callback(
+      [request, &exitCode] { exitCode = VerifyFiles(*request, std::cout, std::cerr); });
+}
+
+}  // namespace corvane::tools
