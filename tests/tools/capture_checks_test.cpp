@@ -31,18 +31,9 @@ class CaptureChecksTest : public testing::Test {
   sCaptureRequest request;
 };
 
-// MessageLevels for `count` subsystems.
-[[nodiscard]] std::string Subsystems(unsigned count) {
-  std::string text = "<MessageLevels>1/0";
-  for (unsigned ssid = 2; ssid <= count; ++ssid) {
-    text += fmt::format(",{}/0", ssid);
-  }
-  return text + "</MessageLevels>";
-}
-
-TEST_F(CaptureChecksTest, AGoodRequestHasNoObstacleAndItsFileIsMade) {
+TEST_F(CaptureChecksTest, AGoodRequestHasNoObstacleAndNoFileIsMade) {
   EXPECT_EQ(FindObstacle(request, kPlenty), std::nullopt);
-  EXPECT_EQ(std::filesystem::file_size(request.output), 0U);
+  EXPECT_FALSE(std::filesystem::exists(request.output));
 }
 
 TEST_F(CaptureChecksTest, ADiskWithoutRoomIsAnObstacleAndNoFileIsMade) {
@@ -59,67 +50,36 @@ TEST_F(CaptureChecksTest, AsMuchRoomAsIsToBeLeftIsEnough) {
   EXPECT_EQ(FindObstacle(request, 0), std::nullopt);
 }
 
-TEST_F(CaptureChecksTest, TheRoomOfAFileThatIsOverwrittenCounts) {
+TEST_F(CaptureChecksTest, TheRoomOfAFileThatIsReplacedDoesNotCount) {
   request.stopBelow = 1'000;
   request.output = folder.Write("old.isf", AsBytes(std::string(400, 'x')));
-  EXPECT_EQ(FindObstacle(request, 600), std::nullopt);
-  EXPECT_NE(FindObstacle(request, 599), std::nullopt);
+  EXPECT_NE(FindObstacle(request, 600), std::nullopt);
   EXPECT_EQ(std::filesystem::file_size(request.output), 400U);
+}
+
+TEST_F(CaptureChecksTest, LongNamesAreToldByTheirBytes) {
+  EXPECT_EQ(FindOutputLengthObstacle(std::string(259, 'o')), std::nullopt);
+  EXPECT_EQ(FindOutputLengthObstacle(std::string(260, 'o')),
+            "the path of the capture file has 260 characters; at most 259 are possible");
+  std::string cyrillic;
+  for (int count = 0; count < 130; ++count) {
+    cyrillic += "\xD0\xB6";
+  }
+  EXPECT_EQ(FindOutputLengthObstacle(cyrillic),
+            "the path of the capture file has 260 bytes in UTF-8; at most 259 are possible");
 }
 
 TEST_F(CaptureChecksTest, ADiskThatTellsNothingIsNoObstacle) {
   EXPECT_EQ(FindObstacle(request, std::nullopt), std::nullopt);
 }
 
-TEST_F(CaptureChecksTest, WithoutAConfigurationThirteenRequestsAreMade) {
-  EXPECT_EQ(CountRequests(""), 13U);
-}
-
-TEST_F(CaptureChecksTest, AllEventIdsMakeOneRequest) {
-  EXPECT_EQ(CountRequests("<EventIDs>1,2,4096</EventIDs>"), 14U);
-}
-
-TEST_F(CaptureChecksTest, AnEventIdTooLargeForARequestMakesNone) {
-  EXPECT_EQ(CountRequests("<EventIDs>65607</EventIDs>"), 14U);
-  EXPECT_EQ(CountRequests("<EventIDs>1,65608</EventIDs>"), 13U);
-}
-
-TEST_F(CaptureChecksTest, EachSubsystemMakesARequest) {
-  EXPECT_EQ(CountRequests("<MessageLevels>5/1,5/2,7/0</MessageLevels>"), 15U);
-  EXPECT_EQ(CountRequests("<MessageLevels>5/1,5</MessageLevels>"), 13U);
-}
-
-TEST_F(CaptureChecksTest, EachEquipmentIdMakesARequest) {
-  EXPECT_EQ(CountRequests("<LogCodes>412F,4125,1234,0,B0C0,1B0C0</LogCodes>"), 17U);
-  EXPECT_EQ(CountRequests("<OTATypes>412F</OTATypes>"), 13U);
-}
-
-TEST_F(CaptureChecksTest, AsManyRequestsAsTheQueueHoldsRaiseNoDoubt) {
-  Configure(Subsystems(987));
-  EXPECT_EQ(FindDoubt(request), std::nullopt);
-}
-
-TEST_F(CaptureChecksTest, OneRequestMoreIsToldWithWhatToDo) {
-  Configure(Subsystems(987) + "<EventIDs>1</EventIDs>");
-  EXPECT_EQ(FindDoubt(request),
-            request.configuration +
-                " makes 1,001 requests and the library keeps only the last 1,000: the first one is "
-                "lost, so that a modem which sends nothing by itself is never asked anything; take "
-                "1 subsystem out of MessageLevels");
-}
-
-TEST_F(CaptureChecksTest, ThirteenRequestsMoreAreToldAsThirteen) {
-  Configure(Subsystems(1000));
-  EXPECT_EQ(FindDoubt(request),
-            request.configuration +
-                " makes 1,013 requests and the library keeps only the last 1,000: the first 13 are "
-                "lost, so that a modem which sends nothing by itself is never asked anything; take "
-                "13 subsystems out of MessageLevels");
-}
-
-TEST_F(CaptureChecksTest, MobileBroadbandIsToldFromAComPort) {
-  EXPECT_TRUE(IsMobileBroadband("QMBE:{5A1B9A3C-61F0-4E0B-9D3E-0000000000AB}"));
-  EXPECT_FALSE(IsMobileBroadband("COM7"));
+TEST_F(CaptureChecksTest, WhatIsDoubtfulOfAConfigurationIsToldWithItsName) {
+  Configure("<LogCodes>412F</LogCodes>");
+  EXPECT_EQ(FindDoubts(request.configuration).size(), 0U);
+  Configure("<LogCodes>412F</LogCodes>\n<EventIDs>4096</EventIDs>");
+  const auto doubts = FindDoubts(request.configuration);
+  ASSERT_EQ(doubts.size(), 1U);
+  EXPECT_EQ(doubts[0].find(request.configuration + ": line 2: "), 0U) << doubts[0];
 }
 
 }  // namespace

@@ -3,11 +3,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <sstream>
 
 #include "reader/capture_builder.h"
 #include "support/temp_directory.h"
+#include "tools/scripted_host.h"
 
 namespace corvane::tools {
 namespace {
@@ -136,42 +136,6 @@ TEST_F(CaptureFollowerTest, OtherTextsSayNothingOfTheConnection) {
   EXPECT_FALSE(follower.IsConnected());
 }
 
-// A machine whose clock moves only while a capture waits.
-class cScriptedHost final : public cCaptureHost {
- public:
-  void CaptureStarts() override {}
-  [[nodiscard]] milliseconds Elapsed() override { return now; }
-  [[nodiscard]] bool WaitForStop(milliseconds time) override {
-    waits.push_back(time);
-    const bool stopped = stopAt && now + time >= *stopAt;
-    now = stopped ? *stopAt : now + time;
-    if (atEachSecond) {
-      atEachSecond();
-    }
-    return stopped;
-  }
-  [[nodiscard]] std::optional<std::uint64_t> FreeSpace(const std::string& path) override {
-    ++looksAtDisk;
-    askedPath = path;
-    return freeSpace;
-  }
-  [[nodiscard]] bool IsInUse(const std::string&) override { return false; }
-  [[nodiscard]] std::vector<std::string> PresentComPorts() override {
-    ++looksAtPorts;
-    return ports;
-  }
-
-  milliseconds now{0};
-  std::optional<milliseconds> stopAt;
-  std::function<void()> atEachSecond;
-  std::optional<std::uint64_t> freeSpace = 1'000'000'000;
-  std::vector<std::string> ports = {"COM7"};
-  std::vector<milliseconds> waits;
-  std::string askedPath;
-  int looksAtDisk = 0;
-  int looksAtPorts = 0;
-};
-
 class WatchCaptureTest : public testing::Test {
  protected:
   WatchCaptureTest() {
@@ -182,7 +146,8 @@ class WatchCaptureTest : public testing::Test {
   // The lines that the user sees.
   [[nodiscard]] std::vector<std::string> Watch(bool isTerminal = false) {
     std::stringstream status;
-    WatchCapture(request, host, status, isTerminal);
+    cDevicePresence presence(request.device, host);
+    WatchCapture(request, host, presence, status, isTerminal);
     std::vector<std::string> lines;
     for (std::string line; std::getline(status, line);) {
       lines.push_back(line);
@@ -253,29 +218,23 @@ TEST_F(WatchCaptureTest, ADiskThatTellsNothingEndsNothing) {
 
 TEST_F(WatchCaptureTest, APortThatDoesNotExistIsToldOnceWithThoseThatDo) {
   request.device = "COM77";
-  host.ports = {"COM3", "COM12"};
+  host.ports = {{"COM3", "Acme modem"}, {"COM12", ""}};
+  request.duration = seconds(4);
+  const auto lines = Watch();
+  ASSERT_EQ(lines.size(), 5U);
+  EXPECT_THAT(lines[0], HasSubstr("0:00:01"));
+  EXPECT_EQ(lines[1], "COM77 is not among the present ports: COM3 (Acme modem), COM12");
+}
+
+TEST_F(WatchCaptureTest, APortThatNobodyLetsOpenIsTold) {
+  host.busy = "another program has it";
   request.duration = seconds(8);
   const auto lines = Watch();
   ASSERT_EQ(lines.size(), 9U);
-  EXPECT_THAT(lines[4], HasSubstr("0:00:05"));
-  EXPECT_EQ(lines[5], "COM77 is not among the present ports: COM3, COM12");
-  EXPECT_EQ(host.looksAtPorts, 1);
-}
-
-TEST_F(WatchCaptureTest, WhereNoPortExistsThatIsTold) {
-  host.ports.clear();
-  request.duration = seconds(6);
-  EXPECT_EQ(Watch()[5], "COM7 is not present, and no other COM port is");
-}
-
-TEST_F(WatchCaptureTest, APortThatIsPresentOrConnectedIsNotTold) {
-  request.duration = seconds(8);
-  EXPECT_EQ(Watch().size(), 8U);
-  EXPECT_EQ(host.looksAtPorts, 1);
-  host.now = seconds(0);
-  host.ports.clear();
-  file.Connect();
-  EXPECT_EQ(Watch().size(), 8U);
+  EXPECT_THAT(lines[2], HasSubstr("0:00:03"));
+  EXPECT_EQ(lines[3],
+            "corvane capture: COM7 is present but cannot be opened: another program has it; "
+            "waiting until it can");
 }
 
 TEST_F(WatchCaptureTest, AMobileBroadbandInterfaceIsNoPort) {
@@ -309,7 +268,7 @@ TEST_F(WatchCaptureTest, InATerminalAMessageGetsALineOfItsOwn) {
   const auto lines = Watch(true);
   ASSERT_EQ(lines.size(), 3U);
   EXPECT_EQ(lines[1], "COM77 is not among the present ports: COM7");
-  EXPECT_THAT(lines[2], testing::StartsWith("\r0:00:06"));
+  EXPECT_THAT(lines[2], testing::StartsWith("\r0:00:02"));
 }
 
 }  // namespace

@@ -2,18 +2,16 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <set>
 #include <system_error>
 
-#include "capture/request_queue.h"
+#include "corvane/capture/device_name.h"
 #include "corvane/command/readable_text.h"
-#include "diag/packets.h"
-#include "diag/requests.h"
-#include "filters/mask_lists.h"
+#include "corvane/profile/profile_check.h"
 #include "platform/file_names.h"
 
 namespace corvane::tools {
@@ -28,8 +26,11 @@ namespace {
   if (value.size() <= longest) {
     return std::nullopt;
   }
-  return fmt::format("the {} has {} characters; at most {} are possible", what, value.size(),
-                     longest);
+  const bool isAscii = std::all_of(value.begin(), value.end(), [](char character) {
+    return static_cast<unsigned char>(character) < 0x80;
+  });
+  return fmt::format("the {} has {} {}; at most {} are possible", what, value.size(),
+                     isAscii ? "characters" : "bytes in UTF-8", longest);
 }
 
 [[nodiscard]] std::string LastErrorText() { return std::generic_category().message(errno); }
@@ -44,23 +45,32 @@ namespace {
   if (!freeSpace) {
     return std::nullopt;
   }
-  // What an earlier capture left there is overwritten, and its room becomes free.
-  std::error_code error;
-  const std::uintmax_t old = std::filesystem::file_size(PathOf(request.output), error);
-  const std::uint64_t room = *freeSpace + (error ? 0 : old);
-  if (room >= request.stopBelow) {
+  if (*freeSpace >= request.stopBelow) {
     return std::nullopt;
   }
   return fmt::format(
       "only {} are free for the capture file {}, and the capture would end below {}: make room, or "
       "give a smaller --stop-below (0 for no limit)",
-      FormatBytes(room), request.output, FormatBytes(request.stopBelow));
+      FormatBytes(*freeSpace), request.output, FormatBytes(request.stopBelow));
 }
 
 }  // namespace
 
-bool IsMobileBroadband(const std::string& device) {
-  return device.find("QMBE:") != std::string::npos;
+std::optional<std::string> FindConfigurationObstacle(const std::string& path) {
+  if (auto obstacle = FindLengthObstacle("path of the configuration file", path, kLongestPath)) {
+    return obstacle;
+  }
+  if (IsFolder(path)) {
+    return fmt::format("the configuration file {} is a folder", path);
+  }
+  if (!std::ifstream(path).is_open()) {
+    return fmt::format("the configuration file {} cannot be read: {}", path, LastErrorText());
+  }
+  return std::nullopt;
+}
+
+std::optional<std::string> FindOutputLengthObstacle(const std::string& path) {
+  return FindLengthObstacle("path of the capture file", path, kLongestPath);
 }
 
 std::optional<std::string> FindObstacle(const sCaptureRequest& request,
@@ -68,21 +78,11 @@ std::optional<std::string> FindObstacle(const sCaptureRequest& request,
   if (auto obstacle = FindLengthObstacle("device name", request.device, kLongestDevice)) {
     return obstacle;
   }
-  if (auto obstacle = FindLengthObstacle("path of the configuration file", request.configuration,
-                                         kLongestPath)) {
+  if (auto obstacle = FindConfigurationObstacle(request.configuration)) {
     return obstacle;
   }
-  if (auto obstacle =
-          FindLengthObstacle("path of the capture file", request.output, kLongestPath)) {
+  if (auto obstacle = FindOutputLengthObstacle(request.output)) {
     return obstacle;
-  }
-
-  if (IsFolder(request.configuration)) {
-    return fmt::format("the configuration file {} is a folder", request.configuration);
-  }
-  if (!std::ifstream(request.configuration).is_open()) {
-    return fmt::format("the configuration file {} cannot be read: {}", request.configuration,
-                       LastErrorText());
   }
   std::error_code ignored;  // files that cannot be compared are not the same one
   if (std::filesystem::equivalent(PathOf(request.configuration), PathOf(request.output), ignored)) {
@@ -91,14 +91,7 @@ std::optional<std::string> FindObstacle(const sCaptureRequest& request,
   if (IsFolder(request.output)) {
     return fmt::format("the capture file {} is a folder", request.output);
   }
-  if (auto shortage = FindShortage(request, freeSpace)) {
-    return shortage;
-  }
-  if (!std::ofstream(request.output, std::ios::binary | std::ios::app).is_open()) {
-    return fmt::format("the capture file {} cannot be written: {}", request.output,
-                       LastErrorText());
-  }
-  return std::nullopt;
+  return FindShortage(request, freeSpace);
 }
 
 std::string DescribeUse(const sCaptureRequest& request) {
@@ -119,32 +112,14 @@ std::string DescribeRefusal(const sCaptureRequest& request) {
       request.output);
 }
 
-std::size_t CountRequests(std::string_view configuration) {
-  std::set<std::uint32_t> equipmentIds;
-  for (const std::uint32_t code : ParseLogCodes(configuration)) {
-    equipmentIds.insert((code >> log_packet::kEquipmentIdShift) % log_packet::kEquipmentIds);
-  }
-  // There is none for an event ID that is too large.
-  const bool hasEventMask = BuildEventMaskRequest(ParseEventIDs(configuration)) != nullptr;
-  return StartUpRequests().size() + (hasEventMask ? 1 : 0) +
-         ParseMessageLevels(configuration).size() + equipmentIds.size();
-}
-
-std::optional<std::string> FindDoubt(const sCaptureRequest& request) {
-  std::ifstream file(request.configuration);
+std::vector<std::string> FindDoubts(const std::string& configuration) {
+  std::ifstream file(configuration, std::ios::binary);
   const std::string text(std::istreambuf_iterator<char>(file), {});
-  const std::size_t count = CountRequests(text);
-  if (count <= sRequestQueue::kCapacity) {
-    return std::nullopt;
+  std::vector<std::string> doubts;
+  for (const sProfileWarning& warning : CheckProfile(text).warnings) {
+    doubts.push_back(fmt::format("{}: {}", configuration, warning.Text()));
   }
-  const std::size_t excess = count - sRequestQueue::kCapacity;
-  return fmt::format(
-      "{} makes {} requests and the library keeps only the last {}: the first {} lost, so that "
-      "a modem which sends nothing by itself is never asked anything; take {} subsystem{} out of "
-      "MessageLevels",
-      request.configuration, FormatCount(count), FormatCount(sRequestQueue::kCapacity),
-      excess == 1 ? "one is" : fmt::format("{} are", FormatCount(excess)), excess,
-      excess == 1 ? "" : "s");
+  return doubts;
 }
 
 }  // namespace corvane::tools

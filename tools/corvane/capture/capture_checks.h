@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <string_view>
+#include <vector>
 
 #include "corvane/capture/capture_request.h"
 
@@ -16,15 +16,17 @@ namespace corvane::tools {
 inline constexpr std::size_t kLongestDevice = 63;
 inline constexpr std::size_t kLongestPath = 259;
 
-// True where the device is a mobile-broadband interface, and false where it is a COM port.
-[[nodiscard]] bool IsMobileBroadband(const std::string& device);
-
 // The reason why a capture cannot start that can be known beforehand, as a sentence for the user,
-// or nothing. `freeSpace` is the room on the disk of the output file in bytes, where that is known.
-// The output file is opened for writing, and so created where it is missing, but only after
-// everything else was found good; what it holds is left as it is.
+// or nothing. `request` has the names that the library would get. `freeSpace` is the room on the
+// disk of the output file in bytes, where that is known. No file is made or changed.
 [[nodiscard]] std::optional<std::string> FindObstacle(const sCaptureRequest& request,
                                                       std::optional<std::uint64_t> freeSpace);
+
+// The same of the configuration file alone.
+[[nodiscard]] std::optional<std::string> FindConfigurationObstacle(const std::string& path);
+
+// That the library would get a path of the capture file that is too long for it, or nothing.
+[[nodiscard]] std::optional<std::string> FindOutputLengthObstacle(const std::string& path);
 
 // That another program has the output file open, as a sentence for the user. The library lets
 // others write its file, so a second capture would truncate and spoil the first one's.
@@ -33,13 +35,8 @@ inline constexpr std::size_t kLongestPath = 259;
 // What may be the reason that the library refused to start, as a sentence for the user.
 [[nodiscard]] std::string DescribeRefusal(const sCaptureRequest& request);
 
-// How many requests the library makes of a configuration's text for each connection.
-[[nodiscard]] std::size_t CountRequests(std::string_view configuration);
-
-// A sentence for the user about a capture that can start and may not give what is expected of it,
-// or nothing: the configuration makes more requests than the library's queue holds. The queue then
-// drops the oldest requests, and the first one with them. The answer to the first request starts
-// the sending of the others, so a modem that sends nothing by itself is never asked anything.
-[[nodiscard]] std::optional<std::string> FindDoubt(const sCaptureRequest& request);
+// What the library accepts silently of a configuration file and is hardly meant, a sentence each
+// that names the file.
+[[nodiscard]] std::vector<std::string> FindDoubts(const std::string& configuration);
 
 }  // namespace corvane::tools

@@ -6,6 +6,7 @@
 
 #include "common/quantities.h"
 #include "corvane/capture/capture_run.h"
+#include "corvane/capture/output_file.h"
 #include "corvane/command/command_line.h"
 #include "corvane/command/help.h"
 
@@ -53,16 +54,31 @@ void AddSizeOption(CLI::App& command, const char* option, std::uint64_t& size, c
 void AddStartOptions(CLI::App& command, sCaptureRequest& request) {
   command
       .add_option("--device", request.device,
-                  "COM port, which need not be present yet (COM7), or QMBE: and the ID of a "
-                  "mobile-broadband interface")
+                  "COM port, which need not be present yet (COM7), mobile-broadband interface "
+                  "(QMBE: and its ID), or \"auto\": the one COM port whose description contains "
+                  "\"diag\"")
       ->type_name("NAME")
       ->required();
   command.add_option("--config", request.configuration, "File with what the modem is to report")
+      ->type_name("FILE");
+  command
+      .add_option("--profile", request.profile,
+                  "The same by the name of a shipped profile: see corvane profile list")
+      ->type_name("NAME");
+  command
+      .add_option_function<std::string>(
+          "-o,--output",
+          [&request](const std::string& name) {
+            if (const auto wrong = FindWrongPlaceholder(name)) {
+              throw CLI::ValidationError("--output", *wrong);
+            }
+            request.output = name;
+          },
+          "Capture file. {date} and {time} (UTC) and {device} stand for what they say")
       ->type_name("FILE")
       ->required();
-  command.add_option("-o,--output", request.output, "Capture file; one that exists is overwritten")
-      ->type_name("FILE")
-      ->required();
+  command.add_flag("--overwrite", request.overwrite,
+                   "Replace a file that is there, when the new one is complete");
 }
 
 // When it ends.
@@ -84,13 +100,29 @@ void AddCaptureCommand(CLI::App& app, int& exitCode) {
       app.add_subcommand("capture", "Records a modem's DIAG traffic into a capture file");
   AddStartOptions(*command, *request);
   AddStopOptions(*command, *request);
-  AddHelp(*command,
-          {.examples = {{"corvane capture --device COM7 --config signalling.cfg -o drive.isf",
-                         "Until Ctrl-C"}},
-           .notes = "",
-           .exitCodes = {"0 a complete capture file was written, also where --stop-below ended it",
-                         "1 it was not", "2 wrong usage"}});
-  command->callback([request, &exitCode] { exitCode = RunCaptureHere(*request); });
+  AddHelp(
+      *command,
+      {.examples =
+           {{"corvane capture --device COM7 --config signalling.cfg -o drive.isf", "Until Ctrl-C"},
+            {"corvane capture --device auto --profile signalling -o {date}_{time}.isf",
+             "From the one DIAG port, into 2024-05-17_14-30-05.isf"},
+            {"corvane capture --device COM7 --config signalling.cfg -o drive.isf --duration 10m",
+             "For ten minutes"}},
+       .notes =
+           "The device need not be there yet, and may go and come back. While it is waited for, "
+           "the ports that are present are listed, and a port that another program has is "
+           "told. A file that --overwrite replaces stays until the new one is complete: that "
+           "one is recorded beside it, as drive.isf.part. A capture that could not start or "
+           "never reached its device leaves no file.",
+       .exitCodes = {"0 a complete capture file was written, also where --stop-below ended it",
+                     "1 it was not, or the start was refused", "2 wrong usage",
+                     "4 nothing was captured"}});
+  command->callback([request, &exitCode] {
+    if (request->configuration.empty() == request->profile.empty()) {
+      throw CLI::ValidationError("say what the modem is to report: either --config or --profile");
+    }
+    exitCode = RunCaptureHere(*request);
+  });
 }
 
 }  // namespace corvane::tools

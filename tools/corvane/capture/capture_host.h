@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "corvane/capture/device_name.h"
+
 // What a capture needs of the machine that it runs on. Each has one real implementation, for
 // Windows; the tests bring their own.
 namespace corvane::tools {
@@ -24,8 +26,24 @@ class cCaptureHost {
   [[nodiscard]] virtual std::optional<std::uint64_t> FreeSpace(const std::string& path) = 0;
   // Whether another program has the file open for writing, or does not let it be read.
   [[nodiscard]] virtual bool IsInUse(const std::string& path) = 0;
-  // The names of the COM ports that are present, COM10 behind COM9.
-  [[nodiscard]] virtual std::vector<std::string> PresentComPorts() = 0;
+  // The COM ports that are present, COM10 behind COM9.
+  [[nodiscard]] virtual std::vector<sPresentPort> PresentComPorts() = 0;
+  // Opens a present COM port and closes it at once, only to see whether that can be done. Why it
+  // cannot, in a few words, or nothing. A port that has gone meanwhile is no problem of its
+  // opening.
+  [[nodiscard]] virtual std::optional<std::string> TryToOpen(const std::string& port) = 0;
+  // The wall clock, in milliseconds since 1601-01-01 UTC.
+  [[nodiscard]] virtual std::uint64_t Now() = 0;
+};
+
+// Whom a capture tells what happens. A line has no line end.
+class cCaptureReporter {
+ public:
+  virtual ~cCaptureReporter() = default;
+  // Something that the user may want to know.
+  virtual void Tell(const std::string& line) = 0;
+  // Something that is wrong, or may be.
+  virtual void Complain(const std::string& problem) = 0;
 };
 
 // corvane.dll: its two exports, as corvane.h documents them.

@@ -2,14 +2,14 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <memory>
-#include <optional>
 #include <ostream>
-#include <vector>
 
 #include "corvane/capture/capture_checks.h"
+#include "corvane/capture/capture_start.h"
 #include "corvane/capture/capture_watch.h"
+#include "corvane/capture/device_presence.h"
+#include "corvane/capture/output_file.h"
 #include "corvane/command/command_line.h"
 #include "corvane/command/readable_text.h"
 #include "reader/capture_file.h"
@@ -17,72 +17,74 @@
 namespace corvane::tools {
 namespace {
 
-void AnnounceCapture(const sCaptureRequest& request, cCaptureHost& host, std::ostream& status) {
-  status << fmt::format("Capturing {} into {}; Ctrl-C ends the capture\n", request.device,
-                        request.output);
-  if (!IsMobileBroadband(request.device)) {
-    const std::vector<std::string> present = host.PresentComPorts();
-    if (std::find(present.begin(), present.end(), request.device) == present.end()) {
-      status << fmt::format("{} is not present yet: waiting for it\n", request.device);
-    }
-  }
-  status << std::flush;
+// Writes to a stream.
+class cStreamReporter final : public cCaptureReporter {
+ public:
+  explicit cStreamReporter(std::ostream& stream) : output(stream) {}
+  void Tell(const std::string& line) override { output << line << '\n' << std::flush; }
+  void Complain(const std::string& problem) override { Tell("corvane capture: " + problem); }
+
+ private:
+  std::ostream& output;
+};
+
+void AnnounceCapture(const sCaptureRequest& request, const cOutputFile& file,
+                     cCaptureReporter& reporter) {
+  reporter.Tell(file.Replaces()
+                    ? fmt::format("Capturing {} into {}, which replaces {} in the end; Ctrl-C ends "
+                                  "the capture",
+                                  request.device, file.WritePath(), file.Path())
+                    : fmt::format("Capturing {} into {}; Ctrl-C ends the capture", request.device,
+                                  file.WritePath()));
 }
 
-void TellDoubts(const sCaptureRequest& request, std::optional<std::uint64_t> freeSpace,
-                std::ostream& status) {
-  if (const auto doubt = FindDoubt(request)) {
-    status << "corvane capture: warning: " << *doubt << '\n';
+// Gives the file its name, or removes it when nothing is in it. Returns the exit code.
+[[nodiscard]] int ReportResult(cOutputFile& file, cCaptureReporter& reporter) {
+  const sCaptureResult result = ReadResult(file.WritePath());
+  if (!result.isComplete) {
+    file.KeepApart();
+    reporter.Complain(result.text);
+    return kExitFailed;
   }
-  if (!freeSpace && request.stopBelow != 0) {
-    status << fmt::format(
-        "corvane capture: warning: the system does not tell the room on the disk of {}: "
-        "--stop-below has no effect\n",
-        request.output);
+  if (result.isEmpty) {
+    reporter.Complain("nothing was captured: the device was never reached; no file is kept");
+    return kExitNothing;
   }
-}
-
-// Why this capture cannot start, and whatever else its user should know of before it does. Returns
-// whether it can.
-[[nodiscard]] bool PrepareCapture(const sCaptureRequest& request, cCaptureHost& host,
-                                  std::ostream& status) {
-  const std::optional<std::uint64_t> freeSpace = host.FreeSpace(request.output);
-  if (host.IsInUse(request.output)) {
-    status << "corvane capture: " << DescribeUse(request) << '\n';
-    return false;
+  reporter.Tell(result.text);
+  if (const auto problem = file.Keep()) {
+    reporter.Complain(*problem);
+    return kExitFailed;
   }
-  if (const auto obstacle = FindObstacle(request, freeSpace)) {
-    status << "corvane capture: " << *obstacle << '\n';
-    return false;
-  }
-  TellDoubts(request, freeSpace, status);
-  return true;
-}
-
-[[nodiscard]] int ReportResult(const std::string& path, std::ostream& status) {
-  const sCaptureResult result = ReadResult(path);
-  status << (result.isComplete ? "" : "corvane capture: ") << result.text;
-  return result.isComplete ? kExitGood : kExitFailed;
+  return kExitGood;
 }
 
 }  // namespace
 
-int RunCapture(const sCaptureRequest& request, cCaptureHost& host, cCaptureLibrary& library,
+int RunCapture(const sCaptureRequest& wanted, cCaptureHost& host, cCaptureLibrary& library,
                const sCaptureTerminal& terminal) {
-  if (!PrepareCapture(request, host, terminal.status)) {
+  cStreamReporter reporter(terminal.status);
+  sCaptureRequest request = wanted;
+  if (const auto code = PrepareCapture(request, host, reporter)) {
+    return *code;
+  }
+  const std::unique_ptr<cOutputFile> file = BeginOutput(request, host, reporter);
+  if (file == nullptr) {
     return kExitFailed;
   }
-  AnnounceCapture(request, host, terminal.status);
+  AnnounceCapture(request, *file, reporter);
+  cDevicePresence presence(request.device, host);
+  presence.LookBeforeStart(reporter);
+  request.output = file->WritePath();
   if (!library.Start(request.device, request.configuration, request.output)) {
-    terminal.status << "corvane capture: " << DescribeRefusal(request) << '\n';
+    reporter.Complain(DescribeRefusal(request));
     return kExitFailed;
   }
   {
     const cRunningCapture running(library);
     host.CaptureStarts();
-    WatchCapture(request, host, terminal.status, terminal.isTerminal);
+    WatchCapture(request, host, presence, terminal.status, terminal.isTerminal);
   }
-  return ReportResult(request.output, terminal.status);
+  return ReportResult(*file, reporter);
 }
 
 sCaptureResult ReadResult(const std::string& path) {
@@ -93,15 +95,12 @@ sCaptureResult ReadResult(const std::string& path) {
                                : file->Damage()
                                    ? file->Damage()->Text()
                                    : std::string("it has no index and trailer; is the disk full?");
-    return {false, fmt::format("{} is not complete: {}\n", path, reason)};
+    return {false, false, fmt::format("{} is not complete: {}", path, reason)};
   }
-  std::string text = fmt::format("{} is complete: {}, {}\n", path, FormatItems(file->ItemCount()),
-                                 FormatBytes(file->Size()));
-  if (file->ItemCount() <= 1) {
-    // The first item is the library's own.
-    text += "The device was never reached: the file holds nothing of it\n";
-  }
-  return {true, std::move(text)};
+  // The first item is the library's own.
+  return {true, file->ItemCount() <= 1,
+          fmt::format("{} is complete: {}, {}", path, FormatItems(file->ItemCount()),
+                      FormatBytes(file->Size()))};
 }
 
 }  // namespace corvane::tools

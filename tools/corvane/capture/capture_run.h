@@ -16,14 +16,16 @@ struct sCaptureTerminal {
 };
 
 // Captures with the library until the request or the user ends it. Returns the exit code, which is
-// kExitGood only when the capture file was read back as complete.
-[[nodiscard]] int RunCapture(const sCaptureRequest& request, cCaptureHost& host,
+// kExitGood only when the capture file was read back as complete. A capture that could not start,
+// or never reached its device, leaves no file, and the one that it was to replace as it is.
+[[nodiscard]] int RunCapture(const sCaptureRequest& wanted, cCaptureHost& host,
                              cCaptureLibrary& library, const sCaptureTerminal& terminal);
 
 // How a capture that has ended left its file.
 struct sCaptureResult {
   bool isComplete = false;
-  std::string text;  // as sentences for the user, a line each
+  bool isEmpty = false;  // the device was never reached
+  std::string text;      // a line for the user, without its end
 };
 [[nodiscard]] sCaptureResult ReadResult(const std::string& path);
 

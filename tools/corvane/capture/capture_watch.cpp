@@ -43,16 +43,8 @@ enum class eSign { None, Connected, Disconnected, Received };
   }
 }
 
-[[nodiscard]] std::string DescribeAbsence(const std::string& device,
-                                          const std::vector<std::string>& present) {
-  if (present.empty()) {
-    return fmt::format("{} is not present, and no other COM port is", device);
-  }
-  return fmt::format("{} is not among the present ports: {}", device, fmt::join(present, ", "));
-}
-
 // The line that tells how far the capture has come.
-class cStatusLine {
+class cStatusLine final : public cCaptureReporter {
  public:
   cStatusLine(std::ostream& stream, bool terminal) : output(stream), isTerminal(terminal) {}
 
@@ -71,10 +63,11 @@ class cStatusLine {
   }
 
   // A line of its own, behind the status line, which begins anew.
-  void Tell(const std::string& text) {
+  void Tell(const std::string& text) override {
     End();
     output << text << '\n' << std::flush;
   }
+  void Complain(const std::string& problem) override { Tell("corvane capture: " + problem); }
 
   // Ends the status line that stands in the terminal.
   void End() {
@@ -89,31 +82,6 @@ class cStatusLine {
   const bool isTerminal;
   std::size_t length = 0;  // of the line that stands in the terminal
   sProgress previous;
-};
-
-// Tells, once, that a COM port is awaited which does not exist: its name may be mistyped.
-class cAbsenceNote {
- public:
-  explicit cAbsenceNote(const std::string& deviceName)
-      : device(deviceName), due(!IsMobileBroadband(deviceName)) {}
-
-  void TellIfDue(const sProgress& now, bool connected, cCaptureHost& host, cStatusLine& line) {
-    if (!due || now.elapsed < kPatience) {
-      return;
-    }
-    due = false;
-    if (connected) {
-      return;
-    }
-    const std::vector<std::string> present = host.PresentComPorts();
-    if (std::find(present.begin(), present.end(), device) == present.end()) {
-      line.Tell(DescribeAbsence(device, present));
-    }
-  }
-
- private:
-  const std::string device;
-  bool due;
 };
 
 // The room on the disk of the capture, where it matters.
@@ -187,11 +155,10 @@ void cCaptureFollower::LookAtNewItems(milliseconds elapsed) {
   seenItems = file->ItemCount();
 }
 
-void WatchCapture(const sCaptureRequest& request, cCaptureHost& host, std::ostream& status,
-                  bool isTerminal) {
+void WatchCapture(const sCaptureRequest& request, cCaptureHost& host, cDevicePresence& presence,
+                  std::ostream& status, bool isTerminal) {
   cCaptureFollower follower(request.output);
   cStatusLine line(status, isTerminal);
-  cAbsenceNote absence(request.device);
   while (true) {
     milliseconds wait = kStatusInterval;
     if (request.duration) {
@@ -207,10 +174,10 @@ void WatchCapture(const sCaptureRequest& request, cCaptureHost& host, std::ostre
       return;
     }
     if (const auto shortage = FindShortage(request, FreeSpaceFor(request, host))) {
-      line.Tell("corvane capture: " + *shortage);
+      line.Complain(*shortage);
       return;
     }
-    absence.TellIfDue(now, follower.IsConnected(), host, line);
+    presence.Look(follower.IsConnected(), line);
   }
 }
 

@@ -9,6 +9,7 @@
 
 #include "corvane/capture/capture_host.h"
 #include "corvane/capture/capture_request.h"
+#include "corvane/capture/device_presence.h"
 #include "reader/capture_file.h"
 
 // A running capture as its user sees it, until it is to end. All that is known of it stands in the
@@ -63,7 +64,7 @@ class cCaptureFollower {
 // less room than it was asked to leave. Writes a status line every second to `status`; in a
 // terminal each takes the place of the one before. Tells there of a disk without room, and once of
 // a COM port that does not exist.
-void WatchCapture(const sCaptureRequest& request, cCaptureHost& host, std::ostream& status,
-                  bool isTerminal);
+void WatchCapture(const sCaptureRequest& request, cCaptureHost& host, cDevicePresence& presence,
+                  std::ostream& status, bool isTerminal);
 
 }  // namespace corvane::tools

@@ -17,7 +17,7 @@ namespace {
 // takes, and what is known of it.
 void ShowDevices(std::ostream& out) {
   std::vector<std::pair<std::string, std::string>> lines;
-  for (const sComPort& port : SortedComPorts()) {
+  for (const sPresentPort& port : SortedComPorts()) {
     lines.emplace_back(port.name, port.description.empty() ? "COM port" : port.description);
   }
   for (const std::string& id : ListMobileBroadbandInterfaces()) {

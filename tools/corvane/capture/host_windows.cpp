@@ -10,6 +10,8 @@
 #include <tuple>
 #include <utility>
 
+#include "io/serial/com_ports.h"
+#include "platform/clock.h"
 #include "platform/windows_handle.h"
 
 namespace corvane::tools {
@@ -131,18 +133,42 @@ std::optional<std::uint64_t> cWindowsHost::FreeSpace(const std::string& path) {
   return FreeSpaceFor(path);
 }
 
-std::vector<std::string> cWindowsHost::PresentComPorts() {
-  std::vector<std::string> names;
-  for (sComPort& port : SortedComPorts()) {
-    names.push_back(std::move(port.name));
+std::optional<std::string> OpenComPort(const std::string& port, FileHandle& opened) {
+  // As the library opens it.
+  const std::string path = R"(\\.\)" + port;
+  opened.Reset(CreateFileA(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
+                           FILE_ATTRIBUTE_NORMAL, nullptr));
+  if (opened) {
+    return std::nullopt;
   }
-  return names;
+  switch (const DWORD error = GetLastError()) {
+    case ERROR_FILE_NOT_FOUND:
+      return std::nullopt;
+    case ERROR_ACCESS_DENIED:
+    case ERROR_SHARING_VIOLATION:
+      return "another program has it";
+    default:
+      return fmt::format("error {}", error);
+  }
 }
 
-std::vector<sComPort> SortedComPorts() {
+std::optional<std::string> cWindowsHost::TryToOpen(const std::string& port) {
+  FileHandle opened;
+  return OpenComPort(port, opened);
+}
+
+std::uint64_t cWindowsHost::Now() {
+  constexpr std::uint64_t kTicksPerMillisecond = 10'000;
+  return SystemFileTime() / kTicksPerMillisecond;
+}
+
+std::vector<sPresentPort> SortedComPorts() {
+  std::vector<sPresentPort> ports;
+  for (sComPort& port : ListComPorts()) {
+    ports.push_back({std::move(port.name), std::move(port.description)});
+  }
   // The system's order changes from call to call.
-  std::vector<sComPort> ports = ListComPorts();
-  std::sort(ports.begin(), ports.end(), [](const sComPort& left, const sComPort& right) {
+  std::sort(ports.begin(), ports.end(), [](const sPresentPort& left, const sPresentPort& right) {
     return std::tuple(left.name.size(), left.name, left.description) <
            std::tuple(right.name.size(), right.name, right.description);
   });

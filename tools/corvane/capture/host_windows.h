@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "corvane/capture/capture_host.h"
-#include "io/serial/com_ports.h"
+#include "platform/windows_handle.h"
 
 // What the commands need of Windows: corvane.dll, Ctrl-C, the disk and the COM ports.
 namespace corvane::tools {
@@ -44,6 +44,13 @@ class cLoadedLibrary final : public cCaptureLibrary {
 // Whether another program has the file open for writing, or does not let it be read.
 [[nodiscard]] bool FileIsInUse(const std::string& path);
 
+// The COM ports that are present, COM10 behind COM9. Their texts are UTF-8.
+[[nodiscard]] std::vector<sPresentPort> SortedComPorts();
+
+// Opens a present COM port for reading and writing. Why that cannot be, in a few words, or nothing;
+// nothing too where the port has gone, and `opened` is none then.
+[[nodiscard]] std::optional<std::string> OpenComPort(const std::string& port, FileHandle& opened);
+
 // The machine that a capture runs on. Ctrl-C, Ctrl-Break and the closing of the console are
 // requests to stop: while this object exists they do not end the process at once. At most one may
 // exist.
@@ -62,13 +69,12 @@ class cWindowsHost final : public cCaptureHost {
   [[nodiscard]] bool WaitForStop(std::chrono::milliseconds time) override;
   [[nodiscard]] std::optional<std::uint64_t> FreeSpace(const std::string& path) override;
   [[nodiscard]] bool IsInUse(const std::string& path) override { return FileIsInUse(path); }
-  [[nodiscard]] std::vector<std::string> PresentComPorts() override;
+  [[nodiscard]] std::vector<sPresentPort> PresentComPorts() override { return SortedComPorts(); }
+  [[nodiscard]] std::optional<std::string> TryToOpen(const std::string& port) override;
+  [[nodiscard]] std::uint64_t Now() override;
 
  private:
   std::chrono::steady_clock::time_point started = std::chrono::steady_clock::now();
 };
-
-// The COM ports that are present, COM10 behind COM9.
-[[nodiscard]] std::vector<sComPort> SortedComPorts();
 
 }  // namespace corvane::tools

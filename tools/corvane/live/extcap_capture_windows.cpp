@@ -60,7 +60,7 @@ struct sDevice {
 
 [[nodiscard]] std::vector<sDevice> PresentDevices() {
   std::vector<sDevice> devices;
-  for (const sComPort& port : SortedComPorts()) {
+  for (const sPresentPort& port : SortedComPorts()) {
     devices.push_back({port.name, port.description.empty() ? "COM port" : port.description});
   }
   for (const std::string& id : ListMobileBroadbandInterfaces()) {
@@ -276,7 +276,7 @@ void Log(const std::string& text) { std::cout << text << std::flush; }
                             const cItemFollower& follower, const cLiveOutput& output,
                             std::ostream& errors) {
   const sCaptureResult result = ReadResult(request.output);
-  Log(result.text);
+  Log(result.text + "\n");
   if (!result.isComplete) {
     return Fail(result.text, errors);
   }
@@ -323,8 +323,8 @@ void Log(const std::string& text) { std::cout << text << std::flush; }
   const cStandardOutputLog log(logPath);
   Log(fmt::format("Capturing {} into {} by {}\n", request.device, request.output,
                   request.configuration));
-  if (const auto doubt = FindDoubt(request)) {
-    Log("warning: " + *doubt + "\n");
+  for (const std::string& doubt : FindDoubts(request.configuration)) {
+    Log("warning: " + doubt + "\n");
   }
   std::string problem;
   const std::unique_ptr<cLiveOutput> output = OpenLiveOutput(wanted.pipe, problem);
