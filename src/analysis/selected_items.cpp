@@ -157,23 +157,33 @@ sSelectionOutcome cSelectedFollower::Outcome() const {
   return {selected, !selection.IsEverything(), matcher && matcher->IsCrossed()};
 }
 
+cSelectedFollower::eStep cSelectedFollower::Step() {
+  if (!follower.Next(current.Renew())) {
+    return eStep::None;
+  }
+  const sCaptureItem& item = current.Item();
+  if (!matcher) {
+    matcher.emplace(selection, item.time);
+  }
+  const bool isText = item.type == isf::kInformationItem;
+  if (isText) {
+    current.ApplyText();
+  }
+  isPastEnd = matcher->IsCrossed() || item.number >= matcher->LastNumber();
+  if (matcher->Matches(current)) {
+    ++selected;
+    return eStep::Selected;
+  }
+  if (isText && tellPassed) {
+    tellPassed(item);
+  }
+  return eStep::PassedOver;
+}
+
 bool cSelectedFollower::Next() {
-  while (follower.Next(current.Renew())) {
-    const sCaptureItem& item = current.Item();
-    if (!matcher) {
-      matcher.emplace(selection, item.time);
-    }
-    const bool isText = item.type == isf::kInformationItem;
-    if (isText) {
-      current.ApplyText();
-    }
-    isPastEnd = matcher->IsCrossed() || item.number >= matcher->LastNumber();
-    if (matcher->Matches(current)) {
-      ++selected;
+  for (eStep step = Step(); step != eStep::None; step = Step()) {
+    if (step == eStep::Selected) {
       return true;
-    }
-    if (isText && tellPassed) {
-      tellPassed(item);
     }
   }
   return false;

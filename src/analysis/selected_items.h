@@ -92,8 +92,13 @@ class cSelectedFollower {
 
   void TellPassed(tPassedText tell) { tellPassed = std::move(tell); }
 
-  // Goes on to the next selected item that was there at the last look; false when there is none.
+  enum class eStep : std::uint8_t { None, PassedOver, Selected };
+  // Goes on to the next item that was there at the last look, selected or not; None when there is
+  // no other.
+  [[nodiscard]] eStep Step();
+  // Goes on to the next selected one; false when there is none.
   [[nodiscard]] bool Next();
+  // The item that was selected last.
   [[nodiscard]] const cDescribedItem& Current() const { return current; }
   // Once the upper bound of numbers is passed, no item will be selected any more.
   [[nodiscard]] bool IsPastEnd() const { return isPastEnd; }

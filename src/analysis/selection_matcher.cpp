@@ -138,6 +138,14 @@ bool cSelectionMatcher::Matches(const cDescribedItem& described) const {
   return isWanted != selection.invert;
 }
 
+bool cSelectionMatcher::Matches(const sMarker& marker) const {
+  if (marker.time < firstTime || marker.time > lastTime) {
+    return false;
+  }
+  const bool isInText = marker.text.find(selection.contains) != std::string::npos;
+  return selection.contains.empty() || isInText != selection.invert;
+}
+
 // The four that widen each other.
 bool cSelectionMatcher::IsOfWantedKind(const cDescribedItem& described) const {
   const sCaptureItem& item = described.Item();

@@ -7,6 +7,7 @@
 #include "analysis/described_item.h"
 #include "analysis/selection.h"
 #include "capture/isf/layout.h"
+#include "reader/markers.h"
 
 namespace corvane {
 
@@ -34,6 +35,9 @@ class cSelectionMatcher {
 
   // Whether an item matches. It is described only where nothing less tells.
   [[nodiscard]] bool Matches(const cDescribedItem& described) const;
+  // Whether a marker does: its time is between the bounds, and its text has what is to stand there.
+  // Nothing else is asked of markers.
+  [[nodiscard]] bool Matches(const sMarker& marker) const;
 
  private:
   void FindAnswers();
