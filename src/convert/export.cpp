@@ -17,6 +17,8 @@ std::unique_ptr<cItemExport> MakeExport(eExportFormat format, const sExportOptio
       return std::make_unique<cRowExport>(eRowFormat::JsonLines, options, sink);
     case eExportFormat::Csv:
       return std::make_unique<cRowExport>(eRowFormat::Csv, options, sink);
+    case eExportFormat::Separated:
+      return std::make_unique<cRowExport>(eRowFormat::Separated, options, sink);
     case eExportFormat::Gsmtap:
       return std::make_unique<cSignallingExport>(options, std::make_unique<cGsmtapFrames>(sink));
     case eExportFormat::Pcapng:

@@ -6,17 +6,20 @@
 #include <vector>
 
 #include "convert/byte_sink.h"
+#include "convert/item_fields.h"
 #include "reader/capture_file.h"
+#include "reader/markers.h"
 
 // Captures in other formats, item by item.
 namespace corvane {
 
 enum class eExportFormat : std::uint8_t {
-  Pcapng,  // for Wireshark: signalling messages as exported PDUs
-  Gsmtap,  // pcap: signalling messages in UDP port 4729
-  Hdlc,    // for other DIAG tools: the received packets as a raw stream
-  Jsonl,   // a row an item: lines of JSON
-  Csv,     // the same as CSV
+  Pcapng,     // for Wireshark: signalling messages as exported PDUs
+  Gsmtap,     // pcap: signalling messages in UDP port 4729
+  Hdlc,       // for other DIAG tools: the received packets as a raw stream
+  Jsonl,      // a row an item: lines of JSON
+  Csv,        // the same as CSV
+  Separated,  // a line an item, its fields with a separator between them
 };
 
 // Whose times an export has.
@@ -38,6 +41,9 @@ struct sExportOptions {
   bool messages = false;  // debug messages, and the recorder's texts
   bool requests = false;  // requests, replies and packets that are none of the others
   bool raw = false;       // every packet, as it is
+  // The fields that rows have, in this order; none: all of them.
+  std::vector<const sItemField*> fields;
+  std::string separator = "\t";  // between the fields of separated rows
 };
 
 // An export under way. The memory it takes does not grow with the number of items.
@@ -51,6 +57,12 @@ class cItemExport {
   // Takes the next item of the capture, and writes what the format makes of it. `item` is borrowed
   // for the call.
   virtual void Add(const sCaptureItem& item) = 0;
+  // Takes note of a text item that is not exported: it may tell where the packets behind it come
+  // from (convert/source_texts.h). `item` is borrowed for the call.
+  virtual void Pass(const sCaptureItem& item) = 0;
+  // Takes a marker that stands in front of the items behind it, and writes what the format makes of
+  // it.
+  virtual void Mark(const sMarker& marker) = 0;
   // Writes what was held back. Once, behind the last item.
   virtual void Finish() {}
 

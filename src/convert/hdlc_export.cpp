@@ -67,6 +67,12 @@ void cHdlcExport::Add(const sCaptureItem& item) {
   WriteFrame(wrapped);
 }
 
+void cHdlcExport::Pass(const sCaptureItem& item) {
+  ApplySourceText(DescribeItem(item).text, source);
+}
+
+void cHdlcExport::Mark(const sMarker&) { ++markersLeftOut; }
+
 bool cHdlcExport::IsLeftOut(const sCaptureItem& item) {
   // Every item is shown to it: what follows a reply only counts right behind it.
   const bool isOutOfReply = kept.IsOutOfReply(item);
@@ -119,6 +125,7 @@ std::vector<std::string> cHdlcExport::Notes() const {
   tell(outOfReplyLeftOut, "packet is", "packets are",
        " left out, because the reply in front holds the same");
   tell(unknownLeftOut, "item of an unknown type is", "items of unknown types are", " left out");
+  tell(markersLeftOut, "marker is", "markers are", " left out");
   return notes;
 }
 

@@ -23,6 +23,8 @@ class cHdlcExport final : public cItemExport {
   cHdlcExport(const sExportOptions& wanted, cByteSink& output);
 
   void Add(const sCaptureItem& item) override;
+  void Pass(const sCaptureItem& item) override;
+  void Mark(const sMarker& marker) override;
   [[nodiscard]] std::vector<std::string> Notes() const override;
 
  private:
@@ -37,6 +39,7 @@ class cHdlcExport final : public cItemExport {
   std::uint64_t rebuiltLeftOut = 0;
   std::uint64_t outOfReplyLeftOut = 0;
   std::uint64_t unknownLeftOut = 0;
+  std::uint64_t markersLeftOut = 0;
 
   std::vector<std::uint8_t> wrapped;
   std::vector<std::uint8_t> frame;

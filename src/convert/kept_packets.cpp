@@ -51,7 +51,9 @@ using Packet = std::span<const std::uint8_t>;
 }  // namespace
 
 bool cKeptPackets::IsOutOfReply(const sCaptureItem& item) {
-  const bool isExpected = !expected.empty() && item.bytes == expected.front();
+  const bool isExpected =
+      item.number == expectedNumber && !expected.empty() && item.bytes == expected.front();
+  expectedNumber = item.number + 1;
   if (isExpected) {
     expected.pop_front();
   } else {

@@ -121,6 +121,12 @@ std::string MessageLine(const sDebugMessage& message) {
   return std::string(Priority(message.levels.value_or(0))) + OneLine(std::move(line));
 }
 
+std::string MarkerTextLine(std::string_view text) {
+  std::string line = "marker";
+  AppendPart(line, std::string(text));
+  return TextLine(line);
+}
+
 std::string TextLine(std::string_view text) {
   return std::string(kMedium) + OneLine(std::string(text));
 }

@@ -20,6 +20,9 @@ namespace corvane {
 // "<14>Port COM7 connected"
 [[nodiscard]] std::string TextLine(std::string_view text);
 
+// "<14>marker  handover test", of a marker that the user set.
+[[nodiscard]] std::string MarkerTextLine(std::string_view text);
+
 // The hexadecimal digits of a number with 0x in front, `digits` of them at least.
 [[nodiscard]] std::string HexText(std::uint64_t number, unsigned digits);
 

@@ -46,6 +46,25 @@ void AppendJsonString(std::string& row, std::string_view text) {
   }
 }
 
+void AppendSeparatedField(std::string& row, std::string_view text) {
+  if (IsPlain(text)) {
+    row += text;
+    return;
+  }
+  constexpr std::string_view kHexDigits = "0123456789ABCDEF";
+  constexpr unsigned char kDelete = 0x7F;
+  for (const char character : WellFormed(text)) {
+    const auto byte = static_cast<unsigned char>(character);
+    if (byte >= ' ' && byte != kDelete) {
+      row += character;
+    } else {
+      row += "\\x";
+      row += kHexDigits[byte >> 4];
+      row += kHexDigits[byte & 0xF];
+    }
+  }
+}
+
 void AppendCsvField(std::string& row, std::string_view text) {
   if (IsPlain(text)) {
     AppendField(row, text);

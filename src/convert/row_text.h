@@ -14,4 +14,8 @@ void AppendJsonString(std::string& row, std::string_view text);
 // the end of a line.
 void AppendCsvField(std::string& row, std::string_view text);
 
+// Appends a field that ends at a separator or at the line's end. A control character, which could
+// be one of them, is written as "\x09".
+void AppendSeparatedField(std::string& row, std::string_view text);
+
 }  // namespace corvane

@@ -143,6 +143,27 @@ void cSignallingExport::Add(const sCaptureItem& item) {
   }
 }
 
+void cSignallingExport::Pass(const sCaptureItem& item) {
+  ApplySourceText(DescribeItem(item).text, source);
+}
+
+void cSignallingExport::Mark(const sMarker& marker) {
+  if (!options.messages) {
+    ++markersLeftOut;
+    return;
+  }
+  const std::string line = MarkerTextLine(marker.text);
+  const std::string comment = "marker, " + SourceName(source, options.captureName);
+  sFrame frame;
+  frame.sort = eFrameSort::Text;
+  frame.time = clock.TimeOf(marker.time, std::nullopt, source.imported).nanoseconds;
+  frame.source = &source;
+  frame.comment = comment;
+  frame.dissector = kLineDissector;
+  frame.bytes = BytesOf(line);
+  AddExtra(frame);
+}
+
 // Looks at as little as possible: most items of a large capture hold no signalling, and describing
 // one takes longer than reading it.
 bool cSignallingExport::MayBeShown(const sCaptureItem& item) {
@@ -331,6 +352,10 @@ std::vector<std::string> cSignallingExport::Notes() const {
                               "system-information block that the recorder rebuilt is",
                               "system-information blocks that the recorder rebuilt are") +
                     " left out (--synthetic keep)");
+  }
+  if (markersLeftOut != 0) {
+    notes.push_back(CountText(markersLeftOut, "marker is", "markers are") +
+                    " not shown (pcapng shows them with --messages)");
   }
   if (timesNotBelieved != 0) {
     notes.push_back(

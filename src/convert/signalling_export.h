@@ -38,6 +38,8 @@ class cSignallingExport final : public cItemExport {
   cSignallingExport(const sExportOptions& wanted, std::unique_ptr<cFrameWriter> frames);
 
   void Add(const sCaptureItem& item) override;
+  void Pass(const sCaptureItem& item) override;
+  void Mark(const sMarker& marker) override;
   [[nodiscard]] std::vector<std::string> Notes() const override;
 
  private:
@@ -78,6 +80,7 @@ class cSignallingExport final : public cItemExport {
   std::uint64_t messages = 0;
   std::uint64_t otherFrames = 0;
   std::uint64_t rebuiltLeftOut = 0;
+  std::uint64_t markersLeftOut = 0;
   std::uint64_t timesNotBelieved = 0;  // of what was shown
   std::uint64_t logsWithoutSignalling = 0;
   cUnshownMessages unshown;

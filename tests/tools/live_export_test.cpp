@@ -52,6 +52,8 @@ class cNumbersExport final : public cItemExport {
  public:
   explicit cNumbersExport(cByteSink& output) : sink(output) { sink.Write("begin"); }
   void Add(const sCaptureItem& item) override { sink.Write(" " + std::to_string(item.number)); }
+  void Pass(const sCaptureItem&) override {}
+  void Mark(const sMarker&) override {}
   void Finish() override { sink.Write("."); }
 
  private:
