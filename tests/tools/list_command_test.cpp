@@ -3,9 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <iostream>
 #include <sstream>
 
+#include "convert/memory_sink.h"
 #include "corvane/command/command_line.h"
 #include "reader/capture_builder.h"
 #include "support/temp_directory.h"
@@ -47,15 +49,29 @@ struct sResult {
   std::string errors;
 };
 
+// Runs the program's command line, with what it writes to standard output and standard error.
+[[nodiscard]] sResult RunCorvane(const std::vector<std::string>& arguments) {
+  std::vector<const char*> argv = {"corvane"};
+  for (const std::string& argument : arguments) {
+    argv.push_back(argument.c_str());
+  }
+  ::testing::internal::CaptureStdout();
+  ::testing::internal::CaptureStderr();
+  const int exitCode = RunCommandLine(static_cast<int>(argv.size()), argv.data());
+  std::cout << std::flush;
+  std::string errors = ::testing::internal::GetCapturedStderr();
+  return {exitCode, ::testing::internal::GetCapturedStdout(), std::move(errors)};
+}
+
 // Runs the command on a file of those bytes. The file's path is written as FILE in the result.
-[[nodiscard]] sResult ListOf(const ByteVector& bytes, sListRequest request = {}) {
+[[nodiscard]] sResult ListOf(const ByteVector& bytes, std::vector<std::string> arguments = {}) {
   const cTempDirectory folder;
-  request.path = folder.Write("drive.isf", bytes);
-  std::ostringstream out, errors;
-  sResult result{ListItems(request, out, errors), out.str(), errors.str()};
-  for (auto place = result.errors.find(request.path); place != std::string::npos;
-       place = result.errors.find(request.path)) {
-    result.errors.replace(place, request.path.size(), "FILE");
+  const std::string path = folder.Write("drive.isf", bytes);
+  arguments.insert(arguments.begin(), {"list", path});
+  sResult result = RunCorvane(arguments);
+  for (auto place = result.errors.find(path); place != std::string::npos;
+       place = result.errors.find(path)) {
+    result.errors.replace(place, path.size(), "FILE");
   }
   return result;
 }
@@ -68,23 +84,8 @@ struct sResult {
   return text;
 }
 
-// Runs the program's command line, with what it writes to standard output and standard error.
 class ListCommandLineTest : public ::testing::Test {
  protected:
-  [[nodiscard]] static sResult Run(const std::vector<std::string>& arguments) {
-    std::vector<const char*> argv = {"corvane"};
-    for (const std::string& argument : arguments) {
-      argv.push_back(argument.c_str());
-    }
-    std::ostringstream out, errors;
-    std::streambuf* const standardOutput = std::cout.rdbuf(out.rdbuf());
-    std::streambuf* const standardError = std::cerr.rdbuf(errors.rdbuf());
-    const int exitCode = RunCommandLine(static_cast<int>(argv.size()), argv.data());
-    std::cout.rdbuf(standardOutput);
-    std::cerr.rdbuf(standardError);
-    return {exitCode, out.str(), errors.str()};
-  }
-
   cTempDirectory folder;
   std::string path = folder.Write("drive.isf", SampleCapture().Closed());
 };
@@ -103,30 +104,31 @@ TEST(ListCommandTest, AFileWithoutItemsHasNoLines) {
 }
 
 TEST(ListCommandTest, ItemsOfChosenTypesAreListed) {
-  EXPECT_EQ(ListOf(SampleCapture().Closed(), {"", {1}, "", "", false}).out, kLine2);
-  EXPECT_EQ(ListOf(SampleCapture().Closed(), {"", {10, 2}, "", "", false}).out,
-            Lines({kLine1, kLine3}));
-  EXPECT_EQ(ListOf(SampleCapture().Closed(), {"", {31}, "", "", false}).out, "");
+  EXPECT_EQ(ListOf(SampleCapture().Closed(), {"--type", "1"}).out, kLine2);
+  EXPECT_EQ(ListOf(SampleCapture().Closed(), {"--type", "10,2"}).out, Lines({kLine1, kLine3}));
+  EXPECT_EQ(ListOf(SampleCapture().Closed(), {"--type", "31"}).out, "");
 }
 
 TEST(ListCommandTest, ARangeOfNumbersIsListedWithBothItsEnds) {
-  EXPECT_EQ(ListOf(SampleCapture().Closed(), {"", {}, "1", "3", false}).out,
+  EXPECT_EQ(ListOf(SampleCapture().Closed(), {"--from", "1", "--to", "3"}).out,
             Lines({kLine1, kLine2, kLine3}));
-  EXPECT_EQ(ListOf(SampleCapture().Closed(), {"", {}, "4", "", false}).out, kLine4);
-  EXPECT_EQ(ListOf(SampleCapture().Closed(), {"", {}, "", "0", false}).out, kLine0);
-  EXPECT_EQ(ListOf(SampleCapture().Closed(), {"", {}, "5", "", false}).out, "");
-  EXPECT_EQ(ListOf(SampleCapture().Closed(), {"", {}, "3", "2", false}).out, "");
-  EXPECT_EQ(ListOf(SampleCapture().Closed(), {"", {}, "0", "18446744073709551615", false}).exitCode,
-            0);
+  EXPECT_EQ(ListOf(SampleCapture().Closed(), {"--from", "4"}).out, kLine4);
+  EXPECT_EQ(ListOf(SampleCapture().Closed(), {"--to", "0"}).out, kLine0);
+  EXPECT_EQ(ListOf(SampleCapture().Closed(), {"--from", "5"}).out, "");
+  EXPECT_EQ(ListOf(SampleCapture().Closed(), {"--from", "3", "--to", "2"}).out, "");
+  EXPECT_EQ(
+      ListOf(SampleCapture().Closed(), {"--from", "0", "--to", "18446744073709551615"}).exitCode,
+      0);
 }
 
 TEST(ListCommandTest, ARangeOfTimesIsListedWithBothItsEnds) {
   EXPECT_EQ(ListOf(SampleCapture().Closed(),
-                   {"", {}, "2024-05-17T12:00:01.000Z", "2024-05-17 12:00:01.010", false})
+                   {"--from", "2024-05-17T12:00:01.000Z", "--to", "2024-05-17 12:00:01.010"})
                 .out,
             Lines({kLine1, kLine2}));
-  EXPECT_EQ(ListOf(SampleCapture().Closed(), {"", {}, "2024-05-17T12:01", "", false}).out, kLine4);
-  EXPECT_EQ(ListOf(SampleCapture().Closed(), {"", {}, "3", "2024-05-17T12:01", false}).out, kLine3);
+  EXPECT_EQ(ListOf(SampleCapture().Closed(), {"--from", "2024-05-17T12:01"}).out, kLine4);
+  EXPECT_EQ(ListOf(SampleCapture().Closed(), {"--from", "3", "--to", "2024-05-17T12:01"}).out,
+            kLine3);
 }
 
 TEST(ListCommandTest, TimesSelectItemsAlsoWhereTheClockWasSetBack) {
@@ -134,25 +136,27 @@ TEST(ListCommandTest, TimesSelectItemsAlsoWhereTheClockWasSetBack) {
   builder.Add({2, kStart, Hex("1D"), {}});
   builder.Add({2, kStart - 60'000, Hex("00"), {}});
   builder.Add({2, kStart + 1, Hex("1C"), {}});
-  EXPECT_EQ(ListOf(builder.Closed(), {"", {}, "2024-05-17T12:00", "", false}).out,
+  EXPECT_EQ(ListOf(builder.Closed(), {"--from", "2024-05-17T12:00"}).out,
             "0  2024-05-17T12:00:00.000Z   2 request            0x1D      1  time stamp request\n"
             "2  2024-05-17T12:00:00.001Z   2 request            0x1C      1  protocol version "
             "request\n");
 }
 
 TEST(ListCommandTest, ABoundThatIsNeitherNumberNorTimeIsWrongUsage) {
-  for (const char* bound : {"x", "-1", "1x", "2024-05", "18446744073709551616", " 1"}) {
-    const sResult result = ListOf(SampleCapture().Closed(), {"", {}, "", bound, false});
+  for (const char* bound : {"x", "1x", "2024-05", "18446744073709551616", " 1"}) {
+    const sResult result = ListOf(SampleCapture().Closed(), {"--to", bound});
     EXPECT_EQ(result.exitCode, 2);
     EXPECT_EQ(result.out, "");
-    EXPECT_EQ(result.errors, "corvane list: \"" + std::string(bound) +
-                                 "\" is neither an item number nor a UTC time\n");
+    EXPECT_NE(result.errors.find("--to: \"" + std::string(bound) +
+                                 "\" is neither an item number nor a UTC time"),
+              std::string::npos)
+        << result.errors;
   }
-  EXPECT_EQ(ListOf(SampleCapture().Closed(), {"", {}, "x", "", false}).exitCode, 2);
+  EXPECT_EQ(ListOf(SampleCapture().Closed(), {"--from", "x"}).exitCode, 2);
 }
 
 TEST(ListCommandTest, TheBytesOfEachItemFollowItsLine) {
-  EXPECT_EQ(ListOf(SampleCapture().Closed(), {"", {}, "3", "4", true}).out,
+  EXPECT_EQ(ListOf(SampleCapture().Closed(), {"--from", "3", "--to", "4", "--hex"}).out,
             std::string(kLine3) +
                 "    0000  4B 0F 00 00                                      K...\n" + kLine4 +
                 "    0000  10 00 11 00 11 00 2F 41 00 00 00 00 00 00 00 00  ....../A........\n"
@@ -186,7 +190,7 @@ TEST(ListCommandTest, LongListsAreWrittenWhole) {
 }
 
 TEST(ListCommandTest, TheItemsOfAFileThatWasNotClosedAreListed) {
-  const sResult result = ListOf(SampleCapture().Unclosed(), {"", {7}, "", "", false});
+  const sResult result = ListOf(SampleCapture().Unclosed(), {"--type", "7"});
   EXPECT_EQ(result.exitCode, 3);
   EXPECT_EQ(result.out, kLine0);
   EXPECT_EQ(
@@ -282,10 +286,8 @@ TEST(ListCommandTest, OnlyWhatThisRecorderRebuiltIsSynthetic) {
   // An imported capture has the modem's times, and nothing in it was rebuilt here.
   const ByteVector imported = CaptureOfABlock("Imported from drive.hdlc");
   EXPECT_NE(ListOf(imported).out.find("  SysInfo type 5\n"), std::string::npos);
-  EXPECT_NE(ListOf(imported, {"", {}, "1", "", false}).out.find("  SysInfo type 5\n"),
-            std::string::npos);
-  EXPECT_NE(ListOf(imported, {"", {8}, "", "", false}).out.find("  SysInfo type 5\n"),
-            std::string::npos);
+  EXPECT_NE(ListOf(imported, {"--from", "1"}).out.find("  SysInfo type 5\n"), std::string::npos);
+  EXPECT_NE(ListOf(imported, {"--type", "8"}).out.find("  SysInfo type 5\n"), std::string::npos);
 }
 
 TEST(ListCommandTest, AFileThatIsNoCaptureFileIsRefused) {
@@ -295,14 +297,27 @@ TEST(ListCommandTest, AFileThatIsNoCaptureFileIsRefused) {
             "corvane list: FILE: the file is too short to be a capture file, at offset 2\n");
 }
 
-TEST(ListCommandTest, OutputThatCannotBeWrittenIsAFailure) {
+// The answer to a selection on an output that takes nothing, for this reason (a value of errno).
+[[nodiscard]] sResult ListIntoNowhere(int reason) {
   const cTempDirectory folder;
-  std::ostringstream out, errors;
-  out.setstate(std::ios::badbit);
+  cMemorySink out;
+  out.Refuse(reason);
+  std::ostringstream errors;
   sListRequest request;
-  request.path = folder.Write("drive.isf", SampleCapture().Closed());
-  EXPECT_EQ(ListItems(request, out, errors), 1);
-  EXPECT_EQ(errors.str(), "corvane list: the output cannot be written\n");
+  request.showing.path = folder.Write("drive.isf", SampleCapture().Closed());
+  return {ListItems(request, out, errors), "", errors.str()};
+}
+
+TEST(ListCommandTest, OutputThatCannotBeWrittenIsAFailure) {
+  const sResult result = ListIntoNowhere(ENOSPC);
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_EQ(result.errors, "corvane list: the output cannot be written\n");
+}
+
+TEST(ListCommandTest, APipeThatNobodyReadsAnyMoreIsNone) {
+  const sResult result = ListIntoNowhere(EPIPE);
+  EXPECT_EQ(result.exitCode, 0);
+  EXPECT_EQ(result.errors, "");
 }
 
 TEST_F(ListCommandLineTest, OptionsMayStandBeforeAndAfterTheFile) {
@@ -310,14 +325,14 @@ TEST_F(ListCommandLineTest, OptionsMayStandBeforeAndAfterTheFile) {
        {std::vector<std::string>{"list", path, "--type", "1,2"},
         std::vector<std::string>{"list", "--type", "1,2", path},
         std::vector<std::string>{"list", "--type=1", path, "--type", "2"}}) {
-    const sResult result = Run(arguments);
+    const sResult result = RunCorvane(arguments);
     EXPECT_EQ(result.exitCode, 0);
     EXPECT_EQ(result.out, Lines({kLine1, kLine2}));
   }
 }
 
 TEST_F(ListCommandLineTest, AllOptionsReachTheCommand) {
-  const sResult result = Run(
+  const sResult result = RunCorvane(
       {"list", path, "--from", "1", "--to", "2024-05-17T12:00:01.020Z", "--hex", "--type", "10"});
   EXPECT_EQ(result.exitCode, 0);
   EXPECT_EQ(result.out, std::string(kLine3) +
@@ -326,7 +341,7 @@ TEST_F(ListCommandLineTest, AllOptionsReachTheCommand) {
 
 TEST_F(ListCommandLineTest, TypesOutsideFiveBitsAreWrongUsage) {
   for (const char* types : {"32", "-1", "x", "1,32", ""}) {
-    EXPECT_EQ(Run({"list", path, "--type", types}).exitCode, 2) << types;
+    EXPECT_EQ(RunCorvane({"list", path, "--type", types}).exitCode, 2) << types;
   }
 }
 
@@ -338,7 +353,7 @@ TEST_F(ListCommandLineTest, ArgumentsThatMakeNoSenseAreWrongUsage) {
                                                     {"list", "a", "b"},
                                                     {"info", "--nonsense", "a"},
                                                     {"list", "--from", "x", "a"}}) {
-    const sResult result = Run(arguments);
+    const sResult result = RunCorvane(arguments);
     EXPECT_EQ(result.exitCode, 2);
     EXPECT_EQ(result.out, "");
     EXPECT_NE(result.errors, "");
@@ -346,17 +361,16 @@ TEST_F(ListCommandLineTest, ArgumentsThatMakeNoSenseAreWrongUsage) {
 }
 
 TEST_F(ListCommandLineTest, HelpAndVersionAreToldOnRequest) {
-  EXPECT_EQ(Run({"--version"}).out, "corvane 1.0.0\n");
-  const sResult help = Run({"--help"});
+  EXPECT_EQ(RunCorvane({"--version"}).out, "corvane 1.0.0\n");
+  const sResult help = RunCorvane({"--help"});
   EXPECT_EQ(help.exitCode, 0);
   EXPECT_NE(help.out.find("  info "), std::string::npos);
   EXPECT_NE(help.out.find("  list "), std::string::npos);
-  EXPECT_NE(Run({"list", "--help"}).out.find("Exit codes: 0 the file is complete"),
-            std::string::npos);
+  EXPECT_NE(RunCorvane({"list", "--help"}).out.find("0 the file is complete"), std::string::npos);
 }
 
 TEST_F(ListCommandLineTest, APathMayBeginWithASlash) {
-  const sResult result = Run({"info", "/no/such/drive.isf"});
+  const sResult result = RunCorvane({"info", "/no/such/drive.isf"});
   EXPECT_EQ(result.exitCode, 1);
   EXPECT_EQ(result.errors,
             "corvane info: /no/such/drive.isf: the file cannot be opened (No such file or "
@@ -364,13 +378,13 @@ TEST_F(ListCommandLineTest, APathMayBeginWithASlash) {
 }
 
 TEST_F(ListCommandLineTest, InfoIsACommandToo) {
-  const sResult result = Run({"info", path});
+  const sResult result = RunCorvane({"info", path});
   EXPECT_EQ(result.exitCode, 0);
   EXPECT_EQ(result.out.find("File:         " + path + "\n"), 0U);
 }
 
 TEST_F(ListCommandLineTest, TheExitCodeOfTheCommandIsHandedOn) {
-  const sResult result = Run({"list", folder.Path("no.isf")});
+  const sResult result = RunCorvane({"list", folder.Path("no.isf")});
   EXPECT_EQ(result.exitCode, 1);
   EXPECT_EQ(result.errors, "corvane list: " + folder.Path("no.isf") +
                                ": the file cannot be opened (No such file or directory)\n");

@@ -3,6 +3,7 @@
 #include <regex>
 #include <sstream>
 
+#include "convert/memory_sink.h"
 #include "corvane/reading/reading_commands.h"
 #include "reader/capture_builder.h"
 #include "support/temp_directory.h"
@@ -60,11 +61,12 @@ TEST(CaptureFormatDocumentTest, TheWorkedExampleIsAFileOfTheItemsSaidThere) {
   EXPECT_EQ(file.size(), 57474U);
   const cTempDirectory folder;
   sListRequest request;
-  request.path = folder.Write("example.isf", file);
-  std::ostringstream out, errors;
+  request.showing.path = folder.Write("example.isf", file);
+  cMemorySink out;
+  std::ostringstream errors;
   EXPECT_EQ(ListItems(request, out, errors), 0);
   EXPECT_EQ(errors.str(), "");
-  EXPECT_EQ(out.str(), blocks[1]);
+  EXPECT_EQ(std::string(out.Bytes().begin(), out.Bytes().end()), blocks[1]);
 }
 
 TEST(CaptureFormatDocumentTest, TheWorkedExampleIsWhatTheRulesMakeOfItsItems) {

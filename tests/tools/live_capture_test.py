@@ -149,6 +149,92 @@ class LiveTestCase(unittest.TestCase):
         self.assertEqual((self.end(process), process.returncode), (told, 0))
 
 
+class FollowList(LiveTestCase):
+    def follow_list(self, *options, **streams):
+        return self.start(PROGRAM, "list", "--follow", self.path, *options, **streams)
+
+    def test_items_and_markers_come_while_the_capture_is_open(self):
+        capture = self.grow()
+        process = self.follow_list("--log-code", "emm-plain-ota-message-in", "--json")
+        out = Reader(process.stdout)
+        for count in range(1, 4):
+            capture.add_message()
+            out.wait_for(count, b'"0xB0EC"')
+        marks = pathlib.Path(f"{self.path}.marks")
+        marks.write_text("2024-05-17T13:00:00.000Z tunnel\n")
+        out.wait_for(1, b'"sort":"marker","text":"tunnel"')
+        capture.close()
+        self.assertEqual((self.end(process), process.returncode), ("", 0))
+        out.join()
+        self.assertEqual(out.data.count(b"\n"), 4)
+        self.assertEqual(out.data.count(b'"port":"COM7"'), 3)
+
+    def test_a_new_item_is_there_within_half_a_second(self):
+        capture = self.grow()
+        process = self.follow_list("--fields", "number")
+        out = Reader(process.stdout)
+        out.wait_for(1, b"1\n")
+        waits = []
+        for number in range(2, 12):
+            began = time.monotonic()
+            capture.add_message()
+            out.wait_for(1, b"\n%d\n" % number)
+            waits.append(time.monotonic() - began)
+        # Each item comes just behind a look. A busy machine may take its time, but not each time.
+        self.assertLess(min(waits), 0.5)
+
+    def test_the_last_items_come_first(self):
+        capture = self.grow()
+        for _ in range(5):
+            capture.add_message()
+        process = self.follow_list("--tail", "2", "--fields", "number")
+        out = Reader(process.stdout)
+        out.wait_for(1, b"6\n")
+        capture.add_message()
+        capture.close()
+        self.assertEqual((self.end(process), process.returncode), ("", 0))
+        out.join()
+        self.assertEqual(out.data, b"5\n6\n7\n")
+
+    def test_so_many_items_are_enough(self):
+        capture = self.grow()
+        for options in (("--head", "2"), ("--to", "1")):
+            process = self.follow_list("--fields", "number", *options)
+            errors = self.end(process)
+            self.assertEqual(process.stdout.read(), b"0\n1\n")
+            self.assertEqual(process.returncode, 3, errors)
+            self.assertIn("the file was not closed", errors)
+        capture.close()
+
+    def test_a_stop_gives_code_3(self):
+        self.grow()
+        process = self.follow_list()
+        Reader(process.stdout).wait_for(1, b"Port COM7 connected")
+        process.send_signal(signal.SIGINT)
+        errors = self.end(process)
+        self.assertEqual(process.returncode, 3, errors)
+        self.assertIn("the file was not closed", errors)
+
+    def test_nothing_selected_is_told_at_the_end(self):
+        capture = self.grow()
+        process = self.follow_list("--type", "31")
+        capture.close()
+        told = f"corvane list: {self.path}: no item is selected\n"
+        self.assertEqual((self.end(process), process.returncode), (told, 0))
+
+    def test_an_export_is_selected_from_as_it_grows(self):
+        capture = self.grow()
+        process = self.follow("--format", "jsonl", "--from", "2", "--log-code", "0xB0EC")
+        out = Reader(process.stdout)
+        capture.add_message()
+        out.wait_for(1, b'{"number":2,')
+        capture.close()
+        self.assertEqual((self.end(process), process.returncode), ("", 0))
+        out.join()
+        self.assertEqual(out.data.count(b"\n"), 1)
+        self.assertIn(b'"port":"COM7"', out.data)
+
+
 class Follow(LiveTestCase):
     def test_messages_come_while_the_capture_is_open(self):
         capture = self.grow()

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "corvane/command/command_line.h"
+#include "corvane/live/shown_growth.h"
 #include "corvane/reading/reading_commands.h"
 
 namespace corvane::tools {
@@ -30,6 +31,26 @@ constexpr int kItemsAtOnce = 4096;
   return EndOf(output.Wait(milliseconds(0))).value_or(eLiveEnd::Failed);
 }
 
+// Every item, for an export.
+class cAllItems final : public cGrowthTaker {
+ public:
+  cAllItems(cItemFollower& followed, cItemExport& wanted) : capture(followed), exported(wanted) {}
+
+  bool TakeNext() override {
+    if (!capture.Next(item)) {
+      return false;
+    }
+    exported.Add(item);
+    return true;
+  }
+  void Finish() override { exported.Finish(); }
+
+ private:
+  cItemFollower& capture;
+  cItemExport& exported;
+  sCaptureItem item;
+};
+
 [[nodiscard]] std::unique_ptr<cLiveOutput> OpenStream(const std::string& path,
                                                       std::string& problem) {
   return path == "-" ? MakeLiveStandardOutput() : OpenLiveOutput(path, problem);
@@ -48,11 +69,10 @@ std::optional<eLiveEnd> EndOf(eWake wake) {
   }
 }
 
-std::optional<eLiveEnd> HandOn(cItemFollower& capture, cItemExport& exported, cLiveOutput& output) {
+std::optional<eLiveEnd> HandOn(cItemFollower& capture, cGrowthTaker& taker, cLiveOutput& output) {
   const eFollowing state = capture.Look();
-  sCaptureItem item;
-  for (int count = 1; output.IsGood() && capture.Next(item); ++count) {
-    exported.Add(item);
+  taker.BeginLook();
+  for (int count = 1; output.IsGood() && !taker.HasEnough() && taker.TakeNext(); ++count) {
     if (count % kItemsAtOnce != 0) {
       continue;
     }
@@ -60,9 +80,13 @@ std::optional<eLiveEnd> HandOn(cItemFollower& capture, cItemExport& exported, cL
       return end;
     }
   }
+  taker.EndLook(state == eFollowing::Closed);
   output.Flush();
   if (const auto end = FailureOf(output)) {
     return end;
+  }
+  if (taker.HasEnough()) {
+    return eLiveEnd::Enough;
   }
   switch (state) {
     case eFollowing::Closed:
@@ -74,18 +98,28 @@ std::optional<eLiveEnd> HandOn(cItemFollower& capture, cItemExport& exported, cL
   }
 }
 
-eLiveEnd FollowCapture(cItemFollower& capture, cItemExport& exported, cLiveOutput& output) {
+std::optional<eLiveEnd> HandOn(cItemFollower& capture, cItemExport& exported, cLiveOutput& output) {
+  cAllItems all(capture, exported);
+  return HandOn(capture, all, output);
+}
+
+eLiveEnd FollowCapture(cItemFollower& capture, cGrowthTaker& taker, cLiveOutput& output) {
   output.Flush();  // what the format begins with: its reader waits for it
   std::optional<eLiveEnd> end;
   while (!end) {
-    end = HandOn(capture, exported, output);
+    end = HandOn(capture, taker, output);
     if (!end) {
       end = EndOf(output.Wait(milliseconds(kLookInterval)));
     }
   }
-  exported.Finish();
+  taker.Finish();
   output.Flush();
   return *end;
+}
+
+eLiveEnd FollowCapture(cItemFollower& capture, cItemExport& exported, cLiveOutput& output) {
+  cAllItems all(capture, exported);
+  return FollowCapture(capture, all, output);
 }
 
 int FollowExport(const sExportRequest& request, std::ostream& errors) {
@@ -109,26 +143,9 @@ int FollowExport(const sExportRequest& request, std::ostream& errors) {
   }
   const std::unique_ptr<cItemExport> exported =
       MakeExport(request.format, request.options, *output);
-  const eLiveEnd end = FollowCapture(follower, *exported, *output);
-  if (end == eLiveEnd::ReaderIsGone) {
-    return kExitGood;  // whoever read had enough
-  }
-  if (end == eLiveEnd::Failed) {
-    const std::string name = request.stream == "-" ? "standard output" : request.stream;
-    errors << fmt::format("corvane export: {} cannot be written: {}\n", name, output->Problem());
-    return kExitFailed;
-  }
-  for (const std::string& note : exported->Notes()) {
-    errors << fmt::format("corvane export: {}\n", note);
-  }
-  if (end == eLiveEnd::Lost) {
-    return ReportUnreadable("export", request.path, *follower.Trouble(), errors);
-  }
-  if (follower.File() == nullptr) {
-    errors << fmt::format("corvane export: {}: nothing was recorded yet\n", request.path);
-    return kExitUnclosed;
-  }
-  return ReportState("export", request.path, *follower.File(), follower.Unreadable(), errors);
+  const std::string name = request.stream == "-" ? kStandardOutputName : request.stream;
+  return ShowGrowth("export", {request.path, request.selection}, name, follower, *exported, *output,
+                    errors);
 }
 
 }  // namespace corvane::tools

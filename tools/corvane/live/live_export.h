@@ -4,8 +4,8 @@
 #include <optional>
 
 #include "convert/export.h"
-#include "corvane/making/export_command.h"
 #include "corvane/live/live_output.h"
+#include "corvane/making/export_command.h"
 #include "reader/item_follower.h"
 
 // The export of a capture that is still being written.
@@ -15,6 +15,7 @@ enum class eLiveEnd {
   Closed,         // the capture was closed, and all of it is written
   StopRequested,  // by the user, or by who started the program
   ReaderIsGone,   // nobody reads the output any more
+  Enough,         // no more is wanted
   Lost,           // the capture cannot be followed any further: cItemFollower::Trouble()
   Failed,         // the output cannot be written: cByteSink::Problem()
 };
@@ -22,13 +23,38 @@ enum class eLiveEnd {
 // What a wait of the output's means for the export; nothing while it goes on.
 [[nodiscard]] std::optional<eLiveEnd> EndOf(eWake wake);
 
-// Hands on what the capture has grown by: its new items to `exported`, which writes to `output`,
-// and flushes that. Returns how the export ended, or nothing while it goes on.
+// Takes what a followed capture has grown by, and writes what comes of it.
+class cGrowthTaker {
+ public:
+  cGrowthTaker() = default;
+  cGrowthTaker(const cGrowthTaker&) = delete;
+  cGrowthTaker& operator=(const cGrowthTaker&) = delete;
+  virtual ~cGrowthTaker() = default;
+
+  // Between the follower's look and the items that it found.
+  virtual void BeginLook() {}
+  // Takes the next item that was there at the last look; false when there is none.
+  [[nodiscard]] virtual bool TakeNext() = 0;
+  // Nothing more is wanted, whatever comes.
+  [[nodiscard]] virtual bool HasEnough() const { return false; }
+  // Behind the items of a look; `isClosed` when there will be no others.
+  virtual void EndLook(bool /*isClosed*/) {}
+  // Writes what was held back.
+  virtual void Finish() = 0;
+};
+
+// Hands on what the capture has grown by to `taker`, which writes to `output`, and flushes that.
+// Returns how it ended, or nothing while it goes on.
+[[nodiscard]] std::optional<eLiveEnd> HandOn(cItemFollower& capture, cGrowthTaker& taker,
+                                             cLiveOutput& output);
+// The same with all items for `exported`.
 [[nodiscard]] std::optional<eLiveEnd> HandOn(cItemFollower& capture, cItemExport& exported,
                                              cLiveOutput& output);
 
-// Hands on whatever the capture grows by, ten times a second, until the export ends. What
-// `exported` has held back is written then, as far as somebody reads it.
+// Hands on whatever the capture grows by, ten times a second, until that ends. What was held back
+// is written then, as far as somebody reads it.
+[[nodiscard]] eLiveEnd FollowCapture(cItemFollower& capture, cGrowthTaker& taker,
+                                     cLiveOutput& output);
 [[nodiscard]] eLiveEnd FollowCapture(cItemFollower& capture, cItemExport& exported,
                                      cLiveOutput& output);
 

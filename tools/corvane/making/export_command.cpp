@@ -14,11 +14,14 @@
 #include "convert/byte_sink.h"
 #include "corvane/command/choice_option.h"
 #include "corvane/command/command_line.h"
+#include "corvane/command/progress.h"
 #include "corvane/command/standard_streams.h"
 #include "corvane/live/live_export.h"
 #include "corvane/live/live_output.h"
 #include "corvane/making/new_file.h"
 #include "corvane/reading/reading_commands.h"
+#include "corvane/reading/selection_options.h"
+#include "corvane/reading/shown_items.h"
 #include "platform/file_names.h"
 
 namespace corvane::tools {
@@ -43,29 +46,11 @@ void TellUnwritable(const std::string& name, const std::string& problem, std::os
   return std::make_unique<cStreamSink>(stdout);
 }
 
-// Hands every good item to `exported`, as long as `sink` takes what comes of it. Returns the first
-// item that could not be read.
-[[nodiscard]] std::optional<sCaptureError> AddItems(cCaptureFile& file, const cByteSink& sink,
-                                                    cItemExport& exported) {
-  std::optional<sCaptureError> unreadable;
-  sCaptureItem item;
-  for (auto number = file.NextItem(0); number && sink.IsGood();
-       number = file.NextItem(*number + 1)) {
-    auto wrong = file.ReadItem(*number, item);
-    if (!wrong) {
-      exported.Add(item);
-    } else if (!unreadable) {
-      unreadable = std::move(wrong);
-    }
-  }
-  return unreadable;
-}
-
 enum class eEnd { Written, ReaderGone, Failed };
 
 struct sExported {
   eEnd end = eEnd::Failed;  // told to the user already, if it failed
-  std::optional<sCaptureError> unreadable;
+  sShown shown;
   std::vector<std::string> notes;
 };
 
@@ -81,7 +66,12 @@ struct sExported {
     return result;
   }
   const std::unique_ptr<cItemExport> exported = MakeExport(request.format, request.options, *sink);
-  result.unreadable = AddItems(file, *sink, *exported);
+  {
+    // What goes to standard output may be read on the terminal where the bar would stand.
+    const bool hasBar = path != kStandardOutput;
+    cProgress progress(name, hasBar ? file.NumbersEnd() : 0);
+    result.shown = ShowItems(file, {request.path, request.selection}, *sink, *exported, &progress);
+  }
   exported->Finish();
   sink->Close();
   if (sink->IsGood()) {
@@ -107,7 +97,8 @@ struct sExported {
   for (const std::string& note : exported.notes) {
     Tell(note, errors);
   }
-  return ReportState("export", request.path, file, exported.unreadable, errors);
+  ReportNothingSelected("export", request.path, exported.shown.outcome, errors);
+  return ReportState("export", request.path, file, exported.shown.unreadable, errors);
 }
 
 // Exports `file` into a new file, which gets its name when it is whole.
@@ -297,6 +288,7 @@ void AddExportCommand(CLI::App& app, int& exitCode) {
   command->add_option("FILE", request->path, "The capture file")->required();
   AddOutputOptions(*command, *request);
   AddContentOptions(*command, request->options);
+  AddSelectionOptions(*command, request->selection);
   command->footer(std::string(kReadingExitCodes) +
                   "\nA pipe that nobody reads any more ends the export with code 0.");
   command->callback([command, request, &exitCode] {

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "analysis/selection.h"
 #include "convert/export.h"
 
 // `corvane export`: a capture in another format.
@@ -18,6 +19,7 @@ struct sExportRequest {
   bool follow = false;  // goes on with what is written to the capture; needs `stream`
   eExportFormat format = eExportFormat::Pcapng;
   sExportOptions options;
+  sSelection selection;
 };
 
 // Why the output may not be opened for writing, as a sentence for the user, or nothing: it is the
@@ -25,7 +27,7 @@ struct sExportRequest {
 // or the name is none. Of a file to make cNewFile tells that it is there. Changes nothing.
 [[nodiscard]] std::optional<std::string> ObstacleTo(const sExportRequest& request);
 
-// Exports the items that are there. What is wrong and what was not shown is told on `errors`.
+// Exports the selected items that are there. What is wrong and what was not shown is told on `errors`.
 // Returns an exit code (command_line.h).
 [[nodiscard]] int ExportCapture(const sExportRequest& request, std::ostream& errors);
 

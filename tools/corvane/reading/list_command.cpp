@@ -1,171 +1,288 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <charconv>
 #include <iostream>
-#include <iterator>
 #include <memory>
 #include <optional>
 #include <utility>
 
-#include "convert/item_description.h"
-#include "convert/rebuilt_blocks.h"
-#include "convert/source_texts.h"
+#include "analysis/selected_items.h"
+#include "common/quantities.h"
+#include "convert/byte_sink.h"
 #include "corvane/command/command_line.h"
-#include "corvane/reading/item_wording.h"
-#include "corvane/command/readable_text.h"
+#include "corvane/command/help.h"
+#include "corvane/command/named_numbers.h"
+#include "corvane/command/progress.h"
+#include "corvane/command/standard_streams.h"
+#include "corvane/live/live_output.h"
+#include "corvane/live/shown_growth.h"
+#include "corvane/reading/item_lines.h"
 #include "corvane/reading/reading_commands.h"
+#include "corvane/reading/selection_options.h"
 #include "reader/capture_file.h"
-#include "reader/utc_time.h"
+#include "reader/item_follower.h"
 
 namespace corvane::tools {
 namespace {
 
-// One end of the range to list. Items are in file order, which is not always that of their times: a
-// clock may be set back. So a time does not tell where to begin or to stop, it selects items.
-struct sBound {
-  std::uint64_t number;
-  std::uint64_t time;
-};
+constexpr char kCommand[] = "list";
 
-[[nodiscard]] bool ParseBound(const std::string& text, sBound& bound) {
-  if (text.empty()) {
-    return true;
+// Columns of the numbers of a capture that grows: up to a million items they stay aligned.
+constexpr std::size_t kGrowingWidth = 6;
+
+[[nodiscard]] std::unique_ptr<cItemExport> MakeListing(const sListRequest& request,
+                                                       std::size_t numberWidth, cByteSink& out) {
+  sExportOptions options;
+  options.fields = request.fields;
+  options.separator = request.separator;
+  switch (request.form) {
+    case eListForm::Separated:
+      return MakeExport(eExportFormat::Separated, options, out);
+    case eListForm::Json:
+      return MakeExport(eExportFormat::Jsonl, options, out);
+    case eListForm::Csv:
+      return MakeExport(eExportFormat::Csv, options, out);
+    default:
+      return std::make_unique<cItemLines>(numberWidth, request.hex, out);
   }
-  if (const auto time = ParseUtc(text)) {
-    bound.time = *time;
-    return true;
-  }
-  const char* const end = text.data() + text.size();
-  const auto [next, error] = std::from_chars(text.data(), end, bound.number);
-  return error == std::errc() && next == end;
 }
 
-[[nodiscard]] bool IsListed(const sCaptureItem& item, const sListRequest& request,
-                            const sBound& from, const sBound& to) {
-  if (item.time < from.time || item.time > to.time) {
-    return false;
+// Raises the lower bound to the first of the last so many items.
+void CutToLast(cCaptureFile& file, std::optional<std::uint64_t> last, sSelection& selection) {
+  if (last) {
+    if (const auto first = FindLast(file, selection, *last)) {
+      selection.from.number = first;
+    }
   }
-  return request.types.empty() ||
-         std::find(request.types.begin(), request.types.end(), item.type) != request.types.end();
 }
 
-// The lines of the items, and what they need of the items before.
-class cListing {
- public:
-  cListing(const cCaptureFile& file, bool isHex)
-      : numberWidth(static_cast<int>(std::to_string(file.NumbersEnd()).size())), hex(isHex) {}
-
-  // Takes note of an item that is listed or not.
-  void Pass(const sCaptureItem& item) {
-    if (item.type == isf::kInformationItem) {
-      ApplySourceText(DescribeItem(item).text, source);
-    }
+[[nodiscard]] sShown Count(cCaptureFile& file, const sSelection& selection, cByteSink& out) {
+  sShown shown;
+  if (selection.IsEverything()) {
+    shown.outcome.selected = file.ItemCount();
+  } else {
+    cSelectedItems items(file, selection);
+    std::ignore = items.CountRest();
+    shown = {items.Outcome(), items.Unreadable()};
   }
+  out.Write(fmt::format("{}\n", shown.outcome.selected));
+  return shown;
+}
 
-  void Append(const sCaptureItem& item) {
-    const auto out = std::back_inserter(text);
-    fmt::format_to(out, "{:>{}}  {}  {:>2} {:<17}  ", item.number, numberWidth,
-                   FormatUtc(item.time), item.type, ItemTypeName(item.type));
-    if (HasCommand(item)) {
-      fmt::format_to(out, "0x{:02X}", item.bytes[0]);
-    } else {
-      text += "   -";
-    }
-    fmt::format_to(out, "  {:>5}  ", item.bytes.size());
-    const sDescription description = DescribeItem(item);
-    AppendWords(text, item, description, IsRebuilt(item, description, source));
-    text += '\n';
-    if (hex) {
-      AppendHexDump(text, item.bytes, "    ");
-    }
+[[nodiscard]] sShown List(cCaptureFile& file, const sListRequest& request, cByteSink& out) {
+  sShowing showing = request.showing;
+  CutToLast(file, request.last, showing.selection);
+  const std::unique_ptr<cItemExport> listing =
+      MakeListing(request, std::to_string(file.NumbersEnd()).size(), out);
+  return ShowItems(file, showing, out, *listing, nullptr);
+}
+
+// Lists what is there and what the capture grows by, until it is closed or the user wants no more.
+[[nodiscard]] int FollowList(sListRequest request, std::ostream& errors) {
+  const std::string& path = request.showing.path;
+  cItemFollower follower(path);
+  if (follower.Look() == eFollowing::Lost) {
+    return ReportUnreadable(kCommand, path, *follower.Trouble(), errors);
   }
-
-  // Lines that are not written yet.
-  std::string text;
-
- private:
-  int numberWidth;
-  bool hex;
-  sSource source;
-};
-
-// A capture that was imported says so in its first item. Nothing else is needed of what stands in
-// front of the items that are listed.
-void PassFirst(cCaptureFile& file, std::uint64_t from, cListing& listing) {
-  sCaptureItem item;
-  const auto first = file.NextItem(0);
-  if (first && *first < from && !file.ReadItem(*first, item)) {
-    listing.Pass(item);
+  sCaptureError nothingYet;
+  if (const auto file = cCaptureFile::Open(path, nothingYet, eCheck::Directories)) {
+    CutToLast(*file, request.last, request.showing.selection);
   }
+  const std::unique_ptr<cLiveOutput> output = MakeLiveStandardOutput();
+  const std::unique_ptr<cItemExport> listing = MakeListing(request, kGrowingWidth, *output);
+  return ShowGrowth(kCommand, request.showing, kStandardOutputName, follower, *listing, *output,
+                    errors);
 }
 
 }  // namespace
 
-int ListItems(const sListRequest& request, std::ostream& out, std::ostream& errors) {
-  sBound from{0, 0};
-  sBound to{UINT64_MAX, UINT64_MAX};
-  for (const auto& [text, bound] : {std::pair(&request.from, &from), {&request.to, &to}}) {
-    if (ParseBound(*text, *bound)) {
-      continue;
-    }
-    errors << fmt::format("corvane list: \"{}\" is neither an item number nor a UTC time\n", *text);
-    return kExitUsage;
-  }
+int ListItems(const sListRequest& request, cByteSink& out, std::ostream& errors) {
+  const std::string& path = request.showing.path;
   sCaptureError error;
-  const std::unique_ptr<cCaptureFile> file = cCaptureFile::Open(request.path, error);
+  const std::unique_ptr<cCaptureFile> file = cCaptureFile::Open(path, error);
   if (file == nullptr) {
-    return ReportUnreadable("list", request.path, error, errors);
+    return ReportUnreadable(kCommand, path, error, errors);
   }
-
-  // Lines are handed on in pieces of this size: a stream call for each takes longer than the line.
-  constexpr std::size_t kPiece = std::size_t{64} * 1024;
-  cListing listing(*file, request.hex);
-  PassFirst(*file, from.number, listing);
-  std::optional<sCaptureError> unreadable;
-  sCaptureItem item;
-  for (auto number = file->NextItem(from.number); number && *number <= to.number && out;
-       number = file->NextItem(*number + 1)) {
-    auto wrong = file->ReadItem(*number, item);
-    if (wrong) {
-      unreadable = unreadable ? unreadable : std::move(wrong);
-      continue;
-    }
-    listing.Pass(item);
-    if (IsListed(item, request, from, to)) {
-      listing.Append(item);
-    }
-    if (listing.text.size() >= kPiece) {
-      out << listing.text;
-      listing.text.clear();
-    }
+  const sShown shown = request.form == eListForm::Count
+                           ? Count(*file, request.showing.selection, out)
+                           : List(*file, request, out);
+  out.Flush();
+  if (out.ReaderIsGone()) {
+    return kExitGood;  // whoever read had enough
   }
-  out << listing.text << std::flush;
-  return ReportEnd("list", request.path, *file, unreadable, out, errors);
+  if (!out.IsGood()) {
+    errors << fmt::format("corvane {}: the output cannot be written\n", kCommand);
+    return kExitFailed;
+  }
+  ReportNothingSelected(kCommand, path, shown.outcome, errors);
+  return ReportState(kCommand, path, *file, shown.unreadable, errors);
 }
+
+namespace {
+
+// What was typed, beside the request that it makes.
+struct sListArguments {
+  sListRequest request;
+  bool json = false;
+  bool csv = false;
+  bool count = false;
+  bool follow = false;
+};
+
+// Field names with hyphens for underscores, as NearestNames compares them.
+[[nodiscard]] std::vector<std::string> HyphenatedFields() {
+  std::vector<std::string> names;
+  for (const sItemField& field : ItemFields()) {
+    names.push_back(Hyphenate(field.name));
+  }
+  return names;
+}
+
+[[nodiscard]] const sItemField* FieldOf(const std::string& name) {
+  const sItemField* const field = FindItemField(name);
+  if (field != nullptr) {
+    return field;
+  }
+  std::string problem = fmt::format("there is no field \"{}\"", name);
+  const char* before = "; the nearest: ";
+  for (std::string nearest : NearestNames(HyphenatedFields(), name, 3)) {
+    std::replace(nearest.begin(), nearest.end(), '-', '_');
+    problem += std::exchange(before, ", ") + nearest;
+  }
+  throw CLI::ValidationError("--fields", problem);
+}
+
+void AddFormOptions(CLI::App& command, const std::shared_ptr<sListArguments>& arguments) {
+  const auto takeFields = [arguments](const std::vector<std::string>& names) {
+    arguments->request.fields.clear();
+    for (const std::string& name : names) {
+      arguments->request.fields.push_back(FieldOf(name));
+    }
+  };
+  command
+      .add_option_function<std::vector<std::string>>(
+          "--fields", takeFields,
+          "Only these fields of each item, in this order, instead of a line in words: those of "
+          "corvane export --format csv")
+      ->delimiter(',')
+      ->allow_extra_args(false)
+      ->type_name("FIELD[,FIELD]");
+  const auto takeSeparator = [arguments](const std::string& text) {
+    if (text.empty()) {
+      throw CLI::ValidationError("--separator", "it is empty");
+    }
+    arguments->request.separator = text == "\\t" ? "\t" : text;
+  };
+  command
+      .add_option_function<std::string>("--separator", takeSeparator,
+                                        "What stands between the fields instead of a tab")
+      ->type_name("TEXT");
+  command.add_flag("--json", arguments->json, "An object of JSON a line, with all fields or these");
+  command.add_flag("--csv", arguments->csv, "The same as CSV, with a line of names in front");
+  command.add_flag("--hex", arguments->request.hex, "Show the bytes of each item too");
+}
+
+void AddAmountOptions(CLI::App& command, const std::shared_ptr<sListArguments>& arguments) {
+  const auto addAmount = [&command](const char* option, std::optional<std::uint64_t>& amount,
+                                    const char* help) {
+    const auto take = [option, &amount](const std::string& text) {
+      amount = ParseUnsigned<std::uint64_t>(text);
+      if (!amount || *amount == 0) {
+        throw CLI::ValidationError(option, "\"" + text + "\" is no number of items from 1 on");
+      }
+    };
+    command.add_option_function<std::string>(option, take, help)->type_name("N");
+  };
+  addAmount("--head", arguments->request.showing.most, "No more items than these, the first");
+  addAmount("--tail", arguments->request.last, "No more items than these, the last");
+  command.add_flag("--count", arguments->count, "Tell only how many items there are");
+  command.add_flag("--follow", arguments->follow,
+                   "Go on with what is recorded, until the capture is closed or Ctrl-C. A file "
+                   "that is empty is waited for, one that is missing is not");
+}
+
+// What has no sense together.
+void CheckArguments(const CLI::App& command) {
+  const auto given = [&command](const char* option) { return command.count(option) != 0; };
+  const auto refuse = [&given](const char* option, std::initializer_list<const char*> others) {
+    for (const char* const other : others) {
+      if (given(option) && given(other)) {
+        throw CLI::ValidationError(option, fmt::format("it makes no sense with {}", other));
+      }
+    }
+  };
+  refuse("--json", {"--csv", "--hex", "--separator", "--count"});
+  refuse("--csv", {"--hex", "--separator", "--count"});
+  refuse("--fields", {"--hex", "--count"});
+  refuse("--hex", {"--count"});
+  refuse("--head", {"--tail", "--count"});
+  refuse("--tail", {"--count"});
+  refuse("--follow", {"--count"});
+  if (given("--separator") && !given("--fields")) {
+    throw CLI::ValidationError("--separator", "it stands between --fields");
+  }
+}
+
+[[nodiscard]] eListForm FormOf(const sListArguments& arguments) {
+  if (arguments.count) {
+    return eListForm::Count;
+  }
+  if (arguments.json) {
+    return eListForm::Json;
+  }
+  if (arguments.csv) {
+    return eListForm::Csv;
+  }
+  return arguments.request.fields.empty() ? eListForm::Lines : eListForm::Separated;
+}
+
+[[nodiscard]] int RunList(sListArguments& arguments) {
+  arguments.request.form = FormOf(arguments);
+  SurviveClosedPipes();
+  if (arguments.follow) {
+    return FollowList(arguments.request, std::cerr);
+  }
+  // Rows are the same on every system; lines end as the system's texts do.
+  if (arguments.request.form != eListForm::Lines && arguments.request.form != eListForm::Count) {
+    MakeStandardOutputBinary();
+  }
+  cStreamSink out(stdout);
+  return ListItems(arguments.request, out, std::cerr);
+}
+
+}  // namespace
 
 void AddListCommand(CLI::App& app, int& exitCode) {
   CLI::App* const command = app.add_subcommand(
-      "list",
+      kCommand,
       "Lists the items of a capture file, one a line: number, UTC time, item type, DIAG command, "
-      "length in bytes, and what it is, in the field's words");
-  const auto request = std::make_shared<sListRequest>();
-  command->add_option("FILE", request->path, "The capture file")->required();
-  command->add_flag("--hex", request->hex, "Show the bytes of each item too");
-  command->add_option("--type", request->types, "Only items of these types (0 to 31)")
-      ->delimiter(',')
-      ->allow_extra_args(false)
-      ->check(CLI::Range(0, 31).description(""))
-      ->type_name("N[,N]");
-  command
-      ->add_option(
-          "--from", request->from,
-          "First item: its number (from 0), or a UTC time such as 2024-05-17T12:34:56.789Z")
-      ->type_name("ITEM|TIME");
-  command->add_option("--to", request->to, "Last item, in the same way; it is listed too")
-      ->type_name("ITEM|TIME");
-  command->footer(kReadingExitCodes);
-  command->callback([request, &exitCode] { exitCode = ListItems(*request, std::cout, std::cerr); });
+      "length in bytes, and what it is, in the field's words; and the markers between them");
+  const auto arguments = std::make_shared<sListArguments>();
+  command->add_option("FILE", arguments->request.showing.path, "The capture file")->required();
+  AddFormOptions(*command, arguments);
+  AddAmountOptions(*command, arguments);
+  AddSelectionOptions(*command, arguments->request.showing.selection);
+  AddHelp(
+      *command,
+      {{{"corvane list drive.isf", "Every item, a line each"},
+        {"corvane list --type signalling-log --hex drive.isf",
+         "Logs of the signalling set, with their bytes"},
+        {"corvane list --log-code 0xB0C0,nr-rrc-ota --from +90s --to +2m drive.isf",
+         "RRC messages of LTE and NR in half a minute of the capture"},
+        {"corvane list --level error,fatal --contains timeout drive.isf",
+         "Debug messages of errors with that word in their text"},
+        {"corvane list --fields time,message,physical_cell --log-code lte-rrc-ota drive.isf",
+         "Some fields of LTE RRC messages, with tabs between them"},
+        {"corvane list --direction to --count drive.isf", "How many requests were sent"}},
+       kSelectionNotes,
+       {"0 the file is complete, or nobody reads the output any more",
+        "1 it is damaged or cannot be read (what is good of it is still shown)", "2 wrong usage",
+        "3 it was not closed: its capture is still running, or ended without closing it, or "
+        "the file is cut off behind its last record (nothing contradicts the items shown)"}});
+  command->callback([command, arguments, &exitCode] {
+    CheckArguments(*command);
+    exitCode = RunList(*arguments);
+  });
 }
 
 }  // namespace corvane::tools

@@ -6,6 +6,9 @@
 #include <string>
 #include <vector>
 
+#include "convert/byte_sink.h"
+#include "convert/item_fields.h"
+#include "corvane/reading/shown_items.h"
 #include "reader/capture_file.h"
 
 // The commands that read a capture file. Their result goes to `out`, and what is wrong to `errors`,
@@ -18,17 +21,27 @@ namespace corvane::tools {
 [[nodiscard]] int ShowInfo(const std::string& path, bool deep, std::ostream& out,
                            std::ostream& errors);
 
-// What `corvane list` was asked for.
-struct sListRequest {
-  std::string path;
-  std::vector<std::uint32_t> types;  // item types to list; empty: all
-  std::string from;                  // first item: a number or a UTC time; empty: the first
-  std::string to;                    // last item, included; empty: the last
-  bool hex = false;                  // each item's bytes too
+enum class eListForm {
+  Lines,      // for a reader: docs/capture-format.md
+  Separated,  // fields, and a separator between them
+  Json,       // an object a line
+  Csv,
+  Count,  // only how many there are
 };
 
-// Lists items, one a line.
-[[nodiscard]] int ListItems(const sListRequest& request, std::ostream& out, std::ostream& errors);
+// What `corvane list` was asked for.
+struct sListRequest {
+  sShowing showing;
+  std::optional<std::uint64_t> last = {};  // no more items than these, the last
+  eListForm form = eListForm::Lines;
+  // Rows have these fields, in this order; none: all of them.
+  std::vector<const sItemField*> fields = {};
+  std::string separator = "\t";
+  bool hex = false;  // behind the lines each item's bytes too
+};
+
+// Lists items.
+[[nodiscard]] int ListItems(const sListRequest& request, cByteSink& out, std::ostream& errors);
 
 // The exit codes for the user.
 inline constexpr char kReadingExitCodes[] =

@@ -18,9 +18,9 @@ void AddSelectionOptions(CLI::App& command, sSelection& selection);
 // What the help should say of them, a paragraph.
 inline constexpr char kSelectionNotes[] =
     "--type, --log-code, --event and --ssid widen each other: an item is selected that fits one of "
-    "them. All other options narrow. Each takes several values, with commas between them or by "
-    "being given again. A name may be cut down to any part that no other name has. Items count "
-    "from 0, and both bounds belong to what is selected.";
+    "them. All other options narrow. These four and --level take several values, with commas "
+    "between them or by being given again. A name may be cut down to any part that no other name "
+    "has. Items count from 0, and both bounds belong to what is selected.";
 
 // Says so when a selection of a capture's items has selected none.
 void ReportNothingSelected(const char* command, const std::string& path,
