@@ -38,10 +38,10 @@ void cBlockChain::Advance() {
       return;
     }
     // Shorter files hold no block, or one that is just being written.
-    if (*size < isf::kHeaderSize + isf::kBlockSize) {
+    if (*size < firstOffset + isf::kBlockSize) {
       return;
     }
-    blocks.push_back({.offset = isf::kHeaderSize, .end = isf::kHeaderSize + isf::kBlockSize});
+    blocks.push_back({.offset = firstOffset, .end = firstOffset + isf::kBlockSize});
     settled.end = blocks.back().end;
   }
   for (;;) {

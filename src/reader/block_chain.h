@@ -43,8 +43,10 @@ struct sLoadedDirectory {
 // the file holds.
 class cBlockChain {
  public:
-  // `bytes` is not owned and must outlive the chain.
-  explicit cBlockChain(cByteSource& bytes) : source(bytes) {}
+  // `bytes` is not owned and must outlive the chain. The first block stands at file position
+  // `firstBlock`: right behind the header, unless what is in front of it was lost.
+  explicit cBlockChain(cByteSource& bytes, std::uint64_t firstBlock = isf::kHeaderSize)
+      : source(bytes), firstOffset(firstBlock) {}
 
   // Takes up the blocks and items that came since the last call, and judges the newest block anew:
   // seen while they were being written, its last entries may have lacked bytes. In a file that is
@@ -106,6 +108,7 @@ class cBlockChain {
   void Take(sLook look);
 
   cByteSource& source;
+  const std::uint64_t firstOffset;
   std::vector<sCaptureBlock> blocks;
   sTotals now;
   sTotals settled;  // without the newest block
