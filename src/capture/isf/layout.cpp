@@ -81,6 +81,12 @@ std::uint8_t sDirectoryEntry::WidthCode() const {
 
 bool sDirectoryEntry::HasExtra() const { return (flags & kFlagsExtraField) != 0; }
 
+std::uint8_t EntryFlags(std::uint32_t type, std::uint8_t widthCode, bool hasExtra) {
+  return static_cast<std::uint8_t>((type & kFlagsTypeMask) |
+                                   (std::uint32_t{widthCode} << kFlagsWidthShift) |
+                                   (hasExtra ? kFlagsExtraField : 0u));
+}
+
 sDirectoryEntry LoadDirectoryEntry(std::span<const std::uint8_t, kDirectoryEntrySize> bytes) {
   return {bytes[kEntryFlags], Load32(&bytes[kEntryPosition]), Load16(&bytes[kEntryLength])};
 }
@@ -137,12 +143,10 @@ sRecordHead LoadRecordHead(const sDirectoryEntry& entry, std::uint64_t baseTime,
 sStoredRecordHead StoreRecordHead(const sRecordHead& head, std::uint64_t baseTime) {
   sStoredRecordHead stored;
   const std::uint8_t width = ChooseTimeWidth(head.time, baseTime);
-  stored.flags = static_cast<std::uint8_t>((head.type & kFlagsTypeMask) |
-                                           (std::uint32_t{width} << kFlagsWidthShift));
+  stored.flags = EntryFlags(head.type, width, head.extra.has_value());
   Store64(stored.bytes.data(), width == kTimeAbsolute64 ? head.time : head.time - baseTime);
   stored.size = 1u << width;  // what lies behind it is overwritten
   if (head.extra) {
-    stored.flags = static_cast<std::uint8_t>(stored.flags | kFlagsExtraField);
     Store32(&stored.bytes[stored.size], *head.extra);
     stored.size += 4;
   }

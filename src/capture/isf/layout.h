@@ -101,6 +101,8 @@ struct sDirectoryEntry {
 
   friend bool operator==(const sDirectoryEntry&, const sDirectoryEntry&) = default;
 };
+// The flags of an entry. `type` is below kItemTypes, `widthCode` at most kTimeAbsolute64.
+[[nodiscard]] std::uint8_t EntryFlags(std::uint32_t type, std::uint8_t widthCode, bool hasExtra);
 [[nodiscard]] sDirectoryEntry LoadDirectoryEntry(
     std::span<const std::uint8_t, kDirectoryEntrySize> bytes);
 [[nodiscard]] std::array<std::uint8_t, kDirectoryEntrySize> StoreDirectoryEntry(
