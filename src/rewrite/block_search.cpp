@@ -1,0 +1,85 @@
+#include "rewrite/block_search.h"
+
+#include <algorithm>
+#include <span>
+#include <vector>
+
+#include "capture/isf/layout.h"
+#include "reader/directory.h"
+#include "rewrite/record_proof.h"
+
+namespace corvane {
+namespace {
+
+using EntryBytes = std::span<const std::uint8_t, 2 * isf::kDirectoryEntrySize>;
+
+// Whether the first two entries of a directory can be these: the first record stands right behind
+// the block with a time of one byte, the second behind the first.
+[[nodiscard]] bool BeginsDirectory(EntryBytes bytes) {
+  const auto first = isf::LoadDirectoryEntry(bytes.first<isf::kDirectoryEntrySize>());
+  if (first.length == 0 || first.position != 0 || first.WidthCode() != isf::kTimeDelta8 ||
+      FindBrokenRule(first).problem != nullptr) {
+    return false;
+  }
+  const auto second = isf::LoadDirectoryEntry(bytes.last<isf::kDirectoryEntrySize>());
+  return second == isf::sDirectoryEntry{} || second.position == first.RecordSize();
+}
+
+// Whether the records of the first entries have packets that fit their types.
+[[nodiscard]] bool HasFittingPackets(cByteSource& source, std::uint64_t block,
+                                     std::span<const std::uint8_t, isf::kDirectorySize> directory,
+                                     const sJudgedDirectory& judged) {
+  constexpr std::uint32_t kLooks = 3;
+  std::vector<std::uint8_t> record;
+  for (std::uint32_t place = 0; place < std::min(judged.entries, kLooks); ++place) {
+    if (!judged.good.test(place)) {
+      continue;
+    }
+    const isf::sDirectoryEntry entry = EntryAt(directory, place);
+    record.resize(entry.RecordSize());
+    if (source.ReadAt(block + isf::kBlockSize + entry.position, record) != record.size() ||
+        !IsTypeFor(entry.Type(), std::span(record).subspan(entry.HeadSize()))) {
+      return false;
+    }
+  }
+  return judged.good.test(0);
+}
+
+}  // namespace
+
+bool ProvesBlock(cByteSource& source, std::uint64_t fileSize, std::uint64_t offset) {
+  std::vector<std::uint8_t> bytes(isf::kBlockSize);
+  if (offset > fileSize || fileSize - offset < isf::kBlockSize ||
+      source.ReadAt(offset, bytes) != bytes.size()) {
+    return false;
+  }
+  const auto block = std::span<const std::uint8_t, isf::kBlockSize>(bytes);
+  const auto directory = block.first<isf::kDirectorySize>();
+  const isf::sBlockTail tail = isf::LoadBlockTail(block.last<isf::kBlockTailSize>());
+  if (!IsLikelyTime(tail.baseTime) ||
+      !BeginsDirectory(directory.first<2 * isf::kDirectoryEntrySize>())) {
+    return false;
+  }
+  const sJudgedDirectory judged =
+      JudgeDirectory(directory, {offset, tail.baseTime, fileSize, 0, false}, source);
+  return judged.passedOver <= judged.entries / 2 &&
+         HasFittingPackets(source, offset, directory, judged);
+}
+
+std::optional<std::uint64_t> FindBlock(cByteSource& source, std::uint64_t fileSize,
+                                       std::uint64_t from) {
+  cByteWindow window(source);
+  for (std::uint64_t offset = from; offset + isf::kBlockSize < fileSize; ++offset) {
+    const auto entries = window.Read(offset, EntryBytes::extent);
+    if (!entries) {
+      return std::nullopt;
+    }
+    if (BeginsDirectory(entries->first<EntryBytes::extent>()) &&
+        ProvesBlock(source, fileSize, offset)) {
+      return offset;
+    }
+  }
+  return std::nullopt;
+}
+
+}  // namespace corvane

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "reader/byte_source.h"
+
+namespace corvane {
+
+// Whether what stands at a file position proves itself a block with items: its directory leads to
+// records that follow each other, and the first of them fits its type.
+[[nodiscard]] bool ProvesBlock(cByteSource& source, std::uint64_t fileSize, std::uint64_t offset);
+
+// Looks for the first such block at or behind a file position, where nothing leads to one. Reads up
+// to the block or the end of the file.
+[[nodiscard]] std::optional<std::uint64_t> FindBlock(cByteSource& source, std::uint64_t fileSize,
+                                                     std::uint64_t from);
+
+}  // namespace corvane

@@ -1,0 +1,295 @@
+// Recovery from captures that were cut off or overwritten in every place.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <random>
+#include <sstream>
+
+#include "rewrite/capture_writer.h"
+#include "rewrite/real_capture.h"
+#include "rewrite/recovery.h"
+#include "support/capture_decoder.h"
+
+namespace corvane {
+namespace {
+
+struct sKept {
+  std::uint32_t type = 0;
+  std::uint64_t time = 0;
+  std::optional<std::uint32_t> extra;
+  ByteVector packet;
+  std::uint64_t offset = 0;  // of the record
+
+  friend bool operator==(const sKept&, const sKept&) = default;
+};
+
+std::ostream& operator<<(std::ostream& out, const sKept& item) {
+  return out << "item of type " << item.type << " at " << item.offset << ", time " << item.time
+             << ", " << item.packet.size() << " bytes, extra " << item.extra.value_or(0);
+}
+
+// An item of the undamaged file, and which bytes of the file make it.
+struct sOriginal {
+  sKept item;
+  std::uint64_t entry = 0;  // file position of its directory entry
+  std::uint64_t recordEnd = 0;
+};
+
+[[nodiscard]] std::vector<sOriginal> OriginalsOf(const ByteVector& file) {
+  std::vector<sOriginal> originals;
+  for (const sDecodedBlock& block : DecodeCapture(file).blocks) {
+    std::uint64_t entry = block.position;
+    for (const sDecodedItem& item : block.items) {
+      originals.push_back(
+          {{item.type, item.time, item.extra, item.packet, item.position}, entry, item.end});
+      entry += 7;
+    }
+  }
+  return originals;
+}
+
+struct sOutcome {
+  std::vector<sKept> items;
+  sRecoveryReport report;
+};
+
+class cVectorSource final : public cByteSource {
+ public:
+  explicit cVectorSource(const ByteVector& all) : bytes(all) {}
+  [[nodiscard]] std::optional<std::uint64_t> Size() override { return bytes.size(); }
+  [[nodiscard]] std::size_t ReadAt(std::uint64_t offset, std::span<std::uint8_t> wanted) override {
+    const auto start = static_cast<std::size_t>(std::min<std::uint64_t>(offset, bytes.size()));
+    const std::size_t count = std::min(wanted.size(), bytes.size() - start);
+    std::copy_n(bytes.begin() + static_cast<std::ptrdiff_t>(start), count, wanted.begin());
+    return count;
+  }
+
+ private:
+  const ByteVector& bytes;
+};
+
+[[nodiscard]] sOutcome Recover(const ByteVector& file) {
+  sOutcome outcome;
+  cVectorSource source(file);
+  outcome.report = RecoverCapture(source, [&outcome](const sRecoveredItem& item) {
+    outcome.items.push_back({item.head.type,
+                             item.head.time,
+                             item.head.extra,
+                             {item.packet.begin(), item.packet.end()},
+                             item.offset});
+    return true;
+  });
+  EXPECT_EQ(outcome.report.items, outcome.items.size());
+  return outcome;
+}
+
+// What is written of them is complete.
+void ExpectComplete(const std::vector<sKept>& items) {
+  std::stringstream stream;
+  cCaptureWriter writer(stream);
+  for (const sKept& item : items) {
+    ASSERT_TRUE(writer.Add({item.type, item.time, item.extra}, item.packet)) << item;
+  }
+  ASSERT_TRUE(writer.Finish());
+  const std::string text = stream.str();
+  const sOpened opened = OpenBytes(ByteVector(text.begin(), text.end()));
+  ASSERT_NE(opened.file, nullptr);
+  ASSERT_TRUE(opened.file->IsComplete()) << opened.file->Damage()->Text();
+  ASSERT_EQ(opened.file->ItemCount(), items.size());
+}
+
+// Bytes of a file that are no longer what they were.
+struct sWounds {
+  std::uint64_t first = 0;
+  std::uint64_t end = 0;
+
+  [[nodiscard]] bool Touch(std::uint64_t from, std::uint64_t to) const {
+    return first < to && from < end;
+  }
+};
+
+[[nodiscard]] bool IsRequestOrReply(std::uint32_t type) {
+  return type == 1 || type == 2 || type == 9 || type == 10;
+}
+
+class cSweep {
+ public:
+  explicit cSweep(ByteVector intact) : file(std::move(intact)), originals(OriginalsOf(file)) {}
+
+  [[nodiscard]] std::size_t Size() const { return file.size(); }
+
+  // Recovers what is left of the file after the damage, and compares it with what was there.
+  // `mayBe` names the bytes that were touched.
+  void Check(const ByteVector& damaged, const std::vector<sWounds>& wounds) {
+    const sOutcome outcome = Recover(damaged);
+    const auto isTouched = [&wounds](std::uint64_t from, std::uint64_t to) {
+      return std::any_of(wounds.begin(), wounds.end(),
+                         [=](const sWounds& wound) { return wound.Touch(from, to); });
+    };
+    auto found = outcome.items.begin();
+    for (const sOriginal& original : originals) {
+      while (found != outcome.items.end() && found->offset < original.item.offset) {
+        ADD_FAILURE() << "made up: " << *found;
+        ++found;
+      }
+      const bool isThere = found != outcome.items.end() && found->offset == original.item.offset;
+      const bool isRecordTouched = isTouched(original.item.offset, original.recordEnd);
+      const bool isEntryTouched = isTouched(original.entry, original.entry + 7);
+      if (!isRecordTouched && !isEntryTouched) {
+        EXPECT_TRUE(isThere) << "missing: " << original.item;
+      }
+      if (isThere) {
+        if (!isRecordTouched) {
+          sKept expected = original.item;
+          // Requests and replies look alike: only the entry tells which one it is.
+          // A closed file may have any type that there is.
+          if (isTouched(original.entry, original.entry + 1) &&
+              (IsRequestOrReply(expected.type) ||
+               outcome.report.state == eCaptureState::Complete)) {
+            expected.type = found->type;
+          }
+          if (isTouched(57'356, 57'364) && isTimeLost) {
+            expected.time = found->time;
+          }
+          EXPECT_TRUE(*found == expected) << *found << ", but was: " << original.item;
+        }
+        lostEntryKept += isEntryTouched ? 1 : 0;
+        ++found;
+      } else {
+        lost += 1;
+        // What is lost is told.
+        EXPECT_GT(outcome.report.losses.Count(), 0U) << original.item;
+      }
+    }
+    EXPECT_EQ(found, outcome.items.end()) << "made up: " << *found;
+    if (outcome.items != lastWritten) {
+      ExpectComplete(outcome.items);
+      lastWritten = outcome.items;
+    }
+    ++checks;
+  }
+
+  void Overwrite(std::size_t place, std::uint8_t value) {
+    if (file[place] == value) {
+      return;
+    }
+    SCOPED_TRACE("byte " + std::to_string(place) + " becomes " + std::to_string(value));
+    const std::uint8_t was = std::exchange(file[place], value);
+    ByteVector damaged = file;
+    file[place] = was;
+    Check(damaged, {{place, place + 1}});
+  }
+
+  ByteVector file;
+  std::vector<sOriginal> originals;
+  bool isTimeLost = false;  // the base time stands nowhere else
+  std::uint64_t lost = 0;
+  std::uint64_t lostEntryKept = 0;
+  std::uint64_t checks = 0;
+
+ private:
+  std::vector<sKept> lastWritten;
+};
+
+[[nodiscard]] bool IsLong() { return std::getenv("CORVANE_LONG_SWEEP") != nullptr; }
+
+// The unused part of a directory is looked at in places.
+[[nodiscard]] std::size_t NextPlace(std::size_t place) {
+  constexpr std::size_t kUsed = 4 + 7 * 40;
+  constexpr std::size_t kTail = 4 + 57'344 - 14;
+  return !IsLong() && place > kUsed && place < kTail ? std::min(place + 509, kTail) : place + 1;
+}
+
+TEST(RecoverySweepTest, ACaptureCutOffAnywhereKeepsItsWholeItems) {
+  for (const bool isClosed : {true, false}) {
+    const cCaptureBuilder builder = BuildItems(RealItems());
+    cSweep sweep(isClosed ? builder.Closed() : builder.Unclosed());
+    for (std::size_t size = 0; size < sweep.Size(); size = NextPlace(size)) {
+      SCOPED_TRACE("cut off at " + std::to_string(size));
+      ByteVector cut = sweep.file;
+      cut.resize(size);
+      if (size < 57'364) {
+        EXPECT_EQ(Recover(cut).items.size(), 0U);
+        continue;
+      }
+      sweep.Check(cut, {{size, sweep.Size()}});
+      if (::testing::Test::HasFailure()) {
+        return;
+      }
+    }
+  }
+}
+
+TEST(RecoverySweepTest, AnyByteOverwrittenCostsNoIntactItem) {
+  for (const bool isClosed : {true, false}) {
+    const cCaptureBuilder builder = BuildItems(RealItems());
+    cSweep sweep(isClosed ? builder.Closed() : builder.Unclosed());
+    sweep.isTimeLost = !isClosed;
+    for (std::size_t place = 0; place < sweep.Size(); place = NextPlace(place)) {
+      const std::uint8_t was = sweep.file[place];
+      sweep.Overwrite(place, 0x00);
+      sweep.Overwrite(place, 0xFF);
+      for (unsigned bit = 0; bit < 8; ++bit) {
+        if (IsLong() || bit == place % 8) {
+          sweep.Overwrite(place, static_cast<std::uint8_t>(was ^ 1u << bit));
+        }
+      }
+      if (::testing::Test::HasFailure() && !IsLong()) {
+        return;
+      }
+    }
+    // Nearly all of what was not overwritten itself is found.
+    EXPECT_LT(sweep.lost * 50, sweep.checks);
+    if (IsLong()) {
+      std::cout << sweep.checks << " checks, " << sweep.lost << " items lost, "
+                << sweep.lostEntryKept << " kept with wrong entries\n";
+    }
+  }
+}
+
+// Damage in places that random numbers choose, most of them in what is in use.
+class RandomDamageTest : public ::testing::TestWithParam<std::uint32_t> {
+ protected:
+  [[nodiscard]] std::uint64_t Below(std::uint64_t limit) { return random() % limit; }
+
+  std::mt19937 random{GetParam()};
+};
+
+TEST_P(RandomDamageTest, WhatIsRecoveredIsCompleteAndWasThere) {
+  const cCaptureBuilder builder = BuildItems(RealItems());
+  const bool isClosed = Below(2) == 0;
+  cSweep sweep(isClosed ? builder.Closed() : builder.Unclosed());
+  const std::size_t records = 57'364;
+  for (int round = 0; round < 40; ++round) {
+    ByteVector damaged = sweep.file;
+    for (std::uint64_t wounds = 1 + Below(6); wounds > 0; --wounds) {
+      const bool isInRecords = Below(2) == 0;
+      const std::uint64_t place =
+          isInRecords ? records + Below(sweep.Size() - records) : Below(7 * 26);
+      const std::uint64_t length = Below(3) == 0 ? 1 + Below(60) : 1;
+      for (std::uint64_t at = place; at < std::min<std::uint64_t>(place + length, sweep.Size());
+           ++at) {
+        damaged[at] = static_cast<std::uint8_t>(Below(3) == 0 ? 0 : Below(256));
+      }
+    }
+    if (Below(4) == 0) {
+      damaged.resize(records + Below(sweep.Size() - records));
+    }
+    const sOutcome outcome = Recover(damaged);
+    ExpectComplete(outcome.items);
+    // Each lies in the file, and none in another.
+    std::uint64_t end = 0;
+    for (const sKept& item : outcome.items) {
+      EXPECT_GE(item.offset, end);
+      end = item.offset + 1 + item.packet.size();
+      EXPECT_LE(end, damaged.size());
+    }
+    ASSERT_FALSE(HasFailure()) << "round " << round;
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Seeds, RandomDamageTest, ::testing::Range(1U, 11U));
+
+}  // namespace
+}  // namespace corvane

@@ -1,0 +1,276 @@
+#include "rewrite/recovery.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "rewrite/real_capture.h"
+
+namespace corvane {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+struct sOutcome {
+  std::vector<sBuiltItem> items;
+  sRecoveryReport report;
+};
+
+[[nodiscard]] sOutcome Recover(ByteVector bytes) {
+  sOutcome outcome;
+  cMemorySource source(std::make_shared<const ByteVector>(std::move(bytes)));
+  outcome.report = RecoverCapture(source, [&outcome](const sRecoveredItem& item) {
+    outcome.items.push_back({item.head.type,
+                             item.head.time,
+                             {item.packet.begin(), item.packet.end()},
+                             item.head.extra});
+    return true;
+  });
+  return outcome;
+}
+
+[[nodiscard]] bool AreSame(const sBuiltItem& one, const sBuiltItem& other) {
+  return one.type == other.type && one.time == other.time && one.packet == other.packet &&
+         one.extra == other.extra;
+}
+
+// Whether these are exactly the items `from` to `to` of `all`.
+[[nodiscard]] bool AreItems(const std::vector<sBuiltItem>& some, const std::vector<sBuiltItem>& all,
+                            std::size_t from, std::size_t to) {
+  return std::equal(some.begin(), some.end(), all.begin() + static_cast<std::ptrdiff_t>(from),
+                    all.begin() + static_cast<std::ptrdiff_t>(to), AreSame);
+}
+
+// How many of `all` are missing from `some`, which has their order; more than there are when
+// something else is in it.
+[[nodiscard]] std::size_t Missing(const std::vector<sBuiltItem>& some,
+                                  const std::vector<sBuiltItem>& all) {
+  auto next = some.begin();
+  std::size_t missing = 0;
+  for (const sBuiltItem& item : all) {
+    if (next != some.end() && AreSame(*next, item)) {
+      ++next;
+    } else {
+      ++missing;
+    }
+  }
+  if (next != some.end()) {
+    ADD_FAILURE() << "item " << next - some.begin() << " of type " << next->type << " at "
+                  << next->time - kNoon << " with " << next->packet.size()
+                  << " bytes was not there";
+  }
+  return next == some.end() ? missing : all.size() + 1;
+}
+
+// Where the block of number `number` stands.
+[[nodiscard]] std::size_t BlockAt(const ByteVector& file, std::size_t number) {
+  const sOpened opened = OpenBytes(file);
+  return static_cast<std::size_t>(opened.file->Blocks()[number].offset);
+}
+
+void Fill(ByteVector& file, std::size_t from, std::size_t to, std::uint8_t value) {
+  std::fill(file.begin() + static_cast<std::ptrdiff_t>(from),
+            file.begin() + static_cast<std::ptrdiff_t>(to), value);
+}
+
+class RecoveryTest : public ::testing::Test {
+ protected:
+  const std::vector<sBuiltItem> items = ManyRealItems(2 * 8192 + 300);
+  const ByteVector closed = BuildItems(items).Closed();
+  const ByteVector unclosed = BuildItems(items).Unclosed();
+};
+
+TEST_F(RecoveryTest, ACompleteCaptureIsKeptAsItIs) {
+  const sOutcome outcome = Recover(closed);
+  EXPECT_TRUE(AreItems(outcome.items, items, 0, items.size()));
+  EXPECT_EQ(outcome.report.losses.Count(), 0U);
+  EXPECT_EQ(outcome.report.mended.Count(), 0U);
+  EXPECT_EQ(outcome.report.proven, 0U);
+  EXPECT_EQ(outcome.report.state, eCaptureState::Complete);
+  EXPECT_EQ(outcome.report.firstTime, items.front().time);
+  EXPECT_EQ(outcome.report.finalTime, items.back().time);
+}
+
+TEST_F(RecoveryTest, ACompleteCaptureKeepsTypesThatDoNotFit) {
+  const std::vector<sBuiltItem> odd = {
+      {0, kNoon, items[6].packet, {}}, {7, kNoon, {0x1D}, {}}, {4, kNoon, {0x10, 0x00}, {}}};
+  EXPECT_TRUE(AreItems(Recover(BuildItems(odd).Closed()).items, odd, 0, 3));
+  // In any other file a packet that tells its length tells its type too.
+  EXPECT_EQ(Recover(BuildItems(odd).Unclosed()).items.front().type, 5U);
+}
+
+TEST_F(RecoveryTest, AnUnclosedCaptureLosesNothing) {
+  const sOutcome outcome = Recover(unclosed);
+  EXPECT_TRUE(AreItems(outcome.items, items, 0, items.size()));
+  EXPECT_EQ(outcome.report.losses.Count(), 0U);
+  EXPECT_EQ(outcome.report.state, eCaptureState::Unclosed);
+}
+
+TEST_F(RecoveryTest, ARecordBegunWhenTheRecorderDiedIsNoLoss) {
+  ByteVector file = unclosed;
+  Append(file, 0x0010'1010'0000'0010, 8);
+  const sOutcome outcome = Recover(file);
+  EXPECT_TRUE(AreItems(outcome.items, items, 0, items.size()));
+  EXPECT_EQ(outcome.report.losses.Count(), 0U);
+  EXPECT_EQ(outcome.report.unfinishedBytes, 8U);
+}
+
+TEST_F(RecoveryTest, AWholeRecordWithoutItsEntryIsKept) {
+  ByteVector file = BuildItems({items.begin(), items.begin() + 7}).Unclosed();
+  Fill(file, 4 + 6 * 7, 4 + 7 * 7, 0);  // a log packet's, the last one
+  const sOutcome outcome = Recover(file);
+  EXPECT_TRUE(AreItems(outcome.items, items, 0, 7));
+  EXPECT_EQ(outcome.report.proven, 1U);
+  EXPECT_EQ(outcome.report.losses.Count(), 0U);
+}
+
+TEST_F(RecoveryTest, ItemsBehindABlockWithoutDirectoryAreFound) {
+  for (ByteVector file : {closed, unclosed}) {
+    const std::size_t block = BlockAt(file, 1);
+    Fill(file, block, block + 57'360, 0xAA);
+    const sOutcome outcome = Recover(file);
+    // Logs, events, texts and messages may prove themselves, but without a base time no item has a
+    // time; in the closed file the block index has it.
+    EXPECT_LE(Missing(outcome.items, items), 8192U);
+    EXPECT_TRUE(AreSame(outcome.items.front(), items.front()));
+    EXPECT_TRUE(AreSame(outcome.items.back(), items.back()));
+    EXPECT_GT(outcome.report.losses.Count(), 0U);
+  }
+}
+
+TEST_F(RecoveryTest, RecordsProveThemselvesWhereEntriesAreZero) {
+  for (ByteVector file : {closed, unclosed}) {
+    const std::size_t block = BlockAt(file, 1);
+    Fill(file, block + 7 * 100, block + 7 * 600, 0);
+    const sOutcome outcome = Recover(file);
+    // Requests and replies, and what stands between two of them, cannot be told from each other.
+    EXPECT_LE(Missing(outcome.items, items), 300U);
+    EXPECT_GT(outcome.report.proven, 200U);
+    EXPECT_GT(outcome.report.lostItems, 0U);
+    EXPECT_EQ(outcome.report.lostItems, Missing(outcome.items, items));
+  }
+}
+
+TEST_F(RecoveryTest, AnOverwrittenHeaderCostsNothing) {
+  const sOutcome outcome = Recover(With(closed, 0, 0, 4));
+  EXPECT_TRUE(AreItems(outcome.items, items, 0, items.size()));
+  EXPECT_EQ(outcome.report.losses.Count(), 0U);
+  EXPECT_EQ(outcome.report.mended.Count(), 1U);
+}
+
+TEST_F(RecoveryTest, AFileWithoutItsBeginningKeepsWholeBlocks) {
+  const std::size_t block = BlockAt(closed, 1);
+  const ByteVector file(closed.begin() + static_cast<std::ptrdiff_t>(block) - 1000, closed.end());
+  const sOutcome outcome = Recover(file);
+  EXPECT_TRUE(AreItems(outcome.items, items, 8192, items.size()));
+  EXPECT_THAT(TextsOf(outcome.report.losses),
+              ElementsAre("the first 1000 bytes lead to no item, at offset 0"));
+}
+
+TEST_F(RecoveryTest, TheItemsOfCapturesThatWereJoinedAreKept) {
+  const std::vector<sBuiltItem> few(items.begin(), items.begin() + 50);
+  const ByteVector second = BuildItems(few).Closed();
+  for (const ByteVector& first : {closed, unclosed}) {
+    ByteVector file = first;
+    file.insert(file.end(), second.begin(), second.end());
+    const sOutcome outcome = Recover(file);
+    ASSERT_EQ(outcome.items.size(), items.size() + 50);
+    EXPECT_TRUE(std::equal(items.begin(), items.end(), outcome.items.begin(), AreSame));
+    EXPECT_TRUE(std::equal(few.rbegin(), few.rend(), outcome.items.rbegin(), AreSame));
+    EXPECT_THAT(outcome.report.moreCaptures, ElementsAre(first.size()));
+    EXPECT_EQ(outcome.report.losses.Count(), 0U);
+  }
+}
+
+TEST_F(RecoveryTest, ALinkToNowhereCostsNothing) {
+  for (const ByteVector& file : {closed, unclosed}) {
+    for (const std::uint64_t link : {std::uint64_t{0}, std::uint64_t{57'364}, UINT64_MAX}) {
+      const sOutcome outcome = Recover(With(file, 4 + 57'344, link, 8));
+      EXPECT_TRUE(AreItems(outcome.items, items, 0, items.size())) << link;
+      EXPECT_EQ(outcome.report.losses.Count(), 0U);
+    }
+  }
+}
+
+TEST_F(RecoveryTest, ABaseTimeThatCannotBeIsMended) {
+  for (const ByteVector& file : {closed, unclosed}) {
+    const sOutcome outcome = Recover(With(file, 4 + 57'352 + 6, 0xFFFF, 2));
+    EXPECT_TRUE(AreItems(outcome.items, items, 0, items.size()));
+    EXPECT_EQ(outcome.report.losses.Count(), 0U);
+    EXPECT_EQ(outcome.report.mended.Count(), 1U);
+  }
+}
+
+TEST_F(RecoveryTest, GarbageBehindTheItemsIsNoItem) {
+  ByteVector file = closed;
+  file.insert(file.end(), 70'000, 0x5C);
+  const sOutcome outcome = Recover(file);
+  EXPECT_TRUE(AreItems(outcome.items, items, 0, items.size()));
+  EXPECT_GT(outcome.report.losses.Count(), 0U);
+}
+
+TEST_F(RecoveryTest, ThePacketInsideAResponseIsNoItem) {
+  // The response that hands over a packet is followed by that packet. Without their directory
+  // entries only the second may be taken.
+  const std::vector<sBuiltItem> some(items.begin() + 14, items.begin() + 18);
+  for (std::size_t entry = 0; entry < 4; ++entry) {
+    ByteVector file = BuildItems(some).Closed();
+    Fill(file, 4 + 7 * entry, 4 + 7 * 4, 0);
+    const sOutcome outcome = Recover(file);
+    EXPECT_LE(Missing(outcome.items, some), some.size()) << entry;
+  }
+}
+
+TEST_F(RecoveryTest, WhatIsNoCaptureHasNoItem) {
+  for (const ByteVector& file :
+       {ByteVector{}, ByteVector(3, 8), ByteVector(200'000, 0), ByteVector(200'000, 0xFF),
+        Hex("08 31 60 AB"), ByteVector(closed.begin(), closed.begin() + 57'363)}) {
+    EXPECT_THAT(Recover(file).items, IsEmpty());
+  }
+}
+
+TEST_F(RecoveryTest, ATakerThatHasEnoughEndsIt) {
+  cMemorySource source(std::make_shared<const ByteVector>(closed));
+  int taken = 0;
+  const sRecoveryReport report =
+      RecoverCapture(source, [&taken](const sRecoveredItem&) { return ++taken < 10; });
+  EXPECT_EQ(taken, 10);
+  EXPECT_EQ(report.items, 9U);
+}
+
+// A file whose bytes from a position on cannot be read.
+class cBrokenSource final : public cByteSource {
+ public:
+  cBrokenSource(const ByteVector& all, std::uint64_t limit) : bytes(all), readable(limit) {}
+  [[nodiscard]] std::optional<std::uint64_t> Size() override { return bytes.size(); }
+  [[nodiscard]] std::size_t ReadAt(std::uint64_t offset, std::span<std::uint8_t> wanted) override {
+    const std::uint64_t start = std::min(offset, readable);
+    const auto count =
+        static_cast<std::size_t>(std::min<std::uint64_t>(wanted.size(), readable - start));
+    std::copy_n(bytes.begin() + static_cast<std::ptrdiff_t>(start), count, wanted.begin());
+    return count;
+  }
+
+ private:
+  const ByteVector& bytes;
+  std::uint64_t readable;
+};
+
+TEST_F(RecoveryTest, WhatCannotBeReadIsTold) {
+  for (const std::uint64_t limit : {std::uint64_t{0}, std::uint64_t{4}, std::uint64_t{30'000},
+                                    std::uint64_t{60'000}, std::uint64_t{closed.size() - 40}}) {
+    cBrokenSource source(closed, limit);
+    std::uint64_t taken = 0;
+    const sRecoveryReport report = RecoverCapture(source, [&taken](const sRecoveredItem&) {
+      ++taken;
+      return true;
+    });
+    EXPECT_EQ(report.items, taken);
+    EXPECT_TRUE(taken == 0 || report.losses.Count() != 0 || taken == items.size()) << limit;
+  }
+}
+
+}  // namespace
+}  // namespace corvane
