@@ -52,8 +52,8 @@ class cFrameWriter {
   [[nodiscard]] virtual bool Add(const sFrame& frame) = 0;
 };
 
-// The name of a source: "COM7", "COM7 subscription 2". `unnamed` stands in for the port before the
-// first connection.
+// The name of a source: "COM7", "COM7 subscription 2", "COM7 of drive.isf". `unnamed` stands in for
+// the port before the first connection.
 [[nodiscard]] std::string SourceName(const sSource& source, std::string_view unnamed);
 
 }  // namespace corvane

@@ -45,21 +45,6 @@ void RebuildNothing(SibAssemblyMap&, const sSharedBuffer&, std::uint64_t, cRebui
   }
 }
 
-// A text item has one 16-bit character for each ASCII one.
-[[nodiscard]] std::string AsciiOf(std::string_view text) {
-  std::string ascii;
-  for (const char character : text) {
-    const auto byte = static_cast<std::uint8_t>(character);
-    const bool isInside = (byte & 0xC0) == 0x80;  // of a UTF-8 character, whose first byte counts
-    if (byte < 0x80) {
-      ascii += character;
-    } else if (!isInside) {
-      ascii += '?';
-    }
-  }
-  return ascii;
-}
-
 }  // namespace
 
 cImport::cImport(std::unique_ptr<std::ofstream> file, sImportOptions chosen)

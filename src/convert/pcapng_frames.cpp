@@ -23,6 +23,9 @@ std::string SourceName(const sSource& source, std::string_view unnamed) {
   if (source.subscription) {
     name += " subscription " + std::to_string(*source.subscription);
   }
+  if (!source.capture.empty()) {
+    name += " of " + source.capture;
+  }
   return name;
 }
 

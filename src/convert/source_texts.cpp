@@ -9,6 +9,7 @@ namespace {
 constexpr std::string_view kPort = "Port ";
 constexpr std::string_view kConnected = " connected";
 constexpr std::string_view kImported = "Imported from ";
+constexpr std::string_view kMerged = "Merged from ";
 constexpr std::string_view kSubscription = "Subscription ";
 constexpr std::string_view kNone = "none";
 
@@ -31,29 +32,64 @@ void ApplySubscription(std::string_view subscription, sSource& source) {
   }
 }
 
+// The port of "Port COM7 connected"; empty for another text.
+[[nodiscard]] std::string_view PortIn(std::string_view text) {
+  if (!text.starts_with(kPort) || !text.ends_with(kConnected) ||
+      text.size() <= kPort.size() + kConnected.size()) {
+    return {};
+  }
+  return text.substr(kPort.size(), text.size() - kPort.size() - kConnected.size());
+}
+
+// What stands behind `words`; empty for a text that does not begin with them.
+[[nodiscard]] std::string_view NameBehind(std::string_view text, std::string_view words) {
+  return text.starts_with(words) ? text.substr(words.size()) : std::string_view();
+}
+
 }  // namespace
 
 void ApplySourceText(std::string_view text, sSource& source) {
   if (text.starts_with(kSubscription)) {
     ApplySubscription(text.substr(kSubscription.size()), source);
-    return;
-  }
-  if (text.starts_with(kImported) && text.size() > kImported.size()) {
-    source = {std::string(text.substr(kImported.size())), std::nullopt, true};
-    return;
-  }
-  if (!text.starts_with(kPort) || !text.ends_with(kConnected) ||
-      text.size() <= kPort.size() + kConnected.size()) {
-    return;
-  }
-  const std::string_view port =
-      text.substr(kPort.size(), text.size() - kPort.size() - kConnected.size());
-  if (source.port != port || source.imported) {
-    source = {std::string(port), std::nullopt, false};
+  } else if (const std::string_view stream = NameBehind(text, kImported); !stream.empty()) {
+    source = {std::string(stream), std::nullopt, true, source.capture};
+  } else if (const std::string_view capture = NameBehind(text, kMerged); !capture.empty()) {
+    source = {{}, std::nullopt, false, std::string(capture)};
+  } else if (const std::string_view port = PortIn(text);
+             !port.empty() && (source.port != port || source.imported)) {
+    source = {std::string(port), std::nullopt, false, source.capture};
   }
 }
 
+eSourceText KindOfSourceText(std::string_view text) {
+  if (!NameBehind(text, kMerged).empty()) {
+    return eSourceText::Capture;
+  }
+  if (!NameBehind(text, kImported).empty() || !PortIn(text).empty()) {
+    return eSourceText::Port;
+  }
+  const std::string_view subscription = NameBehind(text, kSubscription);
+  const bool isOne = subscription == kNone || ParseNumber(subscription);
+  return isOne ? eSourceText::Subscription : eSourceText::None;
+}
+
 std::string ImportText(std::string_view name) { return std::string(kImported) += name; }
+
+std::string MergeText(std::string_view name) { return std::string(kMerged) += name; }
+
+std::string AsciiOf(std::string_view text) {
+  std::string ascii;
+  for (const char character : text) {
+    const auto byte = static_cast<std::uint8_t>(character);
+    const bool isInside = (byte & 0xC0) == 0x80;  // of a UTF-8 character, whose first byte counts
+    if (byte < 0x80) {
+      ascii += character;
+    } else if (!isInside) {
+      ascii += '?';
+    }
+  }
+  return ascii;
+}
 
 std::string SubscriptionText(std::optional<std::uint32_t> subscription) {
   return std::string(kSubscription) + (subscription ? std::to_string(*subscription) : "none");

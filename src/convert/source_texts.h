@@ -10,25 +10,40 @@
 namespace corvane {
 
 // Where the packets come from that follow in a capture: the port that was connected last, or the
-// stream of another recorder that the capture was made of; and the subscription of a multi-SIM
-// modem whose packets were taken out of their wrappers.
+// stream of another recorder that the capture was made of; the subscription of a multi-SIM modem
+// whose packets were taken out of their wrappers; and in a merged capture the one that they were
+// in.
 struct sSource {
   std::string port;  // "COM7", or the name of the stream; empty before the first connection
   std::optional<std::uint32_t> subscription = {};  // counted from 1; empty where none was told
   // From a stream: item times are the modem's, and no packet was rebuilt by this recorder.
   bool imported = false;
+  std::string capture = {};  // "drive.isf"; empty in a capture that is not merged
 
   friend auto operator<=>(const sSource&, const sSource&) = default;
 };
 
 // Changes `source` as a text item tells: "Port COM7 connected", "Imported from drive.hdlc",
-// "Subscription 2", "Subscription none". Another port or stream begins without a subscription. Any
-// other text changes nothing.
+// "Merged from drive.isf", "Subscription 2", "Subscription none". Another port or stream begins
+// without a subscription, what another capture brings without a port too. Any other text changes
+// nothing.
 void ApplySourceText(std::string_view text, sSource& source);
+
+// What a text is about.
+enum class eSourceText : std::uint8_t { None, Capture, Port, Subscription };
+[[nodiscard]] eSourceText KindOfSourceText(std::string_view text);
 
 // The text that tells the stream that the packets behind it come from: "Imported from drive.hdlc".
 // `name` is not empty.
 [[nodiscard]] std::string ImportText(std::string_view name);
+
+// The text that tells the capture that the items behind it were in: "Merged from drive.isf". `name`
+// is not empty.
+[[nodiscard]] std::string MergeText(std::string_view name);
+
+// A name as a text item can have it: a question mark for each character of its UTF-8 that is not
+// ASCII.
+[[nodiscard]] std::string AsciiOf(std::string_view text);
 
 // The text that tells a subscription: "Subscription 2", "Subscription none".
 [[nodiscard]] std::string SubscriptionText(std::optional<std::uint32_t> subscription);

@@ -49,11 +49,38 @@ TEST(SourceTextsTest, APortEndsAnImport) {
             (sSource{"COM7", std::nullopt, false}));
 }
 
+TEST(SourceTextsTest, AMergeTellsTheCapture) {
+  EXPECT_EQ(After({"Port COM7 connected", "Subscription 2", "Merged from a.isf"}),
+            (sSource{"", std::nullopt, false, "a.isf"}));
+  EXPECT_EQ(After({"Merged from a.isf", "Port COM7 connected", "Subscription 2"}),
+            (sSource{"COM7", 2, false, "a.isf"}));
+  EXPECT_EQ(After({"Merged from a.isf", "Imported from drive.hdlc"}),
+            (sSource{"drive.hdlc", std::nullopt, true, "a.isf"}));
+  EXPECT_EQ(After({"Merged from a.isf", "Port COM7 connected", "Merged from b.isf"}),
+            (sSource{"", std::nullopt, false, "b.isf"}));
+}
+
+TEST(SourceTextsTest, KindsOfTextsAreToldApart) {
+  EXPECT_EQ(KindOfSourceText("Merged from a.isf"), eSourceText::Capture);
+  EXPECT_EQ(KindOfSourceText("Port COM7 connected"), eSourceText::Port);
+  EXPECT_EQ(KindOfSourceText("Imported from drive.hdlc"), eSourceText::Port);
+  EXPECT_EQ(KindOfSourceText("Subscription none"), eSourceText::Subscription);
+  EXPECT_EQ(KindOfSourceText("Subscription 2"), eSourceText::Subscription);
+  for (const char* const text : {"Merged from ", "Port COM7 disconnected", "Port  connected",
+                                 "Subscription two", "Corvane version 1.0", ""}) {
+    EXPECT_EQ(KindOfSourceText(text), eSourceText::None) << text;
+  }
+}
+
+TEST(SourceTextsTest, TheTextOfAMergeIsUnderstood) {
+  EXPECT_EQ(After({MergeText(AsciiOf("fahrt-größe.isf"))}).capture, "fahrt-gr??e.isf");
+}
+
 TEST(SourceTextsTest, OtherTextsChangeNothing) {
-  const sSource source =
-      After({"Port COM7 connected", "Subscription 2", "Port  connected", "Port connected",
-             "Subscription ", "Subscription two", "Subscription 2x", "Subscription -1",
-             "Subscription 4294967296", "Corvane version 1.0", "", "Imported from "});
+  const sSource source = After({"Port COM7 connected", "Subscription 2", "Port  connected",
+                                "Port connected", "Subscription ", "Subscription two",
+                                "Subscription 2x", "Subscription -1", "Subscription 4294967296",
+                                "Corvane version 1.0", "", "Imported from ", "Merged from "});
   EXPECT_EQ(source, (sSource{"COM7", 2}));
 }
 
