@@ -76,10 +76,13 @@ int RunCommandLine(int argc, const char* const* argv) {
   int exitCode = kExitGood;
   AddCaptureCommand(app, exitCode);
   AddDevicesCommand(app, exitCode);
+  AddCutCommand(app, exitCode);
   AddExportCommand(app, exitCode);
   AddImportCommand(app, exitCode);
   AddInfoCommand(app, exitCode);
   AddListCommand(app, exitCode);
+  AddMergeCommand(app, exitCode);
+  AddRecoverCommand(app, exitCode);
   AddVerifyCommand(app, exitCode);
   AddWiresharkCommand(app, exitCode);
   try {

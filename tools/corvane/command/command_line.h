@@ -17,10 +17,13 @@ inline constexpr int kExitNothing = 4;   // a capture that recorded nothing of i
 
 // Each of these adds a command to `app`. When the command was given, it runs during app.parse and
 // leaves its exit code in `exitCode`, which must live until then.
+void AddCutCommand(CLI::App& app, int& exitCode);
 void AddExportCommand(CLI::App& app, int& exitCode);
 void AddImportCommand(CLI::App& app, int& exitCode);
 void AddInfoCommand(CLI::App& app, int& exitCode);
 void AddListCommand(CLI::App& app, int& exitCode);
+void AddMergeCommand(CLI::App& app, int& exitCode);
+void AddRecoverCommand(CLI::App& app, int& exitCode);
 void AddVerifyCommand(CLI::App& app, int& exitCode);
 void AddWiresharkCommand(CLI::App& app, int& exitCode);
 // These need corvane.dll and Windows. Elsewhere they only say so: who looks for one is told where

@@ -1,0 +1,101 @@
+#include "corvane/making/capture_output.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+#include <system_error>
+#include <utility>
+
+#include "platform/file_names.h"
+
+namespace corvane::tools {
+
+cCaptureOutput::cCaptureOutput(std::string path, bool mayReplace)
+    : name(std::move(path)),
+      replaces(mayReplace),
+      file(name, mayReplace),
+      markerFile(MarkerPath(name), mayReplace) {}
+
+std::optional<std::string> cCaptureOutput::Begin(const std::vector<std::string>& inputs) {
+  if (name.empty()) {
+    return "the name of the capture file is empty";
+  }
+  if (name == "-") {
+    return "a capture needs a file: it cannot be written to standard output";
+  }
+  for (const std::string& input : inputs) {
+    std::error_code ignored;  // files that cannot be compared are not the same one
+    if (std::filesystem::equivalent(PathOf(input), PathOf(name), ignored)) {
+      return fmt::format("the new capture would overwrite the capture {}", input);
+    }
+  }
+  if (auto obstacle = file.Begin()) {
+    return obstacle;
+  }
+  if (file.WritePath() == name) {
+    return fmt::format("{} is no file, and a capture needs one", name);
+  }
+  if (auto obstacle = markerFile.Begin()) {
+    return obstacle;
+  }
+  errno = 0;
+  stream.open(file.WritePath(), std::ios::binary | std::ios::trunc);
+  if (!stream.is_open()) {
+    return WriteProblem();
+  }
+  writer.emplace(stream);
+  return std::nullopt;
+}
+
+std::string cCaptureOutput::WriteProblem() const {
+  // Not every failure of a stream leaves a reason.
+  const int reason = errno;
+  return reason == 0 ? fmt::format("{} cannot be written", name)
+                     : fmt::format("{} cannot be written: {}", name,
+                                   std::generic_category().message(reason));
+}
+
+void cCaptureOutput::AddMarker(const sMarker& marker) {
+  if (!std::exchange(hasMarkers, true)) {
+    markers.open(markerFile.WritePath(), std::ios::binary | std::ios::trunc);
+  }
+  const std::string line = MarkerLine(marker);
+  markers.write(line.data(), static_cast<std::streamsize>(line.size()));
+}
+
+std::optional<std::string> cCaptureOutput::Complete() {
+  errno = 0;
+  const bool isFinished = writer->Finish();
+  stream.close();
+  if (!isFinished || !stream) {
+    return WriteProblem();
+  }
+  if (hasMarkers) {
+    markers.close();
+    if (!markers) {
+      return fmt::format("{} cannot be written", MarkerPath(name));
+    }
+  }
+  if (auto obstacle = file.Complete()) {
+    return obstacle;
+  }
+  return CompleteMarkers();
+}
+
+std::optional<std::string> cCaptureOutput::CompleteMarkers() {
+  if (hasMarkers) {
+    return markerFile.Complete();
+  }
+  // Those of the file that was replaced are none of this one.
+  std::error_code error;
+  const std::string old = MarkerPath(name);
+  if (replaces && std::filesystem::exists(PathOf(old), error) &&
+      !std::filesystem::remove(PathOf(old), error)) {
+    return fmt::format("{} could not be removed: {}", old, error.message());
+  }
+  return std::nullopt;
+}
+
+}  // namespace corvane::tools

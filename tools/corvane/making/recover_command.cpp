@@ -1,0 +1,166 @@
+#include <fmt/format.h>
+
+#include <filesystem>
+#include <iostream>
+#include <limits>
+#include <memory>
+#include <optional>
+
+#include "corvane/command/command_line.h"
+#include "corvane/command/help.h"
+#include "corvane/command/progress.h"
+#include "corvane/command/readable_text.h"
+#include "corvane/making/capture_output.h"
+#include "corvane/making/rewriting_commands.h"
+#include "reader/capture_file.h"
+#include "reader/utc_time.h"
+#include "rewrite/recovery.h"
+
+namespace corvane::tools {
+namespace {
+
+class cRecoverRun {
+ public:
+  cRecoverRun(const sRecoverRequest& asked, std::ostream& output, std::ostream& errorOutput)
+      : request(asked), out(output), errors(errorOutput) {}
+
+  [[nodiscard]] int Run() {
+    std::string reason;
+    const auto source = cFileSource::Open(request.input, reason);
+    if (source == nullptr) {
+      TellOfInput(fmt::format("the file cannot be opened ({})", reason));
+      return kExitFailed;
+    }
+    cCaptureOutput output(request.output, request.overwrite);
+    if (const auto obstacle = output.Begin({request.input})) {
+      Tell(*obstacle);
+      return kExitFailed;
+    }
+    if (!Recover(*source, output)) {
+      Tell(output.WriteProblem());
+      return kExitFailed;
+    }
+    TellDamage();
+    if (report.items == 0) {
+      TellOfInput("there is no item in it, so no capture was made");
+      return kExitFailed;
+    }
+    CopyMarkers(output);
+    if (const auto obstacle = output.Complete()) {
+      Tell(*obstacle);
+      return kExitFailed;
+    }
+    ReportResult();
+    return report.losses.Count() == 0 ? kExitGood : kExitFailed;
+  }
+
+ private:
+  void Tell(const std::string& what) { errors << fmt::format("corvane recover: {}\n", what); }
+  void TellOfInput(const std::string& what) { Tell(fmt::format("{}: {}", request.input, what)); }
+
+  // False when the new file cannot be written.
+  [[nodiscard]] bool Recover(cByteSource& source, cCaptureOutput& output) {
+    cProgress progress(request.input, source.Size().value_or(0));
+    report = RecoverCapture(source, [&](const sRecoveredItem& item) {
+      progress.Show(item.offset);
+      return output.Writer().Add(item.head, item.packet);
+    });
+    return output.Writer().IsGood();
+  }
+
+  void TellAll(const cDamage& damage, const char* more) {
+    for (const sCaptureError& error : damage.Kept()) {
+      TellOfInput(error.Text());
+    }
+    if (damage.Count() != damage.Kept().size()) {
+      TellOfInput(fmt::format("{} more places {}", damage.Count() - damage.Kept().size(), more));
+    }
+  }
+
+  void TellDamage() {
+    TellAll(report.mended, "were mended");
+    for (const std::uint64_t offset : report.moreCaptures) {
+      TellOfInput(fmt::format("another capture begins at offset {}; its items follow", offset));
+    }
+    TellAll(report.losses, "lost something");
+    if (report.unfinishedBytes != 0) {
+      TellOfInput(fmt::format("the last {} were not finished when the recorder stopped",
+                              FormatBytes(report.unfinishedBytes)));
+    }
+  }
+
+  void CopyMarkers(cCaptureOutput& output) const {
+    cMarkerReader markers(request.input);
+    while (const auto marker = markers.NextUntil(std::numeric_limits<std::uint64_t>::max())) {
+      output.AddMarker(*marker);
+    }
+  }
+
+  void ReportResult() {
+    std::string text = fmt::format("Kept:   {}, from {} to {}\n", FormatItems(report.items),
+                                   FormatUtc(report.firstTime), FormatUtc(report.finalTime));
+    if (report.proven != 0) {
+      text += fmt::format("Proven: {} of these by what they hold, as their directory is wrong\n",
+                          FormatCount(report.proven));
+    }
+    if (report.losses.Count() == 0) {
+      text += fmt::format("Lost:   nothing; the file was {}\n", StateOfInput());
+    } else {
+      text += fmt::format("Lost:   {}{}\n",
+                          report.lostItems != 0 ? FormatItems(report.lostItems) + ", " : "",
+                          FormatBytes(report.lostBytes));
+    }
+    out << text << std::flush;
+  }
+
+  [[nodiscard]] const char* StateOfInput() const {
+    if (report.state == eCaptureState::Complete) {
+      return "complete already";
+    }
+    return report.state == eCaptureState::Unclosed ? "not closed" : "damaged";
+  }
+
+  const sRecoverRequest& request;
+  std::ostream& out;
+  std::ostream& errors;
+  sRecoveryReport report;
+};
+
+}  // namespace
+
+int RecoverFile(const sRecoverRequest& request, std::ostream& out, std::ostream& errors) {
+  return cRecoverRun(request, out, errors).Run();
+}
+
+void AddRecoverCommand(CLI::App& app, int& exitCode) {
+  CLI::App* const command = app.add_subcommand(
+      "recover", "Makes a complete capture file of a damaged, cut off or unclosed one");
+  const auto request = std::make_shared<sRecoverRequest>();
+  command->add_option("FILE", request->input, "The capture file to recover")->required();
+  command
+      ->add_option("-o,--output", request->output,
+                   "The capture file to make. It gets its name when it is complete")
+      ->type_name("FILE")
+      ->required();
+  command->add_flag("--overwrite", request->overwrite,
+                    "Replace a file of that name, once the new one is complete");
+  AddHelp(*command,
+          {{{"corvane recover crashed.isf -o drive.isf",
+             "Close a capture whose recorder died, or whose disk was full"},
+            {"corvane recover damaged.isf -o whole.isf --overwrite",
+             "Save what is left of a damaged file"}},
+           "Every whole item is kept with its time, type and bytes. Where a directory is torn, "
+           "records are taken that still prove themselves, by what is left of their directory "
+           "entries, by the records around them, and by the length that a packet tells of itself. "
+           "What may be one thing or another is lost: nothing is made up. Where two captures were "
+           "joined into one file, the items of both are kept, one behind the other. What is lost "
+           "is told on standard error, with its place in the file.",
+           {"0 a complete file was made, and nothing was lost",
+            "1 something was lost and the rest "
+            "is in the new file, or there is no item and no new file, or it cannot be written",
+            "2 wrong usage"}});
+  command->callback(
+      [request, &exitCode] { exitCode = RecoverFile(*request, std::cout, std::cerr); });
+}
+
+}  // namespace corvane::tools
