@@ -1,11 +1,11 @@
 #include <fmt/format.h>
 
 #include <iostream>
-#include <limits>
 #include <memory>
 #include <optional>
 
 #include "analysis/selected_items.h"
+#include "analysis/selected_markers.h"
 #include "corvane/command/command_line.h"
 #include "corvane/command/help.h"
 #include "corvane/command/progress.h"
@@ -14,16 +14,11 @@
 #include "corvane/making/rewriting_commands.h"
 #include "corvane/reading/reading_commands.h"
 #include "corvane/reading/selection_options.h"
-#include "reader/markers.h"
 #include "reader/utc_time.h"
 #include "rewrite/source_texts_in_force.h"
 
 namespace corvane::tools {
 namespace {
-
-[[nodiscard]] bool IsOpen(const sSelectionBound& bound) {
-  return !bound.number && !bound.time && !bound.sinceStart;
-}
 
 class cCutRun {
  public:
@@ -76,42 +71,22 @@ class cCutRun {
       const sCaptureItem& item = items.Current().Item();
       if (std::exchange(isFirst, false)) {
         firstTime = item.time;
-        PassMarkersBefore(item.number);
+        markers.PassBefore(*file, items.Matcher());
       }
       lastTime = item.time;
-      TakeMarkersUntil(item.time);
+      while (const auto marker = markers.NextUntil(item.time, items.Matcher())) {
+        output.AddMarker(*marker);
+      }
       if (!sourced.Add({item.type, item.time, item.extra}, item.bytes, inForce)) {
         return false;
       }
       inForce.Pass(item.type, item.bytes);
     }
-    if (!isFirst && IsOpen(request.selection.to)) {
-      TakeMarkersUntil(std::numeric_limits<std::uint64_t>::max());
+    while (const auto marker = markers.NextBehind(*file, items.Matcher())) {
+      output.AddMarker(*marker);
     }
     texts = sourced.Texts();
     return true;
-  }
-
-  // A marker stands in front of the first item that is as late. Those in front of the items before
-  // the wanted stretch are left out.
-  void PassMarkersBefore(std::uint64_t first) {
-    if (IsOpen(request.selection.from)) {
-      return;
-    }
-    std::uint64_t time = 0;
-    for (std::uint64_t number = first; number-- > 0;) {
-      if (!file->ReadTime(number, time)) {
-        while (markers.NextUntil(time)) {
-        }
-        return;
-      }
-    }
-  }
-
-  void TakeMarkersUntil(std::uint64_t time) {
-    while (const auto marker = markers.NextUntil(time)) {
-      output.AddMarker(*marker);
-    }
   }
 
   void ReportResult(std::uint64_t selected) {
@@ -128,7 +103,7 @@ class cCutRun {
   std::ostream& out;
   std::ostream& errors;
   cCaptureOutput output;
-  cMarkerReader markers;
+  cSelectedMarkers markers;
   std::unique_ptr<cCaptureFile> file;
   std::uint64_t firstTime = 0;
   std::uint64_t lastTime = 0;
@@ -158,7 +133,8 @@ void AddCutCommand(CLI::App& app, int& exitCode) {
       std::string(kSelectionNotes) +
       " The items keep their times, types and bytes. Texts that tell which connection and "
       "subscription are in force are written in front of the first item, and again wherever these "
-      "change between two items that are kept. Markers in the selected stretch go along. All items "
+      "change between two items that are kept. Markers go along as `list` shows them between the "
+      "items. All items "
       "of a complete capture make the same file again.";
   AddHelp(
       *command,
