@@ -82,6 +82,7 @@ int RunCommandLine(int argc, const char* const* argv) {
   AddInfoCommand(app, exitCode);
   AddListCommand(app, exitCode);
   AddMergeCommand(app, exitCode);
+  AddProfileCommand(app, exitCode);
   AddRecoverCommand(app, exitCode);
   AddVerifyCommand(app, exitCode);
   AddWiresharkCommand(app, exitCode);

@@ -1,9 +1,14 @@
 #include "corvane/profile/shipped_profiles.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <fstream>
 #include <system_error>
+#include <utility>
 
+#include "corvane/command/named_numbers.h"
+#include "corvane/command/readable_text.h"
 #include "corvane/live/installed_files.h"
 #include "platform/file_names.h"
 
@@ -62,6 +67,19 @@ std::optional<sShippedProfile> FindProfile(const std::vector<sShippedProfile>& p
       std::find_if(profiles.begin(), profiles.end(),
                    [name](const sShippedProfile& profile) { return profile.name == name; });
   return found == profiles.end() ? std::nullopt : std::optional(*found);
+}
+
+std::string NoProfileText(const std::vector<sShippedProfile>& profiles, std::string_view name) {
+  std::vector<std::string> names;
+  for (const sShippedProfile& profile : profiles) {
+    names.push_back(profile.name);
+  }
+  std::string text = fmt::format("there is no profile {}", Quote(name));
+  const char* separator = "; the nearest: ";
+  for (const std::string& nearest : NearestNames(names, name, 3)) {
+    text += std::exchange(separator, ", ") + nearest;
+  }
+  return text;
 }
 
 }  // namespace corvane::tools

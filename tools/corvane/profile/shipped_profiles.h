@@ -27,4 +27,8 @@ struct sShippedProfile {
 [[nodiscard]] std::optional<sShippedProfile> FindProfile(
     const std::vector<sShippedProfile>& profiles, std::string_view name);
 
+// Why FindProfile finds nothing, with the names that are most like it.
+[[nodiscard]] std::string NoProfileText(const std::vector<sShippedProfile>& profiles,
+                                        std::string_view name);
+
 }  // namespace corvane::tools
