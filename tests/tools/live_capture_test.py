@@ -570,6 +570,30 @@ class Extcap(LiveTestCase):
                 self.assertIn(told, self.end(process))
                 self.assertEqual(process.returncode, 1)
 
+    def test_a_stream_into_the_capture_itself_is_refused(self):
+        self.grow()
+        before = self.path.read_bytes()
+        link = self.folder / "link.isf"
+        link.symlink_to(self.path)
+        for pipe in (self.path, link, self.folder / "." / self.path.name):
+            with self.subTest(pipe.name):
+                process = self.capture("--file", self.path, pipe=pipe)
+                self.assertIn(f"--fifo names {self.path} itself", self.end(process))
+                self.assertEqual(process.returncode, 1)
+        self.assertEqual(self.path.read_bytes(), before)
+
+    def test_a_stream_into_its_output_or_configuration_is_refused(self):
+        config = self.folder / "own.cfg"
+        config.write_text("<LogCodes>412F</LogCodes>")
+        for option, path in (("--config", config), ("--output", self.folder / "new.isf")):
+            process = self.start(
+                *(PROGRAM, "--capture", "--extcap-interface", "corvane_COM7"),
+                *("--fifo", path, option, path),
+            )
+            self.assertIn(f"--fifo names {path} itself", self.end(process))
+            self.assertEqual(process.returncode, 1)
+        self.assertEqual(config.read_text(), "<LogCodes>412F</LogCodes>")
+
     def test_another_interface_is_refused(self):
         process = self.start(
             *(PROGRAM, "--capture", "--extcap-interface", "corvane_COM7", "--fifo", "pipe")

@@ -7,12 +7,16 @@
 #include <CLI/Formatter.hpp>
 #include <algorithm>
 #include <exception>
+#include <filesystem>
 #include <memory>
 #include <ostream>
+#include <system_error>
 
 #include "corvane/command/command_line.h"
-#include "corvane/making/export_command.h"
 #include "corvane/live/live_export.h"
+#include "corvane/live/live_output.h"
+#include "corvane/making/export_command.h"
+#include "platform/file_names.h"
 
 namespace corvane::tools {
 namespace {
@@ -133,9 +137,37 @@ void AddOptions(CLI::App& app, sExtcapCall& call) {
   }
 }
 
+// Whether both names are of one file, which need not be there.
+[[nodiscard]] bool IsSameFile(const std::string& left, const std::string& right) {
+  namespace fs = std::filesystem;
+  std::error_code ignored;  // names that cannot be looked at are compared as they are
+  return fs::equivalent(PathOf(left), PathOf(right), ignored) ||
+         fs::weakly_canonical(PathOf(left), ignored) ==
+             fs::weakly_canonical(PathOf(right), ignored);
+}
+
+// The file of the capture's own that the stream to Wireshark would overwrite; empty when it would
+// overwrite none.
+[[nodiscard]] std::string OverwrittenFile(const sExtcapCapture& wanted) {
+  if (IsPipeName(wanted.pipe)) {
+    return {};
+  }
+  for (const std::string& file : {wanted.file, wanted.output, wanted.config}) {
+    if (!file.empty() && IsSameFile(wanted.pipe, file)) {
+      return file;
+    }
+  }
+  return {};
+}
+
 [[nodiscard]] int Capture(const sExtcapCall& call, std::ostream& errors) {
   if (call.wanted.pipe.empty()) {
     return Fail("--capture needs --fifo", errors);
+  }
+  if (const std::string file = OverwrittenFile(call.wanted); !file.empty()) {
+    return Fail(
+        fmt::format("--fifo names {} itself, which the stream to Wireshark would overwrite", file),
+        errors);
   }
   if (!call.filter.empty()) {
     return Fail("there are no capture filters for this interface: use a display filter", errors);
