@@ -88,9 +88,9 @@ echo "corvane devices"
 step scripts/wine.sh build/mingw/bin/corvane.exe devices
 
 echo
-echo "corvane capture --device $device --config $profile --output demo.isf --duration 10s"
+echo "corvane capture --device $device --config $profile --output demo.isf --overwrite --duration 10s"
 step scripts/wine.sh build/mingw/bin/corvane.exe capture --device "$device" \
-  --config "profiles/$profile" --output build/demo/demo.isf --duration 10s
+  --config "profiles/$profile" --output build/demo/demo.isf --overwrite --duration 10s
 [ $transport = mbn ] || expect_simulated_modem
 
 echo

@@ -55,7 +55,7 @@ class ModemSimulator(unittest.TestCase):
         self.assertIn("--scenario signalling --start-at now --rate 200", simulator)
         exports = [call for call in sandbox.calls() if call.startswith("corvane export ")]
         self.assertEqual(
-            exports[-1], "corvane export build/signalling.isf -o build/signalling.pcapng"
+            exports[-1], "corvane export build/signalling.isf -o build/signalling.pcapng --overwrite"
         )
 
     def test_every_example_is_a_command_that_the_simulator_takes(self):
