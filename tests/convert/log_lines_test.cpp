@@ -69,6 +69,8 @@ TEST(LogLinesTest, ArgumentsFollowATextThatHasNotAllOfThem) {
 }
 
 TEST(LogLinesTest, ControlCharactersBecomeBlanks) {
+  EXPECT_EQ(MarkerTextLine("a\nb"), "<14>marker  a b");
+  EXPECT_EQ(MarkerTextLine(""), "<14>marker");
   EXPECT_EQ(TextLine("a\nb\r\x01\t\xC3\xBC"), "<14>a b   \xC3\xBC");
 }
 

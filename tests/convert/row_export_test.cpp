@@ -211,6 +211,56 @@ TEST(ItemFieldsTest, NamesAreUniqueAndFound) {
   EXPECT_EQ(FindItemField(""), nullptr);
 }
 
+TEST(RowExportTest, ChosenFieldsStandInTheOrderThatWasChosen) {
+  sExportOptions options;
+  options.fields = {FindItemField("text"), FindItemField("number")};
+  options.separator = " | ";
+  const sItem item{7, TextItem("a\tb|c")};
+  EXPECT_EQ(Export(eExportFormat::Separated, {item}, options), "a\\x09b|c | 0\n");
+  EXPECT_EQ(Export(eExportFormat::Csv, {item}, options), "text,number\r\na\tb|c,0\r\n");
+  EXPECT_EQ(Json({item}, options), R"({"text":"a\tb|c","number":0})"
+                                   "\n");
+  options.fields = {FindItemField("log_code")};
+  EXPECT_EQ(Json({item}, options), "{}\n");
+  EXPECT_EQ(Export(eExportFormat::Separated, {item}, options), "\n");
+}
+
+// The rows of a text that is passed over, a marker and a request.
+[[nodiscard]] std::string RowsAroundAMarker(eExportFormat format, const sExportOptions& options) {
+  cMemorySink sink;
+  const auto exported = MakeExport(format, options, sink);
+  sCaptureItem item;
+  item.type = 7;
+  item.time = kNoon;
+  item.bytes = TextItem("Port COM7 connected");
+  exported->Pass(item);
+  exported->Mark({kNoon + 1, "over \"there\""});
+  item.type = 2;
+  item.bytes = Hex("1D");
+  item.number = 1;
+  exported->Add(item);
+  const ByteVector& bytes = sink.Bytes();
+  return {bytes.begin(), bytes.end()};
+}
+
+TEST(RowExportTest, AMarkerIsARowThatNamesItself) {
+  sExportOptions options;
+  options.fields = {FindItemField("number"), FindItemField("time"), FindItemField("sort"),
+                    FindItemField("port"), FindItemField("text")};
+  EXPECT_EQ(RowsAroundAMarker(eExportFormat::Jsonl, options),
+            R"({"time":"2024-05-17T12:00:00.001Z","sort":"marker","text":"over \"there\""})"
+            "\n"
+            R"({"number":1,"time":"2024-05-17T12:00:00.000Z","sort":"request","port":"COM7"})"
+            "\n");
+  EXPECT_EQ(RowsAroundAMarker(eExportFormat::Csv, options),
+            "number,time,sort,port,text\r\n"
+            ",2024-05-17T12:00:00.001Z,marker,,\"over \"\"there\"\"\"\r\n"
+            "1,2024-05-17T12:00:00.000Z,request,COM7,\r\n");
+  options.fields.erase(options.fields.begin() + 2);
+  EXPECT_EQ(RowsAroundAMarker(eExportFormat::Separated, options),
+            "1\t2024-05-17T12:00:00.000Z\tCOM7\t\n");
+}
+
 TEST(ItemFieldsTest, TheDocumentHasTheTable) {
   std::ifstream document(CORVANE_EXPORT_FORMATS_DOCUMENT);
   ASSERT_TRUE(document.is_open());

@@ -60,6 +60,35 @@ struct sExport {
   return options;
 }
 
+// --- Markers
+
+TEST(SignallingExportTest, AMarkerIsALineOfTextAmongMessages) {
+  sExportOptions options;
+  options.messages = true;
+  sExport exported(options);
+  sCaptureItem text;
+  text.type = 7;
+  text.bytes = TextItem("Port COM7 connected");
+  exported.exported.Pass(text);
+  exported.exported.Mark({kNoon + 5, "tunnel"});
+  ASSERT_EQ(exported.frames.size(), 1U);
+  EXPECT_EQ(exported.frames[0].comment, "marker, COM7");
+  EXPECT_EQ(exported.frames[0].time, UnixNanosecondsOfItem(kNoon + 5));
+  EXPECT_EQ(std::string(exported.frames[0].bytes.begin(), exported.frames[0].bytes.end()),
+            "<14>marker  tunnel");
+  EXPECT_THAT(exported.exported.Notes(),
+              testing::ElementsAre("0 messages and 1 other frame of 0 items"));
+}
+
+TEST(SignallingExportTest, MarkersThatAreNotShownAreCounted) {
+  sExport exported;
+  exported.exported.Mark({kNoon, "tunnel"});
+  EXPECT_TRUE(exported.frames.empty());
+  EXPECT_THAT(exported.exported.Notes(),
+              testing::ElementsAre("0 messages of 0 items",
+                                   "1 marker is not shown (pcapng shows them with --messages)"));
+}
+
 // --- Times of events
 
 TEST(SignallingExportTest, AStampThatIsNotBelievedCountsOnce) {
