@@ -10,8 +10,9 @@ void MakeStandardOutputBinary();
 // first byte 0x1A.
 void MakeStandardInputBinary();
 
-// Whether standard error is read by a person.
+// Whether standard error is read by a person, and whether standard output is.
 [[nodiscard]] bool StandardErrorIsTerminal();
+[[nodiscard]] bool StandardOutputIsTerminal();
 
 // While it lives, a Windows console shows what is written as UTF-8, in which this program's texts
 // and names are. Then it has the encoding back that it had. Elsewhere nothing is to be done.

@@ -13,6 +13,8 @@ void MakeStandardInputBinary() {}
 
 bool StandardErrorIsTerminal() { return isatty(STDERR_FILENO) == 1; }
 
+bool StandardOutputIsTerminal() { return isatty(STDOUT_FILENO) == 1; }
+
 cUtf8Console::cUtf8Console() {}
 
 cUtf8Console::~cUtf8Console() {}

@@ -15,6 +15,8 @@ void MakeStandardInputBinary() { std::ignore = _setmode(_fileno(stdin), _O_BINAR
 
 bool StandardErrorIsTerminal() { return _isatty(_fileno(stderr)) != 0; }
 
+bool StandardOutputIsTerminal() { return _isatty(_fileno(stdout)) != 0; }
+
 cUtf8Console::cUtf8Console() {
   // A Windows that knows no such manifest as this program's gives it names in another encoding.
   if (GetACP() == CP_UTF8) {

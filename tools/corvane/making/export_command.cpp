@@ -14,6 +14,7 @@
 #include "convert/byte_sink.h"
 #include "corvane/command/choice_option.h"
 #include "corvane/command/command_line.h"
+#include "corvane/command/help.h"
 #include "corvane/command/progress.h"
 #include "corvane/command/standard_streams.h"
 #include "corvane/live/live_export.h"
@@ -70,7 +71,7 @@ struct sExported {
     // What goes to standard output may be read on the terminal where the bar would stand.
     const bool hasBar = path != kStandardOutput;
     cProgress progress(name, hasBar ? file.NumbersEnd() : 0);
-    result.shown = ShowItems(file, {request.path, request.selection}, *sink, *exported, &progress);
+    result.shown = ShowItems(file, {request.path, request.selection}, *sink, *exported, progress);
   }
   exported->Finish();
   sink->Close();
@@ -289,8 +290,22 @@ void AddExportCommand(CLI::App& app, int& exitCode) {
   AddOutputOptions(*command, *request);
   AddContentOptions(*command, request->options);
   AddSelectionOptions(*command, request->selection);
-  command->footer(std::string(kReadingExitCodes) +
-                  "\nA pipe that nobody reads any more ends the export with code 0.");
+  AddHelp(
+      *command,
+      {{{"corvane export drive.isf -o drive.pcapng", "Signalling messages for Wireshark"},
+        {"corvane export --messages --events drive.isf -o all.pcapng",
+         "With events, debug messages, the recorder's texts and the markers between them"},
+        {"corvane export --log-code lte-rrc-ota --from 12:00 --to 12:30 drive.isf -o half.pcapng",
+         "LTE RRC messages of half an hour"},
+        {"corvane export --format csv --type event drive.isf -w -",
+         "Events as CSV on standard output"}},
+       kSelectionNotes,
+       {"0 the capture is complete, or nobody reads the pipe any more",
+        "1 it is damaged or cannot be read (what is good of it is still exported), or the export "
+        "cannot be written",
+        "2 wrong usage",
+        "3 it was not closed: its capture is still running, or ended without closing it, or the "
+        "file is cut off behind its last record (nothing contradicts what is exported)"}});
   command->callback([command, request, &exitCode] {
     CheckOutput(*command);
     CheckExtras(*request);

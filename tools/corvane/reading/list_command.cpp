@@ -56,13 +56,16 @@ void CutToLast(cCaptureFile& file, std::optional<std::uint64_t> last, sSelection
   }
 }
 
-[[nodiscard]] sShown Count(cCaptureFile& file, const sSelection& selection, cByteSink& out) {
+[[nodiscard]] sShown Count(cCaptureFile& file, const sShowing& showing, cByteSink& out) {
   sShown shown;
-  if (selection.IsEverything()) {
+  if (showing.selection.IsEverything()) {
     shown.outcome.selected = file.ItemCount();
   } else {
-    cSelectedItems items(file, selection);
-    std::ignore = items.CountRest();
+    cSelectedItems items(file, showing.selection);
+    cProgress progress(showing.path, file.NumbersEnd());
+    while (items.Skip()) {
+      progress.Show(items.Position());
+    }
     shown = {items.Outcome(), items.Unreadable()};
   }
   out.Write(fmt::format("{}\n", shown.outcome.selected));
@@ -74,7 +77,9 @@ void CutToLast(cCaptureFile& file, std::optional<std::uint64_t> last, sSelection
   CutToLast(file, request.last, showing.selection);
   const std::unique_ptr<cItemExport> listing =
       MakeListing(request, std::to_string(file.NumbersEnd()).size(), out);
-  return ShowItems(file, showing, out, *listing, nullptr);
+  // On a terminal the list itself shows how far it is.
+  cProgress progress(showing.path, StandardOutputIsTerminal() ? 0 : file.NumbersEnd());
+  return ShowItems(file, showing, out, *listing, progress);
 }
 
 // Lists what is there and what the capture grows by, until it is closed or the user wants no more.
@@ -103,9 +108,8 @@ int ListItems(const sListRequest& request, cByteSink& out, std::ostream& errors)
   if (file == nullptr) {
     return ReportUnreadable(kCommand, path, error, errors);
   }
-  const sShown shown = request.form == eListForm::Count
-                           ? Count(*file, request.showing.selection, out)
-                           : List(*file, request, out);
+  const sShown shown = request.form == eListForm::Count ? Count(*file, request.showing, out)
+                                                        : List(*file, request, out);
   out.Flush();
   if (out.ReaderIsGone()) {
     return kExitGood;  // whoever read had enough

@@ -5,7 +5,7 @@
 namespace corvane::tools {
 
 sShown ShowItems(cCaptureFile& file, const sShowing& showing, const cByteSink& sink,
-                 cItemExport& exported, cProgress* progress) {
+                 cItemExport& exported, cProgress& progress) {
   cSelectedItems items(file, showing.selection);
   items.TellPassed([&exported](const sCaptureItem& item) { exported.Pass(item); });
   cSelectedMarkers markers(showing.path);
@@ -18,9 +18,7 @@ sShown ShowItems(cCaptureFile& file, const sShowing& showing, const cByteSink& s
       exported.Mark(*marker);
     }
     exported.Add(item);
-    if (progress != nullptr) {
-      progress->Show(items.Position());
-    }
+    progress.Show(items.Position());
   }
   while (!isMore && sink.IsGood()) {
     const auto marker = markers.NextBehind(file, items.Matcher());

@@ -25,8 +25,8 @@ struct sShown {
 };
 
 // Hands the selected items of `file` and the markers between them to `exported`, as long as `sink`
-// takes what comes of them. `progress` may be null; it shows numbers of items.
+// takes what comes of them. `progress` counts item numbers.
 [[nodiscard]] sShown ShowItems(cCaptureFile& file, const sShowing& showing, const cByteSink& sink,
-                               cItemExport& exported, cProgress* progress);
+                               cItemExport& exported, cProgress& progress);
 
 }  // namespace corvane::tools
