@@ -84,7 +84,7 @@ using Packet = std::span<const std::uint8_t>;
   }
 }
 
-// The modem's three ways of refusing a request. Empty for any other packet.
+// The modem's ways of refusing a request. Empty for any other packet.
 [[nodiscard]] std::string_view RefusalName(std::uint8_t code) {
   switch (code) {
     case command::kUnknownCommand:
@@ -93,6 +93,11 @@ using Packet = std::span<const std::uint8_t>;
       return "bad parameters";
     case command::kBadLength:
       return "bad length";
+    case command::kBadMode:
+      return "bad mode";
+    case command::kLocked:
+    case command::kStillLocked:
+      return "locked";
     default:
       return {};
   }
