@@ -36,6 +36,12 @@ void cConnections::Add(const sCaptureItem& item) {
   }
 }
 
+void cConnections::Pass(const sCaptureItem& text) {
+  weight = 0;
+  AddText(text);
+  weight = 1;
+}
+
 void cConnections::AddText(const sCaptureItem& item) {
   const std::string text = isf::LoadTextItem(item.bytes).value_or(std::string());
   const bool wasBeforeAll = texts.IsBeforeAll();
@@ -87,12 +93,12 @@ void cConnections::Begin(const sCaptureItem& item, std::uint64_t number) {
 void cConnections::Count(const sCaptureItem& item, sConnection* connection) {
   if (connection == nullptr) {
     // Of a connection that is not kept, nothing is told.
-    itemsOutside += texts.Present() == 0 ? 1U : 0U;
+    itemsOutside += texts.Present() == 0 ? weight : 0;
     return;
   }
   connection->lastItem = item.number;
   connection->end = item.time;
-  ++connection->items;
+  connection->items += weight;
 }
 
 sConnection* cConnections::Find(std::uint64_t number) {

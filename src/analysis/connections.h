@@ -42,6 +42,9 @@ class cConnections {
  public:
   // Items come in file order.
   void Add(const sCaptureItem& item);
+  // A text of the recorder that is none of the items: it may begin or end a connection, but is not
+  // counted.
+  void Pass(const sCaptureItem& text);
 
   // The first kMostConnections, in the order of their beginnings.
   [[nodiscard]] const std::vector<sConnection>& Kept() const { return kept; }
@@ -69,6 +72,7 @@ class cConnections {
   std::vector<sConnection> kept;
   std::uint64_t others = 0;
   std::uint64_t itemsOutside = 0;
+  std::uint64_t weight = 1;  // what an item counts: 0 for one that is passed
 };
 
 }  // namespace corvane

@@ -47,6 +47,8 @@ class cGaps {
 
   // Items come in file order.
   void Add(const sCaptureItem& item);
+  // A text of the recorder that is none of the items: it may tell that the port came or went.
+  void Pass(const sCaptureItem& text) { NoteText(text); }
 
   // The first kMostKept of them, in file order; how many there are; how long they are together and
   // how long the longest one is, in milliseconds. What lies between the last packet and the text

@@ -152,6 +152,20 @@ TEST_F(ConnectionsTest, ConnectionsWithoutEndAreCounted) {
   EXPECT_EQ(connections.Kept().back().items, 3U);
 }
 
+TEST_F(ConnectionsTest, TextsThatArePassedAreNotCounted) {
+  connections.Pass(items.Text(0, "Corvane version 1.0"));
+  connections.Pass(items.Text(10, "Port COM7 connected"));
+  connections.Pass(items.Text(20, "Port COM7 disconnected"));
+  connections.Pass(items.Text(30, "Port COM7 connected"));
+  Packet(40);
+  ASSERT_EQ(connections.Kept().size(), 2U);
+  EXPECT_EQ(connections.Kept()[0].items, 0U);
+  EXPECT_EQ(connections.Kept()[0].howEnded, eConnectionEnd::Disconnected);
+  EXPECT_EQ(connections.Kept()[1].number, 2U);
+  EXPECT_EQ(connections.Kept()[1].items, 1U);
+  EXPECT_EQ(connections.ItemsOutside(), 0U);
+}
+
 TEST_F(ConnectionsTest, TextsAloneAreNoConnection) {
   Text(0, "Corvane version 1.0");
   Text(1, "Port  connected");

@@ -57,6 +57,17 @@ TEST_F(GapsTest, ADisconnectionLiesInItsGap) {
   EXPECT_FALSE(gaps.Kept()[1].hasConnectionChange);
 }
 
+TEST_F(GapsTest, ATextThatIsPassedBoundsNoGap) {
+  gaps.Pass(items.Text(0, "Port COM7 connected"));
+  Packets({9000});
+  EXPECT_EQ(gaps.Count(), 0U);
+  gaps.Pass(items.Text(12'000, "Port COM7 disconnected"));
+  EXPECT_EQ(gaps.Count(), 0U);
+  Packets({15'000});
+  EXPECT_EQ(Only().Length(), 6000U);
+  EXPECT_TRUE(Only().hasConnectionChange);
+}
+
 TEST_F(GapsTest, OtherTextsChangeNoConnection) {
   Packets({0});
   Text(3000, "Subscription 2");
