@@ -84,6 +84,7 @@ int RunCommandLine(int argc, const char* const* argv) {
   AddMergeCommand(app, exitCode);
   AddProfileCommand(app, exitCode);
   AddRecoverCommand(app, exitCode);
+  AddStatsCommand(app, exitCode);
   AddVerifyCommand(app, exitCode);
   AddWiresharkCommand(app, exitCode);
   try {

@@ -25,6 +25,7 @@ void AddListCommand(CLI::App& app, int& exitCode);
 void AddMergeCommand(CLI::App& app, int& exitCode);
 void AddProfileCommand(CLI::App& app, int& exitCode);
 void AddRecoverCommand(CLI::App& app, int& exitCode);
+void AddStatsCommand(CLI::App& app, int& exitCode);
 void AddVerifyCommand(CLI::App& app, int& exitCode);
 void AddWiresharkCommand(CLI::App& app, int& exitCode);
 // These need corvane.dll and Windows. Elsewhere they only say so: who looks for one is told where
