@@ -1,0 +1,27 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "reader/capture_file.h"
+
+// How a command opens the one capture that it reads.
+namespace corvane::tools {
+
+// What the user writes for standard input.
+inline constexpr char kStandardInput[] = "-";
+
+// Opens the bytes at `path`, or those of standard input: these are read to their end first, into a
+// temporary file without a name, since a capture is read here and there. Null when that fails;
+// `reason` then receives why, as text for the user.
+[[nodiscard]] std::unique_ptr<cByteSource> OpenBytes(const std::string& path, std::string& reason);
+
+// The same as cCaptureFile::Open does, of which `error` and `check` are.
+[[nodiscard]] std::unique_ptr<cCaptureFile> OpenCapture(const std::string& path,
+                                                        sCaptureError& error,
+                                                        eCheck check = eCheck::Records);
+
+// The file as messages call it: "standard input", or `path`.
+[[nodiscard]] std::string InputName(const std::string& path);
+
+}  // namespace corvane::tools
