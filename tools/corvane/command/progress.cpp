@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <iostream>
-#include <utility>
 
 #include "corvane/command/standard_streams.h"
 
@@ -14,12 +13,25 @@ namespace {
 constexpr std::size_t kBarWidth = 30;
 constexpr std::chrono::milliseconds kRedraw(200);
 // The clock is looked at once in so many calls: it costs more than what is usually counted.
-constexpr std::uint32_t kCallsBetweenLooks = 1024;
+constexpr std::uint32_t kCallsBetweenLooks = 64;
+
+// The end of a long name: a bar that does not fit into a line of the terminal could not be redrawn.
+[[nodiscard]] std::string Shortened(const std::string& name) {
+  constexpr std::size_t kLongest = 36;
+  if (name.size() <= kLongest) {
+    return name;
+  }
+  std::size_t begin = name.size() - kLongest;
+  while (begin < name.size() && (static_cast<unsigned char>(name[begin]) & 0xC0U) == 0x80U) {
+    ++begin;  // not within a letter of UTF-8
+  }
+  return "..." + name.substr(begin);
+}
 
 }  // namespace
 
-cProgress::cProgress(std::string work, std::uint64_t total)
-    : name(std::move(work)), all(total), isShown(total != 0 && StandardErrorIsTerminal()) {}
+cProgress::cProgress(const std::string& work, std::uint64_t total)
+    : name(Shortened(work)), all(total), isShown(total != 0 && StandardErrorIsTerminal()) {}
 
 cProgress::~cProgress() { Wipe(); }
 

@@ -13,9 +13,9 @@ namespace corvane::tools {
 // anything else is written there. Showing it costs next to nothing: call Show as often as is handy.
 class cProgress {
  public:
-  // `work` names it. `total` is the amount of work, in any unit; 0 where it is not known, and no
-  // bar is drawn.
-  cProgress(std::string work, std::uint64_t total);
+  // `work` names it, of which the end is shown when it is long. `total` is the amount of work, in
+  // any unit; 0 where it is not known, and no bar is drawn.
+  cProgress(const std::string& work, std::uint64_t total);
   cProgress(const cProgress&) = delete;
   cProgress& operator=(const cProgress&) = delete;
   // Wipes the bar out.
