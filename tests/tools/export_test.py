@@ -633,8 +633,9 @@ class Output(unittest.TestCase):
         self.assertEqual((self.folder / "-").read_bytes(), b"kept")
 
     def test_a_file_to_make_is_not_standard_output(self):
-        said = "corvane export: a file to make has a name: -w - writes to standard output"
-        self.assertEqual(self.run_program("-o", "-", cwd=self.folder), (1, [said]))
+        said = "corvane export: --output: a file to make has a name: -w - writes to standard output"
+        more = "corvane export --help tells more"
+        self.assertEqual(self.run_program("-o", "-", cwd=self.folder), (2, [said, more]))
         self.assertEqual(self.files(), ["drive.isf"])
 
     def test_a_device_is_written_as_it_is(self):
@@ -654,9 +655,9 @@ class Output(unittest.TestCase):
             self.assertEqual((code, messages), (1, [said]))
 
     def test_an_output_has_a_name(self):
-        said = "corvane export: the name of the output is empty"
+        said = ["corvane export: the name of the output is empty", "corvane export --help tells more"]
         for arguments in (("-o", ""), ("-w", ""), ("-w", "", "--follow")):
-            self.assertEqual(self.run_program(*arguments, cwd=self.folder), (1, [said]))
+            self.assertEqual(self.run_program(*arguments, cwd=self.folder), (2, said))
         self.assertEqual(self.files(), ["drive.isf"])
 
     def test_a_folder_cannot_be_the_output(self):

@@ -5,6 +5,8 @@
 #include <utility>
 #include <vector>
 
+#include "corvane/command/nearest.h"
+
 namespace corvane::tools {
 
 // Values of an option by the names that the user gives them.
@@ -23,7 +25,7 @@ template <typename Value>
 
 // Adds an option that takes one of these names, and puts its value into `variable`, which must live
 // until the arguments are parsed. The first choice is the default that the help tells. Another text
-// is wrong usage: CLI::ValidationError, which lists the names.
+// is wrong usage: CLI::ValidationError, which lists the names and tells the nearest.
 template <typename Value>
 CLI::Option* AddChoiceOption(CLI::App& command, const std::string& option, Value& variable,
                              const tChoices<Value>& choices, const std::string& help) {
@@ -34,7 +36,12 @@ CLI::Option* AddChoiceOption(CLI::App& command, const std::string& option, Value
         return;
       }
     }
-    throw CLI::ValidationError(option, "\"" + text + "\" is none of " + ChoiceNames(choices, ", "));
+    std::vector<std::string> names;
+    for (const auto& [name, value] : choices) {
+      names.push_back(name);
+    }
+    throw CLI::ValidationError(option, "\"" + text + "\" is none of " + ChoiceNames(choices, ", ") +
+                                           DidYouMean(text, names));
   };
   return command.add_option_function<std::string>(option, take, help)
       ->type_name(ChoiceNames(choices, "|"))

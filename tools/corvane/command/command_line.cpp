@@ -1,82 +1,57 @@
 #include "corvane/command/command_line.h"
 
-#include <fmt/format.h>
-
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>
-#include <CLI/Formatter.hpp>
 #include <algorithm>
 #include <exception>
 #include <iostream>
 #include <string>
 #include <vector>
 
+#include "corvane/command/help.h"
 #include "corvane/command/standard_streams.h"
+#include "corvane/command/usage_error.h"
 #include "corvane/live/extcap_command.h"
 
 namespace corvane::tools {
 namespace {
 
-// The first word that stands where a command is wanted and is none, with the words before it:
-// "wireshark foo". Empty when there is none.
-[[nodiscard]] std::string WrongCommand(const CLI::App& app,
-                                       const std::vector<std::string>& arguments) {
-  const CLI::App* command = &app;
-  std::string words;
-  for (const std::string& word : arguments) {
-    if (command->get_require_subcommand_min() == 0) {
-      break;  // what follows are its own arguments
-    }
-    if (word.starts_with('-')) {
-      continue;  // where a command is wanted no option has a value
-    }
-    words += (words.empty() ? "" : " ") + word;
-    const auto named = command->get_subcommands(
-        [&word](const CLI::App* candidate) { return candidate->check_name(word); });
-    if (named.empty()) {
-      return words;
-    }
-    command = named.front();
-  }
-  return {};
+// What all commands have in common.
+const sCommandHelp& ProgramHelp() {
+  static const sCommandHelp help{
+      .examples = {{"corvane capture --device COM7 --config lte.cfg --output drive.isf",
+                    "Record what a modem tells on its DIAG port, on Windows", eNeeds::Device},
+                   {"corvane info drive.isf", "What is in a capture, and whether it is good"},
+                   {"corvane list drive.isf", "A line for each item"},
+                   {"corvane export drive.isf -o drive.pcapng", "The signalling for Wireshark"},
+                   {"corvane help list", "How one command is used"}},
+      .notes =
+          "Results go to standard output, and everything else to standard error. A file that a "
+          "command makes gets its name when it is complete, and replaces one of that name only "
+          "with --overwrite. Where a command reads one capture, - stands for standard input, "
+          "whose bytes are kept in a temporary file as long as the command runs.",
+      .exitCodes = {"0 done, and nothing is wrong",
+                    "1 something is wrong: a file is damaged or "
+                    "cannot be read, or the result could not be had",
+                    "2 wrong usage: the command line makes no sense",
+                    "3 a capture was read that is not closed: it is still being recorded, or its "
+                    "recorder ended without closing it",
+                    "4 nothing was captured of the device"}};
+  return help;
 }
 
-// Tells what is wrong with the arguments, the word that nobody knows rather than the one that is
-// missing; help and version are asked for in the same way.
-[[nodiscard]] int ReportUsage(const CLI::App& app, const CLI::ParseError& error,
-                              const std::vector<std::string>& arguments) {
-  if (error.get_exit_code() == 0) {
-    return app.exit(error);
+// Every command tells the version, and only the program's own help says so.
+void AddVersion(CLI::App& command) {
+  for (CLI::App* below : command.get_subcommands([](CLI::App*) { return true; })) {
+    below->set_version_flag("--version", "corvane " CORVANE_VERSION)->group("");
+    AddVersion(*below);
   }
-  const std::vector<std::string> unknown = app.remaining(true);
-  if (const std::string command = WrongCommand(app, arguments); !command.empty()) {
-    app.exit(CLI::ValidationError(fmt::format("there is no command {}", command)));
-  } else if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::RequiredError) &&
-             !unknown.empty()) {
-    app.exit(CLI::ExtrasError(unknown));
-  } else {
-    app.exit(error);
-  }
-  return kExitUsage;
 }
 
-}  // namespace
-
-int RunCommandLine(int argc, const char* const* argv) {
-  const cUtf8Console console;
-  const std::vector<std::string> arguments(argv + std::min(argc, 1), argv + argc);
-  if (IsExtcapCall(arguments)) {
-    return RunExtcap(arguments, std::cout, std::cerr);
-  }
-  CLI::App app("Captures the DIAG traffic of cellular modems, and reads capture files.", "corvane");
-  app.set_version_flag("--version", "corvane " CORVANE_VERSION);
-  app.require_subcommand(1);
-  // An argument that begins with a slash is a path on every system.
-  app.allow_windows_style_options(false);
-  int exitCode = kExitGood;
+void AddCommands(CLI::App& app, int& exitCode) {
   AddCaptureCommand(app, exitCode);
-  AddDevicesCommand(app, exitCode);
   AddCutCommand(app, exitCode);
+  AddDevicesCommand(app, exitCode);
   AddExportCommand(app, exitCode);
   AddImportCommand(app, exitCode);
   AddInfoCommand(app, exitCode);
@@ -87,10 +62,39 @@ int RunCommandLine(int argc, const char* const* argv) {
   AddStatsCommand(app, exitCode);
   AddVerifyCommand(app, exitCode);
   AddWiresharkCommand(app, exitCode);
+  AddFrameCommands(app, exitCode);
+  AddVersion(app);
+}
+
+}  // namespace
+
+int RunCommandLine(int argc, const char* const* argv) {
+  const cUtf8Console console;
+  const std::vector<std::string> arguments(argv + std::min(argc, 1), argv + argc);
+  if (IsExtcapCall(arguments)) {
+    return RunExtcap(arguments, std::cout, std::cerr);
+  }
+  CLI::App app("Captures the DIAG traffic of cellular modems, and reads capture files", "corvane");
+  app.set_help_flag("-h,--help", "Show this help");
+  app.set_version_flag("--version", "corvane " CORVANE_VERSION, "Show the version");
+  app.require_subcommand(1);
+  // An argument that begins with a slash is a path on every system.
+  app.allow_windows_style_options(false);
+  AddHelp(app, ProgramHelp());
+  int exitCode = kExitGood;
+  AddCommands(app, exitCode);
+  if (arguments.empty()) {
+    std::cout << app.help();
+    return kExitGood;
+  }
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    return ReportUsage(app, error, arguments);
+    if (error.get_exit_code() == 0) {
+      return app.exit(error);  // help or version is asked for in this way
+    }
+    TellUsageError(app, error, arguments, std::cerr);
+    return kExitUsage;
   } catch (const std::exception& error) {
     std::cerr << "corvane: " << error.what() << '\n';
     return kExitFailed;

@@ -28,6 +28,8 @@ void AddRecoverCommand(CLI::App& app, int& exitCode);
 void AddStatsCommand(CLI::App& app, int& exitCode);
 void AddVerifyCommand(CLI::App& app, int& exitCode);
 void AddWiresharkCommand(CLI::App& app, int& exitCode);
+// help, completion, and manual, which no help shows.
+void AddFrameCommands(CLI::App& app, int& exitCode);
 // These need corvane.dll and Windows. Elsewhere they only say so: who looks for one is told where
 // it is.
 void AddCaptureCommand(CLI::App& app, int& exitCode);

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "corvane/command/command_line.h"
+#include "corvane/command/help.h"
 #include "corvane/live/installed_files.h"
 #include "platform/file_names.h"
 
@@ -201,7 +202,13 @@ void AddWiresharkCommand(CLI::App& app, int& exitCode) {
       "earlier copy",
       InstallExtcap);
   add("uninstall", "Removes them again", UninstallExtcap);
-  command->footer("Exit codes: 0 done; 1 not done; 2 wrong usage.");
+  AddHelp(*command,
+          {.examples = {{"corvane wireshark install",
+                         "Wireshark then lists the devices, or a file to follow, as interfaces",
+                         eNeeds::Wireshark},
+                        {"corvane wireshark install --folder extcap", "Into another folder"},
+                        {"corvane wireshark uninstall --folder extcap", "Takes it away again"}},
+           .exitCodes = {"0 done", "1 not done", "2 wrong usage"}});
 }
 
 }  // namespace corvane::tools

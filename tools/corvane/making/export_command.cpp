@@ -20,6 +20,7 @@
 #include "corvane/live/live_export.h"
 #include "corvane/live/live_output.h"
 #include "corvane/making/new_file.h"
+#include "corvane/reading/open_capture.h"
 #include "corvane/reading/reading_commands.h"
 #include "corvane/reading/selection_options.h"
 #include "corvane/reading/shown_items.h"
@@ -136,13 +137,7 @@ struct sExported {
 }  // namespace
 
 std::optional<std::string> ObstacleTo(const sExportRequest& request) {
-  if (request.output == kStandardOutput) {
-    return "a file to make has a name: -w - writes to standard output";
-  }
   const bool isStream = request.output.empty();
-  if (isStream && request.stream.empty()) {
-    return "the name of the output is empty";
-  }
   if (isStream && (request.stream == kStandardOutput || IsPipeName(request.stream))) {
     return std::nullopt;
   }
@@ -163,7 +158,7 @@ int ExportCapture(const sExportRequest& request, std::ostream& errors) {
   }
   SurviveClosedPipes();
   sCaptureError error;
-  const std::unique_ptr<cCaptureFile> file = cCaptureFile::Open(request.path, error);
+  const std::unique_ptr<cCaptureFile> file = OpenCapture(request.path, error);
   if (file == nullptr) {
     return ReportUnreadable("export", request.path, error, errors);
   }
@@ -219,7 +214,7 @@ void AddOutputOptions(CLI::App& command, sExportRequest& request) {
     formats.emplace_back(format.name, format.format);
     help += fmt::format("{}{}: {}", help.empty() ? "" : "; ", format.name, format.help);
   }
-  AddChoiceOption(command, "--format", request.format, formats, help)->type_name("FORMAT");
+  AddChoiceOption(command, "--format", request.format, formats, help);
 }
 
 }  // namespace
@@ -256,7 +251,7 @@ std::string CaptureNameOf(const std::string& path) {
 namespace {
 
 // The export goes to one place.
-void CheckOutput(const CLI::App& command) {
+void CheckOutput(const CLI::App& command, const sExportRequest& request) {
   const bool makesFile = command.count("--output") != 0;
   const bool writesStream = command.count("--write") != 0;
   if (makesFile == writesStream) {
@@ -267,6 +262,16 @@ void CheckOutput(const CLI::App& command) {
   if (makesFile && command.count(kFollow) != 0) {
     throw CLI::ValidationError(kFollow,
                                "it writes as the capture grows: give --write, no --output");
+  }
+  if (request.output == kStandardOutput) {
+    throw CLI::ValidationError("--output",
+                               "a file to make has a name: -w - writes to standard output");
+  }
+  if (request.output.empty() && request.stream.empty()) {
+    throw CLI::ValidationError("the name of the output is empty");
+  }
+  if (request.follow && request.path == kStandardInput) {
+    throw CLI::ValidationError(kFollow, "a file that grows has a name: it is not standard input");
   }
 }
 
@@ -286,7 +291,7 @@ void AddExportCommand(CLI::App& app, int& exitCode) {
   CLI::App* const command =
       app.add_subcommand("export", "Writes what is in a capture file in another format");
   const auto request = std::make_shared<sExportRequest>();
-  command->add_option("FILE", request->path, "The capture file")->required();
+  command->add_option("FILE", request->path, "The capture file; - is standard input")->required();
   AddOutputOptions(*command, *request);
   AddContentOptions(*command, request->options);
   AddSelectionOptions(*command, request->selection);
@@ -298,7 +303,9 @@ void AddExportCommand(CLI::App& app, int& exitCode) {
         {"corvane export --log-code lte-rrc-ota --from 12:00 --to 12:30 drive.isf -o half.pcapng",
          "LTE RRC messages of half an hour"},
         {"corvane export --format csv --type event drive.isf -w -",
-         "Events as CSV on standard output"}},
+         "Events as CSV on standard output"},
+        {"corvane export --follow drive.isf -w - | wireshark -k -i -",
+         "In Wireshark, while it is recorded", eNeeds::Wireshark}},
        kSelectionNotes,
        {"0 the capture is complete, or nobody reads the pipe any more",
         "1 it is damaged or cannot be read (what is good of it is still exported), or the export "
@@ -307,9 +314,9 @@ void AddExportCommand(CLI::App& app, int& exitCode) {
         "3 it was not closed: its capture is still running, or ended without closing it, or the "
         "file is cut off behind its last record (nothing contradicts what is exported)"}});
   command->callback([command, request, &exitCode] {
-    CheckOutput(*command);
+    CheckOutput(*command, *request);
     CheckExtras(*request);
-    request->options.captureName = CaptureNameOf(request->path);
+    request->options.captureName = CaptureNameOf(InputName(request->path));
     request->options.application = "Corvane " CORVANE_VERSION;
     exitCode = ExportCapture(*request, std::cerr);
   });

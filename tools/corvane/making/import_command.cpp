@@ -17,6 +17,8 @@
 #include "capture/isf/layout.h"
 #include "corvane/command/choice_option.h"
 #include "corvane/command/command_line.h"
+#include "corvane/command/help.h"
+#include "corvane/command/progress.h"
 #include "corvane/command/readable_text.h"
 #include "corvane/command/standard_streams.h"
 #include "corvane/making/new_file.h"
@@ -176,12 +178,6 @@ class cImportRun {
   }
 
   [[nodiscard]] std::optional<std::string> FindObstacle(cNewFile& output) const {
-    if (request.output.empty()) {
-      return "the name of the capture file is empty";
-    }
-    if (request.output == kStandardOutput) {
-      return "a capture needs a file: it cannot be written to standard output";
-    }
     std::error_code ignored;  // files that cannot be compared are not the same one
     if (std::filesystem::equivalent(PathOf(request.input), PathOf(request.output), ignored)) {
       return fmt::format("the capture would overwrite the stream {}", request.input);
@@ -193,6 +189,13 @@ class cImportRun {
       return fmt::format("{} is no file, and a capture needs one", request.output);
     }
     return std::nullopt;
+  }
+
+  // In bytes; 0 where that is not known beforehand.
+  [[nodiscard]] std::uint64_t SizeOfInput() const {
+    std::error_code error;
+    const std::uintmax_t size = std::filesystem::file_size(PathOf(request.input), error);
+    return error || IsStandardInput(request.input) ? 0 : size;
   }
 
   // Writes the capture into `path`. What goes wrong is told.
@@ -226,20 +229,27 @@ class cImportRun {
     std::istream& in = IsStandardInput(request.input) ? std::cin : file;
     std::array<char, 65'536> piece{};
     bool isFirst = true;
+    cProgress progress(AskedFor(request.input), SizeOfInput());
+    std::uint64_t done = 0;
     while (in) {
+      progress.Show(done);
       in.read(piece.data(), piece.size());
       // The one place where the stream's characters become bytes.
       const std::span bytes(reinterpret_cast<const std::uint8_t*>(piece.data()),
                             static_cast<std::size_t>(in.gcount()));
+      done += bytes.size();
       if (std::exchange(isFirst, false) && BeginsAsCapture(bytes)) {
+        progress.Wipe();
         Tell(fmt::format("{} is a capture file already", AskedFor(request.input)));
         return false;
       }
       if (import.Feed(bytes) != 0) {
+        progress.Wipe();
         Tell(fmt::format("{} cannot be written", request.output));
         return false;
       }
     }
+    progress.Wipe();
     if (in.bad()) {
       Tell(fmt::format("{} cannot be read to its end", request.input));
       return false;
@@ -285,11 +295,26 @@ void AddImportCommand(CLI::App& app, int& exitCode) {
                   tChoices<eWrapped>{{"open", eWrapped::Open}, {"drop", eWrapped::Drop}},
                   "What becomes of packets in the wrappers of multi-SIM modems: opened, with "
                   "texts that tell their subscriptions, or dropped");
-  command->footer(
-      "Exit codes: 0 the capture is complete (what could not be imported is told); 1 it could not\n"
-      "be made, or the stream not be read, or it has no DIAG frame; 2 wrong usage.");
-  command->callback(
-      [request, &exitCode] { exitCode = ImportStream(*request, std::cout, std::cerr); });
+  AddHelp(*command,
+          {.examples = {{"corvane import drive.hdlc -o drive.isf", "One stream"},
+                        {"cat drive-1.hdlc drive-2.hdlc | corvane import - -o whole.isf",
+                         "A stream that was written in pieces"},
+                        {"corvane import drive.hdlc -o drive.isf --overwrite",
+                         "Again, in place of the capture that is there"}},
+           .exitCodes = {"0 the capture is complete; what could not be imported is told",
+                         "1 it could not be made, or the stream not be read, or it has no DIAG "
+                         "frame",
+                         "2 wrong usage"}});
+  command->callback([request, &exitCode] {
+    if (request->output.empty()) {
+      throw CLI::ValidationError("--output", "the name of the capture file is empty");
+    }
+    if (request->output == kStandardOutput) {
+      throw CLI::ValidationError("--output",
+                                 "a capture needs a file: it cannot be written to standard output");
+    }
+    exitCode = ImportStream(*request, std::cout, std::cerr);
+  });
 }
 
 }  // namespace corvane::tools

@@ -7,9 +7,12 @@
 #include <optional>
 #include <utility>
 
-#include "corvane/reading/capture_summary.h"
 #include "corvane/command/command_line.h"
+#include "corvane/command/help.h"
+#include "corvane/command/progress.h"
+#include "corvane/reading/capture_summary.h"
 #include "corvane/reading/item_wording.h"
+#include "corvane/reading/open_capture.h"
 #include "corvane/reading/reading_commands.h"
 #include "reader/capture_file.h"
 #include "reader/utc_time.h"
@@ -27,7 +30,8 @@ namespace {
   std::string text = fmt::format(
       "File:         {}\nHeader:       0x{:08X}\nState:        {}\nSize:         {} bytes\n"
       "Blocks:       {}\nItems:        {}\n",
-      path, isf::kHeaderMagic, state, file.Size(), file.Blocks().size(), file.ItemCount());
+      InputName(path), isf::kHeaderMagic, state, file.Size(), file.Blocks().size(),
+      file.ItemCount());
   if (file.PassedOver() != 0) {
     text += fmt::format("Passed over:  {}\n", file.PassedOver());
   }
@@ -79,10 +83,13 @@ namespace {
 }
 
 // Reads all items. Returns the first that could not be read.
-[[nodiscard]] std::optional<sCaptureError> Summarise(cCaptureFile& file, cCaptureSummary& summary) {
+[[nodiscard]] std::optional<sCaptureError> Summarise(cCaptureFile& file, const std::string& path,
+                                                     cCaptureSummary& summary) {
+  cProgress progress(InputName(path), file.NumbersEnd());
   std::optional<sCaptureError> unreadable;
   sCaptureItem item;
   for (auto number = file.NextItem(0); number; number = file.NextItem(*number + 1)) {
+    progress.Show(*number);
     auto wrong = file.ReadItem(*number, item);
     if (!wrong) {
       summary.Add(item);
@@ -98,7 +105,7 @@ namespace {
 int ShowInfo(const std::string& path, bool deep, std::ostream& out, std::ostream& errors) {
   sCaptureError error;
   const std::unique_ptr<cCaptureFile> file =
-      cCaptureFile::Open(path, error, deep ? eCheck::Records : eCheck::Directories);
+      OpenCapture(path, error, deep ? eCheck::Records : eCheck::Directories);
   if (file == nullptr) {
     return ReportUnreadable("info", path, error, errors);
   }
@@ -107,7 +114,7 @@ int ShowInfo(const std::string& path, bool deep, std::ostream& out, std::ostream
   out << FormatFile(path, *file) << FormatTimes(*file, unreadable) << FormatTypes(*file);
   if (deep) {
     cCaptureSummary summary;
-    unreadable = Summarise(*file, summary);
+    unreadable = Summarise(*file, path, summary);
     out << summary.Format();
   }
   out << std::flush;
@@ -122,10 +129,16 @@ void AddInfoCommand(CLI::App& app, int& exitCode) {
     bool deep = false;
   };
   const auto request = std::make_shared<sRequest>();
-  command->add_option("FILE", request->path, "The capture file")->required();
+  command->add_option("FILE", request->path, "The capture file; - is standard input")->required();
   command->add_flag("--deep", request->deep,
                     "Read the packets too: log codes, messages by channel, cells, events, texts");
-  command->footer(kReadingExitCodes);
+  AddHelp(*command,
+          {.examples = {{"corvane info drive.isf", "In moments, of a capture of any size"},
+                        {"corvane info --deep drive.isf", "What its packets tell too"},
+                        {"zcat drive.isf.gz | corvane info -", "A capture that is packed"}},
+           .notes = "Without --deep no more is read than header, directories, block index and "
+                    "trailer: what is wrong in the records alone goes unnoticed.",
+           .exitCodes = ReadingExitCodes()});
   command->callback([request, &exitCode] {
     exitCode = ShowInfo(request->path, request->deep, std::cout, std::cerr);
   });

@@ -17,6 +17,7 @@
 #include "corvane/live/live_output.h"
 #include "corvane/live/shown_growth.h"
 #include "corvane/reading/item_lines.h"
+#include "corvane/reading/open_capture.h"
 #include "corvane/reading/reading_commands.h"
 #include "corvane/reading/selection_options.h"
 #include "reader/capture_file.h"
@@ -104,7 +105,7 @@ void CutToLast(cCaptureFile& file, std::optional<std::uint64_t> last, sSelection
 int ListItems(const sListRequest& request, cByteSink& out, std::ostream& errors) {
   const std::string& path = request.showing.path;
   sCaptureError error;
-  const std::unique_ptr<cCaptureFile> file = cCaptureFile::Open(path, error);
+  const std::unique_ptr<cCaptureFile> file = OpenCapture(path, error);
   if (file == nullptr) {
     return ReportUnreadable(kCommand, path, error, errors);
   }
@@ -262,7 +263,9 @@ void AddListCommand(CLI::App& app, int& exitCode) {
       "Lists the items of a capture file, one a line: number, UTC time, item type, DIAG command, "
       "length in bytes, and what it is, in the field's words; and the markers between them");
   const auto arguments = std::make_shared<sListArguments>();
-  command->add_option("FILE", arguments->request.showing.path, "The capture file")->required();
+  command
+      ->add_option("FILE", arguments->request.showing.path, "The capture file; - is standard input")
+      ->required();
   AddFormOptions(*command, arguments);
   AddAmountOptions(*command, arguments);
   AddSelectionOptions(*command, arguments->request.showing.selection);
@@ -285,6 +288,10 @@ void AddListCommand(CLI::App& app, int& exitCode) {
         "the file is cut off behind its last record (nothing contradicts the items shown)"}});
   command->callback([command, arguments, &exitCode] {
     CheckArguments(*command);
+    if (arguments->follow && arguments->request.showing.path == kStandardInput) {
+      throw CLI::ValidationError("--follow",
+                                 "a file that grows has a name: it is not standard input");
+    }
     exitCode = RunList(*arguments);
   });
 }

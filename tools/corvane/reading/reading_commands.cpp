@@ -7,6 +7,7 @@
 #include <tuple>
 
 #include "corvane/command/command_line.h"
+#include "corvane/reading/open_capture.h"
 
 namespace corvane::tools {
 namespace {
@@ -19,7 +20,7 @@ void ReportDamage(const char* command, const std::string& path, const cDamage& d
   }
   const std::uint64_t more = damage.Count() - damage.Kept().size();
   if (more != 0) {
-    errors << fmt::format("corvane {}: {}: {} more place{} wrong\n", command, path, more,
+    errors << fmt::format("corvane {}: {}: {} more place{} wrong\n", command, InputName(path), more,
                           more == 1 ? " is" : "s are");
   }
 }
@@ -35,7 +36,7 @@ void ReportDamage(const char* command, const std::string& path, const cDamage& d
 
 int ReportUnreadable(const char* command, const std::string& path, const sCaptureError& error,
                      std::ostream& errors) {
-  errors << fmt::format("corvane {}: {}: {}\n", command, path, error.Text());
+  errors << fmt::format("corvane {}: {}: {}\n", command, InputName(path), error.Text());
   return kExitFailed;
 }
 
@@ -64,7 +65,7 @@ int ReportState(const char* command, const std::string& path, const cCaptureFile
   }
   errors << fmt::format(
       "corvane {}: {}: the file was not closed: it has no trailer after its {} good item{}\n",
-      command, path, file.ItemCount(), file.ItemCount() == 1 ? "" : "s");
+      command, InputName(path), file.ItemCount(), file.ItemCount() == 1 ? "" : "s");
   return kExitUnclosed;
 }
 

@@ -43,12 +43,13 @@ struct sListRequest {
 // Lists items.
 [[nodiscard]] int ListItems(const sListRequest& request, cByteSink& out, std::ostream& errors);
 
-// The exit codes for the user.
-inline constexpr char kReadingExitCodes[] =
-    "Exit codes: 0 the file is complete; 1 it is damaged or cannot be read (what is good of it is\n"
-    "still shown); 2 wrong usage; 3 it was not closed: its capture is still running, or ended\n"
-    "without closing it, or the file is cut off behind its last record (nothing contradicts the\n"
-    "items shown).";
+// Their exit codes, as AddHelp takes them.
+[[nodiscard]] inline std::vector<const char*> ReadingExitCodes() {
+  return {"0 the file is complete",
+          "1 it is damaged or cannot be read; what is good of it is still shown", "2 wrong usage",
+          "3 it was not closed: its capture is still running, or ended without closing it, or the "
+          "file is cut off behind its last record; nothing contradicts the items shown"};
+}
 
 // How these commands end. The file could not be opened at all:
 [[nodiscard]] int ReportUnreadable(const char* command, const std::string& path,

@@ -1,0 +1,310 @@
+"""The frame of the command line: manual pages, completion, progress, captures from standard input."""
+
+import json
+import os
+import pathlib
+import pty
+import re
+import select
+import shutil
+import subprocess
+import tempfile
+import time
+import unittest
+
+import made_capture
+
+PROGRAM = pathlib.Path(os.environ["CORVANE_PROGRAMS"]) / "corvane"
+DEADLINE = 60.0
+NOON = made_capture.item_time(1_715_947_200_000)  # 2024-05-17 12:00:00 UTC
+
+
+def run(*arguments, **options):
+    """-> the ended process, its streams as text"""
+    return subprocess.run(
+        [PROGRAM, *arguments],
+        **{"capture_output": True, "text": True, "check": False, "timeout": DEADLINE, **options},
+    )
+
+
+def described():
+    return json.loads(run("manual", "--json").stdout)
+
+
+def commands_below(command):
+    for below in command["commands"]:
+        yield below
+        yield from commands_below(below)
+
+
+def capture_of(items, step=1):
+    made = made_capture.MadeCapture()
+    made.add_text("Corvane version 1.0", NOON)
+    for number in range(1, items):
+        made.add(made_capture.PACKET, NOON + number * step, b"\x4b\x0f" + bytes(2) + b"x" * 60)
+    return made.closed()
+
+
+class FrameTestCase(unittest.TestCase):
+    def setUp(self):
+        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="corvane-"))
+        self.addCleanup(shutil.rmtree, self.folder)
+
+
+class ManualPages(FrameTestCase):
+    def pages(self):
+        self.assertEqual(run("manual", self.folder).returncode, 0)
+        return sorted(self.folder.iterdir())
+
+    def test_each_command_has_a_page_that_man_shows_without_a_warning(self):
+        names = ["corvane", *("corvane-" + one["name"].split()[1] for one in described()["commands"])]
+        self.assertEqual(sorted(page.stem for page in self.pages()), sorted(names))
+        self.assertGreater(len(names), 7)
+        for page in self.pages():
+            shown = subprocess.run(
+                ["groff", "-Kutf8", "-man", "-ww", "-Tutf8", "-P-cbou", "-rLL=80n", page],
+                capture_output=True,
+                text=True,
+                check=False,
+                timeout=DEADLINE,
+            )
+            self.assertEqual((shown.returncode, shown.stderr), (0, ""), page.name)
+            self.assertIn("NAME\n", shown.stdout)
+
+    def test_a_page_and_the_help_have_the_same_options_and_examples(self):
+        pages = {page.stem: page.read_text(encoding="utf-8") for page in self.pages()}
+        for command in commands_below(described()):
+            words = command["name"].split()
+            page = pages["-".join(words[:2])]
+            help_text = " ".join(run(*words[1:], "--help").stdout.split())
+            for option in command["options"]:
+                for name in option["names"]:
+                    self.assertIn("\\fB" + name.replace("-", "\\-") + "\\fR", page, words)
+                    self.assertIn(name, help_text)
+                self.assertIn(" ".join(option["meaning"].split()), help_text)
+            for example in command["examples"]:
+                self.assertIn(example["command"], help_text)
+                typed = example["command"].replace("\\", "\\e").replace("-", "\\-")
+                self.assertIn(typed.replace("'", "\\(aq").replace("~", "\\(ti"), page)
+
+    def test_help_is_no_wider_than_a_terminal(self):
+        for command in (described(), *commands_below(described())):
+            for line in run(*command["name"].split()[1:], "--help").stdout.splitlines():
+                # An example is one line, so that it can be copied.
+                if not line.startswith("  corvane ") and " | " not in line:
+                    self.assertLessEqual(len(line), 80, line)
+
+    def test_every_command_has_examples_and_exit_codes(self):
+        for command in commands_below(described()):
+            if not command["commands"] and len(command["name"].split()) == 2:
+                self.assertTrue(command["examples"], command["name"])
+                self.assertTrue(command["exitCodes"], command["name"])
+                for line in command["exitCodes"]:
+                    self.assertRegex(line, r"^[0-4] \S")
+
+    def test_a_folder_that_is_missing_is_told(self):
+        ended = run("manual", self.folder / "missing")
+        self.assertEqual(ended.returncode, 1)
+        self.assertIn("missing/corvane.1 cannot be written: No such file", ended.stderr)
+
+
+class BashCompletion(FrameTestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.script = run("completion", "bash").stdout
+
+    def complete(self, *words):
+        """-> what bash offers for the last of the words that follow the program's name"""
+        typed = " ".join("'" + word.replace("'", "'\\''") + "'" for word in ("corvane", *words))
+        ended = subprocess.run(
+            [
+                *("bash", "--norc", "-c"),
+                f'{self.script}\nCOMP_WORDS=({typed}); COMP_CWORD={len(words)}; _corvane; '
+                'printf "%s\\n" "${COMPREPLY[@]}"',
+            ],
+            cwd=self.folder,
+            capture_output=True,
+            text=True,
+            check=False,
+            timeout=DEADLINE,
+        )
+        self.assertEqual(ended.stderr, "")
+        return sorted(ended.stdout.split("\n")[:-1])
+
+    def test_commands_are_completed(self):
+        names = sorted(command["name"].split()[1] for command in described()["commands"])
+        self.assertEqual(self.complete(""), names)
+        self.assertEqual(self.complete("inf"), ["info"])
+        self.assertEqual(self.complete("wireshark", ""), ["install", "uninstall"])
+        self.assertEqual(self.complete("wireshark", "un"), ["uninstall"])
+
+    def test_options_are_completed(self):
+        self.assertEqual(self.complete("export", "--for"), ["--format"])
+        self.assertIn("-o", self.complete("export", "-"))
+        self.assertEqual(self.complete("wireshark", "install", "--f"), ["--folder"])
+        self.assertEqual(self.complete("--ver"), ["--version"])
+        for command in commands_below(described()):
+            wanted = sorted(name for option in command["options"] for name in option["names"])
+            self.assertEqual(self.complete(*command["name"].split()[1:], "-"), wanted)
+
+    def test_choices_are_completed(self):
+        self.assertEqual(self.complete("export", "--clock", ""), ["host", "modem"])
+        self.assertEqual(self.complete("export", "--format", "js"), ["jsonl"])
+        # Bash makes three words of "--format=js".
+        self.assertEqual(self.complete("export", "--format", "=", "js"), ["jsonl"])
+        self.assertEqual(self.complete("export", "--format", "="), self.complete("export", "--format", ""))
+        self.assertEqual(self.complete("completion", "p"), ["powershell"])
+
+    def test_file_names_are_completed(self):
+        for name in ("drive.isf", "drive two.isf", "other.isf"):
+            (self.folder / name).write_bytes(b"")
+        self.assertEqual(self.complete("info", "dr"), ["drive two.isf", "drive.isf"])
+        self.assertEqual(self.complete("info", "--deep", "oth"), ["other.isf"])
+        self.assertEqual(self.complete("export", "-o", "o"), ["other.isf"])
+
+    def test_what_nobody_can_guess_is_left_to_the_user(self):
+        self.assertEqual(self.complete("export", "--leap-seconds", ""), [""])
+
+    def test_no_name_has_a_letter_that_bash_would_take_for_its_own(self):
+        for command in (described(), *commands_below(described())):
+            words = [command["name"]]
+            for option in (*command["options"], *command["arguments"]):
+                words += option["names"] + option["choices"]
+            for word in words:
+                self.assertRegex(word, r"^[A-Za-z0-9. _-]+$")
+
+
+class PowerShellCompletion(unittest.TestCase):
+    """What can be told of the script without a PowerShell."""
+
+    def test_it_has_every_command_option_and_choice(self):
+        script = run("completion", "powershell").stdout
+        for command in (described(), *commands_below(described())):
+            words = " ".join(command["name"].split()[1:])
+            _, found, below = script.partition(f"  $commands['{words}'] = @{{ Choices = $values\n")
+            self.assertTrue(found, words)
+            values = script.partition(f"  $commands['{words}'] = ")[0].rpartition("$values = ")[2]
+            options = below.splitlines()[0]
+            for option in command["options"]:
+                for name in option["names"]:
+                    self.assertIn(f"'{name}'", options)
+                    if option["value"]:
+                        choices = ", ".join(f"'{choice}'" for choice in option["choices"])
+                        self.assertIn(f"$values['{name}'] = @({choices})\n", values)
+
+    def test_quotes_and_brackets_are_closed(self):
+        script = run("completion", "powershell").stdout
+        code = re.sub(r"^\s*#.*$", "", script, flags=re.MULTILINE)
+        bare = re.sub(r"'(?:[^']|'')*'", "", code)
+        self.assertNotIn("'", bare)
+        self.assertNotIn('"', bare)
+        open_ones = []
+        for letter in bare:
+            if letter in "({[":
+                open_ones.append(letter)
+            elif letter in ")}]":
+                self.assertEqual(open_ones.pop() + letter, {")": "()", "}": "{}", "]": "[]"}[letter])
+        self.assertEqual(open_ones, [])
+
+
+class Progress(FrameTestCase):
+    """The bar, on a pseudo-terminal."""
+
+    def start(self, *arguments):
+        """-> the process, whose standard error is a terminal, and our end of that"""
+        ours, theirs = pty.openpty()
+        self.addCleanup(os.close, ours)
+        process = subprocess.Popen(
+            [PROGRAM, *arguments], stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=theirs
+        )
+        self.addCleanup(process.wait)
+        self.addCleanup(process.kill)
+        os.close(theirs)
+        return process, ours
+
+    def shown_on(self, terminal, seconds):
+        """-> what the terminal gets within so many seconds; its writer's end ends it"""
+        shown = b""
+        while select.select([terminal], [], [], seconds)[0]:
+            try:
+                piece = os.read(terminal, 65_536)
+            except OSError:  # the terminal has no more writer
+                piece = b""
+            if not piece:
+                break
+            shown += piece
+        return shown.decode("utf-8")
+
+    def test_long_work_shows_a_bar_and_wipes_it_out(self):
+        path = self.folder / "drive.isf"
+        path.write_bytes(capture_of(30_000))
+        output = self.folder / "rows"
+        os.mkfifo(output)
+        process, terminal = self.start("export", path, "--format", "jsonl", "-w", output)
+        rows = output.open("rb")
+        self.addCleanup(rows.close)
+        # The work takes as long as its reader lets it, and longer than a second.
+        begun = time.monotonic()
+        shown = ""
+        while not shown:
+            self.assertLess(time.monotonic(), begun + DEADLINE)
+            self.assertTrue(rows.read1(16_384), "the export has ended without a bar")
+            shown = self.shown_on(terminal, 0.05)
+        self.assertGreater(time.monotonic(), begun + 0.9)
+        while rows.read1(1 << 20):
+            pass
+        shown += self.shown_on(terminal, DEADLINE)
+        self.assertEqual(process.wait(DEADLINE), 0)
+        name = re.escape(str(output))
+        self.assertRegex(shown, rf"^\r{name}  \[#* *\] +\d+ %")
+        self.assertTrue(shown.endswith("\r"), shown)
+        self.assertEqual(shown.split("\r")[-2].strip(), "")
+
+    def test_short_work_shows_none(self):
+        path = self.folder / "drive.isf"
+        path.write_bytes(capture_of(10))
+        output = self.folder / "drive.csv"
+        process, terminal = self.start("export", path, "--format", "csv", "-o", output)
+        self.assertEqual(self.shown_on(terminal, DEADLINE), "")
+        self.assertEqual(process.wait(DEADLINE), 0)
+
+
+class StandardInput(FrameTestCase):
+    def test_a_capture_is_read_as_from_a_file(self):
+        path = self.folder / "drive.isf"
+        # Bytes that a text file would lose on the way.
+        data = capture_of(9_000) + b""
+        path.write_bytes(data)
+        for command in (["info"], ["info", "--deep"], ["list"], ["export", "--format", "csv", "-w", "-"]):
+            from_file = run(command[0], path, *command[1:], text=False)
+            self.assertEqual((from_file.returncode, from_file.stderr), (0, b""))
+            piped = run(command[0], "-", *command[1:], input=data, text=False)
+            self.assertEqual((piped.returncode, piped.stderr), (0, b""))
+            wanted = from_file.stdout.replace(os.fsencode(path), b"standard input")
+            self.assertEqual(piped.stdout, wanted)
+
+    def test_a_capture_that_is_cut_off_is_called_standard_input(self):
+        data = capture_of(10)[:-200]
+        ended = run("info", "-", input=data, text=False)
+        self.assertEqual(ended.returncode, 1)
+        self.assertTrue(ended.stderr.startswith(b"corvane info: standard input: "), ended.stderr)
+
+    def test_without_room_for_its_bytes_it_says_so(self):
+        environment = dict(os.environ, TMPDIR=str(self.folder / "missing"))
+        ended = run("info", "-", input="", env=environment)
+        self.assertEqual((ended.returncode, ended.stdout), (1, ""))
+        self.assertEqual(
+            ended.stderr,
+            "corvane info: standard input: the file cannot be opened (no temporary file can be made: "
+            "No such file or directory)\n",
+        )
+
+    def test_nothing_of_it_is_left(self):
+        environment = dict(os.environ, TMPDIR=str(self.folder))
+        ended = run("info", "-", input=capture_of(3), text=False, env=environment)
+        self.assertEqual(ended.returncode, 0)
+        self.assertEqual(list(self.folder.iterdir()), [])
+
+
+if __name__ == "__main__":
+    unittest.main()
