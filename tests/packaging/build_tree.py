@@ -1,5 +1,6 @@
 """The build tree that the tests install and pack, and projects of others that are built beside it."""
 
+import json
 import os
 import pathlib
 import shutil
@@ -120,7 +121,18 @@ def runtime_files():
     files |= {f"share/doc/corvane/{name}" for name in ("LICENSE", "README.md", "CHANGELOG.md")}
     if not FOR_WINDOWS:
         files.add("share/doc/corvane/copyright")
-    return files
+    return files | manual_files()
+
+
+def manual_files():
+    """The manual of the command line, and the completion of the system's shell."""
+    program = json.loads(run_program(BUILD / "bin" / f"corvane{PROGRAM_SUFFIX}", "manual", "--json"))
+    pages = [one["name"].replace(" ", "-") for one in (program, *program["commands"])]
+    if FOR_WINDOWS:
+        files = {f"share/doc/corvane/manual/{name}.txt" for name in pages}
+        return files | {"share/corvane/corvane.ps1"}
+    files = {f"share/man/man1/{name}.1" for name in pages}
+    return files | {"share/bash-completion/completions/corvane"}
 
 
 def development_files():
