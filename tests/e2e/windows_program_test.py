@@ -1,4 +1,4 @@
-"""corvane.exe with files whose names have letters beyond the system's code page, and long paths."""
+"""corvane.exe as a Windows program: names in any letters, long paths, standard input, its texts."""
 
 import pathlib
 import shutil
@@ -19,7 +19,7 @@ NAME = "驱动 Ä \U0001f4f6"
 LONG = "/".join(["l" * 150, "m" * 150])
 
 
-class FileNames(unittest.TestCase):
+class ProgramTestCase(unittest.TestCase):
     def setUp(self):
         self.root = pathlib.Path(tempfile.mkdtemp(prefix="corvane-"))
         self.addCleanup(shutil.rmtree, self.root)
@@ -35,7 +35,7 @@ class FileNames(unittest.TestCase):
         capture.write_bytes(self.capture)
         return path, capture
 
-    def run_corvane(self, *arguments):
+    def run_corvane(self, *arguments, data=b""):
         """-> exit code, standard output, messages; paths are given as Windows has them"""
         ended = subprocess.run(
             [
@@ -46,7 +46,7 @@ class FileNames(unittest.TestCase):
                 ),
             ],
             env=environment.prefix().environment,
-            stdin=subprocess.DEVNULL,
+            input=data,
             stdout=subprocess.PIPE,
             stderr=subprocess.PIPE,
             timeout=DEADLINE,
@@ -55,6 +55,8 @@ class FileNames(unittest.TestCase):
         texts = (text.decode("utf-8").replace("\r", "") for text in (ended.stdout, ended.stderr))
         return ended.returncode, *texts
 
+
+class FileNames(ProgramTestCase):
     def test_captures_are_read_and_named_as_they_are_called(self):
         for folder in (FOLDER, LONG):
             _, capture = self.place(folder)
@@ -99,6 +101,42 @@ class FileNames(unittest.TestCase):
         code, printed, errors = self.run_corvane("list", missing)
         self.assertEqual((code, printed), (1, ""))
         self.assertIn(wine.windows_path(missing), errors)
+
+
+class StandardInput(ProgramTestCase):
+    def test_a_capture_is_read_with_all_its_bytes(self):
+        made = made_capture.MadeCapture()
+        # Line ends and the byte that ends a text file on Windows among them.
+        made.add(made_capture.PACKET, NOON, b"\x4b\x0f" + bytes(range(256)) + b"\r\n\x1a\r\n")
+        code, printed, errors = self.run_corvane("list", "-", data=made.closed())
+        self.assertEqual((code, errors), (0, ""))
+        self.assertEqual(len(printed.splitlines()), 1)
+        self.assertIn("  263  ", printed)
+
+
+class Texts(ProgramTestCase):
+    """The same words and exit codes as on other systems."""
+
+    def native(self, *arguments):
+        ended = subprocess.run(
+            [wine.ROOT / "build" / "native" / "bin" / "corvane", *arguments],
+            stdin=subprocess.DEVNULL,
+            capture_output=True,
+            text=True,
+            check=False,
+            timeout=DEADLINE,
+        )
+        return ended.returncode, ended.stdout, ended.stderr
+
+    def test_they_are_those_of_the_program_for_linux(self):
+        for arguments in (
+            ["manual", "--json"],
+            ["capture", "--help"],
+            ["lst"],
+            ["export", "x", "-w", "-", "--format", "jsnl"],
+            ["capture", "--devise", "COM7"],
+        ):
+            self.assertEqual(self.run_corvane(*arguments), self.native(*arguments))
 
 
 if __name__ == "__main__":
