@@ -158,8 +158,9 @@ TEST(ProfileValueTest, ALogCodeThatLooksDecimalIsTold) {
             "line 1: \"16687\" in LogCodes has more than 16 bits, and asks for 0x6687: for WCDMA "
             "RRC OTA message write 0x412F");
   // 0x4103 has no name, and decimal 4103 has one.
-  EXPECT_THAT(Warning("<LogCodes>4103</LogCodes>"),
-              HasSubstr("is hexadecimal, and asks for 0x4103: for CDMA paging channel message"));
+  EXPECT_EQ(Warning("<LogCodes>4103</LogCodes>"),
+            "line 1: \"4103\" in LogCodes is hexadecimal, and asks for 0x4103: for CDMA paging "
+            "channel message write 0x1007, or 0x4103 if that is meant");
   EXPECT_THAT(Warnings("<LogCodes>4127,0x4103</LogCodes>"), IsEmpty());
 }
 

@@ -124,6 +124,13 @@ TEST_F(ShippedProfilesTest, EachHasTheMessagesThatItIsFor) {
   EXPECT_TRUE(has("voice-over-lte", {0x156E, 0x1568, 0x156A, 0xB0C0}));
 }
 
+TEST_F(ShippedProfilesTest, TheDocumentTellsOfEach) {
+  const std::string document = TextOfFile(PathOf(CORVANE_PROFILES "/../docs/profiles.md"));
+  for (const sShippedProfile& profile : profiles) {
+    EXPECT_THAT(document, HasSubstr('`' + profile.name + '`'));
+  }
+}
+
 // --- The command's actions
 
 class ProfileCommandTest : public ::testing::Test {

@@ -36,6 +36,9 @@ void AddShowAction(CLI::App& profile, int& exitCode) {
                                  {"corvane profile show lte-signalling --path", "Its file's path"}},
                     .exitCodes = {"0 done", "1 it cannot be read", "2 there is no such profile"}});
   action->callback([name, isPath, &exitCode] {
+    if (!*isPath) {
+      MakeStandardOutputBinary();  // the file as it is
+    }
     exitCode = ShowProfile(ShippedProfiles(), *name, *isPath, std::cout, std::cerr);
   });
 }

@@ -211,9 +211,13 @@ class cItemsCheck {
       return fmt::format("{} has fewer than four digits: write 0x{:04X} if that is meant", shown,
                          code);
     }
-    return decimal != nullptr ? fmt::format("{} {}: for {} write 0x{:04X}", shown, effect,
-                                            decimal->name, decimal->code)
-                              : fmt::format("{} {}: write four digits", shown, effect);
+    if (decimal == nullptr) {
+      return fmt::format("{} {}: write four digits", shown, effect);
+    }
+    return fmt::format("{} {}: for {} write 0x{:04X}{}", shown, effect, decimal->name,
+                       decimal->code,
+                       number.value > kMax16 ? std::string()
+                                             : fmt::format(", or 0x{:04X} if that is meant", code));
   }
 
   // The log code that a number names in decimal, where in hexadecimal it names none. Null when it
