@@ -56,10 +56,8 @@ std::optional<std::uint64_t> cSelectedItems::NextNumber() {
 // Makes item `number` the current one. False when it cannot be read.
 bool cSelectedItems::Read(std::uint64_t number) {
   auto wrong = file.ReadItem(number, current.Renew());
-  if (wrong && !unreadable) {
-    unreadable = std::move(wrong);
-  }
   if (wrong) {
+    unreadable = unreadable ? unreadable : std::move(wrong);
     return false;
   }
   if (current.Item().type == isf::kInformationItem) {
@@ -150,8 +148,8 @@ std::optional<std::uint64_t> FindLast(cCaptureFile& file, const sSelection& sele
   return std::nullopt;
 }
 
-cSelectedFollower::cSelectedFollower(cItemFollower& followed, const sSelection& wanted)
-    : follower(followed), selection(wanted) {}
+cSelectedFollower::cSelectedFollower(cItemFollower& followed, sSelection wanted)
+    : follower(followed), selection(std::move(wanted)) {}
 
 sSelectionOutcome cSelectedFollower::Outcome() const {
   return {selected, !selection.IsEverything(), matcher && matcher->IsCrossed()};

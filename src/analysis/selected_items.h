@@ -88,7 +88,7 @@ class cSelectedItems {
 class cSelectedFollower {
  public:
   // `followed` is not owned and must outlive the object, which alone takes its items.
-  cSelectedFollower(cItemFollower& followed, const sSelection& wanted);
+  cSelectedFollower(cItemFollower& followed, sSelection wanted);
 
   void TellPassed(tPassedText tell) { tellPassed = std::move(tell); }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <span>
+#include <utility>
 
 #include "diag/little_endian.h"
 #include "diag/packets.h"
@@ -83,8 +84,8 @@ constexpr std::uint64_t kMillisecondsPerDay = 86'400'000;
 
 }  // namespace
 
-cSelectionMatcher::cSelectionMatcher(const sSelection& wanted, std::optional<std::uint64_t> start)
-    : selection(wanted) {
+cSelectionMatcher::cSelectionMatcher(sSelection wanted, std::optional<std::uint64_t> start)
+    : selection(std::move(wanted)) {
   firstNumber = selection.from.number.value_or(0);
   lastNumber = selection.to.number.value_or(UINT64_MAX);
   firstTime = TimeOf(selection.from, start.value_or(0)).value_or(0);

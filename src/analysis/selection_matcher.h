@@ -17,7 +17,7 @@ class cSelectionMatcher {
  public:
   // `firstTime` is the time of the capture's first item, from which relative bounds count; nothing
   // where there is no item.
-  cSelectionMatcher(const sSelection& wanted, std::optional<std::uint64_t> firstTime);
+  cSelectionMatcher(sSelection wanted, std::optional<std::uint64_t> firstTime);
 
   // The numbers that an item may have, both included.
   [[nodiscard]] std::uint64_t FirstNumber() const { return firstNumber; }
