@@ -82,7 +82,8 @@ constexpr std::size_t kBareHexDigits = 4;
                                                      const sNotation& notation) {
   const std::size_t hyphen = text.find('-');
   const auto first = ParseNumber(text.substr(0, hyphen), notation);
-  const auto last = hyphen == text.npos ? first : ParseNumber(text.substr(hyphen + 1), notation);
+  const auto last =
+      hyphen == std::string_view::npos ? first : ParseNumber(text.substr(hyphen + 1), notation);
   return first && last ? std::optional(sNumberRange{*first, *last}) : std::nullopt;
 }
 
@@ -122,7 +123,7 @@ struct sTable {
                                               const sTable& table,
                                               std::vector<sNumberRange>& ranges) {
   if (const auto range = ParseRange(word, notation)) {
-    const auto fault = FaultOf(*range, word, notation);
+    std::optional<std::string> fault = FaultOf(*range, word, notation);
     if (!fault) {
       ranges.push_back(*range);
     }

@@ -22,7 +22,7 @@ using tProblem = std::optional<std::string>;
 
 [[nodiscard]] std::string_view TrimBlanks(std::string_view text) {
   const std::size_t first = text.find_first_not_of(' ');
-  if (first == text.npos) {
+  if (first == std::string_view::npos) {
     return {};
   }
   return text.substr(first, text.find_last_not_of(' ') - first + 1);
@@ -38,7 +38,7 @@ CLI::Option* AddListOption(CLI::App& command, const std::string& option, const s
       for (bool isMore = true; isMore;) {
         const std::size_t comma = rest.find(',');
         const std::string_view word = TrimBlanks(rest.substr(0, comma));
-        isMore = comma != rest.npos;
+        isMore = comma != std::string_view::npos;
         rest.remove_prefix(isMore ? comma + 1 : rest.size());
         const tProblem problem = word.empty() ? "a value is empty" : take(word);
         if (problem) {
