@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <string_view>
 
+#include "platform/append.h"
 #include "reader/utc_time.h"
 
 namespace corvane {
@@ -10,6 +11,19 @@ namespace {
 
 // A longer line is no marker: nobody types that much.
 constexpr std::size_t kLongestLine = 65536;
+
+// The whole characters of UTF-8 text that a marker has room for.
+[[nodiscard]] std::string CutToMarker(const std::string& text) {
+  std::size_t end = std::min(text.size(), kLongestMarker);
+  const auto continues = [&text](std::size_t place) {
+    return place < text.size() && (static_cast<unsigned char>(text[place]) & 0xC0) == 0x80;
+  };
+  // Three bytes at most follow the first one of a character.
+  for (int step = 0; step < 3 && continues(end); ++step) {
+    --end;
+  }
+  return text.substr(0, end);
+}
 
 [[nodiscard]] std::optional<sMarker> ParseLine(std::string_view line) {
   if (line.ends_with('\r')) {  // somebody edited the file
@@ -29,18 +43,14 @@ constexpr std::size_t kLongestLine = 65536;
 std::string MarkerPath(const std::string& capturePath) { return capturePath + ".marks"; }
 
 std::string MarkerLine(const sMarker& marker) {
-  std::string line = FormatUtc(marker.time) + ' ' + marker.text;
+  std::string line = FormatUtc(marker.time) + ' ' + CutToMarker(marker.text);
   const auto isControl = [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; };
   std::replace_if(line.begin(), line.end(), isControl, ' ');
   return line + '\n';
 }
 
 bool AddMarker(const std::string& capturePath, const sMarker& marker) {
-  std::ofstream marks(MarkerPath(capturePath), std::ios::app | std::ios::binary);
-  const std::string line = MarkerLine(marker);
-  marks.write(line.data(), static_cast<std::streamsize>(line.size()));
-  marks.close();
-  return marks.good();
+  return AppendToFile(MarkerPath(capturePath), MarkerLine(marker));
 }
 
 cMarkerReader::cMarkerReader(const std::string& capturePath) : path(MarkerPath(capturePath)) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <fstream>
 #include <optional>
@@ -14,11 +15,15 @@ struct sMarker {
   std::string text;        // UTF-8 as a rule, one line; may be empty
 };
 
+// The most bytes of a marker's text: its line stays far below what a system writes in one piece.
+inline constexpr std::size_t kLongestMarker = 1000;
+
 // "drive.isf.marks" for "drive.isf".
 [[nodiscard]] std::string MarkerPath(const std::string& capturePath);
 
 // A marker as a line of its file, line end included: its time as FormatUtc writes it, a blank and
-// the text. A control character of the text, a line break among them, becomes a blank.
+// the text. A control character of the text, a line break among them, becomes a blank. Of a text
+// above kLongestMarker the first whole characters are taken.
 [[nodiscard]] std::string MarkerLine(const sMarker& marker);
 
 // Adds a marker behind those that the capture has; makes the file where there is none. The line is

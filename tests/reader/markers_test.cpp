@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <map>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "reader/utc_time.h"
@@ -79,6 +82,52 @@ TEST(Markers, AddedLaterAreFoundWhenLookedForAgain) {
   ASSERT_TRUE(AddMarker(capture, {*ParseUtc("2026-03-02"), "second"}));
   markers.LookAgain();
   EXPECT_EQ(TextsUntil(markers, "2027-01-01"), Texts{"second"});
+}
+
+TEST(Markers, AboveTheLongestAreCutBetweenCharacters) {
+  const std::string time = "2026-03-01T10:00:00.250Z ";
+  const auto lineOf = [](const std::string& text) {
+    return MarkerLine({*ParseUtc("2026-03-01T10:00:00.250Z"), text});
+  };
+  EXPECT_EQ(lineOf(std::string(1000, 'x')), time + std::string(1000, 'x') + "\n");
+  EXPECT_EQ(lineOf(std::string(1001, 'x')), time + std::string(1000, 'x') + "\n");
+  EXPECT_EQ(lineOf(std::string(999, 'x') + "\u00E4"), time + std::string(999, 'x') + "\n");
+  EXPECT_EQ(lineOf(std::string(998, 'x') + "\u4E2D"), time + std::string(998, 'x') + "\n");
+  EXPECT_EQ(lineOf(std::string(997, 'x') + "\u4E2D"), time + std::string(997, 'x') + "\u4E2D\n");
+}
+
+TEST(Markers, OfSeveralProgramsAtOnceNeverMix) {
+  const cTempDirectory folder;
+  const std::string capture = folder.Path("drive.isf");
+  constexpr int kWriters = 4;
+  constexpr int kEach = 100;
+  std::atomic<int> failed{0};
+  {
+    std::vector<std::thread> writers;
+    for (int writer = 0; writer < kWriters; ++writer) {
+      writers.emplace_back([&, writer] {
+        for (int number = 0; number < kEach; ++number) {
+          // Opens and closes the file each time, as programs of their own would.
+          failed +=
+              AddMarker(capture, {0, std::string(200, static_cast<char>('a' + writer))}) ? 0 : 1;
+        }
+      });
+    }
+    for (std::thread& writer : writers) {
+      writer.join();
+    }
+  }
+  EXPECT_EQ(failed, 0);
+  std::map<std::string, int> found;
+  cMarkerReader markers(capture);
+  while (const auto marker = markers.NextUntil(UINT64_MAX)) {
+    ++found[marker->text];
+  }
+  ASSERT_EQ(found.size(), 4U);
+  for (const auto& [text, count] : found) {
+    EXPECT_EQ(text, std::string(200, text.front()));
+    EXPECT_EQ(count, kEach);
+  }
 }
 
 TEST(Markers, ThatCannotBeWrittenAreTold) {
