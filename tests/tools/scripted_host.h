@@ -3,6 +3,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "corvane/capture/capture_host.h"
@@ -39,6 +40,7 @@ class cScriptedHost final : public cCaptureHost {
     return busy;
   }
   [[nodiscard]] std::uint64_t Now() override { return wallClock; }
+  [[nodiscard]] std::vector<sTypedLine> TypedLines() override { return std::exchange(typed, {}); }
 
   std::chrono::milliseconds now{0};
   std::optional<std::chrono::milliseconds> stopAt;
@@ -50,6 +52,7 @@ class cScriptedHost final : public cCaptureHost {
   std::uint64_t wallClock = 13'360'429'805'000;  // 2024-05-17T14:30:05Z
   std::vector<std::chrono::milliseconds> waits;
   std::vector<std::string> tried;
+  std::vector<sTypedLine> typed;
   std::string askedPath;
   int looksAtDisk = 0;
   int looksAtPorts = 0;

@@ -7,6 +7,7 @@
 #include "common/quantities.h"
 #include "corvane/capture/capture_run.h"
 #include "corvane/capture/output_file.h"
+#include "corvane/capture/run_options.h"
 #include "corvane/command/command_line.h"
 #include "corvane/command/help.h"
 
@@ -100,6 +101,7 @@ void AddCaptureCommand(CLI::App& app, int& exitCode) {
       app.add_subcommand("capture", "Records a modem's DIAG traffic into a capture file");
   AddStartOptions(*command, *request);
   AddStopOptions(*command, *request);
+  AddRunOptions(*command, *request);
   AddHelp(
       *command,
       {.examples =
@@ -118,6 +120,7 @@ void AddCaptureCommand(CLI::App& app, int& exitCode) {
                      "1 it was not, or the start was refused", "2 wrong usage",
                      "4 nothing was captured"}});
   command->callback([request, &exitCode] {
+    CheckRunOptions(*request);
     if (request->configuration.empty() == request->profile.empty()) {
       throw CLI::ValidationError("say what the modem is to report: either --config or --profile");
     }

@@ -12,6 +12,12 @@
 // Windows; the tests bring their own.
 namespace corvane::tools {
 
+// A line that came in on standard input.
+struct sTypedLine {
+  std::uint64_t time = 0;  // milliseconds since 1601-01-01 UTC
+  std::string text;
+};
+
 class cCaptureHost {
  public:
   virtual ~cCaptureHost() = default;
@@ -34,6 +40,8 @@ class cCaptureHost {
   [[nodiscard]] virtual std::optional<std::string> TryToOpen(const std::string& port) = 0;
   // The wall clock, in milliseconds since 1601-01-01 UTC.
   [[nodiscard]] virtual std::uint64_t Now() = 0;
+  // The lines that were typed since the last call, oldest first.
+  [[nodiscard]] virtual std::vector<sTypedLine> TypedLines() = 0;
 };
 
 // Whom a capture tells what happens. A line has no line end.

@@ -21,6 +21,18 @@ struct sCaptureRequest {
   // The capture ends when less room than this is left on the disk of `output`; 0: it does not. A
   // disk that is really full would leave a file without index.
   std::uint64_t stopBelow = 200'000'000;
+  // The capture ends when it has so many items, or bytes, in all of its files; 0: it does not.
+  std::uint64_t items = 0;
+  std::uint64_t size = 0;
+  // The capture goes on in the next file when the present one has so many bytes, or is so old.
+  std::uint64_t rotateSize = 0;  // 0: whatever its size
+  std::optional<std::chrono::milliseconds> rotateTime;
+  std::size_t keep = 0;  // so many of these files stay; 0: all
+  bool quiet = false;    // the user is told of problems only
+  bool json = false;     // a supervisor is told on standard output what happens
+
+  // Whether the capture goes into files in turn.
+  [[nodiscard]] bool IsInTurn() const { return rotateSize != 0 || rotateTime; }
 
   // How long the device is waited for; nothing where that has no limit.
   [[nodiscard]] std::optional<std::chrono::milliseconds> LongestWait() const {

@@ -3,91 +3,48 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <ostream>
-#include <vector>
 
-#include "capture/isf/layout.h"
 #include "corvane/capture/capture_checks.h"
+#include "corvane/capture/capture_events.h"
+#include "corvane/capture/capture_tally.h"
+#include "corvane/capture/typed_marker.h"
 #include "corvane/command/readable_text.h"
+#include "reader/markers.h"
 
 namespace corvane::tools {
 namespace {
 
 using std::chrono::milliseconds;
+using std::chrono::seconds;
 
+// How often the growing file is looked at, and how often its status is told.
+constexpr milliseconds kLook(200);
 constexpr milliseconds kStatusInterval(1000);
+// Where no terminal rewrites the status, this often after the first while.
+constexpr seconds kEveryStatus(10);
 
-// What an item tells of the connection.
-enum class eSign { None, Connected, Disconnected, Received };
-
-// The library's own texts about the port are "Port COM7 connected" and "Port COM7 disconnected".
-[[nodiscard]] eSign SignOfText(const std::optional<std::string>& text) {
-  if (!text || !text->starts_with("Port ")) {
-    return eSign::None;
-  }
-  if (text->ends_with(" connected")) {
-    return eSign::Connected;
-  }
-  return text->ends_with(" disconnected") ? eSign::Disconnected : eSign::None;
+[[nodiscard]] double RateOf(const sProgress& now, const sProgress& previous) {
+  const std::uint64_t newItems = now.items < previous.items ? 0 : now.items - previous.items;
+  const auto passed = (now.elapsed - previous.elapsed).count();
+  return passed <= 0 ? 0.0 : static_cast<double>(newItems) * 1000.0 / static_cast<double>(passed);
 }
 
-[[nodiscard]] eSign SignOf(const sCaptureItem& item) {
-  switch (item.type) {
-    case isf::kInformationItem:
-      return SignOfText(isf::LoadTextItem(item.bytes));
-    case isf::kRequestItem:
-    case isf::kSubsystemRequestItem:
-      return eSign::None;
-    default:
-      return eSign::Received;
+[[nodiscard]] std::string FormatSetUp(const sSetUpProgress& setUp) {
+  if (setUp.IsComplete()) {
+    return "  set up";
   }
+  return fmt::format("  set-up {} of {}", setUp.answered + setUp.refused, setUp.wanted);
 }
 
-// The line that tells how far the capture has come.
-class cStatusLine final : public cCaptureReporter {
- public:
-  cStatusLine(std::ostream& stream, bool terminal) : output(stream), isTerminal(terminal) {}
-
-  // In a terminal the library's own messages stand behind the line that was current when they came.
-  void Show(const sProgress& now) {
-    const std::string line = FormatStatus(now, previous);
-    previous = now;
-    if (!isTerminal) {
-      output << line << '\n' << std::flush;
-      return;
-    }
-    // Blanks wipe out what is left of a longer line.
-    const std::size_t leftOver = length > line.size() ? length - line.size() : 0;
-    output << '\r' << line << std::string(leftOver + 2, ' ') << std::flush;
-    length = line.size();
-  }
-
-  // A line of its own, behind the status line, which begins anew.
-  void Tell(const std::string& text) override {
-    End();
-    output << text << '\n' << std::flush;
-  }
-  void Complain(const std::string& problem) override { Tell("corvane capture: " + problem); }
-
-  // Ends the status line that stands in the terminal.
-  void End() {
-    if (length != 0) {
-      output << '\n' << std::flush;
-    }
-    length = 0;
-  }
-
- private:
-  std::ostream& output;
-  const bool isTerminal;
-  std::size_t length = 0;  // of the line that stands in the terminal
-  sProgress previous;
-};
+[[nodiscard]] auto SecondsOf(milliseconds time) {
+  return std::chrono::floor<seconds>(time).count();
+}
 
 // The room on the disk of the capture, where it matters.
 [[nodiscard]] std::optional<std::uint64_t> FreeSpaceFor(const sCaptureRequest& request,
+                                                        const std::string& path,
                                                         cCaptureHost& host) {
-  return request.stopBelow == 0 ? std::nullopt : host.FreeSpace(request.output);
+  return request.stopBelow == 0 ? std::nullopt : host.FreeSpace(path);
 }
 
 }  // namespace
@@ -102,83 +59,182 @@ std::optional<std::string> FindShortage(const sCaptureRequest& request,
 }
 
 std::string FormatStatus(const sProgress& now, const sProgress& previous) {
-  const std::uint64_t newItems = now.items < previous.items ? 0 : now.items - previous.items;
-  const auto milliseconds = (now.elapsed - previous.elapsed).count();
-  const double rate = milliseconds <= 0 ? 0.0
-                                        : static_cast<double>(newItems) * 1000.0 /
-                                              static_cast<double>(milliseconds);
-  std::string line = fmt::format("{}  {}  {}  {:.0f} items/s", FormatElapsed(now.elapsed),
-                                 FormatItems(now.items), FormatBytes(now.bytes), rate);
+  std::string line =
+      fmt::format("{}  {}  {}  {:.0f} items/s", FormatElapsed(now.elapsed), FormatItems(now.items),
+                  FormatBytes(now.bytes), RateOf(now, previous));
+  if (now.isConnected && now.setUp.wanted != 0) {
+    line += FormatSetUp(now.setUp);
+  }
   if (now.silence >= kPatience) {
-    line += fmt::format("  nothing received for {} s",
-                        std::chrono::floor<std::chrono::seconds>(now.silence).count());
+    line += fmt::format("  nothing received for {} s", SecondsOf(now.silence));
   }
   return line;
 }
 
-cCaptureFollower::cCaptureFollower(const std::string& path) {
-  sCaptureError error;  // the capture's end tells what is wrong with its file
-  file = cCaptureFile::Open(path, error);
+const char* ReasonName(eWatchEnd end) {
+  switch (end) {
+    case eWatchEnd::StopRequested:
+      return "requested";
+    case eWatchEnd::DurationOver:
+      return "duration";
+    case eWatchEnd::NotConnected:
+      return "no_connection";
+    case eWatchEnd::EnoughItems:
+      return "items";
+    case eWatchEnd::EnoughBytes:
+      return "size";
+    case eWatchEnd::ShortOfRoom:
+      return "disk";
+    case eWatchEnd::FileFull:
+      return "file_full";
+  }
+  return "unknown";
 }
 
-sProgress cCaptureFollower::Follow(milliseconds elapsed) {
-  sProgress now;
-  now.elapsed = elapsed;
-  if (file == nullptr) {
-    return now;
+void cCaptureWatch::Warn(const std::string& text) {
+  console.Complain("warning: " + text);
+  console.Report(ProblemEvent(host.Now(), "warning", text));
+}
+
+eWatchEnd cCaptureWatch::Watch(const sWatchedFile& file, cCaptureFollower& follower) {
+  while (true) {
+    const bool stopped = host.WaitForStop(NextWait());
+    SetMarkers(file.path);
+    const sProgress now = LookAt(file, follower);
+    TellPortChanges(follower, now.elapsed);
+    TellSetUp(now, follower.Requests());
+    const bool isDue = now.elapsed >= nextStatus;
+    const auto end = stopped ? std::optional(eWatchEnd::StopRequested) : FindEnd(file, now);
+    if (isDue || (end && *end != eWatchEnd::FileFull)) {
+      TellStatus(now, end.has_value());
+    }
+    if (end) {
+      return *end;
+    }
+    if (isDue) {
+      presence.Look(follower.IsConnected(), console);
+    }
   }
-  file->Refresh();
-  now.items = file->ItemCount();
-  now.bytes = file->Size();
-  LookAtNewItems(elapsed);
-  if (connectedOrHeard) {
-    now.silence = elapsed - *connectedOrHeard;
+}
+
+milliseconds cCaptureWatch::NextWait() const {
+  const milliseconds elapsed = host.Elapsed();
+  milliseconds until = std::min(elapsed + kLook, nextStatus);
+  if (firstConnected && request.duration) {
+    until = std::min(until, *firstConnected + *request.duration);
+  } else if (const auto wait = request.LongestWait(); !firstConnected && wait) {
+    until = std::min(until, *wait);
+  }
+  return std::max(until - elapsed, milliseconds(0));
+}
+
+sProgress cCaptureWatch::LookAt(const sWatchedFile& file, cCaptureFollower& follower) {
+  sProgress now = follower.Follow(host.Elapsed());
+  now.items += file.earlierItems;
+  now.bytes += file.earlierBytes;
+  now.received += file.earlierReceived;
+  if (now.isConnected) {
+    lastSetUp = now.setUp;
   }
   return now;
 }
 
-void cCaptureFollower::LookAtNewItems(milliseconds elapsed) {
-  // The newest item that tells anything decides. It is found at once while the device sends: then
-  // the newest of all is a packet, and the thousands before it need not be read.
-  sCaptureItem item;
-  for (std::uint64_t number = file->ItemCount(); number > seenItems;) {
-    if (file->ReadItem(--number, item)) {
-      continue;  // an item that cannot be read tells nothing
+void cCaptureWatch::TellPortChanges(cCaptureFollower& follower, milliseconds elapsed) {
+  // The library prints the same for the user.
+  for (const sPortChange& change : follower.TakePortChanges()) {
+    console.Report(PortEvent(change));
+    if (change.connected) {
+      toldSetUp = toldStuck = false;
+      firstConnected = firstConnected ? firstConnected : elapsed;
     }
-    const eSign sign = SignOf(item);
-    if (sign == eSign::None) {
-      continue;
-    }
-    connectedOrHeard = sign == eSign::Disconnected ? std::nullopt : std::optional(elapsed);
-    break;
   }
-  seenItems = file->ItemCount();
 }
 
-void WatchCapture(const sCaptureRequest& request, cCaptureHost& host, cDevicePresence& presence,
-                  std::ostream& status, bool isTerminal) {
-  cCaptureFollower follower(request.output);
-  cStatusLine line(status, isTerminal);
-  while (true) {
-    milliseconds wait = kStatusInterval;
-    if (request.duration) {
-      wait = std::clamp(*request.duration - host.Elapsed(), milliseconds(0), kStatusInterval);
-    }
-    const bool stopped = host.WaitForStop(wait);
-    const milliseconds elapsed = host.Elapsed();
-    const bool over = request.duration && elapsed >= *request.duration;
-    const sProgress now = follower.Follow(elapsed);
-    line.Show(now);
-    if (stopped || over) {
-      line.End();
-      return;
-    }
-    if (const auto shortage = FindShortage(request, FreeSpaceFor(request, host))) {
-      line.Complain(*shortage);
-      return;
-    }
-    presence.Look(follower.IsConnected(), line);
+void cCaptureWatch::TellSetUp(const sProgress& now, const cRequestReplies& requests) {
+  if (!now.isConnected || now.setUp.wanted == 0 || toldSetUp) {
+    return;
   }
+  if (now.setUp.IsStuck() && !toldStuck) {
+    toldStuck = true;
+    Warn(fmt::format(
+        "the set-up is stuck: request {} of {} ({}) is without a reply for {} s, and "
+        "the modem is asked nothing more before it comes",
+        now.setUp.sent, now.setUp.wanted, requests.Waiting()->name, SecondsOf(*now.setUp.waiting)));
+  }
+  if (now.setUp.IsComplete()) {
+    toldSetUp = true;
+    const sVerdict verdict = VerdictOf(requests, now.setUp);
+    for (const std::string& line : DescribeVerdict(verdict)) {
+      console.Tell(line);
+    }
+    console.Report(SetUpEvent(host.Now(), verdict));
+  }
+}
+
+void cCaptureWatch::TellStatus(const sProgress& now, bool isLast) {
+  while (nextStatus <= now.elapsed) {
+    nextStatus += kStatusInterval;
+  }
+  const bool isRare = !console.Manner().isTerminal && now.elapsed >= kEveryStatus + kStatusInterval;
+  if (isLast || !isRare || SecondsOf(now.elapsed) % kEveryStatus.count() == 0) {
+    console.ShowStatus(FormatStatus(now, previous));
+  }
+  console.Report(StatusEvent(host.Now(), now, RateOf(now, previous), printed.BadFrames()));
+  previous = now;
+}
+
+void cCaptureWatch::SetMarkers(const std::string& path) {
+  for (const sTypedLine& line : host.TypedLines()) {
+    const auto text = MarkerTyped(line.text);
+    if (!text) {
+      console.Tell("Type m and a text to set a marker: m tunnel entry");
+    } else if (AddMarker(path, {line.time, *text})) {
+      console.Tell("Marker set: " + (text->empty() ? std::string("without a text") : Quote(*text)));
+      console.Report(MarkerEvent(line.time, *text));
+    } else {
+      Warn(fmt::format("the marker could not be written into {}", MarkerPath(path)));
+    }
+  }
+}
+
+std::optional<eWatchEnd> cCaptureWatch::EndFor(eWatchEnd end, const std::string& why) {
+  console.Tell(why);
+  return end;
+}
+
+std::optional<eWatchEnd> cCaptureWatch::FindEnd(const sWatchedFile& file, const sProgress& now) {
+  if (firstConnected && request.duration && now.elapsed >= *firstConnected + *request.duration) {
+    return eWatchEnd::DurationOver;
+  }
+  if (const auto wait = request.LongestWait(); !firstConnected && wait && now.elapsed >= *wait) {
+    console.Complain(fmt::format("{} was not connected within {} s: the capture ends",
+                                 request.device, SecondsOf(*wait)));
+    return eWatchEnd::NotConnected;
+  }
+  if (request.items != 0 && now.items >= request.items) {
+    return EndFor(eWatchEnd::EnoughItems,
+                  fmt::format("{} are captured: the capture ends", FormatItems(now.items)));
+  }
+  if (request.size != 0 && now.bytes >= request.size) {
+    return EndFor(eWatchEnd::EnoughBytes,
+                  fmt::format("{} are captured: the capture ends", FormatBytes(now.bytes)));
+  }
+  if (const auto shortage = FindShortage(request, FreeSpaceFor(request, file.path, host))) {
+    console.Complain(*shortage);
+    return eWatchEnd::ShortOfRoom;
+  }
+  return IsFull(file, now) ? std::optional(eWatchEnd::FileFull) : std::nullopt;
+}
+
+bool cCaptureWatch::IsFull(const sWatchedFile& file, const sProgress& now) const {
+  // A file into which the device has sent nothing goes on: otherwise a modem that is away for a
+  // night would leave a row of empty files, and --keep would remove those that hold something for
+  // them.
+  if (now.received == file.earlierReceived) {
+    return false;
+  }
+  return (request.rotateSize != 0 && now.bytes - file.earlierBytes >= request.rotateSize) ||
+         (request.rotateTime && now.elapsed - file.began >= *request.rotateTime);
 }
 
 }  // namespace corvane::tools

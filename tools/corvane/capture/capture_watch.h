@@ -2,69 +2,96 @@
 
 #include <chrono>
 #include <cstdint>
-#include <iosfwd>
-#include <memory>
 #include <optional>
 #include <string>
 
+#include "corvane/capture/capture_console.h"
+#include "corvane/capture/capture_follower.h"
 #include "corvane/capture/capture_host.h"
 #include "corvane/capture/capture_request.h"
 #include "corvane/capture/device_presence.h"
-#include "reader/capture_file.h"
+#include "corvane/capture/printed_lines.h"
 
-// A running capture as its user sees it, until it is to end. All that is known of it stands in the
-// growing capture file, which is read as any other program could read it.
+// A running capture as its user sees it, until it is to end.
 namespace corvane::tools {
 
-// The user is told of a device that is connected and sends nothing for so long, and of a COM port
-// that does not exist so long after the start.
-inline constexpr std::chrono::milliseconds kPatience = std::chrono::seconds(5);
-
-// How far a capture has come.
-struct sProgress {
-  std::chrono::milliseconds elapsed{};  // since the capture was started
-  std::uint64_t items = 0;
-  std::uint64_t bytes = 0;              // of the capture file
-  std::chrono::milliseconds silence{};  // since the connected device sent something; 0 without one
-};
-
-// One line for the user: "0:00:07  1,204 items  118.4 kB  171 items/s", without a line break. The
-// rate is that since `previous`; 0 when no time has passed. A silence of kPatience or more is
-// added: "  nothing received for 5 s".
+// One line for the user: "0:00:07  1,204 items  118.4 kB  171 items/s  set-up 12 of 18", without a
+// line break. The rate is that since `previous`; 0 when no time has passed. A silence of kPatience
+// or more is added: "  nothing received for 5 s".
 [[nodiscard]] std::string FormatStatus(const sProgress& now, const sProgress& previous);
-
-// Follows the growth of a capture file.
-class cCaptureFollower {
- public:
-  // A file that cannot be opened stays without items.
-  explicit cCaptureFollower(const std::string& path);
-
-  // How far the capture has come, `elapsed` after its start. Takes up what was written since the
-  // last call.
-  [[nodiscard]] sProgress Follow(std::chrono::milliseconds elapsed);
-
-  // Whether the device was connected when the file was last looked at.
-  [[nodiscard]] bool IsConnected() const { return connectedOrHeard.has_value(); }
-
- private:
-  void LookAtNewItems(std::chrono::milliseconds elapsed);
-
-  std::unique_ptr<cCaptureFile> file;
-  std::uint64_t seenItems = 0;
-  // When the device was connected, or sent something after that. Nothing while it is not connected.
-  std::optional<std::chrono::milliseconds> connectedOrHeard;
-};
 
 // Why the capture has to end so that its file can still be completed, as a sentence for the user,
 // or nothing.
 [[nodiscard]] std::optional<std::string> FindShortage(const sCaptureRequest& request,
                                                       std::optional<std::uint64_t> freeSpace);
 
-// Returns when the capture is to end: a stop is requested, its duration is over, or its disk has
-// less room than it was asked to leave. Writes a status line every second to `status`; in a
-// terminal each takes the place of the one before. Tells there of a disk without room, and once of
-// a COM port that does not exist.
-void WatchCapture(const sCaptureRequest& request, cCaptureHost& host, cDevicePresence& presence,
-                  std::ostream& status, bool isTerminal);
+// Why a capture, or one file of it, ends.
+enum class eWatchEnd {
+  StopRequested,
+  DurationOver,
+  NotConnected,  // within the time that it was waited for
+  EnoughItems,
+  EnoughBytes,
+  ShortOfRoom,
+  FileFull,  // it goes on in the next file
+};
+// "requested", "duration", "no_connection", "items", "size", "disk" and "file_full".
+[[nodiscard]] const char* ReasonName(eWatchEnd end);
+
+// The file that is captured into, and what came before it.
+struct sWatchedFile {
+  std::string path;
+  std::chrono::milliseconds began{};  // since the start of the capture
+  std::uint64_t earlierItems = 0;     // in the files before
+  std::uint64_t earlierBytes = 0;
+  std::uint64_t earlierReceived = 0;
+};
+
+class cCaptureWatch {
+ public:
+  // None of these is owned, and all must outlive this.
+  cCaptureWatch(const sCaptureRequest& wanted, cCaptureHost& machine, cDevicePresence& device,
+                cCaptureConsole& terminal, const cPrintedLines& printedLines)
+      : request(wanted),
+        host(machine),
+        presence(device),
+        console(terminal),
+        printed(printedLines) {}
+
+  // Returns when the capture is to end, or the file is full. Tells meanwhile how far it has come,
+  // and of everything that the user should know of; sets the markers that the user types.
+  [[nodiscard]] eWatchEnd Watch(const sWatchedFile& file, cCaptureFollower& follower);
+
+  // The set-up of the newest connection, as long as it was there.
+  [[nodiscard]] const sSetUpProgress& LastSetUp() const { return lastSetUp; }
+  // A problem of the running capture, for the user and for the supervisor.
+  void Warn(const std::string& text);
+
+ private:
+  using milliseconds = std::chrono::milliseconds;
+
+  [[nodiscard]] milliseconds NextWait() const;
+  [[nodiscard]] sProgress LookAt(const sWatchedFile& file, cCaptureFollower& follower);
+  void TellPortChanges(cCaptureFollower& follower, milliseconds elapsed);
+  void TellSetUp(const sProgress& now, const cRequestReplies& requests);
+  void TellStatus(const sProgress& now, bool isLast);
+  void SetMarkers(const std::string& path);
+  [[nodiscard]] std::optional<eWatchEnd> FindEnd(const sWatchedFile& file, const sProgress& now);
+  [[nodiscard]] bool IsFull(const sWatchedFile& file, const sProgress& now) const;
+  [[nodiscard]] std::optional<eWatchEnd> EndFor(eWatchEnd end, const std::string& why);
+
+  const sCaptureRequest& request;
+  cCaptureHost& host;
+  cDevicePresence& presence;
+  cCaptureConsole& console;
+  const cPrintedLines& printed;
+
+  std::optional<milliseconds> firstConnected;
+  milliseconds nextStatus = std::chrono::seconds(1);
+  sProgress previous;  // of the status before
+  sSetUpProgress lastSetUp;
+  bool toldSetUp = false;  // of the present connection
+  bool toldStuck = false;
+};
 
 }  // namespace corvane::tools

@@ -9,7 +9,10 @@
 #include <type_traits>
 #include <vector>
 
+#include "capture/isf/layout.h"
 #include "corvane/capture/capture_host.h"
+#include "corvane/capture/typed_marker.h"
+#include "platform/clock.h"
 #include "platform/windows_handle.h"
 
 // What the commands need of Windows: corvane.dll, Ctrl-C, the disk and the COM ports.
@@ -73,7 +76,14 @@ class cWindowsHost final : public cCaptureHost {
   [[nodiscard]] std::optional<std::string> TryToOpen(const std::string& port) override;
   [[nodiscard]] std::uint64_t Now() override;
 
+  [[nodiscard]] std::vector<sTypedLine> TypedLines() override { return typed->Take(); }
+
+  // What fills the typed lines may outlive this.
+  [[nodiscard]] const std::shared_ptr<cTypedLines>& Typed() const { return typed; }
+
  private:
+  std::shared_ptr<cTypedLines> typed = std::make_shared<cTypedLines>(
+      [] { return SystemFileTime() / isf::kFileTimeUnitsPerMillisecond; });
   std::chrono::steady_clock::time_point started = std::chrono::steady_clock::now();
 };
 

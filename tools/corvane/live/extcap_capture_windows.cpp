@@ -19,7 +19,7 @@
 #include <vector>
 
 #include "corvane/capture/capture_checks.h"
-#include "corvane/capture/capture_run.h"
+#include "corvane/capture/capture_course.h"
 #include "corvane/capture/capture_watch.h"
 #include "corvane/capture/host_windows.h"
 #include "corvane/command/command_line.h"

@@ -1,0 +1,262 @@
+#include "corvane/capture/capture_course.h"
+
+#include <fmt/format.h>
+
+#include <fstream>
+#include <future>
+#include <iterator>
+#include <thread>
+
+#include "corvane/capture/capture_checks.h"
+#include "corvane/capture/capture_events.h"
+#include "corvane/capture/capture_start.h"
+#include "corvane/command/command_line.h"
+#include "corvane/command/readable_text.h"
+#include "corvane/profile/profile_requests.h"
+#include "reader/capture_file.h"
+
+namespace corvane::tools {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+[[nodiscard]] std::size_t CountRequestsOf(const std::string& configuration) {
+  std::ifstream file(configuration, std::ios::binary);
+  return RequestsOf(std::string(std::istreambuf_iterator<char>(file), {})).Count();
+}
+
+}  // namespace
+
+void StopLibrary(cCaptureLibrary& library, cCaptureReporter& reporter, milliseconds patience) {
+  std::promise<void> stopped;
+  const std::future<void> isStopped = stopped.get_future();
+  std::thread stopping([&] {
+    library.Stop();
+    stopped.set_value();
+  });
+  if (isStopped.wait_for(patience) != std::future_status::ready) {
+    reporter.Tell(
+        "The capture is being closed; it is complete as soon as the device lets go of its port");
+  }
+  stopping.join();
+}
+
+sCaptureResult ReadResult(const std::string& path) {
+  sCaptureError error;
+  // The directories alone: a file of many gigabytes must not hold up the next one.
+  const std::unique_ptr<cCaptureFile> file = cCaptureFile::Open(path, error, eCheck::Directories);
+  sCaptureResult result;
+  if (file == nullptr || !file->IsComplete()) {
+    const std::string reason = file == nullptr ? error.Text()
+                               : file->Damage()
+                                   ? file->Damage()->Text()
+                                   : std::string("it has no index and trailer; is the disk full?");
+    result.text = fmt::format("{} is not complete: {}", path, reason);
+    return result;
+  }
+  result.isComplete = true;
+  result.items = file->ItemCount();
+  result.bytes = file->Size();
+  result.isEmpty = result.items <= 1;  // the first item is the library's own
+  result.text = fmt::format("{} is complete: {}, {}", path, FormatItems(result.items),
+                            FormatBytes(result.bytes));
+  return result;
+}
+
+cCaptureCourse::cCaptureCourse(const sCaptureRequest& prepared, const sParts& used)
+    : request(prepared),
+      parts(used),
+      watch(request, parts.host, parts.presence, parts.console, parts.printed),
+      kept(request.keep),
+      requests(CountRequestsOf(request.configuration)) {}
+
+cCaptureCourse::~cCaptureCourse() {
+  if (isRunning) {
+    parts.library.Stop();
+  }
+}
+
+void cCaptureCourse::Fail(const std::string& problem) {
+  parts.console.Complain(problem);
+  parts.console.Report(ProblemEvent(parts.host.Now(), "error", problem));
+}
+
+int cCaptureCourse::Run() {
+  if (!StartFile()) {
+    return kExitFailed;
+  }
+  while (true) {
+    const eWatchEnd end = watch.Watch(
+        {output->WritePath(), fileBegan, tally.Items(), tally.Bytes(), tally.Received()},
+        *follower);
+    if (end != eWatchEnd::FileFull) {
+      parts.console.EndStatus();
+      parts.console.Report(StoppedEvent(parts.host.Now(), ReasonName(end)));
+      return Finish(FinishFile());
+    }
+    const eNext next = ChangeFile();
+    if (next != eNext::GoesOn) {
+      parts.console.EndStatus();
+      parts.console.Report(StoppedEvent(
+          parts.host.Now(), next == eNext::Ends ? ReasonName(eWatchEnd::StopRequested) : "failed"));
+      return Finish(next == eNext::Ends);
+    }
+  }
+}
+
+bool cCaptureCourse::StartFile() {
+  sCaptureRequest started = request;
+  if (request.IsInTurn()) {
+    started.output = NameInTurn(request.output, fileNumber + 1, parts.host.Now());
+  }
+  output = BeginOutput(started, parts.host, parts.console);
+  if (output == nullptr) {
+    return false;
+  }
+  if (fileNumber == 0) {
+    Announce();
+  }
+  if (!parts.library.Start(request.device, request.configuration, output->WritePath())) {
+    started.output = output->WritePath();
+    Fail(DescribeRefusal(started));
+    output.reset();
+    return false;
+  }
+  isRunning = true;
+  if (fileNumber == 0) {
+    parts.host.CaptureStarts();
+  }
+  ++fileNumber;
+  fileBegan = parts.host.Elapsed();
+  follower = std::make_unique<cCaptureFollower>(output->WritePath(), requests);
+  kept.Add(output->Path());
+  if (fileNumber == 1) {
+    parts.console.Report(StartedEvent(
+        parts.host.Now(), {request.device, request.configuration, output->WritePath(), requests}));
+  }
+  return true;
+}
+
+void cCaptureCourse::Announce() {
+  const std::string path = output->WritePath();
+  const std::string replaced =
+      output->Replaces() ? fmt::format(", which replaces {} in the end", output->Path()) : "";
+  parts.console.Tell(fmt::format("Capturing {} into {}{}; Ctrl-C ends the capture", request.device,
+                                 path, replaced));
+  parts.presence.LookBeforeStart(parts.console);
+}
+
+void cCaptureCourse::Stop() {
+  StopLibrary(parts.library, parts.console, kPatience);
+  isRunning = false;
+}
+
+// Closes the present file, and gives it its name. False when something is wrong with it.
+bool cCaptureCourse::FinishFile() {
+  Stop();
+  std::ignore = follower->FollowToEnd(parts.host.Elapsed());
+  const std::string path = output->WritePath();
+  const sCaptureResult result = ReadResult(path);
+  tally.AddFile(
+      {result.isComplete ? output->Path() : path, result.isComplete, result.items, result.bytes},
+      *follower, watch.LastSetUp());
+  follower.reset();  // Windows renames and removes no file that is open
+  if (!result.isComplete) {
+    output->KeepApart();
+    Fail(result.text);
+    return false;
+  }
+  if (result.isEmpty && fileNumber == 1) {
+    return true;  // no file is kept
+  }
+  parts.console.Tell(result.text);
+  if (const auto problem = output->Keep()) {
+    Fail(*problem);
+    return false;
+  }
+  return true;
+}
+
+cCaptureCourse::eNext cCaptureCourse::ChangeFile() {
+  const milliseconds began = parts.host.Elapsed();
+  const std::string closed = output->Path();
+  if (!FinishFile()) {
+    return eNext::Failed;
+  }
+  const eNext next = StartNext();
+  if (next != eNext::GoesOn) {
+    return next;
+  }
+  TellChange(closed, parts.host.Elapsed() - began);
+  return eNext::GoesOn;
+}
+
+cCaptureCourse::eNext cCaptureCourse::StartNext() {
+  for (int start = 1; !StartFile(); ++start) {
+    if (start == kMostStarts) {
+      Fail("the next file could not be begun: the capture ends");
+      return eNext::Failed;
+    }
+    if (start == 1) {
+      watch.Warn(
+          "nothing is captured until the next file is begun, which is tried again every "
+          "second");
+    }
+    if (parts.host.WaitForStop(seconds(1))) {
+      return eNext::Ends;
+    }
+  }
+  return eNext::GoesOn;
+}
+
+void cCaptureCourse::TellChange(const std::string& closed, milliseconds change) {
+  tally.AddChange(change);
+  const cKeptFiles::sRemoval removal = kept.RemoveOld();
+  for (const std::string& problem : removal.problems) {
+    watch.Warn(problem);
+  }
+  for (const std::string& path : removal.removed) {
+    parts.console.Tell(path + " is removed");
+  }
+  parts.console.Tell(
+      fmt::format("Capturing into {}; the change took {} ms", output->WritePath(), change.count()));
+  parts.console.Report(
+      RotatedEvent(parts.host.Now(), {closed, output->WritePath(), change, removal.removed}));
+}
+
+// Tells what came of the capture. Returns the exit code.
+int cCaptureCourse::Finish(bool isGood) {
+  const int code = JudgeCapture(isGood);
+  parts.console.Report(SummaryEvent(parts.host.Now(), tally, parts.printed.BadFrames(), code));
+  return code;
+}
+
+int cCaptureCourse::JudgeCapture(bool isGood) {
+  const sVerdict& verdict = tally.Verdict();
+  const bool isWrong = verdict.isStuck || verdict.refused != 0 || verdict.Unanswered() != 0;
+  for (const std::string& line : DescribeVerdict(verdict)) {
+    if (isWrong) {
+      parts.console.Print(line);
+    } else {
+      parts.console.Tell(line);
+    }
+  }
+  if (tally.Received() == 0 && isGood) {
+    Fail(tally.Connections() == 0
+             ? "nothing was captured: the device was never reached, and no file is kept"
+             : "nothing was captured: the device was connected and sent nothing");
+    return kExitNothing;
+  }
+  for (const std::string& line : DescribeCapture(tally, parts.printed.BadFrames())) {
+    parts.console.Tell(line);
+  }
+  if (verdict.isStuck) {
+    Fail(
+        "the set-up of the modem was stuck: it was not asked for all that the configuration names");
+    return isGood ? kExitNothing : kExitFailed;
+  }
+  return isGood ? kExitGood : kExitFailed;
+}
+
+}  // namespace corvane::tools

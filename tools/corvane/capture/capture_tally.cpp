@@ -1,0 +1,204 @@
+#include "corvane/capture/capture_tally.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <utility>
+
+#include "corvane/command/readable_text.h"
+#include "corvane/reading/item_wording.h"
+
+namespace corvane::tools {
+namespace {
+
+using std::chrono::milliseconds;
+
+void Insert(std::set<std::string>& names, std::string name) {
+  if (names.size() < sVerdict::kMostNames) {
+    names.insert(std::move(name));
+  }
+}
+
+// Adds the requests of one connection, or of all.
+void AddRequests(sVerdict& verdict, const cRequestReplies& requests,
+                 std::optional<std::uint64_t> connection) {
+  const auto counts = [&](const sRequest& request) {
+    return !connection || request.connection == *connection;
+  };
+  for (const sRequest& request : requests.Refused()) {
+    if (counts(request)) {
+      Insert(verdict.refusedNames, request.refusal.empty()
+                                       ? request.name
+                                       : fmt::format("{} ({})", request.name, request.refusal));
+    }
+  }
+  for (const sRequest& request : requests.Unanswered()) {
+    if (counts(request)) {
+      Insert(verdict.unansweredNames, request.name);
+    }
+  }
+  if (!connection) {
+    verdict.sent += requests.Totals().sent;
+    verdict.answered += requests.Totals().answered;
+    verdict.refused += requests.Totals().refused;
+  }
+}
+
+// The last replies may have come after the capture was last looked at.
+[[nodiscard]] bool NewestIsComplete(const cRequestReplies& requests, std::uint64_t wanted) {
+  if (requests.SetUps().empty() || wanted == 0) {
+    return false;
+  }
+  const sRequestTotals& newest = requests.SetUps().back().totals;
+  return newest.sent >= wanted && newest.Unanswered() == 0;
+}
+
+[[nodiscard]] std::string Seconds(double time) { return fmt::format("{:.1f} s", time / 1000.0); }
+
+// "0.2 s", or "0.2 s to 0.4 s"
+[[nodiscard]] std::string Range(double shortest, double longest) {
+  const std::string low = Seconds(shortest);
+  const std::string high = Seconds(longest);
+  return low == high ? high : fmt::format("{} to {}", low, high);
+}
+
+[[nodiscard]] std::string Plural(std::uint64_t count, const char* what) {
+  return fmt::format("{} {}{}", FormatCount(count), what, count == 1 ? "" : "s");
+}
+
+[[nodiscard]] std::string DescribeTypes(const cCaptureTally& tally) {
+  std::string text;
+  for (std::uint32_t type = 0; type < isf::kItemTypes; ++type) {
+    if (const std::uint64_t count = tally.ItemsByType()[type]; count != 0) {
+      text +=
+          fmt::format("{}{} {}", text.empty() ? "" : ", ", FormatCount(count), ItemTypeName(type));
+    }
+  }
+  return text;
+}
+
+[[nodiscard]] std::string DescribeChanges(const cCaptureTally& tally) {
+  const sFileChange& shortest = tally.ShortestChange();
+  const sFileChange& longest = tally.LongestChange();
+  std::string text = fmt::format("{} files; each change took {}", FormatCount(tally.FileCount()),
+                                 Range(static_cast<double>(shortest.change.count()),
+                                       static_cast<double>(longest.change.count())));
+  if (longest.silence) {
+    text += fmt::format(", and nothing was received for {} around it",
+                        Range(static_cast<double>(shortest.silence.value_or(*longest.silence)),
+                              static_cast<double>(*longest.silence)));
+  }
+  return text;
+}
+
+[[nodiscard]] std::string DescribeSilences(const cCaptureTally& tally) {
+  std::uint64_t longest = 0;
+  for (const sSilence& silence : tally.Silences()) {
+    longest = std::max(longest, silence.to > silence.from ? silence.to - silence.from : 0);
+  }
+  if (tally.SilenceCount() == 0) {
+    return "no gap";
+  }
+  return fmt::format("{}, the longest {}", Plural(tally.SilenceCount(), "gap"),
+                     Seconds(static_cast<double>(longest)));
+}
+
+}  // namespace
+
+std::vector<std::string> DescribeVerdict(const sVerdict& verdict) {
+  if (verdict.sent == 0) {
+    return {};  // there was no connection to set up
+  }
+  std::string line = fmt::format("Set-up {}: {} sent, {} answered, {} refused, {} unanswered",
+                                 verdict.isComplete ? "complete"
+                                 : verdict.isStuck  ? "stuck"
+                                                    : "not complete",
+                                 Plural(verdict.sent, "request"), FormatCount(verdict.answered),
+                                 FormatCount(verdict.refused), FormatCount(verdict.Unanswered()));
+  std::vector<std::string> lines = {std::move(line)};
+  for (const std::string& name : verdict.refusedNames) {
+    lines.push_back("  refused: " + name);
+  }
+  for (const std::string& name : verdict.unansweredNames) {
+    lines.push_back("  unanswered: " + name);
+  }
+  return lines;
+}
+
+sVerdict VerdictOf(const cRequestReplies& requests, const sSetUpProgress& setUp) {
+  sVerdict verdict;
+  verdict.wanted = setUp.wanted;
+  verdict.sent = setUp.sent;
+  verdict.answered = setUp.answered;
+  verdict.refused = setUp.refused;
+  verdict.isComplete = setUp.IsComplete();
+  verdict.isStuck = setUp.IsStuck();
+  if (const sSetUp* const present = requests.Present()) {
+    AddRequests(verdict, requests, present->connection);
+  }
+  return verdict;
+}
+
+void cCaptureTally::AddFile(const sFileTally& file, cCaptureFollower& follower,
+                            const sSetUpProgress& last) {
+  ++files;
+  newestFiles.push_back(file);
+  if (newestFiles.size() > kMostFiles) {
+    newestFiles.erase(newestFiles.begin());
+  }
+  items += file.items;
+  bytes += file.bytes;
+  connections += follower.Connections();
+  for (std::uint32_t type = 0; type < isf::kItemTypes; ++type) {
+    byType[type] += follower.ItemsByType()[type];
+  }
+  received += follower.Received();
+  const auto first = follower.FirstReceived();
+  if (first && lastReceived && files > 1) {
+    AddSilenceOfChange(*lastReceived, *first);
+  }
+  if (const auto newest = follower.LastReceived()) {
+    lastReceived = newest;
+  }
+  silenceCount += follower.SilenceCount();
+  for (const sSilence& silence : follower.Silences()) {
+    if (silences.size() < cCaptureFollower::kMostSilences) {
+      silences.push_back(silence);
+    }
+  }
+  AddRequests(verdict, follower.Requests(), std::nullopt);
+  verdict.wanted = last.wanted;
+  verdict.isComplete = last.IsComplete() || NewestIsComplete(follower.Requests(), last.wanted);
+  verdict.isStuck = !verdict.isComplete && last.IsStuck();
+}
+
+void cCaptureTally::AddChange(milliseconds change) {
+  if (++changeCount == 1) {
+    longestChange.change = shortestChange.change = change;
+    return;
+  }
+  longestChange.change = std::max(longestChange.change, change);
+  shortestChange.change = std::min(shortestChange.change, change);
+}
+
+void cCaptureTally::AddSilenceOfChange(std::uint64_t from, std::uint64_t to) {
+  if (to < from) {
+    return;
+  }
+  const std::uint64_t silence = to - from;
+  longestChange.silence = std::max(longestChange.silence.value_or(silence), silence);
+  shortestChange.silence = std::min(shortestChange.silence.value_or(silence), silence);
+}
+
+std::vector<std::string> DescribeCapture(const cCaptureTally& tally, std::uint64_t badFrames) {
+  std::vector<std::string> lines;
+  lines.push_back("Items: " + DescribeTypes(tally));
+  lines.push_back(fmt::format("{}, {}, {}", Plural(tally.Connections(), "connection"),
+                              Plural(badFrames, "bad frame"), DescribeSilences(tally)));
+  if (tally.ChangeCount() != 0) {
+    lines.push_back(DescribeChanges(tally));
+  }
+  return lines;
+}
+
+}  // namespace corvane::tools
