@@ -56,6 +56,7 @@ void AddCommands(CLI::App& app, int& exitCode) {
   AddImportCommand(app, exitCode);
   AddInfoCommand(app, exitCode);
   AddListCommand(app, exitCode);
+  AddMarkCommand(app, exitCode);
   AddMergeCommand(app, exitCode);
   AddProfileCommand(app, exitCode);
   AddRecoverCommand(app, exitCode);

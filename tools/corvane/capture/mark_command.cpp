@@ -1,0 +1,92 @@
+#include <fmt/format.h>
+
+#include <CLI/App.hpp>
+#include <iostream>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "corvane/command/command_line.h"
+#include "corvane/command/help.h"
+#include "platform/clock.h"
+#include "reader/capture_file.h"
+#include "reader/markers.h"
+#include "reader/utc_time.h"
+
+namespace corvane::tools {
+namespace {
+
+struct sMarkRequest {
+  std::string capture;
+  std::vector<std::string> words;
+  std::optional<std::uint64_t> time;  // milliseconds since 1601-01-01 UTC; without one, now
+};
+
+[[nodiscard]] int Fail(const std::string& problem) {
+  std::cerr << "corvane mark: " << problem << '\n';
+  return kExitFailed;
+}
+
+[[nodiscard]] int SetMarker(const sMarkRequest& request) {
+  sCaptureError error;
+  const auto file = cCaptureFile::Open(request.capture, error, eCheck::Directories);
+  if (file == nullptr) {
+    return Fail(fmt::format("{}: {}", request.capture, error.Text()));
+  }
+  if (file->IsClosed() && !request.time) {
+    return Fail(
+        fmt::format("{} is complete, and a marker of now would stand behind its end: give "
+                    "the time of the marker by --at",
+                    request.capture));
+  }
+  const sMarker marker{request.time.value_or(SystemFileTime() / isf::kFileTimeUnitsPerMillisecond),
+                       fmt::format("{}", fmt::join(request.words, " "))};
+  if (!AddMarker(request.capture, marker)) {
+    return Fail(fmt::format("{} cannot be written", MarkerPath(request.capture)));
+  }
+  std::cout << MarkerLine(marker) << std::flush;
+  return std::cout ? kExitGood : kExitFailed;
+}
+
+[[nodiscard]] std::uint64_t ParseTime(const std::string& text) {
+  const auto time = ParseUtc(text);
+  if (!time) {
+    throw CLI::ValidationError(
+        "--at", fmt::format("\"{}\" is no time: write 2026-03-01T10:00:00.250Z", text));
+  }
+  return *time;
+}
+
+}  // namespace
+
+void AddMarkCommand(CLI::App& app, int& exitCode) {
+  const auto request = std::make_shared<sMarkRequest>();
+  CLI::App* const command =
+      app.add_subcommand("mark", "Sets a marker in a capture that is being recorded");
+  command->add_option("capture", request->capture, "Capture file")->required()->type_name("FILE");
+  command->add_option("text", request->words, "What the marker says; several words are one text")
+      ->type_name("TEXT");
+  command
+      ->add_option_function<std::string>(
+          "--at", [request](const std::string& text) { request->time = ParseTime(text); },
+          "The time that is marked, instead of now; a complete capture is marked by it alone")
+      ->type_name("TIME");
+  AddHelp(*command,
+          {.examples = {{"corvane mark drive.isf tunnel entry", "Now, while drive.isf is recorded"},
+                        {"corvane mark --at 2026-03-01T10:00:00Z drive.isf call dropped",
+                         "At another time"}},
+           .notes = "Markers stand in a file beside the capture, drive.isf.marks, a line each, and "
+                    "list, report and export show them between the items. The marker is printed as "
+                    "it stands there. Control characters of the text become blanks, and a text is "
+                    "cut after 1,000 bytes. Several programs may set markers at once. While "
+                    "corvane capture runs, \"m tunnel entry\" and Enter in its window does the "
+                    "same.",
+           .exitCodes = {"0 the marker is set",
+                         "1 the capture is not there, is none, is complete (without --at), or the "
+                         "marker cannot be written",
+                         "2 wrong usage"}});
+  command->callback([request, &exitCode] { exitCode = SetMarker(*request); });
+}
+
+}  // namespace corvane::tools
