@@ -11,7 +11,10 @@ import tempfile
 import made_capture
 from support import diag, environment, isf, mobile_broadband, recording, simulator, wine
 
-STATUS = re.compile(r"\d+:\d\d:\d\d  [\d,]+ items?  [\d.]+ k?M?B  \d+ items/s")
+STATUS = re.compile(
+    r"\d+:\d\d:\d\d  [\d,]+ items?  [\d.]+ k?M?B  \d+ items/s(  set up|  set-up \d+ of \d+)?"
+    r"(  nothing received for \d+ s)?"
+)
 
 
 class CommandLineTestCase(recording.RecordingTestCase, environment.WineTestCase):
@@ -22,15 +25,18 @@ class CommandLineTestCase(recording.RecordingTestCase, environment.WineTestCase)
         self.config.write_text("")
         self.output = self.files / "capture.isf"
 
-    def run_corvane(self, *arguments):
+    def run_corvane(self, *arguments, **options):
         """Starts corvane.exe. -> Popen; its standard error is what the user reads"""
         process = subprocess.Popen(
             [wine.ROOT / "scripts" / "wine.sh", environment.programs / "corvane.exe", *arguments],
             env=environment.prefix().environment,
-            stdin=subprocess.DEVNULL,
-            stdout=subprocess.PIPE,
-            stderr=subprocess.PIPE,
-            text=True,
+            **{
+                "stdin": subprocess.DEVNULL,
+                "stdout": subprocess.PIPE,
+                "stderr": subprocess.PIPE,
+                "text": True,
+                **options,
+            },
         )
         self.addCleanup(self.clean_up, process)
         return process
@@ -96,9 +102,12 @@ class Capture(CommandLineTestCase):
         lines = errors.splitlines()
         status = [line for line in lines if STATUS.fullmatch(line)]
         self.assertGreaterEqual(len(status), 4, errors)
-        self.assertIn(f"is complete: {len(capture.items):,} items", lines[-1])
+        self.assertIn(f"capture.isf is complete: {len(capture.items):,} items", errors)
+        self.assertIn("Set-up complete: 14 requests sent, 14 answered", errors)
         self.assertNotIn("not present", errors)
-        self.assertIn("Port COM7 connected", printed)
+        # What the library prints is on standard error, and standard output has results alone.
+        self.assertIn("Port COM7 connected\n", errors)
+        self.assertEqual(printed, "")
 
     def test_the_status_line_follows_the_growing_file(self):
         port = self.ports.add("COM7")
