@@ -40,21 +40,27 @@ void Merge(sCell& known, const sCell& told) {
 
 }  // namespace
 
-void cCellsSeen::Add(std::uint64_t time, const sDescription& description) {
-  if (!description.cell || !IsCell(*description.cell)) {
-    return;
+std::optional<std::size_t> cCellsSeen::Add(std::uint64_t time, const sDescription& description) {
+  return description.cell ? Add(time, description.technology, *description.cell) : std::nullopt;
+}
+
+std::optional<std::size_t> cCellsSeen::Add(std::uint64_t time, eTechnology technology,
+                                           const sCell& told) {
+  if (!IsCell(told)) {
+    return std::nullopt;
   }
-  const sCell cell = WithoutFrame(*description.cell);
-  const RadioKey radio(description.technology, cell.frequency, cell.physicalCell, cell.bsic);
+  const sCell cell = WithoutFrame(told);
+  const RadioKey radio(technology, cell.frequency, cell.physicalCell, cell.bsic);
   sSeenCell* const seen = Find(radio, cell);
   if (seen == nullptr) {
     ++others;
-    return;
+    return std::nullopt;
   }
   Merge(seen->cell, cell);
   seen->first = seen->items == 0 ? time : std::min(seen->first, time);
   seen->last = std::max(seen->last, time);
   ++seen->items;
+  return seen->number;
 }
 
 // The cell's place among those kept; null when there is no room for another one.
@@ -77,7 +83,8 @@ sSeenCell* cCellsSeen::Find(const RadioKey& radio, const sCell& cell) {
     if (cells.size() == kMostCells) {
       return nullptr;
     }
-    found = cells.emplace(Key(radio, identity), sSeenCell{std::get<0>(radio), cell}).first;
+    found = cells.emplace(Key(radio, identity), sSeenCell{cells.size(), std::get<0>(radio), cell})
+                .first;
   }
   latest[radio] = identity;
   return &found->second;

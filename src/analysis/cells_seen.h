@@ -13,6 +13,7 @@ namespace corvane {
 
 // A cell that a capture tells of.
 struct sSeenCell {
+  std::size_t number = 0;  // from 0, in the order in which cells were seen first
   eTechnology technology = eTechnology::None;
   sCell cell;               // all that is known of it, but for the numbers of a frame
   std::uint64_t first = 0;  // time of the first item that tells of it
@@ -26,8 +27,11 @@ struct sSeenCell {
 // with both that was last told with its network's identity, so that a cell is not shown twice.
 class cCellsSeen {
  public:
-  // Takes note of the cell that a packet tells of, if it does. `time` is the item's.
-  void Add(std::uint64_t time, const sDescription& description);
+  // Takes note of the cell that a packet tells of, if it does. `time` is the item's. Returns the
+  // cell's number; nothing where none is told, and of a cell that is not kept.
+  std::optional<std::size_t> Add(std::uint64_t time, const sDescription& description);
+  // The same where the cell is known from elsewhere.
+  std::optional<std::size_t> Add(std::uint64_t time, eTechnology technology, const sCell& told);
 
   // The cells by technology, carrier and number.
   [[nodiscard]] std::vector<sSeenCell> Cells() const;

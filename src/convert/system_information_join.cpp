@@ -59,11 +59,18 @@ class cSegmentReader {
     if (!isSystemInformation || !payload || !ReadPayload(*payload)) {
       return std::nullopt;
     }
+    if (*payload == kCompleteList || *payload == kLastAndComplete) {
+      // Nothing but filler follows: where the list breaks off, the blocks in front of that count.
+      std::ignore = PassCompleteList();
+    }
     return std::move(segments);
   }
 
   // The count of system frames that the message came with, in twos; on BCCH-BCH alone.
   [[nodiscard]] std::optional<std::uint32_t> Frames() const { return frames; }
+
+  // The types of the blocks that the message has in lists, whole.
+  [[nodiscard]] const std::vector<std::uint8_t>& ListedTypes() const { return listed; }
 
  private:
   [[nodiscard]] bool ReadPayload(std::uint32_t payload) {
@@ -144,6 +151,9 @@ class cSegmentReader {
         return false;
       }
       reader.position += *length;
+      if (*type != kExtension) {
+        listed.push_back(static_cast<std::uint8_t>(*type));
+      }
     }
     return true;
   }
@@ -177,8 +187,13 @@ class cSegmentReader {
 
   sBitReader reader;
   std::vector<sSegment> segments;
+  std::vector<std::uint8_t> listed;
   std::optional<std::uint32_t> frames;
 };
+
+[[nodiscard]] bool IsBroadcast(eSyntax syntax) {
+  return syntax == eSyntax::WcdmaBcchBch || syntax == eSyntax::WcdmaBcchFach;
+}
 
 // Whether a segment that came at `now` can belong to a block that began at `began`.
 [[nodiscard]] bool IsOneRound(std::optional<std::uint64_t> began,
@@ -245,7 +260,7 @@ std::optional<sJoinedMessage> cSystemInformationJoin::Add(const sSource& source,
     return std::nullopt;
   }
   const sSignalling& message = *description.signalling;
-  if (message.syntax != eSyntax::WcdmaBcchBch && message.syntax != eSyntax::WcdmaBcchFach) {
+  if (!IsBroadcast(message.syntax)) {
     return std::nullopt;
   }
   cSegmentReader reader(message.message);
@@ -274,6 +289,14 @@ std::optional<sJoinedMessage> cSystemInformationJoin::Add(const sSource& source,
     blocks.Erase(key);
   }
   return joined;
+}
+
+std::vector<std::uint8_t> ListedBlocks(const sSignalling& message) {
+  if (!IsBroadcast(message.syntax)) {
+    return {};
+  }
+  cSegmentReader reader(message.message);
+  return reader.Read(message.syntax) ? reader.ListedTypes() : std::vector<std::uint8_t>();
 }
 
 // True when `segment` completes its block.

@@ -12,6 +12,10 @@
 
 namespace corvane {
 
+// The types (3GPP TS 25.331, SIB-Type) of the system-information blocks that a message of WCDMA's
+// BCCH holds whole, in a list, in their order. Blocks of type "extension" are left out.
+[[nodiscard]] std::vector<std::uint8_t> ListedBlocks(const sSignalling& message);
+
 // Joins WCDMA system-information blocks (3GPP TS 25.331) from the segments that the BCCH messages
 // of a capture carry. A block that fills a message (226 bits) is given out too. Those of lists are
 // not: Wireshark finds them in the message itself, but not the one that fills it. A segment of type

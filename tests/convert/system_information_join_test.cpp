@@ -201,6 +201,39 @@ TEST(SystemInformationJoinTest, ABlockThatFillsItsMessageIsGivenOut) {
   EXPECT_FALSE(joiner.Add(Bch(kComplete, Type(31) + Pattern(226))));
 }
 
+[[nodiscard]] std::vector<std::uint8_t> Listed(eSyntax syntax, const Bits& message) {
+  sSignalling signalling;
+  signalling.syntax = syntax;
+  signalling.message = BytesOf(message);
+  return ListedBlocks(signalling);
+}
+
+TEST(SystemInformationListTest, TellsTheBlocksThatAMessageHasWhole) {
+  const Bits list =
+      CompleteList({Type(1) + Short("1101"), Type(31) + Short("0"), Type(7) + Short("0")});
+  const std::vector<std::uint8_t> wanted{1, 7};  // without the extension
+  EXPECT_EQ(Listed(eSyntax::WcdmaBcchBch, Bch(kCompleteList, list)), wanted);
+  EXPECT_EQ(Listed(eSyntax::WcdmaBcchFach, Fach(kCompleteList, list)), wanted);
+  EXPECT_EQ(Listed(eSyntax::WcdmaBcchBch, Bch(kLastAndComplete, Later(5, 1, Short("1")) + list)),
+            wanted);
+  EXPECT_EQ(
+      Listed(eSyntax::WcdmaBcchBch, Bch(kCompleteAndFirst, list + FirstOf(7, 2, Short("01")))),
+      wanted);
+}
+
+TEST(SystemInformationListTest, AListThatBreaksOffTellsTheBlocksInFront) {
+  const Bits list = Number(2, 4) + Type(1) + Short("11010001") + Type(2) + Number(200, 8) + "1";
+  EXPECT_EQ(Listed(eSyntax::WcdmaBcchBch, Bch(kCompleteList, list)),
+            (std::vector<std::uint8_t>{1}));
+}
+
+TEST(SystemInformationListTest, OtherMessagesHaveNone) {
+  EXPECT_TRUE(Listed(eSyntax::WcdmaBcchBch, Bch(kFirst, FirstOf(5, 3, kA))).empty());
+  EXPECT_TRUE(Listed(eSyntax::WcdmaBcchBch, "0").empty());
+  EXPECT_TRUE(Listed(eSyntax::WcdmaDlDcch, Bch(kCompleteList, CompleteList({Type(1) + Short("1")})))
+                  .empty());
+}
+
 TEST(SystemInformationJoinTest, BlocksOfListsAreLeftToTheirMessages) {
   sJoiner joiner;
   EXPECT_FALSE(joiner.Add(Bch(0, "")));
