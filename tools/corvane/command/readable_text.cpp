@@ -36,10 +36,8 @@ namespace {
   return size;
 }
 
-}  // namespace
-
-std::string Quote(std::string_view text) {
-  std::string quoted = "\"";
+// Appends a text whose control characters and bytes that are no UTF-8 are written as "\x1B".
+void AppendReadable(std::string& readable, std::string_view text, bool isQuoted) {
   while (!text.empty()) {
     const std::size_t size = CharacterSize(text);
     const std::string_view character = text.substr(0, std::max<std::size_t>(size, 1));
@@ -48,15 +46,28 @@ std::string Quote(std::string_view text) {
     const auto last = static_cast<std::uint8_t>(character.back());
     if (size == 0 || first < 0x20 || first == 0x7F || (first == 0xC2 && last < 0xA0)) {
       // The control characters U+0080 to U+009F are obeyed by some terminals too.
-      fmt::format_to(std::back_inserter(quoted), "\\x{:02X}", last);
+      fmt::format_to(std::back_inserter(readable), "\\x{:02X}", last);
       continue;
     }
-    if (first == '"' || first == '\\') {
-      quoted += '\\';
+    if (isQuoted && (first == '"' || first == '\\')) {
+      readable += '\\';
     }
-    quoted += character;
+    readable += character;
   }
+}
+
+}  // namespace
+
+std::string Quote(std::string_view text) {
+  std::string quoted = "\"";
+  AppendReadable(quoted, text, true);
   return quoted += '"';
+}
+
+std::string Readable(std::string_view text) {
+  std::string readable;
+  AppendReadable(readable, text, false);
+  return readable;
 }
 
 void AppendHexDump(std::string& text, std::span<const std::uint8_t> bytes,

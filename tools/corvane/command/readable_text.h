@@ -14,6 +14,10 @@ namespace corvane::tools {
 // backslashes behind a backslash.
 [[nodiscard]] std::string Quote(std::string_view text);
 
+// The same without quotation marks, and with quotation marks and backslashes as they are: for
+// places that show where a text ends.
+[[nodiscard]] std::string Readable(std::string_view text);
+
 // Bytes as lines of 16, each led by `indent` and the number of its first byte, with the printable
 // characters at its end.
 void AppendHexDump(std::string& text, std::span<const std::uint8_t> bytes, std::string_view indent);
