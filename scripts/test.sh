@@ -7,10 +7,11 @@ cd "$(dirname -- "$0")/.."
 
 # llvm has the symbolizer, without which the leak checker's suppressions name nothing. What is
 # installed is packed with dpkg-dev and file, and found with pkgconf. nodejs runs an example. tshark reads
-# what is made for Wireshark.
+# what is made for Wireshark, and chromium shows the page of a report.
 patient_step scripts/packages.sh cmake ninja-build g++ clang libclang-rt-dev llvm \
   g++-mingw-w64-x86-64-posix wine wine64 googletest libcli11-dev libfmt-dev nlohmann-json3-dev \
-  python3 procps dpkg-dev file pkgconf nodejs libbenchmark-dev tshark
+  python3 procps dpkg-dev file pkgconf nodejs libbenchmark-dev tshark \
+  chromium
 
 presets='native asan tsan bench mingw'
 # shellcheck disable=SC2086  # the list is meant to fall into words

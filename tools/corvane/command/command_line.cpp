@@ -60,6 +60,7 @@ void AddCommands(CLI::App& app, int& exitCode) {
   AddMergeCommand(app, exitCode);
   AddProfileCommand(app, exitCode);
   AddRecoverCommand(app, exitCode);
+  AddReportCommand(app, exitCode);
   AddStatsCommand(app, exitCode);
   AddVerifyCommand(app, exitCode);
   AddWiresharkCommand(app, exitCode);
