@@ -32,6 +32,10 @@ TEST(ReadableTextTest, BytesThatAreNoUtf8AreQuotedAsNumbers) {
   }
 }
 
+TEST(ReadableTextTest, WithoutQuotationMarksTheRestStaysAsItIs) {
+  EXPECT_EQ(Readable("a \"b\" C:\\d\x07\xFF"), "a \"b\" C:\\d\\x07\\xFF");
+}
+
 TEST(ReadableTextTest, HexDumpsHave16BytesALine) {
   std::string text;
   ByteVector bytes;
