@@ -26,11 +26,12 @@ struct sConnectionChange {
 };
 
 // Tells which connection the items of a capture belong to, from its texts: "Port COM7 connected",
-// "Port COM7 disconnected", "Imported from drive.hdlc".
+// "Port COM7 disconnected", "Imported from drive.hdlc", "Merged from drive.isf".
 //
 // A port that is connected again without a disconnection begins a connection, unless a text of
-// another port came in between: then its connection was never gone. Of the ports that are connected
-// at the same time the newest 16 are known.
+// another port came in between, or of another capture that was merged with its own: then its
+// connection was never gone, and the text only says which one the next items belong to. Of the
+// ports that are connected at the same time the newest 16 are known.
 class cConnectionTexts {
  public:
   // Takes the next text item of the file.
@@ -46,16 +47,20 @@ class cConnectionTexts {
   [[nodiscard]] const std::string& Port() const { return port; }
   // The latest change was of the stream of an import.
   [[nodiscard]] bool IsImported() const { return imported; }
+  // In a merged capture, the one that the next item was in; else empty.
+  [[nodiscard]] const std::string& Capture() const { return capture; }
 
   static constexpr std::size_t kMostOpen = 16;
 
  private:
   struct sOpen {
+    std::string capture;
     std::string port;
     bool imported = false;
     std::uint64_t number = 0;
   };
 
+  [[nodiscard]] sConnectionChange GoTo(std::string_view captureName);
   [[nodiscard]] sConnectionChange Connect();
   [[nodiscard]] sConnectionChange Disconnect();
 
@@ -63,8 +68,11 @@ class cConnectionTexts {
   bool isBeforeAll = true;  // no text has begun or ended a connection yet
   std::uint64_t present = 0;
   std::uint64_t count = 0;
+  std::string capture;
   std::string port;
   bool imported = false;
+  // Another capture's items follow: its port is told anew, whether it was connected or not.
+  bool isToldAnew = false;
 };
 
 }  // namespace corvane

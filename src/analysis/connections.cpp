@@ -85,6 +85,7 @@ void cConnections::Begin(const sCaptureItem& item, std::uint64_t number) {
   connection.number = number;
   connection.hasBeginning = number != 0;
   connection.port = number != 0 ? texts.Port() : std::string();
+  connection.capture = texts.Capture();
   connection.imported = number != 0 && texts.IsImported();
   connection.firstItem = item.number;
   connection.start = item.time;

@@ -20,6 +20,7 @@ enum class eConnectionEnd : std::uint8_t {
 struct sConnection {
   std::uint64_t number = 0;   // counted from 1; 0 for the one that was there before the file begins
   std::string port;           // "COM7", or the stream's name; empty where no text tells it
+  std::string capture;        // in a merged capture, the one that it was in; else empty
   bool imported = false;      // the stream of an import
   bool hasBeginning = false;  // false: the file begins in the midst of it
   // What its texts and its packets' wrappers tell, in the order in which they were seen first.

@@ -62,7 +62,8 @@ bool cGaps::AddTime(const sPoint& item) {
 
 void cGaps::NoteText(const sCaptureItem& item) {
   const std::optional<std::string> text = isf::LoadTextItem(item.bytes);
-  if (text && texts.Add(*text).kind != eConnectionChange::None) {
+  const eConnectionChange kind = text ? texts.Add(*text).kind : eConnectionChange::None;
+  if (kind == eConnectionChange::Begun || kind == eConnectionChange::Ended) {
     hasConnectionChange = true;
   }
 }

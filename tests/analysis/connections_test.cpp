@@ -111,6 +111,34 @@ TEST_F(ConnectionsTest, MergedPortsHaveAConnectionEach) {
   EXPECT_EQ(connections.Kept()[1].end, 17U);
 }
 
+// As merging writes them: the port is told anew behind each change of the capture.
+TEST_F(ConnectionsTest, CapturesOfOnePortThatAreMergedKeepTheirConnections) {
+  Text(10, "Merged from a.isf");
+  Text(10, "Port COM7 connected");
+  Packet(11);
+  Text(12, "Merged from b.isf");
+  Text(12, "Port COM7 connected");
+  Packet(13);
+  Text(14, "Merged from a.isf");
+  Text(14, "Port COM7 connected");
+  Packet(15);
+  Text(16, "Port COM7 disconnected");
+  Text(17, "Merged from b.isf");
+  Text(17, "Port COM7 connected");
+  Packet(18);
+  Text(19, "Merged from a.isf");
+  Text(20, "Port COM7 connected");
+  ASSERT_EQ(connections.Kept().size(), 3U);
+  EXPECT_EQ(connections.Kept()[0].capture, "a.isf");
+  EXPECT_EQ(connections.Kept()[0].howEnded, eConnectionEnd::Disconnected);
+  EXPECT_EQ(connections.Kept()[0].Length(), 6U);
+  EXPECT_EQ(connections.Kept()[1].capture, "b.isf");
+  EXPECT_EQ(connections.Kept()[1].howEnded, eConnectionEnd::Open);
+  EXPECT_EQ(connections.Kept()[1].end, 18U);
+  EXPECT_EQ(connections.Kept()[2].capture, "a.isf");
+  EXPECT_EQ(connections.Kept()[2].start, 20U);
+}
+
 TEST_F(ConnectionsTest, AnImportedStreamIsAConnectionOfItsOwnKind) {
   Text(10, "Imported from drive.hdlc");
   Packet(20, {0x98, 1, 0, 0, 2, 0, 0, 0, 0x10});

@@ -69,8 +69,13 @@ TEST_F(GapsTest, ATextThatIsPassedBoundsNoGap) {
 }
 
 TEST_F(GapsTest, OtherTextsChangeNoConnection) {
+  Text(0, "Merged from a.isf");
+  Text(0, "Port COM7 connected");
   Packets({0});
   Text(3000, "Subscription 2");
+  Text(3000, "Merged from b.isf");
+  Text(3000, "Merged from a.isf");
+  Text(3000, "Port COM7 connected");
   Packets({6000});
   EXPECT_FALSE(Only().hasConnectionChange);
 }

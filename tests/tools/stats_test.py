@@ -285,6 +285,7 @@ class Connections(unittest.TestCase):
             first,
             {
                 "connection": 1,
+                "merged_from": "",
                 "port": "COM7",
                 "begins_before_file": False,
                 "subscriptions": [],

@@ -41,6 +41,7 @@ void AddTotals(Json& row, const sItemTotals& totals, std::uint64_t span) {
 
 [[nodiscard]] Json ConnectionJson(const sConnection& connection) {
   return {{"connection", connection.number},
+          {"merged_from", connection.capture},
           {connection.imported ? "imported_from" : "port", connection.port},
           {"begins_before_file", !connection.hasBeginning},
           {"subscriptions", connection.subscriptions},

@@ -214,13 +214,13 @@ class cTextReport {
     return std::span(records).first(std::min(records.size(), kMostLines));
   }
 
+  // Names of files and ports are what users called them.
   [[nodiscard]] static std::string NameOf(const sConnection& connection) {
-    if (connection.port.empty()) {
-      return "port not told";
+    std::string name = "port not told";
+    if (!connection.port.empty()) {
+      name = (connection.imported ? "imported from " : "port ") + Quote(connection.port);
     }
-    // A stream's name is what the user called its file.
-    return connection.imported ? "imported from " + Quote(connection.port)
-                               : "port " + Quote(connection.port);
+    return connection.capture.empty() ? name : name + " of " + Quote(connection.capture);
   }
 
   [[nodiscard]] static std::string SubscriptionsOf(const sConnection& connection) {
