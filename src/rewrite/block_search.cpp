@@ -1,6 +1,7 @@
 #include "rewrite/block_search.h"
 
 #include <algorithm>
+#include <array>
 #include <span>
 #include <vector>
 
@@ -48,20 +49,25 @@ using EntryBytes = std::span<const std::uint8_t, 2 * isf::kDirectoryEntrySize>;
 }  // namespace
 
 bool ProvesBlock(cByteSource& source, std::uint64_t fileSize, std::uint64_t offset) {
-  std::vector<std::uint8_t> bytes(isf::kBlockSize);
-  if (offset > fileSize || fileSize - offset < isf::kBlockSize ||
-      source.ReadAt(offset, bytes) != bytes.size()) {
+  if (offset > fileSize || fileSize - offset < isf::kBlockSize) {
     return false;
   }
-  const auto block = std::span<const std::uint8_t, isf::kBlockSize>(bytes);
-  const auto directory = block.first<isf::kDirectorySize>();
-  const isf::sBlockTail tail = isf::LoadBlockTail(block.last<isf::kBlockTailSize>());
-  if (!IsLikelyTime(tail.baseTime) ||
-      !BeginsDirectory(directory.first<2 * isf::kDirectoryEntrySize>())) {
+  // First a few bytes: this is asked at every place that looks like the beginning of a directory.
+  std::array<std::uint8_t, isf::kBlockTailSize> tailBytes{};
+  if (source.ReadAt(offset + isf::kDirectorySize, tailBytes) != tailBytes.size()) {
+    return false;
+  }
+  const std::uint64_t baseTime = isf::LoadBlockTail(tailBytes).baseTime;
+  std::vector<std::uint8_t> bytes(IsLikelyTime(baseTime) ? isf::kDirectorySize : 0);
+  if (bytes.empty() || source.ReadAt(offset, bytes) != bytes.size()) {
+    return false;
+  }
+  const auto directory = std::span<const std::uint8_t, isf::kDirectorySize>(bytes);
+  if (!BeginsDirectory(directory.first<2 * isf::kDirectoryEntrySize>())) {
     return false;
   }
   const sJudgedDirectory judged =
-      JudgeDirectory(directory, {offset, tail.baseTime, fileSize, 0, false}, source);
+      JudgeDirectory(directory, {offset, baseTime, fileSize, 0, false}, source);
   return judged.passedOver <= judged.entries / 2 &&
          HasFittingPackets(source, offset, directory, judged);
 }

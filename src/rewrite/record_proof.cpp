@@ -91,14 +91,17 @@ constexpr std::uint64_t kGreatestTimestamp = std::uint64_t{1} << 58;
 
 // Takes a text with its zero off the front of `rest`. False for what is none.
 [[nodiscard]] bool TakeText(Packet& rest) {
-  const auto zero = std::find(rest.begin(), rest.end(), std::uint8_t{0});
+  // No text of a modem is as long as this.
+  constexpr std::size_t kLongestText = 2048;
+  const Packet text = rest.first(std::min(rest.size(), kLongestText));
+  const auto zero = std::find(text.begin(), text.end(), std::uint8_t{0});
   const auto isWrong = [](std::uint8_t character) {
     return character < ' ' && character != '\t' && character != '\n' && character != '\r';
   };
-  if (zero == rest.end() || zero == rest.begin() || std::any_of(rest.begin(), zero, isWrong)) {
+  if (zero == text.end() || zero == text.begin() || std::any_of(text.begin(), zero, isWrong)) {
     return false;
   }
-  rest = rest.subspan(static_cast<std::size_t>(zero - rest.begin()) + 1);
+  rest = rest.subspan(static_cast<std::size_t>(zero - text.begin()) + 1);
   return true;
 }
 
