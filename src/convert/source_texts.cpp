@@ -8,6 +8,7 @@ namespace {
 
 constexpr std::string_view kPort = "Port ";
 constexpr std::string_view kConnected = " connected";
+constexpr std::string_view kDisconnected = " disconnected";
 constexpr std::string_view kImported = "Imported from ";
 constexpr std::string_view kMerged = "Merged from ";
 constexpr std::string_view kSubscription = "Subscription ";
@@ -67,6 +68,9 @@ eSourceText KindOfSourceText(std::string_view text) {
   }
   if (!NameBehind(text, kImported).empty() || !PortIn(text).empty()) {
     return eSourceText::Port;
+  }
+  if (!NameBehind(text, kPort).empty() && text.ends_with(kDisconnected)) {
+    return eSourceText::PortGone;
   }
   const std::string_view subscription = NameBehind(text, kSubscription);
   const bool isOne = subscription == kNone || ParseNumber(subscription);

@@ -29,8 +29,8 @@ struct sSource {
 // nothing.
 void ApplySourceText(std::string_view text, sSource& source);
 
-// What a text is about.
-enum class eSourceText : std::uint8_t { None, Capture, Port, Subscription };
+// What a text is about: of a port that it is connected, or that it is no more.
+enum class eSourceText : std::uint8_t { None, Capture, Port, PortGone, Subscription };
 [[nodiscard]] eSourceText KindOfSourceText(std::string_view text);
 
 // The text that tells the stream that the packets behind it come from: "Imported from drive.hdlc".

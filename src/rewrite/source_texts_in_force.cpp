@@ -43,6 +43,11 @@ void cTextsInForce::Pass(std::uint32_t type, std::span<const std::uint8_t> packe
         subscription.clear();
       }
       break;
+    case eSourceText::PortGone:
+      // Repeating that it was connected would begin a connection.
+      port.clear();
+      subscription.clear();
+      break;
     case eSourceText::Subscription:
       subscription = bytes;
       break;
@@ -67,7 +72,8 @@ std::vector<tTextPacket> cTextsInForce::MissingIn(const cTextsInForce& told,
   }
   const bool isOtherPort =
       source.port != told.source.port || source.imported != told.source.imported;
-  if (next != eSourceText::Capture && next != eSourceText::Port && (isAnew || isOtherPort)) {
+  const bool isPortNext = next == eSourceText::Capture || next == eSourceText::Port;
+  if (!isPortNext && (isAnew || isOtherPort)) {
     need(port);
     isAnew = true;
   }

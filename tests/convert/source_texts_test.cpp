@@ -66,8 +66,9 @@ TEST(SourceTextsTest, KindsOfTextsAreToldApart) {
   EXPECT_EQ(KindOfSourceText("Imported from drive.hdlc"), eSourceText::Port);
   EXPECT_EQ(KindOfSourceText("Subscription none"), eSourceText::Subscription);
   EXPECT_EQ(KindOfSourceText("Subscription 2"), eSourceText::Subscription);
-  for (const char* const text : {"Merged from ", "Port COM7 disconnected", "Port  connected",
-                                 "Subscription two", "Corvane version 1.0", ""}) {
+  EXPECT_EQ(KindOfSourceText("Port COM7 disconnected"), eSourceText::PortGone);
+  for (const char* const text :
+       {"Merged from ", "Port  connected", "Subscription two", "Corvane version 1.0", ""}) {
     EXPECT_EQ(KindOfSourceText(text), eSourceText::None) << text;
   }
 }

@@ -334,6 +334,20 @@ TEST_F(RewritingCommandsTest, ItemsAreMergedInTheOrderOfTimeWithTheirSources) {
   EXPECT_THAT(out.str(), HasSubstr("Merged: 8 items of 2 captures"));
 }
 
+TEST_F(RewritingCommandsTest, AConnectionThatHasEndedIsNotBegunAnew) {
+  const std::string one =
+      Make("one.isf", {Text(kNoon, "Port COM7 connected"),
+                       Text(kNoon + 1, "Port COM7 disconnected"), Text(kNoon + 5, "waiting"),
+                       Text(kNoon + 7, "Port COM7 connected"), Reply(kNoon + 8, 1)});
+  const std::string two = Make("two.isf", {Reply(kNoon + 3, 2), Reply(kNoon + 6, 3)});
+  EXPECT_EQ(Merge({one, two}), kExitGood);
+  EXPECT_THAT(ItemsOf(output),
+              ElementsAre("+0 Merged from one.isf", "+0 Port COM7 connected",
+                          "+1 Port COM7 disconnected", "+3 Merged from two.isf", "+3 2",
+                          "+5 Merged from one.isf", "+5 waiting", "+6 Merged from two.isf", "+6 3",
+                          "+7 Merged from one.isf", "+7 Port COM7 connected", "+8 1"));
+}
+
 TEST_F(RewritingCommandsTest, ACaptureKeepsItsOrderWhereItsClockWasSetBack) {
   const std::string one = Make("one.isf", {Reply(kNoon + 100, 1), Reply(kNoon + 5, 2)});
   const std::string two = Make("two.isf", {Reply(kNoon + 50, 3), Reply(kNoon + 200, 4)});
