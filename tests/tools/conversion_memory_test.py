@@ -1,4 +1,4 @@
-"""The memory that corvane export and import take does not grow with the number of items."""
+"""The memory that commands take which make files does not grow with the number of items."""
 
 import ctypes
 import os
@@ -95,6 +95,18 @@ class Memory(unittest.TestCase):
 
     def test_of_an_export_of_all_there_is(self):
         self.assert_exports_are_alike("--events", "--messages", "--requests", "--raw")
+
+    def assert_captures_are_alike(self, command, *options):
+        with tempfile.TemporaryDirectory(prefix="corvane-memory-") as folder:
+            made = pathlib.Path(folder) / "made.isf"
+            arguments = (exported.program(), command, "-o", made, "--overwrite", *options)
+            self.assert_alike([peak_memory(*arguments, capture) for capture in self.captures])
+            self.assertGreater(made.stat().st_size, LARGE * 10 * 80)
+
+    def test_of_captures_made_of_a_capture(self):
+        for command in ("recover", "cut", "merge"):
+            with self.subTest(command=command):
+                self.assert_captures_are_alike(command)
 
 
 if __name__ == "__main__":
