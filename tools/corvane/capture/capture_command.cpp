@@ -109,16 +109,26 @@ void AddCaptureCommand(CLI::App& app, int& exitCode) {
             {"corvane capture --device auto --profile signalling -o {date}_{time}.isf",
              "From the one DIAG port, into 2024-05-17_14-30-05.isf"},
             {"corvane capture --device COM7 --config signalling.cfg -o drive.isf --duration 10m",
-             "For ten minutes"}},
+             "For ten minutes of the device"},
+            {"corvane capture --device COM7 --config signalling.cfg -o drive.isf "
+             "--rotate-size 500M --keep 20",
+             "Into the newest 20 files of 500 MB, drive_00001_2024-05-17_14-30-05.isf and so on"}},
        .notes =
            "The device need not be there yet, and may go and come back. While it is waited for, "
            "the ports that are present are listed, and a port that another program has is "
            "told. A file that --overwrite replaces stays until the new one is complete: that "
            "one is recorded beside it, as drive.isf.part. A capture that could not start or "
-           "never reached its device leaves no file.",
+           "never reached its device leaves no file.\n\n"
+           "While it captures, \"m tunnel entry\" and Enter sets a marker, as corvane mark does. "
+           "The set-up of the modem is judged: requests that it refuses or does not answer are "
+           "named, at once when the set-up is stuck, and at the end. With --rotate-size or "
+           "--rotate-time the library is stopped and started again for each file: what the modem "
+           "sends in between is lost, and the summary says for how long. A file into which the "
+           "device has sent nothing goes on. docs/capture-events.md describes the events of "
+           "--json.",
        .exitCodes = {"0 a complete capture file was written, also where --stop-below ended it",
                      "1 it was not, or the start was refused", "2 wrong usage",
-                     "4 nothing was captured"}});
+                     "4 the device sent nothing, or its set-up was stuck"}});
   command->callback([request, &exitCode] {
     CheckRunOptions(*request);
     if (request->configuration.empty() == request->profile.empty()) {

@@ -73,7 +73,8 @@ void AddMarkCommand(CLI::App& app, int& exitCode) {
           "The time that is marked, instead of now; a complete capture is marked by it alone")
       ->type_name("TIME");
   AddHelp(*command,
-          {.examples = {{"corvane mark drive.isf tunnel entry", "Now, while drive.isf is recorded"},
+          {.examples = {{"corvane mark drive.isf tunnel entry", "Now, while drive.isf is recorded",
+                         eNeeds::Device},
                         {"corvane mark --at 2026-03-01T10:00:00Z drive.isf call dropped",
                          "At another time"}},
            .notes = "Markers stand in a file beside the capture, drive.isf.marks, a line each, and "

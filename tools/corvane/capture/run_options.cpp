@@ -36,6 +36,19 @@ constexpr std::uint64_t kSmallestFile = 100'000;
 void AddLimits(CLI::App& command, sCaptureRequest& request) {
   command
       .add_option_function<std::string>(
+          "--wait",
+          [&request](const std::string& text) {
+            request.wait = ParseDuration(text);
+            if (!request.wait) {
+              Refuse("--wait",
+                     fmt::format("\"{}\" is no duration: write 500ms, 10s, 5m or 2h", text));
+            }
+          },
+          "Wait so long for the device to be connected first; without it, as long as --duration, "
+          "or until Ctrl-C")
+      ->type_name("TIME");
+  command
+      .add_option_function<std::string>(
           "--items",
           [&request](const std::string& text) { request.items = ReadCount("--items", text); },
           "End the capture when it has so many items, or a few more")
@@ -99,14 +112,5 @@ void CheckRunOptions(const sCaptureRequest& request) {
     Refuse("--keep", "there is one file only without --rotate-size or --rotate-time");
   }
 }
-
-const char* const kRunNotes =
-    "While it captures, \"m tunnel entry\" and Enter sets a marker (see corvane mark). The set-up "
-    "of "
-    "the modem is judged: requests that it refuses or leaves without a reply are named, at once "
-    "when the set-up is stuck and at the end. With --rotate-size or --rotate-time the library is "
-    "stopped and started again for each file: what the modem sends in between is lost, and the "
-    "summary says how long that was. A file into which the device has sent nothing goes on. "
-    "The events of --json are described in docs/capture-events.md.";
 
 }  // namespace corvane::tools

@@ -10,10 +10,7 @@ namespace corvane::tools {
 // files in turn, and what is told. `request` must live until the command line is parsed.
 void AddRunOptions(CLI::App& command, sCaptureRequest& request);
 
-// What the options of a capture and of its --keep need of each other. Throws CLI::ValidationError.
+// What these options need of each other. Throws CLI::ValidationError.
 void CheckRunOptions(const sCaptureRequest& request);
-
-// What the user should know of a running capture, for the command's help.
-extern const char* const kRunNotes;
 
 }  // namespace corvane::tools
