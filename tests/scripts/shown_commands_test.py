@@ -15,8 +15,10 @@ import subprocess
 import tempfile
 import unittest
 
+import made_capture
 from sandbox import ROOT
 from signalling_story import PROFILE, PROGRAMS, corvane, raw_stream, told_story
+from support import isf
 
 DEADLINE = 60.0
 DOCUMENTS = ("README.md", "CONTRIBUTING.md", *sorted(f"docs/{one.name}" for one in (ROOT / "docs").glob("*.md")))
@@ -85,6 +87,12 @@ def blocks():
                 yield block
 
 
+def table_examples():
+    """The commands in the tables of README.md."""
+    text = (ROOT / "README.md").read_text(encoding="utf-8")
+    return re.findall(r"^\|.*\| `(corvane [^`]+)` \|$", text, re.MULTILINE)
+
+
 def words_of(line):
     """The words of a line, with those of the shell's own among them."""
     lexer = shlex.shlex(line, posix=True, punctuation_chars="|<>;&()")
@@ -110,6 +118,8 @@ def fault_of(call):
     """What of a call the program does not know; None for a good one."""
     command = ROOT_COMMAND
     for word in call:
+        if command is ROOT_COMMAND and word == "COMMAND":
+            return None  # any of them
         named = [one for one in command["commands"] if one["name"].split()[-1] == word]
         if named:
             command = named[0]
@@ -120,6 +130,15 @@ def fault_of(call):
             if word.split("=")[0] not in known:
                 return f"no option {word} of {command['name']}"
     return None
+
+
+def over_five_minutes(items):
+    """A capture of these items, recorded evenly within five minutes."""
+    made = made_capture.MadeCapture()
+    begin = made_capture.item_time(1_715_947_200_000)  # 2024-05-17 12:00:00 UTC
+    for item in items:
+        made.add(item.type, begin + made.items * 300_000 // len(items), item.packet)
+    return made.closed()
 
 
 class Workplace:
@@ -166,7 +185,9 @@ class ShownCommands(unittest.TestCase):
         cls.samples = pathlib.Path(folder.name)
         stream = cls.samples / "sample.hdlc"
         stream.write_bytes(raw_stream(told_story("--count", "400")))
-        corvane("import", stream, "-o", cls.samples / "sample.isf")
+        sample = cls.samples / "sample.isf"
+        corvane("import", stream, "-o", sample)
+        sample.write_bytes(over_five_minutes(isf.read(sample).items))
         corvane("export", cls.samples / "sample.isf", "-o", cls.samples / "sample.pcapng")
         subprocess.run(["gzip", "-k", cls.samples / "sample.isf"], check=True)
         shutil.copyfile(PROFILE, cls.samples / "sample.cfg")
@@ -188,7 +209,11 @@ class ShownCommands(unittest.TestCase):
                     with self.subTest(line=line):
                         self.assert_runs(block.place, line)
                     count += 1
+        for line in table_examples():
+            with self.subTest(line=line):
+                self.assert_runs("README.md", line)
         self.assertGreaterEqual(count, 8)
+        self.assertGreaterEqual(len(table_examples()), 12)
 
     def test_what_is_not_run_says_why(self):
         for block in blocks():
