@@ -8,10 +8,11 @@
 #include <map>
 #include <memory>
 #include <optional>
-#include <stdexcept>
 #include <system_error>
+#include <vector>
 
 #include "analysis/selected_items.h"
+#include "analysis/selected_markers.h"
 #include "convert/byte_sink.h"
 #include "corvane/command/command_line.h"
 #include "corvane/command/help.h"
@@ -34,54 +35,37 @@ void Tell(const std::string& what, std::ostream& errors) {
   errors << fmt::format("corvane {}: {}\n", kCommand, what);
 }
 
-[[nodiscard]] bool IsOpen(const sSelectionBound& bound) {
-  return !bound.number && !bound.time && !bound.sinceStart;
-}
-
-// Gathers the selected items, with the markers that belong among them: of those outside a stretch
-// that was asked for, nobody wants to know.
+// Gathers the selected items, with the markers that belong among them.
 class cGathering {
  public:
-  cGathering(cCaptureFile& file, const sReportRequest& request)
-      : items(file, request.selection),
+  cGathering(cCaptureFile& opened, const sReportRequest& request)
+      : file(opened),
+        items(opened, request.selection),
         markers(request.path),
-        passesEarly(!IsOpen(request.selection.from)),
-        passesLate(!IsOpen(request.selection.to)),
-        progress(request.path, file.NumbersEnd()) {}
+        progress(request.path, opened.NumbersEnd()) {}
 
   void Run(sReportFindings& findings) {
+    items.TellPassed([&findings](const sCaptureItem& text) { findings.Pass(text); });
+    markers.PassBefore(file, items.Matcher());
     while (items.Next()) {
       const sCaptureItem& item = items.Current().Item();
-      AddMarkers(item, findings);
+      while (const auto marker = markers.NextUntil(item.time, items.Matcher())) {
+        findings.AddMarker(*marker, item.number);
+      }
       findings.Add(items.Current());
       progress.Show(items.Position());
     }
-    if (!passesLate && findings.firstItem) {
-      Add(UINT64_MAX, findings.lastItem + 1, findings);
+    while (const auto marker = markers.NextBehind(file, items.Matcher())) {
+      findings.AddMarker(*marker, findings.lastItem + 1);
     }
   }
 
   [[nodiscard]] const cSelectedItems& Items() const { return items; }
 
  private:
-  void AddMarkers(const sCaptureItem& item, sReportFindings& findings) {
-    if (passesEarly && !findings.firstItem) {
-      while (markers.NextUntil(item.time)) {
-      }
-    }
-    Add(item.time, item.number, findings);
-  }
-
-  void Add(std::uint64_t until, std::uint64_t nextItem, sReportFindings& findings) {
-    while (const std::optional<sMarker> marker = markers.NextUntil(until)) {
-      findings.AddMarker(*marker, nextItem);
-    }
-  }
-
+  cCaptureFile& file;
   cSelectedItems items;
-  cMarkerReader markers;
-  const bool passesEarly;
-  const bool passesLate;
+  cSelectedMarkers markers;
   cProgress progress;
 };
 
@@ -183,6 +167,7 @@ int MakeReport(const sReportRequest& request, std::ostream& errors) {
     return kExitFailed;
   }
   const auto findings = std::make_unique<sReportFindings>();
+  findings->tellsRequests = !request.selection.DemandsContent();
   cGathering gathering(*file, request);
   gathering.Run(*findings);
   const std::optional<sCaptureError> unreadable = gathering.Items().Unreadable();
@@ -203,9 +188,9 @@ int MakeReport(const sReportRequest& request, std::ostream& errors) {
 namespace {
 
 // The options of the command line that select items: "--type log --from +90s".
-[[nodiscard]] std::string SelectionText(const CLI::App& selecting) {
+[[nodiscard]] std::string SelectionText(const std::vector<CLI::Option*>& options) {
   std::string text;
-  for (const CLI::Option* const option : selecting.get_options()) {
+  for (const CLI::Option* const option : options) {
     if (option->count() == 0) {
       continue;
     }
@@ -231,8 +216,10 @@ void AddReportCommand(CLI::App& app, int& exitCode) {
       ->required();
   command->add_flag("--overwrite", request->overwrite,
                     "Replace a file of that name once the new one is complete");
-  CLI::App* const selecting = command->add_option_group("Selecting", "Report on some items only");
-  AddSelectionOptions(*selecting, request->selection);
+  const std::size_t others = command->get_options().size();
+  AddSelectionOptions(*command, request->selection);
+  std::vector<CLI::Option*> selecting = command->get_options();
+  selecting.erase(selecting.begin(), selecting.begin() + static_cast<std::ptrdiff_t>(others));
   AddHelp(*command,
           {{{"corvane report drive.isf -o drive.html", "All that is in drive.isf, as a page"},
             {"corvane report drive.isf -o start.html --to +90s", "Its first 90 seconds"},
@@ -243,7 +230,7 @@ void AddReportCommand(CLI::App& app, int& exitCode) {
            {"0 the capture is complete", "1 it is damaged, or the page could not be made",
             "2 wrong usage", "3 the capture was not closed"}});
   command->callback([request, selecting, &exitCode] {
-    request->selectionText = SelectionText(*selecting);
+    request->selectionText = SelectionText(selecting);
     exitCode = MakeReport(*request, std::cerr);
   });
 }

@@ -27,12 +27,22 @@ void sReportFindings::Add(const cDescribedItem& described) {
   timeLines.Add(item);
   connections.Add(item);
   gaps.Add(item);
-  requests.Add(item, description);
+  if (tellsRequests) {
+    requests.Add(item, description);
+  }
   if (description.sort == eItemSort::Text &&
       description.text != SubscriptionText(described.Source().subscription)) {
     texts.Add({item.number, item.time, description.text});
   }
   AddMessages(described);
+}
+
+void sReportFindings::Pass(const sCaptureItem& text) {
+  connections.Pass(text);
+  gaps.Pass(text);
+  if (tellsRequests) {
+    requests.Add(text, DescribeItem(text));
+  }
 }
 
 void sReportFindings::AddMessages(const cDescribedItem& described) {

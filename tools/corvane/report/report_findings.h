@@ -47,6 +47,8 @@ struct sReportFindings {
 
   // Items come in file order.
   void Add(const cDescribedItem& described);
+  // A text of the recorder that was not selected: it may tell that a port came or went.
+  void Pass(const sCaptureItem& text);
   // A marker that stands in front of item `nextItem`.
   void AddMarker(const sMarker& marker, std::uint64_t nextItem);
 
@@ -54,6 +56,9 @@ struct sReportFindings {
   cTimeLines timeLines{kMostIntervals, 100};
   cConnections connections;
   cGaps gaps{kGapLimit};
+  // False where packets are left out for what they are: a request whose reply was left out would
+  // seem to have none. `requests` is empty then.
+  bool tellsRequests = true;
   cRequestReplies requests;
   cItemFaults faults;
   cWholeMessages messages;

@@ -273,6 +273,9 @@ void RequestRow(cHtmlTable& table, std::string_view name, const sNamedRequests& 
 
 std::string RequestsSection(const sReportFindings& findings) {
   const cRequestReplies& requests = findings.requests;
+  if (!findings.tellsRequests) {
+    return "<p>Not told: the selection may leave out the replies.</p>\n";
+  }
   if (requests.Totals().sent == 0) {
     return "<p>The capture has no requests.</p>\n";
   }
