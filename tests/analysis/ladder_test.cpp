@@ -31,6 +31,7 @@ struct LadderTest : ::testing::Test {
     item.time = 1000 + next++;
     sDescription description;
     description.technology = eTechnology::Lte;
+    description.logCode = 0xB0C0;
     description.signalling = signalling;
     for (const sWholeMessage& message : whole.Add(item.number, description, {})) {
       ladder.Add(item, description, message, std::nullopt);

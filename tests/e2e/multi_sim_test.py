@@ -29,7 +29,7 @@ class CaptureOfAModemWithTwoSims(simulated_modem_test.RebuildingTestCase):
                 subscriptions += [current] * (1 + len(line.get("blocks", [])))
         return subscriptions
 
-    def test_each_packet_is_kept_and_each_sim_reassembled_on_its_own(self):
+    def test_each_packet_is_kept_and_each_sim_rebuilt_alone(self):
         self.config.write_text(UNWRAPPING)
         modem, capture = self.capture(*"--seed 11 --scenario sib --count 2500".split())
         rebuilt = self.assert_rebuilt(modem, capture.items)

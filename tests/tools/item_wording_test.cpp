@@ -354,7 +354,7 @@ TEST(ItemWordingTest, BlocksThatTheRecorderRebuiltAreSynthetic) {
 TEST(ItemWordingTest, UnknownTypesAndItemsNotAsTheirTypePromisesAreDescribed) {
   EXPECT_EQ(Describe(3, "10"), "item of an unknown type");
   EXPECT_EQ(Describe(31, "10"), "item of an unknown type");
-  EXPECT_EQ(Describe(5, "42 00 0C 00 0C 00 34 12 00 00 00 00 00 00 00 00"), "packet 0x42");
+  EXPECT_EQ(Describe(5, "44 00 0C 00 0C 00 34 12 00 00 00 00 00 00 00 00"), "packet 0x44");
 }
 
 TEST(ItemWordingTest, EveryItemOfUpTo40BytesIsDescribedWithoutReadingPastItsEnd) {

@@ -56,7 +56,7 @@ class ManualPages(FrameTestCase):
         self.assertEqual(run("manual", self.folder).returncode, 0)
         return sorted(self.folder.iterdir())
 
-    def test_each_command_has_a_page_that_man_shows_without_a_warning(self):
+    def test_each_command_has_a_page_that_man_shows_cleanly(self):
         names = ["corvane", *("corvane-" + one["name"].split()[1] for one in described()["commands"])]
         self.assertEqual(sorted(page.stem for page in self.pages()), sorted(names))
         self.assertGreater(len(names), 7)

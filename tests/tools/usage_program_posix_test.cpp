@@ -53,7 +53,7 @@ TEST_F(UsageProgramTest, AWordThatIsNoCommandIsNamed) {
 }
 
 TEST_F(UsageProgramTest, AnOptionThatNobodyKnowsIsToldBeforeWhatLacks) {
-  ExpectUsage("export text.txt --foo", "corvane export: there is no option --foo");
+  ExpectUsage("export text.txt --zzzzzz", "corvane export: there is no option --zzzzzz");
   ExpectUsage("export --frmat=csv",
               "corvane export: there is no option --frmat, did you mean --format?");
   ExpectUsage("info --dep x", "corvane info: there is no option --dep, did you mean --deep?");

@@ -80,7 +80,7 @@ void AddDurationOption(CLI::App& command, const std::string& option, const std::
   return {
       {{"corvane stats drive.isf", "All tables of a capture"},
        {"corvane stats --interval 10s drive.isf", "What came in each ten seconds"},
-       {"corvane stats --log-code lte-rrc --top 5 drive.isf",
+       {"corvane stats --log-code lte-rrc-ota --top 5 drive.isf",
         "The logs of LTE RRC, the five most frequent ones"},
        {"corvane stats --json drive.isf", "Everything as one JSON object"}},
       "What is counted are the selected items; --from and --to narrow all tables. Requests and "

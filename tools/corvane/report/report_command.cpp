@@ -223,7 +223,7 @@ void AddReportCommand(CLI::App& app, int& exitCode) {
   AddHelp(*command,
           {{{"corvane report drive.isf -o drive.html", "All that is in drive.isf, as a page"},
             {"corvane report drive.isf -o start.html --to +90s", "Its first 90 seconds"},
-            {"corvane report drive.isf -o lte.html --log-code lte-rrc --overwrite",
+            {"corvane report drive.isf -o lte.html --log-code lte-rrc-ota --overwrite",
              "LTE RRC alone, in place of an older page"}},
            "The page is one file that loads nothing: it can be mailed, and read without a network. "
            "docs/report.md tells what its parts mean.",
