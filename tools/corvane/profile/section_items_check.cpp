@@ -308,13 +308,14 @@ class cItemsCheck {
   }
 
   void CheckDuplicate(std::uint64_t value, const sWrittenNumber& number) {
-    const auto [first, isNew] = firstPlaces.emplace(value, number.text.data());
-    if (isNew) {
+    const auto placed = firstPlaces.emplace(value, number.text.data());
+    if (placed.second) {
       return;
     }
+    const char* const first = placed.first->second;
     warnings.Add(eProfileWarning::Duplicate, number.text.data(), [&] {
       return fmt::format("{} is in {} on line {} already", Shown(number.text), name,
-                         warnings.LineOf(first->second));
+                         warnings.LineOf(first));
     });
   }
 
