@@ -26,7 +26,8 @@ class cTroubles {
   }
 
   [[nodiscard]] std::vector<sTrouble> Take() {
-    std::ranges::stable_partition(found, [](const sTrouble& trouble) { return trouble.isGrave; });
+    std::stable_partition(found.begin(), found.end(),
+                          [](const sTrouble& trouble) { return trouble.isGrave; });
     return std::move(found);
   }
 
