@@ -251,9 +251,18 @@ class Report(unittest.TestCase):
         self.assertEqual(1, program(path, "-o", output).returncode)
         self.assertFalse(output.exists())
 
-    def test_standard_output_is_no_file_to_make(self):
-        self.assertNotEqual(0, program(self.path, "-o", "-").returncode)
+    def test_a_page_needs_a_name(self):
+        for name in ("-", ""):
+            result = program(self.path, "-o", name)
+            self.assertEqual(2, result.returncode, result.stderr)
         self.assertFalse(pathlib.Path("-").exists())
+
+    def test_the_capture_is_not_overwritten_by_its_page(self):
+        before = self.path.read_bytes()
+        result = program(self.path, "-o", self.path, "--overwrite")
+        self.assertEqual(1, result.returncode)
+        self.assertIn(b"the page would overwrite the capture", result.stderr)
+        self.assertEqual(before, self.path.read_bytes())
 
     def test_a_page_that_cannot_be_written_is_no_success(self):
         if not os.path.exists("/dev/full"):

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <cerrno>
+#include <filesystem>
 #include <functional>
 #include <iostream>
 #include <map>
@@ -24,6 +25,7 @@
 #include "corvane/report/html_text.h"
 #include "corvane/report/report_page.h"
 #include "corvane/report/report_sections.h"
+#include "platform/file_names.h"
 #include "reader/byte_source.h"
 
 namespace corvane::tools {
@@ -142,11 +144,11 @@ class cGathering {
 
 // Why the page may not be made there, as a sentence for the user, or nothing.
 [[nodiscard]] std::optional<std::string> ObstacleTo(const sReportRequest& request) {
-  sExportRequest output;
-  output.path = request.path;
-  output.output = request.output;
-  return request.output.empty() ? std::optional<std::string>("the name of the output is empty")
-                                : ObstacleTo(output);
+  std::error_code ignored;  // files that cannot be compared are not the same one
+  if (std::filesystem::equivalent(PathOf(request.path), PathOf(request.output), ignored)) {
+    return fmt::format("the page would overwrite the capture {}", request.path);
+  }
+  return std::nullopt;
 }
 
 }  // namespace
@@ -230,6 +232,9 @@ void AddReportCommand(CLI::App& app, int& exitCode) {
            {"0 the capture is complete", "1 it is damaged, or the page could not be made",
             "2 wrong usage", "3 the capture was not closed"}});
   command->callback([request, selecting, &exitCode] {
+    if (request->output.empty() || request->output == "-") {
+      throw CLI::ValidationError("--output", "the page is a file to make, and has a name");
+    }
     request->selectionText = SelectionText(selecting);
     exitCode = MakeReport(*request, std::cerr);
   });
