@@ -82,7 +82,8 @@ TEST_F(FilesInTurnTest, ASizeBelowOneItemStillRecordsSomethingInEachFile) {
   for (const std::string& path : library.outputs) {
     EXPECT_TRUE(IsComplete(path)) << path;
   }
-  for (const Json& file : Summary()["files"]) {
+  const Json summary = Summary();
+  for (const Json& file : summary["files"]) {
     EXPECT_GT(file["items"], 20);
   }
 }
