@@ -15,6 +15,11 @@ namespace {
   return text;
 }
 
+// How many there are behind the hyphens that an option begins with.
+[[nodiscard]] std::size_t Letters(const std::string& text) {
+  return text.size() - std::min(text.find_first_not_of('-'), text.size());
+}
+
 // How many letters have to be put in, taken out, replaced or swapped with their neighbour to make
 // one of the other.
 [[nodiscard]] std::size_t Distance(const std::string& one, const std::string& other) {
@@ -47,14 +52,13 @@ std::string Nearest(const std::string& word, const std::vector<std::string>& kno
   for (const std::string& candidate : known) {
     const std::string name = InLowerCase(candidate);
     std::size_t distance = Distance(wanted, name);
-    if (wanted.size() > 1 && wanted.find_first_not_of('-') != std::string::npos &&
-        name.starts_with(wanted)) {
+    if (Letters(wanted) > 1 && name.starts_with(wanted)) {
       distance = std::min<std::size_t>(distance, 1);
     }
-    // One letter in three may be wrong, and one in any case; of "--" nothing can be told.
-    const std::size_t letters = std::max(wanted.size(), name.size());
+    // One letter in three may be wrong, and one in any case; the hyphens of options are no letters.
+    const std::size_t letters = std::max(Letters(wanted), Letters(name));
     if (distance <= std::max<std::size_t>(1, letters / 3) && distance < least &&
-        distance < std::min(wanted.size(), name.size())) {
+        distance < std::min(Letters(wanted), Letters(name))) {
       least = distance;
       nearest = candidate;
     }
