@@ -1,0 +1,53 @@
+"""Measures the library's own work beside its limits, with the programs in build/bench/bin."""
+
+import json
+import subprocess
+
+REPETITIONS = 9
+
+
+def best_times(program):
+    """-> the shortest time of each of the program's benchmarks. Those of one program take turns, and what
+    else runs on the machine only ever adds to a time."""
+    run = subprocess.run(
+        [
+            f"build/bench/bin/{program}",
+            f"--benchmark_repetitions={REPETITIONS}",
+            "--benchmark_enable_random_interleaving=true",
+            "--benchmark_min_time=0.05",
+            "--benchmark_format=json",
+        ],
+        stdout=subprocess.PIPE,
+        stderr=subprocess.DEVNULL,
+        check=True,
+    )
+    best = {}
+    for result in json.loads(run.stdout)["benchmarks"]:
+        if result.get("error_occurred"):
+            raise SystemExit(f"{result['name']}: {result['error_message']}")
+        if result["run_type"] == "iteration":
+            name = result["run_name"]
+            best[name] = min(best.get(name, float("inf")), result["real_time"])
+    return best
+
+
+def row(what, limit, ratio, goal="", note=""):
+    print(json.dumps({"what": what, "limit": limit, "ratio": ratio, "goal": goal, "note": note}), flush=True)
+
+
+def framing():
+    times = best_times("framing_bench")
+    measured = (
+        ("UnframePacket", "Unframe", "CheckLoop", "at least 0.92"),
+        ("FramePacket", "Frame", "CrcLoop", "at least 0.95"),
+        ("receive path without store", "Receive", "CheckLoop", "at least 0.85"),
+    )
+    for what, name, limit, goal in measured:
+        for load in ("stream", "1 byte", "8 bytes", "16640 bytes", "all escaped"):
+            if f"{name}/{load}" in times:
+                ratio = times[f"{limit}/{load}"] / times[f"{name}/{load}"]
+                row(f"{what}, {load}", "CRC loop, its speed", ratio, goal if load == "stream" else "")
+
+
+if __name__ == "__main__":
+    framing()
