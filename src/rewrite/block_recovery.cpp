@@ -161,10 +161,12 @@ class cBlockRecovery {
       return entry;
     }
     const auto packet = record->last(entry.length);
-    const std::uint32_t type = IsTypeFor(entry.Type(), packet)
-                                   ? entry.Type()
-                                   : FittingType(entry.Type(), packet).value_or(entry.Type());
+    if (IsTypeFor(entry.Type(), packet)) {
+      return entry;
+    }
+    const std::uint32_t type = FittingType(entry.Type(), packet).value_or(entry.Type());
     if (type == entry.Type() || (entry.HasExtra() && type != isf::kSignallingLogItem)) {
+      ++result.unfit;
       return entry;
     }
     ++result.proven;

@@ -50,6 +50,9 @@ struct sRecoveredBlock {
   std::vector<sLostItems> losses;
   // Records whose directory entry was lost or wrong.
   std::uint32_t proven = 0;
+  // Records whose packet is none of their type, though all else agrees: its bytes may have been
+  // overwritten.
+  std::uint32_t unfit = 0;
   // File position behind the last record.
   std::uint64_t end = 0;
 };

@@ -158,6 +158,7 @@ class cPartRecovery {
     wanted.baseTime = *baseTime;
     const sRecoveredBlock found = RecoverBlock(part, wanted, directory);
     report.proven += found.proven;
+    report.unfit += found.unfit;
     const bool goesOn = HandOver(found, *baseTime);
     for (const sLostItems& lost : found.losses) {
       if (!IsUnfinished(number, wanted, lost)) {
@@ -376,7 +377,7 @@ class cRecovery {
     if (HasHeader(source, 0)) {
       return isf::kHeaderSize;
     }
-    if (ProvesBlock(source, size, isf::kHeaderSize)) {
+    if (ProvesBlock(source, size, isf::kHeaderSize) || EndsAsBlock(isf::kHeaderSize)) {
       report.mended.Add({"the file does not begin as a capture file does", 0});
       return isf::kHeaderSize;
     }
@@ -387,6 +388,19 @@ class cRecovery {
       EnterCapture(*found, origin);
     }
     return found;
+  }
+
+  // Whether a block's link and base time stand at the end of what may be one. A beginning of a file
+  // that was overwritten took the first directory entries along, which would prove the block.
+  [[nodiscard]] bool EndsAsBlock(std::uint64_t offset) {
+    std::array<std::uint8_t, isf::kBlockTailSize> bytes{};
+    if (source.ReadAt(offset + isf::kDirectorySize, bytes) != bytes.size()) {
+      return false;
+    }
+    const isf::sBlockTail tail = isf::LoadBlockTail(bytes);
+    const bool isLink = tail.nextBlock == 0 || (tail.nextBlock > offset + isf::kBlockSize &&
+                                                ProvesBlock(source, size, tail.nextBlock));
+    return isLink && IsLikelyTime(tail.baseTime);
   }
 
   // Where the chain goes on that begins at `first`, once it has broken off: behind a lost block, or

@@ -160,6 +160,27 @@ TEST_F(RecoveryTest, AnOverwrittenHeaderCostsNothing) {
   EXPECT_EQ(outcome.report.mended.Count(), 1U);
 }
 
+TEST_F(RecoveryTest, AnOverwrittenBeginningCostsNoProvenItem) {
+  for (ByteVector file : {closed, unclosed}) {
+    Fill(file, 0, 4096, 0);  // the header and the first 584 entries
+    const sOutcome outcome = Recover(file);
+    EXPECT_LE(Missing(outcome.items, items), 350U);
+    EXPECT_TRUE(AreSame(outcome.items.front(), items.front()));
+    EXPECT_EQ(outcome.report.mended.Count(), 1U);
+  }
+}
+
+TEST_F(RecoveryTest, PacketsThatWereOverwrittenAreTold) {
+  ByteVector file = unclosed;
+  const std::size_t records = 57'364;
+  Fill(file, records + 44 + 1 + 1 + 42 + 1, records + 44 + 1 + 1 + 44 + 1, 0xFE);
+  EXPECT_EQ(Recover(file).report.unfit, 0U);  // within a text
+  Fill(file, records + 1, records + 5, 0);    // where it begins
+  const sOutcome outcome = Recover(file);
+  EXPECT_EQ(outcome.items.size(), items.size());
+  EXPECT_EQ(outcome.report.unfit, 1U);
+}
+
 TEST_F(RecoveryTest, AFileWithoutItsBeginningKeepsWholeBlocks) {
   const std::size_t block = BlockAt(closed, 1);
   const ByteVector file(closed.begin() + static_cast<std::ptrdiff_t>(block) - 1000, closed.end());

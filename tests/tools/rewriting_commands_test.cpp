@@ -134,6 +134,18 @@ TEST_F(RewritingCommandsTest, RecoveringACompleteCaptureCopiesIt) {
   EXPECT_EQ(errors.str(), "");
 }
 
+TEST_F(RewritingCommandsTest, RecoveringTellsOfOverwrittenPackets) {
+  const std::string input = Make("in.isf", {Reply(kNoon, 1), Text(kNoon + 1, "a text")}, false);
+  std::fstream file(input, std::ios::binary | std::ios::in | std::ios::out);
+  file.seekp(57'364 + 3 + 1);  // where the text begins, behind its time
+  file.write("\0\0", 2);
+  file.close();
+  EXPECT_EQ(Recover(input), kExitFailed);
+  EXPECT_THAT(out.str(), HasSubstr("Lost:   no item; 1 item may have been overwritten"));
+  EXPECT_THAT(errors.str(), HasSubstr("in.isf: 1 item kept as it is: the packet is none of the "
+                                      "item's type"));
+}
+
 TEST_F(RewritingCommandsTest, WhatRecoveringLosesIsToldWithItsPlace) {
   const std::string input =
       Make("in.isf", {Reply(kNoon, 1), Reply(kNoon + 1, 2), Reply(kNoon + 2, 3)}, false);

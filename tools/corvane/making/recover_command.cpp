@@ -51,7 +51,7 @@ class cRecoverRun {
       return kExitFailed;
     }
     ReportResult();
-    return report.losses.Count() == 0 ? kExitGood : kExitFailed;
+    return report.losses.Count() == 0 && report.unfit == 0 ? kExitGood : kExitFailed;
   }
 
  private:
@@ -83,6 +83,12 @@ class cRecoverRun {
       TellOfInput(fmt::format("another capture begins at offset {}; its items follow", offset));
     }
     TellAll(report.losses, "lost something");
+    if (report.unfit != 0) {
+      TellOfInput(
+          fmt::format("{} kept as {} the packet is none of the item's type, so its bytes may "
+                      "have been overwritten",
+                      FormatItems(report.unfit), report.unfit == 1 ? "it is:" : "they are:"));
+    }
     if (report.unfinishedBytes != 0) {
       TellOfInput(fmt::format("the last {} were not finished when the recorder stopped",
                               FormatBytes(report.unfinishedBytes)));
@@ -103,7 +109,10 @@ class cRecoverRun {
       text += fmt::format("Proven: {} of these by what they hold, as their directory is wrong\n",
                           FormatCount(report.proven));
     }
-    if (report.losses.Count() == 0) {
+    if (report.losses.Count() == 0 && report.unfit != 0) {
+      text +=
+          fmt::format("Lost:   no item; {} may have been overwritten\n", FormatItems(report.unfit));
+    } else if (report.losses.Count() == 0) {
       text += fmt::format("Lost:   nothing; the file was {}\n", StateOfInput());
     } else {
       text += fmt::format("Lost:   {}{}\n",
@@ -152,11 +161,13 @@ void AddRecoverCommand(CLI::App& app, int& exitCode) {
            "Every whole item is kept with its time, type and bytes. Where a directory is torn, "
            "records are taken that still prove themselves, by what is left of their directory "
            "entries, by the records around them, and by the length that a packet tells of itself. "
-           "What may be one thing or another is lost: nothing is made up. Where two captures were "
+           "What may be one thing or another is lost: nothing is made up. An item whose packet is "
+           "none of its type is kept, and counted as one that may have been overwritten: in a "
+           "packet nothing else shows that it was. Where two captures were "
            "joined into one file, the items of both are kept, one behind the other. What is lost "
            "is told on standard error, with its place in the file.",
            {"0 a complete file was made, and nothing was lost",
-            "1 something was lost and the rest "
+            "1 something was lost or overwritten and the rest "
             "is in the new file, or there is no item and no new file, or it cannot be written",
             "2 wrong usage"}});
   command->callback(
