@@ -8,6 +8,7 @@
 #include "diag/little_endian.h"
 #include "diag/packets.h"
 #include "reader/directory.h"
+#include "rewrite/damaged_directory.h"
 #include "rewrite/record_guess.h"
 #include "rewrite/record_proof.h"
 
@@ -25,7 +26,7 @@ class cBlockRecovery {
  public:
   cBlockRecovery(cByteSource& source, const sBlockToRecover& toRecover, DirectoryBytes bytes)
       : block(toRecover), directory(bytes), window(source), looks(source) {
-    judged = JudgeDirectory(
+    judged = JudgeDamagedDirectory(
         directory,
         {block.offset, block.baseTime, block.limit, block.endsAtLimit ? block.limit : 0,
          block.endsAtLimit && block.items == isf::kItemsPerBlock},

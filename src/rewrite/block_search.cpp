@@ -3,10 +3,13 @@
 #include <algorithm>
 #include <array>
 #include <span>
+#include <utility>
 #include <vector>
 
 #include "capture/isf/layout.h"
+#include "reader/block_chain.h"
 #include "reader/directory.h"
+#include "rewrite/damaged_directory.h"
 #include "rewrite/record_proof.h"
 
 namespace corvane {
@@ -67,7 +70,7 @@ bool ProvesBlock(cByteSource& source, std::uint64_t fileSize, std::uint64_t offs
     return false;
   }
   const sJudgedDirectory judged =
-      JudgeDirectory(directory, {offset, baseTime, fileSize, 0, false}, source);
+      JudgeDamagedDirectory(directory, {offset, baseTime, fileSize, 0, false}, source);
   return judged.passedOver <= judged.entries / 2 &&
          HasFittingPackets(source, offset, directory, judged);
 }
@@ -86,6 +89,21 @@ std::optional<std::uint64_t> FindBlock(cByteSource& source, std::uint64_t fileSi
     }
   }
   return std::nullopt;
+}
+
+std::optional<cBlockIndex> FindIndex(cByteSource& capture, std::uint64_t size) {
+  std::optional<cBlockIndex> index = cBlockIndex::Find(capture, size);
+  if (!index || index->Trailer().zero != 0 || index->BlockCount() == 0 || !index->Offset()) {
+    return std::nullopt;
+  }
+  const auto last = index->Entry(*index->Offset(), index->BlockCount() - 1);
+  if (!last || last->blockOffset >= *index->Offset()) {
+    return std::nullopt;
+  }
+  cBlockChain chain(capture, last->blockOffset);
+  chain.Advance();
+  const bool isLast = chain.Blocks().size() == 1 && chain.End() == *index->Offset();
+  return isLast ? std::move(index) : std::nullopt;
 }
 
 }  // namespace corvane

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <optional>
 
+#include "reader/block_index.h"
 #include "reader/byte_source.h"
 
 namespace corvane {
@@ -15,5 +16,9 @@ namespace corvane {
 // to the block or the end of the file.
 [[nodiscard]] std::optional<std::uint64_t> FindBlock(cByteSource& source, std::uint64_t fileSize,
                                                      std::uint64_t from);
+
+// The block index that a capture of `size` bytes ends in, found without following its blocks: the
+// last block to which it leads ends where it begins. `capture` is not owned and must outlive it.
+[[nodiscard]] std::optional<cBlockIndex> FindIndex(cByteSource& capture, std::uint64_t size);
 
 }  // namespace corvane

@@ -12,6 +12,7 @@
 #include "reader/directory.h"
 #include "rewrite/block_recovery.h"
 #include "rewrite/block_search.h"
+#include "rewrite/loss_text.h"
 #include "rewrite/record_proof.h"
 
 namespace corvane {
@@ -40,40 +41,16 @@ class cPartSource final : public cByteSource {
   std::uint64_t end;
 };
 
-// "1 item", "3 items"
-[[nodiscard]] std::string Count(std::uint64_t count, const char* what) {
-  return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
-}
-
-// "item 17 is lost (40 bytes)", "3 of items 17 to 25 are lost (120 bytes)"
-[[nodiscard]] std::string LossText(const sLostItems& lost, bool hasNumbers) {
-  const std::string bytes = Count(lost.bytes, "byte");
-  if (lost.items == 0) {
-    return bytes + (lost.bytes == 1 ? " belongs" : " belong") + " to no item that proves itself";
-  }
-  if (!hasNumbers) {
-    return Count(lost.items, "item") + (lost.items == 1 ? " is" : " are") + " lost (" + bytes + ")";
-  }
-  const std::string first = std::to_string(lost.firstNumber);
-  if (lost.places <= 1) {
-    return "item " + first + " is lost (" + bytes + ")";
-  }
-  const std::string range =
-      "items " + first + " to " + std::to_string(lost.firstNumber + lost.places - 1);
-  if (lost.items == lost.places) {
-    return range + " are lost (" + bytes + ")";
-  }
-  return std::to_string(lost.items) + " of " + range + (lost.items == 1 ? " is" : " are") +
-         " lost (" + bytes + ")";
-}
-
 // The items of one capture, or of what of it lies between two places where its chain breaks.
 class cPartRecovery {
  public:
-  // `begin` is the file position from which the part's own positions count.
+  // `begin` is the file position from which the part's own positions count. The part ends at `end`,
+  // and the file at `fileEnd`.
   cPartRecovery(cByteSource& source, std::uint64_t begin, std::uint64_t firstBlock,
-                std::uint64_t end, const RecoveredItemTaker& taker, sRecoveryReport& result)
+                std::uint64_t end, std::uint64_t fileEnd, const RecoveredItemTaker& taker,
+                sRecoveryReport& result)
       : part(source, begin, end),
+        rest(source, begin, fileEnd),
         origin(begin),
         size(end - begin),
         isWhole(firstBlock == isf::kHeaderSize),
@@ -81,7 +58,7 @@ class cPartRecovery {
         take(taker),
         report(result) {
     chain.Advance();
-    FindIndex();
+    FindOwnIndex();
   }
 
   // False when the taker had enough.
@@ -97,7 +74,7 @@ class cPartRecovery {
 
  private:
   // The block index that the part ends in, if it has the last block.
-  void FindIndex() {
+  void FindOwnIndex() {
     if (chain.Blocks().empty()) {
       return;
     }
@@ -124,13 +101,24 @@ class cPartRecovery {
   }
 
   [[nodiscard]] std::optional<std::uint64_t> IndexedTime(const sCaptureBlock& block) {
-    if (!index) {
+    if (index) {
+      // Where the chain began anew its own numbers are others.
+      return TimeIn(*index, index->BlockCount() - 1 - (chain.Blocks().back().number - block.number),
+                    block);
+    }
+    if (!isWhole) {
       return std::nullopt;
     }
-    // Where the chain began anew its own numbers are others.
-    const std::uint64_t number =
-        index->BlockCount() - 1 - (chain.Blocks().back().number - block.number);
-    const auto entry = index->Entry(*index->Offset(), number);
+    // The chain broke off: the index of the whole capture is behind another part.
+    auto whole = FindIndex(rest, rest.Size().value_or(0));
+    return whole ? TimeIn(*whole, block.number, block) : std::nullopt;
+  }
+
+  // The base time that an index has for a block that is its entry `number`.
+  [[nodiscard]] static std::optional<std::uint64_t> TimeIn(cBlockIndex& found, std::uint64_t number,
+                                                           const sCaptureBlock& block) {
+    const auto entry =
+        number < found.BlockCount() ? found.Entry(*found.Offset(), number) : std::nullopt;
     const bool isIt = entry && entry->blockOffset == block.offset;
     return isIt ? std::optional(entry->baseTime) : std::nullopt;
   }
@@ -200,7 +188,7 @@ class cPartRecovery {
     const std::uint64_t own = tail.baseTime;
     const auto indexed = IndexedTime(block);
     const bool isPossible = own <= isf::kLatestTime;
-    if (isPossible && (IsLikelyTime(own) || block.items != 0) && (!indexed || *indexed == own)) {
+    if (isPossible && (IsLikelyTime(own) || wanted.keepsTypes) && (!indexed || *indexed == own)) {
       return own;
     }
     const std::string name = "the base time of the block";
@@ -322,6 +310,7 @@ class cPartRecovery {
   }
 
   cPartSource part;
+  cPartSource rest;  // from the part's beginning to the end of the file
   const std::uint64_t origin;
   const std::uint64_t size;
   const bool isWhole;  // the numbers of its items are known
@@ -363,7 +352,7 @@ class cRecovery {
       if (first) {
         end = origin != thisOrigin ? origin : *first;
       }
-      cPartRecovery part(source, thisOrigin, here - thisOrigin, end, take, report);
+      cPartRecovery part(source, thisOrigin, here - thisOrigin, end, size, take, report);
       if (!part.Recover()) {
         break;
       }
@@ -407,7 +396,7 @@ class cRecovery {
   // in another capture.
   [[nodiscard]] std::optional<std::uint64_t> FindNext(std::uint64_t first, std::uint64_t& origin) {
     sRecoveryReport ignored;
-    const cPartRecovery part(source, origin, first - origin, size, take, ignored);
+    const cPartRecovery part(source, origin, first - origin, size, size, take, ignored);
     if (part.IsClosed()) {
       return std::nullopt;
     }

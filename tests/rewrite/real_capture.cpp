@@ -1,5 +1,7 @@
 #include "rewrite/real_capture.h"
 
+#include <algorithm>
+
 namespace corvane {
 namespace {
 
@@ -107,6 +109,11 @@ cCaptureBuilder BuildItems(const std::vector<sBuiltItem>& items) {
     builder.Add(item);
   }
   return builder;
+}
+
+void Fill(ByteVector& file, std::size_t from, std::size_t to, std::uint8_t value) {
+  std::fill(file.begin() + static_cast<std::ptrdiff_t>(from),
+            file.begin() + static_cast<std::ptrdiff_t>(to), value);
 }
 
 }  // namespace corvane

@@ -26,4 +26,7 @@ namespace corvane {
 
 [[nodiscard]] cCaptureBuilder BuildItems(const std::vector<sBuiltItem>& items);
 
+// Overwrites the bytes from `from` up to `to`.
+void Fill(ByteVector& file, std::size_t from, std::size_t to, std::uint8_t value);
+
 }  // namespace corvane

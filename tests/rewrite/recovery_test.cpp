@@ -70,11 +70,6 @@ struct sOutcome {
   return static_cast<std::size_t>(opened.file->Blocks()[number].offset);
 }
 
-void Fill(ByteVector& file, std::size_t from, std::size_t to, std::uint8_t value) {
-  std::fill(file.begin() + static_cast<std::ptrdiff_t>(from),
-            file.begin() + static_cast<std::ptrdiff_t>(to), value);
-}
-
 class RecoveryTest : public ::testing::Test {
  protected:
   const std::vector<sBuiltItem> items = ManyRealItems(2 * 8192 + 300);
@@ -179,6 +174,32 @@ TEST_F(RecoveryTest, PacketsThatWereOverwrittenAreTold) {
   const sOutcome outcome = Recover(file);
   EXPECT_EQ(outcome.items.size(), items.size());
   EXPECT_EQ(outcome.report.unfit, 1U);
+}
+
+TEST_F(RecoveryTest, AnEntryThatWouldSwallowOthersIsWrong) {
+  for (ByteVector file : {closed, unclosed}) {
+    // Of a reply, of which only its entry tells how long it is; those behind it are lost.
+    const std::size_t entry = 4 + 7 * (22 * 9 + 3);
+    file = With(std::move(file), entry + 5, 12'000, 2);
+    Fill(file, entry + 7, entry + 7 * 70, 0xA5);
+    const sOutcome outcome = Recover(file);
+    EXPECT_LE(Missing(outcome.items, items), 71U);
+    EXPECT_GT(outcome.report.losses.Count(), 0U);
+  }
+}
+
+TEST_F(RecoveryTest, ABlockWithoutLinkAndTimeHasAnothersWord) {
+  for (ByteVector file : {closed, unclosed}) {
+    Fill(file, 4 + 57'344, 4 + 57'360, 0);
+    const sOutcome outcome = Recover(file);
+    EXPECT_EQ(outcome.report.losses.Count(), 0U);
+    EXPECT_EQ(outcome.report.mended.Count(), 1U);
+    ASSERT_EQ(outcome.items.size(), items.size());
+    // That of the block index; or of the packets, whose stamps are older than the items here.
+    const bool isClosed = file.size() == closed.size();
+    EXPECT_EQ(AreItems(outcome.items, items, 0, items.size()), isClosed);
+    EXPECT_GE(outcome.items.front().time + 3'600'000, items.front().time);
+  }
 }
 
 TEST_F(RecoveryTest, AFileWithoutItsBeginningKeepsWholeBlocks) {
