@@ -27,7 +27,7 @@ def best_times(program):
             raise SystemExit(f"{result['name']}: {result['error_message']}")
         if result["run_type"] == "iteration":
             name = result["run_name"]
-            best[name] = min(best.get(name, float("inf")), result["real_time"])
+            best[name] = min(best.get(name, float("inf")), result["cpu_time"])
     return best
 
 
@@ -39,6 +39,7 @@ def framing():
     times = best_times("framing_bench")
     measured = (
         ("UnframePacket", "Unframe", "CheckLoop", "at least 0.92"),
+        ("CRC alone, as the library has it", "LibraryCrc", "CrcLoop", ""),
         ("FramePacket", "Frame", "CrcLoop", "at least 0.95"),
         ("receive path without store", "Receive", "CheckLoop", "at least 0.85"),
     )

@@ -1,6 +1,7 @@
 #include "diag/hdlc.h"
 
 #include <array>
+#include <cstring>
 #include <span>
 #include <utility>
 
@@ -10,7 +11,7 @@ namespace {
 constexpr std::int32_t kCrcSize = 2;
 
 // What eight steps of the bit-reversed polynomial (0x8408) make of each byte.
-constexpr std::array<std::uint16_t, 256> kTable = {
+constexpr std::array<std::uint16_t, 256> kStandardTable = {
     0x0000, 0x1189, 0x2312, 0x329B, 0x4624, 0x57AD, 0x6536, 0x74BF, 0x8C48, 0x9DC1, 0xAF5A, 0xBED3,
     0xCA6C, 0xDBE5, 0xE97E, 0xF8F7, 0x1081, 0x0108, 0x3393, 0x221A, 0x56A5, 0x472C, 0x75B7, 0x643E,
     0x9CC9, 0x8D40, 0xBFDB, 0xAE52, 0xDAED, 0xCB64, 0xF9FF, 0xE876, 0x2102, 0x308B, 0x0210, 0x1399,
@@ -34,8 +35,43 @@ constexpr std::array<std::uint16_t, 256> kTable = {
     0xF78F, 0xE606, 0xD49D, 0xC514, 0xB1AB, 0xA022, 0x92B9, 0x8330, 0x7BC7, 0x6A4E, 0x58D5, 0x495C,
     0x3DE3, 0x2C6A, 0x1EF1, 0x0F78};
 
+// The same, byte by byte.
+struct sTableEntry {
+  std::uint8_t low;
+  std::uint8_t high;
+};
+constexpr auto kTable = [] {
+  std::array<sTableEntry, 256> table{};
+  for (std::size_t i = 0; i < table.size(); ++i) {
+    table[i] = {static_cast<std::uint8_t>(kStandardTable[i]),
+                static_cast<std::uint8_t>(kStandardTable[i] >> 8)};
+  }
+  return table;
+}();
+
+// The register of the CRC. A step is crc = (crc >> 8) ^ kTable[(crc ^ byte) & 0xFF], and each waits
+// for the one before. Its two bytes are kept apart because the next step's way to the table leads
+// through the low one alone: that way is shorter than the one through the whole register.
+class cCrcRegister {
+ public:
+  void Add(std::uint8_t byte) {
+    const sTableEntry& entry = kTable[low ^ byte];
+    low = high ^ entry.low;
+    high = entry.high;
+  }
+
+  // What the register comes to: its complement.
+  [[nodiscard]] std::uint16_t Result() const {
+    return static_cast<std::uint16_t>(~(low | (high << 8)));
+  }
+
+ private:
+  std::uint32_t low = 0xFF;
+  std::uint32_t high = 0xFF;
+};
+
 // Writes `byte` in its stuffed form and returns the position behind it.
-[[nodiscard]] std::uint8_t* Stuff(std::uint8_t* output, std::uint8_t byte) {
+[[nodiscard]] inline std::uint8_t* Stuff(std::uint8_t* output, std::uint8_t byte) {
   if (byte == kFrameFlag || byte == kFrameEscape) {
     *output++ = kFrameEscape;
     byte ^= kFrameStuffing;
@@ -50,7 +86,12 @@ constexpr std::array<std::uint16_t, 256> kTable = {
   // A flag among the first three bytes never ends a frame that more bytes follow: the shortest
   // frame with a packet in it is one byte, two CRC bytes and the flag.
   for (std::size_t i = 3; i < bytes.size(); ++i) {
-    if (bytes[i] == kFrameFlag && bytes[i - 1] != kFrameEscape) {
+    const void* const flag = std::memchr(&bytes[i], kFrameFlag, bytes.size() - i);
+    if (flag == nullptr) {
+      break;
+    }
+    i = static_cast<std::size_t>(static_cast<const std::uint8_t*>(flag) - bytes.data());
+    if (bytes[i - 1] != kFrameEscape) {
       return static_cast<std::uint32_t>(i + 1);
     }
   }
@@ -62,28 +103,38 @@ constexpr std::array<std::uint16_t, 256> kTable = {
   return static_cast<std::uint32_t>(bytes.size());
 }
 
+// The body of a frame without its stuffing: how many bytes, and their CRC.
+struct sUnstuffed {
+  std::int32_t length = 0;
+  std::uint16_t crc = 0;
+};
+
 // Undoes the stuffing of `body`, the frame without its flag, into `output`, which has room for as
-// many bytes. Returns how many were written. An escape with nothing behind it stands for itself.
-[[nodiscard]] std::int32_t Unstuff(std::span<const std::uint8_t> body, std::uint8_t* output) {
+// many bytes. An escape with nothing behind it stands for itself.
+//
+// One loop does all: while a step of the CRC waits for the one before, the rest of it is done.
+[[nodiscard]] sUnstuffed Unstuff(std::span<const std::uint8_t> body, std::uint8_t* output) {
   std::int32_t written = 0;
+  cCrcRegister crc;
   for (std::size_t i = 0; i < body.size(); ++i) {
     std::uint8_t byte = body[i];
     if (byte == kFrameEscape && i + 1 < body.size()) {
       byte = static_cast<std::uint8_t>(body[++i] ^ kFrameStuffing);
     }
     output[written++] = byte;
+    crc.Add(byte);
   }
-  return written;
+  return {written, crc.Result()};
 }
 
 }  // namespace
 
 std::uint16_t Crc16X25(const std::uint8_t* bytes, std::size_t length) {
-  std::uint16_t crc = 0xFFFF;
-  for (std::size_t i = 0; i < length; ++i) {
-    crc = static_cast<std::uint16_t>((crc >> 8) ^ kTable[(crc ^ bytes[i]) & 0xFF]);
+  cCrcRegister crc;
+  for (const std::uint8_t byte : std::span(bytes, length)) {
+    crc.Add(byte);
   }
-  return static_cast<std::uint16_t>(~crc);
+  return crc.Result();
 }
 
 OwnedBuffer FramePacket(const sSharedBuffer* packet) {
@@ -98,12 +149,13 @@ OwnedBuffer FramePacket(const sSharedBuffer* packet) {
   }
 
   std::uint8_t* end = frame.get();
+  cCrcRegister crc;
   for (const std::uint8_t byte : packet->Bytes()) {
     end = Stuff(end, byte);
+    crc.Add(byte);
   }
-  const std::uint16_t crc = Crc16X25(packet->data, packet->size);
-  end = Stuff(end, static_cast<std::uint8_t>(crc & 0xFF));
-  end = Stuff(end, static_cast<std::uint8_t>(crc >> 8));
+  end = Stuff(end, static_cast<std::uint8_t>(crc.Result() & 0xFF));
+  end = Stuff(end, static_cast<std::uint8_t>(crc.Result() >> 8));
   *end++ = kFrameFlag;
 
   const auto length = static_cast<std::int32_t>(end - frame.get());
@@ -131,13 +183,13 @@ OwnedBuffer UnframePacket(const sSharedBuffer* received, std::uint32_t* consumed
   if (packet == nullptr) {
     return nullptr;
   }
-  const std::int32_t length = Unstuff(body, packet.get());
-  if (Crc16X25(packet.get(), static_cast<std::size_t>(length)) != kCrc16GoodResidue) {
+  const sUnstuffed unstuffed = Unstuff(body, packet.get());
+  if (unstuffed.crc != kCrc16GoodResidue) {
     return nullptr;
   }
 
   // The CRC bytes stay in the block, behind what counts as the packet.
-  return AdoptBlock(length - kCrcSize, std::move(packet), received->origin);
+  return AdoptBlock(unstuffed.length - kCrcSize, std::move(packet), received->origin);
 }
 
 }  // namespace corvane
