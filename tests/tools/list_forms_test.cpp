@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <fstream>
 #include <iostream>
+#include <sstream>
 
 #include "corvane/command/command_line.h"
 #include "reader/capture_builder.h"
@@ -222,17 +224,20 @@ TEST_F(ListFormsTest, AMarkersRowNamesItself) {
 TEST_F(ListFormsTest, AnExportWithoutRoomForMarkersSaysSo) {
   SetMarker(kNoon + 1200, "tunnel");
   SetMarker(kNoon + 1300, "out");
+  const std::string made = folder.Path("made");
   const std::string notShown =
       "corvane export: 2 markers are not shown (pcapng shows them with --messages)\n";
   for (const char* format : {"pcapng", "gsmtap"}) {
-    EXPECT_EQ(Run({"--format", format, "-w", "-"}, "export"), 0);
+    EXPECT_EQ(Run({"--format", format, "--overwrite", "-o", made}, "export"), 0);
     EXPECT_NE(errors.find(notShown), std::string::npos) << errors;
   }
-  EXPECT_EQ(Run({"--format", "hdlc", "-w", "-"}, "export"), 0);
+  EXPECT_EQ(Run({"--format", "hdlc", "--overwrite", "-o", made}, "export"), 0);
   EXPECT_NE(errors.find("corvane export: 2 markers are left out\n"), std::string::npos) << errors;
-  EXPECT_EQ(Run({"--messages", "-w", "-"}, "export"), 0);
+  EXPECT_EQ(Run({"--messages", "--overwrite", "-o", made}, "export"), 0);
   EXPECT_EQ(errors.find("marker"), std::string::npos) << errors;
-  EXPECT_NE(output.find("<14>marker  tunnel"), std::string::npos);
+  std::stringstream bytes;
+  bytes << std::ifstream(made, std::ios::binary).rdbuf();
+  EXPECT_NE(bytes.str().find("<14>marker  tunnel"), std::string::npos);
 }
 
 // Connections in front of the selected items count, selected or not.
