@@ -13,9 +13,9 @@ patient_step scripts/packages.sh cmake ninja-build g++ clang libclang-rt-dev llv
   python3 procps dpkg-dev file pkgconf nodejs libbenchmark-dev tshark \
   chromium
 
-presets='native asan tsan bench mingw'
+presets='native asan tsan mingw'
 # shellcheck disable=SC2086  # the list is meant to fall into words
-step scripts/build.sh $presets
+step scripts/build.sh $presets bench
 
 # Windows programs of one test run share a Wine prefix; it is ready before the first of them starts.
 shut_wine_down() {
