@@ -12,7 +12,7 @@
 namespace corvane::tools {
 namespace {
 
-constexpr int kStandardOutput = 1;
+constexpr int kStandardOutputDescriptor = 1;
 constexpr int kStandardError = 2;
 
 [[noreturn]] void Throw(const char* what) {
@@ -68,8 +68,8 @@ cStandardOutputDrain::cStandardOutputDrain(cLineCutter::LineTaker take) : cutter
   }
   readEnd = pipe->readEnd;
   // A program may be started without standard output: then there is nothing to keep.
-  original = CopyDescriptor(kStandardOutput);
-  const bool replaced = PutDescriptor(pipe->writeEnd, kStandardOutput);
+  original = CopyDescriptor(kStandardOutputDescriptor);
+  const bool replaced = PutDescriptor(pipe->writeEnd, kStandardOutputDescriptor);
   if (!replaced) {
     const int why = errno;
     CloseDescriptor(pipe->writeEnd);
@@ -86,8 +86,8 @@ cStandardOutputDrain::cStandardOutputDrain(cLineCutter::LineTaker take) : cutter
 cStandardOutputDrain::~cStandardOutputDrain() {
   std::fflush(stdout);
   // The pipe's last writer goes, and its end is what the thread reads behind the last line.
-  if (original < 0 || !PutDescriptor(original, kStandardOutput)) {
-    CloseDescriptor(kStandardOutput);
+  if (original < 0 || !PutDescriptor(original, kStandardOutputDescriptor)) {
+    CloseDescriptor(kStandardOutputDescriptor);
   }
   if (original >= 0) {
     CloseDescriptor(original);
@@ -110,7 +110,7 @@ void cStandardOutputDrain::ReadAll() {
 
 std::function<bool(const std::string&)> KeepStandardOutput() {
   // A program may be started without it.
-  return [kept = CopyDescriptor(kStandardOutput)](const std::string& text) {
+  return [kept = CopyDescriptor(kStandardOutputDescriptor)](const std::string& text) {
     return kept >= 0 && WriteWhole(kept, text);
   };
 }

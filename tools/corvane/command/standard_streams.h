@@ -3,6 +3,10 @@
 // The program's standard streams where they carry bytes, not text.
 namespace corvane::tools {
 
+// What stands for a standard stream where a command takes a file's name.
+inline constexpr char kStandardInput[] = "-";
+inline constexpr char kStandardOutput[] = "-";
+
 // From now on standard output takes bytes as they are: Windows would put a carriage return in front
 // of each line feed.
 void MakeStandardOutputBinary();

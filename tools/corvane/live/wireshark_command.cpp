@@ -31,7 +31,7 @@ struct sCopy {
   fs::path to;
 };
 
-[[nodiscard]] int Fail(const std::string& what, std::ostream& errors) {
+[[nodiscard]] int FailWireshark(const std::string& what, std::ostream& errors) {
   errors << "corvane wireshark: " << what << '\n';
   return kExitFailed;
 }
@@ -107,15 +107,15 @@ int InstallExtcap(const sExtcapInstallation& installation, std::ostream& out,
       out << TextOf(copy.to) << '\n';
     }
   } catch (const fs::filesystem_error& error) {
-    return Fail(fmt::format("{} cannot be copied to {}: {}", TextOf(error.path1()),
-                            TextOf(installation.folder), error.code().message()),
-                errors);
+    return FailWireshark(fmt::format("{} cannot be copied to {}: {}", TextOf(error.path1()),
+                                     TextOf(installation.folder), error.code().message()),
+                         errors);
   } catch (const std::runtime_error& error) {
-    return Fail(error.what(), errors);
+    return FailWireshark(error.what(), errors);
   }
   if (installation.needsLibrary && !installation.profiles) {
-    return Fail("no profiles were found: choose a configuration file in Wireshark's dialog",
-                errors);
+    return FailWireshark(
+        "no profiles were found: choose a configuration file in Wireshark's dialog", errors);
   }
   out << "Installed. Wireshark shows the new interfaces after its next start, or after Capture, "
          "Refresh Interfaces.\n";
@@ -141,7 +141,7 @@ int UninstallExtcap(const sExtcapInstallation& installation, std::ostream& out,
       fs::remove(profiles);
     }
   } catch (const fs::filesystem_error& error) {
-    return Fail(
+    return FailWireshark(
         fmt::format("{} cannot be removed: {}", TextOf(error.path1()), error.code().message()),
         errors);
   }
@@ -193,7 +193,7 @@ void AddWiresharkCommand(CLI::App& app, int& exitCode) {
       try {
         exitCode = run(InstallationFor(*folder), std::cout, std::cerr);
       } catch (const std::runtime_error& error) {
-        exitCode = Fail(error.what(), std::cerr);
+        exitCode = FailWireshark(error.what(), std::cerr);
       }
     });
   };

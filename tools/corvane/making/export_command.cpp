@@ -29,8 +29,6 @@
 namespace corvane::tools {
 namespace {
 
-constexpr char kStandardOutput[] = "-";
-
 void Tell(const std::string& what, std::ostream& errors) {
   errors << fmt::format("corvane export: {}\n", what);
 }

@@ -29,9 +29,6 @@
 namespace corvane::tools {
 namespace {
 
-constexpr char kStandardInput[] = "-";
-constexpr char kStandardOutput[] = "-";
-
 [[nodiscard]] bool IsStandardInput(const std::string& path) { return path == kStandardInput; }
 
 // What the stream is called: without its folders, which are nobody else's business.

@@ -26,7 +26,7 @@
 namespace corvane::tools {
 namespace {
 
-constexpr char kCommand[] = "list";
+constexpr char kListCommand[] = "list";
 
 // Columns of the numbers of a capture that grows: up to a million items they stay aligned.
 constexpr std::size_t kGrowingWidth = 6;
@@ -88,7 +88,7 @@ void CutToLast(cCaptureFile& file, std::optional<std::uint64_t> last, sSelection
   const std::string& path = request.showing.path;
   cItemFollower follower(path);
   if (follower.Look() == eFollowing::Lost) {
-    return ReportUnreadable(kCommand, path, *follower.Trouble(), errors);
+    return ReportUnreadable(kListCommand, path, *follower.Trouble(), errors);
   }
   sCaptureError nothingYet;
   if (const auto file = cCaptureFile::Open(path, nothingYet, eCheck::Directories)) {
@@ -96,7 +96,7 @@ void CutToLast(cCaptureFile& file, std::optional<std::uint64_t> last, sSelection
   }
   const std::unique_ptr<cLiveOutput> output = MakeLiveStandardOutput();
   const std::unique_ptr<cItemExport> listing = MakeListing(request, kGrowingWidth, *output);
-  return ShowGrowth(kCommand, request.showing, kStandardOutputName, follower, *listing, *output,
+  return ShowGrowth(kListCommand, request.showing, kStandardOutputName, follower, *listing, *output,
                     errors);
 }
 
@@ -107,7 +107,7 @@ int ListItems(const sListRequest& request, cByteSink& out, std::ostream& errors)
   sCaptureError error;
   const std::unique_ptr<cCaptureFile> file = OpenCapture(path, error);
   if (file == nullptr) {
-    return ReportUnreadable(kCommand, path, error, errors);
+    return ReportUnreadable(kListCommand, path, error, errors);
   }
   const sShown shown = request.form == eListForm::Count ? Count(*file, request.showing, out)
                                                         : List(*file, request, out);
@@ -116,11 +116,11 @@ int ListItems(const sListRequest& request, cByteSink& out, std::ostream& errors)
     return kExitGood;  // whoever read had enough
   }
   if (!out.IsGood()) {
-    errors << fmt::format("corvane {}: the output cannot be written\n", kCommand);
+    errors << fmt::format("corvane {}: the output cannot be written\n", kListCommand);
     return kExitFailed;
   }
-  ReportNothingSelected(kCommand, path, shown.outcome, errors);
-  return ReportState(kCommand, path, *file, shown.unreadable, errors);
+  ReportNothingSelected(kListCommand, path, shown.outcome, errors);
+  return ReportState(kListCommand, path, *file, shown.unreadable, errors);
 }
 
 namespace {
@@ -259,7 +259,7 @@ void CheckArguments(const CLI::App& command) {
 
 void AddListCommand(CLI::App& app, int& exitCode) {
   CLI::App* const command = app.add_subcommand(
-      kCommand,
+      kListCommand,
       "Lists the items of a capture file, one a line: number, UTC time, item type, DIAG command, "
       "length in bytes, and what it is, in the field's words; and the markers between them");
   const auto arguments = std::make_shared<sListArguments>();

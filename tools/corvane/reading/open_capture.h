@@ -3,13 +3,11 @@
 #include <memory>
 #include <string>
 
+#include "corvane/command/standard_streams.h"
 #include "reader/capture_file.h"
 
 // How a command opens the one capture that it reads.
 namespace corvane::tools {
-
-// What the user writes for standard input.
-inline constexpr char kStandardInput[] = "-";
 
 // Opens the bytes at `path`, or those of standard input: these are read to their end first, into a
 // temporary file without a name, since a capture is read here and there. Null when that fails;

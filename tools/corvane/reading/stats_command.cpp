@@ -18,7 +18,7 @@
 namespace corvane::tools {
 namespace {
 
-constexpr char kCommand[] = "stats";
+constexpr char kStatsCommand[] = "stats";
 
 [[nodiscard]] std::string_view StateName(const cCaptureFile& file) {
   switch (file.State()) {
@@ -101,19 +101,19 @@ int ShowStatistics(const sStatisticsRequest& request, std::ostream& out, std::os
   const std::unique_ptr<cCaptureFile> file =
       cCaptureFile::Open(request.path, error, eCheck::Directories);
   if (file == nullptr) {
-    return ReportUnreadable(kCommand, request.path, error, errors);
+    return ReportUnreadable(kStatsCommand, request.path, error, errors);
   }
   cCaptureStatistics statistics(request);
   cSelectedItems items(*file, request.selection);
   Gather(items, request.path, file->NumbersEnd(), statistics);
   Write({request.path, StateName(*file), file->ItemCount()}, statistics, request, out);
-  ReportNothingSelected(kCommand, request.path, items.Outcome(), errors);
-  return ReportEnd(kCommand, request.path, *file, items.Unreadable(), out, errors);
+  ReportNothingSelected(kStatsCommand, request.path, items.Outcome(), errors);
+  return ReportEnd(kStatsCommand, request.path, *file, items.Unreadable(), out, errors);
 }
 
 void AddStatsCommand(CLI::App& app, int& exitCode) {
   CLI::App* const command = app.add_subcommand(
-      kCommand,
+      kStatsCommand,
       "Counts the items of a capture file by all that they are, with rates and times; tells its "
       "connections, gaps, and requests with their replies");
   const auto request = std::make_shared<sStatisticsRequest>();
