@@ -12,7 +12,8 @@
 namespace corvane {
 
 // Puts itself between a file stream and its file: forwards everything, counts the writes, and lets
-// one of them (or of the seeks) fail. It must outlive the stream's use.
+// one of them (or of what hands them on: the seeks and flushes) fail. It must outlive the stream's
+// use.
 class cFailingFile : public std::streambuf {
  public:
   static constexpr std::uint32_t kNever = std::numeric_limits<std::uint32_t>::max();
@@ -28,8 +29,9 @@ class cFailingFile : public std::streambuf {
     writesToGo = nth;
     failure = how;
   }
-  void FailSeek(std::uint32_t nth) { seeksToGo = nth; }
-  void Heal() { writesToGo = seeksToGo = kNever; }
+  // The same of the seeks and flushes, counted together.
+  void FailHandOver(std::uint32_t nth) { handOversToGo = nth; }
+  void Heal() { writesToGo = handOversToGo = kNever; }
 
   std::vector<std::streamsize> writes;  // the length of each
   std::function<void()> duringWrites;
@@ -61,28 +63,28 @@ class cFailingFile : public std::streambuf {
   }
 
   pos_type seekoff(off_type offset, std::ios::seekdir way, std::ios::openmode mode) override {
-    return SeekFails() ? pos_type(off_type{-1}) : real.pubseekoff(offset, way, mode);
+    return HandOverFails() ? pos_type(off_type{-1}) : real.pubseekoff(offset, way, mode);
   }
 
   pos_type seekpos(pos_type position, std::ios::openmode mode) override {
-    return SeekFails() ? pos_type(off_type{-1}) : real.pubseekpos(position, mode);
+    return HandOverFails() ? pos_type(off_type{-1}) : real.pubseekpos(position, mode);
   }
 
-  int sync() override { return real.pubsync(); }
+  int sync() override { return HandOverFails() ? -1 : real.pubsync(); }
 
  private:
-  [[nodiscard]] bool SeekFails() {
-    if (seeksToGo == kNever || --seeksToGo != 0) {
+  [[nodiscard]] bool HandOverFails() {
+    if (handOversToGo == kNever || --handOversToGo != 0) {
       return false;
     }
-    seeksToGo = kNever;
+    handOversToGo = kNever;
     hasFailed = true;
     return true;
   }
 
   std::filebuf& real;
   std::uint32_t writesToGo = kNever;
-  std::uint32_t seeksToGo = kNever;
+  std::uint32_t handOversToGo = kNever;
   eFailure failure = eFailure::Fails;
 };
 

@@ -81,19 +81,19 @@ void IsfStoreFailureTest::FailEachWriteOfAnItem(std::uint32_t items, std::uint32
 }
 
 TEST_F(IsfStoreFailureTest, EachFailingWriteOfTheFirstItemIsCode9AndLeavesTheCounters) {
-  FailEachWriteOfAnItem(0, 4, 4 + 3);
+  FailEachWriteOfAnItem(0, 4, 4 + 2);
 }
 
 TEST_F(IsfStoreFailureTest, EachFailingWriteOfAnOrdinaryItemIsCode9AndLeavesTheCounters) {
-  FailEachWriteOfAnItem(2, 0, 3);
+  FailEachWriteOfAnItem(2, 0, 2);
 }
 
 TEST_F(IsfStoreFailureTest, EachFailingWriteOfItem8193IsCode9AndLeavesTheItemCount) {
-  FailEachWriteOfAnItem(8192, 4 + 1, 4 + 1 + 3);
+  FailEachWriteOfAnItem(8192, 4 + 1, 4 + 1 + 2);
 }
 
 TEST_F(IsfStoreFailureTest, OnceTheStreamWorksAgainTheNextItemGoesBehindThePartialOne) {
-  for (std::uint32_t nth = 1; nth <= 3; ++nth) {
+  for (std::uint32_t nth = 1; nth <= 2; ++nth) {
     SCOPED_TRACE(nth);
     Restart(2);
     const std::uint64_t end = Items().back().end;
@@ -101,7 +101,7 @@ TEST_F(IsfStoreFailureTest, OnceTheStreamWorksAgainTheNextItemGoesBehindTheParti
     ASSERT_EQ(Add(packet), 9U);
     Heal();
     const std::uint64_t partial = Contents().size() - end;
-    EXPECT_EQ(partial, nth == 1 ? 0U : nth == 2 ? 1U : 1U + packet.size());
+    EXPECT_EQ(partial, nth == 1 ? 0U : 1U + packet.size());
 
     ASSERT_EQ(Add({0x0A, 0xDD}), kErrorSuccess);
     const auto items = Items();
@@ -150,15 +150,15 @@ TEST_F(IsfStoreFailureTest, ABlockThatLostItsFirstItemRefusesAllItemsUntilANewFi
   }
 }
 
-// What a file stream still holds goes out when it seeks; a full disk shows there.
-TEST_F(IsfStoreFailureTest, EachFailingSeekOfAnItemIsCode9) {
+// What a file stream still holds goes out when it seeks or is flushed; a full disk shows there.
+TEST_F(IsfStoreFailureTest, EachFailingHandOverOfAnItemIsCode9) {
   std::uint32_t failed = 0;
   bool wasReached = true;
   for (std::uint32_t nth = 1; wasReached; ++nth) {
     SCOPED_TRACE(nth);
     Restart(1);
     const sState before = State();
-    file->FailSeek(nth);
+    file->FailHandOver(nth);
     const std::uint32_t result = Add(packet);
     wasReached = file->hasFailed;
     EXPECT_EQ(result, wasReached ? 9U : 0U);
@@ -168,18 +168,17 @@ TEST_F(IsfStoreFailureTest, EachFailingSeekOfAnItemIsCode9) {
     }
     Heal();
   }
-  // Before and behind each write (the time, the packet, the entry), and at the look for the file's
-  // end.
-  EXPECT_EQ(failed, 3U * 2U + 2U);
+  // To the file's end, to the entry, and the flush.
+  EXPECT_EQ(failed, 3U);
 }
 
-TEST_F(IsfStoreFailureTest, EachFailingSeekOfTheFirstItemIsCode9) {
+TEST_F(IsfStoreFailureTest, EachFailingHandOverOfTheFirstItemIsCode9) {
   std::uint32_t failed = 0;
   bool wasReached = true;
   for (std::uint32_t nth = 1; wasReached; ++nth) {
     SCOPED_TRACE(nth);
     Restart();
-    file->FailSeek(nth);
+    file->FailHandOver(nth);
     const std::uint32_t result = Add(packet);
     wasReached = file->hasFailed;
     EXPECT_EQ(result, wasReached ? 9U : 0U);
@@ -187,9 +186,8 @@ TEST_F(IsfStoreFailureTest, EachFailingSeekOfTheFirstItemIsCode9) {
     EXPECT_EQ(State().itemCount, wasReached ? 0U : 1U);
     Heal();
   }
-  // Before and behind each write (the block, the time, the packet, the entry), and at the two looks
-  // for the file's end.
-  EXPECT_EQ(failed, 4U * 2U + 2U * 2U);
+  // To the file's end, to the block and back, and the three of an item.
+  EXPECT_EQ(failed, 3U + 3U);
 }
 
 TEST_F(IsfStoreFailureTest, AWriteThatThrowsIsCode9) {

@@ -123,7 +123,7 @@ TEST_F(IsfStoreGetItemTest, ThePacketInsideIsOneOfTheDeviceWhoeverMadeTheRespons
 TEST_F(IsfStoreGetItemTest, AResponseThatCouldNotBeRecordedIsNotUnwrapped) {
   cFailingFile& file = Intercept(*stream);
   ASSERT_EQ(Add({0x0A}), kErrorSuccess);
-  file.FailWrite(3);
+  file.FailWrite(2);
   EXPECT_EQ(Add(GetItemResponse({0x0A})), kErrorInvalidBlock);
   file.Heal();
   stream->clear();

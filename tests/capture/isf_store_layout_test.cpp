@@ -163,14 +163,14 @@ TEST_F(IsfStoreLayoutTest, NoWriteIsLargerThan16384Bytes) {
   cFailingFile& file = Intercept(*stream);
   ASSERT_EQ(Add(Packet({0x0A}, 16640)), kErrorSuccess);
   // The block, the time, the packet, the directory entry.
-  EXPECT_THAT(file.writes, ElementsAre(16384, 16384, 16384, 8208, 1, 16384, 256, 7));
+  EXPECT_THAT(file.writes, ElementsAre(16384, 16384, 16384, 8208, 16384, 257, 7));
 }
 
 TEST_F(IsfStoreLayoutTest, AnItemIsThreeWritesAndCloseOneForEachBlockAndTheTrailer) {
   ASSERT_EQ(Add({0x0A}), kErrorSuccess);
   cFailingFile& file = Intercept(*stream);
   ASSERT_EQ(Add({0x0A, 1, 2}), kErrorSuccess);
-  EXPECT_THAT(file.writes, ElementsAre(1, 3, 7));
+  EXPECT_THAT(file.writes, ElementsAre(4, 7));
   file.writes.clear();
   store.Close();
   EXPECT_THAT(file.writes, ElementsAre(16, 16));

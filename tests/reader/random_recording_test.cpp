@@ -295,7 +295,7 @@ TEST_P(RandomRecordingTest, WhatAFailedSeekWithinABlockLeavesIsGood) {
   for (std::uint32_t left = 1 + packets.Below(ItemsOfSeed(GetParam())); left > 0; --left) {
     std::ignore = AddAny();
   }
-  failing.FailSeek(1 + packets.Below(12));
+  failing.FailHandOver(1 + packets.Below(12));
   while (!failing.hasFailed) {
     std::ignore = AddAny();
   }

@@ -53,7 +53,7 @@ class StoreRoundTripTest : public ::testing::Test {
       ASSERT_EQ(Add(PlainPacket(number)), 0U);
     }
     cFailingFile failing(*stream);
-    failing.FailSeek(nth);
+    failing.FailHandOver(nth);
     for (std::uint32_t refused = 0; refused < 3; ++refused) {
       EXPECT_EQ(Add(PlainPacket(items + refused)), kErrorInvalidBlock);
     }
@@ -176,7 +176,7 @@ TEST_F(StoreRoundTripTest, AFileWithoutItemsIsComplete) {
 // so that the file gets index and trailer: the closed files of the store that are damaged.
 TEST_F(StoreRoundTripTest, AFirstBlockThatLostItsFirstItemIsDamage) {
   // For the file's end, before and behind the writing of the block, and for the file's end again.
-  CloseWithEmptyBlocks(0, 2 + 2 + 2);
+  CloseWithEmptyBlocks(0, 1 + 2 + 1);
   const auto file = Open();
   EXPECT_THAT(
       TextsOf(file->AllDamage()),
@@ -191,7 +191,7 @@ TEST_F(StoreRoundTripTest, AFirstBlockThatLostItsFirstItemIsDamage) {
 
 TEST_F(StoreRoundTripTest, ALaterBlockThatLostItsFirstItemHidesNothing) {
   // The link to the block is written too.
-  CloseWithEmptyBlocks(8192, 2 + 2 + 2 + 2);
+  CloseWithEmptyBlocks(8192, 1 + 2 + 2 + 1);
   std::uint64_t block = 4 + 57360;
   for (std::uint32_t number = 0; number < 8192; ++number) {
     block += 1 + PlainPacket(number).size();

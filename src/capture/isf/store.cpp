@@ -99,22 +99,31 @@ std::uint32_t cISFStore::WriteAt(std::uint64_t position, const std::uint8_t* byt
     return kErrorBadArguments;
   }
   file->seekp(static_cast<std::streamoff>(position), std::ios::beg);
-  while (length != 0) {
-    const std::size_t piece = std::min<std::size_t>(length, writeChunk);
-    // The one place where the file's bytes become the stream's characters.
-    file->write(reinterpret_cast<const char*>(bytes), static_cast<std::streamsize>(piece));
-    bytes += piece;
-    length -= piece;
-  }
+  Write({bytes, length});
   // Leaving the place also hands what the stream still holds to the operating system, so a write
   // that fails there shows before the next look at the state.
   file->seekp(0, std::ios::end);
   return *file ? kErrorSuccess : kErrorInvalidBlock;
 }
 
+void cISFStore::Write(std::span<const std::uint8_t> bytes) {
+  while (!bytes.empty()) {
+    const auto piece = bytes.first(std::min<std::size_t>(bytes.size(), writeChunk));
+    // The one place where the file's bytes become the stream's characters.
+    file->write(reinterpret_cast<const char*>(piece.data()),
+                static_cast<std::streamsize>(piece.size()));
+    bytes = bytes.subspan(piece.size());
+  }
+}
+
 std::int64_t cISFStore::SeekToEnd() {
-  file->seekp(0, std::ios::end);
-  return static_cast<std::int64_t>(file->tellp());
+  if (file->fail()) {
+    return -1;
+  }
+  // Of the stream's buffer, because seekp tells no position and tellp would ask the system again.
+  // The file stream's own rdbuf() would pass by a buffer that was put in the place of its own.
+  const std::ios& stream = *file;
+  return stream.rdbuf()->pubseekoff(0, std::ios::end, std::ios::out);
 }
 
 std::uint32_t cISFStore::AddItem(sSharedBuffer* item, std::uint32_t type) {
@@ -256,25 +265,29 @@ std::uint32_t cISFStore::Append(const sSharedBuffer& item, const sItemKind& kind
     return kErrorInvalidBlock;
   }
   const isf::sIndexEntry& block = blockIndex.back();
-  const auto position = static_cast<std::uint64_t>(end);
   const isf::sStoredRecordHead head =
       isf::StoreRecordHead({kind.type, itemTime, kind.extra}, block.baseTime);
-
-  std::uint32_t error = WriteAt(position, head.bytes.data(), head.size);
-  if (error != kErrorSuccess) {
-    return error;
-  }
-  error = WriteAt(position + head.size, item.data, item.size);
-  if (error != kErrorSuccess) {
-    return error;
-  }
-
   const std::uint64_t blockEnd = block.blockOffset + isf::kBlockSize;
+  const auto position = static_cast<std::uint32_t>(static_cast<std::uint64_t>(end) - blockEnd);
   const auto entry =
-      isf::StoreDirectoryEntry({head.flags, static_cast<std::uint32_t>(position - blockEnd),
-                                static_cast<std::uint16_t>(item.size)});
-  return WriteAt(block.blockOffset + blockItems * std::uint64_t{isf::kDirectoryEntrySize},
-                 entry.data(), entry.size());
+      isf::StoreDirectoryEntry({head.flags, position, static_cast<std::uint16_t>(item.size)});
+  const std::uint64_t entryPosition =
+      block.blockOffset + blockItems * std::uint64_t{isf::kDirectoryEntrySize};
+
+  // Two writes and two seeks are what the item costs: each is a call of the system. The stream
+  // stands at the end already, and is left behind the entry.
+  Write(JoinRecord(head, item));
+  file->seekp(static_cast<std::streamoff>(entryPosition), std::ios::beg);
+  Write(entry);
+  file->flush();
+  return *file ? kErrorSuccess : kErrorInvalidBlock;
+}
+
+std::span<const std::uint8_t> cISFStore::JoinRecord(const isf::sStoredRecordHead& head,
+                                                    const sSharedBuffer& item) {
+  const auto packet = std::copy_n(head.bytes.begin(), head.size, record.begin());
+  const auto end = std::copy_n(item.data, item.size, packet);
+  return {record.begin(), end};
 }
 
 }  // namespace corvane

@@ -1,9 +1,11 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <fstream>
 #include <memory>
+#include <span>
 #include <vector>
 
 #include "capture/isf/item_types.h"
@@ -101,7 +103,14 @@ class cISFStore {
   [[nodiscard]] std::uint32_t StartBlock(std::uint64_t itemTime);
   [[nodiscard]] bool IsConsistent(std::int64_t endOfFile) const;
   [[nodiscard]] std::uint32_t WriteIndexAndTrailer();
-  // Moves to the end of the file and returns its position, -1 on a failed stream.
+  // Puts the parts of a record behind each other. They are good until the next call.
+  [[nodiscard]] std::span<const std::uint8_t> JoinRecord(const isf::sStoredRecordHead& head,
+                                                         const sSharedBuffer& item);
+  // Writes where the stream stands, in pieces of at most `writeChunk`. Whether it failed shows in
+  // the stream, if not here then when it is flushed or moved.
+  void Write(std::span<const std::uint8_t> bytes);
+  // Moves to the end of the file and returns its position; -1 on a failed stream, and when the
+  // system cannot tell, which leaves the stream as it is.
   [[nodiscard]] std::int64_t SeekToEnd();
 
   std::unique_ptr<std::ofstream> file;
@@ -109,7 +118,9 @@ class cISFStore {
   std::uint32_t writeChunk = 16384;
   std::vector<isf::sIndexEntry> blockIndex;
   std::uint32_t blockItems = 0;  // items in the newest block
-  sLearnedValues learned;        // from the requests; kept from one file to the next
+  // The record that is being written, which goes to the system in one piece.
+  std::array<std::uint8_t, isf::kLongestRecordHead + kMaxBufferSize> record;
+  sLearnedValues learned;  // from the requests; kept from one file to the next
   cSubscriptionAssemblies sibAssemblies;
 
  public:
