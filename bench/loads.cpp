@@ -1,5 +1,6 @@
 #include "bench/loads.h"
 
+#include <array>
 #include <random>
 #include <utility>
 
@@ -12,11 +13,25 @@ namespace {
 
 constexpr std::size_t kStreamPackets = 2000;
 
-// A log packet whose code is no signalling log's.
+constexpr std::array<std::uint16_t, 256> kTable = [] {
+  std::array<std::uint16_t, 256> table{};
+  for (std::uint32_t i = 0; i < table.size(); ++i) {
+    std::uint32_t entry = i;
+    for (int bit = 0; bit < 8; ++bit) {
+      entry = entry % 2 == 0 ? entry >> 1 : (entry >> 1) ^ 0x8408;
+    }
+    table[i] = static_cast<std::uint16_t>(entry);
+  }
+  return table;
+}();
+
+// A log packet, whose code, where there is one, is no signalling log's.
 void MakeLogHead(Bytes& packet) {
   packet[0] = command::kLog;
-  packet[log_packet::kLogCode] = 0x25;
-  packet[log_packet::kLogCode + 1] = 0x41;
+  if (packet.size() >= log_packet::kHeaderSize) {
+    packet[log_packet::kLogCode] = 0x25;
+    packet[log_packet::kLogCode + 1] = 0x41;
+  }
 }
 
 [[nodiscard]] std::uint8_t PlainByte(std::mt19937& random) {
@@ -58,9 +73,7 @@ sLoad PlainLoad(const char* name, std::size_t size, std::size_t count) {
     for (std::uint8_t& byte : packet) {
       byte = PlainByte(random);
     }
-    if (size >= log_packet::kHeaderSize) {
-      MakeLogHead(packet);
-    }
+    MakeLogHead(packet);
     load.packets.push_back(std::move(packet));
   }
   return load;
@@ -76,6 +89,14 @@ Bytes FramesOf(const sLoad& load) {
     frames.insert(frames.end(), frame->Bytes().begin(), frame->Bytes().end());
   }
   return frames;
+}
+
+std::uint16_t PlainCrc(std::span<const std::uint8_t> bytes) {
+  std::uint16_t crc = 0xFFFF;
+  for (const std::uint8_t byte : bytes) {
+    crc = static_cast<std::uint16_t>((crc >> 8) ^ kTable[(crc ^ byte) & 0xFF]);
+  }
+  return crc;
 }
 
 }  // namespace corvane::bench

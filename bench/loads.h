@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <vector>
 
 namespace corvane::bench {
@@ -28,5 +29,9 @@ struct sLoad {
 
 // The frames of a load's packets, one behind the other.
 [[nodiscard]] Bytes FramesOf(const sLoad& load);
+
+// The CRC register behind these bytes, by the loop as it is written down: crc = (crc >> 8) ^
+// table[(crc ^ byte) & 0xFF]. No packet can be framed or checked without it.
+[[nodiscard]] std::uint16_t PlainCrc(std::span<const std::uint8_t> bytes);
 
 }  // namespace corvane::bench

@@ -50,5 +50,16 @@ def framing():
                 row(f"{what}, {load}", "CRC loop, its speed", ratio, goal if load == "stream" else "")
 
 
+def store():
+    times = best_times("store_bench")
+    for load in ("200 bytes", "1 byte", "8 bytes", "16640 bytes"):
+        goal = "at most 1.3" if load == "200 bytes" else ""
+        ratio = times[f"AddItem/{load}"] / times[f"BareWrites/{load}"]
+        row(f"AddItem, {load}", "three pwrites, their time", ratio, goal)
+    ratio = times["ReceiveAndStore/stream"] / times["CheckAndBareWrites/stream"]
+    row("receive path with store, stream", "three pwrites and the CRC loop, their time", ratio, "at most 1.4")
+
+
 if __name__ == "__main__":
     framing()
+    store()
