@@ -53,7 +53,8 @@ bool AddMarker(const std::string& capturePath, const sMarker& marker) {
   return AppendToFile(MarkerPath(capturePath), MarkerLine(marker));
 }
 
-cMarkerReader::cMarkerReader(const std::string& capturePath) : path(MarkerPath(capturePath)) {
+cMarkerReader::cMarkerReader(const std::string& capturePath)
+    : path(capturePath.empty() ? std::string() : MarkerPath(capturePath)) {
   LookAgain();
 }
 

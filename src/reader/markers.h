@@ -34,7 +34,7 @@ inline constexpr std::size_t kLongestMarker = 1000;
 // The markers of a capture, in the order in which they were set, to be shown between its items.
 class cMarkerReader {
  public:
-  // A capture without markers has none to give.
+  // A capture without markers has none to give, nor has one without a name.
   explicit cMarkerReader(const std::string& capturePath);
 
   // The next marker that belongs in front of an item of this time: set before it, or in the same

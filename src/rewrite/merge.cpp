@@ -17,16 +17,6 @@ constexpr char kTooMany[] =
 // A capture whose items are being merged.
 class cOpenCapture {
  public:
-  // Null, with `error` filled, when it cannot be opened.
-  [[nodiscard]] static std::unique_ptr<cOpenCapture> Open(const sMergeInput& input,
-                                                          sCaptureError& error) {
-    auto file = cCaptureFile::Open(input.path, error);
-    if (file == nullptr) {
-      return nullptr;
-    }
-    return std::make_unique<cOpenCapture>(std::move(file), input.name);
-  }
-
   cOpenCapture(std::unique_ptr<cCaptureFile> opened, const std::string& name)
       : file(std::move(opened)) {
     inForce.Pass(isf::kInformationItem, MakeTextPacket(MergeText(name)));
@@ -81,7 +71,7 @@ class cOpenCapture {
 std::optional<sMergeProblem> cMerge::Begin() {
   for (std::size_t number = 0; number < inputs.size(); ++number) {
     sCaptureError error;
-    const auto file = cCaptureFile::Open(inputs[number].path, error, eCheck::Directories);
+    const auto file = open(inputs[number].path, error, eCheck::Directories);
     if (file == nullptr) {
       return sMergeProblem{inputs[number].path, std::move(error)};
     }
@@ -94,31 +84,33 @@ std::optional<sMergeProblem> cMerge::Begin() {
 
 std::optional<sMergeProblem> cMerge::Run(cCaptureWriter& writer, const tProgress& progress) {
   cSourcedWriter sourced(writer);
-  std::map<std::size_t, std::unique_ptr<cOpenCapture>> open;
+  std::map<std::size_t, std::unique_ptr<cOpenCapture>> underWay;
   // Where each capture goes on: in time, and with which input.
   std::set<sStart> due(starts.begin(), starts.end());
   std::uint64_t items = 0;
   while (!due.empty()) {
     const std::size_t number = due.extract(due.begin()).value().input;
-    if (!open.contains(number)) {
+    if (!underWay.contains(number)) {
       sMergeProblem problem{inputs[number].path, {kTooMany, {}}};
-      auto capture =
-          open.size() < kMostOpen ? cOpenCapture::Open(inputs[number], problem.error) : nullptr;
+      auto capture = underWay.size() < kMostOpen
+                         ? open(inputs[number].path, problem.error, eCheck::Records)
+                         : nullptr;
       if (capture == nullptr) {
         return problem;
       }
-      open.emplace(number, std::move(capture));
-    } else if (open.at(number)->WriteTo(sourced)) {
+      underWay.emplace(number,
+                       std::make_unique<cOpenCapture>(std::move(capture), inputs[number].name));
+    } else if (underWay.at(number)->WriteTo(sourced)) {
       progress(++items);
     } else {
       return sMergeProblem{};
     }
-    cOpenCapture& capture = *open.at(number);
+    cOpenCapture& capture = *underWay.at(number);
     if (capture.Next()) {
       due.insert({capture.Time(), number});
     } else {
       done(inputs[number], capture.File(), capture.Unreadable());
-      open.erase(number);
+      underWay.erase(number);
     }
   }
   return std::nullopt;

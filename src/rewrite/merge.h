@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -41,8 +42,12 @@ class cMerge {
   // Is told how many items were read.
   using tProgress = std::function<void(std::uint64_t items)>;
 
-  cMerge(std::vector<sMergeInput> captures, tDone whenDone)
-      : inputs(std::move(captures)), done(std::move(whenDone)) {}
+  // Opens a capture, as cCaptureFile::Open does; each twice.
+  using tOpen = std::function<std::unique_ptr<cCaptureFile>(const std::string& path,
+                                                            sCaptureError& error, eCheck check)>;
+
+  cMerge(std::vector<sMergeInput> captures, tOpen opener, tDone whenDone)
+      : inputs(std::move(captures)), open(std::move(opener)), done(std::move(whenDone)) {}
 
   // Looks where each capture begins in time. To be called first. Returns which one is no capture.
   [[nodiscard]] std::optional<sMergeProblem> Begin();
@@ -61,6 +66,7 @@ class cMerge {
   };
 
   std::vector<sMergeInput> inputs;
+  tOpen open;
   tDone done;
   std::vector<sStart> starts;  // of the captures that have items
   std::uint64_t all = 0;

@@ -113,6 +113,16 @@ class StandardInput(ProgramTestCase):
         self.assertEqual(len(printed.splitlines()), 1)
         self.assertIn("  263  ", printed)
 
+    def test_a_capture_made_of_it_is_the_same(self):
+        made = made_capture.MadeCapture()
+        made.add(made_capture.PACKET, NOON, b"\x4b\x0f" + bytes(range(256)) + b"\r\n\x1a\r\n")
+        path, _ = self.place(FOLDER)
+        for command in ("cut", "recover"):
+            output = path / f"{command}.isf"
+            code, _, errors = self.run_corvane(command, "-", "-o", output, data=made.closed())
+            self.assertEqual((code, errors), (0, ""))
+            self.assertEqual(output.read_bytes(), made.closed())
+
 
 class Texts(ProgramTestCase):
     """The same words and exit codes as on other systems."""

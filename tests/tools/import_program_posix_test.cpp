@@ -51,7 +51,7 @@ TEST_F(ImportProgramTest, TheStreamCanComeFromStandardInput) {
 TEST_F(ImportProgramTest, ACaptureHasAName) {
   EXPECT_EQ(Run("import " + WriteStream("drive.hdlc", 1) + " -o ''"), 2);
   EXPECT_EQ(errors,
-            "corvane import: --output: the name of the capture file is empty\n"
+            "corvane import: --output: the name of the file to make is empty\n"
             "corvane import --help tells more\n");
 }
 

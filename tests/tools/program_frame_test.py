@@ -273,15 +273,64 @@ class StandardInput(FrameTestCase):
     def test_a_capture_is_read_as_from_a_file(self):
         path = self.folder / "drive.isf"
         # Bytes that a text file would lose on the way.
-        data = capture_of(9_000) + b""
+        data = capture_of(9_000)
         path.write_bytes(data)
-        for command in (["info"], ["info", "--deep"], ["list"], ["export", "--format", "csv", "-w", "-"]):
+        for command in (
+            ["info"],
+            ["info", "--deep"],
+            ["list"],
+            ["stats"],
+            ["stats", "--json"],
+            ["verify", "--json", "--jobs", "2"],
+            ["export", "--format", "csv", "-w", "-"],
+        ):
             from_file = run(command[0], path, *command[1:], text=False)
             self.assertEqual((from_file.returncode, from_file.stderr), (0, b""))
             piped = run(command[0], "-", *command[1:], input=data, text=False)
             self.assertEqual((piped.returncode, piped.stderr), (0, b""))
             wanted = from_file.stdout.replace(os.fsencode(path), b"standard input")
             self.assertEqual(piped.stdout, wanted)
+
+    def made_of(self, data, *command):
+        """-> what a command makes of standard input, in a folder where "-" names other files"""
+        output = self.folder / "out"
+        for name in ("-", "-.marks", ".marks"):
+            (self.folder / name).write_text("2024-05-17T12:00:00.000Z not of this capture\n")
+        made = run(*command, "-o", output, input=data, text=False, cwd=self.folder)
+        self.assertIn(made.returncode, (0, 1, 3), made.stderr)
+        self.assertFalse((self.folder / "out.marks").exists())
+        return made, output.read_bytes()
+
+    def test_captures_are_made_of_it(self):
+        data = capture_of(9_000)
+        for command in ("cut", "recover"):
+            made, capture = self.made_of(data, command, "-")
+            self.assertEqual((made.returncode, made.stderr), (0, b""))
+            self.assertEqual(capture, data)
+            (self.folder / "out").unlink()
+
+    def test_it_is_merged_with_files(self):
+        path = self.folder / "later.isf"
+        path.write_bytes(capture_of(5, step=100_000))
+        made, capture = self.made_of(capture_of(5), "merge", path, "-")
+        self.assertEqual((made.returncode, made.stderr), (0, b""))
+        self.assertIn("Merged from standard input".encode("utf-16-le"), capture)
+        self.assertIn("Merged from later.isf".encode("utf-16-le"), capture)
+        twice = run("merge", "-", "-", "-o", self.folder / "twice", input="")
+        self.assertEqual(
+            (twice.returncode, twice.stderr), (2, "corvane merge: standard input is named twice\n")
+        )
+
+    def test_a_report_tells_what_is_wrong_in_it(self):
+        # The file is opened a second time for its violations.
+        data = bytearray(capture_of(10))
+        data[4 + 7 * 3 + 5] += 1  # the length of an item
+        made, page = self.made_of(data, "report", "-")
+        self.assertEqual(made.returncode, 1)
+        self.assertIn(b"corvane report: standard input: ", made.stderr)
+        self.assertIn(b"<title>standard input ", page)
+        told = json.loads(run("verify", "--json", "-", input=bytes(data), text=False).stdout.splitlines()[0])
+        self.assertIn(told["problem"].encode(), page)
 
     def test_a_capture_that_is_cut_off_is_called_standard_input(self):
         data = capture_of(10)[:-200]

@@ -76,6 +76,17 @@ TEST_F(UsageProgramTest, AnExportGoesToOnePlace) {
               "corvane export: --follow: a file that grows has a name: it is not standard input");
 }
 
+TEST_F(UsageProgramTest, AFileToMakeHasAName) {
+  for (const std::string command : {"import", "recover", "cut", "merge", "report"}) {
+    const std::string program = "corvane " + command;
+    ExpectUsage(command + " x -o -",
+                program + ": --output: the file to make has a name: it is not standard output");
+    ExpectUsage(command + " x -o ''",
+                program + ": --output: the name of the file to make is empty");
+    ExpectUsage(command + " x", program + ": --output is required");
+  }
+}
+
 TEST_F(UsageProgramTest, HelpAndVersionAreToldEverywhere) {
   EXPECT_EQ(Run("--help"), 0);
   const std::string help = output;

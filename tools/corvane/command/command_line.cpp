@@ -28,8 +28,8 @@ const sCommandHelp& ProgramHelp() {
       .notes =
           "Results go to standard output, and everything else to standard error. A file that a "
           "command makes gets its name when it is complete, and replaces one of that name only "
-          "with --overwrite. Where a command reads one capture, - stands for standard input, "
-          "whose bytes are kept in a temporary file as long as the command runs.",
+          "with --overwrite. Where a command reads a capture, - stands for standard input, whose "
+          "bytes are kept in a temporary file as long as the command runs; --follow needs a file.",
       .exitCodes = {"0 done, and nothing is wrong",
                     "1 something is wrong: a file is damaged or "
                     "cannot be read, or the result could not be had",

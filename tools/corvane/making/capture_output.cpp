@@ -19,23 +19,13 @@ cCaptureOutput::cCaptureOutput(std::string path, bool mayReplace)
       markerFile(MarkerPath(name), mayReplace) {}
 
 std::optional<std::string> cCaptureOutput::Begin(const std::vector<std::string>& inputs) {
-  if (name.empty()) {
-    return "the name of the capture file is empty";
-  }
-  if (name == "-") {
-    return "a capture needs a file: it cannot be written to standard output";
-  }
   for (const std::string& input : inputs) {
-    std::error_code ignored;  // files that cannot be compared are not the same one
-    if (std::filesystem::equivalent(PathOf(input), PathOf(name), ignored)) {
+    if (AreSameFile(input, name)) {
       return fmt::format("the new capture would overwrite the capture {}", input);
     }
   }
-  if (auto obstacle = file.Begin()) {
+  if (auto obstacle = file.BeginCapture()) {
     return obstacle;
-  }
-  if (file.WritePath() == name) {
-    return fmt::format("{} is no file, and a capture needs one", name);
   }
   if (auto obstacle = markerFile.Begin()) {
     return obstacle;

@@ -18,8 +18,8 @@ class cCaptureOutput {
  public:
   cCaptureOutput(std::string path, bool mayReplace);
 
-  // Makes the file. Returns why it cannot be made, as a sentence for the user, or nothing: it has
-  // no name, is one of `inputs` or no file, or is there already and may not be replaced.
+  // Makes the file. Returns why it cannot be made, as a sentence for the user, or nothing: it is
+  // one of `inputs` or no file, or is there already and may not be replaced.
   [[nodiscard]] std::optional<std::string> Begin(const std::vector<std::string>& inputs);
 
   // Where the items go, once Begin found nothing against it.

@@ -7,11 +7,13 @@
 #include "analysis/selected_items.h"
 #include "analysis/selected_markers.h"
 #include "corvane/command/command_line.h"
+#include "corvane/command/file_options.h"
 #include "corvane/command/help.h"
 #include "corvane/command/progress.h"
 #include "corvane/command/readable_text.h"
 #include "corvane/making/capture_output.h"
 #include "corvane/making/rewriting_commands.h"
+#include "corvane/reading/open_capture.h"
 #include "corvane/reading/reading_commands.h"
 #include "corvane/reading/selection_options.h"
 #include "reader/utc_time.h"
@@ -27,11 +29,11 @@ class cCutRun {
         out(outStream),
         errors(errorStream),
         output(asked.output, asked.overwrite),
-        markers(asked.input) {}
+        markers(MarkedCapture(asked.input)) {}
 
   [[nodiscard]] int Run() {
     sCaptureError error;
-    file = cCaptureFile::Open(request.input, error);
+    file = OpenCapture(request.input, error);
     if (file == nullptr) {
       return ReportUnreadable("cut", request.input, error, errors);
     }
@@ -61,7 +63,7 @@ class cCutRun {
 
   // False when the new file cannot be written.
   [[nodiscard]] bool Write(cSelectedItems& items) {
-    cProgress progress(request.input, file->NumbersEnd());
+    cProgress progress(InputName(request.input), file->NumbersEnd());
     cSourcedWriter sourced(output.Writer());
     cTextsInForce inForce;
     items.TellPassed([&inForce](const sCaptureItem& text) { inForce.Pass(text.type, text.bytes); });
@@ -120,14 +122,8 @@ void AddCutCommand(CLI::App& app, int& exitCode) {
   CLI::App* const command =
       app.add_subcommand("cut", "Makes a capture file of selected items of another");
   const auto request = std::make_shared<sCutRequest>();
-  command->add_option("FILE", request->input, "The capture file")->required();
-  command
-      ->add_option("-o,--output", request->output,
-                   "The capture file to make. It gets its name when it is complete")
-      ->type_name("FILE")
-      ->required();
-  command->add_flag("--overwrite", request->overwrite,
-                    "Replace a file of that name, once the new one is complete");
+  AddCaptureArgument(*command, request->input);
+  AddNewFileOptions(*command, "The capture file to make", request->output, request->overwrite);
   AddSelectionOptions(*command, request->selection);
   static const std::string notes =
       std::string(kSelectionNotes) +

@@ -14,6 +14,7 @@
 #include "convert/byte_sink.h"
 #include "corvane/command/choice_option.h"
 #include "corvane/command/command_line.h"
+#include "corvane/command/file_options.h"
 #include "corvane/command/help.h"
 #include "corvane/command/progress.h"
 #include "corvane/command/standard_streams.h"
@@ -126,12 +127,6 @@ struct sExported {
                 errors);
 }
 
-// Whether two paths lead to the same file. Files that cannot be compared are not the same one.
-[[nodiscard]] bool AreSame(const std::string& one, const std::string& other) {
-  std::error_code ignored;
-  return std::filesystem::equivalent(PathOf(one), PathOf(other), ignored);
-}
-
 }  // namespace
 
 std::optional<std::string> ObstacleTo(const sExportRequest& request) {
@@ -139,7 +134,7 @@ std::optional<std::string> ObstacleTo(const sExportRequest& request) {
   if (isStream && (request.stream == kStandardOutput || IsPipeName(request.stream))) {
     return std::nullopt;
   }
-  if (AreSame(request.path, isStream ? request.stream : request.output)) {
+  if (AreSameFile(request.path, isStream ? request.stream : request.output)) {
     return fmt::format("the export would overwrite the capture {}", request.path);
   }
   std::error_code ignored;  // what cannot be looked at is told by opening it
@@ -289,7 +284,7 @@ void AddExportCommand(CLI::App& app, int& exitCode) {
   CLI::App* const command =
       app.add_subcommand("export", "Writes what is in a capture file in another format");
   const auto request = std::make_shared<sExportRequest>();
-  command->add_option("FILE", request->path, "The capture file; - is standard input")->required();
+  AddCaptureArgument(*command, request->path);
   AddOutputOptions(*command, *request);
   AddContentOptions(*command, request->options);
   AddSelectionOptions(*command, request->selection);

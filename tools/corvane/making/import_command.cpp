@@ -17,11 +17,13 @@
 #include "capture/isf/layout.h"
 #include "corvane/command/choice_option.h"
 #include "corvane/command/command_line.h"
+#include "corvane/command/file_options.h"
 #include "corvane/command/help.h"
 #include "corvane/command/progress.h"
 #include "corvane/command/readable_text.h"
 #include "corvane/command/standard_streams.h"
 #include "corvane/making/new_file.h"
+#include "corvane/reading/open_capture.h"
 #include "platform/file_names.h"
 #include "reader/capture_file.h"
 #include "reader/utc_time.h"
@@ -33,16 +35,8 @@ namespace {
 
 // What the stream is called: without its folders, which are nobody else's business.
 [[nodiscard]] std::string NameOf(const std::string& path) {
-  if (IsStandardInput(path)) {
-    return "standard input";
-  }
-  const std::u8string name = PathOf(path).filename().u8string();
+  const std::u8string name = PathOf(InputName(path)).filename().u8string();
   return name.empty() ? path : std::string(name.begin(), name.end());
-}
-
-// The stream as the user named it.
-[[nodiscard]] std::string AskedFor(const std::string& path) {
-  return IsStandardInput(path) ? "standard input" : path;
 }
 
 [[nodiscard]] bool BeginsAsCapture(std::span<const std::uint8_t> bytes) {
@@ -143,7 +137,7 @@ class cImportRun {
     }
     ReportResult(report, out);
     for (const std::string& loss : Losses(report)) {
-      Tell(fmt::format("{}: {}", AskedFor(request.input), loss));
+      Tell(fmt::format("{}: {}", InputName(request.input), loss));
     }
     return out ? kExitGood : Fail("the output cannot be written");
   }
@@ -175,17 +169,10 @@ class cImportRun {
   }
 
   [[nodiscard]] std::optional<std::string> FindObstacle(cNewFile& output) const {
-    std::error_code ignored;  // files that cannot be compared are not the same one
-    if (std::filesystem::equivalent(PathOf(request.input), PathOf(request.output), ignored)) {
+    if (AreSameFile(request.input, request.output)) {
       return fmt::format("the capture would overwrite the stream {}", request.input);
     }
-    if (auto obstacle = output.Begin()) {
-      return obstacle;
-    }
-    if (output.WritePath() == request.output) {
-      return fmt::format("{} is no file, and a capture needs one", request.output);
-    }
-    return std::nullopt;
+    return output.BeginCapture();
   }
 
   // In bytes; 0 where that is not known beforehand.
@@ -212,7 +199,7 @@ class cImportRun {
     report = import.Report();
     if (error == 0 && HasNoFrame(report)) {
       Tell(fmt::format("no DIAG frame was found in {}: is it a raw DIAG stream?",
-                       AskedFor(request.input)));
+                       InputName(request.input)));
       return false;
     }
     if (error != 0 || !IsWhole(path)) {
@@ -226,7 +213,7 @@ class cImportRun {
     std::istream& in = IsStandardInput(request.input) ? std::cin : file;
     std::array<char, 65'536> piece{};
     bool isFirst = true;
-    cProgress progress(AskedFor(request.input), SizeOfInput());
+    cProgress progress(InputName(request.input), SizeOfInput());
     std::uint64_t done = 0;
     while (in) {
       progress.Show(done);
@@ -237,7 +224,7 @@ class cImportRun {
       done += bytes.size();
       if (std::exchange(isFirst, false) && BeginsAsCapture(bytes)) {
         progress.Wipe();
-        Tell(fmt::format("{} is a capture file already", AskedFor(request.input)));
+        Tell(fmt::format("{} is a capture file already", InputName(request.input)));
         return false;
       }
       if (import.Feed(bytes) != 0) {
@@ -281,13 +268,7 @@ void AddImportCommand(CLI::App& app, int& exitCode) {
       "behind the other");
   const auto request = std::make_shared<sImportRequest>();
   command->add_option("RAW", request->input, "The stream; - is standard input")->required();
-  command
-      ->add_option("-o,--output", request->output,
-                   "The capture file to make. It gets its name when it is complete")
-      ->type_name("FILE")
-      ->required();
-  command->add_flag("--overwrite", request->overwrite,
-                    "Replace a file of that name, once the new one is complete");
+  AddNewFileOptions(*command, "The capture file to make", request->output, request->overwrite);
   AddChoiceOption(*command, "--wrapped", request->wrapped,
                   tChoices<eWrapped>{{"open", eWrapped::Open}, {"drop", eWrapped::Drop}},
                   "What becomes of packets in the wrappers of multi-SIM modems: opened, with "
@@ -302,16 +283,8 @@ void AddImportCommand(CLI::App& app, int& exitCode) {
                          "1 it could not be made, or the stream not be read, or it has no DIAG "
                          "frame",
                          "2 wrong usage"}});
-  command->callback([request, &exitCode] {
-    if (request->output.empty()) {
-      throw CLI::ValidationError("--output", "the name of the capture file is empty");
-    }
-    if (request->output == kStandardOutput) {
-      throw CLI::ValidationError("--output",
-                                 "a capture needs a file: it cannot be written to standard output");
-    }
-    exitCode = ImportStream(*request, std::cout, std::cerr);
-  });
+  command->callback(
+      [request, &exitCode] { exitCode = ImportStream(*request, std::cout, std::cerr); });
 }
 
 }  // namespace corvane::tools

@@ -10,11 +10,13 @@
 
 #include "convert/source_texts.h"
 #include "corvane/command/command_line.h"
+#include "corvane/command/file_options.h"
 #include "corvane/command/help.h"
 #include "corvane/command/progress.h"
 #include "corvane/command/readable_text.h"
 #include "corvane/making/capture_output.h"
 #include "corvane/making/rewriting_commands.h"
+#include "corvane/reading/open_capture.h"
 #include "corvane/reading/reading_commands.h"
 #include "platform/file_names.h"
 #include "reader/markers.h"
@@ -29,7 +31,8 @@ class cMergedMarkers {
   explicit cMergedMarkers(const std::vector<std::string>& captures) {
     for (const std::string& capture : captures) {
       std::error_code ignored;  // what cannot be looked at is not there
-      if (std::filesystem::exists(PathOf(MarkerPath(capture)), ignored)) {
+      if (capture != kStandardInput &&
+          std::filesystem::exists(PathOf(MarkerPath(capture)), ignored)) {
         readers.emplace_back(capture);
         Refill(readers.size() - 1);
       }
@@ -62,7 +65,7 @@ class cMergedMarkers {
   std::map<std::string, int> uses;
   std::vector<sMergeInput> inputs;
   for (const std::string& path : paths) {
-    const std::u8string name = PathOf(path).filename().u8string();
+    const std::u8string name = PathOf(InputName(path)).filename().u8string();
     inputs.push_back({path, AsciiOf(std::string(name.begin(), name.end()))});
     ++uses[inputs.back().name];
   }
@@ -87,10 +90,10 @@ class cMergeRun {
 
   [[nodiscard]] int Run() {
     if (const auto twice = FindTwice()) {
-      errors << fmt::format("corvane merge: {} is named twice\n", *twice);
+      errors << fmt::format("corvane merge: {} is named twice\n", InputName(*twice));
       return kExitUsage;
     }
-    cMerge merge(NameInputs(request.inputs),
+    cMerge merge(NameInputs(request.inputs), OpenCapture,
                  [this](const sMergeInput& input, const cCaptureFile& file,
                         const std::optional<sCaptureError>& unreadable) {
                    Judge(ReportState("merge", input.path, file, unreadable, errors));
@@ -125,8 +128,7 @@ class cMergeRun {
   [[nodiscard]] std::optional<std::string> FindTwice() const {
     for (auto one = request.inputs.begin(); one != request.inputs.end(); ++one) {
       const auto other = std::find_if(one + 1, request.inputs.end(), [one](const auto& path) {
-        std::error_code ignored;  // files that cannot be compared are not the same one
-        return path == *one || std::filesystem::equivalent(PathOf(*one), PathOf(path), ignored);
+        return path == *one || AreSameFile(*one, path);
       });
       if (other != request.inputs.end()) {
         return *other;
@@ -184,14 +186,9 @@ void AddMergeCommand(CLI::App& app, int& exitCode) {
   CLI::App* const command =
       app.add_subcommand("merge", "Makes one capture file of several, in the order of time");
   const auto request = std::make_shared<sMergeRequest>();
-  command->add_option("FILES", request->inputs, "The capture files")->required();
-  command
-      ->add_option("-o,--output", request->output,
-                   "The capture file to make. It gets its name when it is complete")
-      ->type_name("FILE")
+  command->add_option("FILES", request->inputs, "The capture files; - is standard input")
       ->required();
-  command->add_flag("--overwrite", request->overwrite,
-                    "Replace a file of that name, once the new one is complete");
+  AddNewFileOptions(*command, "The capture file to make", request->output, request->overwrite);
   AddHelp(
       *command,
       {{{"corvane merge before.isf after.isf -o drive.isf", "Two captures in one"},

@@ -31,6 +31,9 @@ cNewFile::~cNewFile() {
 }
 
 std::optional<std::string> cNewFile::Begin() {
+  if (wanted.empty()) {
+    return "the name of the file to make is empty";
+  }
   std::error_code ignored;  // what cannot be looked at is told by opening it
   const std::filesystem::file_status status = std::filesystem::status(PathOf(wanted), ignored);
   if (std::filesystem::is_directory(status)) {
@@ -51,6 +54,14 @@ std::optional<std::string> cNewFile::Begin() {
   return std::nullopt;
 }
 
+std::optional<std::string> cNewFile::BeginCapture() {
+  auto obstacle = Begin();
+  if (!obstacle && written == wanted) {
+    obstacle = fmt::format("{} is no file, and a capture needs one", wanted);
+  }
+  return obstacle;
+}
+
 std::optional<std::string> cNewFile::Complete() {
   if (written == wanted) {
     return std::nullopt;
@@ -69,6 +80,11 @@ std::optional<std::string> cNewFile::Complete() {
 
 std::string cNewFile::IsThere() const {
   return fmt::format("{} is there already; --overwrite replaces it", wanted);
+}
+
+bool AreSameFile(const std::string& one, const std::string& other) {
+  std::error_code ignored;
+  return std::filesystem::equivalent(PathOf(one), PathOf(other), ignored);
 }
 
 }  // namespace corvane::tools

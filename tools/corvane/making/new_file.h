@@ -17,8 +17,12 @@ class cNewFile {
   ~cNewFile();
 
   // Chooses the name to write to. Returns why the file may not be made, as a sentence for the user,
-  // or nothing: a file of that name is there and may not be replaced, or it is a folder.
+  // or nothing: a file of that name is there and may not be replaced, or it is a folder, or has no
+  // name.
   [[nodiscard]] std::optional<std::string> Begin();
+
+  // The same for a capture, which is written here and there: neither may it be a device or a pipe.
+  [[nodiscard]] std::optional<std::string> BeginCapture();
 
   // Where to write, once Begin found nothing against it. A device or a pipe is written itself.
   [[nodiscard]] const std::string& WritePath() const { return written; }
@@ -34,5 +38,8 @@ class cNewFile {
   bool replaces;
   std::string written;
 };
+
+// Whether two paths lead to the same file. Files that cannot be compared are not the same one.
+[[nodiscard]] bool AreSameFile(const std::string& one, const std::string& other);
 
 }  // namespace corvane::tools

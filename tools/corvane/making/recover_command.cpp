@@ -7,11 +7,13 @@
 #include <optional>
 
 #include "corvane/command/command_line.h"
+#include "corvane/command/file_options.h"
 #include "corvane/command/help.h"
 #include "corvane/command/progress.h"
 #include "corvane/command/readable_text.h"
 #include "corvane/making/capture_output.h"
 #include "corvane/making/rewriting_commands.h"
+#include "corvane/reading/open_capture.h"
 #include "reader/capture_file.h"
 #include "reader/utc_time.h"
 #include "rewrite/recovery.h"
@@ -26,7 +28,7 @@ class cRecoverRun {
 
   [[nodiscard]] int Run() {
     std::string reason;
-    const auto source = cFileSource::Open(request.input, reason);
+    const auto source = OpenBytes(request.input, reason);
     if (source == nullptr) {
       TellOfInput(fmt::format("the file cannot be opened ({})", reason));
       return kExitFailed;
@@ -56,11 +58,13 @@ class cRecoverRun {
 
  private:
   void Tell(const std::string& what) { errors << fmt::format("corvane recover: {}\n", what); }
-  void TellOfInput(const std::string& what) { Tell(fmt::format("{}: {}", request.input, what)); }
+  void TellOfInput(const std::string& what) {
+    Tell(fmt::format("{}: {}", InputName(request.input), what));
+  }
 
   // False when the new file cannot be written.
   [[nodiscard]] bool Recover(cByteSource& source, cCaptureOutput& output) {
-    cProgress progress(request.input, source.Size().value_or(0));
+    cProgress progress(InputName(request.input), source.Size().value_or(0));
     report = RecoverCapture(source, [&](const sRecoveredItem& item) {
       progress.Show(item.offset);
       return output.Writer().Add(item.head, item.packet);
@@ -96,7 +100,7 @@ class cRecoverRun {
   }
 
   void CopyMarkers(cCaptureOutput& output) const {
-    cMarkerReader markers(request.input);
+    cMarkerReader markers(MarkedCapture(request.input));
     while (const auto marker = markers.NextUntil(std::numeric_limits<std::uint64_t>::max())) {
       output.AddMarker(*marker);
     }
@@ -145,14 +149,8 @@ void AddRecoverCommand(CLI::App& app, int& exitCode) {
   CLI::App* const command = app.add_subcommand(
       "recover", "Makes a complete capture file of a damaged, cut off or unclosed one");
   const auto request = std::make_shared<sRecoverRequest>();
-  command->add_option("FILE", request->input, "The capture file to recover")->required();
-  command
-      ->add_option("-o,--output", request->output,
-                   "The capture file to make. It gets its name when it is complete")
-      ->type_name("FILE")
-      ->required();
-  command->add_flag("--overwrite", request->overwrite,
-                    "Replace a file of that name, once the new one is complete");
+  AddCaptureArgument(*command, request->input);
+  AddNewFileOptions(*command, "The capture file to make", request->output, request->overwrite);
   AddHelp(*command,
           {{{"corvane recover crashed.isf -o drive.isf",
              "Close a capture whose recorder died, or whose disk was full"},

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "corvane/command/command_line.h"
+#include "corvane/command/file_options.h"
 #include "corvane/command/help.h"
 #include "corvane/command/progress.h"
 #include "corvane/reading/capture_summary.h"
@@ -129,7 +130,7 @@ void AddInfoCommand(CLI::App& app, int& exitCode) {
     bool deep = false;
   };
   const auto request = std::make_shared<sRequest>();
-  command->add_option("FILE", request->path, "The capture file; - is standard input")->required();
+  AddCaptureArgument(*command, request->path);
   command->add_flag("--deep", request->deep,
                     "Read the packets too: log codes, messages by channel, cells, events, texts");
   AddHelp(*command,

@@ -10,6 +10,7 @@
 #include "common/quantities.h"
 #include "convert/byte_sink.h"
 #include "corvane/command/command_line.h"
+#include "corvane/command/file_options.h"
 #include "corvane/command/help.h"
 #include "corvane/command/named_numbers.h"
 #include "corvane/command/progress.h"
@@ -263,9 +264,7 @@ void AddListCommand(CLI::App& app, int& exitCode) {
       "Lists the items of a capture file, one a line: number, UTC time, item type, DIAG command, "
       "length in bytes, and what it is, in the field's words; and the markers between them");
   const auto arguments = std::make_shared<sListArguments>();
-  command
-      ->add_option("FILE", arguments->request.showing.path, "The capture file; - is standard input")
-      ->required();
+  AddCaptureArgument(*command, arguments->request.showing.path);
   AddFormOptions(*command, arguments);
   AddAmountOptions(*command, arguments);
   AddSelectionOptions(*command, arguments->request.showing.selection);

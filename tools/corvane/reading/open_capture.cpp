@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdio>
+#include <mutex>
 #include <span>
 #include <utility>
 
@@ -14,7 +15,7 @@ namespace {
 // What standard input had, in a temporary file.
 class cSpooledBytes final : public cByteSource {
  public:
-  explicit cSpooledBytes(std::unique_ptr<cTemporaryFile> whole) : file(std::move(whole)) {}
+  explicit cSpooledBytes(std::shared_ptr<cTemporaryFile> whole) : file(std::move(whole)) {}
 
   [[nodiscard]] std::optional<std::uint64_t> Size() override { return file->Size(); }
   [[nodiscard]] std::size_t ReadAt(std::uint64_t offset, std::span<std::uint8_t> bytes) override {
@@ -22,10 +23,10 @@ class cSpooledBytes final : public cByteSource {
   }
 
  private:
-  std::unique_ptr<cTemporaryFile> file;
+  std::shared_ptr<cTemporaryFile> file;
 };
 
-[[nodiscard]] std::unique_ptr<cByteSource> SpoolStandardInput(std::string& reason) {
+[[nodiscard]] std::unique_ptr<cTemporaryFile> SpoolStandardInput(std::string& reason) {
   MakeStandardInputBinary();
   std::unique_ptr<cTemporaryFile> file = cTemporaryFile::Make(reason);
   if (file == nullptr) {
@@ -43,14 +44,25 @@ class cSpooledBytes final : public cByteSource {
     reason = "it cannot be read to its end";
     return nullptr;
   }
-  return std::make_unique<cSpooledBytes>(std::move(file));
+  return file;
+}
+
+// It can be read to its end only once: what it had stays for those who open it again.
+[[nodiscard]] std::unique_ptr<cByteSource> OpenStandardInput(std::string& reason) {
+  static std::mutex lock;
+  static std::shared_ptr<cTemporaryFile> spooled;
+  const std::lock_guard guard(lock);
+  if (spooled == nullptr) {
+    spooled = SpoolStandardInput(reason);
+  }
+  return spooled == nullptr ? nullptr : std::make_unique<cSpooledBytes>(spooled);
 }
 
 }  // namespace
 
 std::unique_ptr<cByteSource> OpenBytes(const std::string& path, std::string& reason) {
   if (path == kStandardInput) {
-    return SpoolStandardInput(reason);
+    return OpenStandardInput(reason);
   }
   return cFileSource::Open(path, reason);
 }
@@ -64,6 +76,10 @@ std::unique_ptr<cCaptureFile> OpenCapture(const std::string& path, sCaptureError
     return nullptr;
   }
   return cCaptureFile::Open(std::move(bytes), error, check);
+}
+
+std::string MarkedCapture(const std::string& path) {
+  return path == kStandardInput ? std::string() : path;
 }
 
 std::string InputName(const std::string& path) {

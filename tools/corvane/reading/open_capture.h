@@ -6,18 +6,22 @@
 #include "corvane/command/standard_streams.h"
 #include "reader/capture_file.h"
 
-// How a command opens the one capture that it reads.
+// How a command opens the captures that it reads.
 namespace corvane::tools {
 
 // Opens the bytes at `path`, or those of standard input: these are read to their end first, into a
-// temporary file without a name, since a capture is read here and there. Null when that fails;
-// `reason` then receives why, as text for the user.
+// temporary file without a name, since a capture is read here and there, and stay there until the
+// program ends. So standard input may be opened again, and by several threads. Null when that
+// fails; `reason` then receives why, as text for the user.
 [[nodiscard]] std::unique_ptr<cByteSource> OpenBytes(const std::string& path, std::string& reason);
 
 // The same as cCaptureFile::Open does, of which `error` and `check` are.
 [[nodiscard]] std::unique_ptr<cCaptureFile> OpenCapture(const std::string& path,
                                                         sCaptureError& error,
                                                         eCheck check = eCheck::Records);
+
+// The capture whose markers (reader/markers.h) belong to `path`: none are beside standard input.
+[[nodiscard]] std::string MarkedCapture(const std::string& path);
 
 // The file as messages call it: "standard input", or `path`.
 [[nodiscard]] std::string InputName(const std::string& path);

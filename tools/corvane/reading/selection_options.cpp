@@ -11,6 +11,7 @@
 #include "common/quantities.h"
 #include "corvane/command/named_numbers.h"
 #include "corvane/reading/item_wording.h"
+#include "corvane/reading/open_capture.h"
 #include "reader/utc_time.h"
 
 namespace corvane::tools {
@@ -191,7 +192,7 @@ void ReportNothingSelected(const char* command, const std::string& path,
   if (outcome.selected != 0 || !outcome.isChoosy) {
     return;
   }
-  errors << fmt::format("corvane {}: {}: no item is selected{}\n", command, path,
+  errors << fmt::format("corvane {}: {}: no item is selected{}\n", command, InputName(path),
                         outcome.isCrossed ? ": --from is behind --to" : "");
 }
 

@@ -1,6 +1,7 @@
 #include "corvane/reading/shown_items.h"
 
 #include "analysis/selected_markers.h"
+#include "corvane/reading/open_capture.h"
 
 namespace corvane::tools {
 
@@ -8,7 +9,7 @@ sShown ShowItems(cCaptureFile& file, const sShowing& showing, const cByteSink& s
                  cItemExport& exported, cProgress& progress) {
   cSelectedItems items(file, showing.selection);
   items.TellPassed([&exported](const sCaptureItem& item) { exported.Pass(item); });
-  cSelectedMarkers markers(showing.path);
+  cSelectedMarkers markers(MarkedCapture(showing.path));
   markers.PassBefore(file, items.Matcher());
   const std::uint64_t most = showing.most.value_or(UINT64_MAX);
   bool isMore = true;

@@ -7,10 +7,12 @@
 
 #include "common/quantities.h"
 #include "corvane/command/command_line.h"
+#include "corvane/command/file_options.h"
 #include "corvane/command/help.h"
 #include "corvane/command/progress.h"
 #include "corvane/command/standard_streams.h"
 #include "corvane/reading/capture_statistics.h"
+#include "corvane/reading/open_capture.h"
 #include "corvane/reading/reading_commands.h"
 #include "corvane/reading/selection_options.h"
 #include "corvane/reading/statistics_output.h"
@@ -98,15 +100,15 @@ void AddDurationOption(CLI::App& command, const std::string& option, const std::
 
 int ShowStatistics(const sStatisticsRequest& request, std::ostream& out, std::ostream& errors) {
   sCaptureError error;
-  const std::unique_ptr<cCaptureFile> file =
-      cCaptureFile::Open(request.path, error, eCheck::Directories);
+  const std::unique_ptr<cCaptureFile> file = OpenCapture(request.path, error, eCheck::Directories);
   if (file == nullptr) {
     return ReportUnreadable(kStatsCommand, request.path, error, errors);
   }
   cCaptureStatistics statistics(request);
   cSelectedItems items(*file, request.selection);
-  Gather(items, request.path, file->NumbersEnd(), statistics);
-  Write({request.path, StateName(*file), file->ItemCount()}, statistics, request, out);
+  const std::string name = InputName(request.path);
+  Gather(items, name, file->NumbersEnd(), statistics);
+  Write({name, StateName(*file), file->ItemCount()}, statistics, request, out);
   ReportNothingSelected(kStatsCommand, request.path, items.Outcome(), errors);
   return ReportEnd(kStatsCommand, request.path, *file, items.Unreadable(), out, errors);
 }
@@ -117,7 +119,7 @@ void AddStatsCommand(CLI::App& app, int& exitCode) {
       "Counts the items of a capture file by all that they are, with rates and times; tells its "
       "connections, gaps, and requests with their replies");
   const auto request = std::make_shared<sStatisticsRequest>();
-  command->add_option("FILE", request->path, "The capture file")->required();
+  AddCaptureArgument(*command, request->path);
   AddDurationOption(*command, "--interval", "A table over time instead, with intervals so long",
                     [request](std::uint64_t milliseconds) {
                       request->interval = milliseconds;

@@ -15,6 +15,7 @@
 #include "corvane/command/help.h"
 #include "corvane/command/progress.h"
 #include "corvane/command/readable_text.h"
+#include "corvane/reading/open_capture.h"
 #include "reader/byte_source.h"
 
 namespace corvane::tools {
@@ -46,7 +47,7 @@ class cLines {
 class cFileReport {
  public:
   cFileReport(const std::string& file, const sVerifyFiles& wanted, cLines& lines)
-      : path(file), request(wanted), out(lines) {}
+      : path(InputName(file)), request(wanted), out(lines) {}
   cFileReport(const cFileReport&) = delete;
   cFileReport& operator=(const cFileReport&) = delete;
 
@@ -107,7 +108,7 @@ class cFileReport {
     text.clear();
   }
 
-  const std::string& path;
+  const std::string path;
   const sVerifyFiles& request;
   cLines& out;
   std::string text;
@@ -116,13 +117,14 @@ class cFileReport {
 [[nodiscard]] int VerifyFile(const std::string& path, const sVerifyFiles& request, cLines& out,
                              cLines& errors) {
   std::string reason;
-  std::unique_ptr<cByteSource> source = cFileSource::Open(path, reason);
+  std::unique_ptr<cByteSource> source = OpenBytes(path, reason);
   if (source == nullptr) {
-    errors.Write(fmt::format("corvane verify: {}: the file cannot be opened ({})\n", path, reason));
+    errors.Write(fmt::format("corvane verify: {}: the file cannot be opened ({})\n",
+                             InputName(path), reason));
     return kExitFailed;
   }
   // Several bars would wipe each other out.
-  cProgress progress(path, request.jobs == 1 ? source->Size().value_or(0) : 0);
+  cProgress progress(InputName(path), request.jobs == 1 ? source->Size().value_or(0) : 0);
   cFileReport report(path, request, out);
   sVerifyRequest wanted;
   wanted.contents = request.contents;
@@ -177,7 +179,7 @@ void AddVerifyCommand(CLI::App& app, int& exitCode) {
   CLI::App* const command = app.add_subcommand(
       "verify", "Holds capture files to every rule of their format, and names all that break one");
   const auto request = std::make_shared<sVerifyFiles>();
-  command->add_option("FILE", request->paths, "The capture files")->required();
+  command->add_option("FILE", request->paths, "The capture files; - is standard input")->required();
   command->add_flag("--first", request->onlyFirst, "Stop at the first violation of each file");
   command->add_flag(
       "--contents", request->contents,

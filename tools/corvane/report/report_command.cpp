@@ -16,10 +16,12 @@
 #include "analysis/selected_markers.h"
 #include "convert/byte_sink.h"
 #include "corvane/command/command_line.h"
+#include "corvane/command/file_options.h"
 #include "corvane/command/help.h"
 #include "corvane/command/progress.h"
 #include "corvane/making/export_command.h"
 #include "corvane/making/new_file.h"
+#include "corvane/reading/open_capture.h"
 #include "corvane/reading/reading_commands.h"
 #include "corvane/reading/selection_options.h"
 #include "corvane/report/html_text.h"
@@ -43,8 +45,8 @@ class cGathering {
   cGathering(cCaptureFile& opened, const sReportRequest& request)
       : file(opened),
         items(opened, request.selection),
-        markers(request.path),
-        progress(request.path, opened.NumbersEnd()) {}
+        markers(MarkedCapture(request.path)),
+        progress(InputName(request.path), opened.NumbersEnd()) {}
 
   void Run(sReportFindings& findings) {
     items.TellPassed([&findings](const sCaptureItem& text) { findings.Pass(text); });
@@ -77,7 +79,7 @@ class cGathering {
   std::string reason;
   std::unique_ptr<cByteSource> source;
   if (file.State() == eCaptureState::Damaged) {
-    source = cFileSource::Open(path, reason);
+    source = OpenBytes(path, reason);
   }
   if (source == nullptr) {
     return violations;
@@ -144,8 +146,7 @@ class cGathering {
 
 // Why the page may not be made there, as a sentence for the user, or nothing.
 [[nodiscard]] std::optional<std::string> ObstacleTo(const sReportRequest& request) {
-  std::error_code ignored;  // files that cannot be compared are not the same one
-  if (std::filesystem::equivalent(PathOf(request.path), PathOf(request.output), ignored)) {
+  if (AreSameFile(request.path, request.output)) {
     return fmt::format("the page would overwrite the capture {}", request.path);
   }
   return std::nullopt;
@@ -155,7 +156,7 @@ class cGathering {
 
 int MakeReport(const sReportRequest& request, std::ostream& errors) {
   sCaptureError error;
-  const std::unique_ptr<cCaptureFile> file = cCaptureFile::Open(request.path, error);
+  const std::unique_ptr<cCaptureFile> file = OpenCapture(request.path, error);
   if (file == nullptr) {
     return ReportUnreadable(kCommand, request.path, error, errors);
   }
@@ -173,8 +174,8 @@ int MakeReport(const sReportRequest& request, std::ostream& errors) {
   cGathering gathering(*file, request);
   gathering.Run(*findings);
   const std::optional<sCaptureError> unreadable = gathering.Items().Unreadable();
-  const std::string page = Page({CaptureNameOf(request.path), request.selectionText, *file,
-                                 *findings, unreadable, ViolationsOf(request.path, *file)});
+  const std::string page = Page({CaptureNameOf(InputName(request.path)), request.selectionText,
+                                 *file, *findings, unreadable, ViolationsOf(request.path, *file)});
   if (const auto problem = Write(page, output.WritePath())) {
     Tell(fmt::format("{} cannot be written: {}", request.output, *problem), errors);
     return kExitFailed;
@@ -210,14 +211,9 @@ void AddReportCommand(CLI::App& app, int& exitCode) {
   CLI::App* const command = app.add_subcommand(
       "report", "Makes a page of a capture file that shows at a glance what is in it");
   const auto request = std::make_shared<sReportRequest>();
-  command->add_option("FILE", request->path, "The capture file")->required();
-  command
-      ->add_option("-o,--output", request->output,
-                   "The page to make, such as report.html. It gets its name when it is complete")
-      ->type_name("FILE")
-      ->required();
-  command->add_flag("--overwrite", request->overwrite,
-                    "Replace a file of that name once the new one is complete");
+  AddCaptureArgument(*command, request->path);
+  AddNewFileOptions(*command, "The page to make, such as report.html", request->output,
+                    request->overwrite);
   const std::size_t others = command->get_options().size();
   AddSelectionOptions(*command, request->selection);
   std::vector<CLI::Option*> selecting = command->get_options();
@@ -232,9 +228,6 @@ void AddReportCommand(CLI::App& app, int& exitCode) {
            {"0 the capture is complete", "1 it is damaged, or the page could not be made",
             "2 wrong usage", "3 the capture was not closed"}});
   command->callback([request, selecting, &exitCode] {
-    if (request->output.empty() || request->output == "-") {
-      throw CLI::ValidationError("--output", "the page is a file to make, and has a name");
-    }
     request->selectionText = SelectionText(selecting);
     exitCode = MakeReport(*request, std::cerr);
   });

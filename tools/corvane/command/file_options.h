@@ -1,0 +1,21 @@
+#pragma once
+
+#include <string>
+
+namespace CLI {
+class App;
+}
+
+// The arguments and options that name files, alike in all commands. What receives them must live
+// until the arguments are parsed.
+namespace corvane::tools {
+
+// FILE: the capture that the command reads, or "-" for standard input.
+void AddCaptureArgument(CLI::App& command, std::string& path);
+
+// --output and --overwrite: the file that the command makes, which `what` describes ("The capture
+// file to make"). An empty name, and "-", are wrong usage: it is no stream.
+void AddNewFileOptions(CLI::App& command, const std::string& what, std::string& path,
+                       bool& overwrite);
+
+}  // namespace corvane::tools
