@@ -19,18 +19,23 @@
 namespace corvane {
 namespace {
 
-// Records that the items behind are of another subscription. When that cannot be recorded, the next
+// Records that the items behind are of another subscription. Returns what the store says; the next
 // packet tries again.
-void TellSubscription(cCaptureSession& session, std::uint32_t subscription) {
+[[nodiscard]] std::uint32_t TellSubscription(cCaptureSession& session, std::uint32_t subscription) {
   // No std::string: a thread of the transport has nobody to catch its failed allocation.
   std::array<char, sizeof("Subscription 4294967295")> text{};
   const int length = std::snprintf(text.data(), text.size(), "Subscription %lu",
                                    static_cast<unsigned long>(subscription));
   const OwnedBuffer item =
       MakeTextItem(std::string_view(text.data(), static_cast<std::size_t>(length)));
-  if (item != nullptr && session.AddItem(item.get(), isf::kInformationItem) == kErrorSuccess) {
+  if (item == nullptr) {
+    return kErrorNotEnoughMemory;
+  }
+  const std::uint32_t error = session.AddItem(item.get(), isf::kInformationItem);
+  if (error == kErrorSuccess) {
     session.subscription = subscription;
   }
+  return error;
 }
 
 void StorePacket(cCaptureSession& session, sSharedBuffer& packet) {
@@ -169,7 +174,11 @@ std::uint32_t RecordReceived(cCaptureSession& session, sSharedBuffer& packet) {
     return kErrorNotEnoughMemory;
   }
   if (*inner.subscription != session.subscription) {
-    TellSubscription(session, *inner.subscription);
+    // Behind the text of another subscription the packet would be taken for one of that.
+    const std::uint32_t error = TellSubscription(session, *inner.subscription);
+    if (error != kErrorSuccess) {
+      return error;
+    }
   }
   session.SelectSubscription(*inner.subscription);
   return session.AddItem(unwrapped.Get(), kAutomaticType);

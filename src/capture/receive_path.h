@@ -41,9 +41,9 @@ class cFrameSplitter {
 // Where the session takes packets out of the wrappers of multi-SIM modems, the packet inside counts
 // as what was received: it is recorded as if it had come bare, and so is every one in a wrapper
 // inside. Whenever their subscription changes, beginning from 1, a text item in front of the packet
-// says so, and each subscription reassembles system information on its own. A bare packet tells no
-// subscription and changes none. A wrapper with nothing in it stays what it is, which the store
-// refuses. `packet` is held by a counted reference.
+// says so, without which it is not recorded itself, and each subscription reassembles system
+// information on its own. A bare packet tells no subscription and changes none. A wrapper with
+// nothing in it stays what it is, which the store refuses. `packet` is held by a counted reference.
 [[nodiscard]] std::uint32_t RecordReceived(cCaptureSession& session, sSharedBuffer& packet);
 
 // How a received packet bears on the request in flight; the packet inside a wrapper, where the
