@@ -1,0 +1,261 @@
+#include "rewrite/part_recovery.h"
+
+#include <algorithm>
+#include <array>
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "capture/isf/item_types.h"
+#include "reader/directory.h"
+#include "rewrite/base_time_choice.h"
+#include "rewrite/block_search.h"
+#include "rewrite/loss_text.h"
+#include "rewrite/record_proof.h"
+
+namespace corvane {
+namespace {
+
+constexpr std::uint64_t kLongestRecord = isf::kLongestRecordHead + isf::kLongestPacket;
+
+// The base time that an index has for a block that is its entry `number`.
+[[nodiscard]] std::optional<std::uint64_t> TimeIn(cBlockIndex& found, std::uint64_t number,
+                                                  const sCaptureBlock& block) {
+  const auto entry =
+      number < found.BlockCount() ? found.Entry(*found.Offset(), number) : std::nullopt;
+  const bool isIt = entry && entry->blockOffset == block.offset;
+  return isIt ? std::optional(entry->baseTime) : std::nullopt;
+}
+
+}  // namespace
+
+cPartRecovery::cPartRecovery(cByteSource& source, const sPartPlace& place,
+                             const RecoveredItemTaker& taker, sRecoveryReport& result)
+    : part(source, place.origin, place.end),
+      rest(source, place.origin, place.fileEnd),
+      origin(place.origin),
+      size(place.end - place.origin),
+      isWhole(place.firstBlock == isf::kHeaderSize),
+      chain(part, place.firstBlock),
+      take(taker),
+      report(result) {
+  chain.Advance();
+  FindOwnIndex();
+}
+
+bool cPartRecovery::Recover() {
+  const auto& blocks = chain.Blocks();
+  for (std::size_t number = 0; number < blocks.size(); ++number) {
+    if (!RecoverOne(number)) {
+      return false;
+    }
+  }
+  return true;
+}
+
+// The block index that the part ends in, if it has the last block.
+void cPartRecovery::FindOwnIndex() {
+  if (chain.Blocks().empty()) {
+    return;
+  }
+  index = cBlockIndex::Find(part, size);
+  if (index && !IsOfLastBlock(*index)) {
+    index.reset();
+  }
+}
+
+bool cPartRecovery::IsOfLastBlock(cBlockIndex& found) {
+  const sCaptureBlock& last = chain.Blocks().back();
+  const std::uint64_t offset = found.Offset().value_or(0);
+  if (found.BlockCount() == 0 || offset < last.offset + isf::kBlockSize) {
+    return false;
+  }
+  const auto entry = found.Entry(offset, found.BlockCount() - 1);
+  if (!entry || entry->blockOffset != last.offset) {
+    return false;
+  }
+  // With the right count, at the right place, it is believed rather than a last directory entry
+  // that points into it.
+  return isWhole ? found.BlockCount() == last.number + 1 && found.Trailer().zero == 0
+                 : offset >= chain.End();
+}
+
+std::optional<std::uint64_t> cPartRecovery::IndexedTime(const sCaptureBlock& block) {
+  if (index) {
+    // Where the chain began anew its own numbers are others.
+    return TimeIn(*index, index->BlockCount() - 1 - (chain.Blocks().back().number - block.number),
+                  block);
+  }
+  if (!isWhole) {
+    return std::nullopt;
+  }
+  // The chain broke off: the index of the whole capture is behind another part.
+  auto whole = FindIndex(rest, rest.Size().value_or(0));
+  return whole ? TimeIn(*whole, block.number, block) : std::nullopt;
+}
+
+bool cPartRecovery::RecoverOne(std::size_t number) {
+  const sCaptureBlock& block = chain.Blocks()[number];
+  auto bytes = std::make_unique<std::array<std::uint8_t, isf::kBlockSize>>();
+  if (part.ReadAt(block.offset, *bytes) != bytes->size()) {
+    Lose({block.offset, isf::kBlockSize, 0, 0, 0});
+    return true;
+  }
+  const auto all = std::span<const std::uint8_t, isf::kBlockSize>(*bytes);
+  const auto directory = all.first<isf::kDirectorySize>();
+  sBlockToRecover wanted;
+  wanted.offset = block.offset;
+  wanted.keepsTypes = report.state == eCaptureState::Complete;
+  wanted.firstNumber = block.number * isf::kItemsPerBlock;
+  Surround(number, wanted);
+  const auto baseTime =
+      ChooseTime(block, isf::LoadBlockTail(all.last<isf::kBlockTailSize>()), wanted, directory);
+  if (!baseTime) {
+    LoseBlock(block, wanted);
+    return true;
+  }
+  wanted.baseTime = *baseTime;
+  const sRecoveredBlock found = RecoverBlock(part, wanted, directory);
+  report.proven += found.proven;
+  report.unfit += found.unfit;
+  const bool goesOn = HandOver(found, *baseTime);
+  for (const sLostItems& lost : found.losses) {
+    if (!IsUnfinished(number, wanted, lost)) {
+      Lose(lost);
+    }
+  }
+  LoseBehind(number, found.end);
+  return goesOn;
+}
+
+// What is known of the block's records and items.
+void cPartRecovery::Surround(std::size_t number, sBlockToRecover& wanted) {
+  const auto& blocks = chain.Blocks();
+  const sCaptureBlock& block = blocks[number];
+  wanted.limit = size;
+  if (number + 1 < blocks.size()) {
+    const bool isNext = blocks[number + 1].number == block.number + 1;
+    wanted.limit = isNext ? blocks[number + 1].offset : block.end;
+    wanted.endsAtLimit = isNext;
+    if (isNext) {
+      wanted.items = isf::kItemsPerBlock;
+    }
+  } else if (index) {
+    wanted.limit = *index->Offset();
+    wanted.endsAtLimit = true;
+    const std::uint64_t before = (index->BlockCount() - 1) * isf::kItemsPerBlock;
+    const auto items = static_cast<std::uint32_t>(index->Trailer().itemCount - before);
+    // A trailer that counts fewer items than the directory leads to is wrong.
+    if (items >= block.items) {
+      wanted.items = items;
+    }
+  }
+}
+
+std::optional<std::uint64_t> cPartRecovery::ChooseTime(
+    const sCaptureBlock& block, const isf::sBlockTail& tail, const sBlockToRecover& wanted,
+    std::span<const std::uint8_t, isf::kDirectorySize> directory) {
+  sBaseTimeEvidence evidence;
+  evidence.own = tail.baseTime;
+  evidence.indexed = IndexedTime(block);
+  evidence.isOfCompleteFile = wanted.keepsTypes;
+  evidence.hasItems = block.items != 0;
+  evidence.byModem = [&] { return ModemTime(wanted, directory); };
+  const sChosenBaseTime chosen = ChooseBaseTime(evidence);
+  if (chosen.problem != nullptr) {
+    report.mended.Add({std::string("the base time of the block") + chosen.problem,
+                       origin + block.offset + isf::kBaseTimeOffset});
+  }
+  return chosen.time;
+}
+
+// The block's base time by the modem's clock: from the first packet that tells its time.
+std::optional<std::uint64_t> cPartRecovery::ModemTime(
+    const sBlockToRecover& wanted, std::span<const std::uint8_t, isf::kDirectorySize> directory) {
+  const sJudgedDirectory judged =
+      JudgeDirectory(directory, {wanted.offset, 0, wanted.limit, 0, false}, part);
+  cByteWindow window(part);
+  for (std::uint32_t place = 0; place < judged.entries; ++place) {
+    const isf::sDirectoryEntry entry = EntryAt(directory, place);
+    if (!judged.good.test(place)) {
+      continue;
+    }
+    const auto record = window.Read(wanted.RecordsBegin() + entry.position, entry.RecordSize());
+    const auto time = record ? ModemTimeIn(record->last(entry.length)) : std::nullopt;
+    if (time && entry.WidthCode() != isf::kTimeAbsolute64) {
+      return *time - isf::LoadRecordHead(entry, 0, *record).time;
+    }
+  }
+  return std::nullopt;
+}
+
+bool cPartRecovery::HandOver(const sRecoveredBlock& found, std::uint64_t baseTime) {
+  cByteWindow window(part);
+  for (const sFoundRecord& record : found.records) {
+    const auto bytes = window.Read(record.offset, record.entry.RecordSize());
+    if (!bytes) {
+      Lose({record.offset, record.entry.RecordSize(), 1, 0, 0});
+      continue;
+    }
+    sRecoveredItem item{isf::LoadRecordHead(record.entry, baseTime, *bytes),
+                        bytes->last(record.entry.length), origin + record.offset};
+    if (item.head.extra == kNotLearned) {
+      item.head.extra.reset();  // it stands for none
+    }
+    if (!take(item)) {
+      return false;
+    }
+    if (report.items++ == 0) {
+      report.firstTime = item.head.time;
+    }
+    report.finalTime = item.head.time;
+  }
+  return true;
+}
+
+// Whether bytes at the end of a file belong to what was being written there: a record, a block,
+// or the block index with the trailer.
+bool cPartRecovery::IsUnfinished(std::size_t number, const sBlockToRecover& wanted,
+                                 const sLostItems& lost) {
+  const bool isLast = number + 1 == chain.Blocks().size();
+  if (!isLast || wanted.endsAtLimit || lost.items != 0 || lost.offset + lost.bytes != size) {
+    return false;
+  }
+  const std::uint64_t closing =
+      (chain.Blocks().back().number + 1) * isf::kIndexEntrySize + isf::kTrailerSize;
+  if (lost.bytes > std::max({kLongestRecord, std::uint64_t{isf::kBlockSize}, closing})) {
+    return false;
+  }
+  report.unfinishedBytes += lost.bytes;
+  return true;
+}
+
+// Blocks that only the block index tells of, and that are no blocks any more.
+void cPartRecovery::LoseBehind(std::size_t number, std::uint64_t end) {
+  if (number + 1 == chain.Blocks().size()) {
+    return;
+  }
+  const sCaptureBlock& block = chain.Blocks()[number];
+  const sCaptureBlock& next = chain.Blocks()[number + 1];
+  const std::uint64_t blocks = next.number - block.number - 1;
+  if (blocks != 0) {
+    Lose({end, next.offset - end, blocks * isf::kItemsPerBlock,
+          (block.number + 1) * isf::kItemsPerBlock, blocks * isf::kItemsPerBlock});
+  }
+}
+
+void cPartRecovery::LoseBlock(const sCaptureBlock& block, const sBlockToRecover& wanted) {
+  report.losses.Add({"the base time of the block is lost, and with it the times of its items",
+                     origin + block.offset + isf::kBaseTimeOffset});
+  const std::uint64_t items = wanted.items.value_or(block.entries);
+  Lose({wanted.RecordsBegin(), wanted.limit - wanted.RecordsBegin(), items, wanted.firstNumber,
+        items});
+}
+
+void cPartRecovery::Lose(const sLostItems& lost) {
+  report.losses.Add({LossText(lost, isWhole && lost.places != 0), origin + lost.offset});
+  report.lostItems += lost.items;
+  report.lostBytes += lost.bytes;
+}
+
+}  // namespace corvane
