@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "capture/isf/item_types.h"
 #include "reader/directory.h"
@@ -25,6 +26,34 @@ constexpr std::uint64_t kLongestRecord = isf::kLongestRecordHead + isf::kLongest
       number < found.BlockCount() ? found.Entry(*found.Offset(), number) : std::nullopt;
   const bool isIt = entry && entry->blockOffset == block.offset;
   return isIt ? std::optional(entry->baseTime) : std::nullopt;
+}
+
+// Whether the bytes from `from` on are the beginning of a block in which no entry is used yet.
+[[nodiscard]] bool IsBlockBegun(cByteSource& source, std::uint64_t from, std::uint64_t end) {
+  std::vector<std::uint8_t> bytes(
+      static_cast<std::size_t>(std::min<std::uint64_t>(end - from, isf::kBlockSize)));
+  const auto used = [](std::uint8_t byte) { return byte != 0; };
+  return end - from <= isf::kBlockSize && source.ReadAt(from, bytes) == bytes.size() &&
+         std::none_of(
+             bytes.begin(),
+             bytes.begin() + std::min<std::ptrdiff_t>(std::ssize(bytes), isf::kDirectorySize),
+             used);
+}
+
+// How many entries the recorder can have written into what is left of a directory.
+[[nodiscard]] std::uint32_t UsedEntriesAt(cByteSource& source, std::uint64_t offset,
+                                          std::uint64_t end) {
+  std::vector<std::uint8_t> bytes(isf::kDirectorySize);
+  const std::uint64_t there = offset < end ? end - offset : 0;
+  const std::size_t count = source.ReadAt(
+      offset,
+      std::span(bytes).first(std::min<std::size_t>(bytes.size(), static_cast<std::size_t>(there))));
+  const auto directory = std::span<const std::uint8_t, isf::kDirectorySize>(bytes);
+  std::uint32_t used = 0;
+  for (std::uint32_t place = 0; place < count / isf::kDirectoryEntrySize; ++place) {
+    used += FindBrokenRule(EntryAt(directory, place)).problem == nullptr ? 1U : 0U;
+  }
+  return used;
 }
 
 }  // namespace
@@ -50,6 +79,7 @@ bool cPartRecovery::Recover() {
       return false;
     }
   }
+  LoseBlockBehind();
   return true;
 }
 
@@ -118,6 +148,7 @@ bool cPartRecovery::RecoverOne(std::size_t number) {
   const sRecoveredBlock found = RecoverBlock(part, wanted, directory);
   report.proven += found.proven;
   report.unfit += found.unfit;
+  recordsEnd = found.end;
   const bool goesOn = HandOver(found, *baseTime);
   for (const sLostItems& lost : found.losses) {
     if (!IsUnfinished(number, wanted, lost)) {
@@ -242,6 +273,41 @@ void cPartRecovery::LoseBehind(std::size_t number, std::uint64_t end) {
     Lose({end, next.offset - end, blocks * isf::kItemsPerBlock,
           (block.number + 1) * isf::kItemsPerBlock, blocks * isf::kItemsPerBlock});
   }
+}
+
+// A block behind the last one, of which too little is left. The recorder writes a block before it
+// links it to the one before, which then is full.
+void cPartRecovery::LoseBlockBehind() {
+  if (chain.Blocks().empty() || index || chain.Blocks().back().entries < isf::kItemsPerBlock ||
+      recordsEnd > size) {
+    return;
+  }
+  const std::uint64_t bytes = size - recordsEnd;
+  std::array<std::uint8_t, isf::kBlockTailSize> tail{};
+  const std::uint64_t tailOffset = chain.Blocks().back().offset + isf::kDirectorySize;
+  const std::uint64_t link =
+      part.ReadAt(tailOffset, tail) == tail.size() ? isf::LoadBlockTail(tail).nextBlock : 0;
+  if (link == 0) {
+    if (IsBlockBegun(part, recordsEnd, size)) {
+      report.unfinishedBytes += bytes;
+    } else {
+      Lose({recordsEnd, bytes, 0, 0, 0});
+    }
+    return;
+  }
+  // A link to elsewhere is wrong itself.
+  const bool isLinkGood = link >= recordsEnd;
+  const std::uint64_t offset = isLinkGood ? link : recordsEnd;
+  const std::uint32_t seen = UsedEntriesAt(part, offset, size);
+  report.losses.Add(
+      {"the block at offset " + std::to_string(origin + offset) +
+           (offset + isf::kBlockSize <= size ? " cannot be read as one" : " is cut off") +
+           ": its items (" +
+           (seen != 1 ? std::to_string(seen) + " used entries" : std::string("1 used entry")) +
+           " seen) are lost",
+       origin + offset});
+  report.lostItems += seen;
+  report.lostBytes += bytes;
 }
 
 void cPartRecovery::LoseBlock(const sCaptureBlock& block, const sBlockToRecover& wanted) {

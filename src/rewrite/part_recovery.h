@@ -53,6 +53,7 @@ class cPartRecovery {
   [[nodiscard]] bool IsUnfinished(std::size_t number, const sBlockToRecover& wanted,
                                   const sLostItems& lost);
   void LoseBehind(std::size_t number, std::uint64_t end);
+  void LoseBlockBehind();
   void LoseBlock(const sCaptureBlock& block, const sBlockToRecover& wanted);
   void Lose(const sLostItems& lost);
 
@@ -63,6 +64,7 @@ class cPartRecovery {
   const bool isWhole;  // the numbers of its items are known
   cBlockChain chain;
   std::optional<cBlockIndex> index;
+  std::uint64_t recordsEnd = 0;  // behind the last record that was found
   const RecoveredItemTaker& take;
   sRecoveryReport& report;
 };

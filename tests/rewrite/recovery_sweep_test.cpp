@@ -1,4 +1,5 @@
 // Recovery from captures that were cut off or overwritten in every place.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -258,6 +259,43 @@ TEST(RecoverySweepTest, ACaptureCutOffAnywhereKeepsItsWholeItems) {
         return;
       }
     }
+  }
+}
+
+TEST(RecoverySweepTest, ASecondBlockThatIsCutOffIsALoss) {
+  const cCaptureBuilder builder = BuildItems(ManyRealItems(8192 + 100));
+  cSweep sweep(builder.Closed());
+  const std::size_t block = OpenBytes(sweep.file).file->Blocks()[1].offset;
+  // Within its directory, its used part and the rest; its link and base time; its records.
+  for (const std::size_t size :
+       {block, block + 1, block + 7, block + 350, block + 700, block + 701, block + 57'343,
+        block + 57'344, block + 57'359, block + 57'360, block + 57'361, block + 60'000}) {
+    SCOPED_TRACE("cut off at " + std::to_string(size));
+    ByteVector cut = sweep.file;
+    cut.resize(size);
+    sweep.Check(cut, {{size, sweep.Size()}});
+  }
+  ByteVector cut = sweep.file;
+  cut.resize(block + 350);
+  const sRecoveryReport report = Recover(cut).report;
+  EXPECT_THAT(TextsOf(report.losses),
+              ::testing::ElementsAre("the block at offset " + std::to_string(block) +
+                                     " is cut off: its items (50 used entries seen) are lost, "
+                                     "at offset " +
+                                     std::to_string(block)));
+  EXPECT_EQ(report.lostItems, 50U);
+  EXPECT_EQ(report.lostBytes, 350U);
+}
+
+TEST(RecoverySweepTest, ABlockThatIsNotLinkedYetIsNoLoss) {
+  const cCaptureBuilder builder = BuildItems(ManyRealItems(8192));
+  for (const std::size_t begun : {std::size_t{1}, std::size_t{4096}, std::size_t{57'359}}) {
+    ByteVector file = builder.Unclosed();
+    file.resize(file.size() + begun);
+    const sOutcome outcome = Recover(file);
+    EXPECT_EQ(outcome.items.size(), 8192U);
+    EXPECT_EQ(outcome.report.losses.Count(), 0U) << begun;
+    EXPECT_EQ(outcome.report.unfinishedBytes, begun);
   }
 }
 
