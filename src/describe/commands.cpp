@@ -93,11 +93,12 @@ using Packet = std::span<const std::uint8_t>;
       return "bad parameters";
     case command::kBadLength:
       return "bad length";
-    case command::kBadMode:
-      return "bad mode";
-    case command::kLocked:
-    case command::kStillLocked:
-      return "locked";
+    case command::kRefusal18:
+      return "command 0x18";
+    case command::kRefusal42:
+      return "command 0x42";
+    case command::kRefusal47:
+      return "command 0x47";
     default:
       return {};
   }

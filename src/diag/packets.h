@@ -17,12 +17,13 @@ inline constexpr std::uint8_t kLog = 0x10;
 inline constexpr std::uint8_t kUnknownCommand = 0x13;  // the modem refuses a request
 inline constexpr std::uint8_t kBadParameters = 0x14;   // likewise
 inline constexpr std::uint8_t kBadLength = 0x15;       // likewise
-inline constexpr std::uint8_t kBadMode = 0x18;         // likewise
+// Behind these the request comes back as well. For which reason, nothing here tells.
+inline constexpr std::uint8_t kRefusal18 = 0x18;
+inline constexpr std::uint8_t kRefusal42 = 0x42;
+inline constexpr std::uint8_t kRefusal47 = 0x47;
 inline constexpr std::uint8_t kProtocolVersion = 0x1C;
 inline constexpr std::uint8_t kTimeStamp = 0x1D;
 inline constexpr std::uint8_t kMessage = 0x1F;
-inline constexpr std::uint8_t kLocked = 0x42;       // refuses: it wants the service code first
-inline constexpr std::uint8_t kStillLocked = 0x47;  // likewise, a password
 inline constexpr std::uint8_t kSubsystem = 0x4B;
 inline constexpr std::uint8_t kEventReport = 0x60;  // also the request that switches them on or off
 inline constexpr std::uint8_t kFeatureQuery = 0x63;

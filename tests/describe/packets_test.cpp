@@ -351,9 +351,9 @@ TEST(CommandTest, ARefusalSaysWhy) {
   EXPECT_EQ(told.command->refusal, "bad length");
   EXPECT_EQ(FromModem("13 73").command->refusal, "unknown command");
   EXPECT_EQ(FromModem("14 73").command->refusal, "bad parameters");
-  EXPECT_EQ(FromModem("18 73").command->refusal, "bad mode");
-  EXPECT_EQ(FromModem("42 73").command->refusal, "locked");
-  EXPECT_EQ(FromModem("47 73").command->refusal, "locked");
+  EXPECT_EQ(FromModem("18 73").command->refusal, "command 0x18");
+  EXPECT_EQ(FromModem("42 73").command->refusal, "command 0x42");
+  EXPECT_EQ(FromModem("47 73").command->refusal, "command 0x47");
 }
 
 TEST(CommandTest, AGetItemReplyTellsWhatItHolds) {
