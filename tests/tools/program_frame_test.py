@@ -16,6 +16,9 @@ import made_capture
 
 PROGRAM = pathlib.Path(os.environ["CORVANE_PROGRAMS"]) / "corvane"
 DEADLINE = 60.0
+PROFILES = sorted(
+    path.stem for path in (pathlib.Path(__file__).resolve().parents[2] / "profiles").glob("*.cfg")
+)
 NOON = made_capture.item_time(1_715_947_200_000)  # 2024-05-17 12:00:00 UTC
 
 
@@ -155,6 +158,11 @@ class BashCompletion(FrameTestCase):
         self.assertEqual(self.complete("export", "--format", "="), self.complete("export", "--format", ""))
         self.assertEqual(self.complete("completion", "p"), ["powershell"])
 
+    def test_profiles_are_completed(self):
+        self.assertEqual(self.complete("capture", "--profile", ""), PROFILES)
+        self.assertEqual(self.complete("profile", "show", "lte-r"), ["lte-radio"])
+        self.assertEqual(self.complete("profile", "show", ""), PROFILES)
+
     def test_file_names_are_completed(self):
         for name in ("drive.isf", "drive two.isf", "other.isf"):
             (self.folder / name).write_bytes(b"")
@@ -189,7 +197,8 @@ class PowerShellCompletion(unittest.TestCase):
                 for name in option["names"]:
                     self.assertIn(f"'{name}'", options)
                     if option["value"]:
-                        choices = ", ".join(f"'{choice}'" for choice in option["choices"])
+                        wanted = PROFILES if name == "--profile" else option["choices"]
+                        choices = ", ".join(f"'{choice}'" for choice in wanted)
                         self.assertIn(f"$values['{name}'] = @({choices})\n", values)
 
     def test_quotes_and_brackets_are_closed(self):

@@ -1,6 +1,7 @@
 #include <fmt/format.h>
 
 #include <CLI/App.hpp>
+#include <algorithm>
 #include <cerrno>
 #include <fstream>
 #include <functional>
@@ -15,6 +16,7 @@
 #include "corvane/command/help.h"
 #include "corvane/command/manual.h"
 #include "corvane/command/usage_error.h"
+#include "corvane/profile/shipped_profiles.h"
 
 namespace corvane::tools {
 namespace {
@@ -68,10 +70,28 @@ void AddHelpCommand(CLI::App& app, int& exitCode) {
   command->callback([&app, words, &exitCode] { exitCode = ShowHelp(app, *words); });
 }
 
+// Makes the names of profiles choices where one is wanted. The help does not list them all.
+void OfferProfiles(sCommandText& command, const std::vector<std::string>& names) {
+  for (sOptionGroup& group : command.groups) {
+    for (sOptionText& option : group.options) {
+      if (std::ranges::find(option.names, "--profile") != option.names.end()) {
+        option.choices = names;
+      }
+    }
+  }
+  if (command.name == "corvane profile show") {
+    command.arguments.front().choices = names;
+  }
+  for (sCommandText& below : command.commands) {
+    OfferProfiles(below, names);
+  }
+}
+
 void AddCompletionCommand(CLI::App& app, int& exitCode) {
-  CLI::App* const command = app.add_subcommand(
-      "completion",
-      "Prints a script that lets a shell complete commands, options and their choices");
+  CLI::App* const command = app.add_subcommand("completion",
+                                               "Prints a script that lets a shell complete "
+                                               "commands, options, their choices and the names of "
+                                               "profiles");
   const auto shell = std::make_shared<eShell>();
   AddChoiceOption(*command, "SHELL", *shell,
                   tChoices<eShell>{{"bash", eShell::Bash}, {"powershell", eShell::PowerShell}},
@@ -88,7 +108,12 @@ void AddCompletionCommand(CLI::App& app, int& exitCode) {
                     "PowerShell.",
            .exitCodes = {"0 done", "2 wrong usage"}});
   command->callback([&app, shell, &exitCode] {
-    const sCommandText root = DescribeCommand(app);
+    sCommandText root = DescribeCommand(app);
+    std::vector<std::string> profiles;
+    for (const sShippedProfile& profile : ShippedProfiles()) {
+      profiles.push_back(profile.name);
+    }
+    OfferProfiles(root, profiles);
     std::cout << (*shell == eShell::Bash ? BashCompletion(root) : PowerShellCompletion(root))
               << std::flush;
     exitCode = std::cout ? kExitGood : kExitFailed;
