@@ -11,33 +11,91 @@ namespace {
 // No clock reaches beyond 48 bits: what stands above them came there.
 constexpr std::uint64_t kClockBits = (std::uint64_t{1} << 48) - 1;
 
+// A modem's clock is seldom set right to the second, and often to a time zone.
+constexpr std::uint64_t kNear = std::uint64_t{2} * 24 * 3600 * 1000;
+
+[[nodiscard]] bool IsNear(std::uint64_t one, const std::optional<std::uint64_t>& other) {
+  return other && std::max(one, *other) - std::min(one, *other) <= kNear;
+}
+
+// Whether the modem's time is that of `one`, so exactly that it is no accident, and not of `other`.
+[[nodiscard]] bool IsExactly(const std::optional<std::uint64_t>& byModem, std::uint64_t one,
+                             std::uint64_t other) {
+  constexpr std::uint64_t kSecond = 1000;
+  constexpr std::uint64_t kTimesAsFar = 16;
+  const auto distance = [&byModem](std::uint64_t time) {
+    return std::max(time, *byModem) - std::min(time, *byModem);
+  };
+  return byModem && distance(one) <= kSecond && distance(other) > kTimesAsFar * distance(one);
+}
+
+[[nodiscard]] bool LiesBetween(std::uint64_t time, const sBaseTimeEvidence& evidence) {
+  return (!evidence.before || *evidence.before <= time) &&
+         (!evidence.after || time <= *evidence.after);
+}
+
+// True for the own base time, false for that of the index; nothing where nothing decides.
+[[nodiscard]] std::optional<bool> IsOwnBetter(const sBaseTimeEvidence& evidence,
+                                              std::uint64_t indexed) {
+  const std::uint64_t own = evidence.own;
+  if (IsLikelyTime(own) != IsLikelyTime(indexed)) {
+    return IsLikelyTime(own);
+  }
+  const auto reference = evidence.byModem();
+  if (IsNear(own, reference) != IsNear(indexed, reference)) {
+    return IsNear(own, reference);
+  }
+  if (IsExactly(reference, own, indexed) != IsExactly(reference, indexed, own)) {
+    return IsExactly(reference, own, indexed);
+  }
+  if (LiesBetween(own, evidence) != LiesBetween(indexed, evidence)) {
+    return LiesBetween(own, evidence);
+  }
+  const auto isNearAny = [&evidence](std::uint64_t time) {
+    return IsNear(time, evidence.before) || IsNear(time, evidence.after);
+  };
+  return isNearAny(own) != isNearAny(indexed) ? std::optional(isNearAny(own)) : std::nullopt;
+}
+
+[[nodiscard]] sChosenBaseTime ChooseOfTwo(const sBaseTimeEvidence& evidence,
+                                          std::uint64_t indexed) {
+  if (evidence.own > isf::kLatestTime) {
+    return {indexed, " cannot be right: that of the block index is taken"};
+  }
+  const std::optional<bool> isOwn = IsOwnBetter(evidence, indexed);
+  if (!isOwn) {
+    return {evidence.own,
+            " is not that of the block index, and nothing tells which is right: the block's own "
+            "is taken",
+            true};
+  }
+  return *isOwn ? sChosenBaseTime{evidence.own, " is not that of the block index, and fits better"}
+                : sChosenBaseTime{indexed, " cannot be right: that of the block index is taken"};
+}
+
 }  // namespace
 
 sChosenBaseTime ChooseBaseTime(const sBaseTimeEvidence& evidence) {
   const std::uint64_t own = evidence.own;
   const std::optional<std::uint64_t>& indexed = evidence.indexed;
   const bool isPossible = own <= isf::kLatestTime;
-  if (isPossible && (IsLikelyTime(own) || evidence.isOfCompleteFile) &&
-      (!indexed || *indexed == own)) {
+  const bool isBelieved = isPossible && (IsLikelyTime(own) || evidence.isOfCompleteFile);
+  if (isPossible && indexed ? *indexed == own : isBelieved) {
     return {own};
   }
-  const auto reference = evidence.byModem();
   if (indexed && *indexed <= isf::kLatestTime) {
-    const auto distance = [&](std::uint64_t time) {
-      return reference ? std::max(time, *reference) - std::min(time, *reference)
-                       : std::uint64_t{IsLikelyTime(time) ? 0u : 1u};
-    };
-    if (!isPossible || distance(*indexed) < distance(own)) {
-      return {*indexed, " cannot be right: that of the block index is taken"};
-    }
-    return {own, " is not that of the block index, and fits the items better"};
+    return ChooseOfTwo(evidence, *indexed);
+  }
+  if (isBelieved) {
+    return {own, " is not that of the block index, which cannot be right"};
   }
   if (!isPossible && IsLikelyTime(own & kClockBits)) {
     return {own & kClockBits, " cannot be right: its two highest bytes are taken for zero"};
   }
-  if (reference) {
+  if (const auto reference = evidence.byModem()) {
     return {reference,
-            " is lost: the items have the time of their packets, as the modem's clock had it"};
+            " is lost: the items have the time of their packets, as the modem's clock had it",
+            true};
   }
   if (isPossible && evidence.hasItems) {
     return {own};

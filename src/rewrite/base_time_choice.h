@@ -10,6 +10,8 @@ namespace corvane {
 struct sBaseTimeEvidence {
   std::uint64_t own = 0;                 // in the block itself
   std::optional<std::uint64_t> indexed;  // in the block index
+  std::optional<std::uint64_t> before;   // of the block before it, and of the one behind
+  std::optional<std::uint64_t> after;
   bool isOfCompleteFile = false;
   bool hasItems = false;  // its directory leads to some
   // By the modem's clock, from a packet that tells its time; asked only where it matters.
@@ -20,9 +22,13 @@ struct sChosenBaseTime {
   std::optional<std::uint64_t> time;
   // What was wrong, behind "the base time of the block"; null when nothing was.
   const char* problem = nullptr;
+  bool isLoss = false;  // the time is not sure to be the right one
 };
 
-// The block's own base time, unless the block index or what is in the items speaks against it.
+// The block's own base time, unless that of the block index is better. One that no clock of these
+// years shows is worse than one that does. Between two that both may be, the time by the modem
+// decides when it is near to one alone, or just that of one, and then the blocks around when only
+// one lies between them. Where nothing decides, the block's own is taken.
 [[nodiscard]] sChosenBaseTime ChooseBaseTime(const sBaseTimeEvidence& evidence);
 
 }  // namespace corvane

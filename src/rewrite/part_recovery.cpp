@@ -139,7 +139,7 @@ bool cPartRecovery::RecoverOne(std::size_t number) {
   wanted.firstNumber = block.number * isf::kItemsPerBlock;
   Surround(number, wanted);
   const auto baseTime =
-      ChooseTime(block, isf::LoadBlockTail(all.last<isf::kBlockTailSize>()), wanted, directory);
+      ChooseTime(number, isf::LoadBlockTail(all.last<isf::kBlockTailSize>()), wanted, directory);
   if (!baseTime) {
     LoseBlock(block, wanted);
     return true;
@@ -184,18 +184,27 @@ void cPartRecovery::Surround(std::size_t number, sBlockToRecover& wanted) {
 }
 
 std::optional<std::uint64_t> cPartRecovery::ChooseTime(
-    const sCaptureBlock& block, const isf::sBlockTail& tail, const sBlockToRecover& wanted,
+    std::size_t number, const isf::sBlockTail& tail, const sBlockToRecover& wanted,
     std::span<const std::uint8_t, isf::kDirectorySize> directory) {
+  const auto& blocks = chain.Blocks();
+  const sCaptureBlock& block = blocks[number];
+  const auto timeOf = [&blocks](std::size_t other) {
+    const bool isKnown = other < blocks.size() && IsLikelyTime(blocks[other].baseTime);
+    return isKnown ? std::optional(blocks[other].baseTime) : std::nullopt;
+  };
   sBaseTimeEvidence evidence;
   evidence.own = tail.baseTime;
   evidence.indexed = IndexedTime(block);
+  evidence.before = number != 0 ? timeOf(number - 1) : std::nullopt;
+  evidence.after = timeOf(number + 1);
   evidence.isOfCompleteFile = wanted.keepsTypes;
   evidence.hasItems = block.items != 0;
   evidence.byModem = [&] { return ModemTime(wanted, directory); };
   const sChosenBaseTime chosen = ChooseBaseTime(evidence);
   if (chosen.problem != nullptr) {
-    report.mended.Add({std::string("the base time of the block") + chosen.problem,
-                       origin + block.offset + isf::kBaseTimeOffset});
+    (chosen.isLoss ? report.losses : report.mended)
+        .Add({std::string("the base time of the block") + chosen.problem,
+              origin + block.offset + isf::kBaseTimeOffset});
   }
   return chosen.time;
 }

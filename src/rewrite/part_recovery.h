@@ -45,7 +45,7 @@ class cPartRecovery {
   [[nodiscard]] bool RecoverOne(std::size_t number);
   void Surround(std::size_t number, sBlockToRecover& wanted);
   [[nodiscard]] std::optional<std::uint64_t> ChooseTime(
-      const sCaptureBlock& block, const isf::sBlockTail& tail, const sBlockToRecover& wanted,
+      std::size_t number, const isf::sBlockTail& tail, const sBlockToRecover& wanted,
       std::span<const std::uint8_t, isf::kDirectorySize> directory);
   [[nodiscard]] std::optional<std::uint64_t> ModemTime(
       const sBlockToRecover& wanted, std::span<const std::uint8_t, isf::kDirectorySize> directory);
