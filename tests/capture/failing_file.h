@@ -12,13 +12,14 @@
 namespace corvane {
 
 // Puts itself between a file stream and its file: forwards everything, counts the writes, and lets
-// one of them (or of what hands them on: the seeks and flushes) fail. It must outlive the stream's
-// use.
+// one of them (or of what hands them on: the seeks and flushes) fail, or that one and all that
+// follow. It must outlive the stream's use.
 class cFailingFile : public std::streambuf {
  public:
   static constexpr std::uint32_t kNever = std::numeric_limits<std::uint32_t>::max();
 
-  enum class eFailure { Fails, Throws };
+  // A short write takes half of the bytes.
+  enum class eFailure { Fails, Throws, IsShort };
 
   explicit cFailingFile(std::ofstream& stream) : real(*stream.rdbuf()) {
     static_cast<std::ios&>(stream).rdbuf(this);
@@ -31,7 +32,12 @@ class cFailingFile : public std::streambuf {
   }
   // The same of the seeks and flushes, counted together.
   void FailHandOver(std::uint32_t nth) { handOversToGo = nth; }
-  void Heal() { writesToGo = handOversToGo = kNever; }
+  // What has failed once does not work again before Heal.
+  void StayBroken() { staysBroken = true; }
+  void Heal() {
+    writesToGo = handOversToGo = kNever;
+    staysBroken = isBroken = false;
+  }
 
   std::vector<std::streamsize> writes;  // the length of each
   std::function<void()> duringWrites;
@@ -43,15 +49,14 @@ class cFailingFile : public std::streambuf {
     if (duringWrites) {
       duringWrites();
     }
-    if (writesToGo != kNever && --writesToGo == 0) {
-      writesToGo = kNever;
-      hasFailed = true;
-      if (failure == eFailure::Throws) {
-        throw std::runtime_error("the device is gone");
-      }
-      return 0;
+    const bool wasBroken = isBroken;
+    if (!FailsNow(writesToGo)) {
+      return real.sputn(bytes, length);
     }
-    return real.sputn(bytes, length);
+    if (failure == eFailure::Throws) {
+      throw std::runtime_error("the device is gone");
+    }
+    return failure == eFailure::IsShort && !wasBroken ? real.sputn(bytes, length / 2) : 0;
   }
 
   int_type overflow(int_type next) override {
@@ -63,28 +68,34 @@ class cFailingFile : public std::streambuf {
   }
 
   pos_type seekoff(off_type offset, std::ios::seekdir way, std::ios::openmode mode) override {
-    return HandOverFails() ? pos_type(off_type{-1}) : real.pubseekoff(offset, way, mode);
+    return FailsNow(handOversToGo) ? pos_type(off_type{-1}) : real.pubseekoff(offset, way, mode);
   }
 
   pos_type seekpos(pos_type position, std::ios::openmode mode) override {
-    return HandOverFails() ? pos_type(off_type{-1}) : real.pubseekpos(position, mode);
+    return FailsNow(handOversToGo) ? pos_type(off_type{-1}) : real.pubseekpos(position, mode);
   }
 
-  int sync() override { return HandOverFails() ? -1 : real.pubsync(); }
+  int sync() override { return FailsNow(handOversToGo) ? -1 : real.pubsync(); }
 
  private:
-  [[nodiscard]] bool HandOverFails() {
-    if (handOversToGo == kNever || --handOversToGo != 0) {
+  [[nodiscard]] bool FailsNow(std::uint32_t& toGo) {
+    if (isBroken) {
+      return true;
+    }
+    if (toGo == kNever || --toGo != 0) {
       return false;
     }
-    handOversToGo = kNever;
+    toGo = kNever;
     hasFailed = true;
+    isBroken = staysBroken;
     return true;
   }
 
   std::filebuf& real;
   std::uint32_t writesToGo = kNever;
   std::uint32_t handOversToGo = kNever;
+  bool staysBroken = false;
+  bool isBroken = false;
   eFailure failure = eFailure::Fails;
 };
 

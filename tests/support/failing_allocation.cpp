@@ -36,16 +36,27 @@ struct sCountdown {
 constinit sCountdown blockCountdown;
 constinit sCountdown newCountdown;
 constinit std::atomic<std::int64_t> liveNewAllocations{0};
+constinit std::atomic<std::int64_t> liveBlocks{0};
 constinit std::atomic<cFreeObserver::Observer> freeObserver{nullptr};
 
 void* AllocateUnlessFailing(std::size_t size) {
-  return blockCountdown.FailsNow() ? nullptr : std::malloc(size);
+  if (blockCountdown.FailsNow()) {
+    return nullptr;
+  }
+  void* const block = std::malloc(size);
+  if (block != nullptr) {
+    ++liveBlocks;
+  }
+  return block;
 }
 
 void ShowAndFree(void* block) {
   const cFreeObserver::Observer observer = freeObserver;
   if (observer != nullptr) {
     observer(block);
+  }
+  if (block != nullptr) {
+    --liveBlocks;
   }
   std::free(block);
 }
@@ -132,6 +143,8 @@ bool cAllocationFailure::Disarm() {
 }
 
 std::int64_t LiveNewAllocations() { return liveNewAllocations; }
+
+std::int64_t LiveBlocks() { return liveBlocks; }
 
 cFreeObserver::cFreeObserver(Observer observer) { freeObserver = observer; }
 

@@ -49,6 +49,9 @@ class cAllocationFailure {
 // How many blocks of operator new are not deleted yet, in the whole program. Compare two readings.
 [[nodiscard]] std::int64_t LiveNewAllocations();
 
+// The same for the blocks of BlockHeap().
+[[nodiscard]] std::int64_t LiveBlocks();
+
 // While it lives, `observer` sees every block that is about to go back to BlockHeap(), with its
 // content still intact. It runs on the thread that frees, allocates and frees nothing itself, and
 // never sees what operator delete gives back. There is at most one at a time.
