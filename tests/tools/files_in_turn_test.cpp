@@ -107,7 +107,46 @@ TEST_F(FilesInTurnTest, KeepRemovesOldFilesOfThisRunWithTheirMarkers) {
   EXPECT_EQ(Run(), kExitGood);
   EXPECT_THAT(Files(), ElementsAre("capture.cfg", "drive_00000_2020-01-01_00-00-00.isf",
                                    "drive_00003_2026-03-01_10-00-08.isf"));
-  EXPECT_EQ(Events("rotated")[0]["removed"][0], library.outputs[0]);
+  EXPECT_EQ(Events("removed")[0]["files"], Json({library.outputs[0]}));
+}
+
+TEST_F(FilesInTurnTest, KeepRemovesNothingForAFileWithoutReceivedItems) {
+  request.duration = milliseconds(4'700);
+  request.rotateTime = seconds(4);
+  request.keep = 1;
+  SendALogEachLook();
+  const auto send = host.whileWaiting;
+  host.whileWaiting = [&] {
+    if (library.isConnected) {
+      send();
+    }
+  };
+  library.afterStop = [this] { library.connects = false; };
+  EXPECT_EQ(Run(), kExitGood);
+  EXPECT_EQ(library.starts, 2);
+  EXPECT_THAT(Files(), ElementsAre("capture.cfg", "drive_00001_2026-03-01_10-00-00.isf"));
+  EXPECT_THAT(Events("removed"), IsEmpty());
+  EXPECT_EQ(Summary()["file_count"], 1);
+  EXPECT_EQ(Summary()["items"], Summary()["files"][0]["items"]);
+}
+
+TEST_F(FilesInTurnTest, KeepRemovesAFileWhenTheNextOneHasAnItem) {
+  request.duration = seconds(9);
+  request.rotateTime = seconds(4);
+  request.keep = 1;
+  library.afterStop = [this] { library.connects = false; };
+  host.whileWaiting = [this] {
+    if (library.starts == 1) {
+      library.SendLog();
+    } else if (host.now == seconds(6)) {
+      EXPECT_TRUE(fs::exists(library.outputs[0]));
+      library.Connect();
+    } else if (host.now > seconds(6)) {
+      EXPECT_FALSE(fs::exists(library.outputs[0]));
+    }
+  };
+  EXPECT_EQ(Run(), kExitGood);
+  EXPECT_THAT(Events("removed").size(), 1U);
 }
 
 TEST_F(FilesInTurnTest, AFailedStartOfTheNextFileIsTriedAgain) {

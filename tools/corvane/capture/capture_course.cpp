@@ -88,7 +88,8 @@ int cCaptureCourse::Run() {
   }
   while (true) {
     const eWatchEnd end = watch.Watch(
-        {output->WritePath(), fileBegan, tally.Items(), tally.Bytes(), tally.Received()},
+        {output->WritePath(), fileBegan, tally.Items(), tally.Bytes(), tally.Received(),
+         [this] { TellFirstReceived(); }},
         *follower);
     if (end != eWatchEnd::FileFull) {
       parts.console.EndStatus();
@@ -130,7 +131,7 @@ bool cCaptureCourse::StartFile() {
   ++fileNumber;
   fileBegan = parts.host.Elapsed();
   follower = std::make_unique<cCaptureFollower>(output->WritePath(), requests);
-  kept.Add(output->Path());
+  hasReceived = false;
   if (fileNumber == 1) {
     parts.console.Report(StartedEvent(
         parts.host.Now(), {request.device, request.configuration, output->WritePath(), requests}));
@@ -158,17 +159,21 @@ bool cCaptureCourse::FinishFile() {
   std::ignore = follower->FollowToEnd(parts.host.Elapsed());
   const std::string path = output->WritePath();
   const sCaptureResult result = ReadResult(path);
-  tally.AddFile(
-      {result.isComplete ? output->Path() : path, result.isComplete, result.items, result.bytes},
-      *follower, watch.LastSetUp());
+  const bool isDropped = result.isComplete && IsWorthNothing(result);
+  tally.AddFile({result.isComplete ? output->Path() : path, result.isComplete, !isDropped,
+                 result.items, result.bytes},
+                *follower, watch.LastSetUp());
+  if (result.isComplete) {
+    TellFirstReceived();
+  }
   follower.reset();  // Windows renames and removes no file that is open
   if (!result.isComplete) {
     output->KeepApart();
     Fail(result.text);
     return false;
   }
-  if (result.isEmpty && fileNumber == 1) {
-    return true;  // no file is kept
+  if (isDropped) {
+    return true;  // the file goes with its object
   }
   parts.console.Tell(result.text);
   if (const auto problem = output->Keep()) {
@@ -176,6 +181,12 @@ bool cCaptureCourse::FinishFile() {
     return false;
   }
   return true;
+}
+
+// Whether nobody would miss the complete file that was just closed.
+bool cCaptureCourse::IsWorthNothing(const sCaptureResult& result) const {
+  // The first file tells how far the set-up of a silent modem came.
+  return follower->Received() == 0 && (result.isEmpty || fileNumber > 1);
 }
 
 cCaptureCourse::eNext cCaptureCourse::ChangeFile() {
@@ -212,6 +223,24 @@ cCaptureCourse::eNext cCaptureCourse::StartNext() {
 
 void cCaptureCourse::TellChange(const std::string& closed, milliseconds change) {
   tally.AddChange(change);
+  parts.console.Tell(
+      fmt::format("Capturing into {}; the change took {} ms", output->WritePath(), change.count()));
+  parts.console.Report(
+      RotatedEvent(parts.host.Now(), {closed, output->WritePath(), change}));
+}
+
+// A file counts among those that are kept from its first item of the device on: until then the ones
+// before it are all that there is.
+void cCaptureCourse::TellFirstReceived() {
+  if (hasReceived || follower->Received() == 0) {
+    return;
+  }
+  hasReceived = true;
+  kept.Add(output->Path());
+  RemoveOldFiles();
+}
+
+void cCaptureCourse::RemoveOldFiles() {
   const cKeptFiles::sRemoval removal = kept.RemoveOld();
   for (const std::string& problem : removal.problems) {
     watch.Warn(problem);
@@ -219,10 +248,9 @@ void cCaptureCourse::TellChange(const std::string& closed, milliseconds change) 
   for (const std::string& path : removal.removed) {
     parts.console.Tell(path + " is removed");
   }
-  parts.console.Tell(
-      fmt::format("Capturing into {}; the change took {} ms", output->WritePath(), change.count()));
-  parts.console.Report(
-      RotatedEvent(parts.host.Now(), {closed, output->WritePath(), change, removal.removed}));
+  if (!removal.removed.empty()) {
+    parts.console.Report(RemovedEvent(parts.host.Now(), removal.removed));
+  }
 }
 
 // Tells what came of the capture. Returns the exit code.

@@ -20,6 +20,16 @@
 
 namespace corvane::tools {
 
+// How a capture that has ended left its file.
+struct sCaptureResult {
+  bool isComplete = false;
+  bool isEmpty = false;  // the device was never reached
+  std::uint64_t items = 0;
+  std::uint64_t bytes = 0;
+  std::string text;  // a line for the user, without its end
+};
+[[nodiscard]] sCaptureResult ReadResult(const std::string& path);
+
 // A prepared capture (capture_start.h) from its first file to its last.
 class cCaptureCourse {
  public:
@@ -55,9 +65,12 @@ class cCaptureCourse {
   [[nodiscard]] bool StartFile();
   void Announce();
   [[nodiscard]] bool FinishFile();
+  [[nodiscard]] bool IsWorthNothing(const sCaptureResult& result) const;
   [[nodiscard]] eNext ChangeFile();
   [[nodiscard]] eNext StartNext();
   void TellChange(const std::string& closed, milliseconds change);
+  void TellFirstReceived();
+  void RemoveOldFiles();
   void Stop();
   void Fail(const std::string& problem);
   [[nodiscard]] int Finish(bool isGood);
@@ -72,6 +85,7 @@ class cCaptureCourse {
   std::unique_ptr<cOutputFile> output;
   std::unique_ptr<cCaptureFollower> follower;
   std::uint64_t fileNumber = 0;
+  bool hasReceived = false;  // the present file has an item of the device
   milliseconds fileBegan{};
   bool isRunning = false;
 };
@@ -80,15 +94,5 @@ class cCaptureCourse {
 // for a read of the port to end.
 void StopLibrary(cCaptureLibrary& library, cCaptureReporter& reporter,
                  std::chrono::milliseconds patience);
-
-// How a capture that has ended left its file.
-struct sCaptureResult {
-  bool isComplete = false;
-  bool isEmpty = false;  // the device was never reached
-  std::uint64_t items = 0;
-  std::uint64_t bytes = 0;
-  std::string text;  // a line for the user, without its end
-};
-[[nodiscard]] sCaptureResult ReadResult(const std::string& path);
 
 }  // namespace corvane::tools

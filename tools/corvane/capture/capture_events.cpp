@@ -120,7 +120,12 @@ std::string RotatedEvent(std::uint64_t time, const sRotatedEvent& rotated) {
   event["closed"] = rotated.closed;
   event["output"] = rotated.output;
   event["change"] = InSeconds(rotated.change);
-  event["removed"] = rotated.removed;
+  return Text(event);
+}
+
+std::string RemovedEvent(std::uint64_t time, const std::vector<std::string>& files) {
+  Json event = Begin("removed", time);
+  event["files"] = files;
   return Text(event);
 }
 

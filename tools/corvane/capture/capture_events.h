@@ -38,9 +38,10 @@ struct sRotatedEvent {
   std::string closed;
   std::string output;
   std::chrono::milliseconds change{};  // from the stop to the next start
-  std::vector<std::string> removed;    // files that --keep has no room for
 };
 [[nodiscard]] std::string RotatedEvent(std::uint64_t time, const sRotatedEvent& rotated);
+// `files` are those that --keep has no room for.
+[[nodiscard]] std::string RemovedEvent(std::uint64_t time, const std::vector<std::string>& files);
 
 [[nodiscard]] std::string StoppedEvent(std::uint64_t time, const char* reason);
 [[nodiscard]] std::string SummaryEvent(std::uint64_t time, const cCaptureTally& tally,

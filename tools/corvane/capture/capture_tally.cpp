@@ -80,7 +80,7 @@ void AddRequests(sVerdict& verdict, const cRequestReplies& requests,
 [[nodiscard]] std::string DescribeChanges(const cCaptureTally& tally) {
   const sFileChange& shortest = tally.ShortestChange();
   const sFileChange& longest = tally.LongestChange();
-  std::string text = fmt::format("{} files; each change took {}", FormatCount(tally.FileCount()),
+  std::string text = fmt::format("{}; each change took {}", Plural(tally.FileCount(), "file"),
                                  Range(static_cast<double>(shortest.change.count()),
                                        static_cast<double>(longest.change.count())));
   if (longest.silence) {
@@ -141,20 +141,12 @@ sVerdict VerdictOf(const cRequestReplies& requests, const sSetUpProgress& setUp)
 
 void cCaptureTally::AddFile(const sFileTally& file, cCaptureFollower& follower,
                             const sSetUpProgress& last) {
-  ++files;
-  newestFiles.push_back(file);
-  if (newestFiles.size() > kMostFiles) {
-    newestFiles.erase(newestFiles.begin());
+  if (file.isKept) {
+    AddKeptFile(file, follower);
   }
-  items += file.items;
-  bytes += file.bytes;
   connections += follower.Connections();
-  for (std::uint32_t type = 0; type < isf::kItemTypes; ++type) {
-    byType[type] += follower.ItemsByType()[type];
-  }
-  received += follower.Received();
   const auto first = follower.FirstReceived();
-  if (first && lastReceived && files > 1) {
+  if (first && lastReceived) {
     AddSilenceOfChange(*lastReceived, *first);
   }
   if (const auto newest = follower.LastReceived()) {
@@ -170,6 +162,20 @@ void cCaptureTally::AddFile(const sFileTally& file, cCaptureFollower& follower,
   verdict.wanted = last.wanted;
   verdict.isComplete = last.IsComplete() || NewestIsComplete(follower.Requests(), last.wanted);
   verdict.isStuck = !verdict.isComplete && last.IsStuck();
+}
+
+void cCaptureTally::AddKeptFile(const sFileTally& file, const cCaptureFollower& follower) {
+  ++files;
+  newestFiles.push_back(file);
+  if (newestFiles.size() > kMostFiles) {
+    newestFiles.erase(newestFiles.begin());
+  }
+  items += file.items;
+  bytes += file.bytes;
+  for (std::uint32_t type = 0; type < isf::kItemTypes; ++type) {
+    byType[type] += follower.ItemsByType()[type];
+  }
+  received += follower.Received();
 }
 
 void cCaptureTally::AddChange(milliseconds change) {

@@ -44,6 +44,7 @@ struct sVerdict {
 struct sFileTally {
   std::string path;
   bool isComplete = false;
+  bool isKept = true;  // otherwise only its connections and its requests are counted
   std::uint64_t items = 0;
   std::uint64_t bytes = 0;
 };
@@ -85,6 +86,7 @@ class cCaptureTally {
   static constexpr std::size_t kMostFiles = 100;
 
  private:
+  void AddKeptFile(const sFileTally& file, const cCaptureFollower& follower);
   void AddSilenceOfChange(std::uint64_t from, std::uint64_t to);
 
   std::uint64_t items = 0;

@@ -130,6 +130,9 @@ milliseconds cCaptureWatch::NextWait() const {
 
 sProgress cCaptureWatch::LookAt(const sWatchedFile& file, cCaptureFollower& follower) {
   sProgress now = follower.Follow(host.Elapsed());
+  if (file.afterLook) {
+    file.afterLook();
+  }
   now.items += file.earlierItems;
   now.bytes += file.earlierBytes;
   now.received += file.earlierReceived;

@@ -20,7 +20,7 @@ class cKeptFiles {
   // `most` files stay; 0: all.
   explicit cKeptFiles(std::size_t most) : limit(most) {}
 
-  // A file that has been begun.
+  // A file, newer than all before.
   void Add(const std::string& path) { files.push_back(path); }
 
   struct sRemoval {
