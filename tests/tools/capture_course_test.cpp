@@ -180,6 +180,19 @@ TEST_F(CaptureCourseTest, ACaptureOfNothingReplacesNothing) {
   EXPECT_THAT(Files(), ElementsAre("capture.cfg", "drive.isf"));
 }
 
+TEST_F(CaptureCourseTest, ASilentModemReplacesNothing) {
+  std::ignore = folder.Write("drive.isf", {});
+  request.overwrite = true;
+  request.duration = seconds(2);
+  library.answers = 0;
+  EXPECT_EQ(Run(), kExitNothing);
+  EXPECT_EQ(fs::file_size(request.output), 0U);
+  EXPECT_THAT(Files(), ElementsAre("capture.cfg", "drive.isf"));
+  EXPECT_THAT(errors, HasSubstr("the device was connected and sent nothing; " + request.output +
+                                " stays as it was\n"));
+  EXPECT_EQ(Summary()["file_count"], 0);
+}
+
 TEST_F(CaptureCourseTest, TenConnectionsAreCounted) {
   request.duration = seconds(12);
   int connections = 1;

@@ -26,6 +26,11 @@ using std::chrono::seconds;
   return RequestsOf(std::string(std::istreambuf_iterator<char>(file), {})).Count();
 }
 
+// That the file stays which a capture of nothing would have replaced.
+[[nodiscard]] std::string DescribeSpared(const cOutputFile& output) {
+  return output.Replaces() ? fmt::format("; {} stays as it was", output.Path()) : "";
+}
+
 }  // namespace
 
 void StopLibrary(cCaptureLibrary& library, cCaptureReporter& reporter, milliseconds patience) {
@@ -185,8 +190,14 @@ bool cCaptureCourse::FinishFile() {
 
 // Whether nobody would miss the complete file that was just closed.
 bool cCaptureCourse::IsWorthNothing(const sCaptureResult& result) const {
-  // The first file tells how far the set-up of a silent modem came.
-  return follower->Received() == 0 && (result.isEmpty || fileNumber > 1);
+  if (result.isEmpty) {
+    return true;
+  }
+  if (follower->Received() != 0 || follower->ItemCount() != result.items) {
+    return false;
+  }
+  // A first file that replaces nothing tells how far the set-up of a silent modem came.
+  return fileNumber > 1 || output->Replaces();
 }
 
 cCaptureCourse::eNext cCaptureCourse::ChangeFile() {
@@ -271,9 +282,10 @@ int cCaptureCourse::JudgeCapture(bool isGood) {
     }
   }
   if (tally.Received() == 0 && isGood) {
-    Fail(tally.Connections() == 0
-             ? "nothing was captured: the device was never reached, and no file is kept"
-             : "nothing was captured: the device was connected and sent nothing");
+    const char* const reason = tally.Connections() == 0
+                                   ? "the device was never reached, and no file is kept"
+                                   : "the device was connected and sent nothing";
+    Fail(fmt::format("nothing was captured: {}{}", reason, DescribeSpared(*output)));
     return kExitNothing;
   }
   for (const std::string& line : DescribeCapture(tally, parts.printed.BadFrames())) {

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <numeric>
 #include <optional>
 #include <string>
 #include <vector>
@@ -81,6 +82,10 @@ class cCaptureFollower {
 
   [[nodiscard]] const std::array<std::uint64_t, isf::kItemTypes>& ItemsByType() const {
     return byType;
+  }
+  // All items that were taken up, and those of the device among them.
+  [[nodiscard]] std::uint64_t ItemCount() const {
+    return std::accumulate(byType.begin(), byType.end(), std::uint64_t{0});
   }
   [[nodiscard]] std::uint64_t Received() const { return received; }
   [[nodiscard]] std::uint64_t Connections() const { return connections; }
