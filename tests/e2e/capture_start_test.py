@@ -115,3 +115,8 @@ class CaptureStart(CommandLineTestCase):
             "{day} is none of {date}, {time} and {device}",
             code=2,
         )
+        self.assert_refused(
+            self.capture(output="COM7.isf"),
+            "COM7.isf is no name of a file: Windows has reserved COM7 for a device",
+            code=2,
+        )

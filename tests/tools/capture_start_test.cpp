@@ -128,7 +128,7 @@ TEST_F(CaptureStartTest, TheOneDiagPortIsTakenAndTold) {
   host.ports = {{"COM3", "Acme AT port"}, {"COM4", "Acme Diagnostics"}};
   EXPECT_EQ(Prepare(), std::nullopt);
   EXPECT_EQ(request.device, "COM4");
-  EXPECT_EQ(request.output, folder.Path("COM4.isf"));
+  EXPECT_EQ(request.output, folder.Path("COM4-.isf"));
   EXPECT_THAT(told.lines, ElementsAre("The DIAG port is COM4 (Acme Diagnostics)"));
 }
 

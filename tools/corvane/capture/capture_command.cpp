@@ -73,6 +73,9 @@ void AddStartOptions(CLI::App& command, sCaptureRequest& request) {
             if (const auto wrong = FindWrongPlaceholder(name)) {
               throw CLI::ValidationError("--output", *wrong);
             }
+            if (const auto reserved = FindReservedName(name)) {
+              throw CLI::ValidationError("--output", *reserved);
+            }
             request.output = name;
           },
           "Capture file. {date} and {time} (UTC) and {device} stand for what they say")
