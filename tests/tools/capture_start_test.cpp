@@ -186,6 +186,19 @@ TEST_F(CaptureStartTest, WhatIsInTheWayIsToldBeforeTheDeviceIsWaitedFor) {
   EXPECT_THAT(host.waits, IsEmpty());
 }
 
+TEST_F(CaptureStartTest, ANameWaitsForTheDeviceThatItTells) {
+  request.device = "auto";
+  request.output = folder.Path("{device}_x.isf");
+  host.ports = {{"COM4", "Acme DIAG"}};
+  Write(folder.Path("auto_x.isf"), "another one");
+  EXPECT_EQ(Prepare(), std::nullopt);
+  EXPECT_EQ(request.output, folder.Path("COM4_x.isf"));
+  Write(request.output, "old");
+  EXPECT_EQ(BeginOutput(request, host, told), nullptr);
+  EXPECT_THAT(told.lines,
+              Contains("! " + request.output + " is there already; --overwrite replaces it"));
+}
+
 TEST_F(CaptureStartTest, TheOutputIsMadeAndGoesWithItsObject) {
   ASSERT_EQ(Prepare(), std::nullopt);
   auto file = BeginOutput(request, host, told);

@@ -142,11 +142,12 @@ std::optional<int> PrepareCapture(sCaptureRequest& request, cCaptureHost& host,
     reporter.Complain(*obstacle);
     return kExitFailed;
   }
-  // Whatever is in the way is told before a device is waited for.
+  // Whatever is in the way is told before a device is waited for. A name that needs a device which
+  // is yet to be found is looked at when the output is begun.
   const std::string name = request.output;
-  const std::uint64_t now = host.Now();
-  request.output = ExpandName(name, now, request.device);
-  if (const auto obstacle = FindOutputObstacle(request, host)) {
+  const bool isNamed = request.device != kAnyDiagPort || !NamesDevice(name);
+  request.output = ExpandName(name, host.Now(), request.device);
+  if (const auto obstacle = isNamed ? FindOutputObstacle(request, host) : std::nullopt) {
     reporter.Complain(*obstacle);
     return kExitFailed;
   }
