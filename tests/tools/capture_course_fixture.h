@@ -102,9 +102,13 @@ class cScriptedLibrary final : public cCaptureLibrary {
     }
   }
 
-  void Connect() {
+  // No request goes out.
+  void ConnectOnly() {
     isConnected = true;
     Text("Port COM7 connected");
+  }
+  void Connect() {
+    ConnectOnly();
     std::size_t number = 0;
     for (const auto request : StartUpRequests()) {
       if (number > answers) {

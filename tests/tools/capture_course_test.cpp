@@ -100,9 +100,27 @@ TEST_F(CaptureCourseTest, ASetUpThatIsStuckGivesFourThoughLogsCame) {
   request.duration = seconds(12);
   EXPECT_EQ(Run(), kExitNothing);
   EXPECT_THAT(errors, HasSubstr("request 6 of 13 ("));
-  EXPECT_THAT(errors,
-              HasSubstr("Set-up stuck: 6 requests sent, 5 answered, 0 refused, 1 unanswered\n"));
+  EXPECT_THAT(
+      errors,
+      HasSubstr("Set-up stuck: 6 of 13 requests sent, 5 answered, 0 refused, 1 unanswered\n"));
   EXPECT_THAT(errors, HasSubstr("  unanswered: "));
+  EXPECT_EQ(Summary()["set_up"]["stuck"], true);
+}
+
+TEST_F(CaptureCourseTest, ASetUpOfWhichNothingIsSentIsStuck) {
+  library.connects = false;
+  request.duration = seconds(12);
+  host.whileWaiting = [this] {
+    if (host.now == milliseconds(200)) {
+      library.ConnectOnly();
+    }
+    library.SendLog();
+  };
+  EXPECT_EQ(Run(), kExitNothing);
+  EXPECT_THAT(errors, HasSubstr("the set-up is stuck: 0 of 13 requests were sent, and for 5 s no "
+                                "other was"));
+  EXPECT_THAT(errors, HasSubstr("Set-up stuck: 0 of 13 requests sent, 0 answered"));
+  EXPECT_EQ(Summary()["set_up"]["not_sent"], 13);
   EXPECT_EQ(Summary()["set_up"]["stuck"], true);
 }
 
@@ -110,7 +128,7 @@ TEST_F(CaptureCourseTest, AnEndAmidTheSetUpIsNoFailure) {
   library.answers = 5;
   request.duration = seconds(2);
   EXPECT_EQ(Run(), kExitGood);
-  EXPECT_THAT(errors, HasSubstr("Set-up not complete: 6 requests sent, 5 answered"));
+  EXPECT_THAT(errors, HasSubstr("Set-up not complete: 6 of 13 requests sent, 5 answered"));
 }
 
 TEST_F(CaptureCourseTest, ItEndsWithEnoughItems) {

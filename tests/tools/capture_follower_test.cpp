@@ -192,6 +192,20 @@ TEST_F(CaptureFollowerTest, ASetUpWithoutAReplyForFiveSecondsIsStuck) {
   EXPECT_FALSE(SetUpAt(seconds(7)).IsStuck());
 }
 
+TEST_F(CaptureFollowerTest, ASetUpThatSendsNothingForFiveSecondsIsStuck) {
+  file.Connect();
+  EXPECT_FALSE(SetUpAt(seconds(1)).IsStuck());
+  file.Request();
+  file.Receive();
+  EXPECT_FALSE(SetUpAt(seconds(6)).IsStuck());
+  EXPECT_FALSE(SetUpAt(seconds(10)).IsStuck());
+  EXPECT_TRUE(SetUpAt(seconds(11)).IsStuck());
+  file.Connect();  // a new connection is not stuck yet
+  EXPECT_FALSE(SetUpAt(seconds(12)).IsStuck());
+  file.Disconnect();
+  EXPECT_FALSE(SetUpAt(seconds(30)).IsStuck());
+}
+
 TEST_F(CaptureFollowerTest, EachConnectionIsSetUpAnew) {
   file.Connect();
   file.Request();

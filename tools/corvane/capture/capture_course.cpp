@@ -92,10 +92,9 @@ int cCaptureCourse::Run() {
     return kExitFailed;
   }
   while (true) {
-    const eWatchEnd end = watch.Watch(
-        {output->WritePath(), fileBegan, tally.Items(), tally.Bytes(), tally.Received(),
-         [this] { TellFirstReceived(); }},
-        *follower);
+    const eWatchEnd end = watch.Watch({output->WritePath(), fileBegan, tally.Items(), tally.Bytes(),
+                                       tally.Received(), [this] { TellFirstReceived(); }},
+                                      *follower);
     if (end != eWatchEnd::FileFull) {
       parts.console.EndStatus();
       parts.console.Report(StoppedEvent(parts.host.Now(), ReasonName(end)));
@@ -236,8 +235,7 @@ void cCaptureCourse::TellChange(const std::string& closed, milliseconds change) 
   tally.AddChange(change);
   parts.console.Tell(
       fmt::format("Capturing into {}; the change took {} ms", output->WritePath(), change.count()));
-  parts.console.Report(
-      RotatedEvent(parts.host.Now(), {closed, output->WritePath(), change}));
+  parts.console.Report(RotatedEvent(parts.host.Now(), {closed, output->WritePath(), change}));
 }
 
 // A file counts among those that are kept from its first item of the device on: until then the ones

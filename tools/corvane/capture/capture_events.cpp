@@ -31,6 +31,7 @@ using Json = nlohmann::ordered_json;
           {"answered", verdict.answered},
           {"refused", verdict.refused},
           {"unanswered", verdict.Unanswered()},
+          {"not_sent", verdict.notSent},
           {"refused_names", verdict.refusedNames},
           {"unanswered_names", verdict.unansweredNames}};
 }

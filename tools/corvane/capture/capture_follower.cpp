@@ -146,14 +146,27 @@ sSetUpProgress cCaptureFollower::SetUp(milliseconds elapsed) {
   const sRequest* const waiting = requests.Waiting();
   if (waiting == nullptr || !IsConnected()) {
     waitingRequest.reset();
+    if (IsConnected() && progress.sent < wantedRequests) {
+      progress.idle = IdleTime(progress.sent, elapsed);
+    } else {
+      idle.reset();
+    }
     return progress;
   }
+  idle.reset();
   if (waitingRequest != waiting->number) {
     waitingRequest = waiting->number;
     waitingSince = elapsed;
   }
   progress.waiting = elapsed - waitingSince;
   return progress;
+}
+
+milliseconds cCaptureFollower::IdleTime(std::uint64_t sent, milliseconds elapsed) {
+  if (!idle || idle->connection != connections || idle->sent != sent) {
+    idle = sIdle{connections, sent, elapsed};
+  }
+  return elapsed - idle->since;
 }
 
 std::vector<sPortChange> cCaptureFollower::TakePortChanges() {

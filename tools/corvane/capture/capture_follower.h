@@ -30,10 +30,15 @@ struct sSetUpProgress {
   std::uint64_t refused = 0;
   // How long the newest request has been without a reply; nothing when none waits.
   std::optional<std::chrono::milliseconds> waiting = {};
+  // How long the next request has not been sent, though no reply is awaited; nothing when one is,
+  // or when all were sent.
+  std::optional<std::chrono::milliseconds> idle = {};
 
   // All were sent, and nothing is awaited any more.
   [[nodiscard]] bool IsComplete() const { return wanted != 0 && sent >= wanted && !waiting; }
-  [[nodiscard]] bool IsStuck() const { return waiting && *waiting >= kPatience; }
+  [[nodiscard]] bool IsStuck() const {
+    return (waiting && *waiting >= kPatience) || (idle && *idle >= kPatience);
+  }
 };
 
 struct sProgress {
@@ -107,6 +112,8 @@ class cCaptureFollower {
   void ReadFully(std::uint64_t number, std::chrono::milliseconds elapsed);
   void Connect(std::uint64_t time, std::chrono::milliseconds elapsed);
   [[nodiscard]] sSetUpProgress SetUp(std::chrono::milliseconds elapsed);
+  [[nodiscard]] std::chrono::milliseconds IdleTime(std::uint64_t sent,
+                                                   std::chrono::milliseconds elapsed);
   [[nodiscard]] std::optional<std::uint64_t> TimeOf(std::optional<std::uint64_t> number);
 
   std::unique_ptr<cCaptureFile> file;
@@ -125,6 +132,13 @@ class cCaptureFollower {
   cRequestReplies requests;
   std::optional<std::uint64_t> waitingRequest;  // number of its item
   std::chrono::milliseconds waitingSince{};
+  // Since when the set-up has been where it is, without a request that waits.
+  struct sIdle {
+    std::uint64_t connection = 0;
+    std::uint64_t sent = 0;
+    std::chrono::milliseconds since{};
+  };
+  std::optional<sIdle> idle;
   std::vector<sSilence> silences;
   std::uint64_t silenceCount = 0;
   sCaptureItem item;

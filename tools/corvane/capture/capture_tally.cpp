@@ -44,13 +44,13 @@ void AddRequests(sVerdict& verdict, const cRequestReplies& requests,
   }
 }
 
-// The last replies may have come after the capture was last looked at.
-[[nodiscard]] bool NewestIsComplete(const cRequestReplies& requests, std::uint64_t wanted) {
-  if (requests.SetUps().empty() || wanted == 0) {
-    return false;
-  }
-  const sRequestTotals& newest = requests.SetUps().back().totals;
-  return newest.sent >= wanted && newest.Unanswered() == 0;
+// What was sent to the newest connection, and what became of it. The last replies may have come
+// after the capture was last looked at.
+[[nodiscard]] sRequestTotals NewestTotals(const cCaptureFollower& follower) {
+  const std::vector<sSetUp>& setUps = follower.Requests().SetUps();
+  const bool hasRequests = !setUps.empty() && (setUps.back().connection == 0 ||
+                                               setUps.back().connection == follower.Connections());
+  return hasRequests ? setUps.back().totals : sRequestTotals{};
 }
 
 [[nodiscard]] std::string Seconds(double time) { return fmt::format("{:.1f} s", time / 1000.0); }
@@ -103,17 +103,23 @@ void AddRequests(sVerdict& verdict, const cRequestReplies& requests,
                      Seconds(static_cast<double>(longest)));
 }
 
+// "18 requests", or "6 of 19 requests"
+[[nodiscard]] std::string DescribeSent(const sVerdict& verdict) {
+  const std::string all = Plural(verdict.sent + verdict.notSent, "request");
+  return verdict.notSent == 0 ? all : fmt::format("{} of {}", FormatCount(verdict.sent), all);
+}
+
 }  // namespace
 
 std::vector<std::string> DescribeVerdict(const sVerdict& verdict) {
-  if (verdict.sent == 0) {
-    return {};  // there was no connection to set up
+  if (verdict.sent == 0 && !verdict.isStuck) {
+    return {};
   }
   std::string line = fmt::format("Set-up {}: {} sent, {} answered, {} refused, {} unanswered",
                                  verdict.isComplete ? "complete"
                                  : verdict.isStuck  ? "stuck"
                                                     : "not complete",
-                                 Plural(verdict.sent, "request"), FormatCount(verdict.answered),
+                                 DescribeSent(verdict), FormatCount(verdict.answered),
                                  FormatCount(verdict.refused), FormatCount(verdict.Unanswered()));
   std::vector<std::string> lines = {std::move(line)};
   for (const std::string& name : verdict.refusedNames) {
@@ -131,6 +137,7 @@ sVerdict VerdictOf(const cRequestReplies& requests, const sSetUpProgress& setUp)
   verdict.sent = setUp.sent;
   verdict.answered = setUp.answered;
   verdict.refused = setUp.refused;
+  verdict.notSent = setUp.wanted - std::min(setUp.wanted, setUp.sent);
   verdict.isComplete = setUp.IsComplete();
   verdict.isStuck = setUp.IsStuck();
   if (const sSetUp* const present = requests.Present()) {
@@ -160,7 +167,12 @@ void cCaptureTally::AddFile(const sFileTally& file, cCaptureFollower& follower,
   }
   AddRequests(verdict, follower.Requests(), std::nullopt);
   verdict.wanted = last.wanted;
-  verdict.isComplete = last.IsComplete() || NewestIsComplete(follower.Requests(), last.wanted);
+  if (follower.Connections() != 0) {
+    const sRequestTotals newest = NewestTotals(follower);
+    verdict.notSent = last.wanted - std::min(last.wanted, newest.sent);
+    verdict.isComplete = last.wanted != 0 && verdict.notSent == 0 && newest.Unanswered() == 0;
+  }
+  verdict.isComplete = verdict.isComplete || last.IsComplete();
   verdict.isStuck = !verdict.isComplete && last.IsStuck();
 }
 

@@ -21,6 +21,7 @@ struct sVerdict {
   std::uint64_t sent = 0;    // over all connections, as the following
   std::uint64_t answered = 0;
   std::uint64_t refused = 0;
+  std::uint64_t notSent = 0;              // to the newest connection
   std::set<std::string> refusedNames;     // "log mask, equipment ID 4 (status 2)"
   std::set<std::string> unansweredNames;  // at most kMostNames of each
   // The newest connection had all of its requests answered or refused.
@@ -36,8 +37,9 @@ struct sVerdict {
 // The verdict on the present connection alone.
 [[nodiscard]] sVerdict VerdictOf(const cRequestReplies& requests, const sSetUpProgress& setUp);
 
-// The verdict as lines for the user: "Set-up complete: 18 requests, 17 answered, 1 refused", and
-// the names of those that were not answered.
+// The verdict as lines for the user: "Set-up complete: 18 requests sent, 17 answered, 1 refused, 0
+// unanswered", or "Set-up stuck: 6 of 19 requests sent, ...", and the names of those that were not
+// answered. No line where there was no connection to set up.
 [[nodiscard]] std::vector<std::string> DescribeVerdict(const sVerdict& verdict);
 
 // A file of the capture.

@@ -40,6 +40,20 @@ constexpr seconds kEveryStatus(10);
   return std::chrono::floor<seconds>(time).count();
 }
 
+[[nodiscard]] std::string DescribeStuck(const sSetUpProgress& setUp,
+                                        const cRequestReplies& requests) {
+  if (setUp.waiting) {
+    return fmt::format(
+        "the set-up is stuck: request {} of {} ({}) is without a reply for {} s, and "
+        "the modem is asked nothing more before it comes",
+        setUp.sent, setUp.wanted, requests.Waiting()->name, SecondsOf(*setUp.waiting));
+  }
+  return fmt::format(
+      "the set-up is stuck: {} of {} requests were sent, and for {} s no other was, though none "
+      "is without a reply",
+      setUp.sent, setUp.wanted, SecondsOf(*setUp.idle));
+}
+
 // The room on the disk of the capture, where it matters.
 [[nodiscard]] std::optional<std::uint64_t> FreeSpaceFor(const sCaptureRequest& request,
                                                         const std::string& path,
@@ -159,10 +173,7 @@ void cCaptureWatch::TellSetUp(const sProgress& now, const cRequestReplies& reque
   }
   if (now.setUp.IsStuck() && !toldStuck) {
     toldStuck = true;
-    Warn(fmt::format(
-        "the set-up is stuck: request {} of {} ({}) is without a reply for {} s, and "
-        "the modem is asked nothing more before it comes",
-        now.setUp.sent, now.setUp.wanted, requests.Waiting()->name, SecondsOf(*now.setUp.waiting)));
+    Warn(DescribeStuck(now.setUp, requests));
   }
   if (now.setUp.IsComplete()) {
     toldSetUp = true;
