@@ -45,19 +45,36 @@ constexpr std::array<std::uint8_t, 9> kLowBits = {0, 1, 3, 7, 15, 31, 63, 127, 2
   return value;
 }
 
-[[nodiscard]] std::uint32_t GatherMostSignificantFirst(const sBitReader& reader,
-                                                       std::uint32_t count) {
-  std::uint32_t value = 0;
-  for (std::uint32_t k = 0; k < count; ++k) {
-    value = value << 1 | BitAt(reader, reader.position + k);
+[[nodiscard]] std::uint32_t BytesOf(std::uint32_t bits) { return bits / 8 + (bits % 8 != 0); }
+
+// The eight bytes of which the first is the most significant. Of fewer the others are zeros.
+[[nodiscard]] std::uint64_t LoadWindow(const std::uint8_t* bytes, std::uint32_t size) {
+  std::uint64_t window = 0;
+  if (size >= 8) {
+    for (std::uint32_t i = 0; i < 8; ++i) {
+      window = window << 8 | bytes[i];
+    }
+    return window;
   }
-  return value;
+  for (std::uint32_t i = 0; i < size; ++i) {
+    window |= std::uint64_t{bytes[i]} << (56 - 8 * i);
+  }
+  return window;
+}
+
+// The `count` bits at `position`, which are there; 57 at most.
+[[nodiscard]] std::uint64_t GatherMostSignificantFirst(const sBitReader& reader,
+                                                       std::uint32_t position,
+                                                       std::uint32_t count) {
+  const std::uint32_t first = position / 8;
+  const std::uint64_t window = LoadWindow(reader.data + first, BytesOf(reader.bitCount) - first);
+  return window << position % 8 >> (64 - count);
 }
 
 // The value of the next `count` bits, which are there.
 [[nodiscard]] std::uint32_t PeekBits(const sBitReader& reader, std::uint32_t count) {
   if (reader.bitOrder != kLeastSignificantBitFirst) {
-    return GatherMostSignificantFirst(reader, count);
+    return static_cast<std::uint32_t>(GatherMostSignificantFirst(reader, reader.position, count));
   }
   const std::uint8_t* bytes = reader.data + reader.position / 8;
   const std::uint32_t offset = reader.position % 8;
@@ -68,6 +85,50 @@ constexpr std::array<std::uint8_t, 9> kLowBits = {0, 1, 3, 7, 15, 31, 63, 127, 2
     return static_cast<std::uint32_t>(*bytes >> offset) & kLowBits[count];
   }
   return GatherLeastSignificantFirst(reader, count);
+}
+
+[[nodiscard]] std::uint32_t BitsBetween(std::uint32_t position, std::uint32_t end) {
+  return position < end ? end - position : 0;
+}
+
+// With a part of a byte on either side, so many bits lie within eight bytes.
+constexpr std::uint32_t kBitsAtOnce = 64 - 7;
+
+// Sets what is set in `window`, whose bits behind the last byte are zeros.
+void AddWindow(std::uint8_t* bytes, std::uint64_t window, std::uint32_t size) {
+  if (size >= 8) {
+    window |= LoadWindow(bytes, 8);
+    for (std::uint32_t i = 8; i-- > 0; window >>= 8) {
+      bytes[i] = static_cast<std::uint8_t>(window);
+    }
+    return;
+  }
+  for (std::uint32_t i = 0; i < size; ++i) {
+    bytes[i] |= static_cast<std::uint8_t>(window >> (56 - 8 * i));
+  }
+}
+
+// The next `count` bits, which are there, and there is room for them. No cursor moves.
+void CopyMostSignificantFirst(const sBitReader& reader, const sBitWriter& writer,
+                              std::uint32_t count) {
+  const std::uint32_t writable = BytesOf(writer.capacity);
+  std::uint32_t copied = 0;
+  while (copied < count) {
+    const std::uint32_t bits = std::min(count - copied, kBitsAtOnce);
+    const std::uint32_t to = writer.position + copied;
+    const std::uint64_t value = GatherMostSignificantFirst(reader, reader.position + copied, bits);
+    AddWindow(writer.data + to / 8, value << (64 - bits - to % 8), writable - to / 8);
+    copied += bits;
+  }
+}
+
+// The same in any bit order.
+void CopyOneByOne(const sBitReader& reader, const sBitWriter& writer, std::uint32_t count) {
+  for (std::uint32_t copied = 0; copied < count; ++copied) {
+    const std::uint32_t bit = BitAt(reader, reader.position + copied);
+    const std::uint32_t to = writer.position + copied;
+    writer.data[to / 8] |= static_cast<std::uint8_t>(bit << BitShift(to, writer.bitOrder));
+  }
 }
 
 }  // namespace
@@ -97,20 +158,28 @@ std::uint32_t ReadBits32(sBitReader& reader, std::uint32_t count, std::uint32_t&
 }
 
 bool CopyBits(sBitReader& reader, sBitWriter& writer, std::uint32_t count) {
-  for (; count != 0; --count) {
-    if (reader.position >= reader.bitCount) {
-      return false;
-    }
-    const std::uint32_t bit = BitAt(reader, reader.position++);
-    if (writer.position >= writer.capacity) {
-      return false;
-    }
-    writer.data[writer.position / 8] |=
-        static_cast<std::uint8_t>(bit << BitShift(writer.position, writer.bitOrder));
-    ++writer.position;
+  const std::uint32_t left = BitsBetween(reader.position, reader.bitCount);
+  const std::uint32_t room = BitsBetween(writer.position, writer.capacity);
+  const std::uint32_t copied = std::min({count, left, room});
+  if (reader.bitOrder != kLeastSignificantBitFirst &&
+      writer.bitOrder != kLeastSignificantBitFirst) {
+    CopyMostSignificantFirst(reader, writer, copied);
+  } else {
+    CopyOneByOne(reader, writer, copied);
+  }
+  reader.position += copied;
+  writer.position += copied;
+  if (copied != 0) {
     writer.length = std::max(writer.length, writer.position);
   }
-  return true;
+  if (copied == count) {
+    return true;
+  }
+  // The bit that finds no room is read before that shows.
+  if (copied != left) {
+    ++reader.position;
+  }
+  return false;
 }
 
 }  // namespace corvane

@@ -26,6 +26,10 @@ constexpr std::uint32_t kCompleteSibBits = 226;
 constexpr std::uint32_t kBchLeadBits = 11 + 4;
 constexpr std::uint32_t kFachLeadBits = 2 + 4;
 
+// The number of bits wraps at 8 bits: of 256 sent bits none are copied, and the segment counts
+// nevertheless. In a list, the next block is then read from those bits.
+[[nodiscard]] std::uint32_t CopiedBits(std::uint32_t sentBits) { return sentBits % 256; }
+
 }  // namespace
 
 cSegmentPieces::cSegmentPieces(SibAssemblyMap& map, const sOtaPacket& packet,
@@ -58,14 +62,14 @@ void cSegmentPieces::FirstSegment(eSegmentForm form) {
     return;
   }
 
-  sSibAssembly block = StartBlock(*sibType, *count + 1u);
-  if (!AppendData(block, *sentBits)) {
-    return;
-  }
-  if (block.receivedSegments == block.expectedSegments) {
-    EmitSib(block, diagTimestamp, packets);
-  } else {
-    StoreBlock(block);
+  if (*count == 0) {
+    std::ignore = EmitComplete(*sibType, *sentBits);
+  } else if (HasData(*sentBits)) {
+    // Whether the data is there is known, and a new block has room for it: the block is filled in
+    // its place, and takes that of an earlier one only when it is whole.
+    if (sSibAssembly* const block = StoreBlock(*sibType, *count + 1u)) {
+      std::ignore = AppendData(*block, *sentBits);
+    }
   }
 }
 
@@ -104,7 +108,7 @@ bool cSegmentPieces::LeadingLastSegment() {
   }
 
   // All the bits that were sent are stepped over, also the 256 of which none is copied. In a list
-  // those are not (see AppendData).
+  // those are not (see CopiedBits).
   const std::uint32_t next = reader.position + header->sentBits;
   FinishBlock(*sibType, header);
   reader.position = std::min(next, reader.bitCount);
@@ -181,22 +185,19 @@ SibAssemblyMap::iterator cSegmentPieces::FindBlock(std::uint8_t sibType) {
   return assemblyMap.find(sSibKey{channelMarker, rbId, sibType});
 }
 
-sSibAssembly cSegmentPieces::StartBlock(std::uint8_t sibType,
-                                        std::uint32_t expectedSegments) const {
-  sSibAssembly block;
+// Makes an empty block of `block`, whose buffer is all zero.
+void cSegmentPieces::StartBlock(sSibAssembly& block, std::uint8_t sibType,
+                                std::uint32_t expectedSegments) const {
   block.channelMarker = channelMarker;
   block.rbId = rbId;
   block.sibType = sibType;
   block.expectedSegments = expectedSegments;
-  return block;
 }
 
 // Copies one segment's data behind the block's and counts the segment. False when the message ends
 // or the block is full before the copy is done; the block cannot be completed then.
 bool cSegmentPieces::AppendData(sSibAssembly& block, std::uint32_t sentBits) {
-  // The number of bits wraps at 8 bits: of 256 sent bits none are copied, and the segment counts
-  // nevertheless. In a list, the next block is then read from those bits.
-  const std::uint32_t copiedBits = sentBits % 256;
+  const std::uint32_t copiedBits = CopiedBits(sentBits);
   const std::uint32_t end = std::min(block.bitLength, sSibAssembly::kBufferBits);
   sBitWriter writer{.data = block.buffer.data(),
                     .position = end,
@@ -243,7 +244,8 @@ void cSegmentPieces::FinishBlock(std::uint8_t sibType,
 }
 
 bool cSegmentPieces::EmitComplete(std::uint8_t sibType, std::uint32_t sentBits) {
-  sSibAssembly block = StartBlock(sibType, 1);
+  sSibAssembly block;
+  StartBlock(block, sibType, 1);
   if (!AppendData(block, sentBits)) {
     return false;
   }
@@ -251,11 +253,25 @@ bool cSegmentPieces::EmitComplete(std::uint8_t sibType, std::uint32_t sentBits) 
   return true;
 }
 
-void cSegmentPieces::StoreBlock(const sSibAssembly& block) {
+// Whether all that is copied of a segment's data is left in the message.
+bool cSegmentPieces::HasData(std::uint32_t sentBits) const {
+  const std::uint32_t copiedBits = CopiedBits(sentBits);
+  return copiedBits == 0 ||
+         (reader.position < reader.bitCount && copiedBits <= reader.bitCount - reader.position);
+}
+
+// Puts an empty block into the map, in the place of one with its key. Null without memory for it.
+sSibAssembly* cSegmentPieces::StoreBlock(std::uint8_t sibType, std::uint32_t expectedSegments) {
   try {
-    assemblyMap.insert_or_assign(sSibKey{channelMarker, rbId, block.sibType}, block);
+    const auto [entry, isNew] = assemblyMap.try_emplace(sSibKey{channelMarker, rbId, sibType});
+    if (!isNew) {
+      entry->second = sSibAssembly{};
+    }
+    StartBlock(entry->second, sibType, expectedSegments);
+    return &entry->second;
   } catch (const std::bad_alloc&) {
     // Only a block with a new key takes memory. Its later segments will find nothing to continue.
+    return nullptr;
   }
 }
 

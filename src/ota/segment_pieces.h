@@ -54,7 +54,7 @@ class cSegmentPieces {
  private:
   struct sSegmentHeader {
     std::uint32_t index;     // counted from 1, the first segment being segment 0
-    std::uint32_t sentBits;  // see AppendData
+    std::uint32_t sentBits;  // 1 to 256, of which none are copied when it is 256
   };
 
   [[nodiscard]] std::optional<std::uint8_t> ReadField(std::uint32_t bits);
@@ -62,13 +62,14 @@ class cSegmentPieces {
   [[nodiscard]] std::optional<sSegmentHeader> ReadSegmentHeader(eSegmentForm form);
 
   [[nodiscard]] SibAssemblyMap::iterator FindBlock(std::uint8_t sibType);
-  [[nodiscard]] sSibAssembly StartBlock(std::uint8_t sibType, std::uint32_t expectedSegments) const;
+  void StartBlock(sSibAssembly& block, std::uint8_t sibType, std::uint32_t expectedSegments) const;
   [[nodiscard]] bool AppendData(sSibAssembly& block, std::uint32_t sentBits);
   [[nodiscard]] bool AppendSegment(sSibAssembly& block,
                                    const std::optional<sSegmentHeader>& header);
   void FinishBlock(std::uint8_t sibType, const std::optional<sSegmentHeader>& header);
   [[nodiscard]] bool EmitComplete(std::uint8_t sibType, std::uint32_t sentBits);
-  void StoreBlock(const sSibAssembly& block);
+  [[nodiscard]] bool HasData(std::uint32_t sentBits) const;
+  [[nodiscard]] sSibAssembly* StoreBlock(std::uint8_t sibType, std::uint32_t expectedSegments);
 
   SibAssemblyMap& assemblyMap;
   std::uint64_t diagTimestamp;
