@@ -10,7 +10,7 @@ cd "$(dirname -- "$0")/.."
 # what is made for Wireshark, and chromium shows the page of a report.
 patient_step scripts/packages.sh cmake ninja-build g++ clang libclang-rt-dev llvm \
   g++-mingw-w64-x86-64-posix wine wine64 googletest libcli11-dev libfmt-dev nlohmann-json3-dev \
-  python3 procps dpkg-dev file pkgconf nodejs libbenchmark-dev tshark \
+  python3 procps dpkg-dev file pkgconf nodejs libbenchmark-dev valgrind tshark \
   chromium
 
 presets='native asan tsan mingw'
@@ -50,11 +50,20 @@ done
 
 echo "Running the benchmarks for a moment"
 # A benchmark that could not be run says so, and the exit code is 0 even so.
-if ! step build/bench/bin/capture_bench --benchmark_min_time=0.01 >build/bench.run.log 2>&1 ||
-  grep -q 'ERROR OCCURRED' build/bench.run.log; then
-  show_log build/bench.run.log
-  failed="$failed benchmarks"
-fi
+for benchmark in build/bench/bin/*_bench; do
+  name=$(basename "$benchmark")
+  if ! step "$benchmark" --benchmark_min_time=0.001 >"build/$name.log" 2>&1 ||
+    grep -q 'ERROR OCCURRED' "build/$name.log"; then
+    show_log "build/$name.log"
+    failed="$failed $name"
+  fi
+done
+
+echo "Counting the instructions of the library's work"
+step python3 scripts/instruction_counts.py build/bench/bin/counted_work >build/counts.log 2>&1 || {
+  show_log build/counts.log
+  failed="$failed instruction-counts"
+}
 
 # shellcheck disable=SC2086  # the list is meant to fall into words
 python3 scripts/totals.py $presets || failed="$failed totals"

@@ -60,6 +60,13 @@ def store():
     row("receive path with store, stream", "three pwrites and the CRC loop, their time", ratio, "at most 1.4")
 
 
+def reassembly():
+    times = best_times("ota_bench")
+    ratio = times["TwoSegmentBlock"] / times["CopyTheBits"]
+    row("OTA, a block of two segments", "copying its bits 64 at a time", ratio, "at most 3")
+
+
 if __name__ == "__main__":
     framing()
     store()
+    reassembly()

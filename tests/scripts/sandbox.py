@@ -82,7 +82,7 @@ class Sandbox:
             "native/bin/corvane",
             "native/bin/corvane-modem-sim",
             "asan/bin/ota_fuzzer",
-            "bench/bin/capture_bench",
+            "bench/bin/framing_bench",
         ):
             self._add_stand_in(self.root / "build" / program)
         self.environment = {

@@ -30,7 +30,7 @@ TEST_CALLS = (
     "ctest --preset native *",
     "ctest --preset mingw *",
     "ota_fuzzer *",
-    "capture_bench *",
+    "framing_bench *",
 )
 INSTALL_CALLS = ("apt-get update *", "apt-get install --download-only *")
 
@@ -185,7 +185,7 @@ class Ends(ScriptTestCase):
             "wine wineboot *",
             "ctest --preset native *",
             "ota_fuzzer *",
-            "capture_bench *",
+            "framing_bench *",
         ):
             with self.subTest(call=call):
                 sandbox = self.sandbox()
