@@ -171,6 +171,20 @@ class NamedPipe(ModemTestCase):
         self.assertEqual(self.end(process), (0, ""))
         self.assertEqual(self.read_capture().packets(isf.LOG), [MESSAGE] * 3)
 
+    def test_a_marker_is_streamed_when_it_is_set(self):
+        self.plug_modem()
+        pipe, host = self.open_pipe()
+        process = self.capture(pipe, "--messages")
+        self.wait_for_requests()
+        self.send_message()
+        self.wait_for_stream(IDENTITY_REQUEST, 1)
+        marked = self.run_corvane("mark", wine.windows_path(self.output), "at the bridge")
+        self.assertEqual(self.end(marked), (0, ""))
+        wine.wait_until(lambda: b"at the bridge" in self.streamed.read_bytes(), "the marker")
+        host.finish()
+        self.unplug()
+        self.assertEqual(self.end(process), (0, ""))
+
     def test_what_the_library_prints_is_in_the_log_alone(self):
         self.plug_modem()
         pipe, host = self.open_pipe()

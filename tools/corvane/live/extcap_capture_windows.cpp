@@ -26,6 +26,7 @@
 #include "corvane/live/extcap_command.h"
 #include "corvane/live/installed_files.h"
 #include "corvane/live/live_export.h"
+#include "corvane/live/shown_growth.h"
 #include "io/mbn/mbn_interfaces.h"
 #include "platform/clock.h"
 #include "platform/file_names.h"
@@ -253,10 +254,10 @@ void Log(const std::string& text) { std::cout << text << std::flush; }
 
 // Streams the capture until Wireshark wants no more or the disk is nearly full.
 [[nodiscard]] eLiveEnd StreamCapture(const sCaptureRequest& request, cItemFollower& follower,
-                                     cItemExport& exported, cLiveOutput& output) {
+                                     cGrowthTaker& growth, cLiveOutput& output) {
   output.Flush();
   for (;;) {
-    std::optional<eLiveEnd> end = HandOn(follower, exported, output);
+    std::optional<eLiveEnd> end = HandOn(follower, growth, output);
     if (!end) {
       end = EndOf(output.Wait(std::chrono::milliseconds(kLookInterval)));
     }
@@ -297,14 +298,15 @@ void Log(const std::string& text) { std::cout << text << std::flush; }
   options.captureName = request.device;
   cItemFollower follower(request.output);
   const std::unique_ptr<cItemExport> exported = MakeExport(eExportFormat::Pcapng, options, output);
+  cShownGrowth growth({request.output, {}}, follower, *exported);
   eLiveEnd end = eLiveEnd::Failed;
   {
     const cRunningCapture running(library);
-    end = StreamCapture(request, follower, *exported, output);
+    end = StreamCapture(request, follower, growth, output);
   }
   // The capture is closed now: what came until its end is for Wireshark too, if it still reads.
-  std::ignore = HandOn(follower, *exported, output);
-  exported->Finish();
+  std::ignore = HandOn(follower, growth, output);
+  growth.Finish();
   output.Flush();
   for (const std::string& note : exported->Notes()) {
     Log(note + "\n");
