@@ -245,9 +245,4 @@ sJudgedDirectory JudgeDirectory(DirectoryBytes bytes, const sDirectoryPlace& pla
   return cDirectoryWalk(bytes, place, source).Walk();
 }
 
-isf::sDirectoryEntry EntryAt(DirectoryBytes directory, std::uint32_t place) {
-  return isf::LoadDirectoryEntry(directory.subspan(std::size_t{place} * isf::kDirectoryEntrySize)
-                                     .first<isf::kDirectoryEntrySize>());
-}
-
 }  // namespace corvane

@@ -70,7 +70,10 @@ struct sJudgedDirectory {
     cByteSource& source);
 
 // Entry number `place` of a directory.
-[[nodiscard]] isf::sDirectoryEntry EntryAt(
-    std::span<const std::uint8_t, isf::kDirectorySize> directory, std::uint32_t place);
+[[nodiscard]] inline isf::sDirectoryEntry EntryAt(
+    std::span<const std::uint8_t, isf::kDirectorySize> directory, std::uint32_t place) {
+  return isf::LoadDirectoryEntry(directory.subspan(std::size_t{place} * isf::kDirectoryEntrySize)
+                                     .first<isf::kDirectoryEntrySize>());
+}
 
 }  // namespace corvane

@@ -5,17 +5,6 @@
 namespace corvane::isf {
 namespace {
 
-// A directory entry, in bytes from its start.
-constexpr std::size_t kEntryFlags = 0;
-constexpr std::size_t kEntryPosition = 1;
-constexpr std::size_t kEntryLength = 5;
-
-// A directory entry's flags.
-constexpr std::uint32_t kFlagsTypeMask = 0x1F;
-constexpr std::uint32_t kFlagsWidthShift = 5;
-constexpr std::uint32_t kFlagsWidthMask = 0x60;
-constexpr std::uint32_t kFlagsExtraField = 0x80;
-
 constexpr std::size_t kTailNextBlock = kNextBlockOffset - kDirectorySize;
 constexpr std::size_t kTailBaseTime = kBaseTimeOffset - kDirectorySize;
 
@@ -73,22 +62,10 @@ std::array<std::uint8_t, kNextBlockSize> StoreNextBlock(std::uint64_t nextBlock)
   return bytes;
 }
 
-std::uint32_t sDirectoryEntry::Type() const { return flags & kFlagsTypeMask; }
-
-std::uint8_t sDirectoryEntry::WidthCode() const {
-  return static_cast<std::uint8_t>((flags & kFlagsWidthMask) >> kFlagsWidthShift);
-}
-
-bool sDirectoryEntry::HasExtra() const { return (flags & kFlagsExtraField) != 0; }
-
 std::uint8_t EntryFlags(std::uint32_t type, std::uint8_t widthCode, bool hasExtra) {
   return static_cast<std::uint8_t>((type & kFlagsTypeMask) |
                                    (std::uint32_t{widthCode} << kFlagsWidthShift) |
                                    (hasExtra ? kFlagsExtraField : 0u));
-}
-
-sDirectoryEntry LoadDirectoryEntry(std::span<const std::uint8_t, kDirectoryEntrySize> bytes) {
-  return {bytes[kEntryFlags], Load32(&bytes[kEntryPosition]), Load16(&bytes[kEntryLength])};
 }
 
 std::array<std::uint8_t, kDirectoryEntrySize> StoreDirectoryEntry(const sDirectoryEntry& entry) {
@@ -97,47 +74,6 @@ std::array<std::uint8_t, kDirectoryEntrySize> StoreDirectoryEntry(const sDirecto
   Store32(&bytes[kEntryPosition], entry.position);
   Store16(&bytes[kEntryLength], entry.length);
   return bytes;
-}
-
-std::uint8_t ChooseTimeWidth(std::uint64_t itemTime, std::uint64_t baseTime) {
-  if (itemTime < baseTime) {
-    return kTimeAbsolute64;
-  }
-  // The bounds are 255, 65535 and 0xFFFFFFFF, not one more: a time field never has all its bits
-  // set.
-  const std::uint64_t delta = itemTime - baseTime;
-  if (delta < 0xFF) {
-    return kTimeDelta8;
-  }
-  if (delta < 0xFFFF) {
-    return kTimeDelta16;
-  }
-  if (delta < 0xFFFFFFFF) {
-    return kTimeDelta32;
-  }
-  return kTimeAbsolute64;
-}
-
-sRecordHead LoadRecordHead(const sDirectoryEntry& entry, std::uint64_t baseTime,
-                           std::span<const std::uint8_t> bytes) {
-  sRecordHead head{entry.Type(), baseTime, {}};
-  switch (entry.WidthCode()) {
-    case kTimeDelta8:
-      head.time += bytes[0];
-      break;
-    case kTimeDelta16:
-      head.time += Load16(bytes.data());
-      break;
-    case kTimeDelta32:
-      head.time += Load32(bytes.data());
-      break;
-    default:
-      head.time = Load64(bytes.data());
-  }
-  if (entry.HasExtra()) {
-    head.extra = Load32(&bytes[entry.TimeSize()]);
-  }
-  return head;
 }
 
 sStoredRecordHead StoreRecordHead(const sRecordHead& head, std::uint64_t baseTime) {

@@ -8,11 +8,14 @@
 #include <string>
 #include <string_view>
 
+#include "diag/little_endian.h"
+
 // The layout of a capture file (an ISF item store), and load and store of each of its records. All
 // numbers in the file are little-endian. docs/capture-format.md describes it in words.
 //
 // Load takes bytes apart and judges nothing: whoever reads a file checks what comes out. Store
-// makes the bytes that Load takes apart.
+// makes the bytes that Load takes apart. What is done for each item of a file that is read stands
+// here to be inlined: a call would take longer.
 namespace corvane::isf {
 
 // The file: header, then blocks and item records interleaved in the order written, then (written
@@ -85,15 +88,28 @@ inline constexpr std::uint32_t kNextBlockSize = 8;
 
 // --- Directory entry
 
+// A directory entry, in bytes from its start.
+inline constexpr std::size_t kEntryFlags = 0;
+inline constexpr std::size_t kEntryPosition = 1;
+inline constexpr std::size_t kEntryLength = 5;
+
+// A directory entry's flags.
+inline constexpr std::uint32_t kFlagsTypeMask = 0x1F;
+inline constexpr std::uint32_t kFlagsWidthShift = 5;
+inline constexpr std::uint32_t kFlagsWidthMask = 0x60;
+inline constexpr std::uint32_t kFlagsExtraField = 0x80;
+
 // One entry of a block's directory. An unused one is all zero.
 struct sDirectoryEntry {
   std::uint8_t flags = 0;      // item type, width code and whether there is an extra field
   std::uint32_t position = 0;  // of the record, counted from the end of its block
   std::uint16_t length = 0;    // of the packet, without the fields in front of it
 
-  [[nodiscard]] std::uint32_t Type() const;
-  [[nodiscard]] std::uint8_t WidthCode() const;
-  [[nodiscard]] bool HasExtra() const;
+  [[nodiscard]] std::uint32_t Type() const { return flags & kFlagsTypeMask; }
+  [[nodiscard]] std::uint8_t WidthCode() const {
+    return static_cast<std::uint8_t>((flags & kFlagsWidthMask) >> kFlagsWidthShift);
+  }
+  [[nodiscard]] bool HasExtra() const { return (flags & kFlagsExtraField) != 0; }
   // Sizes in bytes: of the time, of time and extra field, and of the whole record.
   [[nodiscard]] std::uint32_t TimeSize() const { return 1u << WidthCode(); }
   [[nodiscard]] std::uint32_t HeadSize() const { return TimeSize() + (HasExtra() ? 4u : 0u); }
@@ -103,8 +119,10 @@ struct sDirectoryEntry {
 };
 // The flags of an entry. `type` is below kItemTypes, `widthCode` at most kTimeAbsolute64.
 [[nodiscard]] std::uint8_t EntryFlags(std::uint32_t type, std::uint8_t widthCode, bool hasExtra);
-[[nodiscard]] sDirectoryEntry LoadDirectoryEntry(
-    std::span<const std::uint8_t, kDirectoryEntrySize> bytes);
+[[nodiscard]] inline sDirectoryEntry LoadDirectoryEntry(
+    std::span<const std::uint8_t, kDirectoryEntrySize> bytes) {
+  return {bytes[kEntryFlags], Load32(&bytes[kEntryPosition]), Load16(&bytes[kEntryLength])};
+}
 [[nodiscard]] std::array<std::uint8_t, kDirectoryEntrySize> StoreDirectoryEntry(
     const sDirectoryEntry& entry);
 
@@ -117,7 +135,24 @@ inline constexpr std::uint8_t kTimeDelta32 = 2;
 inline constexpr std::uint8_t kTimeAbsolute64 = 3;  // milliseconds since 1601-01-01 UTC
 
 // The width code that the recorder chooses for an item's time.
-[[nodiscard]] std::uint8_t ChooseTimeWidth(std::uint64_t itemTime, std::uint64_t baseTime);
+[[nodiscard]] inline std::uint8_t ChooseTimeWidth(std::uint64_t itemTime, std::uint64_t baseTime) {
+  if (itemTime < baseTime) {
+    return kTimeAbsolute64;
+  }
+  // The bounds are 255, 65535 and 0xFFFFFFFF, not one more: a time field never has all its bits
+  // set.
+  const std::uint64_t delta = itemTime - baseTime;
+  if (delta < 0xFF) {
+    return kTimeDelta8;
+  }
+  if (delta < 0xFFFF) {
+    return kTimeDelta16;
+  }
+  if (delta < 0xFFFFFFFF) {
+    return kTimeDelta32;
+  }
+  return kTimeAbsolute64;
+}
 
 // What stands before the packet in a record, together with the flags that say so.
 struct sRecordHead {
@@ -137,8 +172,28 @@ struct sStoredRecordHead {
 };
 
 // `bytes` has the entry's HeadSize() bytes or more. `baseTime` is at most kLatestTime.
-[[nodiscard]] sRecordHead LoadRecordHead(const sDirectoryEntry& entry, std::uint64_t baseTime,
-                                         std::span<const std::uint8_t> bytes);
+[[nodiscard]] inline sRecordHead LoadRecordHead(const sDirectoryEntry& entry,
+                                                std::uint64_t baseTime,
+                                                std::span<const std::uint8_t> bytes) {
+  sRecordHead head{entry.Type(), baseTime, {}};
+  switch (entry.WidthCode()) {
+    case kTimeDelta8:
+      head.time += bytes[0];
+      break;
+    case kTimeDelta16:
+      head.time += Load16(bytes.data());
+      break;
+    case kTimeDelta32:
+      head.time += Load32(bytes.data());
+      break;
+    default:
+      head.time = Load64(bytes.data());
+  }
+  if (entry.HasExtra()) {
+    head.extra = Load32(&bytes[entry.TimeSize()]);
+  }
+  return head;
+}
 [[nodiscard]] sStoredRecordHead StoreRecordHead(const sRecordHead& head, std::uint64_t baseTime);
 
 // --- Block index and trailer
