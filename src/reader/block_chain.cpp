@@ -75,6 +75,10 @@ void cBlockChain::Take(sLook look) {
   }
   now.end = look.block.end;
   now.gapBytes += look.gapBytes;
+  for (std::size_t type = 0; type < now.types.size(); ++type) {
+    now.types[type].items += look.types[type].items;
+    now.types[type].bytes += look.types[type].bytes;
+  }
   now.damage.Add(look.damage);
 }
 
@@ -86,6 +90,7 @@ cBlockChain::sLook cBlockChain::Look() {
   sLook look;
   look.block = blocks.back();
   look.block.items = look.block.entries = 0;
+  look.block.isFlawless = false;
   look.block.follows = 0;
   look.block.end = look.block.offset + isf::kBlockSize;
   index.reset();
@@ -135,6 +140,8 @@ void cBlockChain::ReportBaseTime(sLook& look, bool isInIndex) {
   } else {
     // Without a base time no item has a time.
     look.block.items = 0;
+    look.block.isFlawless = false;
+    look.types = {};
     text += " (" + std::to_string(look.block.entries) +
             (look.block.entries == 1 ? " entry passed over)" : " entries passed over)");
   }
@@ -157,8 +164,11 @@ void cBlockChain::Judge(const sView& view, sLook& look) {
     place.follows = look.block.follows;
   }
   look.block.follows = place.follows;
-  // LoadDirectory judges the block again with the same knowledge, and has to find the same.
-  if (place.isFull || place.follows != 0) {
+  // LoadDirectory judges the block again with the same knowledge, and has to find the same. What
+  // follows changes nothing for records without gaps that end in front of it.
+  const bool isSettled = judged.IsGapless() && (!place.isFull || judged.IsGoodToTheEnd()) &&
+                         (place.follows == 0 || judged.end <= place.follows);
+  if (!isSettled) {
     judged = JudgeDirectory(view.directory, place, source);
   }
 
@@ -167,7 +177,9 @@ void cBlockChain::Judge(const sView& view, sLook& look) {
   look.block.end = judged.end;
   look.block.entries = judged.entries;
   look.block.items = judged.entries - judged.passedOver;
+  look.block.isFlawless = judged.IsGapless() && judged.keepsRules;
   look.gapBytes = judged.gapBytes;
+  look.types = judged.types;
 }
 
 void cBlockChain::FindNext(const sView& view, sLook& look, bool isGoodToTheEnd) {
@@ -327,13 +339,11 @@ bool cBlockChain::LoadDirectory(std::size_t block, sLoadedDirectory& directory) 
   if (source.ReadAt(from.offset, directory.bytes) != directory.bytes.size()) {
     return false;
   }
-  directory.good.reset();
   if (from.items == from.entries) {
-    for (std::uint32_t place = 0; place < from.entries; ++place) {
-      directory.good.set(place);
-    }
+    directory.good = FirstEntries(from.entries);
     return true;
   }
+  directory.good.reset();
   const std::optional<std::uint64_t> size = source.Size();
   if (from.items == 0 || !size) {
     return size.has_value();

@@ -24,6 +24,9 @@ struct sCaptureBlock {
   std::uint32_t entries = 0;  // entries of its directory that are used, good or not
   std::uint64_t follows = 0;  // file position behind its last record, where something tells it
   std::uint64_t end = 0;      // file position behind its last good record
+  // Its directory needs no second look: all its used entries are good, their records follow each
+  // other from the block on, and they break no rule by themselves.
+  bool isFlawless = false;
 
   friend bool operator==(const sCaptureBlock&, const sCaptureBlock&) = default;
 };
@@ -65,6 +68,8 @@ class cBlockChain {
   [[nodiscard]] std::uint64_t End() const { return now.end; }
   // Bytes before End() that belong to no block and no good record.
   [[nodiscard]] std::uint64_t GapBytes() const { return now.gapBytes; }
+  // The good items by their types.
+  [[nodiscard]] const TypeTotals& Types() const { return now.types; }
   // What was passed over, and why.
   [[nodiscard]] const cDamage& Damage() const { return now.damage; }
 
@@ -78,12 +83,14 @@ class cBlockChain {
     std::uint64_t passedOver = 0;
     std::uint64_t end = isf::kHeaderSize;
     std::uint64_t gapBytes = 0;
+    TypeTotals types;
     cDamage damage;
   };
   // What one look at the newest block gives.
   struct sLook {
     sCaptureBlock block;  // the newest, judged
     std::uint64_t gapBytes = 0;
+    TypeTotals types;  // of its good items
     std::optional<sCaptureBlock> next;
     cDamage damage;
 

@@ -154,24 +154,6 @@ std::optional<std::uint64_t> cCaptureFile::LastItem() {
   return std::nullopt;
 }
 
-std::array<sTypeTotals, isf::kItemTypes> cCaptureFile::TotalsByType() {
-  std::array<sTypeTotals, isf::kItemTypes> totals{};
-  for (std::size_t number = 0; number < Blocks().size(); ++number) {
-    const sCaptureBlock& block = Blocks()[number];
-    if (block.items == 0 || !LoadDirectory(number)) {
-      continue;
-    }
-    for (std::uint32_t place = 0; place < block.entries; ++place) {
-      if (directory.good.test(place)) {
-        const isf::sDirectoryEntry entry = EntryAt(directory.bytes, place);
-        ++totals[entry.Type()].items;
-        totals[entry.Type()].bytes += entry.length;
-      }
-    }
-  }
-  return totals;
-}
-
 std::optional<std::uint32_t> cCaptureFile::TypeOf(std::uint64_t number) {
   const std::size_t block = FindBlock(number);
   const auto entry = static_cast<std::uint32_t>(number % isf::kItemsPerBlock);

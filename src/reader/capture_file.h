@@ -37,12 +37,6 @@ enum class eCheck {
   Directories,
 };
 
-// The items of one type, as the directories have them.
-struct sTypeTotals {
-  std::uint64_t items = 0;
-  std::uint64_t bytes = 0;  // of their packets
-};
-
 // One item, read back.
 struct sCaptureItem {
   std::uint64_t number = 0;            // from 0, in file order, with those passed over counted too
@@ -110,8 +104,8 @@ class cCaptureFile {
   [[nodiscard]] std::uint64_t ItemsEnd() const { return chain.End(); }
   // Whether the file ends in a trailer, also where State() is Damaged.
   [[nodiscard]] bool IsClosed() const { return closed; }
-  // Where a second capture begins, behind the end of this one: files were joined. State() is Damaged
-  // then, and only the first one's items are read.
+  // Where a second capture begins, behind the end of this one: files were joined. State() is
+  // Damaged then, and only the first one's items are read.
   [[nodiscard]] std::optional<std::uint64_t> SecondCapture() const { return second; }
   // Bytes between good records that belong to none.
   [[nodiscard]] std::uint64_t GapBytes() const { return chain.GapBytes(); }
@@ -119,17 +113,17 @@ class cCaptureFile {
   // complete, whatever follows the last good record.
   [[nodiscard]] std::uint64_t UnclaimedBytes() const;
 
-  // Reads the directory of block `block` of Blocks(), with its good entries as they were judged. False
-  // when it cannot be read.
+  // Reads the directory of block `block` of Blocks(), with its good entries as they were judged.
+  // False when it cannot be read.
   [[nodiscard]] bool LoadBlock(std::size_t block, sLoadedDirectory& into) {
     return chain.LoadDirectory(block, into);
   }
 
-  // The items by their types, 0 to 31, from the directories alone. A directory that cannot be read
-  // counts for nothing.
-  [[nodiscard]] std::array<sTypeTotals, isf::kItemTypes> TotalsByType();
+  // The items by their types, from the directories alone.
+  [[nodiscard]] const TypeTotals& TotalsByType() const { return chain.Types(); }
 
-  // The type of item `number`, from its directory alone; nothing where there is no such item to read.
+  // The type of item `number`, from its directory alone; nothing where there is no such item to
+  // read.
   [[nodiscard]] std::optional<std::uint32_t> TypeOf(std::uint64_t number);
 
   // Reads the time of item `number`, in milliseconds since 1601-01-01 UTC, and of its record no

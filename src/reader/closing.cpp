@@ -94,8 +94,14 @@ class cRecordCheck {
   cRecordCheck(cByteSource& source, eCheck howMuch, cBlockChain& blocks, cDamage& found)
       : heads(source), check(howMuch), chain(blocks), damage(found) {}
 
+  // What begins at `follows` stands behind the block's records; 0 when that is not known.
   void CheckBlock(std::size_t number, std::uint64_t follows) {
     const sCaptureBlock& block = chain.Blocks()[number];
+    const char* const nextName = number + 1 < chain.Blocks().size() ? "next block" : "block index";
+    if (check == eCheck::Directories && block.isFlawless) {
+      CheckGap(block.end, follows, nextName);
+      return;
+    }
     if (!chain.LoadDirectory(number, *directory)) {
       damage.Add({"the directory of the block at offset " + std::to_string(block.offset) +
                       " cannot be read",
@@ -119,8 +125,8 @@ class cRecordCheck {
       end = record + entry.RecordSize();
       isBehindGood = true;
     }
-    if (isBehindGood && follows != 0) {
-      CheckGap(end, follows, number + 1 < chain.Blocks().size() ? "next block" : "block index");
+    if (isBehindGood) {
+      CheckGap(end, follows, nextName);
     }
   }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <bitset>
 #include <cstdint>
 #include <span>
@@ -29,6 +30,16 @@ struct sBrokenRule {
                                          const isf::sRecordHead& head, std::uint32_t place,
                                          std::uint64_t baseTime);
 
+// The items of one type, as the directories have them.
+struct sTypeTotals {
+  std::uint64_t items = 0;
+  std::uint64_t bytes = 0;  // of their packets
+
+  friend bool operator==(const sTypeTotals&, const sTypeTotals&) = default;
+};
+// By the types, 0 to 31.
+using TypeTotals = std::array<sTypeTotals, isf::kItemTypes>;
+
 // What is known about the surroundings of a block's directory.
 struct sDirectoryPlace {
   std::uint64_t block = 0;     // file position of the block
@@ -56,8 +67,12 @@ struct sJudgedDirectory {
   std::uint64_t end = 0;         // behind the last good record, or the block when there is none
   std::uint64_t gapBytes = 0;    // between the block and `end`, in no good record
   cDamage damage;                // what was passed over, and why
+  TypeTotals types;              // the good items
+  bool keepsRules = true;        // no good entry breaks a rule by itself
 
   [[nodiscard]] bool IsGoodToTheEnd() const { return good.test(isf::kItemsPerBlock - 1); }
+  // The records of all used entries follow each other, from the block on.
+  [[nodiscard]] bool IsGapless() const { return passedOver == 0 && gapBytes == 0; }
 
   friend bool operator==(const sJudgedDirectory&, const sJudgedDirectory&) = default;
 };
@@ -68,6 +83,11 @@ struct sJudgedDirectory {
 [[nodiscard]] sJudgedDirectory JudgeDirectory(
     std::span<const std::uint8_t, isf::kDirectorySize> bytes, const sDirectoryPlace& place,
     cByteSource& source);
+
+// So many entries from the first on.
+[[nodiscard]] inline std::bitset<isf::kItemsPerBlock> FirstEntries(std::uint32_t count) {
+  return std::bitset<isf::kItemsPerBlock>().set() >> (isf::kItemsPerBlock - count);
+}
 
 // Entry number `place` of a directory.
 [[nodiscard]] inline isf::sDirectoryEntry EntryAt(

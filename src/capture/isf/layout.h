@@ -105,15 +105,17 @@ struct sDirectoryEntry {
   std::uint32_t position = 0;  // of the record, counted from the end of its block
   std::uint16_t length = 0;    // of the packet, without the fields in front of it
 
-  [[nodiscard]] std::uint32_t Type() const { return flags & kFlagsTypeMask; }
-  [[nodiscard]] std::uint8_t WidthCode() const {
+  [[nodiscard]] constexpr std::uint32_t Type() const { return flags & kFlagsTypeMask; }
+  [[nodiscard]] constexpr std::uint8_t WidthCode() const {
     return static_cast<std::uint8_t>((flags & kFlagsWidthMask) >> kFlagsWidthShift);
   }
-  [[nodiscard]] bool HasExtra() const { return (flags & kFlagsExtraField) != 0; }
+  [[nodiscard]] constexpr bool HasExtra() const { return (flags & kFlagsExtraField) != 0; }
   // Sizes in bytes: of the time, of time and extra field, and of the whole record.
-  [[nodiscard]] std::uint32_t TimeSize() const { return 1u << WidthCode(); }
-  [[nodiscard]] std::uint32_t HeadSize() const { return TimeSize() + (HasExtra() ? 4u : 0u); }
-  [[nodiscard]] std::uint32_t RecordSize() const { return HeadSize() + length; }
+  [[nodiscard]] constexpr std::uint32_t TimeSize() const { return 1u << WidthCode(); }
+  [[nodiscard]] constexpr std::uint32_t HeadSize() const {
+    return TimeSize() + (HasExtra() ? 4u : 0u);
+  }
+  [[nodiscard]] constexpr std::uint32_t RecordSize() const { return HeadSize() + length; }
 
   friend bool operator==(const sDirectoryEntry&, const sDirectoryEntry&) = default;
 };
