@@ -21,7 +21,9 @@ void cTimeSpan::Add(std::uint64_t time) {
   if (time < stretch.first || time > stretch.last) {
     stretch.first = std::min(stretch.first, time);
     stretch.last = std::max(stretch.last, time);
-    Merge();
+    if (stretches.size() > 1) {
+      Merge();
+    }
   }
 }
 

@@ -200,7 +200,7 @@ class cVerifier {
       }
       const isf::sDirectoryEntry entry = EntryAt(directory->bytes, place);
       const std::uint64_t record = block.offset + isf::kBlockSize + entry.position;
-      if (isBehindGood) {
+      if (isBehindGood && record != end) {
         CheckGap(end, record, "record of item " + std::to_string(NumberOf(block, place)));
       }
       CheckItem(block, entry, place, record);

@@ -55,20 +55,13 @@ std::size_t cFileSource::ReadAt(std::uint64_t offset, std::span<std::uint8_t> by
   return static_cast<std::size_t>(file.gcount());
 }
 
-std::optional<std::span<const std::uint8_t>> cByteWindow::Read(std::uint64_t offset,
-                                                               std::size_t length) {
-  const std::uint64_t windowEnd = windowOffset + window.size();
-  const bool startsInside = offset >= windowOffset && offset <= windowEnd;
-  if (!startsInside || windowEnd - offset < length) {
-    window.resize(startsInside ? kLargeWindow : std::max(kSmallWindow, length));
-    windowOffset = offset;
-    window.resize(bytes->ReadAt(offset, window));
-    if (window.size() < length) {
-      return std::nullopt;
-    }
-  }
-  return std::span<const std::uint8_t>(window).subspan(
-      static_cast<std::size_t>(offset - windowOffset), length);
+// Moves the window to `offset`. False when `length` bytes cannot be read there.
+bool cByteWindow::Fill(std::uint64_t offset, std::size_t length) {
+  const bool goesOn = Holds(offset, 0);
+  window.resize(goesOn ? kLargeWindow : std::max(kSmallWindow, length));
+  windowOffset = offset;
+  window.resize(bytes->ReadAt(offset, window));
+  return window.size() >= length;
 }
 
 }  // namespace corvane

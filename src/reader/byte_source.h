@@ -51,12 +51,24 @@ class cByteWindow {
   // `length` bytes from `offset` on, or nothing when they cannot be read. They stay until the next
   // call. Reading in ascending order is fastest.
   [[nodiscard]] std::optional<std::span<const std::uint8_t>> Read(std::uint64_t offset,
-                                                                  std::size_t length);
+                                                                  std::size_t length) {
+    if (!Holds(offset, length) && !Fill(offset, length)) {
+      return std::nullopt;
+    }
+    return std::span<const std::uint8_t>(window).subspan(
+        static_cast<std::size_t>(offset - windowOffset), length);
+  }
 
   // Forgets what was read, after the file has changed.
   void Clear() { window.clear(); }
 
  private:
+  [[nodiscard]] bool Holds(std::uint64_t offset, std::size_t length) const {
+    const std::uint64_t before = offset - windowOffset;  // more than any window when it is negative
+    return before <= window.size() && window.size() - before >= length;
+  }
+  [[nodiscard]] bool Fill(std::uint64_t offset, std::size_t length);
+
   cByteSource* bytes;
   std::vector<std::uint8_t> window;
   std::uint64_t windowOffset = 0;

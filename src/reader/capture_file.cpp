@@ -22,12 +22,16 @@ constexpr int kLooks = 100;
   return std::nullopt;
 }
 
-[[nodiscard]] std::optional<sCaptureError> CheckTime(const std::string& item, std::uint64_t offset,
-                                                     std::uint64_t time) {
+// "item 17"
+[[nodiscard]] std::string NameOf(std::uint64_t number) { return "item " + std::to_string(number); }
+
+[[nodiscard]] inline std::optional<sCaptureError> CheckTime(std::uint64_t number,
+                                                            std::uint64_t offset,
+                                                            std::uint64_t time) {
   if (time <= isf::kLatestTime) {
     return std::nullopt;
   }
-  return sCaptureError{"the time of " + item + " is later than any clock can be", offset};
+  return sCaptureError{"the time of " + NameOf(number) + " is later than any clock can be", offset};
 }
 
 }  // namespace
@@ -59,7 +63,7 @@ cCaptureFile::cCaptureFile(std::unique_ptr<cByteSource> bytes, eCheck howMuch)
 
 void cCaptureFile::Refresh() {
   // The newest directory, and the bytes behind the last record, may have changed.
-  directoryBlock.reset();
+  ForgetDirectory();
   records.Clear();
 
   // Reading does not stop the writer, so it can be caught halfway: a trailer may be seen without
@@ -122,7 +126,7 @@ std::size_t cCaptureFile::FindBlock(std::uint64_t number) const {
   return static_cast<std::size_t>(block - Blocks().begin());
 }
 
-std::optional<std::uint64_t> cCaptureFile::NextItem(std::uint64_t from) {
+std::optional<std::uint64_t> cCaptureFile::FindNextItem(std::uint64_t from) {
   for (std::size_t number = FindBlock(from); number < Blocks().size(); ++number) {
     const sCaptureBlock& block = Blocks()[number];
     const std::uint64_t first = block.number * isf::kItemsPerBlock;
@@ -154,76 +158,76 @@ std::optional<std::uint64_t> cCaptureFile::LastItem() {
   return std::nullopt;
 }
 
-std::optional<std::uint32_t> cCaptureFile::TypeOf(std::uint64_t number) {
-  const std::size_t block = FindBlock(number);
-  const auto entry = static_cast<std::uint32_t>(number % isf::kItemsPerBlock);
-  if (block == Blocks().size() || Blocks()[block].number != number / isf::kItemsPerBlock ||
-      entry >= Blocks()[block].entries || !LoadDirectory(block) || !directory.good.test(entry)) {
-    return std::nullopt;
-  }
-  return EntryAt(directory.bytes, entry).Type();
-}
-
-std::optional<sCaptureError> cCaptureFile::FindPlace(std::uint64_t number, sPlace& place) {
-  place.name = "item " + std::to_string(number);
-  const std::size_t blockNumber = FindBlock(number);
+std::optional<sCaptureError> cCaptureFile::LoadDirectoryOf(std::uint64_t number) {
   if (number >= chain.NumbersEnd()) {
-    return sCaptureError{"there is no " + place.name, chain.End()};
+    return sCaptureError{"there is no " + NameOf(number), chain.End()};
   }
+  const std::size_t blockNumber = FindBlock(number);
   const sCaptureBlock& block = Blocks()[blockNumber];
-  const auto entryNumber = static_cast<std::uint32_t>(number % isf::kItemsPerBlock);
   if (block.number != number / isf::kItemsPerBlock) {
-    return sCaptureError{place.name + " was passed over with its block", {}};
+    return sCaptureError{NameOf(number) + " was passed over with its block", {}};
   }
   if (!LoadDirectory(blockNumber)) {
     return sCaptureError{
         "the directory of the block at offset " + std::to_string(block.offset) + " cannot be read",
         block.offset};
   }
-  const std::uint64_t entryOffset =
-      block.offset + std::uint64_t{entryNumber} * isf::kDirectoryEntrySize;
-  if (entryNumber >= block.entries || !directory.good.test(entryNumber)) {
-    return sCaptureError{place.name + " was passed over", entryOffset};
+  if (!IsAtHand(number)) {
+    return sCaptureError{NameOf(number) + " was passed over",
+                         block.offset + number % isf::kItemsPerBlock * isf::kDirectoryEntrySize};
   }
-  place.entry = EntryAt(directory.bytes, entryNumber);
-  if (place.entry.length == 0) {
-    return sCaptureError{place.name + " is no longer in its directory", entryOffset};
+  return std::nullopt;
+}
+
+std::optional<sCaptureError> cCaptureFile::FindItem(std::uint64_t number) {
+  if (!IsAtHand(number)) {
+    if (auto wrong = LoadDirectoryOf(number)) {
+      return wrong;
+    }
   }
-  place.offset = block.offset + isf::kBlockSize + place.entry.position;
-  place.baseTime = block.baseTime;
+  if (EntryAtHand(number).length == 0) {
+    return sCaptureError{
+        NameOf(number) + " is no longer in its directory",
+        Blocks()[*directoryBlock].offset + (number - firstAtHand) * isf::kDirectoryEntrySize};
+  }
   return std::nullopt;
 }
 
 std::optional<sCaptureError> cCaptureFile::ReadTime(std::uint64_t number, std::uint64_t& time) {
-  sPlace place;
-  if (auto wrong = FindPlace(number, place)) {
+  if (auto wrong = FindItem(number)) {
     return wrong;
   }
+  const sPlace place = PlaceAtHand(number);
   std::array<std::uint8_t, isf::kLongestRecordHead> bytes{};
   const auto head = std::span(bytes).first(place.entry.HeadSize());
   if (source->ReadAt(place.offset, head) != head.size()) {
-    return sCaptureError{"the record of " + place.name + " cannot be read", place.offset};
+    return sCaptureError{"the record of " + NameOf(number) + " cannot be read", place.offset};
   }
   time = isf::LoadRecordHead(place.entry, place.baseTime, head).time;
-  return CheckTime(place.name, place.offset, time);
+  return CheckTime(number, place.offset, time);
 }
 
 std::optional<sCaptureError> cCaptureFile::ReadItem(std::uint64_t number, sCaptureItem& item) {
-  sPlace place;
-  if (auto wrong = FindPlace(number, place)) {
+  if (auto wrong = FindItem(number)) {
     return wrong;
   }
+  const sPlace place = PlaceAtHand(number);
   const auto record = records.Read(place.offset, place.entry.RecordSize());
   if (!record) {
-    return sCaptureError{"the record of " + place.name + " cannot be read", place.offset};
+    return sCaptureError{"the record of " + NameOf(number) + " cannot be read", place.offset};
   }
   const isf::sRecordHead head = isf::LoadRecordHead(place.entry, place.baseTime, *record);
   item.offset = place.offset;
   item.number = number;
   item.type = head.type;
   item.time = head.time;
-  item.extra = head.extra;
-  if (auto wrong = CheckTime(place.name, place.offset, item.time)) {
+  // Not copied as a whole, which would wait for its parts to be stored one by one.
+  if (head.extra) {
+    item.extra = *head.extra;
+  } else {
+    item.extra.reset();
+  }
+  if (auto wrong = CheckTime(number, place.offset, item.time)) {
     return wrong;
   }
   const auto packet = record->last(place.entry.length);
@@ -235,12 +239,18 @@ bool cCaptureFile::LoadDirectory(std::size_t block) {
   if (directoryBlock == block) {
     return true;
   }
-  directoryBlock.reset();
+  ForgetDirectory();
   if (!chain.LoadDirectory(block, directory)) {
     return false;
   }
   directoryBlock = block;
+  firstAtHand = Blocks()[block].number * isf::kItemsPerBlock;
   return true;
+}
+
+void cCaptureFile::ForgetDirectory() {
+  directoryBlock.reset();
+  directory.good.reset();
 }
 
 }  // namespace corvane

@@ -92,7 +92,12 @@ class cCaptureFile {
   [[nodiscard]] std::uint64_t PassedOver() const { return chain.PassedOver(); }
   // The number of the first item to read from number `from` on; nothing when there is none. Without
   // damage every number below ItemCount() is one.
-  [[nodiscard]] std::optional<std::uint64_t> NextItem(std::uint64_t from);
+  [[nodiscard]] std::optional<std::uint64_t> NextItem(std::uint64_t from) {
+    if (IsAtHand(from)) {
+      return from;
+    }
+    return FindNextItem(from);
+  }
   // The number of the last item to read; nothing when there is none.
   [[nodiscard]] std::optional<std::uint64_t> LastItem();
   // One more than the highest number that an item can have.
@@ -124,7 +129,12 @@ class cCaptureFile {
 
   // The type of item `number`, from its directory alone; nothing where there is no such item to
   // read.
-  [[nodiscard]] std::optional<std::uint32_t> TypeOf(std::uint64_t number);
+  [[nodiscard]] std::optional<std::uint32_t> TypeOf(std::uint64_t number) {
+    if (!IsAtHand(number) && FindNextItem(number) != number) {
+      return std::nullopt;
+    }
+    return EntryAtHand(number).Type();
+  }
 
   // Reads the time of item `number`, in milliseconds since 1601-01-01 UTC, and of its record no
   // more than the head. Returns what went wrong, or nothing.
@@ -137,15 +147,29 @@ class cCaptureFile {
  private:
   // Where an item is, and what its directory says.
   struct sPlace {
-    std::string name;  // "item 17"
     isf::sDirectoryEntry entry;
     std::uint64_t offset = 0;    // file position of the record
     std::uint64_t baseTime = 0;  // its block's
   };
 
+  // Whether the loaded directory has item `number`, which is so for most when they are read in
+  // order: what is done for each item of a large file looks no further.
+  [[nodiscard]] bool IsAtHand(std::uint64_t number) const {
+    const std::uint64_t place = number - firstAtHand;
+    return place < directory.good.size() && directory.good[static_cast<std::size_t>(place)];
+  }
+  [[nodiscard]] isf::sDirectoryEntry EntryAtHand(std::uint64_t number) const {
+    return EntryAt(directory.bytes, static_cast<std::uint32_t>(number - firstAtHand));
+  }
+  [[nodiscard]] sPlace PlaceAtHand(std::uint64_t number) const {
+    const sCaptureBlock& block = Blocks()[*directoryBlock];
+    const isf::sDirectoryEntry entry = EntryAtHand(number);
+    return {entry, block.offset + isf::kBlockSize + entry.position, block.baseTime};
+  }
+
   cCaptureFile(std::unique_ptr<cByteSource> bytes, eCheck check);
 
-  [[nodiscard]] std::optional<sCaptureError> FindPlace(std::uint64_t number, sPlace& place);
+  [[nodiscard]] std::optional<std::uint64_t> FindNextItem(std::uint64_t from);
 
   [[nodiscard]] cDamage FindDamage();
   // Looks at what follows the last record of `chain`, and finds out whether the file is closed.
@@ -158,6 +182,10 @@ class cCaptureFile {
   // The block that holds item `number`, or the first one behind it.
   [[nodiscard]] std::size_t FindBlock(std::uint64_t number) const;
   [[nodiscard]] bool LoadDirectory(std::size_t block);
+  void ForgetDirectory();
+  // Has item `number` at hand. Returns why it cannot be read, or nothing.
+  [[nodiscard]] std::optional<sCaptureError> FindItem(std::uint64_t number);
+  [[nodiscard]] std::optional<sCaptureError> LoadDirectoryOf(std::uint64_t number);
 
   std::unique_ptr<cByteSource> source;
   eCheck check;
@@ -167,9 +195,11 @@ class cCaptureFile {
   std::optional<std::uint64_t> second;
   cDamage damage;
 
-  // The directory that items were last read through.
+  // The directory that items were last read through, its block, and the number of its first item.
+  // Without one it has no good entries.
   sLoadedDirectory directory;
   std::optional<std::size_t> directoryBlock;
+  std::uint64_t firstAtHand = 0;
   cByteWindow records;
 };
 
