@@ -153,8 +153,7 @@ bool IsTypeFor(std::uint32_t type, Packet packet) {
     case isf::kPacketItem:
       return packet[0] <= command::kLast && packet[0] != command::kLog && !IsMessage(packet[0]) &&
              !command::IsSubsystem(packet[0]) &&
-             (!command::IsEventReport(packet[0]) ||
-              packet.size() == event_report::kShortAnswerSize);
+             (!command::IsEventReport(packet[0]) || IsShortEventAnswer(packet));
     case isf::kRequestItem:
       return packet[0] <= command::kLast && !command::IsSubsystem(packet[0]) &&
              packet[0] != command::kLog && !IsMessage(packet[0]) && !IsEvent(packet);

@@ -31,6 +31,14 @@ TEST(RecordProofTest, EachPacketFitsItsType) {
   }
 }
 
+TEST(RecordProofTest, OfEventReportsOnlyTheShortAnswerIsAPacket) {
+  EXPECT_TRUE(IsTypeFor(1, Hex("60 00 00")));
+  // The recorder takes these for reports without events, of which nothing is recorded.
+  EXPECT_FALSE(IsTypeFor(1, Hex("60 05 00")));
+  EXPECT_FALSE(IsTypeFor(1, Hex("60 00 01")));
+  EXPECT_FALSE(IsTypeFor(1, Hex("74 00 00")));
+}
+
 TEST(RecordProofTest, RequestsAndRepliesKeepTheirDirection) {
   EXPECT_EQ(FittingType(1, Hex("4B 0F 00 00")), 9U);
   EXPECT_EQ(FittingType(2, Hex("4B 0F 00 00")), 10U);
