@@ -8,8 +8,6 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <fstream>
 #include <memory>
 #include <span>
@@ -19,6 +17,7 @@
 #include <vector>
 
 #include "convert/import.h"
+#include "fuzz/checks.h"
 #include "fuzz/import_model.h"
 #include "reader/capture_file.h"
 
@@ -28,33 +27,6 @@ namespace {
 constexpr std::uint8_t kDropsWrapped = 0x01;
 constexpr std::uint8_t kIsPackets = 0x02;
 constexpr unsigned kPieceShift = 2;
-
-void Require(bool holds, const char* what) {
-  if (!holds) {
-    std::fprintf(stderr, "Not true: %s\n", what);
-    std::abort();
-  }
-}
-
-// A capture file in memory.
-class cMemoryFile final : public cByteSource {
- public:
-  explicit cMemoryFile(std::string content) : bytes(std::move(content)) {}
-
-  [[nodiscard]] std::optional<std::uint64_t> Size() override { return bytes.size(); }
-  [[nodiscard]] std::size_t ReadAt(std::uint64_t offset, std::span<std::uint8_t> wanted) override {
-    if (offset >= bytes.size()) {
-      return 0;
-    }
-    const auto start = static_cast<std::size_t>(offset);
-    const std::size_t count = std::min(wanted.size(), bytes.size() - start);
-    std::copy_n(bytes.begin() + static_cast<std::ptrdiff_t>(start), count, wanted.begin());
-    return count;
-  }
-
- private:
-  std::string bytes;
-};
 
 // Frames packets, each of which is led by its length in two bytes, so that a fuzzer need not find
 // their checksums.
@@ -72,7 +44,7 @@ class cMemoryFile final : public cByteSource {
 
 struct sImported {
   sImportReport report;
-  std::string file;
+  std::vector<std::uint8_t> file;
 };
 
 [[nodiscard]] sImported Import(std::span<const std::uint8_t> stream, bool dropsWrapped,
@@ -88,7 +60,8 @@ struct sImported {
     stream = stream.subspan(length);
   }
   Require(import.Finish() == 0, "memory takes the end of the stream");
-  return {import.Report(), memory.str()};
+  const std::string written = memory.str();
+  return {import.Report(), {written.begin(), written.end()}};
 }
 
 // The text items as the model has them.
@@ -102,7 +75,7 @@ struct sImported {
 
 void CheckFile(const sImported& imported, const sImportModel& model) {
   sCaptureError error;
-  const auto file = cCaptureFile::Open(std::make_unique<cMemoryFile>(imported.file), error);
+  const auto file = cCaptureFile::Open(std::make_unique<cBytesSource>(imported.file), error);
   Require(file != nullptr && file->IsComplete(), "the capture is complete");
   Require(file->ItemCount() == model.items.size(), "the capture has the expected items");
   sCaptureItem item;

@@ -5,6 +5,8 @@
 #include <span>
 #include <vector>
 
+#include "fuzz/diag_model.h"
+
 // What an import has to make of a stream, worked out a second time: whole streams in memory, one
 // step after the other, and nothing of the code under test.
 namespace corvane {
@@ -18,8 +20,5 @@ struct sImportModel {
 };
 
 [[nodiscard]] sImportModel ModelImport(std::span<const std::uint8_t> stream, bool dropsWrapped);
-
-// The packet in a frame.
-[[nodiscard]] std::vector<std::uint8_t> ModelFrame(std::span<const std::uint8_t> packet);
 
 }  // namespace corvane

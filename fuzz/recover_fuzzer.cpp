@@ -14,6 +14,8 @@
 #include <string>
 #include <vector>
 
+#include "analysis/verification.h"
+#include "fuzz/checks.h"
 #include "fuzz/file_script.h"
 #include "reader/capture_file.h"
 #include "rewrite/capture_writer.h"
@@ -24,48 +26,41 @@ namespace {
 
 using Bytes = std::span<const std::uint8_t>;
 
-void Require(bool holds) {
-  if (!holds) {
-    std::abort();
-  }
-}
-
-class cBytesSource final : public cByteSource {
- public:
-  explicit cBytesSource(Bytes all) : file(all) {}
-
-  [[nodiscard]] std::optional<std::uint64_t> Size() override { return file.size(); }
-  [[nodiscard]] std::size_t ReadAt(std::uint64_t offset, std::span<std::uint8_t> bytes) override {
-    const Bytes rest =
-        file.subspan(static_cast<std::size_t>(std::min<std::uint64_t>(offset, file.size())));
-    const std::size_t count = std::min(bytes.size(), rest.size());
-    std::copy_n(rest.begin(), count, bytes.begin());
-    return count;
-  }
-
- private:
-  Bytes file;
-};
-
 // Recovers what is in `file`, and returns the capture that is made of it.
-[[nodiscard]] std::string Recover(Bytes file, std::uint64_t& items) {
+[[nodiscard]] std::string Recover(Bytes file, sRecoveryReport& report) {
   std::stringstream stream;
   cCaptureWriter writer(stream);
   cBytesSource source(file);
   std::uint64_t end = 0;
-  const sRecoveryReport report = RecoverCapture(source, [&](const sRecoveredItem& item) {
+  report = RecoverCapture(source, [&](const sRecoveredItem& item) {
     // Each lies in the file as it is, behind the one before.
-    Require(item.offset >= end && item.offset + item.packet.size() < file.size());
+    Require(item.offset >= end && item.offset + item.packet.size() < file.size(),
+            "an item lies in the file, behind the one before");
     end = item.offset + 1 + item.packet.size();
     const Bytes record = file.subspan(static_cast<std::size_t>(item.offset));
     Require(std::search(record.begin(), record.end(), item.packet.begin(), item.packet.end()) !=
-            record.end());
+                record.end(),
+            "a packet stands in the file as it is");
     return writer.Add(item.head, item.packet);
   });
-  Require(writer.Finish() && report.items == writer.Items());
-  Require(report.items != 0 || report.proven == 0);
-  items = report.items;
+  Require(writer.Finish() && report.items == writer.Items(), "all items are written");
+  Require(report.items != 0 || report.proven == 0, "only what is there is proven");
   return stream.str();
+}
+
+// What is recovered keeps every rule of the format, also that a packet is of its item's sort, but
+// for items that were told of. Of a complete capture the items are what they are.
+void CheckRules(Bytes made, const sRecoveryReport& report) {
+  std::uint64_t found = 0;
+  sVerifyRequest request;
+  request.contents = report.state != eCaptureState::Complete;
+  request.onViolation = [&found](const sViolation& violation) {
+    Require(violation.rule == eRule::Contents, violation.problem.c_str());
+    ++found;
+    return true;
+  };
+  const sVerified verified = VerifyCapture(std::make_unique<cBytesSource>(made), request);
+  Require(verified.closed && found <= report.unfit, "a recovered capture keeps the rules");
 }
 
 }  // namespace
@@ -79,14 +74,16 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   while (script.Advance()) {
     continue;
   }
-  std::uint64_t items = 0;
-  const std::string text = Recover(script.File(), items);
+  sRecoveryReport report;
+  const std::string text = Recover(script.File(), report);
   const std::vector<std::uint8_t> made(text.begin(), text.end());
   sCaptureError error;
   const auto file = cCaptureFile::Open(std::make_unique<cBytesSource>(made), error);
-  Require(file != nullptr && file->IsComplete() && file->ItemCount() == items);
-  // Of a complete file the same file is made.
-  std::uint64_t again = 0;
-  Require(Recover(made, again) == text && again == items);
+  Require(file != nullptr && file->IsComplete() && file->ItemCount() == report.items,
+          "a recovered capture is complete");
+  CheckRules(made, report);
+  sRecoveryReport again;
+  Require(Recover(made, again) == text && again.items == report.items,
+          "of a complete capture the same is made");
   return 0;
 }
