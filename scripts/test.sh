@@ -38,10 +38,10 @@ done
 
 for fuzzer in build/asan/bin/*_fuzzer; do
   name=$(basename "$fuzzer" _fuzzer)
-  echo "Fuzzing $name for ten seconds"
+  echo "Fuzzing $name for five seconds"
   # New inputs go to a scratch folder; the committed ones are only read.
   mkdir -p "build/fuzz-found/$name"
-  step "$fuzzer" -max_total_time=10 -print_final_stats=0 -artifact_prefix="build/fuzz-found/" \
+  step "$fuzzer" -max_total_time=5 -print_final_stats=0 -artifact_prefix="build/fuzz-found/" \
     "build/fuzz-found/$name" "fuzz/corpus/$name" >"build/$name.fuzz.log" 2>&1 || {
     show_log "build/$name.fuzz.log"
     failed="$failed $name-fuzzer"
