@@ -238,9 +238,23 @@ TEST_F(CaptureCourseTest, ASilenceBetweenItemsIsAGap) {
   };
   EXPECT_EQ(Run(), kExitGood);
   EXPECT_THAT(errors, HasSubstr("nothing received for 5 s"));
-  EXPECT_THAT(errors, HasSubstr("1 gap, the longest 8.0 s"));
+  EXPECT_THAT(errors, HasSubstr("2 gaps, the longest 11.2 s"));
   EXPECT_EQ(Summary()["gaps"][0]["from"], "2026-03-01T10:00:01.000Z");
   EXPECT_EQ(Summary()["gaps"][0]["to"], "2026-03-01T10:00:09.000Z");
+}
+
+TEST_F(CaptureCourseTest, ASilenceUntilTheEndIsAGap) {
+  request.duration = seconds(20);
+  library.stopTakes = seconds(9);
+  host.whileWaiting = [this] {
+    if (host.now <= seconds(13)) {
+      library.SendLog();
+    }
+  };
+  EXPECT_EQ(Run(), kExitGood);
+  EXPECT_THAT(errors, HasSubstr("1 gap, the longest 7.2 s"));
+  EXPECT_EQ(Summary()["gaps"][0]["from"], "2026-03-01T10:00:13.000Z");
+  EXPECT_EQ(Summary()["gaps"][0]["to"], "2026-03-01T10:00:20.200Z");
 }
 
 TEST_F(CaptureCourseTest, TypedMarkersStandBesideTheCapture) {

@@ -130,6 +130,23 @@ TEST_F(FilesInTurnTest, KeepRemovesNothingForAFileWithoutReceivedItems) {
   EXPECT_EQ(Summary()["items"], Summary()["files"][0]["items"]);
 }
 
+TEST_F(FilesInTurnTest, ASilenceFromOneFileToTheNextIsAGap) {
+  request.duration = seconds(12);
+  request.rotateTime = seconds(4);
+  library.afterStop = [this] { library.connects = false; };
+  host.whileWaiting = [this] {
+    if (host.now <= seconds(3)) {
+      library.SendLog();
+    } else if (host.now == seconds(9)) {
+      library.Connect();
+    }
+  };
+  EXPECT_EQ(Run(), kExitGood);
+  ASSERT_EQ(Summary()["gaps"].size(), 1U);
+  EXPECT_EQ(Summary()["gaps"][0]["from"], "2026-03-01T10:00:03.000Z");
+  EXPECT_EQ(Summary()["gaps"][0]["to"], "2026-03-01T10:00:09.000Z");
+}
+
 TEST_F(FilesInTurnTest, KeepRemovesAFileWhenTheNextOneHasAnItem) {
   request.duration = seconds(9);
   request.rotateTime = seconds(4);

@@ -153,6 +153,7 @@ void cCaptureCourse::Announce() {
 }
 
 void cCaptureCourse::Stop() {
+  stopped = parts.host.Now();
   StopLibrary(parts.library, parts.console, kPatience);
   isRunning = false;
 }
@@ -264,6 +265,7 @@ void cCaptureCourse::RemoveOldFiles() {
 
 // Tells what came of the capture. Returns the exit code.
 int cCaptureCourse::Finish(bool isGood) {
+  tally.AddEnd(stopped);
   const int code = JudgeCapture(isGood);
   parts.console.Report(SummaryEvent(parts.host.Now(), tally, parts.printed.BadFrames(), code));
   return code;

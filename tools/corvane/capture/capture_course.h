@@ -87,6 +87,8 @@ class cCaptureCourse {
   std::uint64_t fileNumber = 0;
   bool hasReceived = false;  // the present file has an item of the device
   milliseconds fileBegan{};
+  std::uint64_t stopped =
+      0;  // when the library was last stopped; milliseconds since 1601-01-01 UTC
   bool isRunning = false;
 };
 

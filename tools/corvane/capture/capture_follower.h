@@ -57,10 +57,10 @@ struct sPortChange {
   std::uint64_t time = 0;  // of its item, in milliseconds since 1601-01-01 UTC
 };
 
-// A stretch of time in which the device sent nothing, longer than kPatience, between two items of
-// it.
+// A stretch of time in which the device sent nothing, of kPatience or longer: between two items of
+// it, or from its last to the end of the capture.
 struct sSilence {
-  std::uint64_t from = 0;  // times of the items
+  std::uint64_t from = 0;  // milliseconds since 1601-01-01 UTC
   std::uint64_t to = 0;
 };
 

@@ -199,10 +199,29 @@ void cCaptureTally::AddChange(milliseconds change) {
   shortestChange.change = std::min(shortestChange.change, change);
 }
 
+void cCaptureTally::AddEnd(std::uint64_t time) {
+  if (lastReceived) {
+    AddSilence(*lastReceived, time);
+  }
+}
+
+// Adds it where it is long enough.
+void cCaptureTally::AddSilence(std::uint64_t from, std::uint64_t to) {
+  constexpr auto kShortest = static_cast<std::uint64_t>(kPatience.count());
+  if (to < from || to - from < kShortest) {
+    return;
+  }
+  ++silenceCount;
+  if (silences.size() < cCaptureFollower::kMostSilences) {
+    silences.push_back({from, to});
+  }
+}
+
 void cCaptureTally::AddSilenceOfChange(std::uint64_t from, std::uint64_t to) {
   if (to < from) {
     return;
   }
+  AddSilence(from, to);
   const std::uint64_t silence = to - from;
   longestChange.silence = std::max(longestChange.silence.value_or(silence), silence);
   shortestChange.silence = std::min(shortestChange.silence.value_or(silence), silence);

@@ -66,6 +66,9 @@ class cCaptureTally {
   void AddFile(const sFileTally& file, cCaptureFollower& follower, const sSetUpProgress& last);
   // The next file was begun.
   void AddChange(std::chrono::milliseconds change);
+  // The capture ended at `time` (milliseconds since 1601-01-01 UTC), and with it a silence that had
+  // begun.
+  void AddEnd(std::uint64_t time);
 
   [[nodiscard]] std::uint64_t Items() const { return items; }
   [[nodiscard]] std::uint64_t Bytes() const { return bytes; }
@@ -89,6 +92,7 @@ class cCaptureTally {
 
  private:
   void AddKeptFile(const sFileTally& file, const cCaptureFollower& follower);
+  void AddSilence(std::uint64_t from, std::uint64_t to);
   void AddSilenceOfChange(std::uint64_t from, std::uint64_t to);
 
   std::uint64_t items = 0;
