@@ -57,8 +57,24 @@ TEST_F(FilesInTurnTest, FilesInTurnAreCompleteCaptures) {
   EXPECT_EQ(Summary()["connections"], 3);
   EXPECT_DOUBLE_EQ(Summary()["longest_change"], 0.3);
   EXPECT_DOUBLE_EQ(Summary()["longest_silence_of_change"], 0.3);
-  EXPECT_THAT(errors, HasSubstr("3 files; each change took 0.3 s, and nothing was received for "
-                                "0.3 s around it"));
+  EXPECT_THAT(errors, HasSubstr("3 files; each change took 300 ms, and nothing was received for "
+                                "300 ms around it"));
+  ASSERT_EQ(Events("resumed").size(), 2U);
+  EXPECT_EQ(Events("resumed")[0]["output"], library.outputs[1]);
+  EXPECT_DOUBLE_EQ(Events("resumed")[0]["silence"], 0.3);
+  EXPECT_THAT(errors, HasSubstr("The device is heard again; around the change of files it was not "
+                                "for 300 ms\n"));
+}
+
+TEST_F(FilesInTurnTest, ASilenceAcrossAClockThatIsSetBackIsUnknown) {
+  request.duration = seconds(6);
+  request.rotateTime = seconds(4);
+  SendALogEachLook();
+  library.afterStop = [this] { host.clockSet = -seconds(3600); };
+  EXPECT_EQ(Run(), kExitGood);
+  ASSERT_EQ(Events("resumed").size(), 1U);
+  EXPECT_FALSE(Events("resumed")[0].contains("silence"));
+  EXPECT_FALSE(Summary().contains("longest_silence_of_change"));
 }
 
 TEST_F(FilesInTurnTest, AFileIsFullAtItsSize) {

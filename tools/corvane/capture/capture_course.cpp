@@ -165,12 +165,12 @@ bool cCaptureCourse::FinishFile() {
   const std::string path = output->WritePath();
   const sCaptureResult result = ReadResult(path);
   const bool isDropped = result.isComplete && IsWorthNothing(result);
-  tally.AddFile({result.isComplete ? output->Path() : path, result.isComplete, !isDropped,
-                 result.items, result.bytes},
-                *follower, watch.LastSetUp());
   if (result.isComplete) {
     TellFirstReceived();
   }
+  tally.AddFile({result.isComplete ? output->Path() : path, result.isComplete, !isDropped,
+                 result.items, result.bytes},
+                *follower, watch.LastSetUp());
   follower.reset();  // Windows renames and removes no file that is open
   if (!result.isComplete) {
     output->KeepApart();
@@ -246,8 +246,25 @@ void cCaptureCourse::TellFirstReceived() {
     return;
   }
   hasReceived = true;
+  TellSilenceOfChange();
   kept.Add(output->Path());
   RemoveOldFiles();
+}
+
+void cCaptureCourse::TellSilenceOfChange() {
+  const auto last = tally.LastReceived();
+  const auto first = follower->FirstReceived();
+  if (!last || !first) {
+    return;
+  }
+  std::optional<std::uint64_t> silence;  // unknown where the clock was set back in between
+  if (*first >= *last) {
+    silence = *first - *last;
+    parts.console.Tell(
+        fmt::format("The device is heard again; around the change of files it was not for {}",
+                    FormatLength(*silence)));
+  }
+  parts.console.Report(ResumedEvent(parts.host.Now(), output->WritePath(), silence));
 }
 
 void cCaptureCourse::RemoveOldFiles() {

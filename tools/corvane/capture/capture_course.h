@@ -70,6 +70,7 @@ class cCaptureCourse {
   [[nodiscard]] eNext StartNext();
   void TellChange(const std::string& closed, milliseconds change);
   void TellFirstReceived();
+  void TellSilenceOfChange();
   void RemoveOldFiles();
   void Stop();
   void Fail(const std::string& problem);

@@ -124,6 +124,16 @@ std::string RotatedEvent(std::uint64_t time, const sRotatedEvent& rotated) {
   return Text(event);
 }
 
+std::string ResumedEvent(std::uint64_t time, const std::string& output,
+                         std::optional<std::uint64_t> silence) {
+  Json event = Begin("resumed", time);
+  event["output"] = output;
+  if (silence) {
+    event["silence"] = static_cast<double>(*silence) / 1000.0;
+  }
+  return Text(event);
+}
+
 std::string RemovedEvent(std::uint64_t time, const std::vector<std::string>& files) {
   Json event = Begin("removed", time);
   event["files"] = files;

@@ -40,6 +40,10 @@ struct sRotatedEvent {
   std::chrono::milliseconds change{};  // from the stop to the next start
 };
 [[nodiscard]] std::string RotatedEvent(std::uint64_t time, const sRotatedEvent& rotated);
+// The device is heard in a file that is not the first. `silence` in milliseconds is since its last
+// item in the file before, where that is known.
+[[nodiscard]] std::string ResumedEvent(std::uint64_t time, const std::string& output,
+                                       std::optional<std::uint64_t> silence);
 // `files` are those that --keep has no room for.
 [[nodiscard]] std::string RemovedEvent(std::uint64_t time, const std::vector<std::string>& files);
 

@@ -53,12 +53,14 @@ void AddRequests(sVerdict& verdict, const cRequestReplies& requests,
   return hasRequests ? setUps.back().totals : sRequestTotals{};
 }
 
-[[nodiscard]] std::string Seconds(double time) { return fmt::format("{:.1f} s", time / 1000.0); }
+[[nodiscard]] std::uint64_t InMilliseconds(milliseconds time) {
+  return static_cast<std::uint64_t>(time.count());
+}
 
-// "0.2 s", or "0.2 s to 0.4 s"
-[[nodiscard]] std::string Range(double shortest, double longest) {
-  const std::string low = Seconds(shortest);
-  const std::string high = Seconds(longest);
+// "18 ms", or "0.9 s to 1.1 s"
+[[nodiscard]] std::string Range(std::uint64_t shortest, std::uint64_t longest) {
+  const std::string low = FormatLength(shortest);
+  const std::string high = FormatLength(longest);
   return low == high ? high : fmt::format("{} to {}", low, high);
 }
 
@@ -80,13 +82,12 @@ void AddRequests(sVerdict& verdict, const cRequestReplies& requests,
 [[nodiscard]] std::string DescribeChanges(const cCaptureTally& tally) {
   const sFileChange& shortest = tally.ShortestChange();
   const sFileChange& longest = tally.LongestChange();
-  std::string text = fmt::format("{}; each change took {}", Plural(tally.FileCount(), "file"),
-                                 Range(static_cast<double>(shortest.change.count()),
-                                       static_cast<double>(longest.change.count())));
+  std::string text =
+      fmt::format("{}; each change took {}", Plural(tally.FileCount(), "file"),
+                  Range(InMilliseconds(shortest.change), InMilliseconds(longest.change)));
   if (longest.silence) {
     text += fmt::format(", and nothing was received for {} around it",
-                        Range(static_cast<double>(shortest.silence.value_or(*longest.silence)),
-                              static_cast<double>(*longest.silence)));
+                        Range(shortest.silence.value_or(*longest.silence), *longest.silence));
   }
   return text;
 }
@@ -100,7 +101,7 @@ void AddRequests(sVerdict& verdict, const cRequestReplies& requests,
     return "no gap";
   }
   return fmt::format("{}, the longest {}", Plural(tally.SilenceCount(), "gap"),
-                     Seconds(static_cast<double>(longest)));
+                     FormatLength(longest));
 }
 
 // "18 requests", or "6 of 19 requests"
@@ -225,6 +226,11 @@ void cCaptureTally::AddSilenceOfChange(std::uint64_t from, std::uint64_t to) {
   const std::uint64_t silence = to - from;
   longestChange.silence = std::max(longestChange.silence.value_or(silence), silence);
   shortestChange.silence = std::min(shortestChange.silence.value_or(silence), silence);
+}
+
+std::string FormatLength(std::uint64_t milliseconds) {
+  return milliseconds < 1000 ? fmt::format("{} ms", milliseconds)
+                             : fmt::format("{:.1f} s", static_cast<double>(milliseconds) / 1000.0);
 }
 
 std::vector<std::string> DescribeCapture(const cCaptureTally& tally, std::uint64_t badFrames) {

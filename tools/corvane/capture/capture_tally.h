@@ -87,6 +87,8 @@ class cCaptureTally {
   [[nodiscard]] const sFileChange& ShortestChange() const { return shortestChange; }
   [[nodiscard]] const std::vector<sSilence>& Silences() const { return silences; }
   [[nodiscard]] std::uint64_t SilenceCount() const { return silenceCount; }
+  // Time of the newest item of the device in the files so far; nothing when there is none.
+  [[nodiscard]] std::optional<std::uint64_t> LastReceived() const { return lastReceived; }
 
   static constexpr std::size_t kMostFiles = 100;
 
@@ -106,10 +108,13 @@ class cCaptureTally {
   std::uint64_t changeCount = 0;
   sFileChange longestChange;
   sFileChange shortestChange;
-  std::optional<std::uint64_t> lastReceived;  // time of the newest item of the files so far
+  std::optional<std::uint64_t> lastReceived;
   std::vector<sSilence> silences;
   std::uint64_t silenceCount = 0;
 };
+
+// A measured length of time: "18 ms", "1.0 s".
+[[nodiscard]] std::string FormatLength(std::uint64_t milliseconds);
 
 // The summary as lines for the user.
 [[nodiscard]] std::vector<std::string> DescribeCapture(const cCaptureTally& tally,
