@@ -69,6 +69,16 @@ TEST_F(CaptureChecksTest, LongNamesAreToldByTheirBytes) {
             "the path of the capture file has 260 bytes in UTF-8; at most 259 are possible");
 }
 
+TEST_F(CaptureChecksTest, AWaitTooShortForAPresentPortIsToldOf) {
+  EXPECT_EQ(FindShortWait(request), std::nullopt);
+  request.duration = std::chrono::milliseconds(500);
+  EXPECT_EQ(FindShortWait(request),
+            "the device is waited for 0.5 s only, and one that is present may take longer to be "
+            "connected: --wait 2s or more is safe");
+  request.wait = std::chrono::seconds(2);
+  EXPECT_EQ(FindShortWait(request), std::nullopt);
+}
+
 TEST_F(CaptureChecksTest, ADiskThatTellsNothingIsNoObstacle) {
   EXPECT_EQ(FindObstacle(request, std::nullopt), std::nullopt);
 }

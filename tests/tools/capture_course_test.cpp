@@ -74,6 +74,14 @@ TEST_F(CaptureCourseTest, WithoutAConnectionItEndsAfterItsDuration) {
   EXPECT_THAT(Files(), ElementsAre("capture.cfg"));
 }
 
+TEST_F(CaptureCourseTest, AWaitBelowASecondIsToldAsItIs) {
+  library.connects = false;
+  request.duration = milliseconds(700);
+  EXPECT_EQ(Run(), kExitNothing);
+  EXPECT_THAT(errors, HasSubstr("warning: the device is waited for 0.7 s only"));
+  EXPECT_THAT(errors, HasSubstr("COM7 was not connected within 0.7 s: the capture ends"));
+}
+
 TEST_F(CaptureCourseTest, WithoutAConnectionItEndsAfterItsWait) {
   library.connects = false;
   request.duration = seconds(10);

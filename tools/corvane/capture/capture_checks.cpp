@@ -99,6 +99,21 @@ std::string DescribeUse(const sCaptureRequest& request) {
                      request.output);
 }
 
+std::string FormatWait(std::chrono::milliseconds wait) {
+  return fmt::format("{:g} s", static_cast<double>(wait.count()) / 1000.0);
+}
+
+std::optional<std::string> FindShortWait(const sCaptureRequest& request) {
+  const auto wait = request.LongestWait();
+  if (!wait || *wait >= kShortestWait) {
+    return std::nullopt;
+  }
+  return fmt::format(
+      "the device is waited for {} only, and one that is present may take longer to be connected: "
+      "--wait {}s or more is safe",
+      FormatWait(*wait), std::chrono::ceil<std::chrono::seconds>(kShortestWait).count());
+}
+
 std::string DescribeRefusal(const sCaptureRequest& request) {
   if (IsMobileBroadband(request.device)) {
     return fmt::format(

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -31,6 +32,13 @@ inline constexpr std::size_t kLongestPath = 259;
 // That another program has the output file open, as a sentence for the user. The library lets
 // others write its file, so a second capture would truncate and spoil the first one's.
 [[nodiscard]] std::string DescribeUse(const sCaptureRequest& request);
+
+// A length of time that the user gave: "30 s", "0.5 s".
+[[nodiscard]] std::string FormatWait(std::chrono::milliseconds wait);
+
+// That a device is waited for so shortly that one which is present may not be met, as a sentence
+// for the user, or nothing.
+[[nodiscard]] std::optional<std::string> FindShortWait(const sCaptureRequest& request);
 
 // What may be the reason that the library refused to start, as a sentence for the user.
 [[nodiscard]] std::string DescribeRefusal(const sCaptureRequest& request);

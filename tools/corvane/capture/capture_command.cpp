@@ -27,7 +27,7 @@ void AddDurationOption(CLI::App& command, const char* option,
           [option, &duration](const std::string& text) {
             duration = ParseDuration(text);
             if (!duration) {
-              Refuse(option, text, "duration: write 500ms, 10s, 5m or 2h");
+              Refuse(option, text, "duration: write 10s, 5m or 2h");
             }
           },
           help)
@@ -89,7 +89,7 @@ void AddStartOptions(CLI::App& command, sCaptureRequest& request) {
 void AddStopOptions(CLI::App& command, sCaptureRequest& request) {
   AddDurationOption(
       command, "--duration", request.duration,
-      "End the capture by itself after 500ms, 10s, 5m or 2h; without it, Ctrl-C does");
+      "End the capture by itself after 10s, 5m or 2h of the device; without it, Ctrl-C does");
   AddSizeOption(
       command, "--stop-below", request.stopBelow, "size: write 500k, 200M or 1G, or 0 for no limit",
       "End the capture, with a complete file, when less room than this is left on its disk: "

@@ -7,6 +7,10 @@
 
 namespace corvane::tools {
 
+// A port that is present is connected about a second after the start: what is waited for less long
+// is hardly met.
+inline constexpr std::chrono::milliseconds kShortestWait = std::chrono::seconds(2);
+
 // What `corvane capture` was asked to do, as its options say it.
 struct sCaptureRequest {
   std::string device;         // as the user names it (device_name.h)

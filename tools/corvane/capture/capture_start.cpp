@@ -154,6 +154,9 @@ std::optional<int> PrepareCapture(sCaptureRequest& request, cCaptureHost& host,
   for (const std::string& doubt : FindDoubts(request.configuration)) {
     reporter.Complain("warning: " + doubt);
   }
+  if (const auto shortWait = FindShortWait(request)) {
+    reporter.Complain("warning: " + *shortWait);
+  }
   if (const auto code = FindDevice(request, host, reporter)) {
     return code;
   }

@@ -221,8 +221,8 @@ std::optional<eWatchEnd> cCaptureWatch::FindEnd(const sWatchedFile& file, const 
     return eWatchEnd::DurationOver;
   }
   if (const auto wait = request.LongestWait(); !firstConnected && wait && now.elapsed >= *wait) {
-    console.Complain(fmt::format("{} was not connected within {} s: the capture ends",
-                                 request.device, SecondsOf(*wait)));
+    console.Complain(fmt::format("{} was not connected within {}: the capture ends", request.device,
+                                 FormatWait(*wait)));
     return eWatchEnd::NotConnected;
   }
   if (request.items != 0 && now.items >= request.items) {

@@ -40,8 +40,7 @@ void AddLimits(CLI::App& command, sCaptureRequest& request) {
           [&request](const std::string& text) {
             request.wait = ParseDuration(text);
             if (!request.wait) {
-              Refuse("--wait",
-                     fmt::format("\"{}\" is no duration: write 500ms, 10s, 5m or 2h", text));
+              Refuse("--wait", fmt::format("\"{}\" is no duration: write 10s, 5m or 2h", text));
             }
           },
           "Wait so long for the device to be connected first; without it, as long as --duration, "
