@@ -49,9 +49,7 @@ class cSteppedHost final : public cCaptureHost {
   }
   [[nodiscard]] bool IsInUse(const std::string&) override { return false; }
   [[nodiscard]] std::vector<sPresentPort> PresentComPorts() override { return {{"COM7", "DIAG"}}; }
-  [[nodiscard]] std::optional<std::string> TryToOpen(const std::string&) override {
-    return std::nullopt;
-  }
+  [[nodiscard]] std::optional<std::string> TryToOpen(const std::string&) override { return busy; }
   [[nodiscard]] std::uint64_t Now() override {
     return static_cast<std::uint64_t>(static_cast<std::int64_t>(kCourseStart) +
                                       (now + clockSet).count());
@@ -63,6 +61,7 @@ class cSteppedHost final : public cCaptureHost {
   std::chrono::milliseconds clockSet{0};  // how far the wall clock was set on
   std::optional<std::chrono::milliseconds> stopAt;
   std::function<void()> whileWaiting;
+  std::optional<std::string> busy;
   std::optional<std::uint64_t> freeSpace = 1'000'000'000'000;
   std::vector<sTypedLine> typed;
 };

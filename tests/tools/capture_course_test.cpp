@@ -38,6 +38,21 @@ TEST_F(CaptureCourseTest, CtrlCEndsWithACompleteFileAndASummary) {
   EXPECT_EQ(summary["files"][0]["path"], request.output);
 }
 
+TEST_F(CaptureCourseTest, ASupervisorIsWarnedBeforeTheStart) {
+  std::ofstream(request.configuration) << "<LogCodes>412F";
+  host.freeSpace.reset();
+  host.busy = "another program has it";
+  host.stopAt = seconds(2);
+  EXPECT_EQ(Run(), kExitGood);
+  std::vector<std::string> warnings;
+  for (const Json& event : Events("warning")) {
+    warnings.push_back(event["text"]);
+  }
+  EXPECT_THAT(warnings, ElementsAre(HasSubstr(request.configuration + ": "),
+                                    HasSubstr("--stop-below has no effect"),
+                                    HasSubstr("COM7 is present but cannot be opened: another")));
+}
+
 TEST_F(CaptureCourseTest, EventsComeInTheirOrder) {
   host.stopAt = milliseconds(1'500);
   EXPECT_EQ(Run(), kExitGood);
@@ -46,8 +61,9 @@ TEST_F(CaptureCourseTest, EventsComeInTheirOrder) {
   for (std::string line; std::getline(lines, line);) {
     names.push_back(Json::parse(line)["event"]);
   }
-  EXPECT_THAT(names, ElementsAre("started", "connected", "set_up", "status", "status", "stopped",
-                                 "summary"));
+  // The configuration asks for nothing, which is warned of first.
+  EXPECT_THAT(names, ElementsAre("warning", "started", "connected", "set_up", "status", "status",
+                                 "stopped", "summary"));
   EXPECT_EQ(Events("started")[0]["requests"], 13);
   EXPECT_EQ(Events("status")[0]["set_up"]["answered"], 13);
 }
@@ -95,7 +111,7 @@ TEST_F(CaptureCourseTest, AModemThatSendsNothingIsToldAndGivesFour) {
   library.answers = 0;
   request.duration = seconds(12);
   EXPECT_EQ(Run(true), kExitNothing);
-  EXPECT_EQ(Events("warning").size(), 1U);
+  EXPECT_EQ(Events("warning").size(), 2U);  // and that the configuration asks for nothing
   EXPECT_THAT(errors, HasSubstr("the set-up is stuck: request 1 of 13 ("));
   EXPECT_THAT(errors, HasSubstr("nothing was captured: the device was connected and sent nothing"));
   EXPECT_TRUE(IsComplete(request.output));
@@ -301,6 +317,7 @@ class cLetter final : public cCaptureReporter {
     library.letGo.set_value();
   }
   void Complain(const std::string&) override {}
+  void Warn(std::uint64_t, const std::string&) override {}
   std::string told;
 
  private:

@@ -81,7 +81,8 @@ class DevicePresenceTest : public testing::Test {
   }
 
   static constexpr char kBusy[] =
-      "! COM7 is present but cannot be opened: another program has it; waiting until it can";
+      "! warning: COM7 is present but cannot be opened: another program has it; waiting until it "
+      "can";
 
   cScriptedHost host;
   cKeptLines told;

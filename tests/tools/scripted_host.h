@@ -58,11 +58,12 @@ class cScriptedHost final : public cCaptureHost {
   int looksAtPorts = 0;
 };
 
-// Keeps what is told, a line each; a complaint begins with "! ".
+// Keeps what is told, a line each; a complaint begins with "! ", and a warning with "! warning: ".
 class cKeptLines final : public cCaptureReporter {
  public:
   void Tell(const std::string& line) override { lines.push_back(line); }
   void Complain(const std::string& problem) override { lines.push_back("! " + problem); }
+  void Warn(std::uint64_t, const std::string& problem) override { Complain("warning: " + problem); }
 
   std::vector<std::string> lines;
 };

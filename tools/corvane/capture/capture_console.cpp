@@ -4,6 +4,8 @@
 
 #include <utility>
 
+#include "corvane/capture/capture_events.h"
+
 namespace corvane::tools {
 namespace {
 
@@ -34,6 +36,11 @@ void cCaptureConsole::Tell(const std::string& line) {
 }
 
 void cCaptureConsole::Complain(const std::string& problem) { Print("corvane capture: " + problem); }
+
+void cCaptureConsole::Warn(std::uint64_t time, const std::string& problem) {
+  Complain("warning: " + problem);
+  Report(ProblemEvent(time, "warning", problem));
+}
 
 void cCaptureConsole::Print(const std::string& line) {
   const std::lock_guard guard(mutex);

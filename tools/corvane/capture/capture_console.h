@@ -28,6 +28,8 @@ class cCaptureConsole final : public cCaptureReporter {
   void Tell(const std::string& line) override;
   // A line about something that is wrong: also when quiet. It begins with the program's name.
   void Complain(const std::string& problem) override;
+  // A line as a complaint is one, and an event.
+  void Warn(std::uint64_t time, const std::string& problem) override;
   // A line as it is, also when quiet.
   void Print(const std::string& line);
   // How far the capture has come. In a terminal it takes the place of the one before, else it is a

@@ -50,8 +50,11 @@ class cCaptureReporter {
   virtual ~cCaptureReporter() = default;
   // Something that the user may want to know.
   virtual void Tell(const std::string& line) = 0;
-  // Something that is wrong, or may be.
+  // Something that is wrong.
   virtual void Complain(const std::string& problem) = 0;
+  // Something that may be wrong, at `time` (milliseconds since 1601-01-01 UTC); the capture goes
+  // on.
+  virtual void Warn(std::uint64_t time, const std::string& problem) = 0;
 };
 
 // corvane.dll: its two exports, as corvane.h documents them.

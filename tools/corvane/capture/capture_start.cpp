@@ -152,10 +152,10 @@ std::optional<int> PrepareCapture(sCaptureRequest& request, cCaptureHost& host,
     return kExitFailed;
   }
   for (const std::string& doubt : FindDoubts(request.configuration)) {
-    reporter.Complain("warning: " + doubt);
+    reporter.Warn(host.Now(), doubt);
   }
   if (const auto shortWait = FindShortWait(request)) {
-    reporter.Complain("warning: " + *shortWait);
+    reporter.Warn(host.Now(), *shortWait);
   }
   if (const auto code = FindDevice(request, host, reporter)) {
     return code;
@@ -172,10 +172,10 @@ std::unique_ptr<cOutputFile> BeginOutput(const sCaptureRequest& request, cCaptur
     return nullptr;
   }
   if (!freeSpace && request.stopBelow != 0) {
-    reporter.Complain(
-        fmt::format("warning: the system does not tell the room on the disk of {}: --stop-below "
-                    "has no effect",
-                    request.output));
+    reporter.Warn(host.Now(),
+                  fmt::format("the system does not tell the room on the disk of {}: --stop-below "
+                              "has no effect",
+                              request.output));
   }
   auto file = std::make_unique<cOutputFile>(request.output, request.overwrite);
   auto obstacle = file->Begin();

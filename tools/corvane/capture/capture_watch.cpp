@@ -105,10 +105,7 @@ const char* ReasonName(eWatchEnd end) {
   return "unknown";
 }
 
-void cCaptureWatch::Warn(const std::string& text) {
-  console.Complain("warning: " + text);
-  console.Report(ProblemEvent(host.Now(), "warning", text));
-}
+void cCaptureWatch::Warn(const std::string& text) { console.Warn(host.Now(), text); }
 
 eWatchEnd cCaptureWatch::Watch(const sWatchedFile& file, cCaptureFollower& follower) {
   while (true) {

@@ -66,8 +66,9 @@ void cDevicePresence::TellPresent(const std::vector<sPresentPort>& present,
 
 void cDevicePresence::TellWhetherBusy(cCaptureReporter& reporter) {
   if (const auto reason = host.TryToOpen(device)) {
-    reporter.Complain(fmt::format("{} is present but cannot be opened: {}; waiting until it can",
-                                  device, *reason));
+    reporter.Warn(host.Now(),
+                  fmt::format("{} is present but cannot be opened: {}; waiting until it can",
+                              device, *reason));
     toldBusy = true;
   }
 }
