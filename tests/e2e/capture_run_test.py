@@ -212,6 +212,15 @@ class Marking(RunningCaptureTestCase):
         self.assertEqual(
             sorted(line.split(" ", 1)[1] for line in lines), [f"marker {n}" for n in range(3)]
         )
+        # A name that is too long for a capture, but not for what marks it.
+        folder = self.files / ("x" * 200) / ("y" * 90)
+        folder.mkdir(parents=True)
+        far = folder / "capture.isf"
+        far.write_bytes(self.output.read_bytes())
+        printed, errors = self.finish(
+            self.run_corvane("mark", "--at", "2026-03-01T10:00:00Z", wine.windows_path(far), "far")
+        )
+        self.assertEqual((folder / "capture.isf.marks").read_text(), printed)
         # Now it is complete.
         _, errors = self.finish(
             self.run_corvane("mark", wine.windows_path(self.output), "late"), 1

@@ -28,7 +28,7 @@ int RunCapture(const sCaptureRequest& wanted, cCaptureHost& host, cCaptureLibrar
   }
   if (IsTooLongInTurn(request, host)) {
     console.Complain(
-        fmt::format("the names of files in turn have {} characters; at most {} are "
+        fmt::format("the names of files in turn have {} bytes in UTF-8; at most {} are "
                     "possible",
                     NameInTurn(request.output, 1, host.Now()).size(), kLongestPath));
     return kExitFailed;
