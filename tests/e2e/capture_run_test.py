@@ -140,7 +140,7 @@ class Limits(RunningCaptureTestCase):
     def test_a_stop_that_the_driver_holds_up_is_told_of(self):
         line = self.ports.add("COM7").plug()
         modem = diag.MinimalModem(line)
-        process = self.capture("--items", "28")
+        process = self.capture("--items", "14")
         # Wine does not end the read of a silent line.
         self.wait_for_line(process, "complete as soon as the device lets go of its port")
         modem.stop()

@@ -160,7 +160,23 @@ TEST_F(CaptureCourseTest, ItEndsWithEnoughItems) {
   request.items = 40;
   EXPECT_EQ(Run(), kExitGood);
   EXPECT_EQ(StopReason(), "items");
-  EXPECT_EQ(Summary()["items"], 41);  // the disconnection is one more
+  EXPECT_EQ(Summary()["received"], 40);
+  EXPECT_EQ(Summary()["items"], 56);  // with three texts and 13 requests
+}
+
+TEST_F(CaptureCourseTest, OnlyItemsOfTheDeviceAreEnough) {
+  library.connects = false;
+  request.items = 1;
+  host.whileWaiting = [this] {
+    if (host.now == seconds(3)) {
+      library.ConnectOnly();
+    } else if (host.now == seconds(4)) {
+      library.SendLog();
+    }
+  };
+  EXPECT_EQ(Run(), kExitGood);
+  EXPECT_EQ(host.now, seconds(4));
+  EXPECT_THAT(errors, HasSubstr("1 item of the device is captured: the capture ends\n"));
 }
 
 TEST_F(CaptureCourseTest, ItEndsWithEnoughBytes) {

@@ -25,7 +25,8 @@ struct sCaptureRequest {
   // The capture ends when less room than this is left on the disk of `output`; 0: it does not. A
   // disk that is really full would leave a file without index.
   std::uint64_t stopBelow = 200'000'000;
-  // The capture ends when it has so many items, or bytes, in all of its files; 0: it does not.
+  // The capture ends when it has so many items of the device, or bytes, in all of its files; 0: it
+  // does not.
   std::uint64_t items = 0;
   std::uint64_t size = 0;
   // The capture goes on in the next file when the present one has so many bytes, or is so old.

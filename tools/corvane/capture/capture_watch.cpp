@@ -222,9 +222,10 @@ std::optional<eWatchEnd> cCaptureWatch::FindEnd(const sWatchedFile& file, const 
                                  FormatWait(*wait)));
     return eWatchEnd::NotConnected;
   }
-  if (request.items != 0 && now.items >= request.items) {
+  if (request.items != 0 && now.received >= request.items) {
     return EndFor(eWatchEnd::EnoughItems,
-                  fmt::format("{} are captured: the capture ends", FormatItems(now.items)));
+                  fmt::format("{} of the device {} captured: the capture ends",
+                              FormatItems(now.received), now.received == 1 ? "is" : "are"));
   }
   if (request.size != 0 && now.bytes >= request.size) {
     return EndFor(eWatchEnd::EnoughBytes,

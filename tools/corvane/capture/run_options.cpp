@@ -50,7 +50,7 @@ void AddLimits(CLI::App& command, sCaptureRequest& request) {
       .add_option_function<std::string>(
           "--items",
           [&request](const std::string& text) { request.items = ReadCount("--items", text); },
-          "End the capture when it has so many items, or a few more")
+          "End the capture when it has so many items of the device, or a few more")
       ->type_name("N");
   command
       .add_option_function<std::string>(
