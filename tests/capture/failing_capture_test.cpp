@@ -21,10 +21,10 @@ namespace {
 class FailingCaptureTest : public ::testing::TestWithParam<eWay> {
  protected:
   // Calls `fails` with the number of each thing that can fail, from 1 on, until it returns false:
-  // there are no more. Without much time every fourth is looked at, another fourth by each sweep.
+  // there are no more. Without much time only some are looked at, others by each sweep.
   void Sweep(const char* what, const std::function<bool(std::uint32_t nth)>& fails) {
     SCOPED_TRACE(what);
-    const std::uint32_t step = IsLongSweep() ? 1 : 4;
+    const std::uint32_t step = IsLongSweep() ? 1 : CORVANE_SWEEP_STEP;
     std::uint32_t points = 0;
     for (std::uint32_t nth = 1 + sweeps++ % step; fails(nth); nth += step) {
       ++points;
@@ -45,7 +45,7 @@ class FailingCaptureTest : public ::testing::TestWithParam<eWay> {
   const sCleanCapture clean = RunCleanCapture(GetParam(), path);
 
  private:
-  std::uint32_t sweeps = GetParam() == eWay::SerialPort ? 0 : 2;
+  std::uint32_t sweeps = GetParam() == eWay::SerialPort ? 0 : CORVANE_SWEEP_STEP / 2;
 };
 
 INSTANTIATE_TEST_SUITE_P(Transports, FailingCaptureTest,
