@@ -99,19 +99,23 @@ class cBlockRecovery {
         continue;
       }
       const isf::sDirectoryEntry entry = Entry(place);
-      const bool isVouchedFor = BeginOf(entry) == end && EndsAtNext(place, entry);
-      sound.set(place, !EndsTooEarly(place, entry) && IsRecord(place, entry, isVouchedFor));
+      const bool isBehindLast = BeginOf(entry) == end;
+      const bool isVouchedFor = isBehindLast && EndsAtNext(place, entry);
+      const bool mayTellWrong = isBehindLast && MayEndUnfinished(place, entry);
+      sound.set(place,
+                !EndsTooEarly(place, entry) && IsRecord(place, entry, isVouchedFor, mayTellWrong));
       end = EndOf(entry);
     }
   }
 
   // Whether the recorder can have written the record to which an entry leads. Where its neighbours
-  // do not vouch for its beginning and its end, the packet has to.
+  // do not vouch for its beginning and its end, the packet has to; but a modem may tell a wrong
+  // length, as long as the entry explains all that the file has.
   [[nodiscard]] bool IsRecord(std::uint32_t place, const isf::sDirectoryEntry& entry,
-                              bool isVouchedFor) {
+                              bool isVouchedFor, bool mayTellWrong) {
     const auto record = window.Read(BeginOf(entry), entry.RecordSize());
     if (!record || (!isVouchedFor && !(IsTypeFor(entry.Type(), record->last(entry.length)) &&
-                                       FitsOwnLength(entry)))) {
+                                       FitsOwnLength(entry, mayTellWrong)))) {
       return false;
     }
     const isf::sRecordHead head = isf::LoadRecordHead(entry, block.baseTime, *record);
@@ -121,12 +125,24 @@ class cBlockRecovery {
                         : FindBrokenRule(entry, head, place, block.baseTime).problem == nullptr;
   }
 
-  // Whether a packet that tells its own length agrees with its entry.
-  [[nodiscard]] bool FitsOwnLength(const isf::sDirectoryEntry& entry) {
+  // Whether the bytes behind the last record can be the beginning of one, or of a block, that was
+  // being written when the recorder died: no entry leads to it yet.
+  [[nodiscard]] bool MayEndUnfinished(std::uint32_t place,
+                                      const isf::sDirectoryEntry& entry) const {
+    constexpr std::uint64_t kLongestRecord = isf::kLongestRecordHead + isf::kLongestPacket;
+    const bool isBlockFull = place + 1 == isf::kItemsPerBlock;
+    return !block.endsAtLimit && !block.items && place + 1 == judged.entries &&
+           block.limit - EndOf(entry) <= (isBlockFull ? isf::kBlockSize : kLongestRecord);
+  }
+
+  // Whether a packet that tells its own length agrees with its entry. If it may tell a wrong one,
+  // it is believed only where the bytes end with it.
+  [[nodiscard]] bool FitsOwnLength(const isf::sDirectoryEntry& entry, bool mayTellWrong) {
     const std::uint64_t packet = BeginOf(entry) + entry.HeadSize();
     const auto bytes = looks.Read(packet, static_cast<std::size_t>(std::min<std::uint64_t>(
                                               block.limit - packet, isf::kLongestPacket)));
-    return !bytes || OwnLength(*bytes).value_or(entry.length) == entry.length;
+    const std::size_t length = bytes ? OwnLength(*bytes).value_or(entry.length) : entry.length;
+    return length == entry.length || (mayTellWrong && packet + length != block.limit);
   }
 
   // Where the record behind that of an entry begins, as far as it is known.

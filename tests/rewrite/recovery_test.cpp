@@ -112,6 +112,30 @@ TEST_F(RecoveryTest, ARecordBegunWhenTheRecorderDiedIsNoLoss) {
   EXPECT_EQ(outcome.report.unfinishedBytes, 8U);
 }
 
+// The directory entry of what was recorded whole is believed, not the modem, whatever follows.
+TEST_F(RecoveryTest, ALengthThatAPacketTellsWrongTakesNothingOfWhatFollows) {
+  std::vector<sBuiltItem> recorded(items.begin(), items.begin() + 20);
+  ByteVector wrong = LogPacket(0xB0C0, kNoon, {1, 2, 3, 4});
+  wrong[2] += 4;
+  wrong[4] += 4;
+  recorded.push_back({5, items[20].time, wrong, std::nullopt});
+  cCaptureBuilder builder = BuildItems(recorded);
+  const ByteVector whole = builder.Unclosed();
+  for (std::size_t unfinished = 0; unfinished <= 30; ++unfinished) {
+    ByteVector file = whole;
+    file.insert(file.end(), unfinished, std::uint8_t{0x17});
+    const sOutcome outcome = Recover(file);
+    // Bytes that end where the packet says that it ends are taken for its own.
+    ASSERT_GE(outcome.items.size(), 21U) << unfinished;
+    if (unfinished == 4) {
+      EXPECT_EQ(outcome.items[20].packet.size(), wrong.size() + 4);
+    } else {
+      EXPECT_TRUE(AreItems(outcome.items, recorded, 0, 21)) << unfinished;
+      EXPECT_EQ(outcome.report.unfinishedBytes, unfinished);
+    }
+  }
+}
+
 TEST_F(RecoveryTest, AWholeRecordWithoutItsEntryIsKept) {
   ByteVector file = BuildItems({items.begin(), items.begin() + 7}).Unclosed();
   Fill(file, 4 + 6 * 7, 4 + 7 * 7, 0);  // a log packet's, the last one
