@@ -1,7 +1,7 @@
 // The work whose instructions scripts/instruction_counts.py counts: counted_work NAME FILE
 //
-// What is counted is the function of that name and what it calls. Its input is the same in every run;
-// the store writes to the file.
+// What is counted is the function of that name and what it calls. Its input is the same in every
+// run; the store writes to the file.
 
 #include <cstdint>
 #include <cstdio>

@@ -5,6 +5,7 @@ the first byte until the last packet is in the file, beside a program that reads
 chunks and makes three positioned writes a packet, and beside one that only reads."""
 
 import itertools
+import os
 import pathlib
 import shutil
 import sys
@@ -20,7 +21,7 @@ from support import com_ports, isf, wine  # noqa: E402
 
 PROGRAMS = ROOT / "build" / "mingw" / "bin"
 PACKETS = {60: 60_000, 300: 40_000, 1500: 15_000}
-ROUNDS = 3
+ROUNDS = 5
 LOG_ITEM = 5
 
 
@@ -72,9 +73,12 @@ class Run:
         self.line = self.port.relink()
         self.output = folder / "capture.isf"
 
-    def send(self):
-        self.begin = time.monotonic()
+    def record(self, host, wait):
+        """Sends the stream, and waits until it has arrived. -> seconds, and those of the processors"""
+        begin, processor = time.monotonic(), processor_time(host.pid)
         self.line.send(self.stream)
+        wait()
+        return time.monotonic() - begin, processor_time(host.pid) - processor
 
     def ends_with_last(self):
         size = self.output.stat().st_size
@@ -83,7 +87,7 @@ class Run:
             return file.read() == self.last
 
     def library(self):
-        """-> seconds until the last packet is in the file"""
+        """-> what it took until the last packet was in the file"""
         host = wine.HostProcess(
             self.prefix, PROGRAMS / "capture_host.exe", wine.windows_path(PROGRAMS / "corvane.dll")
         )
@@ -93,33 +97,35 @@ class Run:
         names = wine.windows_path(config), wine.windows_path(self.output)
         host.ask("start", "COM7", *names, answer="start true")
         host.wait_for("Port COM7 connected")
-        self.send()
-        wine.wait_until(self.ends_with_last, "the last packet")
-        seconds = time.monotonic() - self.begin
+        taken = self.record(host, lambda: wine.wait_until(self.ends_with_last, "the last packet"))
         host.send("stop")
         host.wait_for("Port COM7 disconnected")
         self.line.hang_up()
         host.wait_for("stopped")
         host.finish()
-        return seconds
+        return taken
 
     def reader(self, *arguments):
-        """-> seconds until the program has read, and written, everything"""
+        """-> what it took until the program had read, and written, everything"""
         mode, *output = arguments
         host = wine.HostProcess(
             self.prefix, PROGRAMS / "port_reader.exe", r"\\.\COM7", mode, str(len(self.stream)), *output
         )
-        self.send()
-        host.wait_for("done")
-        seconds = time.monotonic() - self.begin
+        taken = self.record(host, lambda: host.wait_for("done"))
         host.finish()
-        return seconds
+        return taken
 
     def writer(self):
         return self.reader("write", wine.windows_path(self.output))
 
     def only_read(self):
         return self.reader("read")
+
+
+def processor_time(pid):
+    """-> seconds that a process has taken of the processors"""
+    fields = pathlib.Path(f"/proc/{pid}/stat").read_text("ascii").rpartition(")")[2].split()
+    return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
 
 
 def is_complete(path, sent):
@@ -134,26 +140,29 @@ def measure(size, prefix, ports, folder):
     for _ in range(ROUNDS):
         for way in (Run.library, Run.writer, Run.only_read):
             run = Run(prefix, ports, folder, stream, sent[-1])
-            seconds = way(run)
+            taken = way(run)
             if way is Run.library and not is_complete(run.output, sent):
                 lost += 1
-            best[way] = min(seconds, best.get(way, seconds))
+            best[way] = [min(pair) for pair in zip(taken, best.get(way, taken))]
             run.output.unlink(missing_ok=True)
             ports.remove_all()
     if lost:
         raise SystemExit(f"packets of {size} bytes: {lost} captures are not what was sent")
-    rate = PACKETS[size] / best[Run.library]
+    (library, libraries), (writer, writers), (reader, _) = (
+        best[way] for way in (Run.library, Run.writer, Run.only_read)
+    )
+    rate = PACKETS[size] / library
     row(
         f"port to file under Wine, {size} bytes",
         "reading the port and three WriteFile a packet, their time",
-        best[Run.library] / best[Run.writer],
+        library / writer,
         "at most 1.4",
-        f"{rate:,.0f} packets/s, nothing lost",
+        f"{rate:,.0f} packets/s, nothing lost; {libraries / writers:.2f} of its processor time",
     )
     row(
         f"port to file under Wine, {size} bytes",
         "only reading the port, its rate",
-        best[Run.only_read] / best[Run.library],
+        reader / library,
     )
 
 

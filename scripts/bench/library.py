@@ -2,6 +2,7 @@
 
 import json
 import subprocess
+import tempfile
 
 REPETITIONS = 9
 
@@ -66,7 +67,16 @@ def reassembly():
     row("OTA, a block of two segments", "copying its bits 64 at a time", ratio, "at most 3")
 
 
+def allocations():
+    with tempfile.TemporaryDirectory(prefix="corvane-bench-") as folder:
+        program = ["build/bench/bin/allocations", f"{folder}/capture.isf"]
+        counted = float(subprocess.run(program, stdout=subprocess.PIPE, check=True).stdout)
+    note = "an object and its bytes, for the rest of what was read and for the packet"
+    row("allocations per received packet", "counted", counted, "", note)
+
+
 if __name__ == "__main__":
     framing()
     store()
     reassembly()
+    allocations()

@@ -4,9 +4,9 @@
 //   port_reader DEVICE read BYTES           reads so many bytes
 //   port_reader DEVICE write BYTES OUTPUT   the same, and writes the packets
 //
-// Says "ready" once the port is open, and "done" at the end. A packet ends in front of the CRC and
-// the flag; no byte of it may need an escape. The places of the writes are those of a capture file,
-// whose first block begins at 0.
+// Says "ready" once the port is open, and "done" at the end; then it waits for the end of its
+// input. A packet ends in front of the CRC and the flag; no byte of it may need an escape. The
+// places of the writes are those of a capture file, whose first block begins at 0.
 #include <windows.h>
 
 #include <array>
@@ -153,5 +153,7 @@ int main(int argc, char** argv) {
     return 4;
   }
   Say("done");
+  while (!corvane::test::NextCommand().empty()) {
+  }
   return 0;
 }

@@ -1,0 +1,44 @@
+"""Measures how the cost of an item grows with the items that a file has, and the memory that it takes."""
+
+import os
+import subprocess
+import tempfile
+
+from library import row
+
+MAKER = "build/bench/bin/large_capture"
+ITEMS = (10_000, 100_000, 1_000_000, 10_000_000)
+
+
+def make(items):
+    """-> seconds of the processor an item, and the most memory in bytes"""
+    with tempfile.TemporaryDirectory(prefix="corvane-growth-") as folder:
+        process = subprocess.Popen([MAKER, f"{folder}/capture.isf", str(items)])
+        _, status, usage = os.wait4(process.pid, 0)
+        if status != 0:
+            raise SystemExit(f"{MAKER}: status {status}")
+    return (usage.ru_utime + usage.ru_stime) / items, usage.ru_maxrss * 1024
+
+
+def best(items):
+    """Of as many runs as make a million items, but 3 to 30."""
+    runs = [make(items) for _ in range(min(30, max(3, 1_000_000 // items)))]
+    return min(cost for cost, _ in runs), max(memory for _, memory in runs)
+
+
+def main():
+    costs = {items: best(items) for items in ITEMS}
+    least = costs[ITEMS[0]][0]
+    for items in ITEMS[1:]:
+        cost, memory = costs[items]
+        row(
+            f"items stored a second, {items:,} items in one file",
+            f"with {ITEMS[0]:,} items",
+            least / cost,
+            "at least 0.9",
+            f"{memory / 1e6:.0f} MB of memory",
+        )
+
+
+if __name__ == "__main__":
+    main()
