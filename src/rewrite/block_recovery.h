@@ -24,6 +24,8 @@ struct sBlockToRecover {
   std::optional<std::uint32_t> items;
   // Its items keep their types, also one that does not fit its packet.
   bool keepsTypes = false;
+  // File positions where records begin that may not be whole, although their packets look so.
+  std::vector<std::uint64_t> spliced;
 
   [[nodiscard]] std::uint64_t RecordsBegin() const { return offset + isf::kBlockSize; }
 };

@@ -11,6 +11,7 @@
 #include "reader/directory.h"
 #include "rewrite/base_time_choice.h"
 #include "rewrite/block_search.h"
+#include "rewrite/displaced_entries.h"
 #include "rewrite/loss_text.h"
 #include "rewrite/record_proof.h"
 
@@ -65,10 +66,16 @@ cPartRecovery::cPartRecovery(cByteSource& source, const sPartPlace& place,
       origin(place.origin),
       size(place.end - place.origin),
       isWhole(place.firstBlock == isf::kHeaderSize),
+      isFollowed(place.isFollowed),
       chain(part, place.firstBlock),
       take(taker),
       report(result) {
   chain.Advance();
+  if (!chain.Blocks().empty()) {
+    std::array<std::uint8_t, isf::kBlockTailSize> tail{};
+    const std::uint64_t offset = chain.Blocks().back().offset + isf::kDirectorySize;
+    lastLink = part.ReadAt(offset, tail) == tail.size() ? isf::LoadBlockTail(tail).nextBlock : 0;
+  }
   FindOwnIndex();
 }
 
@@ -81,6 +88,66 @@ bool cPartRecovery::Recover() {
   }
   LoseBlockBehind();
   return true;
+}
+
+std::optional<std::uint64_t> cPartRecovery::FindNextPart() {
+  const auto& blocks = chain.Blocks();
+  for (std::size_t number = 1; number < blocks.size(); ++number) {
+    if (ProvesBlock(part, size, blocks[number].offset)) {
+      continue;
+    }
+    const auto found = FindBlock(part, size, ProvenEnd(number - 1));
+    if (found && !IsBlockOfChain(*found)) {
+      return origin + *found;
+    }
+    // Only its head was overwritten, and those of the blocks before the one that was found.
+    while (number + 1 < blocks.size() && (!found || blocks[number + 1].offset < *found)) {
+      ++number;
+    }
+  }
+  if (blocks.empty() || (index && *index->Offset() == chain.End())) {
+    return std::nullopt;
+  }
+  const auto found = FindBlock(part, size, ProvenEnd(blocks.size() - 1));
+  return found ? std::optional(origin + *found) : std::nullopt;
+}
+
+bool cPartRecovery::IsBlockOfChain(std::uint64_t offset) const {
+  return std::any_of(chain.Blocks().begin(), chain.Blocks().end(),
+                     [offset](const sCaptureBlock& block) { return block.offset == offset; });
+}
+
+// Behind the last record of a block whose packet tells its own length; where bytes were removed,
+// the records behind it lie before the place to which the directory leads.
+std::uint64_t cPartRecovery::ProvenEnd(std::size_t number) {
+  const sCaptureBlock& block = chain.Blocks()[number];
+  const std::uint64_t begin = block.offset + isf::kBlockSize;
+  std::vector<std::uint8_t> bytes(isf::kDirectorySize);
+  if (part.ReadAt(block.offset, bytes) != bytes.size()) {
+    return begin;
+  }
+  std::vector<std::uint8_t> record;
+  for (std::uint32_t place = isf::kItemsPerBlock; place-- > 0;) {
+    const isf::sDirectoryEntry entry =
+        EntryAt(std::span<const std::uint8_t, isf::kDirectorySize>(bytes), place);
+    record.resize(FindBrokenRule(entry).problem == nullptr ? entry.RecordSize() : 0);
+    if (record.empty() || part.ReadAt(begin + entry.position, record) != record.size()) {
+      continue;
+    }
+    const auto packet = std::span<const std::uint8_t>(record).last(entry.length);
+    if (IsTypeFor(entry.Type(), packet) && OwnLength(packet) == packet.size()) {
+      return begin + entry.position + entry.RecordSize();
+    }
+  }
+  return begin;
+}
+
+// Whether the block that stands at the end of the part is the one that the last block names, which
+// then is somewhere else than it was.
+bool cPartRecovery::IsNextDisplaced() const {
+  const sCaptureBlock& last = chain.Blocks().back();
+  return isFollowed && last.entries == isf::kItemsPerBlock && lastLink != 0 &&
+         lastLink + isf::kBlockSize > size;
 }
 
 // The block index that the part ends in, if it has the last block.
@@ -145,7 +212,7 @@ bool cPartRecovery::RecoverOne(std::size_t number) {
     return true;
   }
   wanted.baseTime = *baseTime;
-  const sRecoveredBlock found = RecoverBlock(part, wanted, directory);
+  const sRecoveredBlock found = RecoverRecords(wanted, directory);
   report.proven += found.proven;
   report.unfit += found.unfit;
   recordsEnd = found.end;
@@ -157,6 +224,29 @@ bool cPartRecovery::RecoverOne(std::size_t number) {
   }
   LoseBehind(number, found.end);
   return goesOn;
+}
+
+sRecoveredBlock cPartRecovery::RecoverRecords(
+    const sBlockToRecover& wanted, std::span<const std::uint8_t, isf::kDirectorySize> directory) {
+  // Fewer packets of other types than their items' are no sign of bytes that were moved.
+  constexpr std::uint32_t kManyUnfit = 3;
+  sRecoveredBlock found = RecoverBlock(part, wanted, directory);
+  if (wanted.keepsTypes || (found.unfit < kManyUnfit && found.losses.empty())) {
+    return found;
+  }
+  const auto mended = MendDisplacedEntries(part, wanted, directory);
+  if (!mended) {
+    return found;
+  }
+  if (mended->moved != 0) {
+    report.mended.Add({Count(mended->moved, "item") + " of the block" +
+                           (mended->moved == 1 ? " is" : " are") +
+                           " not where the directory leads: bytes were removed or put in",
+                       origin + wanted.offset});
+  }
+  sBlockToRecover again = wanted;
+  again.spliced = mended->spliced;
+  return RecoverBlock(part, again, mended->Bytes());
 }
 
 // What is known of the block's records and items.
@@ -180,6 +270,9 @@ void cPartRecovery::Surround(std::size_t number, sBlockToRecover& wanted) {
     if (items >= block.items) {
       wanted.items = items;
     }
+  } else if (IsNextDisplaced()) {
+    wanted.items = isf::kItemsPerBlock;
+    wanted.endsAtLimit = true;
   }
 }
 
@@ -291,12 +384,15 @@ void cPartRecovery::LoseBlockBehind() {
       recordsEnd > size) {
     return;
   }
+  if (IsNextDisplaced()) {
+    report.mended.Add({"the block at offset " + std::to_string(origin + size) +
+                           " is not where the one before leads, at offset " +
+                           std::to_string(origin + lastLink) + ": bytes were removed or put in",
+                       origin + size});
+    return;
+  }
   const std::uint64_t bytes = size - recordsEnd;
-  std::array<std::uint8_t, isf::kBlockTailSize> tail{};
-  const std::uint64_t tailOffset = chain.Blocks().back().offset + isf::kDirectorySize;
-  const std::uint64_t link =
-      part.ReadAt(tailOffset, tail) == tail.size() ? isf::LoadBlockTail(tail).nextBlock : 0;
-  if (link == 0) {
+  if (lastLink == 0) {
     if (IsBlockBegun(part, recordsEnd, size)) {
       report.unfinishedBytes += bytes;
     } else {
@@ -305,8 +401,7 @@ void cPartRecovery::LoseBlockBehind() {
     return;
   }
   // A link to elsewhere is wrong itself.
-  const bool isLinkGood = link >= recordsEnd;
-  const std::uint64_t offset = isLinkGood ? link : recordsEnd;
+  const std::uint64_t offset = std::max(lastLink, recordsEnd);
   const std::uint32_t seen = UsedEntriesAt(part, offset, size);
   report.losses.Add(
       {"the block at offset " + std::to_string(origin + offset) +

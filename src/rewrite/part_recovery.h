@@ -20,6 +20,7 @@ struct sPartPlace {
   std::uint64_t firstBlock = 0;  // its first block, counted from there
   std::uint64_t end = 0;         // file position behind it
   std::uint64_t fileEnd = 0;
+  bool isFollowed = false;  // a block of the same capture stands at the end
 };
 
 // The items of one capture, or of what of it lies between two places where its chain breaks.
@@ -33,12 +34,15 @@ class cPartRecovery {
   // Hands over its items. False when the taker had enough.
   [[nodiscard]] bool Recover();
 
-  // File position behind what the chain leads to.
-  [[nodiscard]] std::uint64_t End() const { return origin + chain.End(); }
-  // Nothing can stand behind the chain but what closes the file.
-  [[nodiscard]] bool IsClosed() const { return index && *index->Offset() == chain.End(); }
+  // The file position of the block with which another part begins: one that proves itself, while a
+  // block of the chain does not, or one behind the chain. Nothing when there is none, or the chain
+  // ends where the file is closed.
+  [[nodiscard]] std::optional<std::uint64_t> FindNextPart();
 
  private:
+  [[nodiscard]] std::uint64_t ProvenEnd(std::size_t number);
+  [[nodiscard]] bool IsBlockOfChain(std::uint64_t offset) const;
+  [[nodiscard]] bool IsNextDisplaced() const;
   void FindOwnIndex();
   [[nodiscard]] bool IsOfLastBlock(cBlockIndex& found);
   [[nodiscard]] std::optional<std::uint64_t> IndexedTime(const sCaptureBlock& block);
@@ -52,6 +56,8 @@ class cPartRecovery {
   [[nodiscard]] bool HandOver(const sRecoveredBlock& found, std::uint64_t baseTime);
   [[nodiscard]] bool IsUnfinished(std::size_t number, const sBlockToRecover& wanted,
                                   const sLostItems& lost);
+  [[nodiscard]] sRecoveredBlock RecoverRecords(
+      const sBlockToRecover& wanted, std::span<const std::uint8_t, isf::kDirectorySize> directory);
   void LoseBehind(std::size_t number, std::uint64_t end);
   void LoseBlockBehind();
   void LoseBlock(const sCaptureBlock& block, const sBlockToRecover& wanted);
@@ -62,8 +68,10 @@ class cPartRecovery {
   const std::uint64_t origin;
   const std::uint64_t size;
   const bool isWhole;  // the numbers of its items are known
+  const bool isFollowed;
   cBlockChain chain;
   std::optional<cBlockIndex> index;
+  std::uint64_t lastLink = 0;    // where its last block says that the next one is
   std::uint64_t recordsEnd = 0;  // behind the last record that was found
   const RecoveredItemTaker& take;
   sRecoveryReport& report;

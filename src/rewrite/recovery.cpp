@@ -40,7 +40,9 @@ class cRecovery {
       if (first) {
         end = origin != thisOrigin ? origin : *first;
       }
-      cPartRecovery part(source, {thisOrigin, here - thisOrigin, end, size}, take, report);
+      cPartRecovery part(source,
+                         {thisOrigin, here - thisOrigin, end, size, first && origin == thisOrigin},
+                         take, report);
       if (!part.Recover()) {
         break;
       }
@@ -84,11 +86,8 @@ class cRecovery {
   // in another capture.
   [[nodiscard]] std::optional<std::uint64_t> FindNext(std::uint64_t first, std::uint64_t& origin) {
     sRecoveryReport ignored;
-    const cPartRecovery part(source, {origin, first - origin, size, size}, take, ignored);
-    if (part.IsClosed()) {
-      return std::nullopt;
-    }
-    const auto found = FindBlock(source, size, std::max(part.End(), first + 1));
+    cPartRecovery part(source, {origin, first - origin, size, size}, take, ignored);
+    const auto found = part.FindNextPart();
     if (found) {
       EnterCapture(*found, origin);
     }

@@ -1,0 +1,363 @@
+#include "rewrite/displaced_entries.h"
+
+#include <algorithm>
+#include <bitset>
+#include <cstdlib>
+#include <utility>
+
+#include "capture/isf/item_types.h"
+#include "diag/packets.h"
+#include "reader/directory.h"
+#include "rewrite/record_proof.h"
+
+namespace corvane {
+namespace {
+
+using DirectoryBytes = std::span<const std::uint8_t, isf::kDirectorySize>;
+
+// So many packets that tell their own lengths, all at one distance, are no accident.
+constexpr std::size_t kProof = 3;
+// Where there are more of them, so many are held to it: captures repeat themselves.
+constexpr std::size_t kLongProof = 8;
+// How far records are looked for, in bytes, and how often in one block.
+constexpr std::int64_t kReach = std::int64_t{1} << 20;
+constexpr int kMostSearches = 48;
+// So few records may be lost where bytes were removed or put in.
+constexpr std::uint32_t kFewRecords = 16;
+
+// It is used, and no word of it speaks for any record.
+constexpr isf::sDirectoryEntry kNoEntry{isf::kItemTypes - 1, 0xFFFF'FFFF, 0};
+
+enum class eFit { Fits, Differs, CannotTell };
+
+// Whether a record's packet is one of its entry: of its type, and as long by its own account.
+[[nodiscard]] eFit FitOf(const isf::sDirectoryEntry& entry, std::span<const std::uint8_t> packet) {
+  switch (entry.Type()) {
+    case isf::kPacketItem:
+    case isf::kRequestItem:
+    case isf::kSubsystemItem:
+    case isf::kSubsystemRequestItem:
+    case isf::kShortLogItem:
+      return eFit::CannotTell;
+    default:
+      break;
+  }
+  if (!IsTypeFor(entry.Type(), packet)) {
+    return eFit::Differs;
+  }
+  const auto length = OwnLength(packet);
+  if (!length) {
+    const bool isLog = packet[0] == command::kLog;  // which always tells it
+    return isLog ? eFit::Differs : eFit::CannotTell;
+  }
+  return *length == entry.length ? eFit::Fits : eFit::Differs;
+}
+
+class cDisplacement {
+ public:
+  cDisplacement(cByteSource& source, const sBlockToRecover& toRecover, DirectoryBytes bytes)
+      : block(toRecover),
+        directory(bytes),
+        file(source),
+        window(source),
+        looks(source),
+        recordsEnd(static_cast<std::int64_t>(toRecover.RecordsBegin())),
+        recordsLimit(static_cast<std::int64_t>(toRecover.limit)) {
+    result.bytes.assign(bytes.begin(), bytes.end());
+    for (std::uint32_t place = 0; place < isf::kItemsPerBlock; ++place) {
+      if (FindBrokenRule(Entry(place)).problem == nullptr) {
+        used = place + 1;
+      }
+    }
+  }
+
+  [[nodiscard]] std::optional<sMendedDirectory> Mend() {
+    std::uint32_t place = 0;
+    while (place < used) {
+      place = LookAt(place);
+    }
+    MoveUpTo(used);
+    const bool isChanged = result.moved != 0 || result.dropped != 0;
+    return isChanged ? std::optional(std::move(result)) : std::nullopt;
+  }
+
+ private:
+  // Entries whose packets are not where they should be.
+  struct sRun {
+    std::vector<std::uint32_t> places;
+    std::uint32_t next = 0;  // the place behind them, of one that fits again
+  };
+
+  [[nodiscard]] isf::sDirectoryEntry Entry(std::uint32_t place) const {
+    return EntryAt(directory, place);
+  }
+  // Where the record of an entry begins at a distance from where the directory has it.
+  [[nodiscard]] std::int64_t BeginOf(std::uint32_t place, std::int64_t distance) const {
+    return static_cast<std::int64_t>(block.RecordsBegin() + Entry(place).position) + distance;
+  }
+
+  [[nodiscard]] eFit FitAt(cByteWindow& bytes, std::uint32_t place, std::int64_t distance) {
+    const isf::sDirectoryEntry entry = Entry(place);
+    if (FindBrokenRule(entry).problem != nullptr) {
+      return eFit::CannotTell;
+    }
+    const std::int64_t begin = BeginOf(place, distance);
+    if (begin < recordsEnd || begin + std::int64_t{entry.RecordSize()} > recordsLimit) {
+      return eFit::Differs;
+    }
+    const auto record = bytes.Read(static_cast<std::uint64_t>(begin), entry.RecordSize());
+    return record ? FitOf(entry, record->last(entry.length)) : eFit::Differs;
+  }
+
+  [[nodiscard]] bool AllFit(std::span<const std::uint32_t> places, std::int64_t distance) {
+    return std::all_of(places.begin(), places.end(), [&](std::uint32_t place) {
+      return FitAt(looks, place, distance) == eFit::Fits;
+    });
+  }
+
+  // Returns the place to look at next.
+  [[nodiscard]] std::uint32_t LookAt(std::uint32_t place) {
+    const eFit fit = FitAt(window, place, displacement);
+    if (fit == eFit::Fits) {
+      MoveUpTo(place + 1);
+      recordsEnd = BeginOf(place, displacement) + std::int64_t{Entry(place).RecordSize()};
+      return place + 1;
+    }
+    if (fit == eFit::CannotTell) {
+      return place + 1;
+    }
+    const sRun run = RunFrom(place);
+    recordsLimit =
+        run.next < used ? BeginOf(run.next, displacement) : static_cast<std::int64_t>(block.limit);
+    const auto found = FindDistance(run);
+    recordsLimit = static_cast<std::int64_t>(block.limit);
+    if (found) {
+      return GoOnAt(*found);
+    }
+    if (run.places.size() >= kProof && !IsInOrder(run)) {
+      for (const std::uint32_t lost : run.places) {
+        Drop(lost);
+      }
+    }
+    return run.next;
+  }
+
+  // The run ends where the records are in their places again: one alone may only look so.
+  [[nodiscard]] sRun RunFrom(std::uint32_t place) {
+    sRun run{{}, place};
+    std::size_t fitting = 0;
+    for (; place < used && fitting < kLongProof; ++place) {
+      const eFit fit = FitAt(window, place, displacement);
+      if (fit == eFit::Differs) {
+        run.places.push_back(place);
+        fitting = 0;
+      } else if (fit == eFit::Fits && fitting++ == 0) {
+        run.next = place;
+      }
+    }
+    run.next = fitting == 0 ? used : run.next;
+    return run;
+  }
+
+  struct sFoundDistance {
+    std::int64_t distance = 0;
+    std::uint32_t place = 0;  // of an entry that fits there
+  };
+
+  [[nodiscard]] std::optional<sFoundDistance> FindDistance(const sRun& run) {
+    const std::span<const std::uint32_t> places = run.places;
+    std::optional<sFoundDistance> best;
+    // The last records lie before what follows the block, however few they are.
+    if (block.endsAtLimit && run.next == used) {
+      const std::int64_t atEnd =
+          static_cast<std::int64_t>(block.limit) -
+          (BeginOf(used - 1, 0) + std::int64_t{Entry(used - 1).RecordSize()});
+      const auto last = places.last(std::min(places.size(), kLongProof));
+      if (atEnd != displacement && AllFit(last, atEnd)) {
+        best = sFoundDistance{atEnd, FirstAt({atEnd, last.front()})};
+        if (best->place - settled <= kFewRecords) {
+          return best;
+        }
+      }
+    }
+    // Captures repeat themselves: the nearest is the best.
+    const auto distanceOf = [this](const sFoundDistance& found) {
+      return std::abs(found.distance - displacement);
+    };
+    std::optional<sFoundDistance> nearest;
+    for (std::size_t first = 0; first + kProof <= places.size();
+         first = first == 0 ? 1 : 2 * first) {
+      const auto some = places.subspan(first, std::min(places.size() - first, kLongProof));
+      if (best && some.front() >= best->place) {
+        break;
+      }
+      if (nearest && first > kFewRecords) {
+        break;
+      }
+      const auto distance = Search(some);
+      const auto found =
+          distance ? std::optional(sFoundDistance{*distance, some.front()}) : std::nullopt;
+      if (found && (!nearest || distanceOf(*found) < distanceOf(*nearest))) {
+        nearest = found;
+      }
+    }
+    return nearest ? nearest : best;
+  }
+
+  // The distance next to the present one at which the records of some entries are.
+  [[nodiscard]] std::optional<std::int64_t> Search(std::span<const std::uint32_t> places) {
+    if (++searches > kMostSearches) {
+      return std::nullopt;
+    }
+    const isf::sDirectoryEntry entry = Entry(places.front());
+    const std::int64_t expected = BeginOf(places.front(), displacement);
+    const std::int64_t from = std::max(expected - kReach, recordsEnd);
+    const std::int64_t to =
+        std::min(expected + kReach + std::int64_t{entry.RecordSize()}, recordsLimit);
+    if (from >= to) {
+      return std::nullopt;
+    }
+    around.resize(static_cast<std::size_t>(to - from));
+    around.resize(file.ReadAt(static_cast<std::uint64_t>(from), around));
+    const auto fits = [&](std::int64_t begin) {
+      const std::int64_t packet = begin - from + std::int64_t{entry.HeadSize()};
+      return begin >= from && packet + entry.length <= std::ssize(around) &&
+             FitOf(entry, std::span(around).subspan(static_cast<std::size_t>(packet),
+                                                    entry.length)) == eFit::Fits &&
+             AllFit(places, displacement + begin - expected);
+    };
+    for (std::int64_t step = 1; step <= kReach; ++step) {
+      for (const std::int64_t distance : {-step, step}) {
+        if (fits(expected + distance)) {
+          return displacement + distance;
+        }
+      }
+    }
+    return std::nullopt;
+  }
+
+  // The first entry that fits at a distance, with all behind it up to one that is known to.
+  [[nodiscard]] std::uint32_t FirstAt(const sFoundDistance& found) {
+    std::uint32_t first = found.place;
+    for (std::uint32_t place = found.place; place-- > settled;) {
+      const eFit fit = FitAt(looks, place, found.distance);
+      if (fit == eFit::Differs) {
+        break;
+      }
+      first = fit == eFit::Fits ? place : first;
+    }
+    return first;
+  }
+
+  // Goes on at a distance, from the first entry on that fits there.
+  [[nodiscard]] std::uint32_t GoOnAt(const sFoundDistance& found) {
+    // Bytes may have been removed from the last record that fits.
+    recordsEnd = settled == 0 ? recordsEnd : BeginOf(settled - 1, displacement) + 1;
+    const std::uint32_t first = FirstAt(found);
+    for (std::uint32_t place = settled; place < first; ++place) {
+      Drop(place);
+    }
+    recordsEnd = BeginOf(first, found.distance);
+    if (settled != 0 && IsSpliced(first, found.distance)) {
+      result.spliced.push_back(static_cast<std::uint64_t>(BeginOf(settled - 1, displacement)));
+      Drop(settled - 1);
+    }
+    settled = first;
+    displacement = found.distance;
+    // The change may be in its head, which then has another's time.
+    result.spliced.push_back(static_cast<std::uint64_t>(BeginOf(first, displacement)));
+    Drop(first);
+    return first;
+  }
+
+  [[nodiscard]] std::optional<std::uint64_t> TimeAt(std::uint32_t place) {
+    const isf::sDirectoryEntry entry = Entry(place);
+    const std::int64_t begin = BeginOf(place, displacement);
+    const auto bytes = looks.Read(static_cast<std::uint64_t>(begin), entry.HeadSize());
+    if (!bytes) {
+      return std::nullopt;
+    }
+    const isf::sRecordHead head = isf::LoadRecordHead(entry, block.baseTime, *bytes);
+    const bool isGood = FindBrokenRule(entry, head, place, block.baseTime).problem == nullptr;
+    return isGood ? std::optional(head.time) : std::nullopt;
+  }
+
+  // Whether the record before the dropped ones may have the end of another, or of what was put in.
+  // Removed bytes mostly begin inside a record, whose head still fits. Bytes were put into one
+  // record alone: into that one, unless another one is broken.
+  [[nodiscard]] bool IsSpliced(std::uint32_t first, std::int64_t distance) {
+    if (distance < displacement) {
+      return true;
+    }
+    for (std::uint32_t place = settled; place < first; ++place) {
+      if (FitAt(looks, place, displacement) == eFit::Differs) {
+        return false;
+      }
+    }
+    return true;
+  }
+
+  // Moves the entries up to one that fits to where their records are.
+  void MoveUpTo(std::uint32_t end) {
+    for (; settled < end; ++settled) {
+      isf::sDirectoryEntry entry = Entry(settled);
+      if (displacement == 0 || dropped.test(settled) || FindBrokenRule(entry).problem != nullptr) {
+        continue;
+      }
+      entry.position = static_cast<std::uint32_t>(entry.position + displacement);
+      Store(settled, entry);
+      ++result.moved;
+    }
+  }
+
+  void Drop(std::uint32_t place) {
+    Store(place, kNoEntry);
+    dropped.set(place);
+    ++result.dropped;
+  }
+
+  void Store(std::uint32_t place, const isf::sDirectoryEntry& entry) {
+    const auto bytes = isf::StoreDirectoryEntry(entry);
+    std::copy(bytes.begin(), bytes.end(),
+              result.bytes.begin() + std::ptrdiff_t{place} * isf::kDirectoryEntrySize);
+  }
+
+  // Whether the times of records that hold other packets than they should are in order: only the
+  // packets are odd then.
+  [[nodiscard]] bool IsInOrder(const sRun& run) {
+    std::uint64_t time = block.baseTime;
+    for (const std::uint32_t place : run.places) {
+      const auto own = TimeAt(place);
+      if (own.value_or(0) < time) {
+        return false;
+      }
+      time = *own;
+    }
+    return true;
+  }
+
+  const sBlockToRecover& block;
+  DirectoryBytes directory;
+  cByteSource& file;
+  cByteWindow window;  // for what is read in order
+  cByteWindow looks;   // for looks here and there
+  std::vector<std::uint8_t> around;
+  std::bitset<isf::kItemsPerBlock> dropped;
+  std::uint32_t used = 0;         // behind the last entry that can be one
+  std::uint32_t settled = 0;      // behind the last entry that is where it should be, or was moved
+  std::int64_t displacement = 0;  // of the records from there on
+  std::int64_t recordsEnd;        // file position behind the last one that fits
+  std::int64_t recordsLimit;      // file position before which records are looked for
+  int searches = 0;
+  sMendedDirectory result;
+};
+
+}  // namespace
+
+std::optional<sMendedDirectory> MendDisplacedEntries(cByteSource& source,
+                                                     const sBlockToRecover& block,
+                                                     DirectoryBytes directory) {
+  return cDisplacement(source, block, directory).Mend();
+}
+
+}  // namespace corvane

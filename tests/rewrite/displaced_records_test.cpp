@@ -1,0 +1,163 @@
+// Recovery from captures from which bytes were removed, or into which some were put.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+
+#include "rewrite/real_capture.h"
+#include "rewrite/recovery.h"
+
+namespace corvane {
+namespace {
+
+struct sOutcome {
+  std::vector<sBuiltItem> items;
+  sRecoveryReport report;
+};
+
+[[nodiscard]] sOutcome Recover(ByteVector bytes) {
+  sOutcome outcome;
+  cMemorySource source(std::make_shared<const ByteVector>(std::move(bytes)));
+  outcome.report = RecoverCapture(source, [&outcome](const sRecoveredItem& item) {
+    outcome.items.push_back({item.head.type,
+                             item.head.time,
+                             {item.packet.begin(), item.packet.end()},
+                             item.head.extra});
+    return true;
+  });
+  return outcome;
+}
+
+[[nodiscard]] bool AreSame(const sBuiltItem& one, const sBuiltItem& other) {
+  return one.type == other.type && one.time == other.time && one.packet == other.packet &&
+         one.extra == other.extra;
+}
+
+// How many of `all` are missing from `some`; what is in `some` and not in `all`, in its order, is
+// a failure.
+[[nodiscard]] std::size_t Missing(const std::vector<sBuiltItem>& some,
+                                  const std::vector<sBuiltItem>& all) {
+  auto next = some.begin();
+  std::size_t missing = 0;
+  for (const sBuiltItem& item : all) {
+    if (next != some.end() && AreSame(*next, item)) {
+      ++next;
+    } else {
+      ++missing;
+    }
+  }
+  if (next != some.end()) {
+    ADD_FAILURE() << "item " << next - some.begin() << " of type " << next->type << " at "
+                  << next->time - kNoon
+                  << " was not there: " << ::testing::PrintToString(next->packet);
+  }
+  return missing;
+}
+
+[[nodiscard]] std::vector<sBuiltItem> ManyLogs(std::uint32_t count) {
+  std::vector<sBuiltItem> items;
+  for (std::uint32_t number = 0; number < count; ++number) {
+    const std::uint64_t time = kNoon + number;
+    ByteVector payload(12, 0x50);
+    Put(payload, 0, number, 4);
+    items.push_back({5, time, LogPacket(0xB0C1, time, payload), {}});
+  }
+  return items;
+}
+
+class DisplacedRecordsTest : public ::testing::Test {
+ protected:
+  void Remove(std::size_t from, std::size_t count) {
+    const auto begin = file.begin() + static_cast<std::ptrdiff_t>(from);
+    file.erase(begin, begin + static_cast<std::ptrdiff_t>(count));
+  }
+  void Insert(std::size_t at, std::size_t count) {
+    ByteVector bytes(count);
+    std::generate(bytes.begin(), bytes.end(),
+                  [this] { return static_cast<std::uint8_t>(random() % 256); });
+    file.insert(file.begin() + static_cast<std::ptrdiff_t>(at), bytes.begin(), bytes.end());
+  }
+
+  // Not more than `most` items are missing, and that some are is told.
+  void ExpectMissing(const std::vector<sBuiltItem>& items, std::size_t least, std::size_t most) {
+    const sOutcome outcome = Recover(file);
+    const std::size_t missing = Missing(outcome.items, items);
+    EXPECT_GE(missing, least);
+    EXPECT_LE(missing, most);
+    EXPECT_TRUE(missing == 0 || outcome.report.losses.Count() != 0);
+    EXPECT_THAT(TextsOf(outcome.report.mended),
+                ::testing::Contains(::testing::HasSubstr("bytes were removed or put in")));
+  }
+
+  std::mt19937 random{20'002};
+  ByteVector file;
+};
+
+constexpr std::size_t kRecords = 57'364;
+
+TEST_F(DisplacedRecordsTest, BytesOfTheFirstBlockMoveItsRecordsAndTheNextBlock) {
+  for (const auto& items : {ManyLogs(3 * 8192), ManyRealItems(2 * 8192 + 300)}) {
+    for (const std::size_t count : {1U, 7U, 100U, 4096U}) {
+      SCOPED_TRACE(std::to_string(count) + " bytes");
+      file = BuildItems(items).Closed();
+      Remove(kRecords + 100'003, count);
+      ExpectMissing(items, 1, 10 + count / 10);
+      file = BuildItems(items).Closed();
+      Insert(kRecords + 100'003, count);
+      ExpectMissing(items, 1, 10);
+    }
+  }
+}
+
+TEST_F(DisplacedRecordsTest, TwoMovesInOneBlockAreFoundEach) {
+  const auto items = ManyRealItems(2 * 8192);
+  for (const std::size_t put : {37U, 100U, 500U}) {
+    SCOPED_TRACE(std::to_string(put) + " bytes put in");
+    file = BuildItems(items).Unclosed();
+    Insert(kRecords + 150'000, put);
+    Remove(kRecords + 50'000, 100);
+    ExpectMissing(items, 2, 25);
+  }
+}
+
+TEST_F(DisplacedRecordsTest, TheLastBlockIsMendedToo) {
+  const auto items = ManyRealItems(3000);
+  for (const bool isClosed : {true, false}) {
+    file = isClosed ? BuildItems(items).Closed() : BuildItems(items).Unclosed();
+    Remove(kRecords + 30'000, 61);
+    ExpectMissing(items, 1, 12);
+  }
+}
+
+TEST_F(DisplacedRecordsTest, WhatIsFoundNowhereIsLost) {
+  // More than is looked at is put in, and what was in its place is no record.
+  const auto items = ManyLogs(8192 + 5);
+  file = BuildItems(items).Unclosed();
+  Insert(kRecords + 100'003, 1'500'000);
+  const sOutcome outcome = Recover(file);
+  EXPECT_GT(outcome.report.losses.Count(), 0U);
+  std::size_t made = 0;
+  for (const sBuiltItem& item : outcome.items) {
+    made += item.time < kNoon + items.size() && AreSame(item, items[item.time - kNoon]) ? 0U : 1U;
+  }
+  // That into which they were put, whose head is whole.
+  EXPECT_LE(made, 1U);
+  EXPECT_GT(outcome.items.size(), 3000U);
+}
+
+TEST_F(DisplacedRecordsTest, OddPacketsInOrderAreKept) {
+  // A recorder that types otherwise: its items are not taken for overwritten ones.
+  auto items = ManyLogs(200);
+  for (std::size_t number = 100; number < 120; ++number) {
+    items[number].type = 6;
+    items[number].packet.front() = 0x1D;
+  }
+  file = BuildItems(items).Unclosed();
+  const sOutcome outcome = Recover(file);
+  EXPECT_EQ(Missing(outcome.items, items), 0U);
+  EXPECT_EQ(outcome.report.unfit, 20U);
+}
+
+}  // namespace
+}  // namespace corvane
