@@ -7,6 +7,7 @@
 // "stopped"; "child DEVICE CONFIG OUTPUT" runs the second form in a process of its own and answers
 // "exit <status, eight hexadecimal digits>"; "call MODULE FUNCTION TEXT" calls a function of a
 // module that the process has loaded, int FUNCTION(const char*), and answers "called <its result>";
+// "hold PATH" opens a file so that nobody else can, and answers "held"; "let go" closes it;
 // "unload" frees the library and answers "unloaded"; "die" answers "dying" and ends the process on
 // the spot; "quit". A field of "(null)" is a null pointer.
 #include <windows.h>
@@ -91,6 +92,7 @@ int main(int argc, char** argv) {
     return started ? 0 : 1;
   }
 
+  corvane::FileHandle held;
   Say("ready");
   for (auto command = corvane::test::NextCommand(); !command.empty();
        command = corvane::test::NextCommand()) {
@@ -108,6 +110,13 @@ int main(int argc, char** argv) {
           Find<TextFunction>(GetModuleHandleA(command[1].c_str()), command[2].c_str());
       Say(function == nullptr ? "not found"
                               : "called " + std::to_string(function(command[3].c_str())));
+    } else if (verb == "hold" && command.size() == 2) {
+      held = corvane::FileHandle(CreateFileA(command[1].c_str(), GENERIC_READ, 0, nullptr,
+                                             OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+      Say(held ? "held" : "not held: error " + std::to_string(GetLastError()));
+    } else if (verb == "let go") {
+      held.Reset();
+      Say("let go");
     } else if (verb == "unload") {
       library.Reset();
       Say("unloaded");
