@@ -177,8 +177,11 @@ class FilesInTurn(RunningCaptureTestCase):
             place = begin + len(logs)
         self.assertEqual(self.events(printed, "summary")[0]["file_count"], len(files))
         self.assertIn("and nothing was received for", errors)
-        # A change costs what comes within a few seconds, and that is told.
-        self.assertLess(max(lost), 200 * 10, lost)
+        # A change costs what comes while the modem is not heard, and that is told.
+        silences = [event["silence"] for event in self.events(printed, "resumed")]
+        self.assertEqual(len(silences), len(rotated), errors)
+        for count, silence in zip(lost[1:], silences):
+            self.assertLess(count, 200 * (silence + 1), (lost, silences))
 
     def test_only_the_newest_are_kept(self):
         self.simulate("--rate", "200")
