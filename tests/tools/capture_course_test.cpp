@@ -208,6 +208,7 @@ TEST_F(CaptureCourseTest, AFileThatCannotBeCompletedGivesOne) {
   };
   EXPECT_EQ(Run(), kExitFailed);
   EXPECT_THAT(errors, HasSubstr("drive.isf is not complete: "));
+  EXPECT_THAT(errors, HasSubstr("; corvane recover saves what it holds\n"));
   EXPECT_EQ(Summary()["files"][0]["complete"], false);
 }
 

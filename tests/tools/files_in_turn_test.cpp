@@ -208,6 +208,17 @@ TEST_F(FilesInTurnTest, ANextFileThatNeverStartsGivesOneAndKeepsTheOthers) {
   EXPECT_TRUE(IsComplete(library.outputs[0]));
 }
 
+TEST_F(FilesInTurnTest, ADiskThatFillsBetweenTwoFilesEndsTheCapture) {
+  request.rotateTime = seconds(4);
+  SendALogEachLook();
+  library.afterStop = [this] { host.freeSpace = request.stopBelow - 1; };
+  EXPECT_EQ(Run(), kExitGood);
+  EXPECT_EQ(StopReason(), "disk");
+  EXPECT_EQ(library.starts, 1);
+  EXPECT_THAT(errors, HasSubstr("and --stop-below is 200.0 MB: the capture ends"));
+  EXPECT_THAT(Files(), ElementsAre("capture.cfg", "drive_00001_2026-03-01_10-00-00.isf"));
+}
+
 TEST_F(FilesInTurnTest, CtrlCBetweenTwoFilesEndsTheCapture) {
   request.rotateTime = seconds(4);
   library.refuses = [this] { return library.starts > 1; };

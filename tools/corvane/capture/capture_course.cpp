@@ -57,7 +57,8 @@ sCaptureResult ReadResult(const std::string& path) {
                                : file->Damage()
                                    ? file->Damage()->Text()
                                    : std::string("it has no index and trailer; is the disk full?");
-    result.text = fmt::format("{} is not complete: {}", path, reason);
+    const char* const help = file == nullptr ? "" : "; corvane recover saves what it holds";
+    result.text = fmt::format("{} is not complete: {}{}", path, reason, help);
     return result;
   }
   result.isComplete = true;
@@ -103,9 +104,8 @@ int cCaptureCourse::Run() {
     const eNext next = ChangeFile();
     if (next != eNext::GoesOn) {
       parts.console.EndStatus();
-      parts.console.Report(StoppedEvent(
-          parts.host.Now(), next == eNext::Ends ? ReasonName(eWatchEnd::StopRequested) : "failed"));
-      return Finish(next == eNext::Ends);
+      parts.console.Report(StoppedEvent(parts.host.Now(), ReasonOf(next)));
+      return Finish(next != eNext::Failed);
     }
   }
 }
@@ -214,8 +214,32 @@ cCaptureCourse::eNext cCaptureCourse::ChangeFile() {
   return eNext::GoesOn;
 }
 
+const char* cCaptureCourse::ReasonOf(eNext next) {
+  switch (next) {
+    case eNext::Ends:
+      return ReasonName(eWatchEnd::StopRequested);
+    case eNext::ShortOfRoom:
+      return ReasonName(eWatchEnd::ShortOfRoom);
+    default:
+      return "failed";
+  }
+}
+
+// Tells it where it is so.
+bool cCaptureCourse::IsShortOfRoom() {
+  const auto shortage = FindShortage(request, parts.host.FreeSpace(request.output));
+  if (shortage) {
+    parts.console.Complain(*shortage);
+  }
+  return shortage.has_value();
+}
+
 cCaptureCourse::eNext cCaptureCourse::StartNext() {
   for (int start = 1; !StartFile(); ++start) {
+    // The disk may have filled since the last look.
+    if (IsShortOfRoom()) {
+      return eNext::ShortOfRoom;
+    }
     if (start == kMostStarts) {
       Fail("the next file could not be begun: the capture ends");
       return eNext::Failed;

@@ -60,14 +60,16 @@ class cCaptureCourse {
   using milliseconds = std::chrono::milliseconds;
 
   // What becomes of the capture when one of its files is full.
-  enum class eNext { GoesOn, Ends, Failed };
+  enum class eNext { GoesOn, Ends, ShortOfRoom, Failed };
 
   [[nodiscard]] bool StartFile();
   void Announce();
   [[nodiscard]] bool FinishFile();
   [[nodiscard]] bool IsWorthNothing(const sCaptureResult& result) const;
   [[nodiscard]] eNext ChangeFile();
+  [[nodiscard]] static const char* ReasonOf(eNext next);
   [[nodiscard]] eNext StartNext();
+  [[nodiscard]] bool IsShortOfRoom();
   void TellChange(const std::string& closed, milliseconds change);
   void TellFirstReceived();
   void TellSilenceOfChange();
