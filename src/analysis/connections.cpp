@@ -10,7 +10,7 @@
 namespace corvane {
 namespace {
 
-void AddSubscription(sConnection& connection, std::optional<std::uint32_t> subscription) {
+void AddSubscription(sConnection& connection, const std::optional<std::uint32_t>& subscription) {
   std::vector<std::uint32_t>& seen = connection.subscriptions;
   if (subscription && seen.size() < cConnections::kMostSubscriptions &&
       std::ranges::find(seen, *subscription) == seen.end()) {

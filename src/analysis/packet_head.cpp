@@ -14,13 +14,17 @@ namespace {
 
 using Packet = std::span<const std::uint8_t>;
 
-[[nodiscard]] std::optional<std::uint16_t> WordAt(Packet packet, std::size_t offset) {
-  return packet.size() >= offset + 2 ? std::optional(Load16(&packet[offset])) : std::nullopt;
+// Leaves `word` empty where the packet ends before it. (An optional that is copied as a whole waits
+// until its parts are stored: this is done for each item.)
+void ReadWord(Packet packet, std::size_t offset, std::optional<std::uint16_t>& word) {
+  if (packet.size() >= offset + 2) {
+    word = Load16(&packet[offset]);
+  }
 }
 
 void ReadLog(Packet packet, std::size_t codeOffset, sPacketHead& head) {
   head.sort = eItemSort::Log;
-  head.logCode = WordAt(packet, codeOffset);
+  ReadWord(packet, codeOffset, head.logCode);
 }
 
 // Messages of other commands tell neither subsystem nor levels, or not where that is known.
@@ -29,7 +33,7 @@ void ReadMessage(Packet packet, sPacketHead& head) {
   if (packet[0] != command::kExtendedMessage && packet[0] != command::kTerseMessage) {
     return;
   }
-  head.ssid = WordAt(packet, message::kSsid);
+  ReadWord(packet, message::kSsid, head.ssid);
   if (packet.size() >= message::kLevels + 4) {
     head.levels = Load32(&packet[message::kLevels]);
   }
@@ -124,7 +128,9 @@ void ReadPacketHead(const sCaptureItem& item, sPacketHead& head) {
     return;
   }
   const auto [packet, subscription] = Unwrap(item.bytes);
-  head.subscription = subscription;
+  if (subscription) {
+    head.subscription = *subscription;
+  }
   if (!ReadTraffic(packet, item.type == isf::kEventItem && !subscription, head)) {
     ReadFromDescription(item, head);
   }

@@ -44,8 +44,10 @@ sSelectionOutcome cSelectedItems::Outcome() const {
 
 // The next item between the bounds of numbers. The file may grow behind the last one.
 std::optional<std::uint64_t> cSelectedItems::NextNumber() {
-  const std::optional<std::uint64_t> number =
-      matcher.IsCrossed() ? std::nullopt : file.NextItem(next);
+  if (matcher.IsCrossed()) {
+    return std::nullopt;
+  }
+  const std::optional<std::uint64_t> number = file.NextItem(next);
   if (!number || *number > matcher.LastNumber()) {
     return std::nullopt;
   }
@@ -86,10 +88,11 @@ bool cSelectedItems::Next() {
   while (const auto number = NextNumber()) {
     const std::uint32_t type = file.TypeOf(*number).value_or(0);
     const bool isText = type == isf::kInformationItem;
-    if ((matcher.ByType(type) == eAnswer::No && !isText) || !Read(*number)) {
+    const eAnswer answer = matcher.ByType(type);
+    if ((answer == eAnswer::No && !isText) || !Read(*number)) {
       continue;
     }
-    if (matcher.Matches(current)) {
+    if (answer == eAnswer::Yes || matcher.Matches(current)) {
       ++selected;
       return true;
     }

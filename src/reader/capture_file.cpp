@@ -197,27 +197,31 @@ std::optional<sCaptureError> cCaptureFile::ReadTime(std::uint64_t number, std::u
   if (auto wrong = FindItem(number)) {
     return wrong;
   }
-  const sPlace place = PlaceAtHand(number);
+  const sCaptureBlock& block = Blocks()[*directoryBlock];
+  const isf::sDirectoryEntry entry = EntryAtHand(number);
+  const std::uint64_t offset = block.offset + isf::kBlockSize + entry.position;
   std::array<std::uint8_t, isf::kLongestRecordHead> bytes{};
-  const auto head = std::span(bytes).first(place.entry.HeadSize());
-  if (source->ReadAt(place.offset, head) != head.size()) {
-    return sCaptureError{"the record of " + NameOf(number) + " cannot be read", place.offset};
+  const auto head = std::span(bytes).first(entry.HeadSize());
+  if (source->ReadAt(offset, head) != head.size()) {
+    return sCaptureError{"the record of " + NameOf(number) + " cannot be read", offset};
   }
-  time = isf::LoadRecordHead(place.entry, place.baseTime, head).time;
-  return CheckTime(number, place.offset, time);
+  time = isf::LoadRecordHead(entry, block.baseTime, head).time;
+  return CheckTime(number, offset, time);
 }
 
 std::optional<sCaptureError> cCaptureFile::ReadItem(std::uint64_t number, sCaptureItem& item) {
   if (auto wrong = FindItem(number)) {
     return wrong;
   }
-  const sPlace place = PlaceAtHand(number);
-  const auto record = records.Read(place.offset, place.entry.RecordSize());
+  const sCaptureBlock& block = Blocks()[*directoryBlock];
+  const isf::sDirectoryEntry entry = EntryAtHand(number);
+  const std::uint64_t offset = block.offset + isf::kBlockSize + entry.position;
+  const auto record = records.Read(offset, entry.RecordSize());
   if (!record) {
-    return sCaptureError{"the record of " + NameOf(number) + " cannot be read", place.offset};
+    return sCaptureError{"the record of " + NameOf(number) + " cannot be read", offset};
   }
-  const isf::sRecordHead head = isf::LoadRecordHead(place.entry, place.baseTime, *record);
-  item.offset = place.offset;
+  const isf::sRecordHead head = isf::LoadRecordHead(entry, block.baseTime, *record);
+  item.offset = offset;
   item.number = number;
   item.type = head.type;
   item.time = head.time;
@@ -227,10 +231,10 @@ std::optional<sCaptureError> cCaptureFile::ReadItem(std::uint64_t number, sCaptu
   } else {
     item.extra.reset();
   }
-  if (auto wrong = CheckTime(number, place.offset, item.time)) {
+  if (auto wrong = CheckTime(number, offset, item.time)) {
     return wrong;
   }
-  const auto packet = record->last(place.entry.length);
+  const auto packet = record->last(entry.length);
   item.bytes.assign(packet.begin(), packet.end());
   return std::nullopt;
 }

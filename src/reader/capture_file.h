@@ -145,13 +145,6 @@ class cCaptureFile {
   [[nodiscard]] std::optional<sCaptureError> ReadItem(std::uint64_t number, sCaptureItem& item);
 
  private:
-  // Where an item is, and what its directory says.
-  struct sPlace {
-    isf::sDirectoryEntry entry;
-    std::uint64_t offset = 0;    // file position of the record
-    std::uint64_t baseTime = 0;  // its block's
-  };
-
   // Whether the loaded directory has item `number`, which is so for most when they are read in
   // order: what is done for each item of a large file looks no further.
   [[nodiscard]] bool IsAtHand(std::uint64_t number) const {
@@ -160,11 +153,6 @@ class cCaptureFile {
   }
   [[nodiscard]] isf::sDirectoryEntry EntryAtHand(std::uint64_t number) const {
     return EntryAt(directory.bytes, static_cast<std::uint32_t>(number - firstAtHand));
-  }
-  [[nodiscard]] sPlace PlaceAtHand(std::uint64_t number) const {
-    const sCaptureBlock& block = Blocks()[*directoryBlock];
-    const isf::sDirectoryEntry entry = EntryAtHand(number);
-    return {entry, block.offset + isf::kBlockSize + entry.position, block.baseTime};
   }
 
   cCaptureFile(std::unique_ptr<cByteSource> bytes, eCheck check);

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "reader/capture_builder.h"
 #include "reader/capture_file.h"
 
@@ -9,34 +11,36 @@ namespace {
 constexpr std::size_t kRecords = 4 + 57360;  // where the records of the first block begin
 constexpr std::size_t kSecondBlock = kRecords + 8192 * 2;
 
+// How often each byte of a file was read.
+using TimesRead = std::vector<std::uint8_t>;
+
 // A file that notes which of its bytes are read.
 class cWatchedSource final : public cByteSource {
  public:
-  cWatchedSource(const ByteVector& bytes, std::vector<bool>& readBytes)
+  cWatchedSource(const ByteVector& bytes, TimesRead& readBytes)
       : memory(std::make_shared<const ByteVector>(bytes)), read(readBytes) {
-    read.assign(bytes.size(), false);
+    read.assign(bytes.size(), 0);
   }
 
   [[nodiscard]] std::optional<std::uint64_t> Size() override { return memory.Size(); }
   [[nodiscard]] std::size_t ReadAt(std::uint64_t offset, std::span<std::uint8_t> bytes) override {
     const std::size_t count = memory.ReadAt(offset, bytes);
     for (std::size_t place = 0; place < count; ++place) {
-      read[static_cast<std::size_t>(offset) + place] = true;
+      ++read[static_cast<std::size_t>(offset) + place];
     }
     return count;
   }
 
  private:
   cMemorySource memory;
-  std::vector<bool>& read;
+  TimesRead& read;
 };
 
 // How many of the bytes from `from` to `to` were read.
-[[nodiscard]] std::size_t CountRead(const std::vector<bool>& read, std::size_t from,
-                                    std::size_t to) {
+[[nodiscard]] std::size_t CountRead(const TimesRead& read, std::size_t from, std::size_t to) {
   std::size_t count = 0;
   for (std::size_t place = from; place < to; ++place) {
-    count += read[place] ? 1U : 0U;
+    count += read[place] != 0 ? 1U : 0U;
   }
   return count;
 }
@@ -57,7 +61,7 @@ class cWatchedSource final : public cByteSource {
 TEST(DirectoriesCheckTest, NoRecordOfAGoodFileIsRead) {
   const ByteVector closed = TwoBlocks().Closed();
   for (const ByteVector& bytes : {closed, TwoBlocks().Unclosed()}) {
-    std::vector<bool> read;
+    TimesRead read;
     sCaptureError error;
     const auto file = cCaptureFile::Open(std::make_unique<cWatchedSource>(bytes, read), error,
                                          eCheck::Directories);
@@ -71,9 +75,25 @@ TEST(DirectoriesCheckTest, NoRecordOfAGoodFileIsRead) {
   }
 }
 
+TEST(DirectoriesCheckTest, EachDirectoryOfAGoodFileIsReadOnce) {
+  const ByteVector bytes = TwoBlocks().Closed();
+  TimesRead read;
+  sCaptureError error;
+  const auto file =
+      cCaptureFile::Open(std::make_unique<cWatchedSource>(bytes, read), error, eCheck::Directories);
+  ASSERT_NE(file, nullptr);
+  EXPECT_EQ(file->TotalsByType()[1].items, 8193U);
+  for (const std::size_t block : {std::size_t{4}, kSecondBlock}) {
+    EXPECT_EQ(read[block], 1U);
+    EXPECT_EQ(std::count(read.begin() + static_cast<std::ptrdiff_t>(block),
+                         read.begin() + static_cast<std::ptrdiff_t>(block + 57360), 1),
+              57360);
+  }
+}
+
 TEST(DirectoriesCheckTest, TheTimeOfOneItemTakesTheHeadOfItsRecordAlone) {
   const ByteVector bytes = SmallCapture().Closed();
-  std::vector<bool> read;
+  TimesRead read;
   sCaptureError error;
   const auto file =
       cCaptureFile::Open(std::make_unique<cWatchedSource>(bytes, read), error, eCheck::Directories);
@@ -84,7 +104,7 @@ TEST(DirectoriesCheckTest, TheTimeOfOneItemTakesTheHeadOfItsRecordAlone) {
   EXPECT_EQ(time, item.time);
   // Records of 9, 6 and 7 bytes; the last has a time and an extra field of 6 bytes together.
   EXPECT_EQ(CountRead(read, kRecords, kRecords + 15), 0U);
-  EXPECT_FALSE(read[kRecords + 21]);
+  EXPECT_EQ(read[kRecords + 21], 0U);
 }
 
 TEST(DirectoriesCheckTest, WhatShowsInDirectoriesIndexAndTrailerIsDamage) {
@@ -116,7 +136,7 @@ TEST(DirectoriesCheckTest, WhatShowsInRecordHeadsAloneGoesUnnoticed) {
 }
 
 TEST(DirectoriesCheckTest, ALookAtAClosedFileAgainIsAsQuick) {
-  std::vector<bool> read;
+  TimesRead read;
   sCaptureError error;
   const auto file = cCaptureFile::Open(std::make_unique<cWatchedSource>(TwoBlocks().Closed(), read),
                                        error, eCheck::Directories);
