@@ -25,7 +25,7 @@ HDEVINFO WINAPI FakeSetupDiGetClassDevsW(const GUID* interfaceClass, const wchar
   gFakeSystem->classAsked = *interfaceClass;
   gFakeSystem->classAskedNarrower = enumerator != nullptr || window != nullptr;
   gFakeSystem->classFlagsAsked = flags;
-  if (gFakeSystem->classListFails) {
+  if (gFakeSystem->FailsNow("SetupDiGetClassDevsW") || gFakeSystem->classListFails) {
     return INVALID_HANDLE_VALUE;
   }
   ++gFakeSystem->openClassLists;
@@ -37,7 +37,8 @@ BOOL WINAPI FakeSetupDiEnumDeviceInterfaces(HDEVINFO, SP_DEVINFO_DATA* device,
                                             SP_DEVICE_INTERFACE_DATA* found) {
   gFakeSystem->interfaceDeviceAsked = device != nullptr;
   gFakeSystem->interfaceClassAsked = *interfaceClass;
-  if (found->cbSize != sizeof *found || index >= gFakeSystem->interfaces.size()) {
+  if (gFakeSystem->FailsNow("SetupDiEnumDeviceInterfaces") || found->cbSize != sizeof *found ||
+      index >= gFakeSystem->interfaces.size()) {
     return FALSE;
   }
   found->Reserved = index;
@@ -49,7 +50,8 @@ BOOL WINAPI FakeSetupDiGetDeviceInterfaceDetailA(HDEVINFO, SP_DEVICE_INTERFACE_D
                                                  DWORD size, DWORD*, SP_DEVINFO_DATA* device) {
   const sFakeInterface& present = gFakeSystem->interfaces.at(found->Reserved);
   gFakeSystem->detailSizeAsked = size;
-  if (present.detailFails || detail->cbSize != sizeof *detail) {
+  if (gFakeSystem->FailsNow("SetupDiGetDeviceInterfaceDetailA") || present.detailFails ||
+      detail->cbSize != sizeof *detail) {
     return FALSE;
   }
   if (offsetof(SP_DEVICE_INTERFACE_DETAIL_DATA_A, DevicePath) + present.path.size() + 1 > size) {
@@ -86,7 +88,8 @@ LSTATUS WINAPI FakeRegOpenKeyExA(HKEY root, const char* path, DWORD, REGSAM acce
   const auto found = std::find_if(
       gFakeSystem->interfaces.begin(), gFakeSystem->interfaces.end(),
       [path](const sFakeInterface& present) { return present.keyPath == std::string(path); });
-  if (root != HKEY_LOCAL_MACHINE || found == gFakeSystem->interfaces.end()) {
+  if (gFakeSystem->FailsNow("RegOpenKeyExA") || root != HKEY_LOCAL_MACHINE ||
+      found == gFakeSystem->interfaces.end()) {
     return ERROR_FILE_NOT_FOUND;
   }
   ++gFakeSystem->openKeys;
@@ -98,7 +101,8 @@ LSTATUS WINAPI FakeRegQueryValueExA(HKEY key, const char* name, DWORD*, DWORD*, 
                                     DWORD* size) {
   const sFakeInterface& present = gFakeSystem->interfaces.at(IndexOf(key));
   gFakeSystem->nameSizeAsked = *size;
-  if (std::string_view(name) != "PortName" || !present.portName) {
+  if (gFakeSystem->FailsNow("RegQueryValueExA") || std::string_view(name) != "PortName" ||
+      !present.portName) {
     return ERROR_FILE_NOT_FOUND;
   }
   if (present.portName->size() > *size) {

@@ -78,7 +78,7 @@ HANDLE WINAPI FakeCreateEventW(SECURITY_ATTRIBUTES* security, BOOL manualReset, 
     gFakeSystem->eventsAsked.push_back(
         {security != nullptr, manualReset != FALSE, signalled != FALSE, name != nullptr});
   }
-  if (TakesFailure(gFakeSystem->failingEvent)) {
+  if (gFakeSystem->FailsNow("CreateEventW") || TakesFailure(gFakeSystem->failingEvent)) {
     return nullptr;
   }
   const HANDLE made = ::CreateEventW(security, manualReset, signalled, name);
@@ -91,9 +91,10 @@ HANDLE WINAPI FakeCreateThread(SECURITY_ATTRIBUTES* security, SIZE_T stack,
                                LPTHREAD_START_ROUTINE routine, void* argument, DWORD flags,
                                DWORD* identifier) {
   const cPortGuard guard(*gFakeSystem);
-  const HANDLE made = TakesFailure(gFakeSystem->failingThread)
-                          ? nullptr
-                          : ::CreateThread(security, stack, routine, argument, flags, identifier);
+  const HANDLE made =
+      gFakeSystem->FailsNow("CreateThread") || TakesFailure(gFakeSystem->failingThread)
+          ? nullptr
+          : ::CreateThread(security, stack, routine, argument, flags, identifier);
   if (made != nullptr) {
     *std::find_if(gFakeSystem->openThreads.begin(), gFakeSystem->openThreads.end(),
                   [](const auto& open) { return open.first == nullptr; }) = {made, routine};
@@ -111,6 +112,9 @@ DWORD WINAPI FakeWaitForSingleObject(HANDLE handle, DWORD milliseconds) {
   {
     const cPortGuard guard(*gFakeSystem);
     gFakeSystem->watcherWaits.push_back(milliseconds);
+  }
+  if (gFakeSystem->FailsNow("WaitForSingleObject")) {
+    return WAIT_FAILED;
   }
   ReleaseSemaphore(gFakeSystem->arrived.Get(), 1, nullptr);
   const HANDLE ends[] = {handle, gFakeSystem->tick.Get(), gFakeSystem->failWait.Get()};
@@ -156,6 +160,9 @@ BOOL WINAPI FakeCancelSynchronousIo(HANDLE thread) {
   if (gFakeSystem->duringCancel) {
     gFakeSystem->duringCancel();
   }
+  if (gFakeSystem->FailsNow("CancelSynchronousIo")) {
+    return FALSE;
+  }
   const cPortGuard guard(*gFakeSystem);
   if (gFakeSystem->cancelsThatMiss != 0) {
     --gFakeSystem->cancelsThatMiss;
@@ -177,7 +184,7 @@ HANDLE WINAPI FakeCreateFileA(const char* path, DWORD access, DWORD shareMode,
                               SECURITY_ATTRIBUTES* security, DWORD disposition, DWORD attributes,
                               HANDLE model) {
   if (std::string_view(path).substr(0, 4) != R"(\\.\)") {
-    if (gFakeSystem->standInFails) {
+    if (gFakeSystem->FailsNow("CreateFileA") || gFakeSystem->standInFails) {
       return INVALID_HANDLE_VALUE;
     }
     const HANDLE standIn =
@@ -190,7 +197,7 @@ HANDLE WINAPI FakeCreateFileA(const char* path, DWORD access, DWORD shareMode,
   gFakeSystem->calls.push_back(std::string("open ") + path);
   ProbeTheLock();
   gFakeSystem->fileAsked = {access, shareMode, security != nullptr, disposition, attributes, model};
-  if (gFakeSystem->openFails) {
+  if (gFakeSystem->FailsNow("CreateFileA") || gFakeSystem->openFails) {
     return INVALID_HANDLE_VALUE;
   }
   const HANDLE opened = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
@@ -203,7 +210,7 @@ HANDLE WINAPI FakeCreateFileA(const char* path, DWORD access, DWORD shareMode,
 BOOL WINAPI FakeGetCommState(HANDLE, DCB* state) {
   gFakeSystem->calls.emplace_back("get state");
   gFakeSystem->stateLengthAsked = state->DCBlength;
-  if (gFakeSystem->getStateFails) {
+  if (gFakeSystem->FailsNow("GetCommState") || gFakeSystem->getStateFails) {
     return FALSE;
   }
   *state = gFakeSystem->initialState;
@@ -213,7 +220,7 @@ BOOL WINAPI FakeGetCommState(HANDLE, DCB* state) {
 BOOL WINAPI FakeSetCommState(HANDLE, DCB* state) {
   gFakeSystem->calls.emplace_back("set state");
   gFakeSystem->setState = *state;
-  return gFakeSystem->setStateFails ? FALSE : TRUE;
+  return gFakeSystem->FailsNow("SetCommState") || gFakeSystem->setStateFails ? FALSE : TRUE;
 }
 
 BOOL WINAPI FakeSetCommTimeouts(HANDLE, COMMTIMEOUTS* timeouts) {
@@ -222,7 +229,7 @@ BOOL WINAPI FakeSetCommTimeouts(HANDLE, COMMTIMEOUTS* timeouts) {
   if (gFakeSystem->behindSetTimeouts) {
     gFakeSystem->behindSetTimeouts();
   }
-  return gFakeSystem->setTimeoutsFails ? FALSE : TRUE;
+  return gFakeSystem->FailsNow("SetCommTimeouts") || gFakeSystem->setTimeoutsFails ? FALSE : TRUE;
 }
 
 BOOL WINAPI FakeWriteFile(HANDLE file, const void* bytes, DWORD length, DWORD* written,
@@ -244,7 +251,7 @@ BOOL WINAPI FakeWriteFile(HANDLE file, const void* bytes, DWORD length, DWORD* w
     gFakeSystem->writeIsCancelled = false;
     return FALSE;
   }
-  if (gFakeSystem->writeFails) {
+  if (gFakeSystem->FailsNow("WriteFile") || gFakeSystem->writeFails) {
     return FALSE;
   }
   *written = gFakeSystem->shortWrite.value_or(length);
@@ -263,6 +270,9 @@ BOOL WINAPI FakeReadFile(HANDLE file, void* bytes, DWORD length, DWORD* received
   *received = 0;
   if (length == 0) {
     return TRUE;
+  }
+  if (gFakeSystem->FailsNow("ReadFile")) {
+    return FALSE;
   }
   const auto readFails = [file] {
     return gFakeSystem->readsFail || gFakeSystem->portsWhoseReadsFail.contains(file) ||
@@ -342,6 +352,19 @@ cFakeSystem::cFakeSystem()
 cFakeSystem::~cFakeSystem() {
   replaced.reset();
   gFakeSystem = nullptr;
+}
+
+void cFakeSystem::FailCall(std::int64_t nth) {
+  failedCall = nullptr;
+  callsToFailure = nth;
+}
+
+bool cFakeSystem::FailsNow(const char* name) {
+  if (callsToFailure <= 0 || --callsToFailure != 0) {
+    return false;
+  }
+  failedCall = name;
+  return true;
 }
 
 bool cFakeSystem::HasEvent(HANDLE handle) {

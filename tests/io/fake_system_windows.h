@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include <array>
+#include <atomic>
 #include <cstdint>
 #include <deque>
 #include <functional>
@@ -123,6 +124,14 @@ class cFakeSystem {
   // How many events are there that CreateEventW has made since the start.
   [[nodiscard]] int OpenEvents();
 
+  // Has the `nth` call from now on (from 1) fail, once, counted over all calls that the library
+  // makes here and that can fail: whichever it is.
+  void FailCall(std::int64_t nth);
+  // The name of that call; null while none has failed.
+  [[nodiscard]] const char* FailedCall() const { return failedCall; }
+  // For the replaced calls: whether this one fails now.
+  [[nodiscard]] bool FailsNow(const char* name);
+
   // What is present.
   std::vector<sFakeInterface> interfaces;
   bool classListFails = false;
@@ -187,6 +196,8 @@ class cFakeSystem {
   bool wasOpenWhenItsHandleWasClosed = false;
 
   // Of the replaced calls' own.
+  std::atomic<std::int64_t> callsToFailure = 0;  // none while it is 0 or less
+  std::atomic<const char*> failedCall = nullptr;
   TestHandle tick;
   TestHandle failWait;
   TestHandle arrived;
