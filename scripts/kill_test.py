@@ -345,6 +345,10 @@ class WineHost:
     def start(self):
         self._host.ask("start", *self._arguments, answer="start true")
 
+    def call(self, module, function, text):
+        """Has the host call a function of a module; does not wait for it."""
+        self._host.send("call", module, function, text)
+
     def kill(self):
         os.kill(self._host.pid, signal.SIGKILL)
         self._host.kill()
@@ -435,7 +439,8 @@ class BroadbandCapture:
 
     def __init__(self, folder, seed):
         rng = random.Random(seed)
-        scenario = [f"interface {self.ID}", "reply 0x60 600000"]
+        # The session opens when the start has been told: both write to the host's output.
+        scenario = [f"interface {self.ID}", "open-completion withheld", "reply 0x60 600000"]
         self._notifications = []  # the items of each, in their order
         for number, request in enumerate(NATIVE_REQUESTS):
             packets = [packet(8 * number + part, 4 * rng.choice((1, 4, 30)))
@@ -453,6 +458,7 @@ class BroadbandCapture:
     def stream(self, seconds):
         """Lets it run until so many seconds after the first request."""
         self.host.start()
+        self.host.call("mbn_stand_in.dll", "StandInDo", "opened 0")
         self._service.wait_for("call SetCommand")
         time.sleep(seconds)
 

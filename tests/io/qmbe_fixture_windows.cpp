@@ -15,7 +15,19 @@ namespace {
 
 std::function<void(const wchar_t*)> gDebuggerLine;
 
+// Whether this call is the one that fails (sImports::callsToFailure).
+bool FailsNow(const char* name) {
+  if (gImports.callsToFailure <= 0 || --gImports.callsToFailure != 0) {
+    return false;
+  }
+  gImports.failedCall = name;
+  return true;
+}
+
 HRESULT WINAPI CountedInitialize(void* reserved, DWORD kind) {
+  if (FailsNow("CoInitializeEx")) {
+    return E_OUTOFMEMORY;
+  }
   const HRESULT result = ::CoInitializeEx(reserved, kind);
   if (SUCCEEDED(result)) {
     ++gImports.initialised;
@@ -39,11 +51,14 @@ HRESULT WINAPI WatchedCreate(REFCLSID classId, IUnknown* outer, DWORD context, R
   if (gImports.whenCreating) {
     gImports.whenCreating(iid);
   }
+  if (FailsNow("CoCreateInstance")) {
+    return E_OUTOFMEMORY;
+  }
   return ::CoCreateInstance(classId, outer, context, iid, object);
 }
 
 BSTR WINAPI AllocateString(const OLECHAR* text) {
-  if (gImports.failingString && (*gImports.failingString)-- == 0) {
+  if (FailsNow("SysAllocString") || (gImports.failingString && (*gImports.failingString)-- == 0)) {
     return nullptr;
   }
   const BSTR string = ::SysAllocString(text);
@@ -54,12 +69,14 @@ BSTR WINAPI AllocateString(const OLECHAR* text) {
 }
 
 SAFEARRAY* WINAPI CreateVector(VARTYPE type, LONG lower, ULONG count) {
-  return gImports.arraysFail ? nullptr : ::SafeArrayCreateVector(type, lower, count);
+  return FailsNow("SafeArrayCreateVector") || gImports.arraysFail
+             ? nullptr
+             : ::SafeArrayCreateVector(type, lower, count);
 }
 
 HANDLE WINAPI MakeEvent(LPSECURITY_ATTRIBUTES security, BOOL isManual, BOOL isSet,
                         const wchar_t* name) {
-  if (gImports.eventsFail) {
+  if (FailsNow("CreateEventW") || gImports.eventsFail) {
     return nullptr;
   }
   const HANDLE event = ::CreateEventW(security, isManual, isSet, name);
@@ -77,6 +94,9 @@ int WINAPI CompareByName(const wchar_t* locale, DWORD flags, const wchar_t* left
   ++gImports.compares;
   gImports.comparedLocales.emplace_back(locale);
   gImports.compareFlags.push_back(flags);
+  if (FailsNow("CompareStringEx")) {
+    return 0;
+  }
   if (gImports.compareExResult) {
     return *gImports.compareExResult;
   }
@@ -87,6 +107,9 @@ int WINAPI CompareByName(const wchar_t* locale, DWORD flags, const wchar_t* left
 int WINAPI CompareByNumber(LCID locale, DWORD flags, const wchar_t* left, int leftLength,
                            const wchar_t* right, int rightLength) {
   ++gImports.plainCompares;
+  if (FailsNow("CompareStringW")) {
+    return 0;
+  }
   if (gImports.compareResult) {
     return *gImports.compareResult;
   }
@@ -124,7 +147,7 @@ DWORD WINAPI WatchedWait(HANDLE handle, DWORD milliseconds) {
   gImports.waitLimit = milliseconds;
   gImports.wasOverBeforeWait = ::WaitForSingleObject(handle, 0) == WAIT_OBJECT_0;
   gImports.isWaiting = true;
-  if (gImports.waitTimesOut) {
+  if (FailsNow("WaitForSingleObject") || gImports.waitTimesOut) {
     return WAIT_TIMEOUT;
   }
   const DWORD result = ::WaitForSingleObject(handle, milliseconds);
@@ -133,21 +156,21 @@ DWORD WINAPI WatchedWait(HANDLE handle, DWORD milliseconds) {
 }
 
 HRESULT WINAPI AccessData(SAFEARRAY* array, void** data) {
-  if (gImports.failingArrayCall == "SafeArrayAccessData") {
+  if (FailsNow("SafeArrayAccessData") || gImports.failingArrayCall == "SafeArrayAccessData") {
     return E_UNEXPECTED;
   }
   return ::SafeArrayAccessData(array, data);
 }
 
 HRESULT WINAPI LowerBound(SAFEARRAY* array, UINT dimension, LONG* bound) {
-  if (gImports.failingArrayCall == "SafeArrayGetLBound") {
+  if (FailsNow("SafeArrayGetLBound") || gImports.failingArrayCall == "SafeArrayGetLBound") {
     return E_UNEXPECTED;
   }
   return ::SafeArrayGetLBound(array, dimension, bound);
 }
 
 HRESULT WINAPI UpperBound(SAFEARRAY* array, UINT dimension, LONG* bound) {
-  if (gImports.failingArrayCall == "SafeArrayGetUBound") {
+  if (FailsNow("SafeArrayGetUBound") || gImports.failingArrayCall == "SafeArrayGetUBound") {
     return E_UNEXPECTED;
   }
   return ::SafeArrayGetUBound(array, dimension, bound);

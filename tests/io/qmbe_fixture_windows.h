@@ -40,6 +40,10 @@ class cHandlerRecord {
 struct sImports {
   int initialised = 0;  // successful CoInitializeEx calls
   int uninitialised = 0;
+  // Which call from now on fails, once, counted over all calls here that can fail (from 1; none
+  // while it is 0 or less), and the name of the one that did.
+  std::atomic<std::int64_t> callsToFailure = 0;
+  std::atomic<const char*> failedCall = nullptr;
   std::vector<DWORD> contexts;  // of CoCreateInstance
   std::vector<GUID> createdClasses;
   std::vector<GUID> createdInterfaces;
