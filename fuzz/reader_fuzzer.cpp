@@ -1,5 +1,6 @@
-// Reads capture files that are damaged in any way, also while they grow, and describes their items.
-// An input is a script (file_script.h).
+// Reads capture files that are damaged in any way, also while they grow, describes, lists and
+// counts their items, and holds them to the rules of the format. An input is a script
+// (file_script.h).
 //
 //   cmake --preset fuzz && cmake --build --preset fuzz --target reader_fuzzer
 //   mkdir -p build/fuzz/found/reader
@@ -9,13 +10,22 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <span>
+#include <sstream>
+#include <string>
 #include <tuple>
+#include <utility>
 
+#include "analysis/verification.h"
+#include "corvane/reading/capture_statistics.h"
 #include "corvane/reading/capture_summary.h"
+#include "corvane/reading/item_lines.h"
+#include "corvane/reading/statistics_output.h"
+#include "fuzz/checks.h"
 #include "fuzz/file_script.h"
+#include "fuzz/memory_sink.h"
 #include "reader/capture_file.h"
 
 namespace corvane {
@@ -46,47 +56,45 @@ class cScriptSource final : public cByteSource {
   std::uint64_t& read;
 };
 
-void Require(bool holds) {
-  if (!holds) {
-    std::abort();
-  }
-}
-
 void CheckState(const cCaptureFile& file) {
   std::uint64_t items = 0;
   std::uint64_t end = 0;
   for (const sCaptureBlock& block : file.Blocks()) {
-    Require(block.offset >= end && block.end >= block.offset && block.items <= block.entries);
-    Require(block.follows == 0 || block.end <= block.follows);
+    Require(block.offset >= end && block.end >= block.offset && block.items <= block.entries,
+            "blocks follow each other");
+    Require(block.follows == 0 || block.end <= block.follows, "a block ends before the next");
     end = block.end;
     items += block.items;
   }
-  Require(items == file.ItemCount());
-  Require(file.ItemCount() + file.PassedOver() == file.NumbersEnd());
-  Require(file.PassedOver() == 0 || file.State() == eCaptureState::Damaged);
-  Require(file.UnclaimedBytes() <= file.Size() || file.Damage());
-  Require(file.Damage().has_value() == (file.State() == eCaptureState::Damaged));
+  Require(items == file.ItemCount(), "the items are those of the blocks");
+  Require(file.ItemCount() + file.PassedOver() == file.NumbersEnd(),
+          "every number is an item or passed over");
+  Require(file.PassedOver() == 0 || file.State() == eCaptureState::Damaged,
+          "only damage is passed over");
+  Require(file.UnclaimedBytes() <= file.Size() || file.Damage(), "unclaimed bytes are the file's");
+  Require(file.Damage().has_value() == (file.State() == eCaptureState::Damaged), "damage is told");
 }
 
 // What the directories alone say has to be what a look at everything says.
 void CheckDirectories(cCaptureFile& file, cCaptureFile& quick) {
-  Require(quick.ItemCount() == file.ItemCount() && quick.PassedOver() == file.PassedOver());
-  Require(!quick.Damage() || file.Damage());
+  Require(quick.ItemCount() == file.ItemCount() && quick.PassedOver() == file.PassedOver(),
+          "directories alone tell the same items");
+  Require(!quick.Damage() || file.Damage(), "what directories show is damage");
   std::uint64_t items = 0;
   for (const sTypeTotals& totals : quick.TotalsByType()) {
-    Require(totals.bytes >= totals.items);
+    Require(totals.bytes >= totals.items, "an item has a byte or more");
     items += totals.items;
   }
-  Require(items == quick.ItemCount());
+  Require(items == quick.ItemCount(), "every item has a type");
   const auto last = quick.LastItem();
-  Require(last.has_value() == (items != 0));
+  Require(last.has_value() == (items != 0), "items have a last one");
   std::uint64_t time = 0;
   sCaptureItem item;
   if (last) {
-    Require(*last < quick.NumbersEnd() && !quick.NextItem(*last + 1));
+    Require(*last < quick.NumbersEnd() && !quick.NextItem(*last + 1), "the last item is the last");
     const bool isWrong = quick.ReadTime(*last, time).has_value();
-    Require(isWrong == file.ReadItem(*last, item).has_value());
-    Require(isWrong || time == item.time);
+    Require(isWrong == file.ReadItem(*last, item).has_value(), "its time can be read where it can");
+    Require(isWrong || time == item.time, "its time is its own");
   }
 }
 
@@ -97,15 +105,16 @@ std::uint64_t ReadEverything(cCaptureFile& file) {
   std::uint64_t items = 0;
   for (auto number = file.NextItem(0); number; number = file.NextItem(*number + 1)) {
     ++items;
-    Require(*number < file.NumbersEnd());
+    Require(*number < file.NumbersEnd(), "numbers have an end");
     if (file.ReadItem(*number, item)) {
       continue;
     }
-    Require(item.number == *number);
-    Require(!item.bytes.empty() && item.offset + item.bytes.size() < file.Size());
+    Require(item.number == *number, "an item has its number");
+    Require(!item.bytes.empty() && item.offset + item.bytes.size() < file.Size(),
+            "an item lies in the file");
     summary.Add(item);
   }
-  Require(items != 0 || summary.Format().empty());
+  Require(items != 0 || summary.Format().empty(), "nothing is told of nothing");
   return items;
 }
 
@@ -118,9 +127,87 @@ void CheckOrder(cCaptureFile& file) {
       continue;
     }
     // In file order, and none inside another.
-    Require(item.offset >= end);
+    Require(item.offset >= end, "items are in order");
     end = item.offset + item.bytes.size() + 1;
   }
+}
+
+// --- What `corvane list`, `stats` and `verify` make of the file
+
+// One line an item, of printable text, and no longer than the item explains.
+void CheckLines(cCaptureFile& file) {
+  cTextSink sink;
+  tools::cItemLines lines(4, false, sink);
+  sCaptureItem item;
+  std::size_t items = 0;
+  std::size_t bytes = 0;
+  for (auto number = file.NextItem(0); number; number = file.NextItem(*number + 1)) {
+    if (!file.ReadItem(*number, item)) {
+      lines.Add(item);
+      ++items;
+      bytes += item.bytes.size();
+    }
+  }
+  const std::string& text = sink.Text();
+  Require(static_cast<std::size_t>(std::ranges::count(text, '\n')) == items, "an item is a line");
+  Require(text.size() <= 1000 * items + 104 * bytes, "lines are no longer than their items");
+  Require(std::ranges::none_of(text,
+                               [](char character) {
+                                 const auto byte = static_cast<unsigned char>(character);
+                                 return (byte < ' ' && byte != '\n') || byte == 0x7F;
+                               }),
+          "lines can be printed");
+}
+
+void CheckStatistics(cCaptureFile& file) {
+  const tools::sStatisticsRequest request;
+  tools::cCaptureStatistics statistics(request);
+  sCaptureItem item;
+  std::uint64_t items = 0;
+  std::uint64_t bytes = 0;
+  for (auto number = file.NextItem(0); number; number = file.NextItem(*number + 1)) {
+    if (!file.ReadItem(*number, item)) {
+      statistics.Add(item);
+      ++items;
+      bytes += item.bytes.size();
+    }
+  }
+  const cStatistics& counts = statistics.Counts();
+  std::uint64_t ofTypes = 0;
+  for (const sItemTotals& totals : counts.Types()) {
+    ofTypes += totals.items;
+  }
+  Require(counts.All().items == items && counts.All().bytes == bytes && ofTypes == items,
+          "every item is counted once");
+  std::ostringstream json;
+  const tools::sStatisticsSubject subject{"fuzzed.isf", "damaged", items};
+  tools::WriteStatisticsJson(subject, statistics, request, json);
+  Require(nlohmann::json::parse(json.str(), nullptr, false).is_object(),
+          "statistics are an object of JSON");
+  std::ostringstream text;
+  tools::WriteStatisticsText(subject, statistics, request, text);
+  Require(!text.str().empty(), "statistics are tables");
+}
+
+// What the reader takes for damage breaks a rule, and nothing else does. Of a file that is not
+// closed the reader does not look at the heads of records, where times are.
+void CheckRules(const cCaptureFile& file, std::unique_ptr<cByteSource> source) {
+  std::uint64_t found = 0;
+  std::uint64_t inHeads = 0;
+  sVerifyRequest request;
+  request.onViolation = [&](const sViolation& violation) {
+    Require(violation.offset <= file.Size() && !violation.problem.empty(),
+            "a rule is broken at a place of the file");
+    ++found;
+    inHeads += !file.IsClosed() && violation.rule == eRule::ItemTime ? 1 : 0;
+    return true;
+  };
+  const sVerified verified = VerifyCapture(std::move(source), request);
+  Require(verified.items == file.ItemCount() && verified.size == file.Size() &&
+              verified.closed == file.IsClosed() && verified.violations == found,
+          "what keeps the rules is what can be read");
+  const bool isDamaged = file.State() == eCaptureState::Damaged;
+  Require(isDamaged ? found != 0 : found == inHeads, "a damaged file is one that breaks a rule");
 }
 
 }  // namespace
@@ -142,7 +229,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       file->Refresh();
     }
     // A few looks at everything, and small reads around each entry: no content makes it more.
-    Require(bytesRead <= 100'000 + 100 * script.File().size());
+    Require(bytesRead <= 100'000 + 100 * script.File().size(), "a look does not read without end");
     if (file != nullptr) {
       CheckState(*file);
     }
@@ -155,12 +242,15 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   file = cCaptureFile::Open(std::make_unique<cScriptSource>(script, bytesRead), error);
   if (file != nullptr) {
     CheckState(*file);
-    Require(ReadEverything(*file) == file->ItemCount());
+    Require(ReadEverything(*file) == file->ItemCount(), "every item is found");
     CheckOrder(*file);
     const auto quick = cCaptureFile::Open(std::make_unique<cScriptSource>(script, bytesRead), error,
                                           eCheck::Directories);
-    Require(quick != nullptr);
+    Require(quick != nullptr, "directories alone are enough to open a file");
     CheckDirectories(*file, *quick);
+    CheckLines(*file);
+    CheckStatistics(*file);
+    CheckRules(*file, std::make_unique<cScriptSource>(script, bytesRead));
   }
   return 0;
 }
