@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <string_view>
+#include <utility>
 
 #include "platform/append.h"
 #include "reader/utc_time.h"
@@ -36,6 +37,11 @@ constexpr std::size_t kLongestLine = 65536;
     return std::nullopt;
   }
   return sMarker{*time, std::string(blank == line.npos ? "" : line.substr(blank + 1))};
+}
+
+// What a waiting marker takes of the room for them: short texts cost memory too.
+[[nodiscard]] std::size_t BytesWaiting(const std::string& text) {
+  return sizeof(sMarker) + text.size();
 }
 
 }  // namespace
@@ -81,19 +87,27 @@ bool cMarkerReader::ReadLine(std::string& line) {
   return false;
 }
 
-std::optional<sMarker> cMarkerReader::NextUntil(std::uint64_t itemTime) {
-  for (std::string line; !waiting && !atEnd;) {
+void cMarkerReader::ReadAhead() {
+  for (std::string line; !atEnd && waitingBytes < kMostWaitingMarkers;) {
     atEnd = !ReadLine(line);
-    if (!atEnd && line.size() <= kLongestLine) {
-      waiting = ParseLine(line);
+    if (atEnd || line.size() > kLongestLine) {
+      continue;
+    }
+    if (auto marker = ParseLine(line)) {
+      waitingBytes += BytesWaiting(marker->text);
+      waiting.emplace(marker->time, std::move(marker->text));
     }
   }
-  if (!waiting || waiting->time > itemTime) {
+}
+
+std::optional<sMarker> cMarkerReader::NextUntil(std::uint64_t itemTime) {
+  ReadAhead();
+  if (waiting.empty() || waiting.begin()->first > itemTime) {
     return std::nullopt;
   }
-  std::optional<sMarker> due;
-  due.swap(waiting);
-  return due;
+  auto due = waiting.extract(waiting.begin());
+  waitingBytes -= BytesWaiting(due.mapped());
+  return sMarker{due.key(), std::move(due.mapped())};
 }
 
 }  // namespace corvane

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <fstream>
+#include <map>
 #include <optional>
 #include <string>
 
@@ -31,7 +32,13 @@ inline constexpr std::size_t kLongestMarker = 1000;
 // written.
 [[nodiscard]] bool AddMarker(const std::string& capturePath, const sMarker& marker);
 
-// The markers of a capture, in the order in which they were set, to be shown between its items.
+// How many bytes of markers are sorted at once: tens of thousands, more than anybody sets.
+inline constexpr std::size_t kMostWaitingMarkers = 4U << 20U;
+
+// The markers of a capture, to be shown between its items: by time, and those of one millisecond in
+// the order in which they were set. A marker may be set late for a time that is past, so all are
+// read before the first is given. Of a file with more than kMostWaitingMarkers that much is in
+// memory: a marker that stands further behind its place in the file comes late.
 class cMarkerReader {
  public:
   // A capture without markers has none to give, nor has one without a name.
@@ -42,17 +49,21 @@ class cMarkerReader {
   // last line without its end, which may still be written.
   [[nodiscard]] std::optional<sMarker> NextUntil(std::uint64_t itemTime);
 
-  // Takes up what was added since the last marker was found to be the last.
+  // Takes up what was added since the last marker was found to be the last. What was added for a
+  // time that is past is the next to be given.
   void LookAgain();
 
  private:
   [[nodiscard]] bool ReadLine(std::string& line);
+  void ReadAhead();
 
   std::string path;
   std::ifstream file;
   std::streamoff position = 0;  // behind the last whole line
   bool atEnd = false;
-  std::optional<sMarker> waiting;  // belongs behind the items so far
+  std::multimap<std::uint64_t, std::string>
+      waiting;  // texts by time; belong behind the items so far
+  std::size_t waitingBytes = 0;
 };
 
 }  // namespace corvane

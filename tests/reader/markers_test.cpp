@@ -6,6 +6,7 @@
 #include <map>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 #include "reader/utc_time.h"
@@ -50,14 +51,38 @@ TEST(Markers, ComeInFrontOfTheItemsBehindThem) {
   EXPECT_EQ(TextsUntil(markers, "2028-01-01"), Texts());
 }
 
-TEST(Markers, OfAClockSetBackStayInTheirOrder) {
+TEST(Markers, ComeByTimeHoweverTheyWereSet) {
   const cTempDirectory folder;
   const std::string capture = folder.Path("drive.isf");
-  ASSERT_TRUE(AddMarker(capture, {*ParseUtc("2026-03-01T10:00:09"), "first"}));
-  ASSERT_TRUE(AddMarker(capture, {*ParseUtc("2026-03-01T10:00:00"), "second"}));
+  ASSERT_TRUE(AddMarker(capture, {*ParseUtc("2026-03-01T10:00:09"), "third"}));
+  ASSERT_TRUE(AddMarker(capture, {*ParseUtc("2026-03-01T10:00:00"), "first"}));
+  ASSERT_TRUE(AddMarker(capture, {*ParseUtc("2026-03-01T10:00:09"), "fourth"}));
+  ASSERT_TRUE(AddMarker(capture, {*ParseUtc("2026-03-01T10:00:05"), "second"}));
   cMarkerReader markers(capture);
-  EXPECT_EQ(TextsUntil(markers, "2026-03-01T10:00:05"), Texts());
-  EXPECT_EQ(TextsUntil(markers, "2026-03-01T10:00:09"), (Texts{"first", "second"}));
+  EXPECT_EQ(TextsUntil(markers, "2026-03-01T10:00:05"), (Texts{"first", "second"}));
+  EXPECT_EQ(TextsUntil(markers, "2026-03-01T10:00:09"), (Texts{"third", "fourth"}));
+}
+
+TEST(Markers, OfAHugeFileAreSortedAsFarAsThereIsRoom) {
+  const cTempDirectory folder;
+  const std::uint64_t noon = *ParseUtc("2026-03-01T12:00:00");
+  std::string lines;
+  while (lines.size() < kMostWaitingMarkers) {
+    lines += MarkerLine({noon, std::string(kLongestMarker, 'x')});
+  }
+  lines += MarkerLine({noon - 1, "late"});
+  std::ignore = folder.Write("drive.isf.marks", Bytes(lines));
+  cMarkerReader markers(folder.Path("drive.isf"));
+  EXPECT_FALSE(markers.NextUntil(noon - 1));
+  ASSERT_TRUE(markers.NextUntil(noon));
+  std::size_t before = 1;
+  auto marker = markers.NextUntil(noon);
+  for (; marker && marker->text != "late"; marker = markers.NextUntil(noon)) {
+    ++before;
+  }
+  ASSERT_TRUE(marker);
+  EXPECT_EQ(marker->time, noon - 1);
+  EXPECT_LT(before, lines.size() / kLongestMarker / 2);
 }
 
 TEST(Markers, LinesOfOthersArePassedOver) {
@@ -80,8 +105,9 @@ TEST(Markers, AddedLaterAreFoundWhenLookedForAgain) {
   markers.LookAgain();
   EXPECT_EQ(TextsUntil(markers, "2027-01-01"), Texts{"first"});
   ASSERT_TRUE(AddMarker(capture, {*ParseUtc("2026-03-02"), "second"}));
+  ASSERT_TRUE(AddMarker(capture, {*ParseUtc("2026-02-01"), "late"}));
   markers.LookAgain();
-  EXPECT_EQ(TextsUntil(markers, "2027-01-01"), Texts{"second"});
+  EXPECT_EQ(TextsUntil(markers, "2027-01-01"), (Texts{"late", "second"}));
 }
 
 TEST(Markers, AboveTheLongestAreCutBetweenCharacters) {

@@ -204,7 +204,8 @@ void AddAmountOptions(CLI::App& command, const std::shared_ptr<sListArguments>& 
   command.add_flag("--count", arguments->count, "Tell only how many items there are");
   command.add_flag("--follow", arguments->follow,
                    "Go on with what is recorded, until the capture is closed or Ctrl-C. A file "
-                   "that is empty is waited for, one that is missing is not");
+                   "that is empty is waited for, one that is missing is not. A marker that is set "
+                   "for a time that was listed already comes as soon as it is set");
 }
 
 // What has no sense together.
