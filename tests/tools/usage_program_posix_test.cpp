@@ -38,6 +38,24 @@ TEST_F(UsageProgramTest, AValueThatIsNoneIsToldWithThoseThatAre) {
   ExpectUsage("completion zsh", "corvane completion: SHELL: \"zsh\" is none of bash, powershell");
 }
 
+TEST_F(UsageProgramTest, AnExportNamedLikeAnotherFormatAsksForTheFormat) {
+  ExpectUsage("export x -o drive.csv",
+              "corvane export: drive.csv looks like csv: say --format csv, or --format pcapng");
+  ExpectUsage("export x -o y.d/drive.JSONL",
+              "corvane export: y.d/drive.JSONL looks like jsonl: say --format jsonl, or --format "
+              "pcapng");
+  ExpectUsage("export x -w drive.hdlc",
+              "corvane export: drive.hdlc looks like hdlc: say --format hdlc, or --format pcapng");
+  ExpectUsage("export x -o drive.gsmtap --events",
+              "corvane export: drive.gsmtap looks like gsmtap: say --format gsmtap, or --format "
+              "pcapng");
+  for (const char* const fits :
+       {"-o drive.csv --format pcapng", "-o drive.csv --format csv", "-o drive.pcapng",
+        "-o drive.pcap", "-o drive", "-o csv", "-o drive.csv.gz", "-w -"}) {
+    EXPECT_EQ(Run("export no-such-file " + std::string(fits)), 1) << fits;
+  }
+}
+
 TEST_F(UsageProgramTest, AWordThatIsNoCommandIsNamed) {
   ExpectUsage("exprot drive.isf -o x",
               "corvane: there is no command \"exprot\", did you mean export?");

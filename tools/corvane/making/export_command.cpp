@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
@@ -268,6 +269,24 @@ void CheckOutput(const CLI::App& command, const sExportRequest& request) {
   }
 }
 
+// Without a format it is pcapng: a name that ends in another format's asks which one is meant.
+void CheckEnding(const CLI::App& command, const sExportRequest& request) {
+  if (command.count("--format") != 0) {
+    return;
+  }
+  const std::string& path = request.output.empty() ? request.stream : request.output;
+  const std::u8string ending = PathOf(path).extension().u8string();
+  std::string name(ending.begin() + (ending.empty() ? 0 : 1), ending.end());
+  std::transform(name.begin(), name.end(), name.begin(),
+                 [](char c) { return 'A' <= c && c <= 'Z' ? static_cast<char>(c + 32) : c; });
+  for (const sFormat& format : kFormats) {
+    if (name == format.name && format.format != request.format) {
+      throw CLI::ValidationError(
+          fmt::format("{} looks like {}: say --format {}, or --format pcapng", path, name, name));
+    }
+  }
+}
+
 // What is no signalling only pcapng has a form for.
 void CheckExtras(const sExportRequest& request) {
   const sExportOptions& options = request.options;
@@ -308,6 +327,7 @@ void AddExportCommand(CLI::App& app, int& exitCode) {
         "file is cut off behind its last record (nothing contradicts what is exported)"}});
   command->callback([command, request, &exitCode] {
     CheckOutput(*command, *request);
+    CheckEnding(*command, *request);
     CheckExtras(*request);
     request->options.captureName = CaptureNameOf(InputName(request->path));
     request->options.application = "Corvane " CORVANE_VERSION;
