@@ -8,6 +8,7 @@
 #include <stdexcept>
 #include <string>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 #include "corvane/command/command_line.h"
@@ -181,14 +182,17 @@ void AddWiresharkCommand(CLI::App& app, int& exitCode) {
       "wireshark", "Lets Wireshark capture by itself: puts this program into its extcap folder");
   command->require_subcommand(1);
   const auto folder = std::make_shared<std::string>();
-  const auto add = [command, folder, &exitCode](const char* name, const char* description,
-                                                auto run) {
+  const std::vector<const char*> exitCodes = {"0 done", "1 not done", "2 wrong usage"};
+  const auto add = [command, folder, &exitCodes, &exitCode](const char* name,
+                                                            const char* description, auto run,
+                                                            std::vector<sExample> examples) {
     CLI::App* const action = command->add_subcommand(name, description);
     action
         ->add_option("--folder", *folder,
                      fmt::format("Wireshark's extcap folder, where it is not the usual one. {}",
                                  kFolderHint))
         ->type_name("FOLDER");
+    AddHelp(*action, {.examples = std::move(examples), .exitCodes = exitCodes});
     action->callback([folder, run, &exitCode] {
       try {
         exitCode = run(InstallationFor(*folder), std::cout, std::cerr);
@@ -200,15 +204,21 @@ void AddWiresharkCommand(CLI::App& app, int& exitCode) {
   add("install",
       "Copies the program there, and in Windows its library and profiles; replaces an "
       "earlier copy",
-      InstallExtcap);
-  add("uninstall", "Removes them again", UninstallExtcap);
+      InstallExtcap,
+      {{"corvane wireshark install",
+        "Wireshark then lists the devices, or a file to follow, as interfaces", eNeeds::Wireshark},
+       {"corvane wireshark install --folder extcap", "Into another folder"}});
+  add("uninstall", "Removes them again", UninstallExtcap,
+      {{"corvane wireshark uninstall", "Wireshark has no interfaces of it any more",
+        eNeeds::Wireshark},
+       {"corvane wireshark uninstall --folder extcap", "From another folder"}});
   AddHelp(*command,
           {.examples = {{"corvane wireshark install",
                          "Wireshark then lists the devices, or a file to follow, as interfaces",
                          eNeeds::Wireshark},
                         {"corvane wireshark install --folder extcap", "Into another folder"},
                         {"corvane wireshark uninstall --folder extcap", "Takes it away again"}},
-           .exitCodes = {"0 done", "1 not done", "2 wrong usage"}});
+           .exitCodes = exitCodes});
 }
 
 }  // namespace corvane::tools

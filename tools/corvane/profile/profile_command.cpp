@@ -148,6 +148,13 @@ void AddProfileCommand(CLI::App& app, int& exitCode) {
       "Configurations of captures: lists and shows the ones that come with the program, "
       "checks one, and makes one of names");
   command->require_subcommand(1);
+  AddHelp(*command,
+          {.examples = {{"corvane profile list", "What there is, what for, and what it costs"},
+                        {"corvane profile check mine.cfg", "What a configuration switches on"},
+                        {"corvane profile make --log-code lte-rrc-ota -o mine.cfg",
+                         "A configuration of what is named"}},
+           .exitCodes = {"0 done", "1 warnings, or a file cannot be read or written",
+                         "2 wrong usage"}});
   AddListAction(*command, exitCode);
   AddShowAction(*command, exitCode);
   AddCheckAction(*command, exitCode);
