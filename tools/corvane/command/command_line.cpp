@@ -36,7 +36,7 @@ const sCommandHelp& ProgramHelp() {
                     "2 wrong usage: the command line makes no sense",
                     "3 a capture was read that is not closed: it is still being recorded, or its "
                     "recorder ended without closing it",
-                    "4 nothing was captured of the device"}};
+                    "4 nothing was captured of the device, or the modem's set-up was stuck"}};
   return help;
 }
 

@@ -104,8 +104,7 @@ void AddCompletionCommand(CLI::App& app, int& exitCode) {
                          "A file for PowerShell's profile to run"}},
            .notes = "The Debian package has the script for bash where the shell looks for it, the "
                     "archive for Windows that for PowerShell in share/corvane. The latter has been "
-                    "compared with the program's options, and not been run: its makers had no "
-                    "PowerShell.",
+                    "compared with the program's options, and is untried in PowerShell.",
            .exitCodes = {"0 done", "2 wrong usage"}});
   command->callback([&app, shell, &exitCode] {
     sCommandText root = DescribeCommand(app);

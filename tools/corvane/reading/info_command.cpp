@@ -137,8 +137,9 @@ void AddInfoCommand(CLI::App& app, int& exitCode) {
           {.examples = {{"corvane info drive.isf", "In moments, of a capture of any size"},
                         {"corvane info --deep drive.isf", "What its packets tell too"},
                         {"zcat drive.isf.gz | corvane info -", "A capture that is packed"}},
-           .notes = "Without --deep no more is read than header, directories, block index and "
-                    "trailer: what is wrong in the records alone goes unnoticed.",
+           .notes = "Without --deep no more is read than header, directories, block index, trailer "
+                    "and the time of the last record: what is wrong in the records alone goes "
+                    "unnoticed.",
            .exitCodes = ReadingExitCodes()});
   command->callback([request, &exitCode] {
     exitCode = ShowInfo(request->path, request->deep, std::cout, std::cerr);
