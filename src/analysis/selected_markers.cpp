@@ -42,6 +42,10 @@ std::optional<sMarker> cSelectedMarkers::NextUntil(std::uint64_t time,
 
 std::optional<sMarker> cSelectedMarkers::NextBehind(cCaptureFile& file,
                                                     const cSelectionMatcher& matcher) {
+  const std::uint64_t first = matcher.FirstNumber();
+  if (first != 0 && first >= file.NumbersEnd()) {
+    return std::nullopt;  // the selection begins behind all that there is
+  }
   const std::uint64_t last = matcher.LastNumber();
   if (last == UINT64_MAX || !file.NextItem(last + 1)) {
     return NextUntil(UINT64_MAX, matcher);

@@ -23,7 +23,8 @@ class cSelectedMarkers {
   // The next marker to show in front of an item of this time; nothing when there is none.
   [[nodiscard]] std::optional<sMarker> NextUntil(std::uint64_t time,
                                                  const cSelectionMatcher& matcher);
-  // The next one to show behind the last item that may be selected.
+  // The next one to show behind the last item that may be selected; nothing when the lower bound of
+  // numbers lies behind all items.
   [[nodiscard]] std::optional<sMarker> NextBehind(cCaptureFile& file,
                                                   const cSelectionMatcher& matcher);
 

@@ -209,6 +209,13 @@ TEST_F(ListFormsTest, MarkersOfTheStretchAreShownAmongAnyItems) {
   EXPECT_EQ(ListOf({"--count"}), "4\n");
 }
 
+TEST_F(ListFormsTest, BehindTheLastItemNoMarkerIsShown) {
+  SetMarker(kNoon + 9000, "behind");
+  EXPECT_EQ(NumbersOf({"--from", "3"}), "3-");
+  EXPECT_EQ(NumbersOf({"--from", "4"}), "");
+  EXPECT_EQ(NumbersOf({"--from", "99999"}), "");
+}
+
 TEST_F(ListFormsTest, AMarkersRowNamesItself) {
   SetMarker(kNoon + 1200, "tunnel");
   EXPECT_EQ(ListOf({"--json", "--from", "1", "--to", "2", "--fields", "number,time,sort,text"}),
