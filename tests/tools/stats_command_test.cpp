@@ -54,6 +54,22 @@ TEST_F(StatsCommandTest, TablesTellItemsBytesAndRates) {
   EXPECT_THAT(out.str(), HasSubstr("Requests: 1 sent, 1 answered, 0 refused, 0 without a reply\n"));
 }
 
+TEST_F(StatsCommandTest, NumbersAndCommandsAreEasyToCompare) {
+  cCaptureBuilder builder;
+  for (std::uint64_t number = 0; number < 1000; ++number) {
+    builder.Add({2, kNoon + number, Hex("1D"), {}});
+  }
+  builder.Add({10, kNoon + 1000, Hex("4B 0F 00 00"), {}});
+  EXPECT_EQ(Show(builder.Closed()), 0);
+  EXPECT_THAT(out.str(), HasSubstr("Items:        1,001\nBytes:        1,004\n"));
+  // The names stand below each other, and so do the codes.
+  EXPECT_THAT(out.str(), HasSubstr("\n0x1D             "));
+  EXPECT_THAT(out.str(), HasSubstr("\n0x4B 0x0F 0x0000 "));
+  EXPECT_THAT(out.str(), HasSubstr(" 1,000         1,000 "));
+  EXPECT_THAT(out.str(), HasSubstr("Requests: 1,001 sent, 0 answered, 0 refused, 1,001 without"));
+  EXPECT_THAT(out.str(), HasSubstr("  and 981 more\n"));
+}
+
 TEST_F(StatsCommandTest, AnIntervalMakesATableOverTime) {
   sStatisticsRequest request;
   request.interval = 2000;

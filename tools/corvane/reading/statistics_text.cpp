@@ -51,11 +51,11 @@ class cTextReport {
     const sItemTotals& all = statistics.Counts().All();
     const std::uint64_t span = statistics.Counts().Span();
     Print("File:         {}\nState:        {}\nItems:        {}", subject.path, subject.state,
-          all.items);
+          FormatCount(all.items));
     if (isSelection) {
-      Print(" selected of {}", subject.fileItems);
+      Print(" selected of {}", FormatCount(subject.fileItems));
     }
-    Print("\nBytes:        {}\n", all.bytes);
+    Print("\nBytes:        {}\n", FormatCount(all.bytes));
     if (all.items != 0) {
       Print("First time:   {}\nLast time:    {}\nSpan:         {}\n", FormatUtc(all.first),
             FormatUtc(all.last), LengthText(span));
@@ -69,8 +69,15 @@ class cTextReport {
   void WriteTable(const sTotalsTable& table) {
     Print("\n{:<47} {:>10} {:>13} {:>9} {:>11}  {:<24}  {}\n", table.title, "items", "bytes",
           "items/s", "bytes/s", "first", "last");
+    std::size_t keyWidth = 6;
     for (const sTotalsRow& row : table.rows) {
-      WriteRow(fmt::format("{:>6} {}", row.key, row.name), row.totals);
+      keyWidth = std::max(keyWidth, row.key.size());
+    }
+    for (const sTotalsRow& row : table.rows) {
+      // Numbers end below each other; the codes of commands, of one part or three, begin so.
+      const std::string key = row.key.starts_with("0x") ? fmt::format("{:<{}}", row.key, keyWidth)
+                                                        : fmt::format("{:>{}}", row.key, keyWidth);
+      WriteRow(fmt::format("{} {}", key, row.name), row.totals);
     }
     if (table.others.items != 0) {
       WriteRow("others", table.others);
@@ -100,7 +107,7 @@ class cTextReport {
     const std::vector<sGap> kept = gaps.Kept();
     if (gaps.Count() != 0) {
       Print("\nGaps of more than {}: {}, together {}, the longest {}\n",
-            SecondsText(statistics.GapLimit()), gaps.Count(), LengthText(gaps.Total()),
+            SecondsText(statistics.GapLimit()), FormatCount(gaps.Count()), LengthText(gaps.Total()),
             LengthText(gaps.Longest()));
     }
     for (const sGap& gap : First(kept)) {
@@ -109,7 +116,7 @@ class cTextReport {
     }
     WriteMore(gaps.Count() - First(kept).size());
     if (gaps.ClockStepCount() != 0) {
-      Print("\nClock set back: {}\n", gaps.ClockStepCount());
+      Print("\nClock set back: {}\n", FormatCount(gaps.ClockStepCount()));
     }
     for (const sClockStep& step : First(gaps.ClockSteps())) {
       Print("  {}  back to {}  items {} to {}\n", FormatUtc(step.from), FormatUtc(step.to),
@@ -124,8 +131,9 @@ class cTextReport {
       return;
     }
     const sRequestTotals& totals = requests->Totals();
-    Print("\nRequests: {} sent, {} answered, {} refused, {} without a reply\n", totals.sent,
-          totals.answered, totals.refused, totals.Unanswered());
+    Print("\nRequests: {} sent, {} answered, {} refused, {} without a reply\n",
+          FormatCount(totals.sent), FormatCount(totals.answered), FormatCount(totals.refused),
+          FormatCount(totals.Unanswered()));
     Print("{:<47} {:>8} {:>8} {:>8} {:>8} {:>7} {:>7} {:>7} {:>7}\n", "Reply times in milliseconds",
           "sent", "answered", "refused", "none", "least", "median", "95 %", "most");
     for (const auto& [name, named] : requests->ByName()) {
@@ -151,16 +159,16 @@ class cTextReport {
       Print(" {:>{}}", ItemTypeName(type), ColumnWidth(type));
     }
     Print("\n");
-    ForEachInterval(
-        intervals, [this, &intervals, &columns](std::int64_t number, const sTimeBucket& bucket) {
-          Print("{:<24} {:>9} {:>12} {:>9} {:>11}", FormatUtc(intervals.StartOf(number)),
-                bucket.items, bucket.bytes, RateText(bucket.items, intervals.Width()),
-                RateText(bucket.bytes, intervals.Width()));
-          for (const std::uint32_t type : columns) {
-            Print(" {:>{}}", bucket.byType[type], ColumnWidth(type));
-          }
-          Print("\n");
-        });
+    ForEachInterval(intervals, [this, &intervals, &columns](std::int64_t number,
+                                                            const sTimeBucket& bucket) {
+      Print("{:<24} {:>9} {:>12} {:>9} {:>11}", FormatUtc(intervals.StartOf(number)),
+            FormatCount(bucket.items), FormatCount(bucket.bytes),
+            RateText(bucket.items, intervals.Width()), RateText(bucket.bytes, intervals.Width()));
+      for (const std::uint32_t type : columns) {
+        Print(" {:>{}}", FormatCount(bucket.byType[type]), ColumnWidth(type));
+      }
+      Print("\n");
+    });
     if (intervals.ItemsElsewhere() != 0) {
       Print("and {} in intervals that are not kept\n", FormatItems(intervals.ItemsElsewhere()));
     }
@@ -176,14 +184,15 @@ class cTextReport {
 
   void WriteRow(const std::string& what, const sItemTotals& totals) {
     const std::uint64_t span = statistics.Counts().Span();
-    Print("{:<47} {:>10} {:>13} {:>9} {:>11}  {:<24}  {}\n", what, totals.items, totals.bytes,
-          RateText(totals.items, span), RateText(totals.bytes, span), FormatUtc(totals.first),
-          FormatUtc(totals.last));
+    Print("{:<47} {:>10} {:>13} {:>9} {:>11}  {:<24}  {}\n", what, FormatCount(totals.items),
+          FormatCount(totals.bytes), RateText(totals.items, span), RateText(totals.bytes, span),
+          FormatUtc(totals.first), FormatUtc(totals.last));
   }
 
   void WriteNamed(std::string_view name, const sRequestTotals& totals, const cTimeSpread& trips) {
-    Print("  {:<45} {:>8} {:>8} {:>8} {:>8}", name, totals.sent, totals.answered, totals.refused,
-          totals.Unanswered());
+    Print("  {:<45} {:>8} {:>8} {:>8} {:>8}", name, FormatCount(totals.sent),
+          FormatCount(totals.answered), FormatCount(totals.refused),
+          FormatCount(totals.Unanswered()));
     if (trips.Count() != 0) {
       Print(" {:>7} {:>7} {:>7} {:>7}", trips.Least(), trips.Median(), trips.Percentile(95),
             trips.Greatest());
@@ -205,7 +214,7 @@ class cTextReport {
 
   void WriteMore(std::uint64_t more) {
     if (more != 0) {
-      Print("  and {} more\n", more);
+      Print("  and {} more\n", FormatCount(more));
     }
   }
 
