@@ -17,7 +17,7 @@ constexpr int kLooks = 100;
     return sCaptureError{"the file is too short to be a capture file", count};
   }
   if (!isf::IsHeader(header)) {
-    return sCaptureError{"the file does not begin as a capture file does", 0};
+    return sCaptureError{kNoCapture, 0};
   }
   return std::nullopt;
 }

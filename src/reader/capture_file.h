@@ -25,6 +25,9 @@ enum class eCaptureState {
   Damaged,
 };
 
+// What is wrong with a file whose first bytes are not those of a capture file.
+inline constexpr char kNoCapture[] = "the file does not begin as a capture file does";
+
 // How much is read to judge a file.
 enum class eCheck {
   // All of it: of a closed file the head of every record too.

@@ -260,8 +260,10 @@ TEST(InfoCommandTest, AFileThatIsNoCaptureFileIsRefused) {
   const sResult result = InfoOf(Hex("50 4B 03 04 00"));
   EXPECT_EQ(result.exitCode, 1);
   EXPECT_EQ(result.out, "");
-  EXPECT_EQ(result.errors,
-            "corvane info: FILE: the file does not begin as a capture file does, at offset 0\n");
+  EXPECT_EQ(
+      result.errors,
+      "corvane info: FILE: the file does not begin as a capture file does, at offset 0; if it "
+      "is a raw stream, corvane import makes a capture of it\n");
 }
 
 TEST(InfoCommandTest, AMissingFileIsRefused) {

@@ -36,7 +36,10 @@ void ReportDamage(const char* command, const std::string& path, const cDamage& d
 
 int ReportUnreadable(const char* command, const std::string& path, const sCaptureError& error,
                      std::ostream& errors) {
-  errors << fmt::format("corvane {}: {}: {}\n", command, InputName(path), error.Text());
+  const char* const hint = error.message == kNoCapture
+                               ? "; if it is a raw stream, corvane import makes a capture of it"
+                               : "";
+  errors << fmt::format("corvane {}: {}: {}{}\n", command, InputName(path), error.Text(), hint);
   return kExitFailed;
 }
 
