@@ -98,7 +98,6 @@ std::uint32_t cISFStore::WriteAt(std::uint64_t position, const std::uint8_t* byt
   if (file == nullptr || bytes == nullptr || length == 0) {
     return kErrorBadArguments;
   }
-  knownEnd.reset();
   file->seekp(static_cast<std::streamoff>(position), std::ios::beg);
   Write({bytes, length});
   // Leaving the place also hands what the stream still holds to the operating system, so a write
@@ -115,15 +114,6 @@ void cISFStore::Write(std::span<const std::uint8_t> bytes) {
                 static_cast<std::streamsize>(piece.size()));
     bytes = bytes.subspan(piece.size());
   }
-}
-
-std::int64_t cISFStore::SeekToEnd(std::uint64_t itemTime) {
-  const auto known = std::exchange(knownEnd, std::nullopt);
-  if (!known || known->lookedAt != itemTime) {
-    return SeekToEnd();
-  }
-  file->seekp(static_cast<std::streamoff>(known->position), std::ios::beg);
-  return *file ? known->position : -1;
 }
 
 std::int64_t cISFStore::SeekToEnd() {
@@ -270,7 +260,7 @@ bool cISFStore::IsConsistent(std::int64_t endOfFile) const {
 
 std::uint32_t cISFStore::Append(const sSharedBuffer& item, const sItemKind& kind,
                                 std::uint64_t itemTime) {
-  const std::int64_t end = SeekToEnd(itemTime);
+  const std::int64_t end = SeekToEnd();
   if (!IsConsistent(end)) {
     return kErrorInvalidBlock;
   }
@@ -286,23 +276,18 @@ std::uint32_t cISFStore::Append(const sSharedBuffer& item, const sItemKind& kind
 
   // Two writes and two seeks are what the item costs: each is a call of the system. The stream
   // stands at the end already, and is left behind the entry.
-  const std::span<const std::uint8_t> record = JoinRecord(head, item);
-  Write(record);
+  Write(JoinRecord(head, item));
   file->seekp(static_cast<std::streamoff>(entryPosition), std::ios::beg);
   Write(entry);
   file->flush();
-  if (!*file) {
-    return kErrorInvalidBlock;
-  }
-  knownEnd = {end + static_cast<std::int64_t>(record.size()), itemTime};
-  return kErrorSuccess;
+  return *file ? kErrorSuccess : kErrorInvalidBlock;
 }
 
 std::span<const std::uint8_t> cISFStore::JoinRecord(const isf::sStoredRecordHead& head,
                                                     const sSharedBuffer& item) {
-  const auto packet = std::copy_n(head.bytes.begin(), head.size, recordBytes.begin());
+  const auto packet = std::copy_n(head.bytes.begin(), head.size, record.begin());
   const auto end = std::copy_n(item.data, item.size, packet);
-  return {recordBytes.begin(), end};
+  return {record.begin(), end};
 }
 
 }  // namespace corvane

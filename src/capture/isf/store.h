@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <fstream>
 #include <memory>
-#include <optional>
 #include <span>
 #include <vector>
 
@@ -113,10 +112,6 @@ class cISFStore {
   // Moves to the end of the file and returns its position; -1 on a failed stream, and when the
   // system cannot tell, which leaves the stream as it is.
   [[nodiscard]] std::int64_t SeekToEnd();
-  // The same for an item: the system is asked for the end once in each millisecond of `itemTime`,
-  // and the store goes by what it has written since. So a file that another program cuts off is
-  // noticed.
-  [[nodiscard]] std::int64_t SeekToEnd(std::uint64_t itemTime);
 
   std::unique_ptr<std::ofstream> file;
   std::uint32_t itemCount = 0;
@@ -124,14 +119,7 @@ class cISFStore {
   std::vector<isf::sIndexEntry> blockIndex;
   std::uint32_t blockItems = 0;  // items in the newest block
   // The record that is being written, which goes to the system in one piece.
-  std::array<std::uint8_t, isf::kLongestRecordHead + kMaxBufferSize> recordBytes;
-  // Where the file ends by what was written, and the item time at which the system was asked; none
-  // when something may lie behind.
-  struct sKnownEnd {
-    std::int64_t position;
-    std::uint64_t lookedAt;
-  };
-  std::optional<sKnownEnd> knownEnd;
+  std::array<std::uint8_t, isf::kLongestRecordHead + kMaxBufferSize> record;
   sLearnedValues learned;  // from the requests; kept from one file to the next
   cSubscriptionAssemblies sibAssemblies;
 
