@@ -42,17 +42,16 @@ sSelectionOutcome cSelectedItems::Outcome() const {
   return {selected, isChoosy, matcher.IsCrossed()};
 }
 
-// The next item between the bounds of numbers. The file may grow behind the last one.
-std::optional<std::uint64_t> cSelectedItems::NextNumber() {
-  if (matcher.IsCrossed()) {
-    return std::nullopt;
+// Goes on to the next item between the bounds of numbers; false when there is none. The file may
+// grow behind the last one.
+bool cSelectedItems::GoOn(std::uint64_t& number) {
+  const std::optional<std::uint64_t> found = file.NextItem(next);
+  if (!found || *found > matcher.LastNumber() || matcher.IsCrossed()) {
+    return false;
   }
-  const std::optional<std::uint64_t> number = file.NextItem(next);
-  if (!number || *number > matcher.LastNumber()) {
-    return std::nullopt;
-  }
-  next = *number + 1;
-  return number;
+  number = *found;
+  next = number + 1;
+  return true;
 }
 
 // Makes item `number` the current one. False when it cannot be read.
@@ -85,11 +84,12 @@ bool cSelectedItems::Next() {
   if (!std::exchange(hasBegun, true)) {
     PassTextsBefore(matcher.IsCrossed() ? 0 : next);
   }
-  while (const auto number = NextNumber()) {
-    const std::uint32_t type = file.TypeOf(*number).value_or(0);
+  std::uint64_t number = 0;
+  while (GoOn(number)) {
+    const std::uint32_t type = file.TypeOf(number).value_or(0);
     const bool isText = type == isf::kInformationItem;
     const eAnswer answer = matcher.ByType(type);
-    if ((answer == eAnswer::No && !isText) || !Read(*number)) {
+    if ((answer == eAnswer::No && !isText) || !Read(number)) {
       continue;
     }
     if (answer == eAnswer::Yes || matcher.Matches(current)) {
@@ -105,10 +105,11 @@ bool cSelectedItems::Next() {
 
 std::optional<std::uint64_t> cSelectedItems::Skip() {
   hasBegun = true;
-  while (const auto number = NextNumber()) {
-    const eAnswer answer = matcher.ByType(file.TypeOf(*number).value_or(0));
+  std::uint64_t number = 0;
+  while (GoOn(number)) {
+    const eAnswer answer = matcher.ByType(file.TypeOf(number).value_or(0));
     if (answer == eAnswer::Yes ||
-        (answer == eAnswer::Read && Read(*number) && matcher.Matches(current))) {
+        (answer == eAnswer::Read && Read(number) && matcher.Matches(current))) {
       ++selected;
       return number;
     }

@@ -64,7 +64,7 @@ class cSelectedItems {
   [[nodiscard]] const std::optional<sCaptureError>& Unreadable() const { return unreadable; }
 
  private:
-  [[nodiscard]] std::optional<std::uint64_t> NextNumber();
+  [[nodiscard]] bool GoOn(std::uint64_t& number);
   [[nodiscard]] bool Read(std::uint64_t number);
   void PassTextsBefore(std::uint64_t first);
 
