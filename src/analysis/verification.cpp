@@ -16,53 +16,6 @@
 namespace corvane {
 namespace {
 
-struct sRuleWords {
-  std::string_view name;
-  std::string_view text;
-};
-
-[[nodiscard]] sRuleWords WordsOf(eRule rule) {
-  switch (rule) {
-    case eRule::Header:
-      return {"header", "A capture begins with 0xAB603108"};
-    case eRule::Joined:
-      return {"joined", "A file holds one capture"};
-    case eRule::Block:
-      return {"block", "A block is whole, and the last one of a closed capture has items"};
-    case eRule::NextBlock:
-      return {
-          "next-block",
-          "A block names the one behind it, which stands behind its last record; the last block "
-          "names none"};
-    case eRule::BaseTime:
-      return {"base-time", "A block's base time is the time of its first item"};
-    case eRule::EntryOrder:
-      return {"entry-order",
-              "A directory's entries are used in order, and all of them before the next block"};
-    case eRule::RecordPlace:
-      return {"record-place", "Records follow each other in the order of the directory"};
-    case eRule::Gap:
-      return {"gap", "In a closed capture every byte belongs to something"};
-    case eRule::PacketLength:
-      return {"packet-length", "A packet has 1 to 16640 bytes"};
-    case eRule::ItemType:
-      return {"item-type", "Item types are 0 to 2 and 4 to 10"};
-    case eRule::ExtraField:
-      return {"extra-field", "Only items of type 8 have an extra field, and never 0xFFFFFFFF"};
-    case eRule::ItemTime:
-      return {"item-time", "A time is one that clocks can show"};
-    case eRule::TimeWidth:
-      return {"time-width", "A time field is as narrow as its time allows"};
-    case eRule::BlockIndex:
-      return {"block-index", "The block index has each block's position and base time"};
-    case eRule::Trailer:
-      return {"trailer", "The trailer is 64 bits of zero, the number of items and 0xAB603107"};
-    case eRule::Contents:
-      return {"contents", "A packet is of the sort that its item's type says"};
-  }
-  return {};
-}
-
 // Bytes that are borrowed, with a header put in front where that is wrong: what is behind it can
 // then be read all the same.
 class cBehindHeader final : public cByteSource {
@@ -134,7 +87,7 @@ class cVerifier {
     if (file->IsClosed()) {
       const std::uint64_t blocks = file->Blocks().empty() ? 0 : file->Blocks().back().number + 1;
       const std::uint64_t closing = blocks * isf::kIndexEntrySize + isf::kTrailerSize;
-      indexOffset = file->Size() - std::min(file->Size(), closing);
+      indexOffset = file->ClosedEnd() - std::min(file->ClosedEnd(), closing);
     }
     return true;
   }
@@ -342,7 +295,7 @@ class cVerifier {
     if (!blocks.empty() && blocks.back().entries == 0) {
       Report(eRule::Block, blocks.back().offset, "the last block has no items");
     }
-    cBlockIndex index(bytes, file->Size() - isf::kTrailerSize);
+    cBlockIndex index(bytes, file->ClosedEnd() - isf::kTrailerSize);
     CheckTrailer();
     if (indexOffset < file->ItemsEnd()) {
       Report(eRule::BlockIndex, file->ItemsEnd(),
@@ -374,13 +327,18 @@ class cVerifier {
   }
 
   void CheckTrailer() {
-    const std::uint64_t offset = file->Size() - isf::kTrailerSize;
+    const std::uint64_t offset = file->ClosedEnd() - isf::kTrailerSize;
     std::array<std::uint8_t, isf::kTrailerSize> last{};
     if (bytes.ReadAt(offset, last) != last.size()) {
       Report(eRule::Trailer, offset, "the trailer cannot be read");
       return;
     }
     const isf::sTrailer trailer = isf::LoadTrailer(last);
+    if (const std::uint64_t more = file->Size() - file->ClosedEnd(); more != 0) {
+      Report(eRule::BehindTrailer, file->ClosedEnd(),
+             std::to_string(more) + (more == 1 ? " byte stands" : " bytes stand") +
+                 " behind the trailer");
+    }
     if (trailer.zero != 0) {
       Report(eRule::Trailer, offset, "the first 64 bits of the trailer are not zero");
     }
@@ -439,10 +397,6 @@ class cVerifier {
 };
 
 }  // namespace
-
-std::string_view RuleName(eRule rule) { return WordsOf(rule).name; }
-
-std::string_view RuleText(eRule rule) { return WordsOf(rule).text; }
 
 sVerified VerifyCapture(std::unique_ptr<cByteSource> source, const sVerifyRequest& request) {
   return cVerifier(*source, request).Run();

@@ -29,6 +29,7 @@ enum class eRule : std::uint8_t {
   TimeWidth,
   BlockIndex,
   Trailer,
+  BehindTrailer,
   Contents,
 };
 

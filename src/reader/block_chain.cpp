@@ -46,6 +46,11 @@ void cBlockChain::Advance() {
   }
   for (;;) {
     sLook look = Look();
+    if (HoldsNothing()) {
+      blocks.clear();
+      now = settled = {};
+      return;
+    }
     for (int looks = 1; look.damage.Count() != 0 && looks < kLooks; ++looks) {
       sLook again = Look();
       if (again == look) {
@@ -63,6 +68,14 @@ void cBlockChain::Advance() {
     settled.end = next->offset + isf::kBlockSize;
     blocks.push_back(*next);
   }
+}
+
+// A trailer of no items right behind the header: what follows is not this capture's.
+bool cBlockChain::HoldsNothing() const {
+  const isf::sTrailer trailer = isf::LoadTrailer(
+      std::span<const std::uint8_t, isf::kBlockSize>(newest).first<isf::kTrailerSize>());
+  return blocks.size() == 1 && firstOffset == isf::kHeaderSize &&
+         trailer.magic == isf::kTrailerMagic && trailer.zero == 0 && trailer.itemCount == 0;
 }
 
 void cBlockChain::Take(sLook look) {

@@ -99,6 +99,7 @@ class cBlockChain {
   // The newest block as read.
   struct sView;
 
+  [[nodiscard]] bool HoldsNothing() const;
   [[nodiscard]] sLook Look();
   [[nodiscard]] std::optional<std::uint64_t> FindBaseTime(const sView& view);
   static void ReportBaseTime(sLook& look, bool isInIndex);

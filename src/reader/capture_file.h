@@ -110,8 +110,10 @@ class cCaptureFile {
   [[nodiscard]] std::uint64_t Size() const { return size; }
   // File position behind the last good record.
   [[nodiscard]] std::uint64_t ItemsEnd() const { return chain.End(); }
-  // Whether the file ends in a trailer, also where State() is Damaged.
+  // Whether the capture ends in a trailer, also where State() is Damaged.
   [[nodiscard]] bool IsClosed() const { return closed; }
+  // File position behind the trailer of a closed capture; more may stand there, which is damage.
+  [[nodiscard]] std::uint64_t ClosedEnd() const { return closedEnd; }
   // Where a second capture begins, behind the end of this one: files were joined. State() is
   // Damaged then, and only the first one's items are read.
   [[nodiscard]] std::optional<std::uint64_t> SecondCapture() const { return second; }
@@ -183,6 +185,7 @@ class cCaptureFile {
   cBlockChain chain;
   std::uint64_t size = 0;
   bool closed = false;
+  std::uint64_t closedEnd = 0;
   std::optional<std::uint64_t> second;
   cDamage damage;
 

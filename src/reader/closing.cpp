@@ -260,6 +260,28 @@ void CheckRecords(cByteSource& source, eCheck howMuch, cBlockChain& chain,
   return std::nullopt;
 }
 
+// The index and trailer that stand right behind the records of `chain`, whatever follows them;
+// nothing unless they are just those of its blocks.
+[[nodiscard]] std::optional<cBlockIndex> FindWholeClosing(cByteSource& source,
+                                                          const cBlockChain& chain,
+                                                          std::uint64_t size) {
+  const std::uint64_t offset = chain.End() + BlockCount(chain) * isf::kIndexEntrySize;
+  std::array<std::uint8_t, isf::kTrailerSize> bytes{};
+  if (offset > size || size - offset < isf::kTrailerSize ||
+      source.ReadAt(offset, bytes) != bytes.size()) {
+    return std::nullopt;
+  }
+  const isf::sTrailer trailer = isf::LoadTrailer(bytes);
+  if (trailer.magic != isf::kTrailerMagic || trailer.zero != 0 ||
+      trailer.itemCount != static_cast<std::uint32_t>(chain.NumbersEnd())) {
+    return std::nullopt;
+  }
+  cBlockIndex index(source, offset, trailer);
+  cDamage differences;
+  CheckIndex(index, chain.End(), chain, differences);
+  return differences.Count() == 0 ? std::optional(std::move(index)) : std::nullopt;
+}
+
 }  // namespace
 
 cDamage cCaptureFile::CheckClosing() {
@@ -278,6 +300,9 @@ cDamage cCaptureFile::CheckClosing() {
   }
 
   second = FindSecondCapture(*source, chain, size);
+  const std::optional<cBlockIndex> whole = FindWholeClosing(*source, chain, size);
+  closed = whole.has_value();
+  closedEnd = whole ? whole->TrailerOffset() + isf::kTrailerSize : size;
   if (second) {
     found.Add({"a second capture begins here: files were joined, and only the first one is read",
                *second});
@@ -286,9 +311,16 @@ cDamage cCaptureFile::CheckClosing() {
   std::optional<cBlockIndex> index = cBlockIndex::Find(*source, size);
   if (index && IsTrailer(*index, chain)) {
     closed = true;
+    closedEnd = size;
     const auto offset = index->OffsetFor(BlockCount(chain)).value_or(0);
     CheckRecords(*source, check, chain, offset, found);
     CheckTrailer(*index, chain, found);
+  } else if (closed) {
+    CheckRecords(*source, check, chain, chain.End(), found);
+    const std::uint64_t more = size - closedEnd;
+    found.Add({std::to_string(more) + (more == 1 ? " byte stands" : " bytes stand") +
+                   " behind the trailer",
+               closedEnd});
   } else if (HasIndexWithoutTrailer(*source, chain, size)) {
     found.Add({"the trailer does not end in its closing number",
                size - isf::kTrailerSize + isf::kTrailerMagicOffset});

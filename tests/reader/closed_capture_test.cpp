@@ -106,15 +106,6 @@ TEST(ClosedCaptureTest, AHeaderAloneBehindACaptureIsNoSecondOne) {
   EXPECT_EQ(opened.file->SecondCapture(), std::nullopt);
 }
 
-TEST(ClosedCaptureTest, BytesBehindTheTrailerMakeAFileUnclosed) {
-  ByteVector file = SmallCapture().Closed();
-  file.push_back(0);
-  const sOpened opened = OpenBytes(file);
-  ASSERT_NE(opened.file, nullptr);
-  EXPECT_EQ(opened.file->State(), eCaptureState::Unclosed);
-  EXPECT_EQ(opened.file->UnclaimedBytes(), 33U);
-}
-
 // --- What the recorder cannot have written
 
 // A closed file whose first item is a good one of 1 byte at kNoon, at record offset kRecords, and
@@ -281,5 +272,30 @@ TEST(ClosedCaptureTest, AnUnclosedFileIsNotHeldToTheRecordersRules) {
   builder.AddRaw(31 + 32 + 128, 1, Hex("05 00 FF FF FF FF 42"));
   EXPECT_EQ(ErrorOf(builder.Unclosed()), "");
 }
+TEST(ClosedCaptureTest, BytesBehindTheTrailerAreDamage) {
+  for (const cCaptureBuilder& builder : {cCaptureBuilder(), SmallCapture(), TwoBlocks()}) {
+    ByteVector file = builder.Closed();
+    const std::size_t end = file.size();
+    file.push_back('x');
+    EXPECT_EQ(ErrorOf(file), "1 byte stands behind the trailer, at offset " + std::to_string(end));
+    file.resize(end + 70'000);
+    const sOpened opened = OpenBytes(file);
+    EXPECT_TRUE(opened.file->IsClosed());
+    EXPECT_EQ(opened.file->ClosedEnd(), end);
+    EXPECT_EQ(opened.file->ItemCount(), OpenBytes(builder.Closed()).file->ItemCount());
+  }
+}
+
+TEST(ClosedCaptureTest, ACaptureWithoutItemsEndsAtItsTrailer) {
+  ByteVector file = cCaptureBuilder().Closed();
+  const ByteVector second = SmallCapture().Closed();
+  file.insert(file.end(), second.begin(), second.end());
+  const sOpened opened = OpenBytes(file);
+  EXPECT_EQ(opened.file->AllDamage().Count(), 1U);
+  EXPECT_EQ(opened.file->SecondCapture(), 20U);
+  EXPECT_TRUE(opened.file->IsClosed());
+  EXPECT_EQ(opened.file->ItemCount(), 0U);
+}
+
 }  // namespace
 }  // namespace corvane
