@@ -106,4 +106,42 @@ std::optional<cBlockIndex> FindIndex(cByteSource& capture, std::uint64_t size) {
   return isLast ? std::move(index) : std::nullopt;
 }
 
+std::optional<cBlockIndex> FindIndexAt(cByteSource& source, std::uint64_t offset,
+                                       std::uint64_t blocks) {
+  std::array<std::uint8_t, isf::kTrailerSize> bytes{};
+  const std::uint64_t place = offset + blocks * isf::kIndexEntrySize;
+  const bool isRead = source.ReadAt(place, bytes) == bytes.size();
+  const isf::sTrailer trailer = isf::LoadTrailer(bytes);
+  if (!isRead || trailer.magic != isf::kTrailerMagic || trailer.zero != 0) {
+    return std::nullopt;
+  }
+  cBlockIndex index(source, place, trailer);
+  return index.BlockCount() == blocks ? std::optional(std::move(index)) : std::nullopt;
+}
+
+bool IsBlockBegun(cByteSource& source, std::uint64_t from, std::uint64_t end) {
+  std::vector<std::uint8_t> bytes(
+      static_cast<std::size_t>(std::min<std::uint64_t>(end - from, isf::kBlockSize)));
+  const auto used = [](std::uint8_t byte) { return byte != 0; };
+  return end - from <= isf::kBlockSize && source.ReadAt(from, bytes) == bytes.size() &&
+         std::none_of(
+             bytes.begin(),
+             bytes.begin() + std::min<std::ptrdiff_t>(std::ssize(bytes), isf::kDirectorySize),
+             used);
+}
+
+std::uint32_t UsedEntriesAt(cByteSource& source, std::uint64_t offset, std::uint64_t end) {
+  std::vector<std::uint8_t> bytes(isf::kDirectorySize);
+  const std::uint64_t there = offset < end ? end - offset : 0;
+  const std::size_t count = source.ReadAt(
+      offset,
+      std::span(bytes).first(std::min<std::size_t>(bytes.size(), static_cast<std::size_t>(there))));
+  const auto directory = std::span<const std::uint8_t, isf::kDirectorySize>(bytes);
+  std::uint32_t used = 0;
+  for (std::uint32_t place = 0; place < count / isf::kDirectoryEntrySize; ++place) {
+    used += FindBrokenRule(EntryAt(directory, place)).problem == nullptr ? 1U : 0U;
+  }
+  return used;
+}
+
 }  // namespace corvane

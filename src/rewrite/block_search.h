@@ -21,4 +21,18 @@ namespace corvane {
 // last block to which it leads ends where it begins. `capture` is not owned and must outlive it.
 [[nodiscard]] std::optional<cBlockIndex> FindIndex(cByteSource& capture, std::uint64_t size);
 
+// The index of so many blocks that begins at an offset, with the trailer behind it; what follows
+// that does not matter.
+[[nodiscard]] std::optional<cBlockIndex> FindIndexAt(cByteSource& capture, std::uint64_t offset,
+                                                     std::uint64_t blocks);
+
+// Whether the bytes from `from` up to `end` are the beginning of a block in which no entry is used
+// yet.
+[[nodiscard]] bool IsBlockBegun(cByteSource& source, std::uint64_t from, std::uint64_t end);
+
+// How many entries the recorder can have written into the directory of a block that is cut off at
+// `end`.
+[[nodiscard]] std::uint32_t UsedEntriesAt(cByteSource& source, std::uint64_t offset,
+                                          std::uint64_t end);
+
 }  // namespace corvane

@@ -29,34 +29,6 @@ constexpr std::uint64_t kLongestRecord = isf::kLongestRecordHead + isf::kLongest
   return isIt ? std::optional(entry->baseTime) : std::nullopt;
 }
 
-// Whether the bytes from `from` on are the beginning of a block in which no entry is used yet.
-[[nodiscard]] bool IsBlockBegun(cByteSource& source, std::uint64_t from, std::uint64_t end) {
-  std::vector<std::uint8_t> bytes(
-      static_cast<std::size_t>(std::min<std::uint64_t>(end - from, isf::kBlockSize)));
-  const auto used = [](std::uint8_t byte) { return byte != 0; };
-  return end - from <= isf::kBlockSize && source.ReadAt(from, bytes) == bytes.size() &&
-         std::none_of(
-             bytes.begin(),
-             bytes.begin() + std::min<std::ptrdiff_t>(std::ssize(bytes), isf::kDirectorySize),
-             used);
-}
-
-// How many entries the recorder can have written into what is left of a directory.
-[[nodiscard]] std::uint32_t UsedEntriesAt(cByteSource& source, std::uint64_t offset,
-                                          std::uint64_t end) {
-  std::vector<std::uint8_t> bytes(isf::kDirectorySize);
-  const std::uint64_t there = offset < end ? end - offset : 0;
-  const std::size_t count = source.ReadAt(
-      offset,
-      std::span(bytes).first(std::min<std::size_t>(bytes.size(), static_cast<std::size_t>(there))));
-  const auto directory = std::span<const std::uint8_t, isf::kDirectorySize>(bytes);
-  std::uint32_t used = 0;
-  for (std::uint32_t place = 0; place < count / isf::kDirectoryEntrySize; ++place) {
-    used += FindBrokenRule(EntryAt(directory, place)).problem == nullptr ? 1U : 0U;
-  }
-  return used;
-}
-
 }  // namespace
 
 cPartRecovery::cPartRecovery(cByteSource& source, const sPartPlace& place,
@@ -87,6 +59,7 @@ bool cPartRecovery::Recover() {
     }
   }
   LoseBlockBehind();
+  LoseBehindTrailer();
   return true;
 }
 
@@ -105,7 +78,9 @@ std::optional<std::uint64_t> cPartRecovery::FindNextPart() {
       ++number;
     }
   }
-  if (blocks.empty() || (index && *index->Offset() == chain.End())) {
+  const bool isClosed = index && *index->Offset() == chain.End() &&
+                        index->TrailerOffset() + isf::kTrailerSize == size;
+  if (blocks.empty() || isClosed) {
     return std::nullopt;
   }
   const auto found = FindBlock(part, size, ProvenEnd(blocks.size() - 1));
@@ -156,8 +131,25 @@ void cPartRecovery::FindOwnIndex() {
     return;
   }
   index = cBlockIndex::Find(part, size);
+  if (!index || !IsOfLastBlock(*index)) {
+    index = FindIndexAt(part, chain.End(), chain.Blocks().back().number + 1);
+  }
   if (index && !IsOfLastBlock(*index)) {
     index.reset();
+  }
+}
+
+// What is neither of the capture nor another one without items.
+void cPartRecovery::LoseBehindTrailer() {
+  const std::uint64_t end = index ? index->TrailerOffset() + isf::kTrailerSize : size;
+  std::array<std::uint8_t, isf::kHeaderSize> header{};
+  const bool isCapture = size - end == isf::kHeaderSize + isf::kTrailerSize &&
+                         part.ReadAt(end, header) == header.size() && isf::IsHeader(header);
+  if (end != size && !isCapture) {
+    report.losses.Add({Count(size - end, "byte") + " behind the trailer belong" +
+                           (size - end == 1 ? "s" : "") + " to no item",
+                       origin + end});
+    report.lostBytes += size - end;
   }
 }
 

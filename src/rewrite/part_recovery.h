@@ -60,6 +60,7 @@ class cPartRecovery {
       const sBlockToRecover& wanted, std::span<const std::uint8_t, isf::kDirectorySize> directory);
   void LoseBehind(std::size_t number, std::uint64_t end);
   void LoseBlockBehind();
+  void LoseBehindTrailer();
   void LoseBlock(const sCaptureBlock& block, const sBlockToRecover& wanted);
   void Lose(const sLostItems& lost);
 

@@ -19,6 +19,15 @@ namespace {
   return source.ReadAt(offset, header) == header.size() && isf::IsHeader(header);
 }
 
+[[nodiscard]] bool HasTrailerOfNone(cByteSource& source, std::uint64_t offset) {
+  std::array<std::uint8_t, isf::kTrailerSize> bytes{};
+  if (source.ReadAt(offset, bytes) != bytes.size()) {
+    return false;
+  }
+  const isf::sTrailer trailer = isf::LoadTrailer(bytes);
+  return trailer.magic == isf::kTrailerMagic && trailer.zero == 0 && trailer.itemCount == 0;
+}
+
 class cRecovery {
  public:
   cRecovery(cByteSource& bytes, std::uint64_t fileSize, const RecoveredItemTaker& taker)
@@ -53,15 +62,23 @@ class cRecovery {
  private:
   // Where the first block stands. `origin` receives where its capture begins.
   [[nodiscard]] std::optional<std::uint64_t> FindFirst(std::uint64_t& origin) {
-    if (HasHeader(source, 0)) {
-      return isf::kHeaderSize;
+    // Captures without items have nothing to recover, but for what follows them.
+    while (HasHeader(source, origin) && HasTrailerOfNone(source, origin + isf::kHeaderSize) &&
+           HasHeader(source, origin + isf::kHeaderSize + isf::kTrailerSize)) {
+      origin += isf::kHeaderSize + isf::kTrailerSize;
+      report.moreCaptures.push_back(origin);
+    }
+    if (HasHeader(source, origin)) {
+      return origin + isf::kHeaderSize;
     }
     if (ProvesBlock(source, size, isf::kHeaderSize) || EndsAsBlock(isf::kHeaderSize)) {
       report.mended.Add({"the file does not begin as a capture file does", 0});
       return isf::kHeaderSize;
     }
     const auto found = FindBlock(source, size, 0);
-    if (found) {
+    if (found == std::uint64_t{0}) {
+      report.mended.Add({"the file lacks its header and begins with a block", 0});
+    } else if (found) {
       report.losses.Add({"the first " + Count(*found, "byte") + " lead to no item", 0});
       report.lostBytes += *found;
       EnterCapture(*found, origin);

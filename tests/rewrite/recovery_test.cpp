@@ -250,6 +250,19 @@ TEST_F(RecoveryTest, TheItemsOfCapturesThatWereJoinedAreKept) {
   }
 }
 
+TEST_F(RecoveryTest, ItemsBehindCapturesWithoutItemsAreKept) {
+  const std::vector<sBuiltItem> few(items.begin(), items.begin() + 50);
+  const ByteVector none = cCaptureBuilder().Closed();
+  const ByteVector second = BuildItems(few).Closed();
+  ByteVector file = none;
+  file.insert(file.end(), none.begin(), none.end());
+  file.insert(file.end(), second.begin(), second.end());
+  const sOutcome outcome = Recover(file);
+  EXPECT_TRUE(AreItems(outcome.items, few, 0, 50));
+  EXPECT_EQ(outcome.report.losses.Count(), 0U);
+  EXPECT_THAT(outcome.report.moreCaptures, ElementsAre(20U, 40U));
+}
+
 TEST_F(RecoveryTest, ALinkToNowhereCostsNothing) {
   for (const ByteVector& file : {closed, unclosed}) {
     for (const std::uint64_t link : {std::uint64_t{0}, std::uint64_t{57'364}, UINT64_MAX}) {
@@ -275,6 +288,32 @@ TEST_F(RecoveryTest, GarbageBehindTheItemsIsNoItem) {
   const sOutcome outcome = Recover(file);
   EXPECT_TRUE(AreItems(outcome.items, items, 0, items.size()));
   EXPECT_GT(outcome.report.losses.Count(), 0U);
+}
+
+TEST_F(RecoveryTest, BytesBehindTheTrailerAreTold) {
+  ByteVector file = closed;
+  file.push_back('x');
+  const sOutcome outcome = Recover(file);
+  EXPECT_TRUE(AreItems(outcome.items, items, 0, items.size()));
+  EXPECT_THAT(TextsOf(outcome.report.losses),
+              ElementsAre("1 byte behind the trailer belongs to no item, at offset " +
+                          std::to_string(closed.size())));
+  EXPECT_EQ(outcome.report.unfinishedBytes, 0U);
+  // Another capture without items is no loss.
+  file.pop_back();
+  const ByteVector none = cCaptureBuilder().Closed();
+  file.insert(file.end(), none.begin(), none.end());
+  EXPECT_EQ(Recover(file).report.losses.Count(), 0U);
+}
+
+TEST_F(RecoveryTest, AFileThatLacksOnlyItsHeaderLosesNothing) {
+  const std::vector<sBuiltItem> few(items.begin(), items.begin() + 50);
+  const ByteVector whole = BuildItems(few).Closed();
+  const sOutcome outcome = Recover(ByteVector(whole.begin() + 4, whole.end()));
+  EXPECT_TRUE(AreItems(outcome.items, few, 0, 50));
+  EXPECT_EQ(outcome.report.losses.Count(), 0U);
+  EXPECT_THAT(TextsOf(outcome.report.mended),
+              ElementsAre("the file lacks its header and begins with a block, at offset 0"));
 }
 
 TEST_F(RecoveryTest, ThePacketInsideAResponseIsNoItem) {

@@ -118,6 +118,8 @@ class cRecoverRun {
           fmt::format("Lost:   no item; {} may have been overwritten\n", FormatItems(report.unfit));
     } else if (report.losses.Count() == 0) {
       text += fmt::format("Lost:   nothing; the file was {}\n", StateOfInput());
+    } else if (report.lostItems == 0 && report.lostBytes == 0) {
+      text += "Lost:   what is told above; neither items nor bytes can be counted\n";
     } else {
       text += fmt::format("Lost:   {}{}\n",
                           report.lostItems != 0 ? FormatItems(report.lostItems) + ", " : "",
@@ -164,7 +166,7 @@ void AddRecoverCommand(CLI::App& app, int& exitCode) {
            "packet nothing else shows that it was. Where two captures were "
            "joined into one file, the items of both are kept, one behind the other. What is lost "
            "is told on standard error, with its place in the file.",
-           {"0 a complete file was made, and nothing was lost",
+           {"0 a complete file was made, and no damage there was cost anything",
             "1 something was lost or overwritten and the rest "
             "is in the new file, or there is no item and no new file, or it cannot be written",
             "2 wrong usage"}});

@@ -195,7 +195,8 @@ void AddVerifyCommand(CLI::App& app, int& exitCode) {
       {{{"corvane verify drive.isf", "Every violation, with its offset and its rule"},
         {"corvane verify --first --jobs 4 *.isf", "Which of many captures are good"}},
        "A file that is still being recorded, or whose recorder died, keeps every rule as long as "
-       "what there is of it is good. docs/capture-format.md describes the format.",
+       "what there is of it is good. Without --contents packets are not looked into. "
+       "docs/capture-format.md describes the format.",
        {"0 all files are complete and keep every rule", "1 one breaks a rule, or cannot be read",
         "2 wrong usage", "3 none breaks a rule, and one is not closed"}});
   command->callback(
