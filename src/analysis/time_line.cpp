@@ -58,7 +58,7 @@ void cIntervals::Add(const sCaptureItem& item) {
     latest = kept.find(number);
     if (latest == kept.end()) {
       if (kept.size() == kMostIntervals) {
-        ++itemsElsewhere;
+        elsewhere.Add(item);
         latest = kept.begin();
         return;
       }

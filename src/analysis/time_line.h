@@ -35,9 +35,9 @@ class cIntervals {
   void Add(const sCaptureItem& item);
 
   // The intervals that have items, by their numbers: the first item's is 0. At most kMostIntervals;
-  // how many items came in others.
+  // what came in others, together.
   [[nodiscard]] const std::map<std::int64_t, sTimeBucket>& Kept() const { return kept; }
-  [[nodiscard]] std::uint64_t ItemsElsewhere() const { return itemsElsewhere; }
+  [[nodiscard]] const sTimeBucket& Elsewhere() const { return elsewhere; }
   // When an interval begins, in milliseconds since 1601-01-01 UTC; 0 where that would be earlier.
   [[nodiscard]] std::uint64_t StartOf(std::int64_t number) const;
   [[nodiscard]] std::uint64_t Width() const { return widthInMilliseconds; }
@@ -50,7 +50,7 @@ class cIntervals {
   bool hasStarted = false;
   std::map<std::int64_t, sTimeBucket> kept;
   std::map<std::int64_t, sTimeBucket>::iterator latest;  // valid once `kept` has any
-  std::uint64_t itemsElsewhere = 0;
+  sTimeBucket elsewhere;
 };
 
 // A line of at most so many intervals of one length, which doubles as the capture grows.

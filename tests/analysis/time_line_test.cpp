@@ -63,7 +63,7 @@ TEST(IntervalsTest, IntervalsWithoutEndAreCounted) {
   }
   AddTimes(intervals, {900'000, 5, 900'001});
   EXPECT_EQ(intervals.Kept().size(), cIntervals::kMostIntervals);
-  EXPECT_EQ(intervals.ItemsElsewhere(), 2U);
+  EXPECT_EQ(intervals.Elsewhere().items, 2U);
   EXPECT_EQ(intervals.Kept().at(5).items, 2U);
   EXPECT_EQ(intervals.Kept().at(0).items, 1U);
 }

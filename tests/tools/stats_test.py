@@ -359,6 +359,42 @@ class Connections(unittest.TestCase):
         self.assertEqual(told["requests"]["answered"], 1)
 
 
+class FlatTable(unittest.TestCase):
+    """The CSV tells what JSON and text tell, and what it has no rows for."""
+
+    def test_requests_have_counts_and_reply_times_by_name(self):
+        rows = rows_of(good_stats(two_connections().closed(), "--csv"))
+        counts = ("items", "answered", "refused", "unanswered")
+        trips = ("least_ms", "median_ms", "percentile_95_ms", "greatest_ms")
+        named = {row["name"]: row for row in rows if row["kind"] == "request-reply"}
+        stamp, build = named["time stamp"], named["build ID"]
+        self.assertEqual([stamp[name] for name in counts], ["2", "2", "0", "0"])
+        self.assertEqual([stamp[name] for name in trips], ["20", "21", "40", "40"])
+        self.assertEqual([stamp["first"], stamp["last"]], [text_of(START + 110), text_of(START + 8140)])
+        self.assertEqual([build[name] for name in counts], ["1", "0", "0", "1"])
+        self.assertEqual([build[name] for name in trips], [""] * 4)
+        (whole,) = [row for row in rows if row["kind"] == "request-reply-all"]
+        self.assertEqual([whole[name] for name in counts], ["4", "2", "1", "1"])
+        self.assertEqual([whole["least_ms"], whole["greatest_ms"]], ["5", "40"])
+
+    def test_what_has_no_row_of_its_own_is_counted(self):
+        capture = made_capture.MadeCapture()
+        items = 50_010
+        for number in range(items):
+            kind = made_capture.REQUEST if number < 10_006 else made_capture.LOG
+            capture.add(kind, START + number * 2, b"\x7c" if number < 10_006 else b"\x10")
+        rows = rows_of(good_stats(capture.closed(), "--csv", "--gap", "1ms"))
+        for kind, listed, more in (("gap", 1000, items - 1001), ("unanswered", 10_000, 6)):
+            found = [row for row in rows if row["kind"] == kind]
+            self.assertEqual(len(found), listed + 1)
+            self.assertEqual([found[-1]["name"], found[-1]["items"]], ["others", str(more)])
+        rows = rows_of(good_stats(capture.closed(), "--csv", "--interval", "1ms"))
+        self.assertEqual(sum(int(row["items"]) for row in rows), items)
+        last = rows[-1]
+        self.assertEqual([last["start"], last["items"], last["bytes"]], ["others", "10", "10"])
+        self.assertEqual([last["items_per_second"], last["log"]], ["", "10"])
+
+
 class Ends(unittest.TestCase):
     def test_an_empty_capture_has_nothing_to_count(self):
         # Nothing but the header: not closed.

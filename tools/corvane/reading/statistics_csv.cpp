@@ -17,10 +17,14 @@ namespace {
   return rate ? fmt::format("{:.3f}", *rate) : std::string();
 }
 
+// Of the flat table. Rows of most kinds have nothing in those behind "last".
+constexpr std::size_t kColumns = 16;
+
 class cCsvTable {
  public:
   explicit cCsvTable(std::ostream& stream) : out(stream) {}
 
+  // A row of the flat table. The columns behind those that are given stay empty.
   void Add(std::initializer_list<std::string_view> fields) {
     row.clear();
     const char* between = "";
@@ -29,6 +33,7 @@ class cCsvTable {
       AppendCsvField(row, field);
       between = ",";
     }
+    row.append(kColumns - fields.size(), ',');
     Write();
   }
 
@@ -48,15 +53,37 @@ class cCsvTable {
          last ? FormatUtc(*last) : std::string()});
   }
 
+  // How many more there are of a kind than have a row.
+  void AddOthers(std::string_view kind, std::uint64_t count) {
+    if (count != 0) {
+      Add({kind, "", "others", std::to_string(count)});
+    }
+  }
+
+  void AddReplies(std::string_view kind, std::string_view name, const sRequestTotals& totals,
+                  const cTimeSpread& trips, const std::string& first, const std::string& last) {
+    const auto tripText = [&trips](std::uint64_t milliseconds) {
+      return trips.Count() == 0 ? std::string() : std::to_string(milliseconds);
+    };
+    Add({kind, "", name, std::to_string(totals.sent), "", "", "", first, last,
+         std::to_string(totals.answered), std::to_string(totals.refused),
+         std::to_string(totals.Unanswered()), tripText(trips.Least()), tripText(trips.Median()),
+         tripText(trips.Percentile(95)), tripText(trips.Greatest())});
+  }
+
   void AddInterval(const cIntervals& intervals, std::int64_t number, const sTimeBucket& bucket) {
     row = FormatUtc(intervals.StartOf(number));
     row += fmt::format(",{},{},{},{}", bucket.items, bucket.bytes,
                        RateText(bucket.items, intervals.Width()),
                        RateText(bucket.bytes, intervals.Width()));
-    for (const std::uint32_t type : ColumnTypes()) {
-      row += fmt::format(",{}", bucket.byType[type]);
-    }
-    row += fmt::format(",{}", ItemsOfOtherTypes(bucket));
+    AddTypes(bucket);
+    Write();
+  }
+
+  // What came in intervals that have no row: no one knows how many those are.
+  void AddOtherIntervals(const sTimeBucket& bucket) {
+    row = fmt::format("others,{},{},,", bucket.items, bucket.bytes);
+    AddTypes(bucket);
     Write();
   }
 
@@ -70,27 +97,65 @@ class cCsvTable {
   }
 
  private:
+  void AddTypes(const sTimeBucket& bucket) {
+    for (const std::uint32_t type : ColumnTypes()) {
+      row += fmt::format(",{}", bucket.byType[type]);
+    }
+    row += fmt::format(",{}", ItemsOfOtherTypes(bucket));
+  }
+
   void Write() { out << row << "\r\n"; }
 
   std::ostream& out;
   std::string row;
 };
 
+void WriteNamed(std::string_view name, const sNamedRequests& named, cCsvTable& table) {
+  table.AddReplies("request-reply", name, named.totals, named.roundTrips, FormatUtc(named.first),
+                   FormatUtc(named.last));
+}
+
 void WriteRequests(const cRequestReplies& requests, cCsvTable& table) {
-  for (const sRequest& request : requests.Unanswered()) {
+  if (requests.Totals().sent != 0) {
+    table.AddReplies("request-reply-all", "", requests.Totals(), requests.RoundTrips(), "", "");
+  }
+  for (const auto& [name, named] : requests.ByName()) {
+    WriteNamed(name, named, table);
+  }
+  if (requests.OtherNames().totals.sent != 0) {
+    WriteNamed("others", requests.OtherNames(), table);
+  }
+  const std::vector<sRequest> unanswered = requests.Unanswered();
+  for (const sRequest& request : unanswered) {
     table.AddPlain("unanswered", request.number, request.name, 1, request.time, std::nullopt);
   }
+  table.AddOthers("unanswered", requests.Totals().Unanswered() - unanswered.size());
   for (const sRequest& request : requests.Refused()) {
     table.AddPlain("refused", request.number, request.name + ": " + request.refusal, 1,
                    request.time, request.replyTime);
   }
+  table.AddOthers("refused", requests.Totals().refused - requests.Refused().size());
+}
+
+void WriteGaps(const cGaps& gaps, cCsvTable& table) {
+  const std::vector<sGap> kept = gaps.Kept();
+  for (const sGap& gap : kept) {
+    table.AddPlain("gap", gap.before, gap.hasConnectionChange ? "port gone or come" : "", 0,
+                   gap.start, gap.end);
+  }
+  table.AddOthers("gap", gaps.Count() - kept.size());
+  for (const sClockStep& step : gaps.ClockSteps()) {
+    table.AddPlain("clock-set-back", step.before, "", 0, step.from, step.to);
+  }
+  table.AddOthers("clock-set-back", gaps.ClockStepCount() - gaps.ClockSteps().size());
 }
 
 void WriteTotals(const cCaptureStatistics& statistics, const sStatisticsRequest& request,
                  cCsvTable& csv) {
   const cStatistics& counts = statistics.Counts();
   csv.Add({"kind", "key", "name", "items", "bytes", "items_per_second", "bytes_per_second", "first",
-           "last"});
+           "last", "answered", "refused", "unanswered", "least_ms", "median_ms", "percentile_95_ms",
+           "greatest_ms"});
   csv.AddTotals("all", "", "", counts.All(), counts.Span());
   for (const sTotalsTable& table : MakeTables(counts, request.top)) {
     for (const sTotalsRow& row : table.rows) {
@@ -106,13 +171,8 @@ void WriteTotals(const cCaptureStatistics& statistics, const sStatisticsRequest&
                    connection.start, connection.end);
     }
   }
-  for (const sGap& gap : statistics.Gaps().Kept()) {
-    csv.AddPlain("gap", gap.before, gap.hasConnectionChange ? "port gone or come" : "", 0,
-                 gap.start, gap.end);
-  }
-  for (const sClockStep& step : statistics.Gaps().ClockSteps()) {
-    csv.AddPlain("clock-set-back", step.before, "", 0, step.from, step.to);
-  }
+  csv.AddOthers("connection", statistics.Connections().Others());
+  WriteGaps(statistics.Gaps(), csv);
   if (const cRequestReplies* const requests = statistics.Requests()) {
     WriteRequests(*requests, csv);
   }
@@ -132,6 +192,9 @@ void WriteStatisticsCsv(const cCaptureStatistics& statistics, const sStatisticsR
   ForEachInterval(*intervals, [&csv, intervals](std::int64_t number, const sTimeBucket& bucket) {
     csv.AddInterval(*intervals, number, bucket);
   });
+  if (intervals->Elsewhere().items != 0) {
+    csv.AddOtherIntervals(intervals->Elsewhere());
+  }
 }
 
 }  // namespace corvane::tools

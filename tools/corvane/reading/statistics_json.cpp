@@ -195,6 +195,11 @@ void AddRequests(cJsonObject& object, const cRequestReplies& requests) {
     AddRequestTotals(row, entry.second.totals, entry.second.roundTrips);
     return row;
   });
+  if (requests.OtherNames().totals.sent != 0) {
+    Json others;
+    AddRequestTotals(others, requests.OtherNames().totals, requests.OtherNames().roundTrips);
+    member.Add("other_names", others);
+  }
   member.AddArray("unanswered_list", requests.Unanswered(), RequestJson);
   member.AddArray("refused_list", requests.Refused(), RequestJson);
   member.End();
@@ -222,7 +227,7 @@ void AddIntervals(cJsonObject& object, const cIntervals& intervals) {
     object.AddRow(IntervalJson(intervals, number, bucket));
   });
   object.EndArray();
-  object.Add("items_in_no_interval", intervals.ItemsElsewhere());
+  object.Add("items_in_no_interval", intervals.Elsewhere().items);
 }
 
 }  // namespace

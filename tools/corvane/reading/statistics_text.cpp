@@ -169,8 +169,8 @@ class cTextReport {
       }
       Print("\n");
     });
-    if (intervals.ItemsElsewhere() != 0) {
-      Print("and {} in intervals that are not kept\n", FormatItems(intervals.ItemsElsewhere()));
+    if (intervals.Elsewhere().items != 0) {
+      Print("and {} in intervals that are not kept\n", FormatItems(intervals.Elsewhere().items));
     }
   }
 
