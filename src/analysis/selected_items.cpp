@@ -42,6 +42,15 @@ sSelectionOutcome cSelectedItems::Outcome() const {
   return {selected, isChoosy, matcher.IsCrossed()};
 }
 
+void cSelectedItems::TellOf(std::uint64_t number) {
+  if (++untold == kTold) {
+    untold = 0;
+    if (tellSearch) {
+      tellSearch(number);
+    }
+  }
+}
+
 // Goes on to the next item between the bounds of numbers; false when there is none. The file may
 // grow behind the last one.
 bool cSelectedItems::GoOn(std::uint64_t& number) {
@@ -51,6 +60,7 @@ bool cSelectedItems::GoOn(std::uint64_t& number) {
   }
   number = *found;
   next = number + 1;
+  TellOf(number);
   return true;
 }
 
@@ -70,6 +80,7 @@ bool cSelectedItems::Read(std::uint64_t number) {
 void cSelectedItems::PassTextsBefore(std::uint64_t first) {
   for (auto number = file.NextItem(0); number && *number < first;
        number = file.NextItem(*number + 1)) {
+    TellOf(*number);
     if (file.TypeOf(*number) != isf::kInformationItem || file.ReadItem(*number, current.Renew())) {
       continue;  // none of the wanted stretch, so that nobody misses it
     }
@@ -94,6 +105,7 @@ bool cSelectedItems::Next() {
     }
     if (answer == eAnswer::Yes || matcher.Matches(current)) {
       ++selected;
+      untold = 0;
       return true;
     }
     if (isText && tellPassed) {
@@ -111,6 +123,7 @@ std::optional<std::uint64_t> cSelectedItems::Skip() {
     if (answer == eAnswer::Yes ||
         (answer == eAnswer::Read && Read(number) && matcher.Matches(current))) {
       ++selected;
+      untold = 0;
       return number;
     }
   }
@@ -125,7 +138,7 @@ std::uint64_t cSelectedItems::CountRest() {
 }
 
 std::optional<std::uint64_t> FindLast(cCaptureFile& file, const sSelection& selection,
-                                      std::uint64_t count) {
+                                      std::uint64_t count, const tSearchProgress& tell) {
   // Block by block from the end, each forwards: reading in descending order is slow.
   const auto inBlock = [&](std::uint64_t block) {
     sSelection part = selection;
@@ -137,7 +150,11 @@ std::optional<std::uint64_t> FindLast(cCaptureFile& file, const sSelection& sele
   };
   std::uint64_t missing = count;
   for (std::size_t place = file.Blocks().size(); place-- > 0;) {
-    const sSelection part = inBlock(file.Blocks()[place].number);
+    const std::uint64_t block = file.Blocks()[place].number;
+    if (tell) {
+      tell(file.NumbersEnd() - std::min(file.NumbersEnd(), (block + 1) * isf::kItemsPerBlock));
+    }
+    const sSelection part = inBlock(block);
     const std::uint64_t here = cSelectedItems(file, part).CountRest();
     if (here < missing) {
       missing -= here;

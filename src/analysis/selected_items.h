@@ -25,6 +25,10 @@ struct sSelectionOutcome {
 // subscription are in force (convert/source_texts.h). The item is borrowed for the call.
 using tPassedText = std::function<void(const sCaptureItem& item)>;
 
+// Is told now and then how far a search for items is that finds none: the number of an item that
+// was passed over.
+using tSearchProgress = std::function<void(std::uint64_t number)>;
+
 // The selected items of a capture file, in the order of their numbers, one at a time.
 //
 //   cSelectedItems items(file, selection);
@@ -42,6 +46,10 @@ class cSelectedItems {
 
   // From now on texts that are passed over are told, those in front of the wanted stretch too.
   void TellPassed(tPassedText tell) { tellPassed = std::move(tell); }
+
+  // From now on a search is told each time that so many items were passed over.
+  void TellSearch(tSearchProgress tell) { tellSearch = std::move(tell); }
+  static constexpr std::uint32_t kTold = 4096;
 
   // Goes on to the next selected item; false when there is none.
   [[nodiscard]] bool Next();
@@ -67,11 +75,14 @@ class cSelectedItems {
   [[nodiscard]] bool GoOn(std::uint64_t& number);
   [[nodiscard]] bool Read(std::uint64_t number);
   void PassTextsBefore(std::uint64_t first);
+  void TellOf(std::uint64_t number);
 
   cCaptureFile& file;
   const bool isChoosy;
   cSelectionMatcher matcher;
   tPassedText tellPassed;
+  tSearchProgress tellSearch;
+  std::uint32_t untold = 0;  // items passed over
   cDescribedItem current;
   std::uint64_t next = 0;
   bool hasBegun = false;
@@ -81,8 +92,10 @@ class cSelectedItems {
 
 // The number of the item with which the last `count` selected items of a file begin; nothing when
 // there are no more than those. Takes time in proportion to what lies behind it, and no memory.
+// `tell` may be empty; it is told how many numbers from the end of the file were searched.
 [[nodiscard]] std::optional<std::uint64_t> FindLast(cCaptureFile& file, const sSelection& selection,
-                                                    std::uint64_t count);
+                                                    std::uint64_t count,
+                                                    const tSearchProgress& tell = {});
 
 // The same of a capture that is being written.
 class cSelectedFollower {

@@ -15,6 +15,14 @@ constexpr std::chrono::milliseconds kRedraw(200);
 // The clock is looked at once in so many calls: it costs more than what is usually counted.
 constexpr std::uint32_t kCallsBetweenLooks = 64;
 
+cProgressByClock::Clock clockOfTest = nullptr;
+
+[[nodiscard]] std::chrono::steady_clock::time_point Now() {
+  return clockOfTest == nullptr ? std::chrono::steady_clock::now() : clockOfTest();
+}
+
+[[nodiscard]] bool IsShown() { return clockOfTest != nullptr || StandardErrorIsTerminal(); }
+
 // The end of a long name: a bar that does not fit into a line of the terminal could not be redrawn.
 [[nodiscard]] std::string Shortened(const std::string& name) {
   constexpr std::size_t kLongest = 36;
@@ -31,7 +39,10 @@ constexpr std::uint32_t kCallsBetweenLooks = 64;
 }  // namespace
 
 cProgress::cProgress(const std::string& work, std::uint64_t total)
-    : name(Shortened(work)), all(total), isShown(total != 0 && StandardErrorIsTerminal()) {}
+    : name(Shortened(work)),
+      all(total),
+      isShown(total != 0 && IsShown()),
+      next(isShown ? Now() + std::chrono::seconds(1) : std::chrono::steady_clock::time_point()) {}
 
 cProgress::~cProgress() { Wipe(); }
 
@@ -40,7 +51,14 @@ void cProgress::Show(std::uint64_t done) {
     return;
   }
   calls = 0;
-  const auto now = std::chrono::steady_clock::now();
+  ShowNow(done);
+}
+
+void cProgress::ShowNow(std::uint64_t done) {
+  if (!isShown) {
+    return;
+  }
+  const auto now = Now();
   if (now >= next) {
     next = now + kRedraw;
     Draw(done);
@@ -62,5 +80,9 @@ void cProgress::Wipe() {
     length = 0;
   }
 }
+
+cProgressByClock::cProgressByClock(Clock clock) { clockOfTest = clock; }
+
+cProgressByClock::~cProgressByClock() { clockOfTest = nullptr; }
 
 }  // namespace corvane::tools

@@ -23,6 +23,8 @@ class cProgress {
 
   // So much is done.
   void Show(std::uint64_t done);
+  // The same, of work that tells it so rarely that the clock can be looked at each time.
+  void ShowNow(std::uint64_t done);
   // Wipes the bar out, so that a line can be written; the next Show draws it again.
   void Wipe();
 
@@ -31,11 +33,22 @@ class cProgress {
 
   const std::string name;
   const std::uint64_t all;
-  const bool isShown;  // standard error is a terminal
-  const std::chrono::steady_clock::time_point start = std::chrono::steady_clock::now();
-  std::chrono::steady_clock::time_point next = start + std::chrono::seconds(1);
-  std::uint32_t calls = 0;  // since the clock was last looked at
-  std::size_t length = 0;   // of the bar that stands in the terminal
+  const bool isShown;                          // standard error is a terminal
+  std::chrono::steady_clock::time_point next;  // it is drawn
+  std::uint32_t calls = 0;                     // since the clock was last looked at
+  std::size_t length = 0;                      // of the bar that stands in the terminal
+};
+
+// For tests. As long as it lives, bars are drawn wherever standard error goes, at the times that
+// `clock` tells.
+class cProgressByClock {
+ public:
+  using Clock = std::chrono::steady_clock::time_point (*)();
+
+  explicit cProgressByClock(Clock clock);
+  cProgressByClock(const cProgressByClock&) = delete;
+  cProgressByClock& operator=(const cProgressByClock&) = delete;
+  ~cProgressByClock();
 };
 
 }  // namespace corvane::tools

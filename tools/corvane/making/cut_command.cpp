@@ -66,6 +66,7 @@ class cCutRun {
     cProgress progress(InputName(request.input), file->NumbersEnd());
     cSourcedWriter sourced(output.Writer());
     cTextsInForce inForce;
+    items.TellSearch([&progress](std::uint64_t number) { progress.ShowNow(number); });
     items.TellPassed([&inForce](const sCaptureItem& text) { inForce.Pass(text.type, text.bytes); });
     bool isFirst = true;
     while (items.Next()) {

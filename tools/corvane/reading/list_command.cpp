@@ -50,9 +50,13 @@ constexpr std::size_t kGrowingWidth = 6;
 }
 
 // Raises the lower bound to the first of the last so many items.
-void CutToLast(cCaptureFile& file, std::optional<std::uint64_t> last, sSelection& selection) {
+void CutToLast(cCaptureFile& file, const std::string& path, std::optional<std::uint64_t> last,
+               sSelection& selection) {
   if (last) {
-    if (const auto first = FindLast(file, selection, *last)) {
+    cProgress progress(InputName(path), file.NumbersEnd());
+    const auto first =
+        FindLast(file, selection, *last, [&](std::uint64_t done) { progress.ShowNow(done); });
+    if (first) {
       selection.from.number = first;
     }
   }
@@ -64,7 +68,8 @@ void CutToLast(cCaptureFile& file, std::optional<std::uint64_t> last, sSelection
     shown.outcome.selected = file.ItemCount();
   } else {
     cSelectedItems items(file, showing.selection);
-    cProgress progress(showing.path, file.NumbersEnd());
+    cProgress progress(InputName(showing.path), file.NumbersEnd());
+    items.TellSearch([&](std::uint64_t number) { progress.ShowNow(number); });
     while (items.Skip()) {
       progress.Show(items.Position());
     }
@@ -76,11 +81,12 @@ void CutToLast(cCaptureFile& file, std::optional<std::uint64_t> last, sSelection
 
 [[nodiscard]] sShown List(cCaptureFile& file, const sListRequest& request, cByteSink& out) {
   sShowing showing = request.showing;
-  CutToLast(file, request.last, showing.selection);
+  CutToLast(file, showing.path, request.last, showing.selection);
   const std::unique_ptr<cItemExport> listing =
       MakeListing(request, std::to_string(file.NumbersEnd()).size(), out);
-  // On a terminal the list itself shows how far it is.
-  cProgress progress(showing.path, StandardOutputIsTerminal() ? 0 : file.NumbersEnd());
+  // On a terminal the list itself shows how far it is, unless nothing is found.
+  showing.sharesTerminal = StandardOutputIsTerminal();
+  cProgress progress(InputName(showing.path), file.NumbersEnd());
   return ShowItems(file, showing, out, *listing, progress);
 }
 
@@ -93,7 +99,7 @@ void CutToLast(cCaptureFile& file, std::optional<std::uint64_t> last, sSelection
   }
   sCaptureError nothingYet;
   if (const auto file = cCaptureFile::Open(path, nothingYet, eCheck::Directories)) {
-    CutToLast(*file, request.last, request.showing.selection);
+    CutToLast(*file, path, request.last, request.showing.selection);
   }
   const std::unique_ptr<cLiveOutput> output = MakeLiveStandardOutput();
   const std::unique_ptr<cItemExport> listing = MakeListing(request, kGrowingWidth, *output);

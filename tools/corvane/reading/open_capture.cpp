@@ -6,6 +6,7 @@
 #include <span>
 #include <utility>
 
+#include "corvane/command/progress.h"
 #include "corvane/command/standard_streams.h"
 #include "corvane/command/temporary_file.h"
 
@@ -24,6 +25,27 @@ class cSpooledBytes final : public cByteSource {
 
  private:
   std::shared_ptr<cTemporaryFile> file;
+};
+
+// A file that shows how far it is read while a bar is there.
+class cWatchedBytes final : public cByteSource {
+ public:
+  explicit cWatchedBytes(std::unique_ptr<cByteSource> watched) : bytes(std::move(watched)) {}
+
+  // `shown` is not owned. Null: from now on nothing is shown.
+  void ShowOn(cProgress* shown) { progress = shown; }
+
+  [[nodiscard]] std::optional<std::uint64_t> Size() override { return bytes->Size(); }
+  [[nodiscard]] std::size_t ReadAt(std::uint64_t offset, std::span<std::uint8_t> into) override {
+    if (progress != nullptr) {
+      progress->ShowNow(offset);
+    }
+    return bytes->ReadAt(offset, into);
+  }
+
+ private:
+  std::unique_ptr<cByteSource> bytes;
+  cProgress* progress = nullptr;
 };
 
 [[nodiscard]] std::unique_ptr<cTemporaryFile> SpoolStandardInput(std::string& reason) {
@@ -75,7 +97,15 @@ std::unique_ptr<cCaptureFile> OpenCapture(const std::string& path, sCaptureError
     error = {"the file cannot be opened (" + reason + ")", {}};
     return nullptr;
   }
-  return cCaptureFile::Open(std::move(bytes), error, check);
+  cProgress progress(InputName(path), bytes->Size().value_or(0));
+  auto watched = std::make_unique<cWatchedBytes>(std::move(bytes));
+  cWatchedBytes& source = *watched;
+  source.ShowOn(&progress);
+  auto file = cCaptureFile::Open(std::move(watched), error, check);
+  if (file != nullptr) {
+    source.ShowOn(nullptr);  // else it is gone
+  }
+  return file;
 }
 
 std::string MarkedCapture(const std::string& path) {

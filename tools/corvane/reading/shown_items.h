@@ -16,6 +16,9 @@ struct sShowing {
   std::string path;  // of the capture, beside which its markers are
   sSelection selection;
   std::optional<std::uint64_t> most = {};  // no more items than these, the first
+  // What is shown goes to the terminal where the bar is drawn: it stands there only while nothing is
+  // found.
+  bool sharesTerminal = false;
 };
 
 // What came of it.
@@ -26,7 +29,7 @@ struct sShown {
 
 // Hands the selected items of `file` and the markers between them to `exported`, as long as `sink`
 // takes what comes of them. `progress` counts item numbers.
-[[nodiscard]] sShown ShowItems(cCaptureFile& file, const sShowing& showing, const cByteSink& sink,
+[[nodiscard]] sShown ShowItems(cCaptureFile& file, const sShowing& showing, cByteSink& sink,
                                cItemExport& exported, cProgress& progress);
 
 }  // namespace corvane::tools

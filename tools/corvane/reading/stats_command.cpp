@@ -36,6 +36,7 @@ constexpr char kStatsCommand[] = "stats";
 void Gather(cSelectedItems& items, const std::string& path, std::uint64_t end,
             cCaptureStatistics& statistics) {
   cProgress progress(path, end);
+  items.TellSearch([&progress](std::uint64_t number) { progress.ShowNow(number); });
   items.TellPassed([&statistics](const sCaptureItem& text) { statistics.Pass(text); });
   while (items.Next()) {
     statistics.Add(items.Current().Item());

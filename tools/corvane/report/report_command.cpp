@@ -50,6 +50,7 @@ class cGathering {
 
   void Run(sReportFindings& findings) {
     items.TellPassed([&findings](const sCaptureItem& text) { findings.Pass(text); });
+    items.TellSearch([this](std::uint64_t number) { progress.ShowNow(number); });
     markers.PassBefore(file, items.Matcher());
     while (items.Next()) {
       const sCaptureItem& item = items.Current().Item();
