@@ -18,10 +18,17 @@ class cCorvaneProgramTest : public ::testing::Test {
   // Returns the exit code; `output` and `errors` receive what the program wrote. `before` are the
   // shell's commands before it, and what feeds it.
   int Run(const std::string& arguments, const std::string& before = "") {
-    const std::string command = before + "\"" CORVANE_PROGRAM "\" " + arguments + " >\"" +
-                                folder.Path("output") + "\" 2>\"" + folder.Path("errors") + "\"";
-    const int status = std::system(command.c_str());
+    const int code = RunInto(folder.Path("output"), arguments, before);
     output = Content("output");
+    return code;
+  }
+
+  // The same with its standard output in the file at `path`.
+  int RunInto(const std::string& path, const std::string& arguments,
+              const std::string& before = "") {
+    const std::string command = before + "\"" CORVANE_PROGRAM "\" " + arguments + " >\"" + path +
+                                "\" 2>\"" + folder.Path("errors") + "\"";
+    const int status = std::system(command.c_str());
     errors = Content("errors");
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
   }

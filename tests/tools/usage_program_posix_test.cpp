@@ -2,6 +2,7 @@
 
 #include <filesystem>
 
+#include "reader/capture_builder.h"
 #include "tools/corvane_program_posix.h"
 
 namespace corvane {
@@ -126,6 +127,24 @@ TEST_F(UsageProgramTest, HelpAndVersionAreToldEverywhere) {
        {"info --version", "wireshark install --version", "capture --version"}) {
     EXPECT_EQ(Run(arguments), 0) << arguments;
     EXPECT_EQ(output, version) << arguments;
+  }
+}
+
+TEST_F(UsageProgramTest, AnOutputThatIsLostIsAFailure) {
+  cCaptureBuilder builder;
+  builder.Add({1, kNoon, Hex("1D 01"), {}});
+  const std::string capture = folder.Write("drive.isf", builder.Closed());
+  const std::string made = folder.Path("made.isf");
+  for (const std::string& command :
+       {"cut " + capture + " --overwrite -o " + made,
+        "recover " + capture + " --overwrite -o " + made,
+        "merge " + capture + " --overwrite -o " + made, "mark --at 2024-05-17 " + capture,
+        std::string("help"), std::string("--version"), std::string("list --help"), std::string(),
+        std::string("completion bash"), std::string("manual --json"), "stats " + capture,
+        "info " + capture}) {
+    EXPECT_EQ(RunInto("/dev/full", command), 1) << command;
+    EXPECT_NE(errors.find(": the output cannot be written\n"), std::string::npos) << command << '\n'
+                                                                                  << errors;
   }
 }
 

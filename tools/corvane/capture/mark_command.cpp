@@ -46,7 +46,7 @@ struct sMarkRequest {
     return Fail(fmt::format("{} cannot be written", MarkerPath(request.capture)));
   }
   std::cout << MarkerLine(marker) << std::flush;
-  return std::cout ? kExitGood : kExitFailed;
+  return kExitGood;
 }
 
 [[nodiscard]] std::uint64_t ParseTime(const std::string& text) {

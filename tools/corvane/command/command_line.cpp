@@ -68,6 +68,20 @@ void AddCommands(CLI::App& app, int& exitCode) {
   AddVersion(app);
 }
 
+// The exit code of a command that ended with `exitCode`: what it wrote may not have arrived.
+[[nodiscard]] int JudgeOutput(const CLI::App& app, int exitCode) {
+  if (std::cout.flush()) {
+    return exitCode;
+  }
+  // Commands that fail because of it have told so.
+  if (exitCode != kExitFailed) {
+    const auto commands = app.get_subcommands();
+    std::cerr << "corvane" << (commands.empty() ? "" : " " + commands.front()->get_name())
+              << ": the output cannot be written\n";
+  }
+  return kExitFailed;
+}
+
 }  // namespace
 
 int RunCommandLine(int argc, const char* const* argv) {
@@ -87,13 +101,13 @@ int RunCommandLine(int argc, const char* const* argv) {
   AddCommands(app, exitCode);
   if (arguments.empty()) {
     std::cout << app.help();
-    return kExitGood;
+    return JudgeOutput(app, kExitGood);
   }
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
     if (error.get_exit_code() == 0) {
-      return app.exit(error);  // help or version is asked for in this way
+      return JudgeOutput(app, app.exit(error));  // help or version is asked for in this way
     }
     TellUsageError(app, error, arguments, std::cerr);
     return kExitUsage;
@@ -101,7 +115,7 @@ int RunCommandLine(int argc, const char* const* argv) {
     std::cerr << "corvane: " << error.what() << '\n';
     return kExitFailed;
   }
-  return exitCode;
+  return JudgeOutput(app, exitCode);
 }
 
 }  // namespace corvane::tools

@@ -115,7 +115,7 @@ void AddCompletionCommand(CLI::App& app, int& exitCode) {
     OfferProfiles(root, profiles);
     std::cout << (*shell == eShell::Bash ? BashCompletion(root) : PowerShellCompletion(root))
               << std::flush;
-    exitCode = std::cout ? kExitGood : kExitFailed;
+    exitCode = kExitGood;
   });
 }
 
