@@ -91,6 +91,25 @@ TEST_F(NewFileTest, TwoFilesOfOneNameAreWrittenApart) {
   EXPECT_NE(one.WritePath(), other.WritePath());
 }
 
+TEST_F(NewFileTest, AnEndFromOutsideRemovesWhatIsOpen) {
+  cNewFile file(path, false);
+  ASSERT_EQ(file.Begin(), std::nullopt);
+  std::ofstream stream(file.WritePath(), std::ios::binary);
+  stream << "half" << std::flush;
+  ASSERT_TRUE(std::filesystem::exists(file.WritePath()));
+  RemoveUnfinishedFiles();
+  EXPECT_TRUE(std::filesystem::is_empty(folder.Path("")));
+}
+
+TEST_F(NewFileTest, AnEndFromOutsideLeavesWhatIsComplete) {
+  cNewFile file(path, false);
+  ASSERT_EQ(file.Begin(), std::nullopt);
+  WriteNew(file);
+  ASSERT_EQ(file.Complete(), std::nullopt);
+  RemoveUnfinishedFiles();
+  EXPECT_EQ(Content(), "new");
+}
+
 TEST_F(NewFileTest, AFolderIsNoFile) {
   cNewFile file(folder.Path(""), true);
   EXPECT_EQ(file.Begin(), folder.Path("") + " is a folder");

@@ -7,6 +7,7 @@ import pty
 import re
 import select
 import shutil
+import signal
 import subprocess
 import tempfile
 import time
@@ -275,6 +276,43 @@ class Progress(FrameTestCase):
         process, terminal = self.start("export", path, "--format", "csv", "-o", output)
         self.assertEqual(self.shown_on(terminal, DEADLINE), "")
         self.assertEqual(process.wait(DEADLINE), 0)
+
+
+class EndsFromOutside(FrameTestCase):
+    def test_a_signal_leaves_nothing_of_the_new_file(self):
+        for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
+            with subprocess.Popen(
+                [PROGRAM, "import", "-", "-o", self.folder / "drive.isf"],
+                stdin=subprocess.PIPE,
+                stdout=subprocess.DEVNULL,
+                stderr=subprocess.DEVNULL,
+            ) as process:
+                self.addCleanup(process.kill)
+                deadline = time.monotonic() + DEADLINE
+                while not (self.folder / "drive.isf.part").exists():
+                    self.assertLess(time.monotonic(), deadline)
+                    self.assertIsNone(process.poll())
+                    time.sleep(0.005)
+                process.send_signal(number)
+                self.assertEqual(process.wait(DEADLINE), -number)
+            self.assertEqual(list(self.folder.iterdir()), [])
+
+    def test_a_signal_that_is_ignored_stays_ignored(self):
+        with subprocess.Popen(
+            [PROGRAM, "import", "-", "-o", self.folder / "drive.isf"],
+            stdin=subprocess.PIPE,
+            stdout=subprocess.DEVNULL,
+            stderr=subprocess.DEVNULL,
+            preexec_fn=lambda: signal.signal(signal.SIGHUP, signal.SIG_IGN),
+        ) as process:
+            self.addCleanup(process.kill)
+            deadline = time.monotonic() + DEADLINE
+            while not (self.folder / "drive.isf.part").exists():
+                self.assertLess(time.monotonic(), deadline)
+                time.sleep(0.005)
+            process.send_signal(signal.SIGHUP)
+            process.stdin.close()
+            self.assertGreaterEqual(process.wait(DEADLINE), 0)
 
 
 class StandardInput(FrameTestCase):

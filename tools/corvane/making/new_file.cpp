@@ -51,6 +51,7 @@ std::optional<std::string> cNewFile::Begin() {
     wanted = TextOf(std::filesystem::canonical(PathOf(wanted)));
   }
   written = FreeNameBeside(wanted);
+  unfinished.emplace(written);
   return std::nullopt;
 }
 
@@ -75,6 +76,7 @@ std::optional<std::string> cNewFile::Complete() {
     return fmt::format("{} could not be given its name: {}", wanted, error.message());
   }
   written.clear();
+  unfinished.reset();
   return std::nullopt;
 }
 

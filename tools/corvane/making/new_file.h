@@ -3,12 +3,14 @@
 #include <optional>
 #include <string>
 
+#include "corvane/making/unfinished_file.h"
+
 namespace corvane::tools {
 
 // The file that a command makes. Until it is complete it has another name in the same folder, so
 // that nobody takes half of it for the whole, and a file that it replaces stays as it is. Of a
 // symbolic link the file that it leads to is replaced. Unless Complete was called, nothing of it is
-// left.
+// left, also when the program is ended from outside (unfinished_file.h).
 class cNewFile {
  public:
   cNewFile(std::string path, bool mayReplace) : wanted(std::move(path)), replaces(mayReplace) {}
@@ -37,6 +39,7 @@ class cNewFile {
   std::string wanted;
   bool replaces;
   std::string written;
+  std::optional<cUnfinishedFile> unfinished;
 };
 
 // Whether two paths lead to the same file. Files that cannot be compared are not the same one.
