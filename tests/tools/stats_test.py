@@ -438,7 +438,16 @@ class Ends(unittest.TestCase):
                 with self.subTest(option=option, value=value):
                     output, code, messages = stats(two_connections().closed(), f"{option}={value}")
                     self.assertEqual((output, code), ("", 2), messages)
+        _, code, messages = stats(two_connections().closed(), "--interval", "100000h")
+        self.assertEqual(code, 2)
+        self.assertIn("no length of time from 1ms to 1000h", messages)
         self.assertEqual(stats(two_connections().closed(), "--json", "--csv")[1], 2)
+
+    def test_numbers_of_rows_that_make_no_sense_are_wrong_usage(self):
+        for value in ("-1", "0", "+1", "1.5", "99999999999999999999", "x", ""):
+            with self.subTest(value=value):
+                output, code, messages = stats(two_connections().closed(), f"--top={value}")
+                self.assertEqual((output, code), ("", 2), messages)
 
 
 if __name__ == "__main__":

@@ -71,8 +71,8 @@ void AddDurationOption(CLI::App& command, const std::string& option, const std::
             const std::optional<std::chrono::milliseconds> duration = ParseDuration(text);
             if (!duration || !take(static_cast<std::uint64_t>(duration->count()))) {
               throw CLI::ValidationError(option, "\"" + text +
-                                                     "\" is no length of time that is "
-                                                     "more than 0, such as 500ms, 10s, 5m or 2h");
+                                                     "\" is no length of time from 1ms to 1000h, "
+                                                     "such as 500ms, 10s, 1.5m or 2h");
             }
           },
           help)
@@ -132,8 +132,15 @@ void AddStatsCommand(CLI::App& app, int& exitCode) {
                       return milliseconds != 0;
                     });
   command
-      ->add_option_function<std::uint64_t>(
-          "--top", [request](std::uint64_t rows) { request->top = rows; },
+      ->add_option_function<std::string>(
+          "--top",
+          [request](const std::string& text) {
+            request->top = ParseUnsigned<std::uint64_t>(text);
+            if (request->top.value_or(0) == 0) {
+              throw CLI::ValidationError("--top",
+                                         "\"" + text + "\" is no number of rows from 1 on");
+            }
+          },
           "So many rows of each table, those with the most items")
       ->type_name("N");
   CLI::Option* const json = command->add_flag_callback(
