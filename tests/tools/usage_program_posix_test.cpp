@@ -57,6 +57,13 @@ TEST_F(UsageProgramTest, AnExportNamedLikeAnotherFormatAsksForTheFormat) {
   }
 }
 
+TEST_F(UsageProgramTest, AnOptionOfOneValueIsGivenOnce) {
+  ExpectUsage("list x --from 20 --from 30",
+              "corvane list: --from is given 2 times, and takes one value");
+  ExpectUsage("export x -o a -o b --output c",
+              "corvane export: --output is given 3 times, and takes one value");
+}
+
 TEST_F(UsageProgramTest, AWordThatIsNoCommandIsNamed) {
   ExpectUsage("exprot drive.isf -o x",
               "corvane: there is no command \"exprot\", did you mean export?");

@@ -87,6 +87,11 @@ struct sUnknownCommand {
                        said.substr(kConverted.size(), equals - kConverted.size()),
                        said.substr(equals + kEquals.size()));
   }
+  constexpr std::string_view kTooMany = ": At Most 1 required but received ";
+  if (const std::size_t place = said.find(kTooMany); place != std::string::npos) {
+    return fmt::format("{} is given {} times, and takes one value", said.substr(0, place),
+                       said.substr(place + kTooMany.size()));
+  }
   if (said.ends_with(" missing") && said.find(" required ") != std::string::npos) {
     return said.substr(0, said.find(':')) + " needs a value";
   }
