@@ -11,17 +11,6 @@ namespace {
 
 using eAnswer = cSelectionMatcher::eAnswer;
 
-// The time of the first item that has one.
-[[nodiscard]] std::optional<std::uint64_t> FirstTimeOf(cCaptureFile& file) {
-  std::uint64_t time = 0;
-  for (auto number = file.NextItem(0); number; number = file.NextItem(*number + 1)) {
-    if (!file.ReadTime(*number, time)) {
-      return time;
-    }
-  }
-  return std::nullopt;
-}
-
 [[nodiscard]] bool IsRelative(const sSelectionBound& bound) {
   return bound.sinceStart || bound.timeOfDay;
 }
@@ -31,6 +20,16 @@ using eAnswer = cSelectionMatcher::eAnswer;
 }
 
 }  // namespace
+
+std::optional<std::uint64_t> FirstTimeOf(cCaptureFile& file) {
+  std::uint64_t time = 0;
+  for (auto number = file.NextItem(0); number; number = file.NextItem(*number + 1)) {
+    if (!file.ReadTime(*number, time)) {
+      return time;
+    }
+  }
+  return std::nullopt;
+}
 
 cSelectedItems::cSelectedItems(cCaptureFile& opened, const sSelection& wanted)
     : file(opened),

@@ -12,6 +12,9 @@
 
 namespace corvane {
 
+// The time of the first item that has one, from which relative bounds count; nothing without items.
+[[nodiscard]] std::optional<std::uint64_t> FirstTimeOf(cCaptureFile& file);
+
 // What came of a selection.
 struct sSelectionOutcome {
   std::uint64_t selected = 0;  // items

@@ -25,8 +25,11 @@ struct sSelectionBound {
   std::optional<std::uint64_t> time;    // milliseconds since 1601-01-01 UTC
   // Milliseconds from the time of the capture's first item.
   std::optional<std::uint64_t> sinceStart;
-  // Milliseconds from the midnight, UTC, that began the day of the capture's first item.
+  // Milliseconds from the midnight that began the day of the capture's first item, on a clock that
+  // is so many milliseconds ahead of UTC. An upper bound that is earlier than a lower one of this
+  // kind is one of the next day.
   std::optional<std::uint64_t> timeOfDay;
+  std::int64_t clockAhead = 0;
 
   [[nodiscard]] bool IsOpen() const { return !number && !time && !sinceStart && !timeOfDay; }
 };

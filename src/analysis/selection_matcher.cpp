@@ -57,20 +57,15 @@ constexpr std::uint64_t kMillisecondsPerDay = 86'400'000;
   return packet.size() < place + 2 ? std::nullopt : std::optional(Load16(&packet[place]));
 }
 
-// The bound in milliseconds, or nothing where it is none of a time. A sum that no clock can show is
-// as late as can be.
-[[nodiscard]] std::optional<std::uint64_t> TimeOf(const sSelectionBound& bound,
-                                                  std::uint64_t start) {
-  if (bound.time) {
-    return bound.time;
-  }
-  if (bound.sinceStart) {
-    return start + std::min(*bound.sinceStart, UINT64_MAX - start);
-  }
-  if (bound.timeOfDay) {
-    return start - start % kMillisecondsPerDay + *bound.timeOfDay;
-  }
-  return std::nullopt;
+// A time of day on the day that the clock shows at `start`.
+[[nodiscard]] std::uint64_t OnDayOf(std::uint64_t start, std::uint64_t timeOfDay,
+                                    std::int64_t ahead) {
+  // The shift may go below 0 here, and comes back with the second one: unsigned numbers wrap.
+  const auto shift = static_cast<std::uint64_t>(ahead);
+  const std::uint64_t shown = start + shift;
+  const std::uint64_t time = shown - shown % kMillisecondsPerDay + timeOfDay - shift;
+  const bool isBelowNone = time > start && time - start > 2 * kMillisecondsPerDay;
+  return isBelowNone ? 0 : time;
 }
 
 [[nodiscard]] eAnswer Both(eAnswer one, eAnswer other) {
@@ -84,12 +79,30 @@ constexpr std::uint64_t kMillisecondsPerDay = 86'400'000;
 
 }  // namespace
 
+// A sum that no clock can show is as late as can be.
+std::optional<std::uint64_t> TimeOf(const sSelectionBound& bound, std::uint64_t start) {
+  if (bound.time) {
+    return bound.time;
+  }
+  if (bound.sinceStart) {
+    return start + std::min(*bound.sinceStart, UINT64_MAX - start);
+  }
+  if (bound.timeOfDay) {
+    return OnDayOf(start, *bound.timeOfDay, bound.clockAhead);
+  }
+  return std::nullopt;
+}
+
 cSelectionMatcher::cSelectionMatcher(sSelection wanted, std::optional<std::uint64_t> start)
     : selection(std::move(wanted)) {
   firstNumber = selection.from.number.value_or(0);
   lastNumber = selection.to.number.value_or(UINT64_MAX);
   firstTime = TimeOf(selection.from, start.value_or(0)).value_or(0);
   lastTime = TimeOf(selection.to, start.value_or(0)).value_or(UINT64_MAX);
+  const bool areTimesOfDay = selection.from.timeOfDay && selection.to.timeOfDay;
+  if (areTimesOfDay && lastTime < firstTime) {
+    lastTime += kMillisecondsPerDay;
+  }
   FindAnswers();
 }
 

@@ -11,6 +11,11 @@
 
 namespace corvane {
 
+// The bound in milliseconds since 1601-01-01 UTC, or nothing where it is none of a time. `start` is
+// the time of the capture's first item.
+[[nodiscard]] std::optional<std::uint64_t> TimeOf(const sSelectionBound& bound,
+                                                  std::uint64_t start);
+
 // Holds the items of one capture against a selection. It asks for as little of an item as the
 // selection needs.
 class cSelectionMatcher {

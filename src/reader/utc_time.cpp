@@ -183,12 +183,13 @@ std::optional<std::uint64_t> ParseUtc(std::string_view text) {
   return stretch ? std::optional(stretch->first) : std::nullopt;
 }
 
-std::optional<std::uint64_t> ParseTimeOfDay(std::string_view text) {
+std::optional<sTimeOfDay> ParseTimeOfDay(std::string_view text) {
   milliseconds ofDay{};
-  if (!TakeTimeOfDay(text, ofDay) || !(text.empty() || text == "Z" || text == "z")) {
+  milliseconds offset{};
+  if (!TakeTimeOfDay(text, ofDay) || !TakeOffset(text, offset) || !text.empty()) {
     return std::nullopt;
   }
-  return static_cast<std::uint64_t>(ofDay.count());
+  return sTimeOfDay{static_cast<std::uint64_t>(ofDay.count()), offset.count()};
 }
 
 }  // namespace corvane

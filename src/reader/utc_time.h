@@ -29,8 +29,16 @@ struct sTimeStretch {
 // Its first millisecond.
 [[nodiscard]] std::optional<std::uint64_t> ParseUtc(std::string_view text);
 
-// Reads a time without its day, "12:34" or "12:34:56.789", "Z" behind it or not: milliseconds since
-// midnight. Nothing for any other text.
-[[nodiscard]] std::optional<std::uint64_t> ParseTimeOfDay(std::string_view text);
+// A time without its day, of a clock that may be ahead of UTC.
+struct sTimeOfDay {
+  std::uint64_t sinceMidnight = 0;  // of that clock, milliseconds
+  std::int64_t ahead = 0;           // milliseconds; less than 0: the clock is behind UTC
+
+  friend bool operator==(const sTimeOfDay&, const sTimeOfDay&) = default;
+};
+
+// Reads one: "12:34" or "12:34:56.789", with the clock behind it as ParseUtcStretch takes it.
+// Nothing for any other text.
+[[nodiscard]] std::optional<sTimeOfDay> ParseTimeOfDay(std::string_view text);
 
 }  // namespace corvane

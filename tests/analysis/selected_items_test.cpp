@@ -209,7 +209,7 @@ template <typename Value>
           (facts.text && facts.text->find(selection.contains) != std::string::npos));
 }
 
-[[nodiscard]] std::uint64_t TimeOf(const sSelectionBound& bound, std::uint64_t otherwise) {
+[[nodiscard]] std::uint64_t BoundIn(const sSelectionBound& bound, std::uint64_t otherwise) {
   if (bound.time) {
     return *bound.time;
   }
@@ -223,12 +223,16 @@ template <typename Value>
 [[nodiscard]] std::vector<std::uint64_t> Expected(const std::vector<sFacts>& capture,
                                                   const sSelection& selection) {
   std::vector<std::uint64_t> numbers;
+  std::uint64_t last = BoundIn(selection.to, UINT64_MAX);
+  if (selection.from.timeOfDay &&
+      selection.to.timeOfDay.value_or(UINT64_MAX) < *selection.from.timeOfDay) {
+    last += 86'400'000;  // over midnight
+  }
   for (std::uint64_t number = 0; number < capture.size(); ++number) {
     const sFacts& facts = capture[number];
     if (number >= selection.from.number.value_or(0) &&
         number <= selection.to.number.value_or(UINT64_MAX) &&
-        facts.built.time >= TimeOf(selection.from, 0) &&
-        facts.built.time <= TimeOf(selection.to, UINT64_MAX) &&
+        facts.built.time >= BoundIn(selection.from, 0) && facts.built.time <= last &&
         HasContent(facts, selection) != selection.invert) {
       numbers.push_back(number);
     }
@@ -417,6 +421,32 @@ TEST_F(SelectedItemsTest, BoundsThatCrossSelectNothingAndAreTold) {
   EXPECT_TRUE(times.Outcome().isCrossed);
   selection.to.timeOfDay = 43'201'000;
   EXPECT_FALSE(cSelectedItems(*opened.file, selection).Outcome().isCrossed);
+}
+
+TEST_F(SelectedItemsTest, TimesOfDayGoOverMidnight) {
+  constexpr std::uint64_t kMidnight = kNoon + 43'200'000;
+  cCaptureBuilder builder;
+  for (const std::int64_t seconds : {-60, -10, 0, 5, 20}) {
+    builder.Add({2, kMidnight + static_cast<std::uint64_t>(seconds * 1000), Hex("1D"), {}});
+  }
+  const sOpened opened = OpenBytes(builder.Closed());
+  sSelection selection;
+  selection.from.timeOfDay = 86'370'000;  // 23:59:30
+  selection.to.timeOfDay = 10'000;
+  EXPECT_EQ(cSelectedItems(*opened.file, selection).CountRest(), 3U);
+  // The same on clocks of other zones, where all of it is one day.
+  for (const std::int64_t hours : {1, -23}) {
+    selection.from.clockAhead = hours * 3'600'000;
+    selection.to.clockAhead = hours * 3'600'000;
+    selection.from.timeOfDay = 3'570'000;
+    selection.to.timeOfDay = 3'610'000;
+    EXPECT_EQ(cSelectedItems(*opened.file, selection).CountRest(), 3U) << hours;
+  }
+  // Without an earlier one it is a time of the first item's day.
+  selection.to = {};
+  selection.from.clockAhead = 0;
+  selection.from.timeOfDay = 0;
+  EXPECT_EQ(cSelectedItems(*opened.file, selection).CountRest(), 5U);
 }
 
 TEST_F(SelectedItemsTest, OnlyASelectionOfEverythingIsNotChoosy) {

@@ -106,12 +106,14 @@ TEST(UtcTimeTest, ADayAloneIsAllOfItAndATimeOneMillisecond) {
 }
 
 TEST(UtcTimeTest, ATimeOfDayCountsFromMidnight) {
-  EXPECT_EQ(ParseTimeOfDay("00:00"), 0U);
-  EXPECT_EQ(ParseTimeOfDay("12:34"), 45'240'000U);
-  EXPECT_EQ(ParseTimeOfDay("12:34:56.5"), 45'296'500U);
-  EXPECT_EQ(ParseTimeOfDay("23:59:59.999Z"), 86'399'999U);
+  EXPECT_EQ(ParseTimeOfDay("00:00"), (sTimeOfDay{0, 0}));
+  EXPECT_EQ(ParseTimeOfDay("12:34"), (sTimeOfDay{45'240'000, 0}));
+  EXPECT_EQ(ParseTimeOfDay("12:34:56.5"), (sTimeOfDay{45'296'500, 0}));
+  EXPECT_EQ(ParseTimeOfDay("23:59:59.999Z"), (sTimeOfDay{86'399'999, 0}));
+  EXPECT_EQ(ParseTimeOfDay("12:34+02:00"), (sTimeOfDay{45'240'000, 7'200'000}));
+  EXPECT_EQ(ParseTimeOfDay("12:34-0130"), (sTimeOfDay{45'240'000, -5'400'000}));
   for (const char* text : {"", "12", "12:", "1:00", "24:00", "12:60", "12:34:", "12:34:60",
-                           "12:34+02:00", "12:34x", " 12:34"}) {
+                           "12:34+2", "12:34x", " 12:34"}) {
     EXPECT_EQ(ParseTimeOfDay(text), std::nullopt) << text;
   }
 }

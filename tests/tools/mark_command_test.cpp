@@ -84,6 +84,19 @@ TEST_F(MarkCommandTest, ACompleteCaptureTakesOnlyMarkersWithATime) {
   EXPECT_EQ(Markers(capture).at(0).time, *ParseUtc("2026-03-01T10:00:00Z"));
 }
 
+TEST_F(MarkCommandTest, ATimeMayBeOfTheFirstItemsDay) {
+  // The first item is of 2024-05-17 12:00:00 UTC.
+  const std::string capture = folder.Write("drive.isf", builder.Closed());
+  const std::pair<const char*, const char*> times[] = {
+      {"13:30", "2024-05-17T13:30:00.000Z"},
+      {"15:30:00.5+02:00", "2024-05-17T13:30:00.500Z"},
+      {"+1.5m", "2024-05-17T12:01:30.000Z"}};
+  for (const auto& [typed, written] : times) {
+    EXPECT_EQ(Run({"--at", typed, capture, "x"}), kExitGood) << errors;
+    EXPECT_EQ(output, std::string(written) + " x\n");
+  }
+}
+
 TEST_F(MarkCommandTest, ACaptureThatIsNotThereIsRefused) {
   const std::string capture = folder.Path("missing.isf");
   EXPECT_EQ(Run({capture, "lost"}), kExitFailed);

@@ -17,10 +17,20 @@ TEST(DurationTest, ReadsNumberAndUnit) {
 TEST(DurationTest, ANumberAloneIsSeconds) { EXPECT_EQ(ParseDuration("7"), milliseconds(7'000)); }
 
 TEST(DurationTest, RefusesEverythingElse) {
-  for (const char* text : {"", "s", "-1s", "+1s", "1 s", "1.5s", "10S", "1d", "1h30m", "0x10s",
-                           " 1s", "4294967296ms", "99999999999999999999s"}) {
+  for (const char* text :
+       {"", "s", "-1s", "+1s", "1 s", "1.s", ".5s", "1.5.5s", "1.0000000001s", "10S", "1d", "1h30m",
+        "0x10s", " 1s", "4294967296ms", "99999999999999999999s"}) {
     EXPECT_EQ(ParseDuration(text), std::nullopt) << text;
   }
+}
+
+TEST(DurationTest, AFractionIsReadToTheMillisecond) {
+  EXPECT_EQ(ParseDuration("1.5s"), milliseconds(1'500));
+  EXPECT_EQ(ParseDuration("0.25h"), milliseconds(900'000));
+  EXPECT_EQ(ParseDuration("1.75"), milliseconds(1'750));
+  EXPECT_EQ(ParseDuration("2.0019s"), milliseconds(2'001));
+  EXPECT_EQ(ParseDuration("0.999999999h"), milliseconds(3'599'999));
+  EXPECT_EQ(ParseDuration("1000.1h"), std::nullopt);
 }
 
 TEST(DurationTest, TheLongestIsAThousandHours) {

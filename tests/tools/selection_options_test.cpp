@@ -161,6 +161,16 @@ TEST(SelectionOptionsTest, WrongLevelsAndDirectionsAreNamed) {
   EXPECT_NE(Parse({"--contains="}).problem, "");
 }
 
+TEST(SelectionOptionsTest, ADecimalLogCodeIsToldToBeHexadecimal) {
+  EXPECT_NE(
+      Parse({"--log-code", "45248"})
+          .problem.find("numbers are hexadecimal, of four digits or behind 0x: 45248 is 0xB0C0"),
+      std::string::npos);
+  EXPECT_NE(Parse({"--log-code", "412F7"}).problem.find("numbers are hexadecimal"),
+            std::string::npos);
+  EXPECT_EQ(Parse({"--log-code", "lte-xyz"}).problem.find("hexadecimal"), std::string::npos);
+}
+
 constexpr std::uint64_t kDay = 13'360'377'600'000;  // 2024-05-17, in milliseconds since 1601
 
 TEST(SelectionOptionsTest, ABoundIsANumberATimeOrCountsFromTheStart) {
@@ -169,6 +179,10 @@ TEST(SelectionOptionsTest, ABoundIsANumberATimeOrCountsFromTheStart) {
   EXPECT_EQ(Parse({"--to", "2024-05-17 14:00:00.5+02:00"}).selection.to.time, kDay + 43'200'500);
   EXPECT_EQ(Parse({"--from", "12:34"}).selection.from.timeOfDay, 45'240'000U);
   EXPECT_EQ(Parse({"--to", "+90s"}).selection.to.sinceStart, 90'000U);
+  EXPECT_EQ(Parse({"--to", "+1.5s"}).selection.to.sinceStart, 1'500U);
+  const sSelectionBound elsewhere = Parse({"--from", "05:35+01:00"}).selection.from;
+  EXPECT_EQ(elsewhere.timeOfDay, 20'100'000U);
+  EXPECT_EQ(elsewhere.clockAhead, 3'600'000);
   EXPECT_EQ(Parse({"--to", "+250ms"}).selection.to.sinceStart, 250U);
   EXPECT_EQ(Parse({"--to", "+2m"}).selection.to.sinceStart, 120'000U);
   for (const char* bound :

@@ -18,6 +18,19 @@ constexpr milliseconds kLongest = std::chrono::hours(1000);
   return unit;
 }
 
+// Of a fraction with as many digits as are read.
+constexpr std::uint32_t kFractionUnits = 1'000'000'000;
+
+// The digits behind a decimal point, one to nine, in these units.
+[[nodiscard]] std::optional<std::uint32_t> ParseFraction(std::string_view digits) {
+  constexpr std::size_t kMostDigits = 9;
+  auto units = ParseUnsigned<std::uint32_t>(digits);
+  for (std::size_t missing = digits.size(); units && missing < kMostDigits; ++missing) {
+    *units *= 10;
+  }
+  return digits.size() <= kMostDigits ? units : std::nullopt;
+}
+
 [[nodiscard]] std::optional<milliseconds> UnitLength(std::string_view unit) {
   if (unit == "ms") {
     return milliseconds(1);
@@ -66,13 +79,19 @@ std::optional<double> ParseDecimal(std::string_view text, double most) {
 }
 
 std::optional<milliseconds> ParseDuration(std::string_view text) {
-  const auto length = UnitLength(SplitUnit(text));
-  const auto count = ParseUnsigned<std::uint32_t>(text);
-  // The count has 32 bits and the longest unit 22, so the product fits.
-  if (!length || !count || *length * *count > kLongest) {
+  const std::size_t digits = std::min(text.find_first_not_of("0123456789."), text.size());
+  const auto length = UnitLength(text.substr(digits));
+  text = text.substr(0, digits);
+  const std::size_t point = text.find('.');
+  const auto count = ParseUnsigned<std::uint32_t>(text.substr(0, point));
+  const auto part =
+      point == std::string_view::npos ? std::optional(0U) : ParseFraction(text.substr(point + 1));
+  // The count has 32 bits and the longest unit 22, so the products fit.
+  if (!length || !count || !part) {
     return std::nullopt;
   }
-  return *length * *count;
+  const milliseconds whole = *length * *count + *length * *part / kFractionUnits;
+  return whole > kLongest ? std::nullopt : std::optional(whole);
 }
 
 std::optional<std::uint64_t> ParseByteCount(std::string_view text) {

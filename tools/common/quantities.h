@@ -26,8 +26,8 @@ template <typename T>
 // A decimal number from 0 to `most`, which may have a fraction: "2.5".
 [[nodiscard]] std::optional<double> ParseDecimal(std::string_view text, double most);
 
-// A whole number and a unit, "500ms", "10s", "5m" or "2h"; a number alone is seconds. At most 1,000
-// hours.
+// A number and a unit, "500ms", "10s", "1.5m" or "2h"; a number alone is seconds. What is finer
+// than a millisecond is cut off. At most 1,000 hours.
 [[nodiscard]] std::optional<std::chrono::milliseconds> ParseDuration(std::string_view text);
 
 // A whole number of bytes, or with a unit, "64k", "200M" or "1G", of 10^3, 10^6 or 10^9 of them.

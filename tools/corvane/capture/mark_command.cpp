@@ -7,12 +7,14 @@
 #include <string>
 #include <vector>
 
+#include "analysis/selected_items.h"
+#include "analysis/selection_matcher.h"
 #include "corvane/command/command_line.h"
 #include "corvane/command/help.h"
+#include "corvane/reading/selection_options.h"
 #include "platform/clock.h"
 #include "reader/capture_file.h"
 #include "reader/markers.h"
-#include "reader/utc_time.h"
 
 namespace corvane::tools {
 namespace {
@@ -20,7 +22,7 @@ namespace {
 struct sMarkRequest {
   std::string capture;
   std::vector<std::string> words;
-  std::optional<std::uint64_t> time;  // milliseconds since 1601-01-01 UTC; without one, now
+  sSelectionBound at;  // open: now
 };
 
 [[nodiscard]] int Fail(const std::string& problem) {
@@ -34,13 +36,14 @@ struct sMarkRequest {
   if (file == nullptr) {
     return Fail(fmt::format("{}: {}", request.capture, error.Text()));
   }
-  if (file->IsClosed() && !request.time) {
+  if (file->IsClosed() && request.at.IsOpen()) {
     return Fail(
         fmt::format("{} is complete, and a marker of now would stand behind its end: give "
                     "the time of the marker by --at",
                     request.capture));
   }
-  const sMarker marker{request.time.value_or(SystemFileTime() / isf::kFileTimeUnitsPerMillisecond),
+  const std::uint64_t now = SystemFileTime() / isf::kFileTimeUnitsPerMillisecond;
+  const sMarker marker{TimeOf(request.at, FirstTimeOf(*file).value_or(now)).value_or(now),
                        fmt::format("{}", fmt::join(request.words, " "))};
   if (!AddMarker(request.capture, marker)) {
     return Fail(fmt::format("{} cannot be written", MarkerPath(request.capture)));
@@ -49,13 +52,12 @@ struct sMarkRequest {
   return kExitGood;
 }
 
-[[nodiscard]] std::uint64_t ParseTime(const std::string& text) {
-  const auto time = ParseUtc(text);
-  if (!time) {
+void TakeMarkerTime(const std::string& text, sSelectionBound& at) {
+  if (!TakeTime(text, false, at)) {
     throw CLI::ValidationError(
-        "--at", fmt::format("\"{}\" is no time: write 2026-03-01T10:00:00.250Z", text));
+        "--at",
+        fmt::format("\"{}\" is no time: write 2026-03-01T10:00:00.250Z, 10:00 or +90s", text));
   }
-  return *time;
 }
 
 }  // namespace
@@ -69,8 +71,11 @@ void AddMarkCommand(CLI::App& app, int& exitCode) {
       ->type_name("TEXT");
   command
       ->add_option_function<std::string>(
-          "--at", [request](const std::string& text) { request->time = ParseTime(text); },
-          "The time that is marked, instead of now; a complete capture is marked by it alone")
+          "--at", [request](const std::string& text) { TakeMarkerTime(text, request->at); },
+          "The time that is marked, instead of now; a complete capture is marked by it alone. It "
+          "is "
+          "written as --from of corvane list takes it: 2026-03-01T10:00:00Z, a time on the first "
+          "item's day (10:00), or one counted from the first item (+90s)")
       ->type_name("TIME");
   AddHelp(*command,
           {.examples = {{"corvane mark drive.isf tunnel entry", "Now, while drive.isf is recorded",

@@ -91,6 +91,20 @@ constexpr std::size_t kBareHexDigits = 4;
   return notation.isHexadecimal ? fmt::format("0x{:04X}", number) : std::to_string(number);
 }
 
+// What is to be said to one who wrote a number as if it were decimal, or too short.
+[[nodiscard]] std::string HexadecimalHint(std::string_view word, const sNotation& notation) {
+  if (!notation.isHexadecimal ||
+      word.find_first_not_of("0123456789abcdefABCDEF") != std::string_view::npos) {
+    return {};
+  }
+  std::string hint = "; numbers are hexadecimal, of four digits or behind 0x";
+  const auto decimal = ParseUnsigned<std::uint32_t>(word);
+  if (decimal && *decimal <= notation.last) {
+    hint += fmt::format(": {} is {}", word, NumberText(*decimal, notation));
+  }
+  return hint;
+}
+
 // What is wrong with a range, if anything.
 [[nodiscard]] std::optional<std::string> FaultOf(const sNumberRange& range, std::string_view word,
                                                  const sNotation& notation) {
@@ -132,7 +146,7 @@ struct sTable {
   std::string problem;
   const auto found = FindName(table.names, word, notation.what, problem);
   if (!found) {
-    return problem;
+    return problem + HexadecimalHint(word, notation);
   }
   ranges.push_back(table.ranges[*found]);
   return std::nullopt;

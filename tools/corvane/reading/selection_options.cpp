@@ -78,22 +78,12 @@ CLI::Option* AddListOption(CLI::App& command, const std::string& option, const s
   return std::nullopt;
 }
 
-// False for a text that is no bound. A day alone is all of it: it begins with its first millisecond
-// and ends with its last.
+// False for a text that is no bound.
 [[nodiscard]] bool TakeBound(std::string_view text, bool isUpper, sSelectionBound& bound) {
-  bound = {};
-  if (const auto stretch = ParseUtcStretch(text)) {
-    bound.time = isUpper ? stretch->last : stretch->first;
-  } else if (const auto ofDay = ParseTimeOfDay(text)) {
-    bound.timeOfDay = *ofDay;
-  } else if (text.starts_with('+')) {
-    const auto length = ParseDuration(text.substr(1));
-    if (length) {
-      bound.sinceStart = static_cast<std::uint64_t>(length->count());
-    }
-  } else {
-    bound.number = ParseUnsigned<std::uint64_t>(text);
+  if (TakeTime(text, isUpper, bound)) {
+    return true;
   }
+  bound.number = ParseUnsigned<std::uint64_t>(text);
   return !bound.IsOpen();
 }
 
@@ -169,16 +159,32 @@ void AddNarrowingOptions(CLI::App& command, sSelection& selection) {
 
 }  // namespace
 
+bool TakeTime(std::string_view text, bool isUpper, sSelectionBound& bound) {
+  bound = {};
+  if (const auto stretch = ParseUtcStretch(text)) {
+    bound.time = isUpper ? stretch->last : stretch->first;
+  } else if (const auto ofDay = ParseTimeOfDay(text)) {
+    bound.timeOfDay = ofDay->sinceMidnight;
+    bound.clockAhead = ofDay->ahead;
+  } else if (text.starts_with('+')) {
+    if (const auto length = ParseDuration(text.substr(1))) {
+      bound.sinceStart = static_cast<std::uint64_t>(length->count());
+    }
+  }
+  return !bound.IsOpen();
+}
+
 void AddSelectionOptions(CLI::App& command, sSelection& selection) {
   AddKindOptions(command, selection);
   AddNarrowingOptions(command, selection);
   AddBoundOption(command, "--from",
                  "First item: its number (from 0), a UTC time (2024-05-17T12:34:56.789Z, "
-                 "\"2024-05-17 14:34+02:00\", 2024-05-17), a time on the first item's day (12:34), "
-                 "or one counted from the first item (+90s; ms, s, m, h)",
+                 "\"2024-05-17 14:34+02:00\", 2024-05-17), a time on the first item's day (12:34, "
+                 "12:34+02:00), or one counted from the first item (+90s, +1.5m; ms, s, m, h)",
                  false, selection.from);
   AddBoundOption(command, "--to",
-                 "Last item, in the same way; it is selected too, and so is the whole of a day",
+                 "Last item, in the same way; it is selected too, and so is the whole of a day. A "
+                 "time without a day that is earlier than that of --from is one of the next day",
                  true, selection.to);
   command
       .add_flag("--invert", selection.invert,

@@ -3,6 +3,7 @@
 #include <CLI/App.hpp>
 #include <iosfwd>
 #include <string>
+#include <string_view>
 
 #include "analysis/selected_items.h"
 #include "analysis/selection.h"
@@ -21,6 +22,11 @@ inline constexpr char kSelectionNotes[] =
     "them. All other options narrow. These four and --level take several values, with commas "
     "between them or by being given again. A name may be cut down to any part that no other name "
     "has. Items count from 0, and both bounds belong to what is selected.";
+
+// Reads a time as --from takes it: of UTC or of another zone, one without its day, or one counted
+// from the start. False for any other text. A day alone is all of it: it begins with its first
+// millisecond and, where the bound is the upper one, ends with its last.
+[[nodiscard]] bool TakeTime(std::string_view text, bool isUpper, sSelectionBound& bound);
 
 // Says so when a selection of a capture's items has selected none.
 void ReportNothingSelected(const char* command, const std::string& path,
