@@ -92,6 +92,16 @@ TEST_F(ListFormsTest, AFieldThatThereIsNotIsNamedWithTheLikest) {
   EXPECT_EQ(Run({"--fields", ""}), 2);
 }
 
+TEST_F(ListFormsTest, FieldsThatAreEmptyOrNamedTwiceAreRefused) {
+  for (const char* const fields : {"time,", ",time", "time,,number", ","}) {
+    EXPECT_EQ(Run({"--fields", fields}), 2) << fields;
+    EXPECT_NE(errors.find("--fields: a name is empty"), std::string::npos) << errors;
+  }
+  EXPECT_EQ(Run({"--fields", "time,number,time", "--json"}), 2);
+  EXPECT_NE(errors.find("--fields: \"time\" is named twice"), std::string::npos) << errors;
+  EXPECT_EQ(Run({"--fields", "time", "--fields", "time"}), 2);
+}
+
 TEST_F(ListFormsTest, JsonHasTheFieldsThatWereAskedFor) {
   EXPECT_EQ(ListOf({"--json", "--fields", "text,number", "--head", "2"}),
             "{\"text\":\"Port COM7 connected\",\"number\":0}\n{\"number\":1}\n");

@@ -155,6 +155,9 @@ struct sListArguments {
   if (field != nullptr) {
     return field;
   }
+  if (name.empty()) {
+    throw CLI::ValidationError("--fields", "a name is empty");
+  }
   std::string problem = fmt::format("there is no field \"{}\"", name);
   const char* before = "; the nearest: ";
   for (std::string nearest : NearestNames(HyphenatedFields(), name, 3)) {
@@ -164,11 +167,23 @@ struct sListArguments {
   throw CLI::ValidationError("--fields", problem);
 }
 
+void TakeField(const std::string& name, std::vector<const sItemField*>& fields) {
+  const sItemField* const field = FieldOf(name);
+  if (std::find(fields.begin(), fields.end(), field) != fields.end()) {
+    throw CLI::ValidationError("--fields", fmt::format("\"{}\" is named twice", name));
+  }
+  fields.push_back(field);
+}
+
 void AddFormOptions(CLI::App& command, const std::shared_ptr<sListArguments>& arguments) {
-  const auto takeFields = [arguments](const std::vector<std::string>& names) {
+  const auto takeFields = [arguments](const std::vector<std::string>& lists) {
     arguments->request.fields.clear();
-    for (const std::string& name : names) {
-      arguments->request.fields.push_back(FieldOf(name));
+    for (const std::string& list : lists) {
+      std::size_t comma = 0;
+      for (std::size_t begin = 0; comma != std::string::npos; begin = comma + 1) {
+        comma = list.find(',', begin);
+        TakeField(list.substr(begin, comma - begin), arguments->request.fields);
+      }
     }
   };
   command
@@ -176,7 +191,6 @@ void AddFormOptions(CLI::App& command, const std::shared_ptr<sListArguments>& ar
           "--fields", takeFields,
           "Only these fields of each item, in this order, instead of a line in words: those of "
           "corvane export --format csv")
-      ->delimiter(',')
       ->allow_extra_args(false)
       ->type_name("FIELD[,FIELD]");
   const auto takeSeparator = [arguments](const std::string& text) {
@@ -208,10 +222,12 @@ void AddAmountOptions(CLI::App& command, const std::shared_ptr<sListArguments>& 
   addAmount("--head", arguments->request.showing.most, "No more items than these, the first");
   addAmount("--tail", arguments->request.last, "No more items than these, the last");
   command.add_flag("--count", arguments->count, "Tell only how many items there are");
-  command.add_flag("--follow", arguments->follow,
-                   "Go on with what is recorded, until the capture is closed or Ctrl-C. A file "
-                   "that is empty is waited for, one that is missing is not. A marker that is set "
-                   "for a time that was listed already comes as soon as it is set");
+  command.add_flag(
+      "--follow", arguments->follow,
+      "Go on with what is recorded, until the capture is closed or Ctrl-C. A file "
+      "that is empty is waited for, one that is missing is not, and one that is removed "
+      "or renamed meanwhile goes on being followed. A marker that is set "
+      "for a time that was listed already comes as soon as it is set");
 }
 
 // What has no sense together.
