@@ -83,6 +83,22 @@ TEST_F(StatsCommandTest, AnIntervalMakesATableOverTime) {
   EXPECT_THAT(out.str(), Not(HasSubstr("Log codes")));
 }
 
+TEST_F(StatsCommandTest, LowRatesHaveDigitsThatTell) {
+  cCaptureBuilder builder;
+  builder.Add({2, kNoon, Hex("00"), {}});
+  builder.Add({2, kNoon + 4'000'000, Hex("00 01"), {}});  // 0.0005 items and 0.00075 bytes a second
+  EXPECT_EQ(Show(builder.Closed()), 0);
+  EXPECT_THAT(out.str(), HasSubstr("Rate:         0.00050 items/s, 0.00075 bytes/s\n"));
+  sStatisticsRequest request;
+  request.format = eStatisticsFormat::Csv;
+  EXPECT_EQ(Show(builder.Closed(), request), 0);
+  EXPECT_THAT(out.str(), HasSubstr("\nall,,,2,3,0.000500,0.000750,"));
+  request.format = eStatisticsFormat::Json;
+  EXPECT_EQ(Show(builder.Closed(), request), 0);
+  EXPECT_THAT(out.str(), HasSubstr("\"items_per_second\": 0.0005"));
+  EXPECT_THAT(out.str(), HasSubstr("\"bytes_per_second\": 0.00075"));
+}
+
 TEST_F(StatsCommandTest, NamesThatAreNoTextDoNotSpoilJson) {
   cCaptureBuilder builder;
   ByteVector text = TextItem("Imported from X");

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
 
 #include "analysis/command_names.h"
 #include "capture/isf/layout.h"
@@ -172,6 +173,14 @@ std::optional<double> RateOf(std::uint64_t count, std::uint64_t span) {
     return std::nullopt;
   }
   return static_cast<double>(count) * kMillisecondsPerSecond / static_cast<double>(span);
+}
+
+int RateDecimals(double rate, int usual, int significant) {
+  constexpr double kSmall = 0.1;
+  if (rate <= 0 || rate >= kSmall) {
+    return usual;
+  }
+  return std::max(usual, significant - 1 - static_cast<int>(std::floor(std::log10(rate))));
 }
 
 }  // namespace corvane::tools

@@ -86,5 +86,8 @@ struct sTotalsTable {
 
 // How many a second over a span of milliseconds; nothing over none.
 [[nodiscard]] std::optional<double> RateOf(std::uint64_t count, std::uint64_t span);
+// With how many decimals a rate is shown: `usual` ones, and more where these leave fewer than
+// `significant` digits of a rate below a tenth.
+[[nodiscard]] int RateDecimals(double rate, int usual, int significant);
 
 }  // namespace corvane::tools

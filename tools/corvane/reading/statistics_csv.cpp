@@ -14,7 +14,7 @@ namespace {
 
 [[nodiscard]] std::string RateText(std::uint64_t count, std::uint64_t span) {
   const std::optional<double> rate = RateOf(count, span);
-  return rate ? fmt::format("{:.3f}", *rate) : std::string();
+  return rate ? fmt::format("{:.{}f}", *rate, RateDecimals(*rate, 3, 3)) : std::string();
 }
 
 // Of the flat table. Rows of most kinds have nothing in those behind "last".

@@ -20,7 +20,11 @@ using Json = nlohmann::ordered_json;
 
 [[nodiscard]] Json RateJson(std::uint64_t count, std::uint64_t span) {
   const std::optional<double> rate = RateOf(count, span);
-  return rate ? Json(std::round(*rate * 1000) / 1000) : Json();
+  if (!rate) {
+    return {};
+  }
+  const double unit = std::pow(10.0, RateDecimals(*rate, 3, 3));
+  return std::round(*rate * unit) / unit;
 }
 
 [[nodiscard]] double Seconds(std::uint64_t milliseconds) {

@@ -35,7 +35,7 @@ constexpr std::array<std::uint32_t, 10> kColumnTypes = {
 
 [[nodiscard]] std::string RateText(std::uint64_t count, std::uint64_t span) {
   const std::optional<double> rate = RateOf(count, span);
-  return rate ? fmt::format("{:.1f}", *rate) : "-";
+  return rate ? fmt::format("{:.{}f}", *rate, RateDecimals(*rate, 1, 2)) : "-";
 }
 
 [[nodiscard]] std::string SecondsText(std::uint64_t milliseconds) {
