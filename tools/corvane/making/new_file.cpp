@@ -43,7 +43,7 @@ std::optional<std::string> cNewFile::Begin() {
     written = wanted;
     return std::nullopt;
   }
-  if (std::filesystem::exists(status) && !replaces) {
+  if (!replaces && IsTaken()) {
     return IsThere();
   }
   if (std::filesystem::is_symlink(PathOf(wanted), ignored) && std::filesystem::exists(status)) {
@@ -68,7 +68,7 @@ std::optional<std::string> cNewFile::Complete() {
     return std::nullopt;
   }
   std::error_code error;
-  if (!replaces && std::filesystem::exists(PathOf(wanted), error)) {
+  if (!replaces && IsTaken()) {
     return IsThere();  // someone else has made it in the meantime
   }
   std::filesystem::rename(PathOf(written), PathOf(wanted), error);
@@ -78,6 +78,12 @@ std::optional<std::string> cNewFile::Complete() {
   written.clear();
   unfinished.reset();
   return std::nullopt;
+}
+
+// A link that leads nowhere has the name, too.
+bool cNewFile::IsTaken() const {
+  std::error_code ignored;  // what cannot be looked at is told by opening it
+  return std::filesystem::exists(std::filesystem::symlink_status(PathOf(wanted), ignored));
 }
 
 std::string cNewFile::IsThere() const {

@@ -9,8 +9,9 @@ namespace corvane::tools {
 
 // The file that a command makes. Until it is complete it has another name in the same folder, so
 // that nobody takes half of it for the whole, and a file that it replaces stays as it is. Of a
-// symbolic link the file that it leads to is replaced. Unless Complete was called, nothing of it is
-// left, also when the program is ended from outside (unfinished_file.h).
+// symbolic link the file that it leads to is replaced, and the link itself where it leads to none.
+// Unless Complete was called, nothing of it is left, also when the program is ended from outside
+// (unfinished_file.h).
 class cNewFile {
  public:
   cNewFile(std::string path, bool mayReplace) : wanted(std::move(path)), replaces(mayReplace) {}
@@ -34,6 +35,7 @@ class cNewFile {
   [[nodiscard]] std::optional<std::string> Complete();
 
  private:
+  [[nodiscard]] bool IsTaken() const;
   [[nodiscard]] std::string IsThere() const;
 
   std::string wanted;
