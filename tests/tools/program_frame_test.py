@@ -278,6 +278,29 @@ class Progress(FrameTestCase):
         self.assertEqual(process.wait(DEADLINE), 0)
 
 
+class CapturesWithoutItems(FrameTestCase):
+    def made_of(self, command, data):
+        """-> the exit code, the messages, and the bytes of the new file; None without one"""
+        path, output = self.folder / "empty.isf", self.folder / "made.isf"
+        path.write_bytes(data)
+        ended = run(command, path, "-o", output)
+        made = output.read_bytes() if output.exists() else None
+        output.unlink(missing_ok=True)
+        return ended.returncode, ended.stderr, made
+
+    def test_all_of_a_complete_one_is_one_again(self):
+        data = made_capture.MadeCapture().closed()
+        for command in ("cut", "merge"):
+            self.assertEqual(self.made_of(command, data), (0, "", data), command)
+
+    def test_of_one_that_was_not_closed_none_is_made(self):
+        data = made_capture.MadeCapture().unclosed()
+        for command in ("cut", "merge", "recover"):
+            code, messages, made = self.made_of(command, data)
+            self.assertEqual((code, made), (1, None), command)
+            self.assertRegex(messages, r"so (none|no capture) was made\n$")
+
+
 class EndsFromOutside(FrameTestCase):
     def test_a_signal_leaves_nothing_of_the_new_file(self):
         for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):

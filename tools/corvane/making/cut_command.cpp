@@ -44,7 +44,8 @@ class cCutRun {
     if (!Write(items)) {
       return Fail(output.WriteProblem());
     }
-    if (output.Writer().Items() == 0) {
+    // All of a complete capture without items is one, too.
+    if (output.Writer().Items() == 0 && !(request.selection.IsEverything() && file->IsComplete())) {
       ReportNothingSelected("cut", request.input, items.Outcome(), errors);
       return Fail("no item was kept, so no capture was made");
     }
@@ -93,8 +94,11 @@ class cCutRun {
   }
 
   void ReportResult(std::uint64_t selected) {
-    std::string text = fmt::format("Kept:   {}, from {} to {}\n", FormatItems(selected),
-                                   FormatUtc(firstTime), FormatUtc(lastTime));
+    std::string text = fmt::format("Kept:   {}", FormatItems(selected));
+    if (selected != 0) {
+      text += fmt::format(", from {} to {}", FormatUtc(firstTime), FormatUtc(lastTime));
+    }
+    text += '\n';
     if (texts != 0) {
       text += fmt::format("Added:  {} text{} that tell{} where they come from\n",
                           FormatCount(texts), texts == 1 ? "" : "s", texts == 1 ? "s" : "");

@@ -108,6 +108,10 @@ class cMergeRun {
     if (const auto failed = Write(merge, output)) {
       return *failed;
     }
+    // Complete captures without items make one, as cut makes one of all of such a capture.
+    if (output.Writer().Items() == 0 && worst != kExitGood) {
+      return Fail("no capture has an item, so none was made");
+    }
     cMergedMarkers markers(request.inputs);
     while (const auto marker = markers.Next()) {
       output.AddMarker(*marker);
