@@ -19,6 +19,7 @@ using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 using testing::Pair;
 using testing::SizeIs;
 using testing::StartsWith;
@@ -80,6 +81,8 @@ TEST(ProfileExplanationTest, AConfigurationWithoutSectionsSwitchesNothingOn) {
   EXPECT_EQ(Explanation("only words"),
             "13 requests: 13 that open every connection\nNothing is switched on\n");
   EXPECT_THAT(Warnings("only words"), IsEmpty());
+  EXPECT_THAT(Warning("Log codes: 0x412F"),
+              StartsWith("there is no section in the text, and it switches nothing on"));
 }
 
 TEST(ProfileExplanationTest, UnwrappingIsTold) {
@@ -187,6 +190,13 @@ TEST(ProfileValueTest, AMalformedMessageItemEmptiesTheList) {
   EXPECT_THAT(Warning("<MessageLevels> </MessageLevels>"), HasSubstr("every message off"));
 }
 
+TEST(ProfileValueTest, ASlashWithNothingBehindItIsTold) {
+  EXPECT_EQ(Warning("<MessageLevels>5/ </MessageLevels>"),
+            "line 1: \"5/\" in MessageLevels is read as 5/0: write a number on both sides of the "
+            "slash");
+  EXPECT_THAT(Warning("<MessageLevels> /5</MessageLevels>"), HasSubstr("is read as 0/5"));
+}
+
 TEST(ProfileValueTest, ADoubledSlashIsTold) {
   EXPECT_THAT(Warning("<MessageLevels>5000//3</MessageLevels>"), HasSubstr("read as 5000/3"));
 }
@@ -230,8 +240,8 @@ TEST(ProfileTagTest, AStrayClosingTagEndsTheScan) {
               ElementsAre("line 1: </LogCodes> has no opening tag in front of it, and no "
                           "<LogCodes> behind it is read: take it out",
                           "line 2: this section is not read: the </LogCodes> on line 1 ends the "
-                          "reading",
-                          "line 2: </LogCodes> has no opening tag in front of it: take it out"));
+                          "reading"));
+  EXPECT_THAT(Warnings("</LogCodes><LogCodes>412F</LogCodes></LogCodes>"), SizeIs(3));
 }
 
 TEST(ProfileTagTest, AClosingTagTooManyIsTold) {
@@ -334,6 +344,21 @@ TEST(ProfileTextTest, MoreRequestsThanFitAreTold) {
               AllOf(StartsWith("it makes 1,002 requests, and the library keeps only the last "
                                "1,000: the first 2 are lost"),
                     EndsWith("take 2 subsystems out of MessageLevels")));
+  // 13 requests open a connection, and another one is for events: two subsystems are lost.
+  const std::string text = "<EventIDs>7</EventIDs>" + withSsids(1002);
+  EXPECT_THAT(Explanation(text),
+              AllOf(HasSubstr("Lost, and not switched on: 1 event\n"),
+                    HasSubstr("Lost, and not switched on: messages of subsystems 0, 1\n"),
+                    HasSubstr("Messages of subsystems: 1,000\n"), Not(HasSubstr("Events:"))));
+  EXPECT_TRUE(CheckProfile(withSsids(1000)).requests.lostSsids.empty());
+}
+
+TEST(ProfileTagTest, ASectionInACommentIsReadAndTold) {
+  EXPECT_EQ(
+      Warning("\n<!-- <LogCodes>412F</LogCodes> -->"),
+      "line 2: comments are not known, and the LogCodes section in this one is read: take its "
+      "tags out");
+  EXPECT_THAT(Warnings("<!-- rates --><LogCodes>412F</LogCodes><!-- more"), IsEmpty());
 }
 
 TEST(ProfileTextTest, OfManyWarningsTheFirstAreTold) {

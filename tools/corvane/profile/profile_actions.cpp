@@ -142,6 +142,8 @@ constexpr std::size_t kLargestProfile = std::size_t{16} * 1024 * 1024;
                  {"log_codes", LogCodesJson(requests)},
                  {"events", EventsJson(requests)},
                  {"messages", MessagesJson(requests)},
+                 {"lost_events", requests.lostEventIds},
+                 {"lost_ssids", requests.lostSsids},
                  {"unwraps_sims", requests.unwraps},
                  {"warnings", Json::array()}};
   for (const sProfileWarning& warning : check.warnings) {

@@ -172,6 +172,20 @@ void ExplainMessages(const std::map<std::uint16_t, std::uint32_t>& messageLevels
   }
 }
 
+// What is asked for, but not of the modem: more requests follow than are kept.
+void ExplainLost(const sProfileRequests& requests, std::vector<std::string>& lines) {
+  const auto inDecimal = [](std::uint16_t number) { return std::to_string(number); };
+  if (!requests.lostEventIds.empty()) {
+    lines.push_back(fmt::format("Lost, and not switched on: {} event{}",
+                                FormatCount(requests.lostEventIds.size()),
+                                requests.lostEventIds.size() == 1 ? "" : "s"));
+  }
+  if (!requests.lostSsids.empty()) {
+    lines.push_back(fmt::format("Lost, and not switched on: messages of subsystems {}",
+                                Ranges(requests.lostSsids, inDecimal)));
+  }
+}
+
 [[nodiscard]] std::vector<std::string> Explain(const sProfileRequests& requests) {
   std::vector<std::string> lines = {RequestsLine(requests)};
   const auto logCodeName = [](std::uint16_t code) {
@@ -185,6 +199,7 @@ void ExplainMessages(const std::map<std::uint16_t, std::uint32_t>& messageLevels
       "Events", requests.eventIds, EventName, [](std::uint16_t id) { return std::to_string(id); },
       lines);
   ExplainMessages(requests.messageLevels, lines);
+  ExplainLost(requests, lines);
   if (requests.SwitchesNothingOn()) {
     lines.emplace_back("Nothing is switched on");
   }

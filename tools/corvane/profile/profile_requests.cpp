@@ -1,5 +1,10 @@
 #include "corvane/profile/profile_requests.h"
 
+#include <algorithm>
+#include <cstddef>
+#include <vector>
+
+#include "capture/request_queue.h"
 #include "diag/little_endian.h"
 #include "diag/packets.h"
 #include "diag/requests.h"
@@ -27,7 +32,10 @@ void AddEvents(std::string_view text, sProfileRequests& requests) {
   }
 }
 
-void AddMessages(std::string_view text, sProfileRequests& requests) {
+// Returns the subsystems of the requests, in their order.
+[[nodiscard]] std::vector<std::uint16_t> AddMessages(std::string_view text,
+                                                     sProfileRequests& requests) {
+  std::vector<std::uint16_t> order;
   for (const auto& [number, levels] : ParseMessageLevels(text)) {
     const OwnedBuffer request = BuildMessageLevelsRequest(number, number, {&levels, 1});
     if (request == nullptr) {
@@ -38,9 +46,30 @@ void AddMessages(std::string_view text, sProfileRequests& requests) {
     // A longer number is cut, and the last request for an SSID is what counts.
     const std::uint16_t ssid = Load16(&bytes[message_levels::kFirstSsid]);
     const std::uint32_t mask = Load32(&bytes[message_levels::kMasks]);
+    order.push_back(ssid);
     requests.messageLevels.erase(ssid);
     if (mask != 0) {
       requests.messageLevels.emplace(ssid, mask);
+    }
+  }
+  return order;
+}
+
+// The library keeps its last requests. Those of log codes are never among the lost: there are no
+// more of them than equipment IDs.
+void DropLost(const std::vector<std::uint16_t>& messageOrder, sProfileRequests& requests) {
+  const std::size_t withoutLoss = sRequestQueue::kCapacity + requests.startUp + requests.forEvents;
+  if (requests.Count() > sRequestQueue::kCapacity + requests.startUp) {
+    requests.lostEventIds.swap(requests.eventIds);
+  }
+  const std::size_t lost = requests.Count() - std::min(requests.Count(), withoutLoss);
+  // A later request may ask for the same subsystem.
+  const std::set<std::uint16_t> kept(messageOrder.begin() + static_cast<std::ptrdiff_t>(lost),
+                                     messageOrder.end());
+  for (std::size_t place = 0; place < lost; ++place) {
+    const std::uint16_t ssid = messageOrder[place];
+    if (!kept.contains(ssid) && requests.messageLevels.erase(ssid) != 0) {
+      requests.lostSsids.insert(ssid);
     }
   }
 }
@@ -66,8 +95,9 @@ sProfileRequests RequestsOf(std::string_view text) {
   sProfileRequests requests;
   requests.startUp = StartUpRequests().size();
   AddEvents(text, requests);
-  AddMessages(text, requests);
+  const std::vector<std::uint16_t> messageOrder = AddMessages(text, requests);
   AddLogCodes(text, requests);
+  DropLost(messageOrder, requests);
   requests.unwraps = ParseMultiSim(text);
   return requests;
 }

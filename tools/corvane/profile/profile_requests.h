@@ -18,8 +18,8 @@ inline constexpr std::string_view kMultiSimSection = "MultiSim";
 // The one item of MultiSim.
 inline constexpr std::string_view kUnwrapItem = "unwrap";
 
-// Read off the bytes of the requests that the library makes, so that nothing is in here that does
-// not reach the modem.
+// Read off the bytes of the requests that the library makes, so that nothing is switched on in here
+// that does not reach the modem.
 struct sProfileRequests {
   // How many requests there are of each kind, in the order in which they are sent.
   std::size_t startUp = 0;
@@ -31,6 +31,9 @@ struct sProfileRequests {
   std::set<std::uint16_t> logCodes;
   std::set<std::uint16_t> eventIds;
   std::map<std::uint16_t, std::uint32_t> messageLevels;  // SSID to a bit for each level; never 0
+  // What would be on if the library did not give up its first requests for there are too many.
+  std::set<std::uint16_t> lostEventIds;
+  std::set<std::uint16_t> lostSsids;
   // Not asked of the modem: packets of several SIMs are taken out of their wrappers.
   bool unwraps = false;
 

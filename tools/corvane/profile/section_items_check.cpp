@@ -273,6 +273,15 @@ class cItemsCheck {
                            ParseUnsigned32(pieces[1], 10));
       });
     }
+    if (Trimmed(pieces[0]).empty() || Trimmed(pieces[1]).empty()) {
+      warnings.Add(eProfileWarning::Number, Trimmed(item).data(), [&] {
+        return fmt::format(
+            "{} in MessageLevels is read as {}/{}: write a number on both sides of "
+            "the slash",
+            Shown(Trimmed(item)), ParseUnsigned32(pieces[0], 10), ParseUnsigned32(pieces[1], 10));
+      });
+      return;
+    }
     const auto ssid = CheckNumber(pieces[0], 10);
     const auto level = CheckNumber(pieces[1], 10);
     if (ssid && level) {

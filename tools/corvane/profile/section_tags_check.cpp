@@ -123,6 +123,7 @@ struct sSection {
   std::string_view name;
   std::vector<std::string_view> bodies;
   const char* strayClosing = nullptr;  // a closing tag that ended it
+  bool isUnreadOpen = false;           // an opening tag was told not to be read, and is not closed
 };
 
 class cTagsCheck {
@@ -135,6 +136,8 @@ class cTagsCheck {
   }
 
   void Run() {
+    CheckComments();
+    CheckTagless();
     for (std::size_t place = text.find('<'); place != std::string_view::npos;
          place = text.find('<', place + 1)) {
       const std::optional<sTag> tag = TagAt(text.substr(place));
@@ -187,8 +190,50 @@ class cTagsCheck {
     CheckOthersAround(tag, section);
   }
 
+  // A text that names a section, but has no tag at all. One that names none may be meant to switch
+  // nothing on.
+  void CheckTagless() {
+    if (text.find('<') != std::string_view::npos) {
+      return;
+    }
+    const std::string plain = Plain(text);
+    const auto named = std::find_if(sections.begin(), sections.end(), [&](const sSection& section) {
+      return plain.find(Plain(section.name)) != std::string::npos;
+    });
+    if (named != sections.end()) {
+      warnings.AddForFile(
+          fmt::format("there is no section in the text, and it switches nothing on: items stand "
+                      "between tags, <{}> and </{}>",
+                      named->name, named->name));
+    }
+  }
+
+  // What looks like a comment hides nothing.
+  void CheckComments() {
+    constexpr std::string_view kBegin = "<!--";
+    constexpr std::string_view kEnd = "-->";
+    for (std::size_t place = text.find(kBegin); place != std::string_view::npos;) {
+      const std::size_t end = std::min(text.find(kEnd, place), text.size());
+      for (const sSection& section : sections) {
+        const auto body = BodyFrom(section, text.data() + place);
+        if (body != section.bodies.end() && body->data() > text.data() + place &&
+            body->data() < text.data() + end) {
+          warnings.Add(eProfileWarning::Tag, text.data() + place, [&] {
+            return fmt::format(
+                "comments are not known, and the {} section in this one is read: take its tags out",
+                section.name);
+          });
+        }
+      }
+      place = text.find(kBegin, end);
+    }
+  }
+
   // A closing tag without an opening one ends the reading of its sections.
   void CheckStrayClosing(const sTag& tag, sSection& section) {
+    if (std::exchange(section.isUnreadOpen, false)) {
+      return;  // what is wrong with its section was told
+    }
     const bool isFirst = section.strayClosing == nullptr;
     if (isFirst) {
       section.strayClosing = tag.text.data();
@@ -201,7 +246,8 @@ class cTagsCheck {
     });
   }
 
-  void CheckUnread(const sTag& tag, const sSection& section) {
+  void CheckUnread(const sTag& tag, sSection& section) {
+    section.isUnreadOpen = true;
     Add(tag, [&] {
       if (section.strayClosing != nullptr) {
         return fmt::format("this section is not read: the </{}> on line {} ends the reading",
