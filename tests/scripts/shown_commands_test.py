@@ -1,8 +1,9 @@
 """The commands that README.md, the documents and the help show: each of them does what it says.
 
 A block of commands in a document is run as it stands, line by line, unless a comment above it says why
-it cannot be: <!-- not run: device -->. The examples of the help are run unless they are marked as
-needing something. The options of all are looked up, whether they are run or not.
+it cannot be: <!-- not run: device -->. So is each whole command within a sentence. The examples of the
+help are run unless they are marked as needing something. The options of all are looked up, whether they
+are run or not. A simulated modem is ended as soon as it is there.
 """
 
 import json
@@ -11,6 +12,7 @@ import pathlib
 import re
 import shlex
 import shutil
+import signal
 import subprocess
 import tempfile
 import unittest
@@ -29,8 +31,6 @@ REASONS = {
     "wireshark",  # its window
     "root",  # may change the machine
     "set-up",  # the builds and tests themselves
-    "other test",  # a test of its own runs it
-    "fragment",  # no whole command
 }
 BLOCK = re.compile(
     r"(?:^<!-- not run: (?P<reason>[^>]*?) -->\n)?^```(?P<language>\w*)\n(?P<text>.*?)^```$",
@@ -132,6 +132,44 @@ def fault_of(call):
     return None
 
 
+def examples_with_needs():
+    """The examples of the help that need something, as they are written."""
+    for command in (ROOT_COMMAND, *below(ROOT_COMMAND)):
+        for example in command["examples"]:
+            if example["needs"]:
+                yield example["command"]
+
+
+def is_whole(line):
+    """Whether a piece of a sentence is a command to type, and does not only name one or its option."""
+    command, words = ROOT_COMMAND, words_of(line)[1:]
+    while words:
+        named = [one for one in command["commands"] if one["name"].split()[-1] == words[0]]
+        if not named:
+            break
+        command = named[0]
+        words.pop(0)
+    if not words or command["commands"] or any(word.isupper() for word in words):
+        return False
+    if "--help" in words:
+        return True
+    lacks_option = any(
+        option["required"] and not set(option["names"]) & set(words) for option in command["options"]
+    )
+    lacks_argument = command["arguments"] and words[-1].startswith("-")
+    return not lacks_option and not lacks_argument
+
+
+def whole_inline_commands():
+    others = {*examples_with_needs(), *table_examples()}
+    for document in DOCUMENTS:
+        text = (ROOT / document).read_text(encoding="utf-8")
+        for found in INLINE.findall(text):
+            line = " ".join(found.split())
+            if is_whole(line) and line not in others:
+                yield document, line
+
+
 def over_five_minutes(items):
     """A capture of these items, recorded evenly within five minutes."""
     made = made_capture.MadeCapture()
@@ -162,12 +200,29 @@ class Workplace:
             for name in outputs:
                 (self.folder / name).write_bytes(b"")
 
+    def surroundings(self):
+        return {"cwd": self.folder, "env": dict(os.environ, PATH=f"{PROGRAMS}:{os.environ['PATH']}")}
+
+    def run_modem(self, line):
+        """-> the first line that a simulated modem tells, and its exit code when it is asked to end"""
+        (self.folder / "build").mkdir()
+        with subprocess.Popen(
+            shlex.split(line),
+            stdin=subprocess.DEVNULL,
+            stdout=subprocess.PIPE,
+            text=True,
+            **self.surroundings(),
+        ) as modem:
+            first = modem.stdout.readline()
+            modem.send_signal(signal.SIGTERM)
+            modem.stdout.read()
+            return first, modem.wait(DEADLINE)
+
     def run(self, line):
         self.prepare(line)
         return subprocess.run(
             ["bash", "-o", "pipefail", "-c", line],
-            cwd=self.folder,
-            env=dict(os.environ, PATH=f"{PROGRAMS}:{os.environ['PATH']}"),
+            **self.surroundings(),
             stdin=subprocess.DEVNULL,
             capture_output=True,
             text=True,
@@ -192,7 +247,16 @@ class ShownCommands(unittest.TestCase):
         subprocess.run(["gzip", "-k", cls.samples / "sample.isf"], check=True)
         shutil.copyfile(PROFILE, cls.samples / "sample.cfg")
 
+    def assert_modem_runs(self, place, line):
+        with tempfile.TemporaryDirectory(prefix="corvane-shown-") as folder:
+            first, code = Workplace(self.samples, pathlib.Path(folder)).run_modem(line)
+        self.assertIn('"event":"plugged"', first, f"{place}: {line}")
+        self.assertEqual(code, 0, f"{place}: {line}")
+
     def assert_runs(self, place, line):
+        if words_of(line)[0] == "corvane-modem-sim":
+            self.assert_modem_runs(place, line)
+            return
         with tempfile.TemporaryDirectory(prefix="corvane-shown-") as folder:
             ended = Workplace(self.samples, pathlib.Path(folder)).run(line)
         if words_of(line)[1] in WINDOWS_ONLY:
@@ -206,6 +270,8 @@ class ShownCommands(unittest.TestCase):
         for block in blocks():
             if block.reason is None:
                 for line in block.lines:
+                    if line.startswith("#"):
+                        continue
                     with self.subTest(line=line):
                         self.assert_runs(block.place, line)
                     count += 1
@@ -214,6 +280,13 @@ class ShownCommands(unittest.TestCase):
                 self.assert_runs("README.md", line)
         self.assertGreaterEqual(count, 8)
         self.assertGreaterEqual(len(table_examples()), 12)
+
+    def test_whole_commands_in_sentences_run(self):
+        lines = list(whole_inline_commands())
+        self.assertGreaterEqual(len(lines), 3)
+        for document, line in lines:
+            with self.subTest(line=line):
+                self.assert_runs(document, line)
 
     def test_what_is_not_run_says_why(self):
         for block in blocks():
