@@ -226,7 +226,7 @@ class Tables(unittest.TestCase):
         (line,) = [line for line in lines if line.startswith("0xB0C0 ")]
         self.assertIn("LTE RRC OTA message", line)
         row = logs["0xB0C0"]
-        self.assertEqual(line.split()[5:7], [str(row["items"]), str(row["bytes"])])
+        self.assertEqual(line.split()[5:7], [f"{row['items']:,}", f"{row['bytes']:,}"])
 
 
 def two_connections():
