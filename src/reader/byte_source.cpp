@@ -13,6 +13,8 @@ namespace {
 constexpr std::size_t kLargeWindow =
     std::size_t{256} * 1024;  // for reading in order; holds any record
 constexpr std::size_t kSmallWindow = std::size_t{4} * 1024;  // for reading here and there
+// Whoever reads in order passes over the rest of a packet, or a block with its directory.
+constexpr std::size_t kMostPassedOver = std::size_t{64} * 1024;
 
 }  // namespace
 
@@ -57,7 +59,8 @@ std::size_t cFileSource::ReadAt(std::uint64_t offset, std::span<std::uint8_t> by
 
 // Moves the window to `offset`. False when `length` bytes cannot be read there.
 bool cByteWindow::Fill(std::uint64_t offset, std::size_t length) {
-  const bool goesOn = Holds(offset, 0);
+  const bool goesOn = !window.empty() && offset >= windowOffset &&
+                      offset - windowOffset <= window.size() + kMostPassedOver;
   window.resize(goesOn ? kLargeWindow : std::max(kSmallWindow, length));
   windowOffset = offset;
   window.resize(bytes->ReadAt(offset, window));

@@ -185,5 +185,45 @@ TEST(DirectoriesCheckTest, ATimeThatCannotBeIsAnError) {
   EXPECT_EQ(wrong->Text(), "the time of item 1 is later than any clock can be, at offset 57366");
 }
 
+// A source that counts how often it is read.
+class cCountedSource final : public cByteSource {
+ public:
+  std::size_t reads = 0;
+
+  [[nodiscard]] std::optional<std::uint64_t> Size() override { return memory.Size(); }
+  [[nodiscard]] std::size_t ReadAt(std::uint64_t offset, std::span<std::uint8_t> bytes) override {
+    ++reads;
+    return memory.ReadAt(offset, bytes);
+  }
+
+ private:
+  cMemorySource memory{std::make_shared<const ByteVector>(std::size_t{4} << 20, 1)};
+};
+
+TEST(DirectoriesCheckTest, HeadsInOrderTakeFewReads) {
+  constexpr std::size_t kFile = std::size_t{4} << 20;
+  constexpr std::size_t kHead = 4;
+  // Packets of a usual stream, the longest ones, and blocks between records.
+  for (const std::size_t step : {std::size_t{200}, std::size_t{16'644}, std::size_t{60'000}}) {
+    cCountedSource source;
+    cByteWindow heads(source);
+    for (std::size_t place = 0; place + kHead <= kFile; place += step) {
+      ASSERT_TRUE(heads.Read(place, kHead)) << place;
+    }
+    EXPECT_LE(source.reads, 20U) << step;
+  }
+}
+
+TEST(DirectoriesCheckTest, HeadsHereAndThereTakeFewBytes) {
+  const ByteVector bytes(std::size_t{4} << 20, 1);
+  TimesRead read;
+  cWatchedSource source(bytes, read);
+  cByteWindow heads(source);
+  for (const std::size_t place : {3'000'000U, 1'000'000U, 2'000'000U, 0U}) {
+    ASSERT_TRUE(heads.Read(place, 4));
+  }
+  EXPECT_LE(CountRead(read, 0, bytes.size()), 4U * 4096U);
+}
+
 }  // namespace
 }  // namespace corvane
