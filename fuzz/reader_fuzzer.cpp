@@ -199,7 +199,7 @@ void CheckRules(const cCaptureFile& file, std::unique_ptr<cByteSource> source) {
     Require(violation.offset <= file.Size() && !violation.problem.empty(),
             "a rule is broken at a place of the file");
     ++found;
-    inHeads += !file.IsClosed() && violation.rule == eRule::ItemTime ? 1 : 0;
+    inHeads += !file.IsClosed() && violation.rule == eRule::ItemTime ? 1U : 0U;
     return true;
   };
   const sVerified verified = VerifyCapture(std::move(source), request);
