@@ -314,7 +314,8 @@ class cBlockRecovery {
     while (result.end < stretch.end && result.records.size() < isf::kItemsPerBlock) {
       place = PlaceAt(result.end, place);
       const auto guess = GuessRecord(window, HintsAt(result.end, place, stretch));
-      if (guess && (guess->isAsEntered || !onlyAsEntered) && !IsSpliced(result.end)) {
+      if (guess && (guess->isAsEntered || !onlyAsEntered) &&
+          std::count(block.spliced.begin(), block.spliced.end(), result.end) == 0) {
         result.proven += guess->isAsEntered ? 0U : 1U;
         Accept(guess->entry, guess->time);
         place += place < kNoPlace ? 1U : 0U;
@@ -329,10 +330,6 @@ class cBlockRecovery {
       place = kNoPlace;
     }
     return lost;
-  }
-
-  [[nodiscard]] bool IsSpliced(std::uint64_t offset) const {
-    return std::find(block.spliced.begin(), block.spliced.end(), offset) != block.spliced.end();
   }
 
   // The place of the record at `offset`, as far as it is known.
