@@ -167,8 +167,9 @@ class cDisplacement {
   [[nodiscard]] std::optional<sFoundDistance> FindDistance(const sRun& run) {
     const std::span<const std::uint32_t> places = run.places;
     std::optional<sFoundDistance> best;
-    // The last records lie before what follows the block, however few they are.
-    if (block.endsAtLimit && run.next == used) {
+    // The last records lie before what follows the block, however few they are; but the position of
+    // one alone is what is wrong.
+    if (block.endsAtLimit && run.next == used && places.size() > 1) {
       const std::int64_t atEnd =
           static_cast<std::int64_t>(block.limit) -
           (BeginOf(used - 1, 0) + std::int64_t{Entry(used - 1).RecordSize()});

@@ -119,10 +119,18 @@ std::uint64_t cPartRecovery::ProvenEnd(std::size_t number) {
 
 // Whether the block that stands at the end of the part is the one that the last block names, which
 // then is somewhere else than it was.
-bool cPartRecovery::IsNextDisplaced() const {
+bool cPartRecovery::IsNextDisplaced() {
   const sCaptureBlock& last = chain.Blocks().back();
-  return isFollowed && last.entries == isf::kItemsPerBlock && lastLink != 0 &&
-         lastLink + isf::kBlockSize > size;
+  if (!isFollowed || last.entries < isf::kItemsPerBlock || lastLink == 0) {
+    return false;
+  }
+  // Where the link cannot be right, there is no room for another block between them.
+  return (IsLinkPossible() ? lastLink : chain.End()) + isf::kBlockSize > size;
+}
+
+bool cPartRecovery::IsLinkPossible() {
+  return lastLink >= chain.Blocks().back().offset + isf::kBlockSize &&
+         lastLink < rest.Size().value_or(0);
 }
 
 // The block index that the part ends in, if it has the last block.
@@ -392,8 +400,9 @@ void cPartRecovery::LoseBlockBehind() {
     }
     return;
   }
-  // A link to elsewhere is wrong itself.
-  const std::uint64_t offset = std::max(lastLink, recordsEnd);
+  // A link to elsewhere is wrong itself, unless the file was cut off.
+  const std::uint64_t offset =
+      isFollowed && !IsLinkPossible() ? recordsEnd : std::max(lastLink, recordsEnd);
   const std::uint32_t seen = UsedEntriesAt(part, offset, size);
   report.losses.Add(
       {"the block at offset " + std::to_string(origin + offset) +

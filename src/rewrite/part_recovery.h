@@ -42,7 +42,8 @@ class cPartRecovery {
  private:
   [[nodiscard]] std::uint64_t ProvenEnd(std::size_t number);
   [[nodiscard]] bool IsBlockOfChain(std::uint64_t offset) const;
-  [[nodiscard]] bool IsNextDisplaced() const;
+  [[nodiscard]] bool IsNextDisplaced();
+  [[nodiscard]] bool IsLinkPossible();
   void FindOwnIndex();
   [[nodiscard]] bool IsOfLastBlock(cBlockIndex& found);
   [[nodiscard]] std::optional<std::uint64_t> IndexedTime(const sCaptureBlock& block);

@@ -159,6 +159,28 @@ TEST_F(RecoveryTest, ItemsBehindABlockWithoutDirectoryAreFound) {
   }
 }
 
+TEST_F(RecoveryTest, ALostBlockIsToldWhateverTheLinkToItSays) {
+  for (const std::uint64_t link : {std::uint64_t{0}, std::uint64_t{369'413'684}, UINT64_MAX}) {
+    ByteVector file = With(unclosed, 4 + 57'344, link, 8);
+    const std::size_t block = BlockAt(unclosed, 1);
+    Fill(file, block, BlockAt(unclosed, 2), 0xFF);
+    const sOutcome outcome = Recover(file);
+    EXPECT_EQ(outcome.items.size(), items.size() - 8192);
+    EXPECT_GT(outcome.report.losses.Count(), 0U) << link;
+    EXPECT_EQ(outcome.report.lostBytes, BlockAt(unclosed, 2) - block) << link;
+  }
+}
+
+TEST_F(RecoveryTest, AWrongPositionOfTheLastEntryCostsNoOther) {
+  const std::vector<sBuiltItem> few(items.begin(), items.begin() + 50);
+  ByteVector file = BuildItems(few).Closed();
+  file[4 + 49 * 7 + 4] = 0x33;  // the highest byte
+  Fill(file, 57'364 + 1, 57'364 + 300, 0xFE);
+  const sOutcome outcome = Recover(file);
+  ASSERT_FALSE(outcome.items.empty());
+  EXPECT_TRUE(AreSame(outcome.items.back(), few.back()));
+}
+
 TEST_F(RecoveryTest, RecordsProveThemselvesWhereEntriesAreZero) {
   for (ByteVector file : {closed, unclosed}) {
     const std::size_t block = BlockAt(file, 1);
