@@ -232,9 +232,7 @@ TEST_F(CaptureStartTest, AReplacementWithTooLongANameIsRefused) {
   const std::string start = folder.Path("");
   request.output = start + std::string(259 - start.size(), 'x');
   request.overwrite = true;
-  if (!std::ofstream(request.output).is_open()) {
-    GTEST_SKIP() << "this system takes no such name";
-  }
+  ASSERT_TRUE(std::ofstream(request.output).is_open());
   EXPECT_EQ(BeginOutput(request, host, told), nullptr);
   ASSERT_EQ(told.lines.size(), 1U);
   EXPECT_THAT(told.lines[0], HasSubstr(".part"));

@@ -91,31 +91,6 @@ TEST_F(NewFileTest, TwoFilesOfOneNameAreWrittenApart) {
   EXPECT_NE(one.WritePath(), other.WritePath());
 }
 
-TEST_F(NewFileTest, ALinkThatLeadsNowhereIsNotReplacedUnasked) {
-  std::error_code error;
-  std::filesystem::create_symlink(folder.Path("missing"), path, error);
-  if (error) {
-    GTEST_SKIP() << "no links can be made here: " << error.message();
-  }
-  cNewFile refused(path, false);
-  EXPECT_EQ(refused.Begin(), path + " is there already; --overwrite replaces it");
-  cNewFile file(path, true);
-  ASSERT_EQ(file.Begin(), std::nullopt);
-  WriteNew(file);
-  ASSERT_EQ(file.Complete(), std::nullopt);
-  EXPECT_EQ(Content(), "new");
-}
-
-TEST_F(NewFileTest, ALinkToItselfIsNotReplacedUnasked) {
-  std::error_code error;
-  std::filesystem::create_symlink(path, path, error);
-  if (error) {
-    GTEST_SKIP() << "no links can be made here: " << error.message();
-  }
-  cNewFile file(path, false);
-  EXPECT_EQ(file.Begin(), path + " is there already; --overwrite replaces it");
-}
-
 TEST_F(NewFileTest, AnEndFromOutsideRemovesWhatIsOpen) {
   cNewFile file(path, false);
   ASSERT_EQ(file.Begin(), std::nullopt);

@@ -3,7 +3,6 @@
 import base64
 import html.parser
 import json
-import os
 import pathlib
 import re
 import struct
@@ -265,8 +264,6 @@ class Report(unittest.TestCase):
         self.assertEqual(before, self.path.read_bytes())
 
     def test_a_page_that_cannot_be_written_is_no_success(self):
-        if not os.path.exists("/dev/full"):
-            self.skipTest("there is no /dev/full")
         result = program(self.path, "-o", "/dev/full")
         self.assertEqual(1, result.returncode)
         self.assertIn(b"No space left on device", result.stderr)
