@@ -60,7 +60,7 @@ void CheckRules(Bytes made, const sRecoveryReport& report) {
     return true;
   };
   const sVerified verified = VerifyCapture(std::make_unique<cBytesSource>(made), request);
-  Require(verified.closed && found <= report.unfit, "a recovered capture keeps the rules");
+  Require(verified.closed && found <= report.unfit.count, "a recovered capture keeps the rules");
 }
 
 }  // namespace

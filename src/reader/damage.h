@@ -32,6 +32,8 @@ class cDamage {
   void Add(sCaptureError error) {
     if (kept.size() < kMostKept) {
       kept.push_back(std::move(error));
+    } else {
+      last = std::move(error);
     }
     ++count;
   }
@@ -39,16 +41,24 @@ class cDamage {
     for (const sCaptureError& error : more.kept) {
       Add(error);
     }
-    count += more.count - more.kept.size();
+    if (more.count != more.kept.size()) {
+      last = more.last;
+      count += more.count - more.kept.size();
+    }
   }
 
   [[nodiscard]] const std::vector<sCaptureError>& Kept() const { return kept; }
   [[nodiscard]] std::uint64_t Count() const { return count; }
+  // The one that was found last; there has to be one.
+  [[nodiscard]] const sCaptureError& Last() const {
+    return count != kept.size() ? last : kept.back();
+  }
 
   friend bool operator==(const cDamage&, const cDamage&) = default;
 
  private:
   std::vector<sCaptureError> kept;
+  sCaptureError last;  // of those that are not kept
   std::uint64_t count = 0;
 };
 

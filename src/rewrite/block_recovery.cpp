@@ -48,7 +48,7 @@ class cBlockRecovery {
       if (sure != place || BeginOf(entry) != result.end) {
         RecoverBetween(place, sure);
       }
-      Accept(WithFittingType(entry), TimeOf(entry));
+      Accept(WithFittingType(sure), TimeOf(entry));
       place = sure + 1;
     }
   }
@@ -172,7 +172,8 @@ class cBlockRecovery {
 
   // The entry with the type that its packet tells, where its own is none for such a packet and all
   // else agrees.
-  [[nodiscard]] isf::sDirectoryEntry WithFittingType(const isf::sDirectoryEntry& entry) {
+  [[nodiscard]] isf::sDirectoryEntry WithFittingType(std::uint32_t place) {
+    const isf::sDirectoryEntry entry = Entry(place);
     const auto record = window.Read(BeginOf(entry), entry.RecordSize());
     if (!record || block.keepsTypes) {
       return entry;
@@ -183,7 +184,7 @@ class cBlockRecovery {
     }
     const std::uint32_t type = FittingType(entry.Type(), packet).value_or(entry.Type());
     if (type == entry.Type() || (entry.HasExtra() && type != isf::kSignallingLogItem)) {
-      ++result.unfit;
+      result.unfit.Add({BeginOf(entry), block.firstNumber + place});
       return entry;
     }
     ++result.proven;

@@ -47,14 +47,34 @@ struct sLostItems {
   friend bool operator==(const sLostItems&, const sLostItems&) = default;
 };
 
+// A record whose packet is none of its type.
+struct sUnfitRecord {
+  std::uint64_t offset = 0;             // file position
+  std::optional<std::uint64_t> number;  // of its item in the file, where that is known
+
+  friend bool operator==(const sUnfitRecord&, const sUnfitRecord&) = default;
+};
+
+// Records whose packets are none of their types, in the order of the file.
+struct sUnfitRecords {
+  std::uint64_t count = 0;
+  sUnfitRecord first;  // this one and the last are meaningless without any
+  sUnfitRecord last;
+
+  void Add(const sUnfitRecord& record) {
+    first = count == 0 ? record : first;
+    last = record;
+    ++count;
+  }
+};
+
 struct sRecoveredBlock {
   std::vector<sFoundRecord> records;  // in the order of the file, none inside another
   std::vector<sLostItems> losses;
   // Records whose directory entry was lost or wrong.
   std::uint32_t proven = 0;
-  // Records whose packet is none of their type, though all else agrees: its bytes may have been
-  // overwritten.
-  std::uint32_t unfit = 0;
+  // All else agrees with these types: the bytes of the packets may have been overwritten.
+  sUnfitRecords unfit;
   // File position behind the last record.
   std::uint64_t end = 0;
 };

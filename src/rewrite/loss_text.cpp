@@ -27,4 +27,13 @@ std::string LossText(const sLostItems& lost, bool hasNumbers) {
          " lost (" + bytes + ")";
 }
 
+std::string PlaceText(const sUnfitRecords& unfit) {
+  const auto place = [](const sUnfitRecord& record) {
+    return (record.number ? "item " + std::to_string(*record.number) + " at " : std::string()) +
+           "offset " + std::to_string(record.offset);
+  };
+  return unfit.count == 1 ? place(unfit.first)
+                          : "from " + place(unfit.first) + " to " + place(unfit.last);
+}
+
 }  // namespace corvane

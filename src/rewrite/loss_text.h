@@ -15,4 +15,8 @@ namespace corvane {
 // the items' numbers in the file are not known: "1 item is lost (40 bytes)".
 [[nodiscard]] std::string LossText(const sLostItems& lost, bool hasNumbers);
 
+// Where they are: "item 17 at offset 57400", "from item 17 at offset 57400 to item 25 at offset
+// 57460", or the offsets alone.
+[[nodiscard]] std::string PlaceText(const sUnfitRecords& unfit);
+
 }  // namespace corvane

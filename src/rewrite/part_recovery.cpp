@@ -214,7 +214,7 @@ bool cPartRecovery::RecoverOne(std::size_t number) {
   wanted.baseTime = *baseTime;
   const sRecoveredBlock found = RecoverRecords(wanted, directory);
   report.proven += found.proven;
-  report.unfit += found.unfit;
+  TellUnfit(found.unfit);
   recordsEnd = found.end;
   const bool goesOn = HandOver(found, *baseTime);
   for (const sLostItems& lost : found.losses) {
@@ -231,7 +231,7 @@ sRecoveredBlock cPartRecovery::RecoverRecords(
   // Fewer packets of other types than their items' are no sign of bytes that were moved.
   constexpr std::uint32_t kManyUnfit = 3;
   sRecoveredBlock found = RecoverBlock(part, wanted, directory);
-  if (wanted.keepsTypes || (found.unfit < kManyUnfit && found.losses.empty())) {
+  if (wanted.keepsTypes || (found.unfit.count < kManyUnfit && found.losses.empty())) {
     return found;
   }
   const auto mended = MendDisplacedEntries(part, wanted, directory);
@@ -421,6 +421,17 @@ void cPartRecovery::LoseBlock(const sCaptureBlock& block, const sBlockToRecover&
   const std::uint64_t items = wanted.items.value_or(block.entries);
   Lose({wanted.RecordsBegin(), wanted.limit - wanted.RecordsBegin(), items, wanted.firstNumber,
         items});
+}
+
+void cPartRecovery::TellUnfit(const sUnfitRecords& unfit) {
+  const auto placed = [this](const sUnfitRecord& record) {
+    return sUnfitRecord{origin + record.offset, isWhole ? record.number : std::nullopt};
+  };
+  if (unfit.count != 0) {
+    report.unfit.first = report.unfit.count == 0 ? placed(unfit.first) : report.unfit.first;
+    report.unfit.last = placed(unfit.last);
+    report.unfit.count += unfit.count;
+  }
 }
 
 void cPartRecovery::Lose(const sLostItems& lost) {

@@ -63,6 +63,7 @@ class cPartRecovery {
   void LoseBlockBehind();
   void LoseBehindTrailer();
   void LoseBlock(const sCaptureBlock& block, const sBlockToRecover& wanted);
+  void TellUnfit(const sUnfitRecords& unfit);
   void Lose(const sLostItems& lost);
 
   cPartSource part;

@@ -11,6 +11,7 @@
 #include "reader/byte_source.h"
 #include "reader/capture_file.h"
 #include "reader/damage.h"
+#include "rewrite/block_recovery.h"
 
 namespace corvane {
 
@@ -27,7 +28,7 @@ using RecoveredItemTaker = std::function<bool(const sRecoveredItem&)>;
 struct sRecoveryReport {
   std::uint64_t items = 0;      // that were recovered
   std::uint64_t proven = 0;     // of these, without a directory entry that leads to them
-  std::uint64_t unfit = 0;      // of these, with a packet that is none of the item's type
+  sUnfitRecords unfit;          // of these
   std::uint64_t firstTime = 0;  // of the first and the last item, in milliseconds since 1601
   std::uint64_t finalTime = 0;
 

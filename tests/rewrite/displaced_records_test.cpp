@@ -156,7 +156,7 @@ TEST_F(DisplacedRecordsTest, OddPacketsInOrderAreKept) {
   file = BuildItems(items).Unclosed();
   const sOutcome outcome = Recover(file);
   EXPECT_EQ(Missing(outcome.items, items), 0U);
-  EXPECT_EQ(outcome.report.unfit, 20U);
+  EXPECT_EQ(outcome.report.unfit.count, 20U);
 }
 
 }  // namespace

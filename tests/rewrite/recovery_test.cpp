@@ -215,11 +215,12 @@ TEST_F(RecoveryTest, PacketsThatWereOverwrittenAreTold) {
   ByteVector file = unclosed;
   const std::size_t records = 57'364;
   Fill(file, records + 44 + 1 + 1 + 42 + 1, records + 44 + 1 + 1 + 44 + 1, 0xFE);
-  EXPECT_EQ(Recover(file).report.unfit, 0U);  // within a text
+  EXPECT_EQ(Recover(file).report.unfit.count, 0U);  // within a text
   Fill(file, records + 1, records + 5, 0);    // where it begins
   const sOutcome outcome = Recover(file);
   EXPECT_EQ(outcome.items.size(), items.size());
-  EXPECT_EQ(outcome.report.unfit, 1U);
+  EXPECT_EQ(outcome.report.unfit.count, 1U);
+  EXPECT_EQ(outcome.report.unfit.first, (sUnfitRecord{records, 0}));
 }
 
 TEST_F(RecoveryTest, AnEntryThatWouldSwallowOthersIsWrong) {

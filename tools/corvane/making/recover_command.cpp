@@ -16,6 +16,7 @@
 #include "corvane/reading/open_capture.h"
 #include "reader/capture_file.h"
 #include "reader/utc_time.h"
+#include "rewrite/loss_text.h"
 #include "rewrite/recovery.h"
 
 namespace corvane::tools {
@@ -53,7 +54,7 @@ class cRecoverRun {
       return kExitFailed;
     }
     ReportResult();
-    return report.losses.Count() == 0 && report.unfit == 0 ? kExitGood : kExitFailed;
+    return report.losses.Count() == 0 && report.unfit.count == 0 ? kExitGood : kExitFailed;
   }
 
  private:
@@ -77,7 +78,8 @@ class cRecoverRun {
       TellOfInput(error.Text());
     }
     if (damage.Count() != damage.Kept().size()) {
-      TellOfInput(fmt::format("{} more places {}", damage.Count() - damage.Kept().size(), more));
+      TellOfInput(fmt::format("{} more places {}; the last: {}",
+                              damage.Count() - damage.Kept().size(), more, damage.Last().Text()));
     }
   }
 
@@ -87,11 +89,12 @@ class cRecoverRun {
       TellOfInput(fmt::format("another capture begins at offset {}; its items follow", offset));
     }
     TellAll(report.losses, "lost something");
-    if (report.unfit != 0) {
+    if (report.unfit.count != 0) {
       TellOfInput(
-          fmt::format("{} kept as {} the packet is none of the item's type, so its bytes may "
+          fmt::format("{} ({}) kept as {} the packet is none of the item's type, so its bytes may "
                       "have been overwritten",
-                      FormatItems(report.unfit), report.unfit == 1 ? "it is:" : "they are:"));
+                      FormatItems(report.unfit.count), PlaceText(report.unfit),
+                      report.unfit.count == 1 ? "it is:" : "they are:"));
     }
     if (report.unfinishedBytes != 0) {
       TellOfInput(fmt::format("the last {} were not finished when the recorder stopped",
@@ -113,19 +116,34 @@ class cRecoverRun {
       text += fmt::format("Proven: {} of these by what they hold, as their directory is wrong\n",
                           FormatCount(report.proven));
     }
-    if (report.losses.Count() == 0 && report.unfit != 0) {
-      text +=
-          fmt::format("Lost:   no item; {} may have been overwritten\n", FormatItems(report.unfit));
-    } else if (report.losses.Count() == 0) {
-      text += fmt::format("Lost:   nothing; the file was {}\n", StateOfInput());
-    } else if (report.lostItems == 0 && report.lostBytes == 0) {
-      text += "Lost:   what is told above; neither items nor bytes can be counted\n";
-    } else {
-      text += fmt::format("Lost:   {}{}\n",
-                          report.lostItems != 0 ? FormatItems(report.lostItems) + ", " : "",
-                          FormatBytes(report.lostBytes));
+    text += "Lost:   " + LostText();
+    if (report.unfit.count != 0) {
+      text += fmt::format("; {} may have been overwritten ({})", FormatItems(report.unfit.count),
+                          PlaceText(report.unfit));
     }
-    out << text << std::flush;
+    out << text << "\n" << std::flush;
+  }
+
+  [[nodiscard]] std::string LostText() const {
+    if (report.losses.Count() == 0) {
+      return report.unfit.count != 0 ? "no item"
+                                     : fmt::format("nothing; the file was {}", StateOfInput());
+    }
+    if (report.lostItems == 0 && report.lostBytes == 0) {
+      return fmt::format("what is told above; neither items nor bytes can be counted ({})",
+                         PlaceOfLosses());
+    }
+    return fmt::format("{}{} ({})",
+                       report.lostItems != 0 ? FormatItems(report.lostItems) + ", " : "",
+                       FormatBytes(report.lostBytes), PlaceOfLosses());
+  }
+
+  // "at offset 57370", or where the first and the last loss begin: "from offset 57370 to 91044"
+  [[nodiscard]] std::string PlaceOfLosses() const {
+    const std::uint64_t first = report.losses.Kept().front().offset.value_or(0);
+    const std::uint64_t last = report.losses.Last().offset.value_or(0);
+    return first == last ? fmt::format("at offset {}", first)
+                         : fmt::format("from offset {} to {}", first, last);
   }
 
   [[nodiscard]] const char* StateOfInput() const {
