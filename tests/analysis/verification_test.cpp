@@ -75,6 +75,20 @@ TEST(VerificationTest, BehindAWrongHeaderEverythingIsLookedAtAllTheSame) {
                               " trailer: the first 64 bits of the trailer are not zero"));
 }
 
+TEST(VerificationTest, BytesBehindTheTrailerAreNamed) {
+  ByteVector file = SmallCapture().Closed();
+  const std::string end = std::to_string(file.size());
+  file.push_back(0);
+  EXPECT_THAT(Verify(file).lines,
+              ElementsAre(end + " behind-trailer: 1 byte stands behind the trailer"));
+  file.resize(file.size() + 4095, 0x7E);
+  const sFound found = Verify(file);
+  EXPECT_THAT(found.lines,
+              ElementsAre(end + " behind-trailer: 4096 bytes stand behind the trailer"));
+  EXPECT_TRUE(found.verified.closed);
+  EXPECT_EQ(found.verified.items, 3U);
+}
+
 // The second of three entries, whose record of 6 bytes stands at kRecords + 9.
 constexpr std::size_t kEntry = 4 + 7;
 

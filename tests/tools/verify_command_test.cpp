@@ -51,15 +51,28 @@ class VerifyCommandTest : public testing::Test {
 TEST_F(VerifyCommandTest, ACompleteFileIsSaidToBeComplete) {
   const sResult result = Verify({.paths = {good}});
   EXPECT_EQ(result.code, 0);
-  EXPECT_EQ(result.out, good + ": complete: 3 items, 57.4 kB\n");
+  EXPECT_EQ(result.out,
+            good + ": complete: 3 items, 57.4 kB (packets not looked at: --contents)\n");
   EXPECT_EQ(result.errors, "");
+}
+
+TEST_F(VerifyCommandTest, PacketsThatWereLookedAtNeedNoWord) {
+  cCaptureBuilder builder;
+  builder.Add({7, kNoon, TextItem("a text"), {}});
+  const std::string sound = folder.Write("sound.isf", builder.Closed());
+  EXPECT_EQ(Verify({.paths = {sound}, .contents = true}).out,
+            sound + ": complete: 1 item, 57.4 kB\n");
+  const auto objects = Verify({.paths = {sound}, .contents = true, .json = true}).Objects();
+  ASSERT_EQ(objects.size(), 1U);
+  EXPECT_EQ(objects[0]["contents"], true);
 }
 
 TEST_F(VerifyCommandTest, AFileThatIsNotClosedHasACodeOfItsOwn) {
   const sResult result = Verify({.paths = {unclosed}});
   EXPECT_EQ(result.code, 3);
-  EXPECT_EQ(result.out,
-            unclosed + ": not closed: 3 items, 57.4 kB; it has no block index and no trailer\n");
+  EXPECT_EQ(result.out, unclosed +
+                            ": not closed: 3 items, 57.4 kB; it has no block index and no trailer "
+                            "(packets not looked at: --contents)\n");
 }
 
 TEST_F(VerifyCommandTest, EachViolationIsALineWithItsOffsetAndRule) {
@@ -68,14 +81,17 @@ TEST_F(VerifyCommandTest, EachViolationIsALineWithItsOffsetAndRule) {
   const std::string rule = "; rule packet-length: A packet has 1 to 16640 bytes\n";
   EXPECT_EQ(result.out, bad + ": offset 11: the entry of item 1 has length 0" + rule + bad +
                             ": offset 18: the entry of item 2 has length 0" + rule + bad +
-                            ": damaged: 1 item, 57.4 kB, 2 violations\n");
+                            ": damaged: 1 item, 57.4 kB, 2 violations "
+                            "(packets not looked at: --contents)\n");
 }
 
 TEST_F(VerifyCommandTest, TheFirstViolationIsEnoughWhenAsked) {
   const sResult result = Verify({.paths = {bad, bad}, .onlyFirst = true});
   EXPECT_EQ(result.code, 1);
   EXPECT_EQ(std::count(result.out.begin(), result.out.end(), '\n'), 4);
-  EXPECT_NE(result.out.find("1 violation so far\n"), std::string::npos);
+  EXPECT_NE(result.out.find("1 violation so far (packets "
+                            "not looked at: --contents)\n"),
+            std::string::npos);
 }
 
 TEST_F(VerifyCommandTest, JsonHasTheSame) {
@@ -93,6 +109,7 @@ TEST_F(VerifyCommandTest, JsonHasTheSame) {
   EXPECT_EQ(objects[3]["verdict"], "not closed");
   EXPECT_EQ(objects[4], (json{{"file", good},
                               {"verdict", "complete"},
+                              {"contents", false},
                               {"violations", 0},
                               {"items", 3},
                               {"blocks", 1},
@@ -102,9 +119,24 @@ TEST_F(VerifyCommandTest, JsonHasTheSame) {
 TEST_F(VerifyCommandTest, AFileThatCannotBeOpenedFailsAndTheOthersAreLookedAt) {
   const sResult result = Verify({.paths = {folder.Path("none.isf"), good}});
   EXPECT_EQ(result.code, 1);
-  EXPECT_EQ(result.out, good + ": complete: 3 items, 57.4 kB\n");
+  EXPECT_EQ(result.out,
+            good + ": complete: 3 items, 57.4 kB (packets not looked at: --contents)\n");
   EXPECT_EQ(result.errors.find("corvane verify: " + folder.Path("none.isf") + ": the file cannot"),
             0U);
+}
+
+TEST_F(VerifyCommandTest, AFileThatCannotBeOpenedIsAnObjectOfJsonToo) {
+  const std::string none = folder.Path("none.isf");
+  const sResult result = Verify({.paths = {none, good}, .json = true});
+  EXPECT_EQ(result.code, 1);
+  const std::vector<json> objects = result.Objects();
+  ASSERT_EQ(objects.size(), 2U);
+  EXPECT_EQ(objects[0]["file"], none);
+  EXPECT_EQ(objects[0]["verdict"], "not opened");
+  const std::string problem = objects[0]["problem"];
+  EXPECT_EQ(problem.rfind("the file cannot be opened (", 0), 0U) << problem;
+  EXPECT_EQ(objects[1]["verdict"], "complete");
+  EXPECT_EQ(result.errors, "corvane verify: " + none + ": " + problem + "\n");
 }
 
 TEST_F(VerifyCommandTest, TheWorstFileDecides) {

@@ -71,6 +71,14 @@ class cFileReport {
     return !request.onlyFirst;
   }
 
+  // The verdict of a file that cannot be opened; in words it stands among the errors alone.
+  void EndUnopened(const std::string& problem) {
+    if (request.json) {
+      text += Line({{"file", path}, {"verdict", "not opened"}, {"problem", problem}});
+      Flush();
+    }
+  }
+
   // The verdict. Returns the file's exit code.
   [[nodiscard]] int End(const sVerified& verified) {
     const int code = verified.violations != 0 ? kExitFailed
@@ -82,6 +90,7 @@ class cFileReport {
     if (request.json) {
       text += Line({{"file", path},
                     {"verdict", verdict},
+                    {"contents", request.contents},
                     {"violations", verified.violations},
                     {"items", verified.items},
                     {"blocks", verified.blocks},
@@ -94,7 +103,8 @@ class cFileReport {
             fmt::format(", {} violation{}{}", FormatCount(verified.violations),
                         verified.violations == 1 ? "" : "s", verified.endedEarly ? " so far" : "");
       }
-      text += code == kExitUnclosed ? "; it has no block index and no trailer\n" : "\n";
+      text += code == kExitUnclosed ? "; it has no block index and no trailer" : "";
+      text += request.contents ? "\n" : " (packets not looked at: --contents)\n";
     }
     Flush();
     return code;
@@ -118,14 +128,15 @@ class cFileReport {
                              cLines& errors) {
   std::string reason;
   std::unique_ptr<cByteSource> source = OpenBytes(path, reason);
+  cFileReport report(path, request, out);
   if (source == nullptr) {
-    errors.Write(fmt::format("corvane verify: {}: the file cannot be opened ({})\n",
-                             InputName(path), reason));
+    const std::string problem = fmt::format("the file cannot be opened ({})", reason);
+    errors.Write(fmt::format("corvane verify: {}: {}\n", InputName(path), problem));
+    report.EndUnopened(problem);
     return kExitFailed;
   }
   // Several bars would wipe each other out.
   cProgress progress(InputName(path), request.jobs == 1 ? source->Size().value_or(0) : 0);
-  cFileReport report(path, request, out);
   sVerifyRequest wanted;
   wanted.contents = request.contents;
   wanted.onViolation = [&](const sViolation& violation) {
@@ -195,7 +206,10 @@ void AddVerifyCommand(CLI::App& app, int& exitCode) {
       {{{"corvane verify drive.isf", "Every violation, with its offset and its rule"},
         {"corvane verify --first --jobs 4 *.isf", "Which of many captures are good"}},
        "A file that is still being recorded, or whose recorder died, keeps every rule as long as "
-       "what there is of it is good. Without --contents packets are not looked into. "
+       "what there is of it is good. Without --contents packets are not looked at, and the verdict "
+       "says "
+       "so. With --json a file that cannot be opened has an object too: \"verdict\" is \"not "
+       "opened\", and \"problem\" says why. "
        "docs/capture-format.md describes the format.",
        {"0 all files are complete and keep every rule", "1 one breaks a rule, or cannot be read",
         "2 wrong usage", "3 none breaks a rule, and one is not closed"}});
