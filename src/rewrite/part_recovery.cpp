@@ -400,9 +400,11 @@ void cPartRecovery::LoseBlockBehind() {
     }
     return;
   }
-  // A link to elsewhere is wrong itself, unless the file was cut off.
-  const std::uint64_t offset =
-      isFollowed && !IsLinkPossible() ? recordsEnd : std::max(lastLink, recordsEnd);
+  // A link to elsewhere is wrong itself, unless the file was cut off; also then no block's records
+  // take more.
+  const bool isWrong =
+      isFollowed ? !IsLinkPossible() : lastLink > recordsEnd + isf::kItemsPerBlock * kLongestRecord;
+  const std::uint64_t offset = isWrong ? recordsEnd : std::max(lastLink, recordsEnd);
   const std::uint32_t seen = UsedEntriesAt(part, offset, size);
   report.losses.Add(
       {"the block at offset " + std::to_string(origin + offset) +
@@ -419,6 +421,7 @@ void cPartRecovery::LoseBlock(const sCaptureBlock& block, const sBlockToRecover&
   report.losses.Add({"the base time of the block is lost, and with it the times of its items",
                      origin + block.offset + isf::kBaseTimeOffset});
   const std::uint64_t items = wanted.items.value_or(block.entries);
+  recordsEnd = wanted.limit;
   Lose({wanted.RecordsBegin(), wanted.limit - wanted.RecordsBegin(), items, wanted.firstNumber,
         items});
 }

@@ -82,6 +82,20 @@ TEST_F(RecoverCommandTest, WhatRecoveringLosesIsToldWithItsPlace) {
   EXPECT_THAT(out.str(), HasSubstr("Lost:   1 item, 1 B (at offset 57370)\n"));
 }
 
+TEST_F(RecoverCommandTest, ALinkFarBehindAllRecordsIsNoPlace) {
+  // A directory of nothing but 0xFF leads nowhere, and no link does.
+  ByteVector file = Hex("08 31 60 AB");
+  file.resize(60'004, 0xFF);
+  EXPECT_EQ(Recover(folder.Write("in.isf", file)), kExitFailed);
+  EXPECT_THAT(errors.str(), HasSubstr("the block at offset 60004 is cut off"));
+  file = With(TwoBlocks().Unclosed(), 4 + 57'344, UINT64_MAX, 8);
+  const std::size_t records = 57'364 + 2 * 8192;
+  file.resize(records);
+  EXPECT_EQ(Recover(folder.Write("in.isf", file)), kExitFailed);
+  EXPECT_THAT(errors.str(),
+              HasSubstr("the block at offset " + std::to_string(records) + " is cut off"));
+}
+
 TEST_F(RecoverCommandTest, WithoutAnItemNothingIsMade) {
   const std::string old = folder.Write("out.isf", ByteVector{1, 2, 3});
   for (const ByteVector& file : {ByteVector{}, Hex("08 31 60 AB"), ByteVector(70'000, 0x41)}) {

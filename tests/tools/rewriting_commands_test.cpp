@@ -171,6 +171,21 @@ TEST_F(CutTest, ExtraFieldsAreKept) {
 
 // --- merge
 
+TEST_F(RewritingCommandsTest, ACaptureDamagedFromItsFirstBlockOnIsNamed) {
+  ByteVector file = Hex("08 31 60 AB");
+  file.resize(60'004, 0xFF);
+  const std::string input = folder.Write("in.isf", file);
+  const std::string damage =
+      input + ": the block at offset 4 names a next block that runs past the end";
+  EXPECT_EQ(Cut(input, {}), kExitFailed);
+  EXPECT_THAT(errors.str(), HasSubstr("corvane cut: " + damage));
+  EXPECT_THAT(errors.str(), HasSubstr("no item was kept, so no capture was made\n"));
+  EXPECT_FALSE(std::filesystem::exists(output));
+  EXPECT_EQ(Merge({input}), kExitFailed);
+  EXPECT_THAT(errors.str(), HasSubstr("corvane merge: " + damage));
+  EXPECT_FALSE(std::filesystem::exists(output));
+}
+
 TEST_F(RewritingCommandsTest, ItemsAreMergedInTheOrderOfTimeWithTheirSources) {
   const std::string one =
       Make("one.isf", {Text(kNoon, "Port COM7 connected"), Text(kNoon, "Subscription 2"),

@@ -3,6 +3,7 @@
 #include <iostream>
 #include <memory>
 #include <optional>
+#include <tuple>
 
 #include "analysis/selected_items.h"
 #include "analysis/selected_markers.h"
@@ -47,6 +48,7 @@ class cCutRun {
     // All of a complete capture without items is one, too.
     if (output.Writer().Items() == 0 && !(request.selection.IsEverything() && file->IsComplete())) {
       ReportNothingSelected("cut", request.input, items.Outcome(), errors);
+      std::ignore = ReportState("cut", request.input, *file, items.Unreadable(), errors);
       return Fail("no item was kept, so no capture was made");
     }
     if (const auto obstacle = output.Complete()) {
