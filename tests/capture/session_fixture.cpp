@@ -120,6 +120,17 @@ ByteVector Joined(const std::vector<ByteVector>& parts) {
   return joined;
 }
 
+ByteVector PacketIn(std::span<const std::uint8_t> frame) {
+  ByteVector packet;
+  for (std::size_t at = 0; at < frame.size() && frame[at] != 0x7E; ++at) {
+    const bool isEscaped = frame[at] == 0x7D;
+    at += isEscaped ? 1 : 0;
+    packet.push_back(static_cast<std::uint8_t>(isEscaped ? frame[at] ^ 0x20 : frame[at]));
+  }
+  packet.resize(packet.size() - 2);
+  return packet;
+}
+
 ByteVector BadFrame(const ByteVector& packet) {
   ByteVector frame = Framed(packet);
   frame[0] ^= 0x01;

@@ -8,6 +8,7 @@
 #include <functional>
 #include <memory>
 #include <ostream>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -45,6 +46,8 @@ std::ostream& operator<<(std::ostream& stream, const sFileItem& item);
 // The packet in its frame, and frames one after the other.
 [[nodiscard]] ByteVector Framed(const ByteVector& packet);
 [[nodiscard]] ByteVector Joined(const std::vector<ByteVector>& parts);
+// The packet that a frame holds, without a look at its CRC.
+[[nodiscard]] ByteVector PacketIn(std::span<const std::uint8_t> frame);
 // Framed, with a CRC that does not fit.
 [[nodiscard]] ByteVector BadFrame(const ByteVector& packet);
 

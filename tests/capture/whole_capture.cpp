@@ -159,17 +159,6 @@ constexpr std::uint32_t kSubsystemRequest = 10;
 
 }  // namespace
 
-ByteVector PacketIn(std::span<const std::uint8_t> frame) {
-  ByteVector packet;
-  for (std::size_t at = 0; at < frame.size() && frame[at] != 0x7E; ++at) {
-    const bool isEscaped = frame[at] == 0x7D;
-    at += isEscaped ? 1 : 0;
-    packet.push_back(static_cast<std::uint8_t>(isEscaped ? frame[at] ^ 0x20 : frame[at]));
-  }
-  packet.resize(packet.size() - 2);
-  return packet;
-}
-
 std::array<std::vector<sDelivery>, 2> ScriptOf(eWay way) {
   return {FirstConnection(way), SecondConnection()};
 }

@@ -44,9 +44,6 @@ struct sDelivery {
   bool goesOn = false;  // in the next delivery: no answer comes between the two
 };
 
-// The packet that a frame holds, without a look at its CRC.
-[[nodiscard]] ByteVector PacketIn(std::span<const std::uint8_t> frame);
-
 // What the modem sends on its own in each of the two connections.
 [[nodiscard]] std::array<std::vector<sDelivery>, 2> ScriptOf(eWay way);
 
