@@ -53,11 +53,10 @@ void cSelectedItems::TellOf(std::uint64_t number) {
 // Goes on to the next item between the bounds of numbers; false when there is none. The file may
 // grow behind the last one.
 bool cSelectedItems::GoOn(std::uint64_t& number) {
-  const std::optional<std::uint64_t> found = file.NextItem(next);
-  if (!found || *found > matcher.LastNumber() || matcher.IsCrossed()) {
+  number = next;
+  if (!file.MoveToItem(number) || number > matcher.LastNumber() || matcher.IsCrossed()) {
     return false;
   }
-  number = *found;
   next = number + 1;
   TellOf(number);
   return true;

@@ -235,6 +235,9 @@ std::optional<sCaptureError> cCaptureFile::ReadItem(std::uint64_t number, sCaptu
     return wrong;
   }
   const auto packet = record->last(entry.length);
+  // Into an empty vector it is one copy; over the bytes of another packet it would be two, of as
+  // many bytes as there are and of the rest, and no processor foresees which packets are longer.
+  item.bytes.clear();
   item.bytes.assign(packet.begin(), packet.end());
   return std::nullopt;
 }

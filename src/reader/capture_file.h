@@ -101,6 +101,17 @@ class cCaptureFile {
     }
     return FindNextItem(from);
   }
+  // The same: moves `number` on to it, and returns whether there is one; without, `number` stays.
+  // For what is done for each item: an optional number is stored in parts, and read back as a whole
+  // only when both have arrived.
+  [[nodiscard]] bool MoveToItem(std::uint64_t& number) {
+    if (IsAtHand(number)) {
+      return true;
+    }
+    const std::optional<std::uint64_t> found = FindNextItem(number);
+    number = found.value_or(number);
+    return found.has_value();
+  }
   // The number of the last item to read; nothing when there is none.
   [[nodiscard]] std::optional<std::uint64_t> LastItem();
   // One more than the highest number that an item can have.

@@ -113,6 +113,12 @@ TEST(PassingOverTest, WhatWasPassedOverIsSaidWithPlaceAndCount) {
   EXPECT_EQ(CountGood(*opened.file), kItems - 3);
   EXPECT_EQ(opened.file->PassedOver(), 3U);
   EXPECT_EQ(opened.file->NextItem(10'000), 10'003U);
+  std::uint64_t number = 10'000;
+  EXPECT_TRUE(opened.file->MoveToItem(number));
+  EXPECT_EQ(number, 10'003U);
+  number = kItems;
+  EXPECT_FALSE(opened.file->MoveToItem(number));
+  EXPECT_EQ(number, kItems);
   sCaptureItem item;
   EXPECT_EQ(opened.file->ReadItem(10'001, item)->message, "item 10001 was passed over");
 }
