@@ -62,7 +62,7 @@ constexpr std::array<std::uint8_t, 9> kLowBits = {0, 1, 3, 7, 15, 31, 63, 127, 2
   return window;
 }
 
-// The `count` bits at `position`, which are there; 57 at most.
+// The `count` bits at `position`, which are there; 1 to 57.
 [[nodiscard]] std::uint64_t GatherMostSignificantFirst(const sBitReader& reader,
                                                        std::uint32_t position,
                                                        std::uint32_t count) {

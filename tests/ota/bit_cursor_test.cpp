@@ -235,6 +235,28 @@ TEST(CopyBits, CopiesNothingAndSucceedsForACountOfZero) {
   EXPECT_TRUE(CopyBits(nothing, nowhere, 0));
 }
 
+TEST(CopyBits, CopiesAnyCountFromAnyPlaceToAnyPlace) {
+  const ByteVector source = BytesOf(Pattern(160, 3));
+  const Bits sent = BitsOf(source);
+  for (std::uint32_t from = 0; from < 8; ++from) {
+    for (std::uint32_t to = 0; to < 8; ++to) {
+      for (std::uint32_t count = 0; count <= 150; ++count) {
+        ByteVector target((to + count + 7) / 8);
+        sBitReader reader = ReaderOver(source, kMostSignificantBitFirst);
+        sBitWriter writer = WriterOver(target, kMostSignificantBitFirst);
+        reader.position = from;
+        writer.position = to;
+        ASSERT_TRUE(CopyBits(reader, writer, count));
+        ASSERT_EQ(reader.position, from + count);
+        ASSERT_EQ(writer.position, to + count);
+        Bits wanted = Bits(to, '0') + sent.substr(from, count);
+        wanted.resize(target.size() * 8, '0');
+        ASSERT_EQ(BitsOf(target), wanted) << count << " bits from " << from << " to " << to;
+      }
+    }
+  }
+}
+
 TEST(CopyBits, KeepsEachCursorInItsOwnBitOrder) {
   const ByteVector source = BytesOf(Pattern(40, 2));
   for (const std::uint8_t readOrder : {kMostSignificantBitFirst, kLeastSignificantBitFirst}) {
