@@ -71,7 +71,7 @@ def allocations():
     with tempfile.TemporaryDirectory(prefix="corvane-bench-") as folder:
         program = ["build/bench/bin/allocations", f"{folder}/capture.isf"]
         counted = float(subprocess.run(program, stdout=subprocess.PIPE, check=True).stdout)
-    note = "an object and its bytes, for the rest of what was read and for the packet"
+    note = "an object and its bytes, for the frame and for the packet"
     row("allocations per received packet", "counted", counted, "", note)
 
 

@@ -142,12 +142,22 @@ void SendRequests(cCaptureSession& session) {
   } while (!GiveTurnBack(session.sendTurn));
 }
 
+// What has to be copied for a look at the first frame: of a read that holds many, each look would
+// else copy all that is left of it.
+[[nodiscard]] std::span<const std::uint8_t> FrontOf(std::span<const std::uint8_t> rest) {
+  if (rest.size() > kMaxBufferSize) {
+    return rest;
+  }
+  const std::size_t size = FrontFrameSize(rest);
+  return size == 0 ? rest : rest.first(size);
+}
+
 }  // namespace
 
 cBufferReference cFrameSplitter::Next() {
   for (;;) {
     const std::span<const std::uint8_t> rest = received.subspan(offset);
-    const OwnedBuffer copy = MakeBuffer(rest, kOriginDevice);
+    const OwnedBuffer copy = MakeBuffer(FrontOf(rest), kOriginDevice);
     // More than a buffer can hold counts as no bytes: nothing is found in them.
     ranOutOfMemory = !IsUsable(copy.get()) && !rest.empty() && rest.size() <= kMaxBufferSize;
     std::uint32_t consumed = 0;

@@ -162,6 +162,15 @@ OwnedBuffer FramePacket(const sSharedBuffer* packet) {
   return AdoptBlock(length, std::move(frame), packet->origin);
 }
 
+std::size_t FrontFrameSize(std::span<const std::uint8_t> received) {
+  if (received.empty()) {
+    return 0;
+  }
+  const std::size_t lead = received.front() == kFrameFlag ? 1 : 0;
+  const std::uint32_t frameLength = MeasureFrame(received.subspan(lead));
+  return frameLength == 0 ? 0 : lead + frameLength;
+}
+
 OwnedBuffer UnframePacket(const sSharedBuffer* received, std::uint32_t* consumed) {
   if (!IsUsable(received) || consumed == nullptr) {
     return nullptr;

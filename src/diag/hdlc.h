@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 
 #include "diag/shared_buffer.h"
 
@@ -41,5 +42,10 @@ inline constexpr std::uint16_t kCrc16GoodResidue = 0x0F47;
 // A flag among the first three bytes behind a leading flag ends a frame only where `received` ends
 // with it.
 [[nodiscard]] OwnedBuffer UnframePacket(const sSharedBuffer* received, std::uint32_t* consumed);
+
+// How many of these bytes UnframePacket looks at when it finds a frame: a flag that leads it, and
+// all up to its closing flag. Given just those it finds the same. 0 when no complete frame is there
+// yet.
+[[nodiscard]] std::size_t FrontFrameSize(std::span<const std::uint8_t> received);
 
 }  // namespace corvane

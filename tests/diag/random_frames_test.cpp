@@ -96,6 +96,9 @@ void ExpectUnframedByTheRules(const ByteVector& received) {
   EXPECT_EQ(packet == nullptr, expected.null) << testing::PrintToString(received);
   EXPECT_EQ(consumed, expected.consumed) << testing::PrintToString(received);
   EXPECT_EQ(ContentOf(packet), expected.payload) << testing::PrintToString(received);
+  const std::size_t lead = received[0] == 0x7E ? 1 : 0;
+  EXPECT_EQ(FrontFrameSize(received), expected.consumed == 0 ? 0 : lead + expected.consumed)
+      << testing::PrintToString(received);
 }
 
 TEST_F(RandomFramesTest, PacketsComeBackFromTheirFrames) {

@@ -213,6 +213,20 @@ TEST(UnframingTest, UnusableInputGivesNullAndLeavesConsumedUntouched) {
   EXPECT_EQ(consumed, kUntouched);
 }
 
+TEST(FrontFrameTest, TakesALeadingFlagAndAllUpToTheClosingOne) {
+  EXPECT_EQ(FrontFrameSize(kFrame4B), 7U);
+  EXPECT_EQ(FrontFrameSize(kFrame4B + kFrame1D), 7U);
+  EXPECT_EQ(FrontFrameSize(ByteVector{0x7E} + kFrame4B + kFrame1D), 8U);
+  EXPECT_EQ(FrontFrameSize(ByteVector{0x7E, 0x7E} + kFrame1D), 6U);  // a flag among the first three
+}
+
+TEST(FrontFrameTest, IsNothingWhileNoFrameIsComplete) {
+  EXPECT_EQ(FrontFrameSize({}), 0U);
+  EXPECT_EQ(FrontFrameSize(ByteVector{0x7E}), 0U);
+  EXPECT_EQ(FrontFrameSize(ByteVector{0x4B, 0x0F, 0x00, 0x00, 0xBB, 0x60}), 0U);
+  EXPECT_EQ(FrontFrameSize(ByteVector{0x4B, 0x0F, 0x00, 0x7D, 0x7E, 0x60}), 0U);
+}
+
 TEST(UnframingTest, NowhereToPutTheConsumedCountGivesNull) {
   EXPECT_EQ(UnframePacket(MakePacket(kFrame4B).get(), nullptr), nullptr);
 }
