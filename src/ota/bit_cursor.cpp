@@ -47,32 +47,62 @@ constexpr std::array<std::uint8_t, 9> kLowBits = {0, 1, 3, 7, 15, 31, 63, 127, 2
 
 [[nodiscard]] std::uint32_t BytesOf(std::uint32_t bits) { return bits / 8 + (bits % 8 != 0); }
 
-// The eight bytes of which the first is the most significant. Of fewer the others are zeros.
-[[nodiscard]] std::uint64_t LoadWindow(const std::uint8_t* bytes, std::uint32_t size) {
-  std::uint64_t window = 0;
+// Eight bytes, the first one the most significant. Written out, this and its counterpart are one
+// instruction each.
+[[nodiscard]] std::uint64_t LoadBigEndian(const std::uint8_t* bytes) {
+  return std::uint64_t{bytes[0]} << 56 | std::uint64_t{bytes[1]} << 48 |
+         std::uint64_t{bytes[2]} << 40 | std::uint64_t{bytes[3]} << 32 |
+         std::uint64_t{bytes[4]} << 24 | std::uint64_t{bytes[5]} << 16 |
+         std::uint64_t{bytes[6]} << 8 | std::uint64_t{bytes[7]};
+}
+
+void StoreBigEndian(std::uint8_t* bytes, std::uint64_t value) {
+  bytes[0] = static_cast<std::uint8_t>(value >> 56);
+  bytes[1] = static_cast<std::uint8_t>(value >> 48);
+  bytes[2] = static_cast<std::uint8_t>(value >> 40);
+  bytes[3] = static_cast<std::uint8_t>(value >> 32);
+  bytes[4] = static_cast<std::uint8_t>(value >> 24);
+  bytes[5] = static_cast<std::uint8_t>(value >> 16);
+  bytes[6] = static_cast<std::uint8_t>(value >> 8);
+  bytes[7] = static_cast<std::uint8_t>(value);
+}
+
+// The eight bytes from `first` on, of which as many as are below `end` are there, one at least. The
+// others are zeros.
+[[nodiscard]] std::uint64_t LoadWindow(const std::uint8_t* bytes, std::uint32_t first,
+                                       std::uint32_t end) {
+  const std::uint32_t size = end - first;
   if (size >= 8) {
-    for (std::uint32_t i = 0; i < 8; ++i) {
-      window = window << 8 | bytes[i];
-    }
-    return window;
+    return LoadBigEndian(bytes + first);
   }
+  if (end >= 8) {
+    return LoadBigEndian(bytes + end - 8) << (64 - 8 * size);
+  }
+  std::uint64_t window = 0;
   for (std::uint32_t i = 0; i < size; ++i) {
-    window |= std::uint64_t{bytes[i]} << (56 - 8 * i);
+    window |= std::uint64_t{bytes[first + i]} << (56 - 8 * i);
   }
   return window;
 }
 
 // The `count` bits at `position`, which are there; 1 to 57.
-[[nodiscard]] std::uint64_t GatherMostSignificantFirst(const sBitReader& reader,
-                                                       std::uint32_t position,
-                                                       std::uint32_t count) {
-  const std::uint32_t first = position / 8;
-  const std::uint64_t window = LoadWindow(reader.data + first, BytesOf(reader.bitCount) - first);
+[[nodiscard]] inline std::uint64_t GatherMostSignificantFirst(const sBitReader& reader,
+                                                              std::uint32_t position,
+                                                              std::uint32_t count) {
+  const std::uint64_t window = LoadWindow(reader.data, position / 8, BytesOf(reader.bitCount));
   return window << position % 8 >> (64 - count);
 }
 
+// The 64 bits at `position`, which are there.
+[[nodiscard]] std::uint64_t Gather64(const sBitReader& reader, std::uint32_t position) {
+  const std::uint8_t* const bytes = reader.data + position / 8;
+  const std::uint32_t offset = position % 8;
+  const std::uint64_t bits = LoadBigEndian(bytes) << offset;
+  return offset == 0 ? bits : bits | bytes[8] >> (8 - offset);
+}
+
 // The value of the next `count` bits, which are there.
-[[nodiscard]] std::uint32_t PeekBits(const sBitReader& reader, std::uint32_t count) {
+[[nodiscard]] inline std::uint32_t PeekBits(const sBitReader& reader, std::uint32_t count) {
   if (reader.bitOrder != kLeastSignificantBitFirst) {
     return static_cast<std::uint32_t>(GatherMostSignificantFirst(reader, reader.position, count));
   }
@@ -92,15 +122,12 @@ constexpr std::array<std::uint8_t, 9> kLowBits = {0, 1, 3, 7, 15, 31, 63, 127, 2
 }
 
 // With a part of a byte on either side, so many bits lie within eight bytes.
-constexpr std::uint32_t kBitsAtOnce = 64 - 7;
+constexpr std::uint32_t kBitsInWindow = 64 - 7;
 
 // Sets what is set in `window`, whose bits behind the last byte are zeros.
 void AddWindow(std::uint8_t* bytes, std::uint64_t window, std::uint32_t size) {
   if (size >= 8) {
-    window |= LoadWindow(bytes, 8);
-    for (std::uint32_t i = 8; i-- > 0; window >>= 8) {
-      bytes[i] = static_cast<std::uint8_t>(window);
-    }
+    StoreBigEndian(bytes, LoadBigEndian(bytes) | window);
     return;
   }
   for (std::uint32_t i = 0; i < size; ++i) {
@@ -108,18 +135,39 @@ void AddWindow(std::uint8_t* bytes, std::uint64_t window, std::uint32_t size) {
   }
 }
 
+// The `count` bits at `from`, 0 to 57, which are there; at `to` there is room for them.
+void CopyFew(const sBitReader& reader, std::uint32_t from, const sBitWriter& writer,
+             std::uint32_t to, std::uint32_t count) {
+  if (count != 0) {
+    const std::uint64_t value = GatherMostSignificantFirst(reader, from, count);
+    AddWindow(writer.data + to / 8, value << (64 - count - to % 8),
+              BytesOf(writer.capacity) - to / 8);
+  }
+}
+
 // The next `count` bits, which are there, and there is room for them. No cursor moves.
+//
+// Up to a whole byte, then 64 bits at a time: what is read back of the writer's bytes was not
+// written just before, for which a processor would wait.
 void CopyMostSignificantFirst(const sBitReader& reader, const sBitWriter& writer,
                               std::uint32_t count) {
-  const std::uint32_t writable = BytesOf(writer.capacity);
-  std::uint32_t copied = 0;
-  while (copied < count) {
-    const std::uint32_t bits = std::min(count - copied, kBitsAtOnce);
-    const std::uint32_t to = writer.position + copied;
-    const std::uint64_t value = GatherMostSignificantFirst(reader, reader.position + copied, bits);
-    AddWindow(writer.data + to / 8, value << (64 - bits - to % 8), writable - to / 8);
-    copied += bits;
+  std::uint32_t from = reader.position;
+  std::uint32_t to = writer.position;
+  const std::uint32_t end = to + count;
+  const std::uint32_t lead = std::min(count, (8 - to % 8) % 8);
+  if (lead != 0) {
+    const std::uint64_t value = GatherMostSignificantFirst(reader, from, lead);
+    writer.data[to / 8] |= static_cast<std::uint8_t>(value << (8 - to % 8 - lead));
+    from += lead;
+    to += lead;
   }
+  for (; end - to >= 64; from += 64, to += 64) {
+    std::uint8_t* const place = writer.data + to / 8;
+    StoreBigEndian(place, LoadBigEndian(place) | Gather64(reader, from));
+  }
+  const std::uint32_t most = std::min(end - to, kBitsInWindow - 1);  // whole bytes
+  CopyFew(reader, from, writer, to, most);
+  CopyFew(reader, from + most, writer, to + most, end - to - most);
 }
 
 // The same in any bit order.
@@ -138,11 +186,7 @@ std::uint32_t ReadBits8(sBitReader& reader, std::uint32_t count, std::uint8_t& o
   if (status != kErrorSuccess) {
     return status;
   }
-  if (count == 8 && reader.position % 8 == 0 && reader.bitOrder == kLeastSignificantBitFirst) {
-    out = reader.data[reader.position / 8];
-  } else {
-    out = static_cast<std::uint8_t>(PeekBits(reader, count));
-  }
+  out = static_cast<std::uint8_t>(PeekBits(reader, count));
   reader.position += count;
   return kErrorSuccess;
 }

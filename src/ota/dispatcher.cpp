@@ -64,10 +64,10 @@ constexpr std::array<SegmentDecoder, 10> kDecoders = {
     DecodeLastSegment,
 };
 
-// The value of the next `count` bits, and 0 when they are not all there.
+// The value of the next `count` bits, 1 to 8, and 0 when they are not all there.
 [[nodiscard]] std::uint32_t ReadOrZero(sBitReader& reader, std::uint32_t count) {
-  std::uint32_t value = 0;
-  return ReadBits32(reader, count, value) == kErrorSuccess ? value : 0;
+  std::uint8_t value = 0;
+  return ReadBits8(reader, count, value) == kErrorSuccess ? value : 0;
 }
 
 // The payload choice of a system-information message; 0 for any other message.

@@ -84,8 +84,9 @@ void cSegmentPieces::SubsequentSegment() {
   }
   // A block that this segment completes stays in the map: its next segment removes it, unless a
   // first segment replaces it before.
-  if (!AppendSegment(entry->second, ReadSegmentHeader(eSegmentForm::Fixed))) {
-    assemblyMap.erase(entry);
+  sSegmentHeader header;
+  if (!ReadSegmentHeader(eSegmentForm::Fixed, header) || !AppendSegment(entry->second, header)) {
+    assemblyMap.Remove(entry);
   }
 }
 
@@ -94,7 +95,9 @@ void cSegmentPieces::LastSegment(eSegmentForm form) {
   if (!sibType) {
     return;
   }
-  FinishBlock(*sibType, ReadSegmentHeader(form));
+  sSegmentHeader header;
+  const bool isRead = ReadSegmentHeader(form, header);
+  FinishBlock(*sibType, isRead ? &header : nullptr);
 }
 
 bool cSegmentPieces::LeadingLastSegment() {
@@ -102,15 +105,15 @@ bool cSegmentPieces::LeadingLastSegment() {
   if (!sibType) {
     return false;
   }
-  const auto header = ReadSegmentHeader(eSegmentForm::Short);
-  if (!header) {
+  sSegmentHeader header;
+  if (!ReadSegmentHeader(eSegmentForm::Short, header)) {
     return false;
   }
 
   // All the bits that were sent are stepped over, also the 256 of which none is copied. In a list
   // those are not (see CopiedBits).
-  const std::uint32_t next = reader.position + header->sentBits;
-  FinishBlock(*sibType, header);
+  const std::uint32_t next = reader.position + header.sentBits;
+  FinishBlock(*sibType, &header);
   reader.position = std::min(next, reader.bitCount);
   return true;
 }
@@ -145,8 +148,6 @@ void cSegmentPieces::CompleteSib() {
   std::ignore = EmitComplete(*sibType, kCompleteSibBits);
 }
 
-SibPacketList cSegmentPieces::TakePackets() { return std::move(packets); }
-
 // The value of the next `bits` bits, 1 to 8, or nothing when fewer are left.
 std::optional<std::uint8_t> cSegmentPieces::ReadField(std::uint32_t bits) {
   std::uint8_t value = 0;
@@ -168,17 +169,20 @@ std::optional<std::uint32_t> cSegmentPieces::ReadSentBits(eSegmentForm form) {
   return *length + 1u;
 }
 
-// A segment's index and the length of its data.
-std::optional<cSegmentPieces::sSegmentHeader> cSegmentPieces::ReadSegmentHeader(eSegmentForm form) {
+// A segment's index and the length of its data. False when one of them is not there. (As an
+// optional the header would be stored in parts and read back as a whole.)
+bool cSegmentPieces::ReadSegmentHeader(eSegmentForm form, sSegmentHeader& header) {
   const auto index = ReadField(kSegmentIndexBits);
   if (!index) {
-    return std::nullopt;
+    return false;
   }
   const auto sentBits = ReadSentBits(form);
   if (!sentBits) {
-    return std::nullopt;
+    return false;
   }
-  return sSegmentHeader{.index = *index + 1u, .sentBits = *sentBits};
+  header.index = *index + 1u;
+  header.sentBits = *sentBits;
+  return true;
 }
 
 SibAssemblyMap::iterator cSegmentPieces::FindBlock(std::uint8_t sibType) {
@@ -205,6 +209,8 @@ bool cSegmentPieces::AppendData(sSibAssembly& block, std::uint32_t sentBits) {
                     .capacity = sSibAssembly::kBufferBits,
                     .bitOrder = kMostSignificantBitFirst};
   if (!CopyBits(reader, writer, copiedBits)) {
+    // What was copied is the block's until it is cleared.
+    block.bitLength = writer.length;
     return false;
   }
   block.bitLength += copiedBits;
@@ -212,17 +218,13 @@ bool cSegmentPieces::AppendData(sSibAssembly& block, std::uint32_t sentBits) {
   return true;
 }
 
-// Appends to a stored block, and collects it when that completes it. False when the header could
-// not be read, the segment is not the one that the block waits for, or its data does not fit.
-bool cSegmentPieces::AppendSegment(sSibAssembly& block,
-                                   const std::optional<sSegmentHeader>& header) {
-  if (!header) {
+// Appends to a stored block, and collects it when that completes it. False when the segment is not
+// the one that the block waits for, or its data does not fit.
+bool cSegmentPieces::AppendSegment(sSibAssembly& block, const sSegmentHeader& header) {
+  if (block.receivedSegments != header.index) {
     return false;
   }
-  if (block.receivedSegments != header->index) {
-    return false;
-  }
-  if (!AppendData(block, header->sentBits)) {
+  if (!AppendData(block, header.sentBits)) {
     return false;
   }
   if (block.receivedSegments == block.expectedSegments) {
@@ -232,15 +234,16 @@ bool cSegmentPieces::AppendSegment(sSibAssembly& block,
 }
 
 // Appends the last segment to its block, if that is stored, and removes the block in any case: one
-// whose last segment came too early is given up.
-void cSegmentPieces::FinishBlock(std::uint8_t sibType,
-                                 const std::optional<sSegmentHeader>& header) {
+// whose last segment came too early, or without a header (null), is given up.
+void cSegmentPieces::FinishBlock(std::uint8_t sibType, const sSegmentHeader* header) {
   const auto entry = FindBlock(sibType);
   if (entry == assemblyMap.end()) {
     return;
   }
-  std::ignore = AppendSegment(entry->second, header);
-  assemblyMap.erase(entry);
+  if (header != nullptr) {
+    std::ignore = AppendSegment(entry->second, *header);
+  }
+  assemblyMap.Remove(entry);
 }
 
 bool cSegmentPieces::EmitComplete(std::uint8_t sibType, std::uint32_t sentBits) {
@@ -263,12 +266,9 @@ bool cSegmentPieces::HasData(std::uint32_t sentBits) const {
 // Puts an empty block into the map, in the place of one with its key. Null without memory for it.
 sSibAssembly* cSegmentPieces::StoreBlock(std::uint8_t sibType, std::uint32_t expectedSegments) {
   try {
-    const auto [entry, isNew] = assemblyMap.try_emplace(sSibKey{channelMarker, rbId, sibType});
-    if (!isNew) {
-      entry->second = sSibAssembly{};
-    }
-    StartBlock(entry->second, sibType, expectedSegments);
-    return &entry->second;
+    sSibAssembly& block = assemblyMap.Start(sSibKey{channelMarker, rbId, sibType});
+    StartBlock(block, sibType, expectedSegments);
+    return &block;
   } catch (const std::bad_alloc&) {
     // Only a block with a new key takes memory. Its later segments will find nothing to continue.
     return nullptr;

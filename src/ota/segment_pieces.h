@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <utility>
 
 #include "ota/bit_cursor.h"
 #include "ota/ota_packet.h"
@@ -49,24 +50,23 @@ class cSegmentPieces {
   void CompleteSib();
 
   // The completed blocks, in order. Ends the use of this object.
-  [[nodiscard]] SibPacketList TakePackets();
+  [[nodiscard]] SibPacketList TakePackets() { return std::move(packets); }
 
  private:
   struct sSegmentHeader {
-    std::uint32_t index;     // counted from 1, the first segment being segment 0
-    std::uint32_t sentBits;  // 1 to 256, of which none are copied when it is 256
+    std::uint32_t index = 0;     // counted from 1, the first segment being segment 0
+    std::uint32_t sentBits = 0;  // 1 to 256, of which none are copied when it is 256
   };
 
   [[nodiscard]] std::optional<std::uint8_t> ReadField(std::uint32_t bits);
   [[nodiscard]] std::optional<std::uint32_t> ReadSentBits(eSegmentForm form);
-  [[nodiscard]] std::optional<sSegmentHeader> ReadSegmentHeader(eSegmentForm form);
+  [[nodiscard]] bool ReadSegmentHeader(eSegmentForm form, sSegmentHeader& header);
 
   [[nodiscard]] SibAssemblyMap::iterator FindBlock(std::uint8_t sibType);
   void StartBlock(sSibAssembly& block, std::uint8_t sibType, std::uint32_t expectedSegments) const;
   [[nodiscard]] bool AppendData(sSibAssembly& block, std::uint32_t sentBits);
-  [[nodiscard]] bool AppendSegment(sSibAssembly& block,
-                                   const std::optional<sSegmentHeader>& header);
-  void FinishBlock(std::uint8_t sibType, const std::optional<sSegmentHeader>& header);
+  [[nodiscard]] bool AppendSegment(sSibAssembly& block, const sSegmentHeader& header);
+  void FinishBlock(std::uint8_t sibType, const sSegmentHeader* header);
   [[nodiscard]] bool EmitComplete(std::uint8_t sibType, std::uint32_t sentBits);
   [[nodiscard]] bool HasData(std::uint32_t sentBits) const;
   [[nodiscard]] sSibAssembly* StoreBlock(std::uint8_t sibType, std::uint32_t expectedSegments);

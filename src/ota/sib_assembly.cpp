@@ -52,6 +52,34 @@ void WriteLogHeader(std::uint8_t* packet, std::uint32_t size, std::uint64_t diag
 
 }  // namespace
 
+void sSibAssembly::Clear() {
+  std::fill_n(buffer.begin(), std::min((bitLength + 7) / 8, kBufferSize), std::uint8_t{0});
+  channelMarker = 0;
+  rbId = 0;
+  sibType = 0;
+  expectedSegments = 0;
+  receivedSegments = 0;
+  bitLength = kHeaderBits;
+}
+
+sSibAssembly& SibAssemblyMap::Start(const sSibKey& key) {
+  const iterator place = lower_bound(key);
+  if (place != end() && place->first == key) {
+    place->second.Clear();
+    return place->second;
+  }
+  if (spare.empty()) {
+    return try_emplace(place, key)->second;
+  }
+  spare.key() = key;
+  return insert(place, std::move(spare))->second;
+}
+
+void SibAssemblyMap::Remove(iterator entry) {
+  spare = extract(entry);
+  spare.mapped().Clear();
+}
+
 void cSubscriptionAssemblies::Select(std::uint32_t subscription) {
   auto slot = std::find_if(slots.begin(), slots.end(), [subscription](const sSlot& candidate) {
     return candidate.subscription == subscription;

@@ -28,6 +28,9 @@ struct alignas(32) sSibAssembly {
   std::uint32_t receivedSegments = 0;
   std::uint32_t bitLength = kHeaderBits;  // bits used in `buffer`; the rest of it is zero
   std::array<std::uint8_t, kBufferSize> buffer{};
+
+  // Makes it as a new one is. Only what was used of the buffer is cleared.
+  void Clear();
 };
 
 // Compared by marker, then bearer, then type: at most one block of a SIB type, bearer and channel
@@ -42,7 +45,20 @@ struct sSibKey {
 
 // The blocks under reassembly, for the life of one store. A block whose last segment never comes
 // stays; the key bounds their number.
-using SibAssemblyMap = std::map<sSibKey, sSibAssembly>;
+//
+// The room of the block that was removed last is kept for the next one: finding and clearing it
+// would take longer than all else that is done for a block.
+class SibAssemblyMap : public std::map<sSibKey, sSibAssembly> {
+ public:
+  // Puts an empty block into the map, in the place of one with its key. Throws std::bad_alloc, with
+  // the map unchanged, when a new key finds no memory.
+  [[nodiscard]] sSibAssembly& Start(const sSibKey& key);
+
+  void Remove(iterator entry);
+
+ private:
+  node_type spare;  // its block is empty
+};
 
 // The blocks under reassembly of each subscription of a modem with several SIMs, which listen to
 // cells of their own. A modem with one SIM has one.

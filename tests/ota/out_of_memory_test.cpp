@@ -113,6 +113,15 @@ TEST(OutOfMemory, ABlockWithAnEntryIsRestartedWithoutMemory) {
   EXPECT_EQ(BlocksOf(map), (BlockMap{{{255, 7, 3}, UnfinishedBlock(4, 1, Pattern(222, 2))}}));
 }
 
+TEST(OutOfMemory, TheRoomOfABlockThatIsDoneServesTheNextOne) {
+  SibAssemblyMap map;
+  Send(map, 1, FirstFixed(3, 2, Pattern(222, 1)), kNone);
+  Send(map, 10, SegmentFixed(3, 1, Pattern(222, 2)), kNone);
+  const sSent sent = SendFailing(map, 1, FirstFixed(4, 2, Pattern(222, 3)), kEntry);
+  EXPECT_FALSE(sent.failed);
+  EXPECT_EQ(BlocksOf(map), (BlockMap{{{255, 7, 4}, UnfinishedBlock(2, 1, Pattern(222, 3))}}));
+}
+
 TEST(OutOfMemory, ALastSegmentRemovesItsBlockAlsoWhenItsPacketHasNoMemory) {
   SibAssemblyMap map;
   Send(map, 1, FirstFixed(3, 2, Pattern(222)), kNone);

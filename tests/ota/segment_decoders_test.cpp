@@ -271,6 +271,42 @@ TEST(SibAssemblyMap, HoldsItsBlocksAtMultiplesOf32Bytes) {
   }
 }
 
+TEST(SibAssemblyMap, StartsEmptyBlocksInTheRoomOfRemovedOnes) {
+  SibAssemblyMap map;
+  sSibAssembly& first = map.Start({254, 0, 1});
+  first.channelMarker = 254;
+  first.rbId = 7;
+  first.sibType = 1;
+  first.expectedSegments = 3;
+  first.receivedSegments = 2;
+  first.bitLength = sSibAssembly::kBufferBits;
+  first.buffer.fill(0xFF);
+  map.Remove(map.begin());
+  EXPECT_TRUE(map.empty());
+
+  const sSibAssembly& next = map.Start({255, 1, 2});
+  EXPECT_EQ(&next, &first);
+  EXPECT_EQ(map.begin()->first, (sSibKey{255, 1, 2}));
+  EXPECT_EQ(BlockOf({0, 0, 0}, next), UnfinishedBlock(0, 0, ""));
+}
+
+TEST(SibAssemblyMap, StartsABlockAnewWhereOneOfItsKeyIs) {
+  SibAssemblyMap map;
+  map.Start({254, 0, 1}).expectedSegments = 3;
+  EXPECT_EQ(map.Start({254, 0, 1}).expectedSegments, 0u);
+  EXPECT_EQ(map.size(), 1u);
+}
+
+TEST_F(SegmentDecoders, NothingOfAnUnfinishedSegmentComesIntoTheNextBlock) {
+  // The data of the second segment breaks off in its midst.
+  Send(1, FirstFixed(2, 3, a));
+  EXPECT_EQ(Send(2, SegmentFixed(2, 1, Bits(100, '1'))), nothing);
+  EXPECT_TRUE(map.empty());
+  Send(1, FirstFixed(4, 2, b));
+  EXPECT_EQ(Blocks(), (BlockMap{{Key(4), UnfinishedBlock(2, 1, b)}}));
+  EXPECT_EQ(Send(10, SegmentFixed(4, 1, c)), Packets{Rebuilt(4, b + c)});
+}
+
 // Combined messages.
 
 TEST_F(SegmentDecoders, LastAndFirstEmitsTheBlockAndStartsTheNextOfTheSameKey) {
