@@ -227,7 +227,8 @@ class cDisplacement {
                                                     entry.length)) == eFit::Fits &&
              AllFit(places, displacement + begin - expected);
     };
-    for (std::int64_t step = 1; step <= kReach; ++step) {
+    const std::int64_t farthest = std::max(expected - from, to - expected);
+    for (std::int64_t step = 1; step <= farthest; ++step) {
       for (const std::int64_t distance : {-step, step}) {
         if (fits(expected + distance)) {
           return displacement + distance;
