@@ -19,7 +19,9 @@ step scripts/build.sh $presets bench
 
 # Windows programs of one test run share a Wine prefix; it is ready before the first of them starts.
 shut_wine_down() {
-  WINEPREFIX=${CORVANE_WINEPREFIX:-$PWD/build/wine} wineserver -k >>build/wine.log 2>&1 || true
+  for prefix in "${CORVANE_WINEPREFIX:-$PWD/build/wine}" build/mingw/wine-*/; do
+    [ ! -d "$prefix" ] || WINEPREFIX=$(realpath "$prefix") wineserver -k >>build/wine.log 2>&1 || true
+  done
 }
 on_end shut_wine_down
 step scripts/wine.sh
