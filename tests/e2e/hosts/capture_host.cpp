@@ -7,7 +7,10 @@
 // "stopped"; "child DEVICE CONFIG OUTPUT" runs the second form in a process of its own and answers
 // "exit <status, eight hexadecimal digits>"; "call MODULE FUNCTION TEXT" calls a function of a
 // module that the process has loaded, int FUNCTION(const char*), and answers "called <its result>";
-// "hold PATH" opens a file so that nobody else can, and answers "held"; "let go" closes it;
+// "tell MODULE FUNCTION TEXT" does the same without an answer when that is 1, for while the library
+// prints; "hold PATH" opens a file so that nobody else can, and answers "held"; "let go" closes it;
+// "load PATH" loads a module, which stays, and answers "loaded" or "not loaded";
+// "handles" answers "handles <how many the process has open>";
 // "unload" frees the library and answers "unloaded"; "die" answers "dying" and ends the process on
 // the spot; "quit". A field of "(null)" is a null pointer.
 #include <windows.h>
@@ -68,6 +71,18 @@ std::string RunChild(const std::vector<std::string>& arguments) {
   return text;
 }
 
+// Of the values that handles have. GetProcessHandleCount tells 0 under Wine.
+int CountHandles() {
+  constexpr ULONG_PTR kStep = 4;
+  constexpr ULONG_PTR kEnd = 1024 * kStep;
+  int count = 0;
+  for (ULONG_PTR value = kStep; value < kEnd; value += kStep) {
+    DWORD flags = 0;
+    count += GetHandleInformation(reinterpret_cast<HANDLE>(value), &flags) != FALSE ? 1 : 0;
+  }
+  return count;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -105,11 +120,15 @@ int main(int argc, char** argv) {
       Say("stopped");
     } else if (verb == "child" && command.size() == 4) {
       Say("exit " + RunChild({argv[1], command[1], command[2], command[3]}));
-    } else if (verb == "call" && command.size() == 4) {
+    } else if ((verb == "call" || verb == "tell") && command.size() == 4) {
       const auto function =
           Find<TextFunction>(GetModuleHandleA(command[1].c_str()), command[2].c_str());
-      Say(function == nullptr ? "not found"
-                              : "called " + std::to_string(function(command[3].c_str())));
+      const std::string answer = function == nullptr
+                                     ? "not found"
+                                     : "called " + std::to_string(function(command[3].c_str()));
+      if (verb == "call" || answer != "called 1") {
+        Say(answer);
+      }
     } else if (verb == "hold" && command.size() == 2) {
       held = corvane::FileHandle(CreateFileA(command[1].c_str(), GENERIC_READ, 0, nullptr,
                                              OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
@@ -117,6 +136,10 @@ int main(int argc, char** argv) {
     } else if (verb == "let go") {
       held.Reset();
       Say("let go");
+    } else if (verb == "load" && command.size() == 2) {
+      Say(LoadLibraryA(command[1].c_str()) != nullptr ? "loaded" : "not loaded");
+    } else if (verb == "handles") {
+      Say("handles " + std::to_string(CountHandles()));
     } else if (verb == "unload") {
       library.Reset();
       Say("unloaded");

@@ -17,6 +17,7 @@ class Service:
 
     def __init__(self, prefix, folder, scenario):
         self._log = folder / "mbn.log"
+        self._earlier = []  # lines of the logs before this one
         path = folder / "mbn.scenario"
         path.write_text(scenario, encoding="ascii")
         prefix.environment["CORVANE_MBN_SCENARIO"] = wine.windows_path(path)
@@ -29,6 +30,11 @@ class Service:
         text = self._log.read_text(encoding="latin-1")
         lines = text[: text.rfind("\n") + 1].splitlines()
         return [line[len(start) :] for line in lines if line.startswith(start)]
+
+    def begin_new_log(self):
+        """What was logged so far counts for `trouble` only. Nothing is being logged meanwhile."""
+        self._earlier += self.lines()
+        self._log.unlink(missing_ok=True)
 
     def commands(self):
         """The data of the commands that it took, in order."""
@@ -43,7 +49,7 @@ class Service:
 
     def trouble(self):
         """What is left or went wrong, as text; none when every object was given back."""
-        lines = self.lines()
+        lines = self._earlier + self.lines()
         made = sorted(line[5:] for line in lines if line.startswith("made "))
         gone = sorted(line[5:] for line in lines if line.startswith("gone "))
         trouble = [f"left: {name}" for name in made if name not in gone]
