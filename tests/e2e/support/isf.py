@@ -127,8 +127,11 @@ def _read_block(data, position, first_number, count, is_last):
     return Block(position, base_time, items), expected, next_block
 
 
-def parse(data):
-    """The complete capture file in `data`: every byte of it has to be accounted for."""
+def blocks(data):
+    """The blocks of the complete capture file in `data`, which can be a memory map, one by one.
+
+    Every byte of it has to be accounted for.
+    """
     _check(len(data) >= 4 + TRAILER_SIZE, f"only {len(data)} bytes")
     _check(struct.unpack_from("<I", data)[0] == HEADER, "wrong header")
     zero, item_count, magic = struct.unpack_from("<QII", data, len(data) - TRAILER_SIZE)
@@ -142,7 +145,6 @@ def parse(data):
         for i in range(block_count)
     ]
 
-    blocks = []
     position = 4
     for number, (block_position, base_time) in enumerate(index):
         _check(block_position == position, f"index entry {number}: block at {block_position}")
@@ -151,11 +153,15 @@ def parse(data):
         count = item_count - first if is_last else ITEMS_PER_BLOCK
         block, behind, next_block = _read_block(data, position, first, count, is_last)
         _check(block.base_time == base_time, f"index entry {number}: wrong base time")
-        blocks.append(block)
         position = behind
         _check(is_last or next_block == behind, f"block at {block_position}: wrong next block")
+        yield block
     _check(position == index_position, f"bytes {position} to {index_position} belong to nothing")
-    return CaptureFile(len(data), blocks)
+
+
+def parse(data):
+    """The complete capture file in `data`: every byte of it has to be accounted for."""
+    return CaptureFile(len(data), list(blocks(data)))
 
 
 def parse_unclosed(data):
