@@ -13,7 +13,7 @@ Prints one table for each script. --write puts the tables into the document as w
 `<!-- figures: NAME -->` and `<!-- end of figures -->` for a script NAME.py: what stands between them is
 replaced. A document that has no such place for a script is an error.
 
-The exit code is 1 when a script fails. A goal that is missed is shown, and is no error: a busy machine
+The exit code is 1 when a script fails or prints no row. A goal that is missed is shown, and is no error: a busy machine
 measures badly."""
 
 import argparse
@@ -81,7 +81,10 @@ def measure(script):
     run = subprocess.run([sys.executable, script], stdout=subprocess.PIPE, check=False)
     if run.returncode != 0:
         raise SystemExit(f"{script}: exit code {run.returncode}")
-    return [json.loads(line) for line in run.stdout.decode().splitlines()]
+    rows = [json.loads(line) for line in run.stdout.decode().splitlines()]
+    if not rows:
+        raise SystemExit(f"{script}: measured nothing")
+    return rows
 
 
 def main():
