@@ -4,14 +4,15 @@
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <cstring>
 #include <memory>
 #include <span>
-#include <string>
 #include <vector>
 
+#include "bench/load_benchmarks.h"
 #include "bench/loads.h"
 #include "capture/reader_loop.h"
 #include "capture/receive_path.h"
@@ -125,13 +126,6 @@ void Receive(benchmark::State& state, const sLoad& load) {
   SetBytes(state, load);
 }
 
-using Measurement = void (*)(benchmark::State&, const sLoad&);
-
-void Register(const std::string& name, Measurement measure, const std::shared_ptr<sLoad>& load) {
-  benchmark::RegisterBenchmark((name + "/" + load->name).c_str(),
-                               [measure, load](benchmark::State& state) { measure(state, *load); });
-}
-
 void RegisterAll() {
   for (const sLoad& made :
        {StreamLoad(), PlainLoad("1 byte", 1, 1000), PlainLoad("8 bytes", 8, 1000), EscapedLoad()}) {
@@ -157,11 +151,5 @@ void RegisterAll() {
 }  // namespace corvane::bench
 
 int main(int argc, char** argv) {
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
-    return 1;
-  }
-  corvane::bench::RegisterAll();
-  benchmark::RunSpecifiedBenchmarks();
-  return 0;
+  return corvane::bench::RunBenchmarks(argc, argv, corvane::bench::RegisterAll);
 }

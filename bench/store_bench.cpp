@@ -18,6 +18,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/load_benchmarks.h"
 #include "bench/loads.h"
 #include "capture/isf/layout.h"
 #include "capture/isf/store.h"
@@ -187,13 +188,6 @@ void CheckAndBareWrites(benchmark::State& state, const sLoad& load) {
   }
 }
 
-using Measurement = void (*)(benchmark::State&, const sLoad&);
-
-void Register(const std::string& name, Measurement measure, const std::shared_ptr<sLoad>& load) {
-  benchmark::RegisterBenchmark((name + "/" + load->name).c_str(),
-                               [measure, load](benchmark::State& state) { measure(state, *load); });
-}
-
 void RegisterAll() {
   const auto logs = std::make_shared<sLoad>(PlainLoad("200 bytes", 200, 2000));
   Register("AddItem", AddItem, logs);
@@ -213,11 +207,5 @@ void RegisterAll() {
 }  // namespace corvane::bench
 
 int main(int argc, char** argv) {
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
-    return 1;
-  }
-  corvane::bench::RegisterAll();
-  benchmark::RunSpecifiedBenchmarks();
-  return 0;
+  return corvane::bench::RunBenchmarks(argc, argv, corvane::bench::RegisterAll);
 }
