@@ -1,7 +1,7 @@
 """Measures the commands on a large capture: scripts/bench/commands.py [ITEMS]
 
 Ten million items unless said otherwise. Makes a capture of so many (2 GB for ten million, in the folder
-for temporary files, which needs twice that) with build/bench/bin/large_capture, and runs each command of
+for temporary files, which needs four times that) with build/bench/bin/large_capture, and runs each command of
 build/native/bin/corvane on it. The file was read before, so that no disk is measured; times are those of
 the processor, of which others on the machine take none. The exit code is 1 when a command fails, or takes
 64 MB of memory or more."""
