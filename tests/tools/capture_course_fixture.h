@@ -91,6 +91,9 @@ class cScriptedLibrary final : public cCaptureLibrary {
   void Stop() override {
     ++stops;
     host.now += stopTakes;
+    if (whileStopping) {
+      whileStopping();
+    }
     if (isConnected) {
       Disconnect();
     }
@@ -133,6 +136,7 @@ class cScriptedLibrary final : public cCaptureLibrary {
   }
 
   std::function<bool()> refuses;
+  std::function<void()> whileStopping;
   std::function<void()> afterStop;
   bool connects = true;  // at the start
   bool isConnected = false;

@@ -18,6 +18,7 @@ using std::chrono::milliseconds;
 using std::chrono::seconds;
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::Not;
 using Json = nlohmann::json;
 
 TEST_F(CaptureCourseTest, CtrlCEndsWithACompleteFileAndASummary) {
@@ -105,6 +106,27 @@ TEST_F(CaptureCourseTest, WithoutAConnectionItEndsAfterItsWait) {
   EXPECT_EQ(Run(), kExitNothing);
   EXPECT_EQ(host.now, seconds(30));
   EXPECT_THAT(errors, HasSubstr("COM7 was not connected within 30 s: the capture ends"));
+}
+
+TEST_F(CaptureCourseTest, AConnectionThatComesTooLateReplacesNothing) {
+  const ByteVector old = {'o', 'l', 'd'};
+  std::ignore = folder.Write("drive.isf", old);
+  request.overwrite = true;
+  library.connects = false;
+  request.wait = seconds(1);
+  library.whileStopping = [this] {
+    library.Connect();
+    library.SendLog();
+  };
+  EXPECT_EQ(Run(), kExitNothing);
+  EXPECT_EQ(StopReason(), "no_connection");
+  EXPECT_THAT(errors, HasSubstr("nothing was captured: the device was connected too late, and no "
+                                "file is kept; "));
+  EXPECT_THAT(errors, Not(HasSubstr("is complete")));
+  EXPECT_THAT(Files(), ElementsAre("capture.cfg", "drive.isf"));
+  std::ifstream file(request.output, std::ios::binary);
+  EXPECT_EQ(ByteVector(std::istreambuf_iterator<char>(file), {}), old);
+  EXPECT_EQ(Summary()["exit_code"], 4);
 }
 
 TEST_F(CaptureCourseTest, AModemThatSendsNothingIsToldAndGivesFour) {

@@ -99,6 +99,7 @@ int cCaptureCourse::Run() {
     if (end != eWatchEnd::FileFull) {
       parts.console.EndStatus();
       parts.console.Report(StoppedEvent(parts.host.Now(), ReasonName(end)));
+      wasTooLate = end == eWatchEnd::NotConnected;
       return Finish(FinishFile());
     }
     const eNext next = ChangeFile();
@@ -165,7 +166,7 @@ bool cCaptureCourse::FinishFile() {
   const std::string path = output->WritePath();
   const sCaptureResult result = ReadResult(path);
   const bool isDropped = result.isComplete && IsWorthNothing(result);
-  if (result.isComplete) {
+  if (result.isComplete && !isDropped) {
     TellFirstReceived();
   }
   tally.AddFile({result.isComplete ? output->Path() : path, result.isComplete, !isDropped,
@@ -190,7 +191,9 @@ bool cCaptureCourse::FinishFile() {
 
 // Whether nobody would miss the complete file that was just closed.
 bool cCaptureCourse::IsWorthNothing(const sCaptureResult& result) const {
-  if (result.isEmpty) {
+  // A device that comes while the capture that gave it up is being closed adds what nobody waits
+  // for any more: it must not replace an old capture.
+  if (result.isEmpty || wasTooLate) {
     return true;
   }
   if (follower->Received() != 0 || follower->ItemCount() != result.items) {
@@ -312,6 +315,14 @@ int cCaptureCourse::Finish(bool isGood) {
   return code;
 }
 
+const char* cCaptureCourse::WhyNothing() const {
+  if (tally.Connections() == 0) {
+    return "the device was never reached, and no file is kept";
+  }
+  return wasTooLate ? "the device was connected too late, and no file is kept"
+                    : "the device was connected and sent nothing";
+}
+
 int cCaptureCourse::JudgeCapture(bool isGood) {
   const sVerdict& verdict = tally.Verdict();
   const bool isWrong = verdict.isStuck || verdict.refused != 0 || verdict.Unanswered() != 0;
@@ -322,11 +333,8 @@ int cCaptureCourse::JudgeCapture(bool isGood) {
       parts.console.Tell(line);
     }
   }
-  if (tally.Received() == 0 && isGood) {
-    const char* const reason = tally.Connections() == 0
-                                   ? "the device was never reached, and no file is kept"
-                                   : "the device was connected and sent nothing";
-    Fail(fmt::format("nothing was captured: {}{}", reason, DescribeSpared(*output)));
+  if ((tally.Received() == 0 || wasTooLate) && isGood) {
+    Fail(fmt::format("nothing was captured: {}{}", WhyNothing(), DescribeSpared(*output)));
     return kExitNothing;
   }
   for (const std::string& line : DescribeCapture(tally, parts.printed.BadFrames())) {

@@ -77,6 +77,7 @@ class cCaptureCourse {
   void Stop();
   void Fail(const std::string& problem);
   [[nodiscard]] int Finish(bool isGood);
+  [[nodiscard]] const char* WhyNothing() const;
   [[nodiscard]] int JudgeCapture(bool isGood);
 
   const sCaptureRequest request;
@@ -88,6 +89,7 @@ class cCaptureCourse {
   std::unique_ptr<cOutputFile> output;
   std::unique_ptr<cCaptureFollower> follower;
   std::uint64_t fileNumber = 0;
+  bool wasTooLate = false;   // the device was not connected while it was waited for
   bool hasReceived = false;  // the present file has an item of the device
   milliseconds fileBegan{};
   std::uint64_t stopped =
