@@ -67,7 +67,7 @@ std::uint32_t cImport::Finish() {
   times.DecideAll();
   WriteDecided();
   if (report.items == 0) {
-    WriteText(ImportText(AsciiOf(options.name)), cItemTimes::Unknown());
+    WriteText(ImportText(options.name), cItemTimes::Unknown());
   }
   store.Close();
   report.nonsensicalTimes = times.Nonsensical();
@@ -170,7 +170,7 @@ void cImport::Write(const sWaiting& waiting) {
     itemTimes.push_back(times.Take());
   }
   if (report.items == 0) {
-    WriteText(ImportText(AsciiOf(options.name)), itemTimes.front());
+    WriteText(ImportText(options.name), itemTimes.front());
   }
   if (subscription != waiting.subscription) {
     subscription = waiting.subscription;
@@ -180,9 +180,7 @@ void cImport::Write(const sWaiting& waiting) {
 }
 
 void cImport::WriteText(std::string_view text, std::uint64_t time) {
-  std::vector<std::uint8_t> bytes(isf::TextItemSize(text));
-  isf::StoreTextItem(text, bytes);
-  const cBufferReference item(MakeBuffer(bytes, kOriginLibrary));
+  const cBufferReference item(MakeBuffer(MakeTextPacket(text), kOriginLibrary));
   if (!IsUsable(item.Get())) {
     error = kErrorNotEnoughMemory;
     return;

@@ -26,7 +26,7 @@ enum class eWrapped : std::uint8_t {
 
 struct sImportOptions {
   // What the stream is called in the capture, as "Imported from <name>": 1 to 8,000 characters of
-  // UTF-8. The text has a question mark for each that is not ASCII.
+  // UTF-8.
   std::string name;
   eWrapped wrapped = eWrapped::Open;
 };

@@ -17,10 +17,6 @@ namespace {
   return nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
 }
 
-[[nodiscard]] std::string WellFormed(std::string_view text) {
-  return nlohmann::json::parse(JsonString(text)).get<std::string>();
-}
-
 // `text` is well-formed.
 void AppendField(std::string& row, std::string_view text) {
   if (text.find_first_of(",\"\r\n") == std::string_view::npos) {
@@ -35,6 +31,10 @@ void AppendField(std::string& row, std::string_view text) {
 }
 
 }  // namespace
+
+std::string WellFormed(std::string_view text) {
+  return nlohmann::json::parse(JsonString(text)).get<std::string>();
+}
 
 void AppendJsonString(std::string& row, std::string_view text) {
   if (IsPlain(text)) {

@@ -7,6 +7,9 @@
 // that cannot be completed (as Unicode recommends), so that every reader takes the rows.
 namespace corvane {
 
+// The text with U+FFFD for what is ill-formed.
+[[nodiscard]] std::string WellFormed(std::string_view text);
+
 // Appends a string of JSON (RFC 8259), quotation marks included.
 void AppendJsonString(std::string& row, std::string_view text);
 

@@ -3,6 +3,9 @@
 #include <charconv>
 #include <system_error>
 
+#include "capture/isf/layout.h"
+#include "convert/row_text.h"
+
 namespace corvane {
 namespace {
 
@@ -47,6 +50,25 @@ void ApplySubscription(std::string_view subscription, sSource& source) {
   return text.starts_with(words) ? text.substr(words.size()) : std::string_view();
 }
 
+// Takes the first character off well-formed UTF-8 that is not empty.
+[[nodiscard]] std::uint32_t TakeCharacter(std::string_view& text) {
+  std::uint32_t character = static_cast<std::uint8_t>(text.front());
+  text.remove_prefix(1);
+  if (character >= 0xC0) {
+    character &= character >= 0xF0 ? 0x07U : character >= 0xE0 ? 0x0FU : 0x1FU;
+  }
+  while (!text.empty() && (static_cast<std::uint8_t>(text.front()) & 0xC0) == 0x80) {
+    character = (character << 6) | (static_cast<std::uint8_t>(text.front()) & 0x3FU);
+    text.remove_prefix(1);
+  }
+  return character;
+}
+
+void AppendUnit(tTextPacket& packet, std::uint32_t unit) {
+  packet.push_back(static_cast<std::uint8_t>(unit & 0xFF));
+  packet.push_back(static_cast<std::uint8_t>(unit >> 8));
+}
+
 }  // namespace
 
 void ApplySourceText(std::string_view text, sSource& source) {
@@ -81,22 +103,25 @@ std::string ImportText(std::string_view name) { return std::string(kImported) +=
 
 std::string MergeText(std::string_view name) { return std::string(kMerged) += name; }
 
-std::string AsciiOf(std::string_view text) {
-  std::string ascii;
-  for (const char character : text) {
-    const auto byte = static_cast<std::uint8_t>(character);
-    const bool isInside = (byte & 0xC0) == 0x80;  // of a UTF-8 character, whose first byte counts
-    if (byte < 0x80) {
-      ascii += character;
-    } else if (!isInside) {
-      ascii += '?';
-    }
-  }
-  return ascii;
-}
-
 std::string SubscriptionText(std::optional<std::uint32_t> subscription) {
   return std::string(kSubscription) + (subscription ? std::to_string(*subscription) : "none");
+}
+
+tTextPacket MakeTextPacket(std::string_view text) {
+  tTextPacket packet(isf::kTextItemHeaderSize);
+  isf::StoreTextItem(std::nullopt, packet);
+  const std::string wellFormed = WellFormed(text);
+  for (std::string_view left = wellFormed; !left.empty();) {
+    const std::uint32_t character = TakeCharacter(left);
+    if (character < 0x10000) {
+      AppendUnit(packet, character);
+    } else {
+      AppendUnit(packet, 0xD800 + ((character - 0x10000) >> 10));
+      AppendUnit(packet, 0xDC00 + ((character - 0x10000) & 0x3FF));
+    }
+  }
+  AppendUnit(packet, 0);
+  return packet;
 }
 
 }  // namespace corvane

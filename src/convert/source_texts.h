@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 // What the text items of a capture say about the packets behind them.
 namespace corvane {
@@ -41,11 +42,14 @@ enum class eSourceText : std::uint8_t { None, Capture, Port, PortGone, Subscript
 // is not empty.
 [[nodiscard]] std::string MergeText(std::string_view name);
 
-// A name as a text item can have it: a question mark for each character of its UTF-8 that is not
-// ASCII.
-[[nodiscard]] std::string AsciiOf(std::string_view text);
-
 // The text that tells a subscription: "Subscription 2", "Subscription none".
 [[nodiscard]] std::string SubscriptionText(std::optional<std::uint32_t> subscription);
+
+// A text item as it is recorded: its packet.
+using tTextPacket = std::vector<std::uint8_t>;
+
+// The packet of a text item, whose characters are UTF-16 there. `text` is UTF-8; U+FFFD stands for
+// what is ill-formed in it.
+[[nodiscard]] tTextPacket MakeTextPacket(std::string_view text);
 
 }  // namespace corvane

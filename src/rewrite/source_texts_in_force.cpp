@@ -12,12 +12,6 @@ namespace {
 
 }  // namespace
 
-tTextPacket MakeTextPacket(std::string_view text) {
-  tTextPacket packet(isf::TextItemSize(text));
-  isf::StoreTextItem(text, packet);
-  return packet;
-}
-
 eSourceText SourceTextIn(std::uint32_t type, std::span<const std::uint8_t> packet) {
   const auto text = TextOfItem(type, packet);
   return text ? KindOfSourceText(*text) : eSourceText::None;
@@ -44,9 +38,9 @@ void cTextsInForce::Pass(std::uint32_t type, std::span<const std::uint8_t> packe
       }
       break;
     case eSourceText::PortGone:
-      // Repeating that it was connected would begin a connection.
+      // Repeating that it was connected would begin a connection. The subscription goes on over a
+      // reconnection, after which a recorder does not tell it again.
       port.clear();
-      subscription.clear();
       break;
     case eSourceText::Subscription:
       subscription = bytes;
@@ -65,18 +59,17 @@ std::vector<tTextPacket> cTextsInForce::MissingIn(const cTextsInForce& told,
     }
   };
   // Each text makes those behind it untold.
-  bool isAnew = false;
-  if (next != eSourceText::Capture && source.capture != told.source.capture) {
+  const bool isOtherCapture = next != eSourceText::Capture && source.capture != told.source.capture;
+  if (isOtherCapture) {
     need(capture);
-    isAnew = true;
   }
   const bool isOtherPort =
-      source.port != told.source.port || source.imported != told.source.imported;
-  const bool isPortNext = next == eSourceText::Capture || next == eSourceText::Port;
-  if (!isPortNext && (isAnew || isOtherPort)) {
+      isOtherCapture || source.port != told.source.port || source.imported != told.source.imported;
+  if (isOtherPort && next != eSourceText::Capture && next != eSourceText::Port) {
     need(port);
-    isAnew = true;
   }
+  // No text tells a port that is gone.
+  const bool isAnew = isOtherCapture || (isOtherPort && !port.empty());
   if (next == eSourceText::None && (isAnew ? source.subscription.has_value()
                                            : source.subscription != told.source.subscription)) {
     need(subscription);

@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <span>
-#include <string_view>
 #include <vector>
 
 #include "capture/isf/layout.h"
@@ -10,12 +9,6 @@
 #include "rewrite/capture_writer.h"
 
 namespace corvane {
-
-// A text item as it was recorded: its packet.
-using tTextPacket = std::vector<std::uint8_t>;
-
-// The packet of a text item. `text` is ASCII.
-[[nodiscard]] tTextPacket MakeTextPacket(std::string_view text);
 
 // Where the packets of a capture come from at some place in it, and the texts that tell so: the
 // capture that they were merged from, the port or the stream, the subscription.

@@ -197,12 +197,15 @@ TEST_F(ImportTest, ThePiecesOfTheStreamMakeNoDifference) {
   }
 }
 
-TEST_F(ImportTest, ANameIsToldInAscii) {
+TEST_F(ImportTest, ANameBeyondAsciiIsToldWhole) {
   cImport import(Create(), {"K\xC3\xB6ln \xF0\x9F\x93\xA1.hdlc", eWrapped::Open});
   EXPECT_EQ(import.Finish(), kErrorSuccess);
   const auto items = DecodeCapture(FileBytes()).Items();
   ASSERT_THAT(items, SizeIs(1));
-  EXPECT_EQ(items[0].packet, TextItem("Imported from K?ln ?.hdlc"));
+  EXPECT_EQ(items[0].packet,
+            Hex("C0 FF FF FF 49 00 6D 00 70 00 6F 00 72 00 74 00 65 00 64 00 20 00 66 00 "
+                "72 00 6F 00 6D 00 20 00 4B 00 F6 00 6C 00 6E 00 20 00 3D D8 E1 DC 2E 00 "
+                "68 00 64 00 6C 00 63 00 00 00"));
 }
 
 TEST_F(ImportTest, AFailedWriteEndsTheImport) {

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "reader/capture_builder.h"
+
 namespace corvane {
 namespace {
 
@@ -74,7 +76,16 @@ TEST(SourceTextsTest, KindsOfTextsAreToldApart) {
 }
 
 TEST(SourceTextsTest, TheTextOfAMergeIsUnderstood) {
-  EXPECT_EQ(After({MergeText(AsciiOf("fahrt-größe.isf"))}).capture, "fahrt-gr??e.isf");
+  EXPECT_EQ(After({MergeText("fahrt-größe.isf")}).capture, "fahrt-größe.isf");
+}
+
+TEST(SourceTextsTest, APacketHoldsItsTextInUtf16) {
+  EXPECT_EQ(MakeTextPacket(""), Hex("C0 FF FF FF 00 00"));
+  // U+00F6, U+6F22 and U+1F4E1, of two, three and four bytes.
+  EXPECT_EQ(MakeTextPacket("aö漢📡"), Hex("C0 FF FF FF 61 00 F6 00 22 6F 3D D8 E1 DC 00 00"));
+  EXPECT_EQ(MakeTextPacket("a\xFF"
+                           "b"),
+            Hex("C0 FF FF FF 61 00 FD FF 62 00 00 00"));
 }
 
 TEST(SourceTextsTest, OtherTextsChangeNothing) {

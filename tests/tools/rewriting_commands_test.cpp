@@ -126,6 +126,31 @@ TEST_F(CutTest, TextsThatAreKeptThemselvesAreNotRepeated) {
   EXPECT_THAT(ItemsOf(output).at(2), "+3 1");
 }
 
+TEST_F(RewritingCommandsTest, TheSubscriptionIsToldThoughThePortWasReconnected) {
+  const std::string input =
+      Make("in.isf", {Text(kNoon, "Port COM7 connected"), Text(kNoon + 1, "Subscription 2"),
+                      Reply(kNoon + 2, 1), Text(kNoon + 3, "Port COM7 disconnected"),
+                      Text(kNoon + 4, "some text"), Text(kNoon + 5, "another"),
+                      Text(kNoon + 6, "Port COM7 connected"), Reply(kNoon + 7, 2)});
+  sSelection selection;
+  selection.from.number = 7;
+  EXPECT_EQ(Cut(input, selection), kExitGood) << errors.str();
+  EXPECT_THAT(ItemsOf(output), ElementsAre("+7 Port COM7 connected", "+7 Subscription 2", "+7 2"));
+  // Once, though no port is told while none is connected; the connection makes it untold again.
+  selection.from.number = 4;
+  EXPECT_EQ(Cut(input, selection, true), kExitGood) << errors.str();
+  EXPECT_THAT(ItemsOf(output), ElementsAre("+4 Subscription 2", "+4 some text", "+5 another",
+                                           "+6 Port COM7 connected", "+7 Subscription 2", "+7 2"));
+  const std::string other = Make("other.isf", {Reply(kNoon + 6, 9)});
+  EXPECT_EQ(Merge({input, other}, true), kExitGood) << errors.str();
+  EXPECT_THAT(
+      ItemsOf(output),
+      ElementsAre("+0 Merged from in.isf", "+0 Port COM7 connected", "+1 Subscription 2", "+2 1",
+                  "+3 Port COM7 disconnected", "+4 some text", "+5 another",
+                  "+6 Port COM7 connected", "+6 Merged from other.isf", "+6 9",
+                  "+7 Merged from in.isf", "+7 Port COM7 connected", "+7 Subscription 2", "+7 2"));
+}
+
 TEST_F(CutTest, MarkersFollowTheirItems) {
   for (const auto& [time, text] :
        {std::pair(3U, "before"), {4U, "first"}, {5U, "inside"}, {7U, "behind"}}) {
@@ -204,6 +229,14 @@ TEST_F(RewritingCommandsTest, ItemsAreMergedInTheOrderOfTimeWithTheirSources) {
                   "+30 Subscription 2", "+30 2", "+40 Merged from two.isf",
                   "+40 Imported from drive.hdlc", "+40 5"));
   EXPECT_THAT(out.str(), HasSubstr("Merged: 8 items of 2 captures"));
+}
+
+TEST_F(RewritingCommandsTest, NamesBeyondAsciiStandWholeInTheTexts) {
+  const std::string one = Make("größe.isf", {Reply(kNoon + 1, 1)});
+  const std::string two = Make("漢.isf", {Reply(kNoon + 2, 2)});
+  EXPECT_EQ(Merge({one, two}), kExitGood) << errors.str();
+  EXPECT_THAT(ItemsOf(output),
+              ElementsAre("+1 Merged from größe.isf", "+1 1", "+2 Merged from 漢.isf", "+2 2"));
 }
 
 TEST_F(RewritingCommandsTest, AConnectionThatHasEndedIsNotBegunAnew) {

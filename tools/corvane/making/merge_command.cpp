@@ -8,7 +8,7 @@
 #include <optional>
 #include <set>
 
-#include "convert/source_texts.h"
+#include "convert/row_text.h"
 #include "corvane/command/command_line.h"
 #include "corvane/command/file_options.h"
 #include "corvane/command/help.h"
@@ -66,15 +66,15 @@ class cMergedMarkers {
   std::vector<sMergeInput> inputs;
   for (const std::string& path : paths) {
     const std::u8string name = PathOf(InputName(path)).filename().u8string();
-    inputs.push_back({path, AsciiOf(std::string(name.begin(), name.end()))});
+    inputs.push_back({path, WellFormed(std::string(name.begin(), name.end()))});
     ++uses[inputs.back().name];
   }
   std::set<std::string> taken;
   for (sMergeInput& input : inputs) {
     if (uses[input.name] > 1) {
-      input.name = AsciiOf(input.path);
+      input.name = WellFormed(input.path);
     }
-    // Two names may differ in letters alone that a text does not have.
+    // Two names may differ in bytes alone that are no text.
     const std::string name = input.name;
     for (int number = 2; !taken.insert(input.name).second; ++number) {
       input.name = fmt::format("{} ({})", name, number);
