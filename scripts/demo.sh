@@ -21,8 +21,11 @@ esac
 
 patient_step scripts/packages.sh cmake ninja-build g++ g++-mingw-w64-x86-64-posix wine wine64 \
   googletest libcli11-dev libfmt-dev nlohmann-json3-dev python3
-step scripts/build.sh native:corvane_cli,corvane-modem-sim \
-  mingw:corvane_dll,corvane_cli,mbn_stand_in
+if [ $transport = mbn ]; then
+  step scripts/build.sh native:corvane_cli mingw:corvane_dll,corvane_cli,mbn_stand_in
+else
+  step scripts/build.sh native:corvane_cli,corvane-modem-sim mingw:corvane_dll,corvane_cli
+fi
 
 demo=$PWD/build/demo
 CORVANE_WINEPREFIX=$demo/wine-$transport
