@@ -133,6 +133,7 @@ void cScriptedBroadband::BeginSession() {
     repliesDue.store(0, kRelaxed);
     eventRepliesDue.store(0, kRelaxed);
     answered.store(0, kRelaxed);
+    sessions.fetch_add(1, kRelaxed);
     sessionOpen = true;
     reports.Add(eReport::Opened);
   }
@@ -174,7 +175,10 @@ bool cScriptedBroadband::Write(const void* data, std::uint32_t length) {
   calls.fetch_add(1, kRelaxed);
   const ByteVector request = PacketIn({static_cast<const std::uint8_t*>(data), length});
   requests.back().push_back(request);
-  turns.Seam();
+  if (!schedule.stopsWhenQuiet) {
+    // The session may end before the request reaches it.
+    turns.Seam();
+  }
   {
     const std::lock_guard guard(lock);
     if (!IsOpen() || reports.HasEndWaiting()) {
@@ -231,9 +235,10 @@ void cScriptedBroadband::Notify(std::uint8_t number, std::uint16_t& packets, Han
   }
   const cBufferReference data(MakeBuffer(bytes, kOriginDevice));
   calls.fetch_add(1, kRelaxed);
+  const std::uint32_t session = sessions.load(kRelaxed);
   OnDeviceData(to, data.Get());
   handed.insert(handed.end(), sent.begin(), sent.end());
-  if (isReply) {
+  if (isReply && session == sessions.load(kRelaxed)) {
     answered.fetch_add(1, kRelaxed);
   }
 }

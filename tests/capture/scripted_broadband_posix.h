@@ -50,7 +50,8 @@ class cScriptedBroadband final : public cScriptedTransport {
   std::atomic<bool> ended = false;
   std::atomic<std::uint32_t> repliesDue = 0;
   std::atomic<std::uint32_t> eventRepliesDue = 0;
-  std::atomic<std::uint32_t> answered = 0;  // of the open session's requests
+  std::atomic<std::uint32_t> sessions = 0;  // that were opened
+  std::atomic<std::uint32_t> answered = 0;  // of the latest one's requests
   std::vector<std::thread> threads;
 };
 

@@ -24,9 +24,10 @@ sSchedule::sSchedule(std::uint64_t seedOfAll) : seed(seedOfAll) {
   isSerial = dice.OneIn(2);
   order = dice.OneIn(4) ? cTurns::eOrder::Loose : cTurns::eOrder::Strict;
   stopsWhenQuiet = dice.OneIn(4);
-  // A request of a lost connection that is still on its way may be answered in the next one, which
-  // then waits for nothing: only one alone becomes quiet for certain.
-  connections = stopsWhenQuiet && !isSerial ? 1 : 1 + dice.Below(4);
+  // In loose order a request of a lost connection may go out in the next one, which then takes the
+  // reply for one of its own and may wait for nothing: only one alone becomes quiet for certain.
+  const bool isAlone = stopsWhenQuiet && !isSerial && order == cTurns::eOrder::Loose;
+  connections = isAlone ? 1 : 1 + dice.Below(4);
   stopBehind = dice.Below(dice.OneIn(3) ? 400 : 100);
 }
 

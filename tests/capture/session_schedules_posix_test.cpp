@@ -49,8 +49,8 @@ constexpr std::uint64_t kFirstSeed = 20261122;
 constexpr int kSchedules = 300;
 constexpr int kLongSchedules = 10'000;
 
-// Counts the blocks that are not given back yet. Relaxed, as all that must not tell the threads
-// apart.
+// Counts the blocks that are not given back yet, and makes each allocation a moment at which a
+// thread may wait. Relaxed, as all that must not tell the threads apart.
 class cCountedBlocks {
  public:
   cCountedBlocks() : real(BlockHeap()) {
@@ -65,6 +65,7 @@ class cCountedBlocks {
  private:
   static void* Allocate(std::size_t size) {
     blocksInUse.fetch_add(1, std::memory_order_relaxed);
+    cTurns::LingerInLooseOrder();
     return original.allocate(size);
   }
   static void Free(void* block) {
@@ -120,6 +121,8 @@ class SessionSchedulesTest : public testing::Test {
     EXPECT_TRUE(transport.Open("COM3", OnConnected, &session, OnDisconnected, &session));
     if (schedule.stopsWhenQuiet) {
       turns.Await("the device is quiet", [&] { return transport.IsQuiet(); });
+      turns.Await("every reply is counted",
+                  [&] { return session.outstanding.load(std::memory_order_relaxed) == 0; });
     }
     for (std::uint32_t seams = schedule.stopsWhenQuiet ? 0 : schedule.stopBehind; seams > 0;
          --seams) {

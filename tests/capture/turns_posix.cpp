@@ -19,6 +19,7 @@ constexpr std::int64_t kLongestSchedule = 120;  // seconds; one takes some milli
 
 thread_local std::uint32_t ownNumber = 0;
 thread_local cDice ownDice(0);
+thread_local bool isInLooseOrder = false;
 
 [[nodiscard]] std::int64_t Seconds() {
   return std::chrono::duration_cast<std::chrono::seconds>(
@@ -50,6 +51,7 @@ cTurns::cTurns(std::uint64_t seedOfAll, eOrder chosen)
     : seed(seedOfAll), order(chosen), begun(Seconds()) {
   ownNumber = 0;
   ownDice = cDice(seed);
+  isInLooseOrder = order == eOrder::Loose;
 }
 
 std::uint32_t cTurns::Add() {
@@ -66,6 +68,7 @@ std::uint32_t cTurns::Add() {
 void cTurns::Begin(std::uint32_t number) {
   ownNumber = number;
   ownDice = cDice(seed + number);
+  isInLooseOrder = order == eOrder::Loose;
   WaitForTurn();
 }
 
@@ -83,6 +86,12 @@ void cTurns::Seam() {
   }
   Pass();
   WaitForTurn();
+}
+
+void cTurns::LingerInLooseOrder() {
+  if (isInLooseOrder) {
+    Linger();
+  }
 }
 
 // Only the thread that has the turn gives it away, and so nobody else counts the pass.

@@ -49,6 +49,10 @@ class cTurns {
   // Another thread may have the turn meanwhile. The calling thread takes part.
   void Seam();
 
+  // A moment inside the code under test, where locks may be held: in loose order the calling thread
+  // waits there or does not, in strict order it goes on.
+  static void LingerInLooseOrder();
+
   // Returns when `condition` holds, which other threads bring about; it reads relaxed atomics. When
   // that takes longer than any machine needs, the process ends with `what` and the seed.
   template <typename Condition>
