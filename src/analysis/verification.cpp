@@ -4,14 +4,13 @@
 #include <array>
 #include <utility>
 
+#include "analysis/packet_faults.h"
 #include "capture/isf/item_types.h"
 #include "capture/isf/layout.h"
-#include "diag/little_endian.h"
-#include "diag/packets.h"
-#include "diag/shared_buffer.h"
 #include "reader/block_index.h"
 #include "reader/capture_file.h"
 #include "reader/directory.h"
+#include "reader/joined_captures.h"
 
 namespace corvane {
 namespace {
@@ -52,11 +51,36 @@ class cVerifier {
  private:
   void Report(eRule rule, std::uint64_t offset, std::string problem,
               std::optional<std::uint64_t> item = std::nullopt) {
-    if (result.endedEarly) {
+    if (!result.endedEarly && !BelongsToAnother(offset)) {
+      Emit({rule, offset, std::move(problem), item});
+    }
+  }
+
+  void Emit(const sViolation& violation) {
+    ++result.violations;
+    result.endedEarly = !request.onViolation(violation);
+  }
+
+  // Where the file goes on as another capture, because it was cut off in front of one that was
+  // joined to it, most rules seem broken behind that place, and only the joining is.
+  [[nodiscard]] bool BelongsToAnother(std::uint64_t offset) {
+    if (file == nullptr || file->SecondCapture()) {
+      return false;
+    }
+    const auto& blocks = file->Blocks();
+    LookForAnother(blocks.empty() ? isf::kHeaderSize : blocks.front().offset + isf::kBlockSize);
+    return result.endedEarly || (another && std::max(offset, subjectEnd) > *another);
+  }
+
+  void LookForAnother(std::uint64_t from) {
+    if (std::exchange(lookedForAnother, true)) {
       return;
     }
-    ++result.violations;
-    result.endedEarly = !request.onViolation({rule, offset, std::move(problem), item});
+    another = FindCaptureBehind(bytes, from, result.size);
+    if (another) {
+      Emit({eRule::Joined, *another,
+            "another capture begins here, and the one in front of it was cut off", std::nullopt});
+    }
   }
 
   // False when nothing behind it can be read.
@@ -98,6 +122,7 @@ class cVerifier {
       const sCaptureBlock* const next = number + 1 < blocks.size() ? &blocks[number + 1] : nullptr;
       CheckBlock(number, blocks[number], next);
     }
+    subjectEnd = 0;
   }
 
   void CheckBlock(std::size_t number, const sCaptureBlock& block, const sCaptureBlock* next) {
@@ -108,7 +133,9 @@ class cVerifier {
       return;
     }
     const isf::sBlockTail tail = isf::LoadBlockTail(tailBytes);
+    subjectEnd = tail.nextBlock == 0 ? 0 : tail.nextBlock + 1;
     CheckLink(block, next, tail.nextBlock);
+    subjectEnd = block.offset + isf::kBlockSize;
     const bool hasTime = tail.baseTime <= isf::kLatestTime;
     if (!hasTime) {
       Report(eRule::BaseTime, block.offset + isf::kBaseTimeOffset,
@@ -146,13 +173,14 @@ class cVerifier {
     // What stands behind a bad entry's record cannot be told from a gap.
     bool isBehindGood = true;
     for (std::uint32_t place = 0; place < block.entries && !result.endedEarly; ++place) {
+      const isf::sDirectoryEntry entry = EntryAt(directory->bytes, place);
+      const std::uint64_t record = block.offset + isf::kBlockSize + entry.position;
+      subjectEnd = record + entry.RecordSize();
       if (!directory->good.test(place)) {
         ReportBadEntry(block, next, place, end);
         isBehindGood = false;
         continue;
       }
-      const isf::sDirectoryEntry entry = EntryAt(directory->bytes, place);
-      const std::uint64_t record = block.offset + isf::kBlockSize + entry.position;
       if (isBehindGood && record != end) {
         CheckGap(end, record, "record of item " + std::to_string(NumberOf(block, place)));
       }
@@ -163,6 +191,7 @@ class cVerifier {
         request.onProgress(record);
       }
     }
+    subjectEnd = end;
     if (!isBehindGood) {
       return;
     }
@@ -210,6 +239,14 @@ class cVerifier {
     Report(eRule::RecordPlace, offset, name + problem, number);
   }
 
+  // In a file that was not closed the newest entry may be half written: its length is then less
+  // than that of the record to which it leads, and which is whole.
+  [[nodiscard]] bool MayBeTorn(const sCaptureBlock& block, const isf::sDirectoryEntry& entry,
+                               std::uint32_t place, std::uint64_t record) const {
+    return !result.closed && &block == &file->Blocks().back() && place + 1 == block.entries &&
+           record + entry.RecordSize() != result.size;
+  }
+
   void CheckItem(const sCaptureBlock& block, const isf::sDirectoryEntry& entry, std::uint32_t place,
                  std::uint64_t record) {
     const std::uint64_t number = NumberOf(block, place);
@@ -218,14 +255,16 @@ class cVerifier {
     const auto report = [&](eRule rule, std::uint64_t offset, const std::string& problem) {
       Report(rule, offset, "item " + std::to_string(number) + " " + problem, number);
     };
+    const bool isWhole = !MayBeTorn(block, entry, place, record);
     const bool isKnown = entry.Type() <= isf::kSubsystemRequestItem && entry.Type() != kNoType;
-    if (!isKnown && result.closed) {
+    if (!isKnown && isWhole) {
       report(eRule::ItemType, inDirectory, "has type " + std::to_string(entry.Type()));
     }
-    if (entry.length > isf::kLongestPacket && result.closed) {
+    if (entry.length > isf::kLongestPacket && isWhole) {
       report(eRule::PacketLength, inDirectory, "has " + std::to_string(entry.length) + " bytes");
     }
-    if (entry.HasExtra() && entry.Type() != isf::kSignallingLogItem && result.closed) {
+    const bool mayHaveExtra = !entry.HasExtra() || entry.Type() == isf::kSignallingLogItem;
+    if (!mayHaveExtra && isWhole) {
       report(eRule::ExtraField, inDirectory,
              "has an extra field, and type " + std::to_string(entry.Type()));
     }
@@ -238,7 +277,7 @@ class cVerifier {
     const isf::sRecordHead head = isf::LoadRecordHead(entry, block.baseTime, *bytesOfRecord);
     if (head.time > isf::kLatestTime) {
       report(eRule::ItemTime, record, "has a time later than any clock can be");
-    } else if (result.closed) {
+    } else if (isWhole) {
       if (place == 0 && head.time != block.baseTime) {
         report(eRule::BaseTime, record, "is the first of its block, and not at its base time");
       }
@@ -247,38 +286,22 @@ class cVerifier {
                "has a time field of " + std::to_string(entry.TimeSize()) + " bytes");
       }
     }
-    if (head.extra == kNotLearned && result.closed) {
+    if (head.extra == kNotLearned && isWhole) {
       report(eRule::ExtraField, record, "has an extra field of 0xFFFFFFFF");
     }
-    if (request.contents && isKnown) {
-      CheckContents(entry.Type(), bytesOfRecord->subspan(entry.HeadSize()), record, number);
-    }
-  }
-
-  void CheckContents(std::uint32_t type, std::span<const std::uint8_t> packet, std::uint64_t record,
-                     std::uint64_t number) {
-    if (type == isf::kInformationItem) {
-      if (!isf::LoadTextItem(packet)) {
-        Report(eRule::Contents, record, "item " + std::to_string(number) + " is no text", number);
-      }
+    if (!request.contents || !isWhole) {
       return;
     }
-    const bool isRequest = type == isf::kRequestItem || type == isf::kSubsystemRequestItem;
-    const OwnedBuffer buffer = MakeBuffer(packet, isRequest ? kOriginLibrary : kOriginDevice);
-    if (!IsUsable(buffer.get())) {
-      return;  // too long, which was reported
+    const auto packet = bytesOfRecord->subspan(entry.HeadSize());
+    if (head.extra && head.extra != kNotLearned && mayHaveExtra) {
+      if (const auto fault = FindExtraFault(*head.extra, packet)) {
+        report(eRule::ExtraField, record, *fault);
+      }
     }
-    std::uint32_t wanted = isf::kEventItem;
-    // An event stands in the file with the command of its report, which stays there as it is when
-    // it cannot be taken apart by anybody.
-    if (!IsEventReport(*buffer)) {
-      wanted = ChooseItemKind(*buffer, {}).type;
-    }
-    if (packet[0] > command::kLast || wanted != type) {
-      Report(eRule::Contents, record,
-             "item " + std::to_string(number) + " has type " + std::to_string(type) +
-                 ", and its packet begins with command " + std::to_string(packet[0]),
-             number);
+    if (isKnown) {
+      if (const auto fault = FindPacketFault(entry.Type(), packet)) {
+        report(eRule::Contents, record, *fault);
+      }
     }
   }
 
@@ -286,6 +309,9 @@ class cVerifier {
     if (const auto second = file->SecondCapture()) {
       Report(eRule::Joined, *second, "a second capture begins here");
       return;
+    }
+    if (another) {
+      return;  // the end of the file is that one's
     }
     if (!result.closed) {
       CheckUnclosedEnd();
@@ -359,6 +385,13 @@ class cVerifier {
       }
       return;
     }
+    // The last record is the longest that can reach into another capture.
+    const std::uint64_t longest = isf::kLongestPacket + isf::kLongestRecordHead;
+    LookForAnother(file->ItemsEnd() -
+                   std::min(file->ItemsEnd() - blocks.front().offset - isf::kBlockSize, longest));
+    if (another) {
+      return;
+    }
     const std::uint64_t closing =
         (blocks.back().number + 1) * isf::kIndexEntrySize + isf::kTrailerSize;
     if (result.size - std::min(result.size, file->ItemsEnd()) < closing) {
@@ -392,6 +425,10 @@ class cVerifier {
   cByteWindow records;
   std::unique_ptr<cCaptureFile> file;
   std::uint64_t indexOffset = 0;  // of a closed file
+  // Up to where in the file the thing reaches that is looked at, and that its entry stands for.
+  std::uint64_t subjectEnd = 0;
+  bool lookedForAnother = false;
+  std::optional<std::uint64_t> another;  // capture, which begins within this one
   std::unique_ptr<sLoadedDirectory> directory = std::make_unique<sLoadedDirectory>();
   sVerified result;
 };

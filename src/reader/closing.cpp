@@ -9,6 +9,7 @@
 #include "capture/isf/layout.h"
 #include "reader/block_index.h"
 #include "reader/capture_file.h"
+#include "reader/joined_captures.h"
 
 namespace corvane {
 namespace {
@@ -215,31 +216,6 @@ void CheckRecords(cByteSource& source, eCheck howMuch, cBlockChain& chain,
   cDamage differences;
   CheckIndex(index, size - closing, chain, differences);
   return differences.Count() == 0;
-}
-
-// Whether a capture begins at this offset: a header, and behind it a block with its first item
-// where that has to be, or the trailer of a capture without items.
-[[nodiscard]] bool IsCaptureAt(cByteSource& source, std::uint64_t offset, std::uint64_t size) {
-  if (offset >= size || size - offset < isf::kHeaderSize + isf::kTrailerSize) {
-    return false;
-  }
-  std::array<std::uint8_t, isf::kHeaderSize> header{};
-  std::array<std::uint8_t, isf::kTrailerSize> first{};
-  if (source.ReadAt(offset, header) != header.size() || !isf::IsHeader(header) ||
-      source.ReadAt(offset + isf::kHeaderSize, first) != first.size()) {
-    return false;
-  }
-  const isf::sTrailer trailer = isf::LoadTrailer(first);
-  if (trailer.magic == isf::kTrailerMagic && trailer.zero == 0 && trailer.itemCount == 0) {
-    return true;
-  }
-  if (size - offset < isf::kHeaderSize + isf::kBlockSize) {
-    return false;
-  }
-  const isf::sDirectoryEntry entry = isf::LoadDirectoryEntry(
-      std::span<const std::uint8_t, isf::kTrailerSize>(first).first<isf::kDirectoryEntrySize>());
-  return entry.position == 0 && entry.WidthCode() == isf::kTimeDelta8 &&
-         FindBrokenRule(entry).problem == nullptr;
 }
 
 // Where a second capture begins behind the records of `chain`, or behind the index and the trailer

@@ -177,6 +177,92 @@ TEST(VerificationTest, BytesThatBelongToNothingAreAViolationOfAClosedFileOnly) {
   EXPECT_THAT(Verify(builder.Unclosed()).lines, IsEmpty());
 }
 
+TEST(VerificationTest, OtherRulesHoldInAFileThatWasNotClosedToo) {
+  const ByteVector log = Hex("10 00 0C 00 0C 00 C0 B0 01 02 03 04 05 06 07 08");
+  const auto linesWith = [](const sBuiltItem& item) {
+    cCaptureBuilder builder;
+    builder.Add({7, kNoon, TextItem("x"), std::nullopt});
+    builder.Add(item);
+    const Lines closed = Verify(builder.Closed()).lines;
+    EXPECT_EQ(Verify(builder.Unclosed()).lines, closed);
+    return closed;
+  };
+  EXPECT_THAT(linesWith({15, kNoon, log, std::nullopt}),
+              ElementsAre("11 item-type: item 1 has type 15"));
+  EXPECT_THAT(linesWith({3, kNoon, log, std::nullopt}),
+              ElementsAre("11 item-type: item 1 has type 3"));
+  EXPECT_THAT(linesWith({5, kNoon, log, 5}),
+              ElementsAre("11 extra-field: item 1 has an extra field, and type 5"));
+  EXPECT_EQ(linesWith({8, kNoon, log, 0xFFFFFFFF}).size(), 1U);
+  EXPECT_THAT(linesWith({5, kNoon, ByteVector(20'016, 0x10), std::nullopt}),
+              ElementsAre("11 packet-length: item 1 has 20016 bytes"));
+  const ByteVector good = SmallCapture().Unclosed();
+  EXPECT_THAT(Verify(With(good, kRecords, 5, 1)).lines,
+              ElementsAre("57364 base-time: item 0 is the first of its block, and not at its base "
+                          "time"));
+  cCaptureBuilder wide;
+  wide.Add({7, kNoon, TextItem("x"), std::nullopt});
+  wide.AddRaw(1 << 5 | 5, 16, Hex("01 00 10 00 0C 00 0C 00 C0 B0 01 02 03 04 05 06 07 08"));
+  EXPECT_EQ(Verify(wide.Unclosed()).lines, Verify(wide.Closed()).lines);
+  EXPECT_EQ(Verify(wide.Unclosed()).lines.size(), 1U);
+}
+
+// A recorder writes the newest entry behind its record, and may end amid the 7 bytes.
+TEST(VerificationTest, ANewestEntryThatIsHalfWrittenBreaksNoRule) {
+  cCaptureBuilder builder;
+  builder.Add({7, kNoon, TextItem("Corvane version 1.0"), std::nullopt});
+  ByteVector event = Hex("60 22 01 01 60 01 02 03 04 05 06 07 08 17");
+  event.resize(13 + 1 + 0x17);
+  Put(event, 1, event.size() - 3, 2);
+  builder.Add({4, kNoon + 1, event, std::nullopt});
+  ByteVector text = TextItem(std::string(300, 'x'));
+  for (const sBuiltItem& last : {sBuiltItem{7, kNoon + 2, text, std::nullopt},
+                                 sBuiltItem{5, kNoon + 2, ByteVector(600, 0x10), std::nullopt}}) {
+    cCaptureBuilder whole = builder;
+    whole.Add(last);
+    EXPECT_THAT(Verify(whole.Unclosed(), true).lines, IsEmpty());
+    // The low byte of its length is there.
+    const ByteVector torn = With(whole.Unclosed(), 4 + 2 * 7 + 6, 0, 1);
+    EXPECT_THAT(Verify(torn, true).lines, IsEmpty());
+    // In front of another item there is nothing half written.
+    whole.Add({1, kNoon + 3, {0x0C}, std::nullopt});
+    EXPECT_EQ(Verify(With(whole.Unclosed(), 4 + 2 * 7, 3, 1), true).lines.size(), 1U);
+  }
+}
+
+TEST(VerificationTest, ACaptureInWhichAnotherBeginsIsNamedOnce) {
+  const ByteVector cut = BuildNumbered(8300).Closed();
+  const ByteVector second = BuildNumbered(500).Closed();
+  // Amid the records, amid the second block and amid its records.
+  for (const std::size_t size :
+       {std::size_t{100'000}, std::size_t{1'300'000}, cut.size() - 5'000}) {
+    ByteVector file(cut.begin(), cut.begin() + static_cast<std::ptrdiff_t>(size));
+    file.insert(file.end(), second.begin(), second.end());
+    EXPECT_THAT(Verify(file).lines,
+                ElementsAre(std::to_string(size) + " joined: another capture begins here, and the "
+                                                   "one in front of it was cut off"))
+        << size;
+  }
+  // Cut off in its last record.
+  ByteVector file = SmallCapture().Unclosed();
+  file.pop_back();
+  const std::string at = std::to_string(file.size());
+  file.insert(file.end(), second.begin(), second.end());
+  EXPECT_THAT(Verify(file).lines, ElementsAre(at + " joined: another capture begins here, and the "
+                                                   "one in front of it was cut off"));
+}
+
+TEST(VerificationTest, WhatIsWrongInFrontOfAnotherCaptureIsNamedToo) {
+  ByteVector file = BuildNumbered(8300).Closed();
+  file.resize(100'000);
+  const ByteVector second = SmallCapture().Closed();
+  file.insert(file.end(), second.begin(), second.end());
+  const sFound found = Verify(With(file, 4 + 7 * 3, 11, 1));
+  EXPECT_THAT(found.lines, ElementsAre("100000 joined: another capture begins here, and the one in "
+                                       "front of it was cut off",
+                                       "25 item-type: item 3 has type 11"));
+}
+
 TEST(VerificationTest, ASecondCaptureIsNamed) {
   ByteVector file = SmallCapture().Closed();
   const std::size_t first = file.size();
@@ -206,6 +292,68 @@ TEST(VerificationTest, PacketsAreHeldToTheirTypesWhenAsked) {
     EXPECT_THAT(Verify(wrong.Closed()).lines, IsEmpty()) << type;
     EXPECT_EQ(Verify(wrong.Closed(), true).lines.size(), 1U) << type;
   }
+}
+
+// What is said about an item of a capture that is otherwise good.
+[[nodiscard]] std::string ContentsFault(const sBuiltItem& item) {
+  cCaptureBuilder builder;
+  builder.Add(item);
+  const sFound found = Verify(builder.Closed(), true);
+  EXPECT_LE(found.lines.size(), 1U);
+  EXPECT_EQ(Verify(builder.Unclosed(), true).lines, found.lines);
+  return found.lines.empty() ? "" : found.lines[0].substr(found.lines[0].find(' ') + 1);
+}
+
+TEST(VerificationTest, TheFormOfEventsIsHeldToTheirLengths) {
+  const auto fault = [](std::string_view event) {
+    return ContentsFault({4, kNoon, Hex(event), std::nullopt});
+  };
+  EXPECT_EQ(fault("60 0A 00 01 00 01 02 03 04 05 06 07 08"), "");
+  EXPECT_EQ(fault("74 0B 00 01 20 01 02 03 04 05 06 07 08 AA"), "");
+  EXPECT_EQ(fault("60 0C 00 01 40 01 02 03 04 05 06 07 08 AA BB"), "");
+  EXPECT_EQ(fault("60 0D 00 01 60 01 02 03 04 05 06 07 08 02 AA BB"), "");
+  EXPECT_EQ(fault("60 0A 00 01 00 01 02 03 04 05 06 07 08 AA"),
+            "contents: item 0 is an event of 14 bytes, and its length says 13");
+  EXPECT_EQ(fault("60 02 00 01 00"), "contents: item 0 is an event of 5 bytes");
+  for (const std::string_view word : {"01 80", "01 10"}) {
+    EXPECT_EQ(fault("60 0A 00 " + std::string(word) + " 01 02 03 04 05 06 07 08"),
+              "contents: item 0 is an event with bit 12 or 15 of its word set");
+  }
+  EXPECT_EQ(fault("60 0C 00 01 20 01 02 03 04 05 06 07 08 AA BB"),
+            "contents: item 0 is an event with 2 bytes of payload, and payload-length code 1");
+  EXPECT_EQ(fault("60 0D 00 01 60 01 02 03 04 05 06 07 08 03 AA BB"),
+            "contents: item 0 is an event with 3 bytes of payload, and payload-length code 3");
+  EXPECT_EQ(fault("60 0A 00 01 60 01 02 03 04 05 06 07 08"),
+            "contents: item 0 is an event with 0 bytes of payload, and payload-length code 3");
+}
+
+TEST(VerificationTest, ATextEndsWithAZero) {
+  const auto fault = [](std::string_view text) {
+    return ContentsFault({7, kNoon, Hex(text), std::nullopt});
+  };
+  EXPECT_EQ(fault("C0 FF FF FF 61 00 00 00"), "");
+  EXPECT_EQ(fault("C0 FF FF FF 00 00"), "");
+  EXPECT_EQ(fault("C0 FF FF FF"), "");  // of a device name that is too long
+  for (const std::string_view text :
+       {"C0 FF FF FF 61 00", "C0 FF FF FF 61 00 00", "C0 FF FF FF 61 00 00 00 00"}) {
+    EXPECT_EQ(fault(text), "contents: item 0 is a text without its final zero") << text;
+  }
+}
+
+TEST(VerificationTest, AnExtraFieldIsOneThatItsLogCodeHas) {
+  const auto fault = [](std::string_view code, std::uint32_t extra) {
+    return ContentsFault(
+        {8, kNoon, Hex("10 00 0C 00 0C 00 " + std::string(code) + " 01 02 03 04 05 06 07 08"),
+         extra});
+  };
+  EXPECT_EQ(fault("04 10", 12), "");
+  EXPECT_EQ(fault("2F 41", 0xFFFFFF), "");
+  EXPECT_EQ(fault("8D 13", 13),
+            "extra-field: item 0 has an extra field of 13, which is no technology");
+  EXPECT_EQ(fault("2F 41", 0x1000000),
+            "extra-field: item 0 has an extra field of 16777216, which is no cell value");
+  EXPECT_EQ(fault("3A 71", 5),
+            "extra-field: item 0 has an extra field, and a log code that has none");
 }
 
 TEST(VerificationTest, TheWorkEndsWhenItIsToldTo) {
