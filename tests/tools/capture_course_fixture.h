@@ -189,7 +189,8 @@ class CaptureCourseTest : public testing::Test {
           return true;
         });
     cPrintedLines printed(console);
-    printed.Take("bad CRC");
+    print = [&printed](const std::string& line) { printed.Take(line); };
+    print("bad CRC");
     const int code = RunCapture(request, host, library, console, printed);
     console.Finish();
     return code;
@@ -234,6 +235,8 @@ class CaptureCourseTest : public testing::Test {
     return file != nullptr && file->IsComplete();
   }
 
+  // As long as a capture runs: what the library prints.
+  std::function<void(const std::string& line)> print;
   cTempDirectory folder;
   sCaptureRequest request;
   cSteppedHost host;

@@ -12,7 +12,6 @@
 #include "corvane/capture/capture_start.h"
 #include "corvane/command/command_line.h"
 #include "corvane/command/readable_text.h"
-#include "corvane/profile/profile_requests.h"
 #include "reader/capture_file.h"
 
 namespace corvane::tools {
@@ -21,14 +20,21 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 
-[[nodiscard]] std::size_t CountRequestsOf(const std::string& configuration) {
+[[nodiscard]] sProfileRequests RequestsIn(const std::string& configuration) {
   std::ifstream file(configuration, std::ios::binary);
-  return RequestsOf(std::string(std::istreambuf_iterator<char>(file), {})).Count();
+  return RequestsOf(std::string(std::istreambuf_iterator<char>(file), {}));
 }
 
 // That the file stays which a capture of nothing would have replaced.
 [[nodiscard]] std::string DescribeSpared(const cOutputFile& output) {
   return output.Replaces() ? fmt::format("; {} stays as it was", output.Path()) : "";
+}
+
+// " (12 packets)"
+[[nodiscard]] std::string DescribeUnwritten(std::uint64_t packets) {
+  return packets == 0
+             ? ""
+             : fmt::format(" ({} packet{})", FormatCount(packets), packets == 1 ? "" : "s");
 }
 
 }  // namespace
@@ -75,7 +81,7 @@ cCaptureCourse::cCaptureCourse(const sCaptureRequest& prepared, const sParts& us
       parts(used),
       watch(request, parts.host, parts.presence, parts.console, parts.printed),
       kept(request.keep),
-      requests(CountRequestsOf(request.configuration)) {}
+      asked(RequestsIn(request.configuration)) {}
 
 cCaptureCourse::~cCaptureCourse() {
   if (isRunning) {
@@ -135,11 +141,11 @@ bool cCaptureCourse::StartFile() {
   }
   ++fileNumber;
   fileBegan = parts.host.Elapsed();
-  follower = std::make_unique<cCaptureFollower>(output->WritePath(), requests);
+  follower = std::make_unique<cCaptureFollower>(output->WritePath(), asked.Count());
   hasReceived = false;
   if (fileNumber == 1) {
-    parts.console.Report(StartedEvent(
-        parts.host.Now(), {request.device, request.configuration, output->WritePath(), requests}));
+    parts.console.Report(StartedEvent(parts.host.Now(), {request.device, request.configuration,
+                                                         output->WritePath(), asked.Count()}));
   }
   return true;
 }
@@ -311,7 +317,7 @@ void cCaptureCourse::RemoveOldFiles() {
 int cCaptureCourse::Finish(bool isGood) {
   tally.AddEnd(stopped);
   const int code = JudgeCapture(isGood);
-  parts.console.Report(SummaryEvent(parts.host.Now(), tally, parts.printed.BadFrames(), code));
+  parts.console.Report(SummaryEvent(parts.host.Now(), tally, parts.printed.Counts(), code));
   return code;
 }
 
@@ -333,19 +339,41 @@ int cCaptureCourse::JudgeCapture(bool isGood) {
       parts.console.Tell(line);
     }
   }
-  if ((tally.Received() == 0 || wasTooLate) && isGood) {
+  TellWrapped();
+  const bool wasFull = watch.WasDiskFull();
+  if ((tally.Received() == 0 || wasTooLate) && isGood && !wasFull) {
     Fail(fmt::format("nothing was captured: {}{}", WhyNothing(), DescribeSpared(*output)));
     return kExitNothing;
   }
-  for (const std::string& line : DescribeCapture(tally, parts.printed.BadFrames())) {
+  for (const std::string& line : DescribeCapture(tally, parts.printed.Counts())) {
     parts.console.Tell(line);
+  }
+  if (wasFull) {
+    Fail(fmt::format("the disk of {} took nothing more: what the device sent then is lost{}",
+                     request.output, DescribeUnwritten(parts.printed.Counts().unwritten)));
   }
   if (verdict.isStuck) {
     Fail(
         "the set-up of the modem was stuck: it was not asked for all that the configuration names");
-    return isGood ? kExitNothing : kExitFailed;
+    return isGood && !wasFull ? kExitNothing : kExitFailed;
   }
-  return isGood ? kExitGood : kExitFailed;
+  return isGood && !wasFull ? kExitGood : kExitFailed;
+}
+
+// A modem with several SIMs wraps its logs: the library refuses the wrappers, and the capture has
+// no logs.
+void cCaptureCourse::TellWrapped() {
+  const std::uint64_t refused = parts.printed.Counts().refused;
+  const auto& items = tally.ItemsByType();
+  const std::uint64_t logs =
+      items[isf::kLogItem] + items[isf::kShortLogItem] + items[isf::kSignallingLogItem];
+  if (!asked.unwraps && refused > logs) {
+    watch.Warn(fmt::format(
+        "{} refused, and {} recorded: a modem with several SIMs wraps its logs in packets that are "
+        "refused; <MultiSim>unwrap</MultiSim> in the configuration records them",
+        FormatCount(refused) + (refused == 1 ? " packet was" : " packets were"),
+        FormatCount(logs) + (logs == 1 ? " log" : " logs")));
+  }
 }
 
 }  // namespace corvane::tools

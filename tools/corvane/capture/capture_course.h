@@ -17,6 +17,7 @@
 #include "corvane/capture/files_in_turn.h"
 #include "corvane/capture/output_file.h"
 #include "corvane/capture/printed_lines.h"
+#include "corvane/profile/profile_requests.h"
 
 namespace corvane::tools {
 
@@ -78,6 +79,7 @@ class cCaptureCourse {
   void Fail(const std::string& problem);
   [[nodiscard]] int Finish(bool isGood);
   [[nodiscard]] const char* WhyNothing() const;
+  void TellWrapped();
   [[nodiscard]] int JudgeCapture(bool isGood);
 
   const sCaptureRequest request;
@@ -85,7 +87,7 @@ class cCaptureCourse {
   cCaptureWatch watch;
   cCaptureTally tally;
   cKeptFiles kept;
-  const std::size_t requests;  // of each connection
+  const sProfileRequests asked;  // of each connection
   std::unique_ptr<cOutputFile> output;
   std::unique_ptr<cCaptureFollower> follower;
   std::uint64_t fileNumber = 0;

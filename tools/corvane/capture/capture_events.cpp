@@ -146,15 +146,17 @@ std::string StoppedEvent(std::uint64_t time, const char* reason) {
   return Text(event);
 }
 
-std::string SummaryEvent(std::uint64_t time, const cCaptureTally& tally, std::uint64_t badFrames,
-                         int exitCode) {
+std::string SummaryEvent(std::uint64_t time, const cCaptureTally& tally,
+                         const sPrintedCounts& printed, int exitCode) {
   Json event = Begin("summary", time);
   event["exit_code"] = exitCode;
   event["items"] = tally.Items();
   event["bytes"] = tally.Bytes();
   event["received"] = tally.Received();
   event["items_by_type"] = TypesJson(tally);
-  event["bad_frames"] = badFrames;
+  event["bad_frames"] = printed.badFrames;
+  event["refused_packets"] = printed.refused;
+  event["unwritten_packets"] = printed.unwritten;
   event["connections"] = tally.Connections();
   event["set_up"] = VerdictJson(tally.Verdict());
   event["gaps"] = GapsJson(tally);

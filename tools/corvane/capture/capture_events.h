@@ -9,6 +9,7 @@
 
 #include "corvane/capture/capture_follower.h"
 #include "corvane/capture/capture_tally.h"
+#include "corvane/capture/printed_lines.h"
 
 // What a capture tells its supervisor: a JSON object for each event, without line end. Each has its
 // "event" and its "time"; docs/capture-events.md describes them. Times are in milliseconds since
@@ -49,6 +50,6 @@ struct sRotatedEvent {
 
 [[nodiscard]] std::string StoppedEvent(std::uint64_t time, const char* reason);
 [[nodiscard]] std::string SummaryEvent(std::uint64_t time, const cCaptureTally& tally,
-                                       std::uint64_t badFrames, int exitCode);
+                                       const sPrintedCounts& printed, int exitCode);
 
 }  // namespace corvane::tools

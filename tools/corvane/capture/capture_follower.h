@@ -49,6 +49,7 @@ struct sProgress {
   std::uint64_t received = 0;           // items of the device
   bool isConnected = false;
   sSetUpProgress setUp = {};  // of the present connection
+  bool isDiskFull = false;    // what the device sends cannot be written
 };
 
 // The port came or went.

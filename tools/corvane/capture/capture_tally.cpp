@@ -233,11 +233,17 @@ std::string FormatLength(std::uint64_t milliseconds) {
                              : fmt::format("{:.1f} s", static_cast<double>(milliseconds) / 1000.0);
 }
 
-std::vector<std::string> DescribeCapture(const cCaptureTally& tally, std::uint64_t badFrames) {
+std::vector<std::string> DescribeCapture(const cCaptureTally& tally,
+                                         const sPrintedCounts& printed) {
   std::vector<std::string> lines;
   lines.push_back("Items: " + DescribeTypes(tally));
   lines.push_back(fmt::format("{}, {}, {}", Plural(tally.Connections(), "connection"),
-                              Plural(badFrames, "bad frame"), DescribeSilences(tally)));
+                              Plural(printed.badFrames, "bad frame"), DescribeSilences(tally)));
+  if (printed.refused != 0) {
+    lines.push_back(fmt::format("{} of the device refused: no item can be made of {}",
+                                Plural(printed.refused, "packet"),
+                                printed.refused == 1 ? "it" : "them"));
+  }
   if (tally.ChangeCount() != 0) {
     lines.push_back(DescribeChanges(tally));
   }

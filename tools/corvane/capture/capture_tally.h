@@ -11,6 +11,7 @@
 
 #include "capture/isf/layout.h"
 #include "corvane/capture/capture_follower.h"
+#include "corvane/capture/printed_lines.h"
 
 // What a capture was, over all of its files.
 namespace corvane::tools {
@@ -118,6 +119,6 @@ class cCaptureTally {
 
 // The summary as lines for the user.
 [[nodiscard]] std::vector<std::string> DescribeCapture(const cCaptureTally& tally,
-                                                       std::uint64_t badFrames);
+                                                       const sPrintedCounts& printed);
 
 }  // namespace corvane::tools

@@ -3,7 +3,9 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <utility>
 
+#include "capture/isf/layout.h"
 #include "corvane/capture/capture_checks.h"
 #include "corvane/capture/capture_events.h"
 #include "corvane/capture/capture_tally.h"
@@ -54,13 +56,6 @@ constexpr seconds kEveryStatus(10);
       setUp.sent, setUp.wanted, SecondsOf(*setUp.idle));
 }
 
-// The room on the disk of the capture, where it matters.
-[[nodiscard]] std::optional<std::uint64_t> FreeSpaceFor(const sCaptureRequest& request,
-                                                        const std::string& path,
-                                                        cCaptureHost& host) {
-  return request.stopBelow == 0 ? std::nullopt : host.FreeSpace(path);
-}
-
 }  // namespace
 
 std::optional<std::string> FindShortage(const sCaptureRequest& request,
@@ -79,7 +74,9 @@ std::string FormatStatus(const sProgress& now, const sProgress& previous) {
   if (now.isConnected && now.setUp.wanted != 0) {
     line += FormatSetUp(now.setUp);
   }
-  if (now.silence >= kPatience) {
+  if (now.isDiskFull) {
+    line += "  the disk is full";
+  } else if (now.silence >= kPatience) {
     line += fmt::format("  nothing received for {} s", SecondsOf(now.silence));
   }
   return line;
@@ -147,10 +144,31 @@ sProgress cCaptureWatch::LookAt(const sWatchedFile& file, cCaptureFollower& foll
   now.items += file.earlierItems;
   now.bytes += file.earlierBytes;
   now.received += file.earlierReceived;
+  now.isDiskFull = LookAtDisk(file.path, now.bytes);
   if (now.isConnected) {
     lastSetUp = now.setUp;
   }
   return now;
+}
+
+// Whether the disk is full, which is told when it begins and when it ends. `bytes` is what all
+// files have.
+bool cCaptureWatch::LookAtDisk(const std::string& path, std::uint64_t bytes) {
+  freeSpace = host.FreeSpace(path);
+  const std::uint64_t earlier = std::exchange(unwritten, printed.Counts().unwritten);
+  // A little room may be left that is too little for what has to be written.
+  const bool hasRoom = freeSpace.value_or(isf::kBlockSize) >= isf::kBlockSize;
+  const bool isLosing = unwritten != earlier;
+  if (!bytesWhenFull && (!hasRoom || isLosing)) {
+    bytesWhenFull = bytes;
+    wasDiskFull = true;
+    Warn(hasRoom ? fmt::format("{} can no longer be written: what the device sends is lost", path)
+                 : fmt::format("the disk of {} is full: what the device sends is lost", path));
+  } else if (bytesWhenFull && hasRoom && !isLosing && bytes > *bytesWhenFull) {
+    bytesWhenFull.reset();
+    console.Tell(fmt::format("{} is written again", path));
+  }
+  return bytesWhenFull.has_value();
 }
 
 void cCaptureWatch::TellPortChanges(cCaptureFollower& follower, milliseconds elapsed) {
@@ -190,7 +208,7 @@ void cCaptureWatch::TellStatus(const sProgress& now, bool isLast) {
   if (isLast || !isRare || SecondsOf(now.elapsed) % kEveryStatus.count() == 0) {
     console.ShowStatus(FormatStatus(now, previous));
   }
-  console.Report(StatusEvent(host.Now(), now, RateOf(now, previous), printed.BadFrames()));
+  console.Report(StatusEvent(host.Now(), now, RateOf(now, previous), printed.Counts().badFrames));
   previous = now;
 }
 
@@ -231,7 +249,7 @@ std::optional<eWatchEnd> cCaptureWatch::FindEnd(const sWatchedFile& file, const 
     return EndFor(eWatchEnd::EnoughBytes,
                   fmt::format("{} are captured: the capture ends", FormatBytes(now.bytes)));
   }
-  if (const auto shortage = FindShortage(request, FreeSpaceFor(request, file.path, host))) {
+  if (const auto shortage = FindShortage(request, freeSpace)) {
     console.Complain(*shortage);
     return eWatchEnd::ShortOfRoom;
   }

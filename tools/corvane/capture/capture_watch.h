@@ -66,6 +66,8 @@ class cCaptureWatch {
 
   // The set-up of the newest connection, as long as it was there.
   [[nodiscard]] const sSetUpProgress& LastSetUp() const { return lastSetUp; }
+  // Whether the disk took nothing more at any time.
+  [[nodiscard]] bool WasDiskFull() const { return wasDiskFull; }
   // A problem of the running capture, for the user and for the supervisor.
   void Warn(const std::string& text);
 
@@ -74,6 +76,7 @@ class cCaptureWatch {
 
   [[nodiscard]] milliseconds NextWait() const;
   [[nodiscard]] sProgress LookAt(const sWatchedFile& file, cCaptureFollower& follower);
+  [[nodiscard]] bool LookAtDisk(const std::string& path, std::uint64_t bytes);
   void TellPortChanges(cCaptureFollower& follower, milliseconds elapsed);
   void TellSetUp(const sProgress& now, const cRequestReplies& requests);
   void TellStatus(const sProgress& now, bool isLast);
@@ -94,6 +97,12 @@ class cCaptureWatch {
   sSetUpProgress lastSetUp;
   bool toldSetUp = false;  // of the present connection
   bool toldStuck = false;
+
+  std::optional<std::uint64_t> freeSpace;  // at the last look
+  std::uint64_t unwritten = 0;             // packets, at the last look
+  // Of the capture's files when the disk was found to be full; nothing while it is not.
+  std::optional<std::uint64_t> bytesWhenFull;
+  bool wasDiskFull = false;
 };
 
 }  // namespace corvane::tools

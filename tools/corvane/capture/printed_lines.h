@@ -8,6 +8,13 @@
 
 namespace corvane::tools {
 
+// What the library says of what it received, of which the capture file tells nothing.
+struct sPrintedCounts {
+  std::uint64_t badFrames = 0;  // frames that failed their check
+  std::uint64_t refused = 0;    // packets that no item can be made of
+  std::uint64_t unwritten = 0;  // packets that could not be written into the file
+};
+
 // What the library prints, line by line: it goes on to the user. Lines may come on any thread.
 class cPrintedLines {
  public:
@@ -16,12 +23,13 @@ class cPrintedLines {
 
   void Take(const std::string& line);
 
-  // How many frames failed their check: of these the capture file tells nothing.
-  [[nodiscard]] std::uint64_t BadFrames() const { return badFrames; }
+  [[nodiscard]] sPrintedCounts Counts() const { return {badFrames, refused, unwritten}; }
 
  private:
   cCaptureConsole& console;
   std::atomic<std::uint64_t> badFrames{0};
+  std::atomic<std::uint64_t> refused{0};
+  std::atomic<std::uint64_t> unwritten{0};
 };
 
 }  // namespace corvane::tools

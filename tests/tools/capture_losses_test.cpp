@@ -1,0 +1,116 @@
+// What the device sends and the capture does not get.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "corvane/command/command_line.h"
+#include "tools/capture_course_fixture.h"
+
+namespace corvane::tools {
+namespace {
+
+namespace fs = std::filesystem;
+using std::chrono::seconds;
+using testing::HasSubstr;
+using testing::Not;
+
+using CaptureLossesTest = CaptureCourseTest;
+
+TEST_F(CaptureLossesTest, AFullDiskIsToldWhileItIsFullAndInTheEnd) {
+  request.stopBelow = 0;
+  request.duration = seconds(8);
+  host.freeSpace = 1'000'000;
+  host.whileWaiting = [this] {
+    if (host.now < seconds(2)) {
+      library.SendLog();
+    } else {
+      host.freeSpace = 0;
+      print("error 9 writing item");
+    }
+  };
+  library.afterStop = [this] {
+    fs::resize_file(request.output, fs::file_size(request.output) - 1);
+  };
+  EXPECT_EQ(Run(true), kExitFailed);
+  const auto warnings = Events("warning");
+  ASSERT_EQ(warnings.size(), 2U);  // and that the configuration asks for nothing
+  EXPECT_EQ(warnings[1]["text"],
+            "the disk of " + request.output + " is full: what the device sends is lost");
+  EXPECT_EQ(warnings[1]["time"], "2026-03-01T10:00:02.000Z");
+  EXPECT_THAT(errors, HasSubstr("drive.isf is not complete: "));
+  EXPECT_THAT(errors, HasSubstr("the disk of " + request.output +
+                                " took nothing more: what the "
+                                "device sent then is lost (32 packets)\n"));
+  EXPECT_EQ(StopReason(), "duration");
+  EXPECT_EQ(Summary()["unwritten_packets"], 32);
+}
+
+TEST_F(CaptureLossesTest, TheStatusSaysThatTheDiskIsFull) {
+  request.stopBelow = 0;
+  request.duration = seconds(3);
+  host.freeSpace = 57'359;  // less than a block of the capture
+  EXPECT_EQ(Run(), kExitFailed);
+  EXPECT_THAT(errors, HasSubstr("items/s  set up  the disk is full\n"));
+  EXPECT_TRUE(IsComplete(request.output));
+}
+
+TEST_F(CaptureLossesTest, ADiskThatHasRoomAgainIsToldOf) {
+  request.stopBelow = 0;
+  request.duration = seconds(4);
+  host.whileWaiting = [this] {
+    host.freeSpace = host.now >= seconds(1) && host.now < seconds(2) ? 0 : 1'000'000;
+    if (host.freeSpace != 0U) {
+      library.SendLog();
+    }
+  };
+  EXPECT_EQ(Run(), kExitFailed);
+  EXPECT_THAT(errors, HasSubstr(request.output + " is written again\n"));
+  EXPECT_EQ(Events("warning").size(), 2U);
+  EXPECT_TRUE(IsComplete(request.output));
+}
+
+TEST_F(CaptureLossesTest, AFileThatCannotBeWrittenForAnotherReasonIsToldOf) {
+  request.duration = seconds(3);
+  host.freeSpace = 1'000'000'000;
+  host.whileWaiting = [this] {
+    if (host.now == seconds(1)) {
+      print("error 9 writing item");
+    }
+  };
+  EXPECT_EQ(Run(), kExitFailed);
+  EXPECT_THAT(errors, HasSubstr(request.output + " can no longer be written: what the device "
+                                                 "sends is lost\n"));
+  EXPECT_THAT(errors, HasSubstr("is lost (1 packet)\n"));
+}
+
+TEST_F(CaptureLossesTest, WrappedLogsAreHintedAt) {
+  request.duration = seconds(2);
+  host.whileWaiting = [this] { print("error 160 writing item"); };
+  EXPECT_EQ(Run(), kExitGood);
+  const std::string hint = "<MultiSim>unwrap</MultiSim> in the configuration records them";
+  EXPECT_THAT(errors, HasSubstr("warning: 11 packets were refused, and 0 logs recorded: "));
+  EXPECT_THAT(errors, HasSubstr(hint));
+  EXPECT_THAT(errors, HasSubstr("11 packets of the device refused: no item can be made of them\n"));
+  EXPECT_EQ(Events("warning").size(), 2U);
+  EXPECT_EQ(Summary()["refused_packets"], 11);
+}
+
+TEST_F(CaptureLossesTest, WhereLogsComeOrAreUnwrappedNothingIsHinted) {
+  request.duration = seconds(2);
+  host.whileWaiting = [this] {
+    library.SendLog();
+    print("error 160 writing item");
+  };
+  EXPECT_EQ(Run(), kExitGood);
+  EXPECT_THAT(errors, Not(HasSubstr("MultiSim")));
+  EXPECT_THAT(errors, HasSubstr("packets of the device refused"));
+
+  std::ofstream(request.configuration) << "<MultiSim>unwrap</MultiSim>";
+  request.output = folder.Path("unwrapped.isf");
+  host.whileWaiting = [this] { print("error 160 writing item"); };
+  errors.clear();
+  EXPECT_EQ(Run(), kExitGood);
+  EXPECT_THAT(errors, Not(HasSubstr("several SIMs wraps")));
+}
+
+}  // namespace
+}  // namespace corvane::tools
