@@ -346,7 +346,7 @@ class Devices(CommandLineTestCase):
         self.assertEqual(
             printed.splitlines(),
             [
-                'COM7  DIAG port 0001: answered: version "Oct 18 2019 modem"',
+                'COM7  DIAG port 0001: answered: version "Oct 18 2019, modem"',
                 "COM8  DIAG port 0002: no answer",
                 "COM9  DIAG port 0003: no answer",
             ],

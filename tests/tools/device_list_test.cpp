@@ -58,8 +58,27 @@ TEST_F(PortProbeTest, OneRequestIsSentAndItsAnswerTold) {
   line.answers = {FrameOf(Hex("00 4F 63 74 20 31 38 20 32 30 31 39 00 4E 52 00 6D 6F 64 65 6D"))};
   const sProbeAnswer answer = Ask();
   EXPECT_EQ(answer.outcome, eOutcome::Answered);
-  EXPECT_EQ(answer.text, "version \"Oct 18 2019 modem\"");
+  EXPECT_EQ(answer.text, "version \"Oct 18 2019, modem\"");
   EXPECT_EQ(line.written, Hex(kFramedRequest));
+}
+
+// What most modems answer: dates, times and a name of fixed lengths without anything between them.
+TEST_F(PortProbeTest, TheFieldsOfAVersionAreToldApart) {
+  const auto answer = [this](std::string_view fields) {
+    ByteVector reply = {0x00};
+    reply.insert(reply.end(), fields.begin(), fields.end());
+    const ByteVector numbers = Hex("00 06 41 FF 01 00 02 00");
+    reply.insert(reply.end(), numbers.begin(), numbers.end());
+    line.answers = {FrameOf(reply)};
+    return Ask().text;
+  };
+  EXPECT_EQ(answer("Oct 18 201914:30:05Dec  3 202009:00:00NR9MODEM"),
+            "version \"NR9MODEM\", compiled Oct 18 2019 14:30:05, released Dec  3 2020 09:00:00");
+  EXPECT_EQ(answer("Oct 18 201914:30:05Dec  3 202009:00:00NR9     "),
+            "version \"NR9\", compiled Oct 18 2019 14:30:05, released Dec  3 2020 09:00:00");
+  // Of another layout the texts are told as they stand.
+  EXPECT_EQ(answer("Release of the modem of Oct 18 2019, and its name"),
+            "version \"Release of the modem of Oct 18 2019, and its name\"");
 }
 
 TEST_F(PortProbeTest, AnAnswerMayComeInPiecesBehindOtherPackets) {
