@@ -382,6 +382,14 @@ class Troubles(ExtcapTestCase):
     def test_a_device_that_is_not_there_is_told_of(self):
         self.assert_refused("there is no device", "pipe", interface="corvane_QMBE_1")
 
+    def test_a_port_that_cannot_be_opened_is_told_of(self):
+        # What stands for a port that another program has: it is no file that can be opened.
+        port = self.ports.add("COM7")
+        port.link.unlink(missing_ok=True)
+        port.link.symlink_to(self.files)
+        port.set_present(True)
+        self.assert_refused("COM7 is present but cannot be opened: another program has it", "pipe")
+
     def test_an_output_that_cannot_be_made_is_told_of(self):
         (self.files / "file").write_text("")
         self.output = self.files / "file" / "drive.isf"

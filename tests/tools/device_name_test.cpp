@@ -89,6 +89,18 @@ class DevicePresenceTest : public testing::Test {
   cDevicePresence presence{"COM7", host};
 };
 
+TEST(BusyPortTest, OnlyAPresentPortIsTried) {
+  const std::vector<sPresentPort> present = {{"COM7", ""}, {"COM9", ""}};
+  const auto open = [](const std::string& port) {
+    return port == "COM9" ? std::nullopt : std::optional<std::string>("another program has it");
+  };
+  EXPECT_EQ(FindBusy("COM7", present, open),
+            "COM7 is present but cannot be opened: another program has it");
+  EXPECT_EQ(FindBusy("COM9", present, open), std::nullopt);
+  EXPECT_EQ(FindBusy("COM8", present, open), std::nullopt);
+  EXPECT_EQ(FindBusy("QMBE:{1}", present, open), std::nullopt);
+}
+
 TEST_F(DevicePresenceTest, APresentPortIsTriedOnceBeforeTheStart) {
   EXPECT_THAT(LookBeforeStart(), IsEmpty());
   EXPECT_THAT(host.tried, ElementsAre("COM7"));

@@ -15,13 +15,22 @@ namespace {
 
 }  // namespace
 
+std::optional<std::string> FindBusy(
+    const std::string& device, const std::vector<sPresentPort>& present,
+    const std::function<std::optional<std::string>(const std::string& port)>& tryToOpen) {
+  const auto reason = IsAmong(present, device) ? tryToOpen(device) : std::nullopt;
+  return reason
+             ? std::optional(fmt::format("{} is present but cannot be opened: {}", device, *reason))
+             : std::nullopt;
+}
+
 void cDevicePresence::LookBeforeStart(cCaptureReporter& reporter) {
   if (IsMobileBroadband(device)) {
     return;
   }
   const std::vector<sPresentPort> present = host.PresentComPorts();
   if (IsAmong(present, device)) {
-    TellWhetherBusy(reporter);
+    TellWhetherBusy(present, reporter);
     return;
   }
   reporter.Tell(fmt::format("{} is not present yet: waiting for it", device));
@@ -48,7 +57,7 @@ void cDevicePresence::Look(bool isConnected, cCaptureReporter& reporter) {
   toldPresent.reset();
   if (++looks >= kLooksBeforeTry && !toldBusy) {
     looks = 0;
-    TellWhetherBusy(reporter);
+    TellWhetherBusy(present, reporter);
   }
 }
 
@@ -64,11 +73,11 @@ void cDevicePresence::TellPresent(const std::vector<sPresentPort>& present,
   toldPresent = std::move(list);
 }
 
-void cDevicePresence::TellWhetherBusy(cCaptureReporter& reporter) {
-  if (const auto reason = host.TryToOpen(device)) {
-    reporter.Warn(host.Now(),
-                  fmt::format("{} is present but cannot be opened: {}; waiting until it can",
-                              device, *reason));
+void cDevicePresence::TellWhetherBusy(const std::vector<sPresentPort>& present,
+                                      cCaptureReporter& reporter) {
+  const auto open = [this](const std::string& port) { return host.TryToOpen(port); };
+  if (const auto busy = FindBusy(device, present, open)) {
+    reporter.Warn(host.Now(), *busy + "; waiting until it can");
     toldBusy = true;
   }
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -7,6 +8,13 @@
 #include "corvane/capture/capture_host.h"
 
 namespace corvane::tools {
+
+// Why a COM port that is among the present ones cannot be opened, as a sentence for the user: "COM7
+// is present but cannot be opened: another program has it". Nothing where it can, or is not
+// present. `tryToOpen` is cCaptureHost::TryToOpen.
+[[nodiscard]] std::optional<std::string> FindBusy(
+    const std::string& device, const std::vector<sPresentPort>& present,
+    const std::function<std::optional<std::string>(const std::string& port)>& tryToOpen);
 
 // Tells the user why a capture waits for its COM port: it is not there, and which ports are, or it
 // is there and another program has it. The library tells neither. Of a mobile-broadband interface
@@ -29,7 +37,7 @@ class cDevicePresence {
   // Tells which ports are present, when that is not what was told last.
   void TellPresent(const std::vector<sPresentPort>& present, cCaptureReporter& reporter);
   // Tells that another program has the port, where that is so.
-  void TellWhetherBusy(cCaptureReporter& reporter);
+  void TellWhetherBusy(const std::vector<sPresentPort>& present, cCaptureReporter& reporter);
 
   // How many looks in a row find the port present and not connected before it is tried.
   static constexpr int kLooksBeforeTry = 3;

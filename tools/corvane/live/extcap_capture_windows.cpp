@@ -21,6 +21,7 @@
 #include "corvane/capture/capture_checks.h"
 #include "corvane/capture/capture_course.h"
 #include "corvane/capture/capture_watch.h"
+#include "corvane/capture/device_presence.h"
 #include "corvane/capture/host_windows.h"
 #include "corvane/command/command_line.h"
 #include "corvane/live/extcap_command.h"
@@ -394,6 +395,14 @@ int CaptureDevice(const sExtcapCapture& wanted, std::ostream& errors) {
   }
   if (const auto obstacle = FindObstacle(request, FreeSpaceFor(request.output))) {
     return Fail(*obstacle, errors);
+  }
+  // The library would wait for it, and Wireshark show nothing.
+  const auto tryToOpen = [](const std::string& port) {
+    FileHandle opened;
+    return OpenComPort(port, opened);
+  };
+  if (const auto busy = FindBusy(request.device, SortedComPorts(), tryToOpen)) {
+    return Fail(*busy, errors);
   }
   return CaptureInto(request, wanted, files, errors);
 }
