@@ -84,11 +84,12 @@ using Packet = std::span<const std::uint8_t>;
   }
 }
 
-// The modem's ways of refusing a request. Empty for any other packet.
+// The modem's ways of refusing a request, in the field's own terms: the one place of these names.
+// Empty for any other packet.
 [[nodiscard]] std::string_view RefusalName(std::uint8_t code) {
   switch (code) {
     case command::kUnknownCommand:
-      return "unknown command";
+      return "bad command";
     case command::kBadParameters:
       return "bad parameters";
     case command::kBadLength:

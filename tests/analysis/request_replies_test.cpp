@@ -150,7 +150,7 @@ TEST_F(RequestRepliesTest, ARefusalIsOfTheRequestBehindIt) {
   Reply(7, Refusal(0x15, LogMask(9)));
   Reply(8, Refusal(0x13, {0x63}));
   EXPECT_EQ(States(), "r-r");
-  EXPECT_EQ(replies.Kept()[0].refusal, "unknown command");
+  EXPECT_EQ(replies.Kept()[0].refusal, "bad command");
   EXPECT_EQ(replies.Kept()[2].refusal, "bad length");
   ASSERT_EQ(replies.Refused().size(), 2U);
   EXPECT_EQ(replies.Refused()[0].number, 2U);

@@ -349,7 +349,7 @@ TEST(CommandTest, ARefusalSaysWhy) {
   const sDescription told = FromModem("15 73");
   EXPECT_EQ(told.sort, eItemSort::Reply);
   EXPECT_EQ(told.command->refusal, "bad length");
-  EXPECT_EQ(FromModem("13 73").command->refusal, "unknown command");
+  EXPECT_EQ(FromModem("13 73").command->refusal, "bad command");
   EXPECT_EQ(FromModem("14 73").command->refusal, "bad parameters");
   EXPECT_EQ(FromModem("18 73").command->refusal, "command 0x18");
   EXPECT_EQ(FromModem("42 73").command->refusal, "command 0x42");

@@ -101,7 +101,7 @@ TEST_F(PortProbeTest, ARefusalIsAnAnswerToo) {
   line.answers = {FrameOf(Hex("13 00"))};
   const sProbeAnswer answer = Ask();
   EXPECT_EQ(answer.outcome, eOutcome::Answered);
-  EXPECT_EQ(answer.text, "it refuses to tell its version (unknown command)");
+  EXPECT_EQ(answer.text, "it refuses to tell its version (bad command)");
 }
 
 TEST_F(PortProbeTest, ARefusalOfAnotherRequestIsNone) {

@@ -192,7 +192,7 @@ TEST(ItemWordingTest, RepliesAreNamedLikeTheirRequests) {
 }
 
 TEST(ItemWordingTest, RefusedRequestsSayWhy) {
-  EXPECT_EQ(Describe(1, "13 63"), "request refused: unknown command");
+  EXPECT_EQ(Describe(1, "13 63"), "request refused: bad command");
   EXPECT_EQ(Describe(1, "14 73"), "request refused: bad parameters");
   EXPECT_EQ(Describe(1, "15 73"), "request refused: bad length");
 }

@@ -331,7 +331,7 @@ class Connections(unittest.TestCase):
                     "time": text_of(START + 130),
                     "connection": 1,
                     "name": "subsystem 0x0F command 0x0000",
-                    "refusal": "unknown command",
+                    "refusal": "bad command",
                     "reply_item": 5,
                     "reply_milliseconds": 5,
                 }
@@ -349,7 +349,7 @@ class Connections(unittest.TestCase):
         self.assertIn(connection, text)
         self.assertIn("Gaps of more than 5.000 s: 1, together 0:00:08.000", text)
         self.assertIn("Requests: 4 sent, 2 answered, 1 refused, 1 without a reply", text)
-        self.assertIn("subsystem 0x0F command 0x0000: unknown command", text)
+        self.assertIn("subsystem 0x0F command 0x0000: bad command", text)
 
     def test_a_stretch_of_the_capture_is_counted_alone(self):
         told = json_stats(two_connections().closed(), "--from", "8")
