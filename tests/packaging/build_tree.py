@@ -31,6 +31,8 @@ CACHE = _cache_entries()
 VERSION = CACHE["CMAKE_PROJECT_VERSION"]
 FOR_WINDOWS = CACHE.get("CMAKE_TOOLCHAIN_FILE", "").endswith("mingw-w64.cmake")
 PROGRAM_SUFFIX = ".exe" if FOR_WINDOWS else ""
+# Beside the folder docs.
+DOCUMENTS = ("LICENSE", "README.md", "CHANGELOG.md", "CONTRIBUTING.md")
 
 
 def run(*command, code=0, **options):
@@ -118,7 +120,7 @@ def runtime_files():
         names = [path.name for path in (SOURCES / folder).glob(pattern)]
         assert names, folder
         files |= {f"{place}/{name}" for name in names}
-    files |= {f"share/doc/corvane/{name}" for name in ("LICENSE", "README.md", "CHANGELOG.md")}
+    files |= {f"share/doc/corvane/{name}" for name in DOCUMENTS}
     if not FOR_WINDOWS:
         files.add("share/doc/corvane/copyright")
     return files | manual_files()

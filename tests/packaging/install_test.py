@@ -2,6 +2,7 @@
 
 import os
 import pathlib
+import re
 
 import build_tree
 
@@ -30,6 +31,17 @@ class Installation(build_tree.ScratchTestCase):
             build_tree.files_below(self.prefix),
             build_tree.runtime_files() | build_tree.development_files(),
         )
+
+    def test_every_link_of_a_document_leads_to_what_is_installed(self):
+        links = 0
+        for document in sorted((self.prefix / "share" / "doc").rglob("*.md")):
+            for link in re.findall(r"\]\(([^)#\s]+)", document.read_text()):
+                if "://" in link:
+                    continue
+                links += 1
+                with self.subTest(document=document.name, link=link):
+                    self.assertTrue((document.parent / link).exists())
+        self.assertGreater(links, 20)
 
     def test_the_tools_run_from_there(self):
         for program in sorted((self.prefix / "bin").glob(f"corvane*{build_tree.PROGRAM_SUFFIX}")):
