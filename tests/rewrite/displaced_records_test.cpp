@@ -6,54 +6,10 @@
 #include <random>
 
 #include "rewrite/real_capture.h"
-#include "rewrite/recovery.h"
+#include "rewrite/recovered_items.h"
 
 namespace corvane {
 namespace {
-
-struct sOutcome {
-  std::vector<sBuiltItem> items;
-  sRecoveryReport report;
-};
-
-[[nodiscard]] sOutcome Recover(ByteVector bytes) {
-  sOutcome outcome;
-  cMemorySource source(std::make_shared<const ByteVector>(std::move(bytes)));
-  outcome.report = RecoverCapture(source, [&outcome](const sRecoveredItem& item) {
-    outcome.items.push_back({item.head.type,
-                             item.head.time,
-                             {item.packet.begin(), item.packet.end()},
-                             item.head.extra});
-    return true;
-  });
-  return outcome;
-}
-
-[[nodiscard]] bool AreSame(const sBuiltItem& one, const sBuiltItem& other) {
-  return one.type == other.type && one.time == other.time && one.packet == other.packet &&
-         one.extra == other.extra;
-}
-
-// How many of `all` are missing from `some`; what is in `some` and not in `all`, in its order, is
-// a failure.
-[[nodiscard]] std::size_t Missing(const std::vector<sBuiltItem>& some,
-                                  const std::vector<sBuiltItem>& all) {
-  auto next = some.begin();
-  std::size_t missing = 0;
-  for (const sBuiltItem& item : all) {
-    if (next != some.end() && AreSame(*next, item)) {
-      ++next;
-    } else {
-      ++missing;
-    }
-  }
-  if (next != some.end()) {
-    ADD_FAILURE() << "item " << next - some.begin() << " of type " << next->type << " at "
-                  << next->time - kNoon
-                  << " was not there: " << ::testing::PrintToString(next->packet);
-  }
-  return missing;
-}
 
 [[nodiscard]] std::vector<sBuiltItem> ManyLogs(std::uint32_t count) {
   std::vector<sBuiltItem> items;

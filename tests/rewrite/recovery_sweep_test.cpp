@@ -10,6 +10,7 @@
 #include "rewrite/capture_writer.h"
 #include "rewrite/real_capture.h"
 #include "rewrite/recovery.h"
+#include "support/bytes_source.h"
 #include "support/capture_decoder.h"
 
 namespace corvane {
@@ -58,24 +59,9 @@ struct sOutcome {
   sRecoveryReport report;
 };
 
-class cVectorSource final : public cByteSource {
- public:
-  explicit cVectorSource(const ByteVector& all) : bytes(all) {}
-  [[nodiscard]] std::optional<std::uint64_t> Size() override { return bytes.size(); }
-  [[nodiscard]] std::size_t ReadAt(std::uint64_t offset, std::span<std::uint8_t> wanted) override {
-    const auto start = static_cast<std::size_t>(std::min<std::uint64_t>(offset, bytes.size()));
-    const std::size_t count = std::min(wanted.size(), bytes.size() - start);
-    std::copy_n(bytes.begin() + static_cast<std::ptrdiff_t>(start), count, wanted.begin());
-    return count;
-  }
-
- private:
-  const ByteVector& bytes;
-};
-
 [[nodiscard]] sOutcome Recover(const ByteVector& file) {
   sOutcome outcome;
-  cVectorSource source(file);
+  cBytesSource source(file);
   outcome.report = RecoverCapture(source, [&outcome](const sRecoveredItem& item) {
     outcome.items.push_back({item.head.type,
                              item.head.time,

@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "rewrite/real_capture.h"
+#include "rewrite/recovered_items.h"
 
 namespace corvane {
 namespace {
@@ -13,55 +14,11 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-struct sOutcome {
-  std::vector<sBuiltItem> items;
-  sRecoveryReport report;
-};
-
-[[nodiscard]] sOutcome Recover(ByteVector bytes) {
-  sOutcome outcome;
-  cMemorySource source(std::make_shared<const ByteVector>(std::move(bytes)));
-  outcome.report = RecoverCapture(source, [&outcome](const sRecoveredItem& item) {
-    outcome.items.push_back({item.head.type,
-                             item.head.time,
-                             {item.packet.begin(), item.packet.end()},
-                             item.head.extra});
-    return true;
-  });
-  return outcome;
-}
-
-[[nodiscard]] bool AreSame(const sBuiltItem& one, const sBuiltItem& other) {
-  return one.type == other.type && one.time == other.time && one.packet == other.packet &&
-         one.extra == other.extra;
-}
-
 // Whether these are exactly the items `from` to `to` of `all`.
 [[nodiscard]] bool AreItems(const std::vector<sBuiltItem>& some, const std::vector<sBuiltItem>& all,
                             std::size_t from, std::size_t to) {
   return std::equal(some.begin(), some.end(), all.begin() + static_cast<std::ptrdiff_t>(from),
                     all.begin() + static_cast<std::ptrdiff_t>(to), AreSame);
-}
-
-// How many of `all` are missing from `some`, which has their order; more than there are when
-// something else is in it.
-[[nodiscard]] std::size_t Missing(const std::vector<sBuiltItem>& some,
-                                  const std::vector<sBuiltItem>& all) {
-  auto next = some.begin();
-  std::size_t missing = 0;
-  for (const sBuiltItem& item : all) {
-    if (next != some.end() && AreSame(*next, item)) {
-      ++next;
-    } else {
-      ++missing;
-    }
-  }
-  if (next != some.end()) {
-    ADD_FAILURE() << "item " << next - some.begin() << " of type " << next->type << " at "
-                  << next->time - kNoon << " with " << next->packet.size()
-                  << " bytes was not there";
-  }
-  return next == some.end() ? missing : all.size() + 1;
 }
 
 // Where the block of number `number` stands.
@@ -216,7 +173,7 @@ TEST_F(RecoveryTest, PacketsThatWereOverwrittenAreTold) {
   const std::size_t records = 57'364;
   Fill(file, records + 44 + 1 + 1 + 42 + 1, records + 44 + 1 + 1 + 44 + 1, 0xFE);
   EXPECT_EQ(Recover(file).report.unfit.count, 0U);  // within a text
-  Fill(file, records + 1, records + 5, 0);    // where it begins
+  Fill(file, records + 1, records + 5, 0);          // where it begins
   const sOutcome outcome = Recover(file);
   EXPECT_EQ(outcome.items.size(), items.size());
   EXPECT_EQ(outcome.report.unfit.count, 1U);
