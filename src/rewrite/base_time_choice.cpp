@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "capture/isf/layout.h"
+#include "reader/directory.h"
 #include "rewrite/record_proof.h"
 
 namespace corvane {
@@ -101,6 +101,26 @@ sChosenBaseTime ChooseBaseTime(const sBaseTimeEvidence& evidence) {
     return {own};
   }
   return {};
+}
+
+std::optional<std::uint64_t> BaseTimeByModem(
+    cByteSource& source, const sBlockToRecover& block,
+    std::span<const std::uint8_t, isf::kDirectorySize> directory) {
+  const sJudgedDirectory judged =
+      JudgeDirectory(directory, {block.offset, 0, block.limit, 0, false}, source);
+  cByteWindow window(source);
+  for (std::uint32_t place = 0; place < judged.entries; ++place) {
+    const isf::sDirectoryEntry entry = EntryAt(directory, place);
+    if (!judged.good.test(place)) {
+      continue;
+    }
+    const auto record = window.Read(block.RecordsBegin() + entry.position, entry.RecordSize());
+    const auto time = record ? ModemTimeIn(record->last(entry.length)) : std::nullopt;
+    if (time && entry.WidthCode() != isf::kTimeAbsolute64) {
+      return *time - isf::LoadRecordHead(entry, 0, *record).time;
+    }
+  }
+  return std::nullopt;
 }
 
 }  // namespace corvane

@@ -3,6 +3,11 @@
 #include <cstdint>
 #include <functional>
 #include <optional>
+#include <span>
+
+#include "capture/isf/layout.h"
+#include "reader/byte_source.h"
+#include "rewrite/block_recovery.h"
 
 namespace corvane {
 
@@ -30,5 +35,10 @@ struct sChosenBaseTime {
 // decides when it is near to one alone, or just that of one, and then the blocks around when only
 // one lies between them. Where nothing decides, the block's own is taken.
 [[nodiscard]] sChosenBaseTime ChooseBaseTime(const sBaseTimeEvidence& evidence);
+
+// The block's base time by the modem's clock: from the first packet that tells its time.
+[[nodiscard]] std::optional<std::uint64_t> BaseTimeByModem(
+    cByteSource& source, const sBlockToRecover& block,
+    std::span<const std::uint8_t, isf::kDirectorySize> directory);
 
 }  // namespace corvane

@@ -13,6 +13,7 @@
 #include "rewrite/block_search.h"
 #include "rewrite/displaced_entries.h"
 #include "rewrite/loss_text.h"
+#include "rewrite/moved_block.h"
 #include "rewrite/record_proof.h"
 
 namespace corvane {
@@ -199,14 +200,27 @@ bool cPartRecovery::RecoverOne(std::size_t number) {
     return true;
   }
   const auto all = std::span<const std::uint8_t, isf::kBlockSize>(*bytes);
-  const auto directory = all.first<isf::kDirectorySize>();
+  auto directory = all.first<isf::kDirectorySize>();
+  isf::sBlockTail tail = isf::LoadBlockTail(all.last<isf::kBlockTailSize>());
   sBlockToRecover wanted;
   wanted.offset = block.offset;
+  const auto moved =
+      IsLikelyTime(tail.baseTime) ? std::nullopt : FindMovedBlock(part, block.offset);
+  if (moved) {
+    const bool isTimeSure = moved->isEntryChanged || IndexedTime(block);
+    (isTimeSure ? report.mended : report.losses)
+        .Add({std::string("bytes were removed from the block's directory or put in: what is behind "
+                          "them is read where it stands now") +
+                  (isTimeSure ? "" : "; its base time may be wrong"),
+              origin + block.offset});
+    wanted.offset = moved->offset;
+    directory = std::span<const std::uint8_t, isf::kDirectorySize>(moved->directory);
+    tail = moved->tail;
+  }
   wanted.keepsTypes = report.state == eCaptureState::Complete;
   wanted.firstNumber = block.number * isf::kItemsPerBlock;
   Surround(number, wanted);
-  const auto baseTime =
-      ChooseTime(number, isf::LoadBlockTail(all.last<isf::kBlockTailSize>()), wanted, directory);
+  const auto baseTime = ChooseTime(number, tail, wanted, directory);
   if (!baseTime) {
     LoseBlock(block, wanted);
     return true;
@@ -292,7 +306,7 @@ std::optional<std::uint64_t> cPartRecovery::ChooseTime(
   evidence.after = timeOf(number + 1);
   evidence.isOfCompleteFile = wanted.keepsTypes;
   evidence.hasItems = block.items != 0;
-  evidence.byModem = [&] { return ModemTime(wanted, directory); };
+  evidence.byModem = [&] { return BaseTimeByModem(part, wanted, directory); };
   const sChosenBaseTime chosen = ChooseBaseTime(evidence);
   if (chosen.problem != nullptr) {
     (chosen.isLoss ? report.losses : report.mended)
@@ -300,26 +314,6 @@ std::optional<std::uint64_t> cPartRecovery::ChooseTime(
               origin + block.offset + isf::kBaseTimeOffset});
   }
   return chosen.time;
-}
-
-// The block's base time by the modem's clock: from the first packet that tells its time.
-std::optional<std::uint64_t> cPartRecovery::ModemTime(
-    const sBlockToRecover& wanted, std::span<const std::uint8_t, isf::kDirectorySize> directory) {
-  const sJudgedDirectory judged =
-      JudgeDirectory(directory, {wanted.offset, 0, wanted.limit, 0, false}, part);
-  cByteWindow window(part);
-  for (std::uint32_t place = 0; place < judged.entries; ++place) {
-    const isf::sDirectoryEntry entry = EntryAt(directory, place);
-    if (!judged.good.test(place)) {
-      continue;
-    }
-    const auto record = window.Read(wanted.RecordsBegin() + entry.position, entry.RecordSize());
-    const auto time = record ? ModemTimeIn(record->last(entry.length)) : std::nullopt;
-    if (time && entry.WidthCode() != isf::kTimeAbsolute64) {
-      return *time - isf::LoadRecordHead(entry, 0, *record).time;
-    }
-  }
-  return std::nullopt;
 }
 
 bool cPartRecovery::HandOver(const sRecoveredBlock& found, std::uint64_t baseTime) {

@@ -52,8 +52,6 @@ class cPartRecovery {
   [[nodiscard]] std::optional<std::uint64_t> ChooseTime(
       std::size_t number, const isf::sBlockTail& tail, const sBlockToRecover& wanted,
       std::span<const std::uint8_t, isf::kDirectorySize> directory);
-  [[nodiscard]] std::optional<std::uint64_t> ModemTime(
-      const sBlockToRecover& wanted, std::span<const std::uint8_t, isf::kDirectorySize> directory);
   [[nodiscard]] bool HandOver(const sRecoveredBlock& found, std::uint64_t baseTime);
   [[nodiscard]] bool IsUnfinished(std::size_t number, const sBlockToRecover& wanted,
                                   const sLostItems& lost);

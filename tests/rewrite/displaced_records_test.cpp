@@ -86,6 +86,59 @@ TEST_F(DisplacedRecordsTest, TheLastBlockIsMendedToo) {
   }
 }
 
+TEST_F(DisplacedRecordsTest, AByteOfADirectoryCostsTwoItemsAtMost) {
+  const auto items = ManyRealItems(40);
+  std::vector<std::size_t> places;
+  for (std::size_t place = 4; place < 57'348; place += place < 4 + 7 * 42 ? 1 : 1901) {
+    places.push_back(place);
+  }
+  places.insert(places.end(), {57'348, 57'351, 57'355});  // of the link
+  for (const ByteVector& whole : {BuildItems(items).Closed(), BuildItems(items).Unclosed()}) {
+    for (const std::size_t place : places) {
+      SCOPED_TRACE(std::to_string(place) + " of " + std::to_string(whole.size()));
+      file = whole;
+      Remove(place, 1);
+      EXPECT_LE(Missing(Recover(file).items, items), 2U);
+      file = whole;
+      Insert(place, 1);
+      EXPECT_LE(Missing(Recover(file).items, items), 2U);
+    }
+  }
+}
+
+TEST_F(DisplacedRecordsTest, MoreBytesOfADirectoryCostTheirEntries) {
+  const auto items = ManyRealItems(300);
+  file = BuildItems(items).Unclosed();
+  Remove(4 + 7 * 100 + 3, 4);
+  EXPECT_LE(Missing(Recover(file).items, items), 3U);
+  file = BuildItems(items).Unclosed();
+  Insert(4 + 7 * 100 + 3, 64);
+  const sOutcome outcome = Recover(file);
+  EXPECT_LE(Missing(outcome.items, items), 3U);
+  EXPECT_THAT(TextsOf(outcome.report.mended),
+              ::testing::Contains(::testing::HasSubstr("bytes were removed from the block's")));
+}
+
+TEST_F(DisplacedRecordsTest, ADirectoryThatLostAByteMovesTheBlocksBehindIt) {
+  const auto items = ManyLogs(2 * 8192 + 5);
+  for (const bool isClosed : {true, false}) {
+    file = isClosed ? BuildItems(items).Closed() : BuildItems(items).Unclosed();
+    Remove(4 + 7 * 500 + 3, 1);
+    EXPECT_LE(Missing(Recover(file).items, items), 2U);
+    file = isClosed ? BuildItems(items).Closed() : BuildItems(items).Unclosed();
+    Remove(57'364 + 8192 * 29 + 7 * 500 + 3, 1);  // of the second block
+    EXPECT_LE(Missing(Recover(file).items, items), 3U);
+  }
+}
+
+TEST_F(DisplacedRecordsTest, ATimeThatMayBeWrongIsToldAsALoss) {
+  const auto items = ManyRealItems(40);
+  file = BuildItems(items).Unclosed();
+  Remove(57'356, 1);  // the lowest byte of the base time
+  EXPECT_THAT(TextsOf(Recover(file).report.losses),
+              ::testing::Contains(::testing::HasSubstr("its base time may be wrong")));
+}
+
 TEST_F(DisplacedRecordsTest, WhatIsFoundNowhereIsLost) {
   // More than is looked at is put in, and what was in its place is no record.
   const auto items = ManyLogs(8192 + 5);
