@@ -215,6 +215,30 @@ class FollowList(LiveTestCase):
         self.assertEqual(process.returncode, 3, errors)
         self.assertIn("the file was not closed", errors)
 
+    def test_bytes_behind_the_trailer_are_told_at_the_end(self):
+        capture = self.grow()
+        capture.close()
+        end = self.path.stat().st_size
+        with open(self.path, "ab") as file:
+            file.write(b"more")
+        process = self.follow_list("--fields", "number")
+        errors = self.end(process)
+        self.assertEqual(process.stdout.read(), b"0\n1\n")
+        self.assertEqual(process.returncode, 1, errors)
+        self.assertIn(f"4 bytes stand behind the trailer, at offset {end}", errors)
+
+    def test_a_removed_file_is_waited_for_until_a_stop(self):
+        capture = self.grow()
+        process = self.follow_list("--fields", "number")
+        out = Reader(process.stdout)
+        out.wait_for(1, b"1\n")
+        self.path.unlink()
+        capture.add_message()  # its recorder still has it open
+        out.wait_for(1, b"2\n")
+        self.assertIsNone(process.poll())
+        process.send_signal(signal.SIGINT)
+        self.assertEqual((self.end(process).count("not closed"), process.returncode), (1, 3))
+
     def test_nothing_selected_is_told_at_the_end(self):
         capture = self.grow()
         process = self.follow_list("--type", "31")
