@@ -181,6 +181,25 @@ TEST_F(ItemFollowerTest, ADamagedFileEndsWithItsTrailerToo) {
   EXPECT_EQ(follower.File()->State(), eCaptureState::Damaged);
 }
 
+TEST_F(ItemFollowerTest, BytesBehindTheTrailerDoNotKeepItGoing) {
+  ByteVector bytes = SmallCapture().Closed();
+  bytes.insert(bytes.end(), 100, 0x7E);
+  Rewrite(bytes);
+  EXPECT_EQ(TakeAll(), eFollowing::Closed);
+  EXPECT_EQ(taken.size(), 3U);
+  EXPECT_EQ(follower.File()->State(), eCaptureState::Damaged);
+}
+
+TEST_F(ItemFollowerTest, ARemovedFileIsWaitedFor) {
+  Rewrite(SmallCapture().Unclosed());
+  EXPECT_EQ(TakeAll(), eFollowing::Going);
+  std::error_code refused;  // by Windows, as the file is open
+  std::filesystem::remove(path, refused);
+  EXPECT_EQ(TakeAll(), eFollowing::Going);
+  EXPECT_EQ(taken.size(), 3U);
+  EXPECT_EQ(Trouble(), "");
+}
+
 TEST_F(ItemFollowerTest, AFileWithoutItsHeaderIsWaitedFor) {
   const ByteVector bytes = SmallCapture().Closed();
   for (std::size_t length = 0; length < 4; ++length) {
