@@ -11,6 +11,12 @@ MACHINE_X64 = 0x8664
 IMAGE_IS_DLL = 0x2000
 RELOCATIONS_STRIPPED = 0x0001
 
+SECTION_EXECUTABLE = 0x20000000
+SECTION_WRITABLE = 0x80000000
+
+# Kinds of base relocations: none, which fills up a block, and an address of 64 bits.
+RELOCATION_NONE, RELOCATION_ADDRESS_64 = 0, 10
+
 _EXPORTS, _IMPORTS, _RESOURCES, _RELOCATIONS = 0, 1, 2, 5
 _RESOURCE_VERSION = 16
 _IMPORT_BY_NUMBER = 1 << 63
@@ -24,7 +30,7 @@ class Image:
         pe = self._u32(0x3C)
         if self._data[pe : pe + 4] != b"PE\0\0":
             raise ValueError("no PE header")
-        self.machine, sections = struct.unpack_from("<HH", self._data, pe + 4)
+        self.machine, sections, self.timestamp = struct.unpack_from("<HHI", self._data, pe + 4)
         optional_size, self.characteristics = struct.unpack_from("<HH", self._data, pe + 20)
         optional = pe + 24
         if self._u16(optional) != 0x20B:
@@ -37,6 +43,10 @@ class Image:
         table = optional + optional_size
         self._sections = [
             struct.unpack_from("<IIII", self._data, table + 40 * i + 8) for i in range(sections)
+        ]
+        # (place in the table, characteristics); names of more than 8 characters stand elsewhere.
+        self.section_characteristics = [
+            (i, self._u32(table + 40 * i + 36)) for i in range(sections)
         ]
 
     def _u16(self, offset):
@@ -100,8 +110,31 @@ class Image:
         return names
 
     @property
+    def export_timestamp(self):
+        return self._u32(self._offset(self._directories[_EXPORTS][0]) + 4)
+
+    @property
     def has_relocations(self):
         return self._directories[_RELOCATIONS][1] > 0
+
+    @property
+    def relocations(self):
+        """(kind, relative virtual address) of each place that holds an address of the image."""
+        address, size = self._directories[_RELOCATIONS]
+        block, end = self._offset(address), self._offset(address) + size
+        found = []
+        while block < end:
+            page, block_size = struct.unpack_from("<II", self._data, block)
+            if block_size < 8 or block + block_size > end:
+                raise ValueError("a block of relocations goes beyond their table")
+            for (entry,) in struct.iter_unpack("<H", self._data[block + 8 : block + block_size]):
+                found.append((entry >> 12, page + (entry & 0xFFF)))
+            block += block_size
+        return found
+
+    def holds(self, text):
+        """Whether the bytes of the text are anywhere in the file."""
+        return text.encode("utf-8") in self._data or text.encode("utf-16-le") in self._data
 
     def _resource_entries(self, root, offset):
         """identifier -> offset of the entry's data or sub-directory, within the resource section"""
