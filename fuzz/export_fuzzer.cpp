@@ -164,12 +164,21 @@ void CheckJsonLines(const sExported& exported) {
   Require(rows == exported.items.size() + exported.markers, "every item has a line");
 }
 
+// Of seven bits, and none that a table has.
+[[nodiscard]] bool IsControl(char byte) {
+  return (byte >= 0 && byte < ' ' && byte != '\t' && byte != '\r' && byte != '\n') || byte == 0x7F;
+}
+
 void CheckCsv(const sExported& exported) {
   Require(IsUtf8(exported.written), "CSV is UTF-8");
   const auto rows = ReadCsv(exported.written);
   Require(rows.size() == 1 + exported.items.size() + exported.markers, "every item has a row");
   for (const auto& row : rows) {
     Require(row.size() == ItemFields().size(), "a row has every field");
+    for (const std::string& field : row) {
+      Require(field.find_first_of("=+-@\t\r") != 0, "no field is a formula");
+      Require(std::ranges::none_of(field, IsControl), "no field obeys a terminal");
+    }
   }
   Require(std::ranges::equal(rows[0], ItemFields(), {}, {}, &sItemField::name),
           "the first row has the names");

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
+#include "convert/characters.h"
+
 namespace corvane {
 namespace {
 
@@ -13,17 +15,25 @@ namespace {
   });
 }
 
-[[nodiscard]] std::string JsonString(std::string_view text) {
+[[nodiscard]] std::string DumpString(std::string_view text) {
   return nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+}
+
+// Spreadsheets take a text that begins with one of these for a formula, which can start programs
+// and send what is in other cells. An apostrophe in front makes it a text for them.
+[[nodiscard]] bool LooksLikeFormula(std::string_view text) {
+  constexpr std::string_view kBeginnings = "=+-@\t\r";
+  return !text.empty() && kBeginnings.find(text.front()) != kBeginnings.npos;
 }
 
 // `text` is well-formed.
 void AppendField(std::string& row, std::string_view text) {
+  const std::string_view apostrophe = LooksLikeFormula(text) ? "'" : "";
   if (text.find_first_of(",\"\r\n") == std::string_view::npos) {
-    row += text;
+    (row += apostrophe) += text;
     return;
   }
-  row += '"';
+  (row += '"') += apostrophe;
   for (const char character : text) {
     row.append(character == '"' ? 2 : 1, character);
   }
@@ -33,7 +43,7 @@ void AppendField(std::string& row, std::string_view text) {
 }  // namespace
 
 std::string WellFormed(std::string_view text) {
-  return nlohmann::json::parse(JsonString(text)).get<std::string>();
+  return nlohmann::json::parse(DumpString(text)).get<std::string>();
 }
 
 void AppendJsonString(std::string& row, std::string_view text) {
@@ -42,8 +52,35 @@ void AppendJsonString(std::string& row, std::string_view text) {
     row += text;
     row += '"';
   } else {
-    row += JsonString(text);
+    row += InertJson(DumpString(text));
   }
+}
+
+std::string InertJson(std::string_view json) {
+  constexpr std::string_view kHexDigits = "0123456789abcdef";
+  // What such characters begin with, but for those that JSON itself does not allow.
+  constexpr std::string_view kFirstBytes = "\x7F\xC2\xD8\xE2";
+  std::string inert;
+  inert.reserve(json.size());
+  while (!json.empty()) {
+    const std::size_t place = std::min(json.find_first_of(kFirstBytes), json.size());
+    inert += json.substr(0, place);
+    json.remove_prefix(place);
+    if (json.empty()) {
+      break;
+    }
+    const sCharacter character = FirstCharacter(json);
+    if (ActsOnText(character.code)) {
+      inert += "\\u";
+      for (int shift = 12; shift >= 0; shift -= 4) {
+        inert += kHexDigits[character.code >> shift & 0xF];
+      }
+    } else {
+      inert += json.substr(0, character.size);
+    }
+    json.remove_prefix(character.size);
+  }
+  return inert;
 }
 
 void AppendSeparatedField(std::string& row, std::string_view text) {
@@ -51,25 +88,16 @@ void AppendSeparatedField(std::string& row, std::string_view text) {
     row += text;
     return;
   }
-  constexpr std::string_view kHexDigits = "0123456789ABCDEF";
-  constexpr unsigned char kDelete = 0x7F;
-  for (const char character : WellFormed(text)) {
-    const auto byte = static_cast<unsigned char>(character);
-    if (byte >= ' ' && byte != kDelete) {
-      row += character;
-    } else {
-      row += "\\x";
-      row += kHexDigits[byte >> 4];
-      row += kHexDigits[byte & 0xF];
-    }
-  }
+  AppendInert(row, WellFormed(text), {});
 }
 
 void AppendCsvField(std::string& row, std::string_view text) {
   if (IsPlain(text)) {
     AppendField(row, text);
   } else {
-    AppendField(row, WellFormed(text));
+    std::string inert;
+    AppendInert(inert, WellFormed(text), "\t\r\n");
+    AppendField(row, inert);
   }
 }
 

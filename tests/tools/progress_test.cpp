@@ -130,5 +130,16 @@ TEST_F(ProgressTest, OpeningALargeCaptureShowsABar) {
   EXPECT_EQ(BarsIn(::testing::internal::GetCapturedStderr()), 1);
 }
 
+TEST_F(ProgressTest, TheBarDoesNothingToATerminal) {
+  const cProgressByClock clock(HurriedClock);
+  ::testing::internal::CaptureStderr();
+  {
+    cProgress progress("a\x1B[2J\rb\u202E.isf", 2);
+    progress.ShowNow(1);
+  }
+  const std::string shown = ::testing::internal::GetCapturedStderr();
+  EXPECT_NE(shown.find("\ra\\x1B[2J\\x0Db\\u202E.isf  ["), std::string::npos) << shown;
+}
+
 }  // namespace
 }  // namespace corvane::tools

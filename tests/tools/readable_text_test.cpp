@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <iostream>
+#include <streambuf>
+
+#include "corvane/command/inert_messages.h"
 #include "reader/capture_builder.h"
 
 namespace corvane::tools {
@@ -9,11 +13,48 @@ namespace {
 
 using std::chrono::milliseconds;
 
+// Takes nothing.
+class cFullBuffer : public std::streambuf {};
+
 TEST(ReadableTextTest, QuotedTextStaysOnItsLineAndObeysNoTerminal) {
   EXPECT_EQ(Quote("a \"b\" \\ c"), R"("a \"b\" \\ c")");
   EXPECT_EQ(Quote("a\nb\x1B[2J\x7F"), R"("a\x0Ab\x1B[2J\x7F")");
   EXPECT_EQ(Quote("\xC2\x9B\xC2\xA0\xC3\xBC"), "\"\\x9B\xC2\xA0\xC3\xBC\"");
   EXPECT_EQ(Quote(""), "\"\"");
+}
+
+TEST(ReadableTextTest, TextThatTurnsTheDirectionOfWritingShowsIt) {
+  EXPECT_EQ(Quote("a\u202Ecod.exe\u202C"), R"("a\u202Ecod.exe\u202C")");
+  EXPECT_EQ(Readable("\u061C\u200E\u200F\u2028\u2029\u2066\u206F"),
+            R"(\u061C\u200E\u200F\u2028\u2029\u2066\u206F)");
+  // Letters that are written from the right, and joiners, are text.
+  EXPECT_EQ(Readable("\u05D0\u0627\u200D"), "\u05D0\u0627\u200D");
+}
+
+TEST(ReadableTextTest, MessagesDoNothingToATerminal) {
+  testing::internal::CaptureStderr();
+  {
+    const cInertMessages messages;
+    std::cerr << "a\x1B[2J\rb\u202E" << '\x07' << "\tc\xFF\n" << std::flush;
+  }
+  std::cerr << "\x1B";
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "a\\x1B[2J\\x0Db\\u202E\\x07\tc\\xFF\n\x1B");
+}
+
+TEST(ReadableTextTest, MessagesThatCannotBeWrittenFail) {
+  std::streambuf* const before = std::cerr.rdbuf(nullptr);
+  cFullBuffer full;
+  std::cerr.rdbuf(&full);
+  {
+    const cInertMessages messages;
+    std::cerr << "text";
+    EXPECT_TRUE(std::cerr.bad());
+    std::cerr.clear();
+    std::cerr.put('a');
+    EXPECT_TRUE(std::cerr.bad());
+  }
+  std::cerr.rdbuf(before);
+  std::cerr.clear();
 }
 
 TEST(ReadableTextTest, BytesThatAreNoUtf8AreQuotedAsNumbers) {

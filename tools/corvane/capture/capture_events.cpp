@@ -2,6 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "corvane/command/readable_text.h"
 #include "corvane/reading/item_wording.h"
 #include "reader/utc_time.h"
 
@@ -15,9 +16,7 @@ using Json = nlohmann::ordered_json;
 }
 
 // Texts may hold bytes that are no UTF-8: paths, for one.
-[[nodiscard]] std::string Text(const Json& event) {
-  return event.dump(-1, ' ', false, Json::error_handler_t::replace);
-}
+[[nodiscard]] std::string Text(const Json& event) { return JsonText(event); }
 
 [[nodiscard]] double InSeconds(std::chrono::milliseconds time) {
   return static_cast<double>(time.count()) / 1000.0;

@@ -8,6 +8,8 @@
 #include <string_view>
 #include <utility>
 
+#include "corvane/command/readable_text.h"
+
 namespace corvane::tools {
 namespace {
 
@@ -103,7 +105,7 @@ void WriteJson(const std::vector<sListedDevice>& devices, std::ostream& out) {
       line["answer"] = device.answer->text;
     }
     // A driver's text need not be UTF-8.
-    out << line.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << '\n';
+    out << JsonText(line) << '\n';
   }
 }
 

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "corvane/command/help.h"
+#include "corvane/command/inert_messages.h"
 #include "corvane/command/standard_streams.h"
 #include "corvane/command/usage_error.h"
 #include "corvane/live/extcap_command.h"
@@ -86,6 +87,7 @@ void AddCommands(CLI::App& app, int& exitCode) {
 
 int RunCommandLine(int argc, const char* const* argv) {
   const cUtf8Console console;
+  const cInertMessages messages;
   const std::vector<std::string> arguments(argv + std::min(argc, 1), argv + argc);
   if (IsExtcapCall(arguments)) {
     return RunExtcap(arguments, std::cout, std::cerr);

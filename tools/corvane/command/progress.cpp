@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <iostream>
 
+#include "corvane/command/readable_text.h"
 #include "corvane/command/standard_streams.h"
 
 namespace corvane::tools {
@@ -23,6 +24,9 @@ cProgressByClock::Clock clockOfTest = nullptr;
 
 [[nodiscard]] bool IsShown() { return clockOfTest != nullptr || StandardErrorIsTerminal(); }
 
+// The bar goes to standard error by std::clog: std::cerr lets no carriage return through
+// (inert_messages.h).
+
 // The end of a long name: a bar that does not fit into a line of the terminal could not be redrawn.
 [[nodiscard]] std::string Shortened(const std::string& name) {
   constexpr std::size_t kLongest = 36;
@@ -39,7 +43,7 @@ cProgressByClock::Clock clockOfTest = nullptr;
 }  // namespace
 
 cProgress::cProgress(const std::string& work, std::uint64_t total)
-    : name(Shortened(work)),
+    : name(Shortened(Readable(work))),
       all(total),
       isShown(total != 0 && IsShown()),
       next(isShown ? Now() + std::chrono::seconds(1) : std::chrono::steady_clock::time_point()) {}
@@ -70,13 +74,13 @@ void cProgress::Draw(std::uint64_t done) {
   const auto filled = static_cast<std::size_t>(part * static_cast<double>(kBarWidth));
   const std::string bar =
       fmt::format("{}  [{:<{}}] {:3.0f} %", name, std::string(filled, '#'), kBarWidth, part * 100);
-  std::cerr << '\r' << bar << std::flush;
+  std::clog << '\r' << bar << std::flush;
   length = std::max(length, bar.size());
 }
 
 void cProgress::Wipe() {
   if (length != 0) {
-    std::cerr << '\r' << std::string(length, ' ') << '\r' << std::flush;
+    std::clog << '\r' << std::string(length, ' ') << '\r' << std::flush;
     length = 0;
   }
 }

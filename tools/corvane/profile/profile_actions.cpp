@@ -155,7 +155,7 @@ constexpr std::size_t kLargestProfile = std::size_t{16} * 1024 * 1024;
     result["warnings"].push_back(std::move(entry));
   }
   // A file's name need not be UTF-8.
-  return result.dump(-1, ' ', false, Json::error_handler_t::replace) + '\n';
+  return JsonText(result) + '\n';
 }
 
 [[nodiscard]] std::string CheckText(const sProfileCheck& check) {
@@ -186,7 +186,7 @@ int ListProfiles(const std::vector<sShippedProfile>& profiles, bool isJson, std:
                           {"path", TextOf(profile.path)},
                           {"purpose", profile.purpose},
                           {"rate", profile.rate}};
-      out << entry.dump(-1, ' ', false, Json::error_handler_t::replace) << '\n';
+      out << JsonText(entry) << '\n';
     } else {
       out << profile.name << '\n' << Wrap(profile.purpose, "    ") << Wrap(profile.rate, "    ");
     }

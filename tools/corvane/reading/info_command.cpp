@@ -11,6 +11,7 @@
 #include "corvane/command/file_options.h"
 #include "corvane/command/help.h"
 #include "corvane/command/progress.h"
+#include "corvane/command/readable_text.h"
 #include "corvane/reading/capture_summary.h"
 #include "corvane/reading/item_wording.h"
 #include "corvane/reading/open_capture.h"
@@ -31,7 +32,7 @@ namespace {
   std::string text = fmt::format(
       "File:         {}\nHeader:       0x{:08X}\nState:        {}\nSize:         {} bytes\n"
       "Blocks:       {}\nItems:        {}\n",
-      InputName(path), isf::kHeaderMagic, state, file.Size(), file.Blocks().size(),
+      Readable(InputName(path)), isf::kHeaderMagic, state, file.Size(), file.Blocks().size(),
       file.ItemCount());
   if (file.PassedOver() != 0) {
     text += fmt::format("Passed over:  {}\n", file.PassedOver());

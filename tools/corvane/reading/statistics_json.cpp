@@ -4,6 +4,7 @@
 #include <string>
 #include <utility>
 
+#include "corvane/command/readable_text.h"
 #include "corvane/reading/item_wording.h"
 #include "corvane/reading/statistics_output.h"
 #include "reader/utc_time.h"
@@ -12,11 +13,6 @@ namespace corvane::tools {
 namespace {
 
 using Json = nlohmann::ordered_json;
-
-// A modem's and a file's names may be any bytes.
-[[nodiscard]] std::string Dump(const Json& value) {
-  return value.dump(-1, ' ', false, Json::error_handler_t::replace);
-}
 
 [[nodiscard]] Json RateJson(std::uint64_t count, std::uint64_t span) {
   const std::optional<double> rate = RateOf(count, span);
@@ -105,7 +101,7 @@ class cJsonObject {
  public:
   explicit cJsonObject(std::ostream& stream) : out(stream) { out << '{'; }
 
-  void Add(const char* name, const Json& value) { Name(name) << Dump(value); }
+  void Add(const char* name, const Json& value) { Name(name) << JsonText(value); }
 
   void AddMembers(const Json& object) {
     for (const auto& [name, value] : object.items()) {
@@ -127,7 +123,7 @@ class cJsonObject {
     isFirstRow = true;
   }
   void AddRow(const Json& row) {
-    out << (std::exchange(isFirstRow, false) ? "\n" : ",\n") << Dump(row);
+    out << (std::exchange(isFirstRow, false) ? "\n" : ",\n") << JsonText(row);
   }
   void EndArray() { out << ']'; }
 
@@ -140,7 +136,7 @@ class cJsonObject {
 
  private:
   std::ostream& Name(const char* name) {
-    return out << (std::exchange(isFirst, false) ? "\n" : ",\n") << Dump(name) << ": ";
+    return out << (std::exchange(isFirst, false) ? "\n" : ",\n") << JsonText(Json(name)) << ": ";
   }
 
   std::ostream& out;

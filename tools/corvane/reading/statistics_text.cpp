@@ -50,8 +50,8 @@ class cTextReport {
   void WriteHead(const sStatisticsSubject& subject, bool isSelection) {
     const sItemTotals& all = statistics.Counts().All();
     const std::uint64_t span = statistics.Counts().Span();
-    Print("File:         {}\nState:        {}\nItems:        {}", subject.path, subject.state,
-          FormatCount(all.items));
+    Print("File:         {}\nState:        {}\nItems:        {}", Readable(subject.path),
+          subject.state, FormatCount(all.items));
     if (isSelection) {
       Print(" selected of {}", FormatCount(subject.fileItems));
     }

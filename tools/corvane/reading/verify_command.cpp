@@ -39,15 +39,13 @@ class cLines {
 };
 
 // A text of JSON; a path or a problem may hold bytes that are no UTF-8.
-[[nodiscard]] std::string Line(const Json& object) {
-  return object.dump(-1, ' ', false, Json::error_handler_t::replace) + '\n';
-}
+[[nodiscard]] std::string Line(const Json& object) { return JsonText(object) + '\n'; }
 
 // One violation after the other, of one file.
 class cFileReport {
  public:
   cFileReport(const std::string& file, const sVerifyFiles& wanted, cLines& lines)
-      : path(InputName(file)), request(wanted), out(lines) {}
+      : path(InputName(file)), shownPath(Readable(path)), request(wanted), out(lines) {}
   cFileReport(const cFileReport&) = delete;
   cFileReport& operator=(const cFileReport&) = delete;
 
@@ -62,7 +60,7 @@ class cFileReport {
       }
       text += Line(line);
     } else {
-      text += fmt::format("{}: offset {}: {}; rule {}: {}\n", path, violation.offset,
+      text += fmt::format("{}: offset {}: {}; rule {}: {}\n", shownPath, violation.offset,
                           violation.problem, RuleName(violation.rule), RuleText(violation.rule));
     }
     if (text.size() >= kPiece) {
@@ -96,7 +94,7 @@ class cFileReport {
                     {"blocks", verified.blocks},
                     {"bytes", verified.size}});
     } else {
-      text += fmt::format("{}: {}: {}, {}", path, verdict, FormatItems(verified.items),
+      text += fmt::format("{}: {}: {}, {}", shownPath, verdict, FormatItems(verified.items),
                           FormatBytes(verified.size));
       if (code == kExitFailed) {
         text +=
@@ -119,6 +117,7 @@ class cFileReport {
   }
 
   const std::string path;
+  const std::string shownPath;
   const sVerifyFiles& request;
   cLines& out;
   std::string text;
