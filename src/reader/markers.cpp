@@ -1,10 +1,13 @@
 #include "reader/markers.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
-#include "platform/append.h"
+#include "platform/file_names.h"
+#include "platform/files.h"
 #include "reader/utc_time.h"
 
 namespace corvane {
@@ -66,6 +69,12 @@ cMarkerReader::cMarkerReader(const std::string& capturePath)
 
 void cMarkerReader::LookAgain() {
   // Opened anew: the file may not have been there, and a stream at its end stays there.
+  std::error_code ignored;  // what cannot be looked at is not there
+  // A pipe would be waited for, and a device need not end.
+  if (!std::filesystem::is_regular_file(PathOf(path), ignored)) {
+    atEnd = true;
+    return;
+  }
   file = std::ifstream(path, std::ios::binary);
   file.seekg(position);
   atEnd = !file.is_open();

@@ -29,7 +29,7 @@ inline constexpr std::size_t kLongestMarker = 1000;
 
 // Adds a marker behind those that the capture has; makes the file where there is none. The line is
 // written whole, in one piece: several programs may add markers at once. False when it cannot be
-// written.
+// written, or would be written where a link leads.
 [[nodiscard]] bool AddMarker(const std::string& capturePath, const sMarker& marker);
 
 // How many bytes of markers are sorted at once: tens of thousands, more than anybody sets.
@@ -41,7 +41,8 @@ inline constexpr std::size_t kMostWaitingMarkers = 4U << 20U;
 // memory: a marker that stands further behind its place in the file comes late.
 class cMarkerReader {
  public:
-  // A capture without markers has none to give, nor has one without a name.
+  // A capture without markers has none to give, nor has one without a name. Where what has the name
+  // is no file there are none.
   explicit cMarkerReader(const std::string& capturePath);
 
   // The next marker that belongs in front of an item of this time: set before it, or in the same

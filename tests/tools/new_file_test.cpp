@@ -118,6 +118,7 @@ TEST_F(NewFileTest, AFolderIsNoFile) {
 TEST_F(NewFileTest, AFileThatIsGoneCannotBeCompleted) {
   cNewFile file(path, false);
   ASSERT_EQ(file.Begin(), std::nullopt);
+  std::filesystem::remove(file.WritePath());
   const auto obstacle = file.Complete();
   ASSERT_TRUE(obstacle);
   EXPECT_TRUE(obstacle->starts_with(path + " could not be given its name: "));

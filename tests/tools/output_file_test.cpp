@@ -212,5 +212,16 @@ TEST_F(OutputFileTest, NamesMayHaveAnyLetters) {
   EXPECT_EQ(Text(name), "new");
 }
 
+TEST_F(OutputFileTest, NamesOfOlderPiecesArePassedOver) {
+  Write(path, "old");
+  Write(path + ".part", "half");
+  Write(MarkerPath(path + ".part2"), "marker");
+  cOutputFile file(path, true);
+  ASSERT_EQ(file.Begin(), std::nullopt);
+  EXPECT_EQ(file.WritePath(), path + ".part3");
+  EXPECT_TRUE(std::filesystem::exists(path + ".part3"));
+  EXPECT_EQ(Text(path + ".part"), "half");
+}
+
 }  // namespace
 }  // namespace corvane::tools

@@ -6,12 +6,12 @@
 #include <array>
 #include <cerrno>
 #include <filesystem>
-#include <fstream>
 #include <functional>
 #include <system_error>
 #include <vector>
 
 #include "platform/file_names.h"
+#include "platform/files.h"
 #include "reader/markers.h"
 #include "reader/utc_time.h"
 
@@ -84,25 +84,16 @@ void ForEachPiece(std::string_view name,
           std::find(kNumbers.begin(), kNumbers.end(), name.substr(kKindLength)) != kNumbers.end());
 }
 
-[[nodiscard]] bool Exists(const std::string& path) {
+// A link has the name, too, wherever it leads.
+[[nodiscard]] bool IsTaken(const std::string& path) {
   std::error_code ignored;  // what cannot be looked at is told by opening it
-  return fs::exists(PathOf(path), ignored);
+  return fs::exists(fs::symlink_status(PathOf(path), ignored));
 }
 
 // Removes a file that may not be there.
 void RemoveFile(const std::string& path) {
   std::error_code ignored;  // it stays, and there is something else to tell
   fs::remove(PathOf(path), ignored);
-}
-
-// A name beside `path` that neither a file nor its markers have. A capture that was ended by force
-// leaves one.
-[[nodiscard]] std::string FreeNameBeside(const std::string& path) {
-  std::string name = path + ".part";
-  for (int number = 2; Exists(name) || Exists(MarkerPath(name)); ++number) {
-    name = fmt::format("{}.part{}", path, number);
-  }
-  return name;
 }
 
 }  // namespace
@@ -178,24 +169,6 @@ void cOutputFile::Remove() {
 }
 
 std::optional<std::string> cOutputFile::Begin() {
-  if (auto obstacle = ChooseName()) {
-    return obstacle;
-  }
-  std::error_code ignored;  // what cannot be looked at is told by opening it
-  const fs::file_status status = fs::status(PathOf(written), ignored);
-  if (fs::exists(status) && !fs::is_regular_file(status)) {
-    return std::nullopt;  // a pipe could not even be opened before somebody reads it
-  }
-  isMade = !fs::exists(status);
-  if (!std::ofstream(written, std::ios::binary | std::ios::app).is_open()) {
-    const std::string reason = std::generic_category().message(errno);
-    isMade = false;
-    return fmt::format("the capture file {} cannot be written: {}", written, reason);
-  }
-  return std::nullopt;
-}
-
-std::optional<std::string> cOutputFile::ChooseName() {
   std::error_code ignored;  // what cannot be looked at is told by opening it
   const fs::file_status status = fs::status(PathOf(wanted), ignored);
   if (fs::is_directory(status)) {
@@ -203,22 +176,49 @@ std::optional<std::string> cOutputFile::ChooseName() {
   }
   written = wanted;
   if (fs::exists(status) && !fs::is_regular_file(status)) {
-    return std::nullopt;  // what is written to a device or a pipe replaces nothing
-  }
-  const bool hasMarkers = Exists(MarkerPath(wanted));
-  if (!fs::exists(status) && !hasMarkers) {
+    // What is written to a device or a pipe replaces nothing, and a pipe could not even be opened
+    // before somebody reads it.
     return std::nullopt;
   }
+  const bool isThere = IsTaken(wanted);
+  if (!isThere && !IsTaken(MarkerPath(wanted))) {
+    return MakeEmpty();
+  }
   if (!replaces) {
-    return fmt::format("{} is there already; --overwrite replaces it",
-                       fs::exists(status) ? wanted : MarkerPath(wanted));
+    return IsThere(isThere ? wanted : MarkerPath(wanted));
   }
   if (fs::is_symlink(PathOf(wanted), ignored) && fs::exists(status)) {
     // The link stays, and the file that it leads to is replaced.
     wanted = TextOf(fs::canonical(PathOf(wanted)));
   }
-  written = FreeNameBeside(wanted);
-  return std::nullopt;
+  return MakeEmptyBeside();
+}
+
+std::string cOutputFile::IsThere(const std::string& path) {
+  return fmt::format("{} is there already; --overwrite replaces it", path);
+}
+
+std::optional<std::string> cOutputFile::MakeEmpty() {
+  switch (MakeNewFile(written)) {
+    case eMaking::Made:
+      isMade = true;
+      return std::nullopt;
+    case eMaking::NameIsTaken:
+      return IsThere(written);  // someone else has made it in the meantime
+    case eMaking::Failed:
+      break;
+  }
+  return fmt::format("the capture file {} cannot be written: {}", written,
+                     std::generic_category().message(errno));
+}
+
+std::optional<std::string> cOutputFile::MakeEmptyBeside() {
+  written = wanted + ".part";
+  // Nor may a file have the name of its markers. A capture that was ended by force leaves both.
+  for (int number = 2; IsTaken(written) || IsTaken(MarkerPath(written)); ++number) {
+    written = fmt::format("{}.part{}", wanted, number);
+  }
+  return MakeEmpty();
 }
 
 std::optional<std::string> cOutputFile::Keep() {
@@ -234,7 +234,7 @@ std::optional<std::string> cOutputFile::Keep() {
   }
   // The markers of the file that is gone go too.
   RemoveFile(MarkerPath(wanted));
-  if (Exists(MarkerPath(written))) {
+  if (IsTaken(MarkerPath(written))) {
     fs::rename(PathOf(MarkerPath(written)), PathOf(MarkerPath(wanted)), error);
     if (error) {
       return fmt::format("the markers of {} could not be given their name: {}; they are in {}",

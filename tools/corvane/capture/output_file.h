@@ -41,7 +41,8 @@ class cOutputFile {
   cOutputFile& operator=(const cOutputFile&) = delete;
   ~cOutputFile();
 
-  // Chooses the name to record to, and makes an empty file of that name where there is none.
+  // Chooses the name to record to, and makes an empty file of that name: nothing had it, no link
+  // either.
   // Returns why that cannot be, as a sentence for the user, or nothing.
   [[nodiscard]] std::optional<std::string> Begin();
 
@@ -60,7 +61,9 @@ class cOutputFile {
   [[nodiscard]] std::optional<std::string> Keep();
 
  private:
-  [[nodiscard]] std::optional<std::string> ChooseName();
+  [[nodiscard]] static std::string IsThere(const std::string& path);
+  [[nodiscard]] std::optional<std::string> MakeEmpty();
+  [[nodiscard]] std::optional<std::string> MakeEmptyBeside();
   void Remove();
 
   std::string wanted;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <string>
 #include <utility>
 
 #include "corvane/command/temporary_file.h"
@@ -60,17 +61,28 @@ class cDeletedOnClose final : public cTemporaryFile {
 
 std::unique_ptr<cTemporaryFile> cTemporaryFile::Make(std::string& reason) {
   std::array<wchar_t, MAX_PATH + 1> folder{};
-  std::array<wchar_t, MAX_PATH + 1> name{};
-  if (GetTempPathW(static_cast<DWORD>(folder.size()), folder.data()) != 0 &&
-      GetTempFileNameW(folder.data(), L"cor", 0, name.data()) != 0) {
-    FileHandle file(CreateFileW(name.data(), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
-                                CREATE_ALWAYS, FILE_ATTRIBUTE_TEMPORARY | FILE_FLAG_DELETE_ON_CLOSE,
-                                nullptr));
+  DWORD problem = ERROR_SUCCESS;
+  if (GetTempPathW(static_cast<DWORD>(folder.size()), folder.data()) == 0) {
+    problem = GetLastError();
+  }
+  const std::wstring start =
+      std::wstring(folder.data()) + L"corvane-" + std::to_wstring(GetCurrentProcessId()) + L"-";
+  for (unsigned number = GetTickCount(); problem == ERROR_SUCCESS; ++number) {
+    const std::wstring name = start + std::to_wstring(number) + L".tmp";
+    // Whoever else can make files there may have made one of this name, or a link.
+    FileHandle file(CreateFileW(
+        name.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, CREATE_NEW,
+        FILE_ATTRIBUTE_TEMPORARY | FILE_FLAG_DELETE_ON_CLOSE | FILE_FLAG_OPEN_REPARSE_POINT,
+        nullptr));
     if (file) {
       return std::make_unique<cDeletedOnClose>(std::move(file));
     }
+    problem = GetLastError();
+    if (problem == ERROR_FILE_EXISTS || problem == ERROR_ALREADY_EXISTS) {
+      problem = ERROR_SUCCESS;
+    }
   }
-  reason = "no temporary file can be made (error " + std::to_string(GetLastError()) + ")";
+  reason = "no temporary file can be made (error " + std::to_string(problem) + ")";
   return nullptr;
 }
 

@@ -16,7 +16,7 @@ cCaptureOutput::cCaptureOutput(std::string path, bool mayReplace)
     : name(std::move(path)),
       replaces(mayReplace),
       file(name, mayReplace),
-      markerFile(MarkerPath(name), mayReplace) {}
+      markerFile(MarkerPath(name), mayReplace, cNewFile::eLinks::Replaced) {}
 
 std::optional<std::string> cCaptureOutput::Begin(const std::vector<std::string>& inputs) {
   for (const std::string& input : inputs) {
@@ -27,7 +27,7 @@ std::optional<std::string> cCaptureOutput::Begin(const std::vector<std::string>&
   if (auto obstacle = file.BeginCapture()) {
     return obstacle;
   }
-  if (auto obstacle = markerFile.Begin()) {
+  if (auto obstacle = markerFile.BeginCapture()) {
     return obstacle;
   }
   errno = 0;
@@ -81,7 +81,7 @@ std::optional<std::string> cCaptureOutput::CompleteMarkers() {
   // Those of the file that was replaced are none of this one.
   std::error_code error;
   const std::string old = MarkerPath(name);
-  if (replaces && std::filesystem::exists(PathOf(old), error) &&
+  if (replaces && std::filesystem::exists(std::filesystem::symlink_status(PathOf(old), error)) &&
       !std::filesystem::remove(PathOf(old), error)) {
     return fmt::format("{} could not be removed: {}", old, error.message());
   }

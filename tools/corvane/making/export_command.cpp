@@ -87,6 +87,14 @@ struct sExported {
   return result;
 }
 
+// A link that leads nowhere would have a file made there.
+[[nodiscard]] bool IsTaken(const std::string& path) {
+  std::error_code ignored;  // what cannot be looked at is told by opening it
+  const std::filesystem::file_status status = std::filesystem::status(PathOf(path), ignored);
+  return std::filesystem::is_regular_file(status) ||
+         (!std::filesystem::exists(status) && std::filesystem::is_symlink(PathOf(path), ignored));
+}
+
 // What the program ends with.
 [[nodiscard]] int Report(const sExported& exported, const cCaptureFile& file,
                          const sExportRequest& request, std::ostream& errors) {
@@ -138,9 +146,7 @@ std::optional<std::string> ObstacleTo(const sExportRequest& request) {
   if (AreSameFile(request.path, isStream ? request.stream : request.output)) {
     return fmt::format("the export would overwrite the capture {}", request.path);
   }
-  std::error_code ignored;  // what cannot be looked at is told by opening it
-  if (isStream && !request.overwrite &&
-      std::filesystem::is_regular_file(PathOf(request.stream), ignored)) {
+  if (isStream && !request.overwrite && IsTaken(request.stream)) {
     return fmt::format("{} is there already; --overwrite replaces it", request.stream);
   }
   return std::nullopt;

@@ -7,15 +7,16 @@
 #include <tuple>
 
 #include "platform/file_names.h"
+#include "platform/files.h"
 
 namespace corvane::tools {
 namespace {
 
-// A name beside `path` that no file has. One that ended by force may have left some.
-[[nodiscard]] std::string FreeNameBeside(const std::string& path) {
+// Makes an empty file beside `path`. Returns its name, which no one else has given to a file or to
+// a link: one that ended by force may have left some. Where none can be made, opening it tells why.
+[[nodiscard]] std::string MakeBeside(const std::string& path) {
   std::string name = path + ".part";
-  std::error_code ignored;  // opening the file tells what is wrong with the folder
-  for (int number = 2; std::filesystem::exists(PathOf(name), ignored); ++number) {
+  for (int number = 2; MakeNewFile(name) == eMaking::NameIsTaken; ++number) {
     name = fmt::format("{}.part{}", path, number);
   }
   return name;
@@ -35,22 +36,27 @@ std::optional<std::string> cNewFile::Begin() {
     return "the name of the file to make is empty";
   }
   std::error_code ignored;  // what cannot be looked at is told by opening it
-  const std::filesystem::file_status status = std::filesystem::status(PathOf(wanted), ignored);
+  const bool isFollowed = links == eLinks::Followed;
+  const std::filesystem::file_status status =
+      isFollowed ? std::filesystem::status(PathOf(wanted), ignored)
+                 : std::filesystem::symlink_status(PathOf(wanted), ignored);
   if (std::filesystem::is_directory(status)) {
     return fmt::format("{} is a folder", wanted);
   }
-  if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
+  if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status) &&
+      !std::filesystem::is_symlink(status)) {
     written = wanted;
     return std::nullopt;
   }
   if (!replaces && IsTaken()) {
     return IsThere();
   }
-  if (std::filesystem::is_symlink(PathOf(wanted), ignored) && std::filesystem::exists(status)) {
+  if (isFollowed && std::filesystem::is_symlink(PathOf(wanted), ignored) &&
+      std::filesystem::exists(status)) {
     // The link stays, and the file that it leads to is replaced.
     wanted = TextOf(std::filesystem::canonical(PathOf(wanted)));
   }
-  written = FreeNameBeside(wanted);
+  written = MakeBeside(wanted);
   unfinished.emplace(written);
   return std::nullopt;
 }

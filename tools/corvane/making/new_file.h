@@ -8,20 +8,26 @@
 namespace corvane::tools {
 
 // The file that a command makes. Until it is complete it has another name in the same folder, so
-// that nobody takes half of it for the whole, and a file that it replaces stays as it is. Of a
-// symbolic link the file that it leads to is replaced, and the link itself where it leads to none.
-// Unless Complete was called, nothing of it is left, also when the program is ended from outside
-// (unfinished_file.h).
+// that nobody takes half of it for the whole, and a file that it replaces stays as it is. The other
+// name is one that nothing had, no link either. Unless Complete was called, nothing of it is left,
+// also when the program is ended from outside (unfinished_file.h).
 class cNewFile {
  public:
-  cNewFile(std::string path, bool mayReplace) : wanted(std::move(path)), replaces(mayReplace) {}
+  // What becomes of a symbolic link that has the name and may be replaced.
+  enum class eLinks {
+    Followed,  // the file that it leads to is replaced; the link itself where it leads to none
+    Replaced   // for a name that the user has not given: it leads nowhere else
+  };
+
+  cNewFile(std::string path, bool mayReplace, eLinks onLinks = eLinks::Followed)
+      : wanted(std::move(path)), replaces(mayReplace), links(onLinks) {}
   cNewFile(const cNewFile&) = delete;
   cNewFile& operator=(const cNewFile&) = delete;
   ~cNewFile();
 
-  // Chooses the name to write to. Returns why the file may not be made, as a sentence for the user,
-  // or nothing: a file of that name is there and may not be replaced, or it is a folder, or has no
-  // name.
+  // Chooses the name to write to, and makes an empty file of it. Returns why the file may not be
+  // made, as a sentence for the user, or nothing: a file of that name is there and may not be
+  // replaced, or it is a folder, or has no name.
   [[nodiscard]] std::optional<std::string> Begin();
 
   // The same for a capture, which is written here and there: neither may it be a device or a pipe.
@@ -40,6 +46,7 @@ class cNewFile {
 
   std::string wanted;
   bool replaces;
+  eLinks links;
   std::string written;
   std::optional<cUnfinishedFile> unfinished;
 };
