@@ -56,6 +56,49 @@ class ProgramTestCase(unittest.TestCase):
         return ended.returncode, *texts
 
 
+class LibraryPlace(ProgramTestCase):
+    def test_the_library_is_taken_from_beside_the_program_alone(self):
+        # Copies of it where Windows looks for a library that is named without a path.
+        program = self.folder("program") / "corvane.exe"
+        shutil.copy(environment.programs / "corvane.exe", program)
+        current, listed = self.folder("current"), self.folder("listed")
+        for folder in (current, listed):
+            shutil.copy(environment.programs / "corvane.dll", folder)
+        arguments = (
+            "capture", "--device", "COM97", "--output", wine.windows_path(self.root / "drive.isf"),
+            "--config", wine.windows_path(wine.ROOT / "profiles" / "data-call.cfg"),
+            "--duration", "1s",
+        )
+
+        def capture():
+            ended = subprocess.run(
+                [wine.ROOT / "scripts" / "wine.sh", program, *arguments],
+                env=dict(environment.prefix().environment, WINEPATH=wine.windows_path(listed)),
+                cwd=current,
+                stdin=subprocess.DEVNULL,
+                stdout=subprocess.PIPE,
+                stderr=subprocess.PIPE,
+                timeout=DEADLINE,
+                check=False,
+            )
+            return ended.returncode, ended.stderr.decode("utf-8")
+
+        code, errors = capture()
+        self.assertEqual(code, 1, errors)
+        self.assertIn("corvane.dll, which belongs beside this program, cannot be loaded", errors)
+        self.assertFalse((self.root / "drive.isf").exists())
+        # With the library in its place the same call gets as far as the device, which is not there.
+        shutil.copy(environment.programs / "corvane.dll", program.parent)
+        code, errors = capture()
+        self.assertEqual(code, 4, errors)
+        self.assertNotIn("corvane.dll", errors)
+
+    def folder(self, name):
+        path = self.root / name
+        path.mkdir()
+        return path
+
+
 class FileNames(ProgramTestCase):
     def test_captures_are_read_and_named_as_they_are_called(self):
         for folder in (FOLDER, LONG):

@@ -19,13 +19,23 @@ namespace {
 
 constexpr wchar_t kLibraryName[] = L"corvane.dll";
 
-// The full path, so that no other folder of the library search path can supply the DLL.
+// Throws std::runtime_error when Windows does not tell where this program lies.
 [[nodiscard]] std::wstring LibraryPath() {
   std::array<wchar_t, 32768> program{};  // the longest path that Windows knows
   const DWORD length =
       GetModuleFileNameW(nullptr, program.data(), static_cast<DWORD>(program.size()));
   const std::wstring path(program.data(), length);
-  return path.substr(0, path.find_last_of(L'\\') + 1) + kLibraryName;
+  const std::size_t folder = path.find_last_of(L'\\');
+  if (length == program.size() || folder == path.npos) {
+    throw std::runtime_error("Windows does not tell where this program lies");
+  }
+  return path.substr(0, folder + 1) + kLibraryName;
+}
+
+// The full path, so that no other folder of the library search path can supply the DLL; what it
+// needs itself comes from the system's own folder.
+[[nodiscard]] HMODULE LoadTheLibrary() {
+  return LoadLibraryExW(LibraryPath().c_str(), nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32);
 }
 
 template <typename Function>
@@ -67,7 +77,7 @@ BOOL WINAPI OnConsoleControl(DWORD control) {
 
 }  // namespace
 
-cLoadedLibrary::cLoadedLibrary() : library(LoadLibraryW(LibraryPath().c_str())) {
+cLoadedLibrary::cLoadedLibrary() : library(LoadTheLibrary()) {
   if (library == nullptr) {
     throw std::runtime_error(
         fmt::format("corvane.dll, which belongs beside this program, cannot be loaded (error {})",
