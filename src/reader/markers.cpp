@@ -1,6 +1,7 @@
 #include "reader/markers.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
 #include <string_view>
 #include <system_error>
@@ -42,6 +43,15 @@ constexpr std::size_t kLongestLine = 65536;
   return sMarker{*time, std::string(blank == line.npos ? "" : line.substr(blank + 1))};
 }
 
+[[nodiscard]] bool EndsAmidALine(const std::string& path) {
+  std::error_code ignored;  // what cannot be looked at has no line
+  if (!std::filesystem::is_regular_file(PathOf(path), ignored)) {
+    return false;  // a pipe would be waited for
+  }
+  std::ifstream file(path, std::ios::binary);
+  return file.seekg(-1, std::ios::end) && file.peek() != '\n';
+}
+
 // What a waiting marker takes of the room for them: short texts cost memory too.
 [[nodiscard]] std::size_t BytesWaiting(const std::string& text) {
   return sizeof(sMarker) + text.size();
@@ -59,7 +69,19 @@ std::string MarkerLine(const sMarker& marker) {
 }
 
 bool AddMarker(const std::string& capturePath, const sMarker& marker) {
-  return AppendToFile(MarkerPath(capturePath), MarkerLine(marker));
+  const std::string path = MarkerPath(capturePath);
+  // Behind a line that somebody could not end the marker would be the rest of that line.
+  std::error_code ignored;  // what cannot be looked at is told by opening it
+  const bool isNew = !std::filesystem::exists(PathOf(path), ignored);
+  if (AppendToFile(path, (EndsAmidALine(path) ? "\n" : "") + MarkerLine(marker))) {
+    return true;
+  }
+  const int reason = errno;
+  if (isNew && std::filesystem::is_empty(PathOf(path), ignored)) {
+    std::filesystem::remove(PathOf(path), ignored);
+  }
+  errno = reason;
+  return false;
 }
 
 cMarkerReader::cMarkerReader(const std::string& capturePath)

@@ -28,8 +28,9 @@ inline constexpr std::size_t kLongestMarker = 1000;
 [[nodiscard]] std::string MarkerLine(const sMarker& marker);
 
 // Adds a marker behind those that the capture has; makes the file where there is none. The line is
-// written whole, in one piece: several programs may add markers at once. False when it cannot be
-// written, or would be written where a link leads.
+// written whole, in one piece: several programs may add markers at once. It begins a new line where
+// the file ends amid one. No empty file is left, and errno says why where the system does. False
+// when it cannot be written, or would be written where a link leads.
 [[nodiscard]] bool AddMarker(const std::string& capturePath, const sMarker& marker);
 
 // How many bytes of markers are sorted at once: tens of thousands, more than anybody sets.

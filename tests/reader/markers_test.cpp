@@ -110,6 +110,16 @@ TEST(Markers, AddedLaterAreFoundWhenLookedForAgain) {
   EXPECT_EQ(TextsUntil(markers, "2027-01-01"), (Texts{"late", "second"}));
 }
 
+TEST(Markers, BehindALineWithoutItsEndAMarkerBeginsALine) {
+  const cTempDirectory folder;
+  const std::string capture = folder.Path("drive.isf");
+  std::ignore = folder.Write("drive.isf.marks", Bytes("2026-03-01T10:00:00Z first\n2026-03-01T1"));
+  ASSERT_TRUE(AddMarker(capture, {*ParseUtc("2026-03-02"), "second"}));
+  ASSERT_TRUE(AddMarker(capture, {*ParseUtc("2026-03-03"), "third"}));
+  cMarkerReader markers(capture);
+  EXPECT_EQ(TextsUntil(markers, "2027-01-01"), (Texts{"first", "second", "third"}));
+}
+
 TEST(Markers, AboveTheLongestAreCutBetweenCharacters) {
   const std::string time = "2026-03-01T10:00:00.250Z ";
   const auto lineOf = [](const std::string& text) {

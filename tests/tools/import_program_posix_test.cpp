@@ -76,7 +76,8 @@ TEST_F(ImportProgramTest, AFullDiskLeavesNoCapture) {
     EXPECT_EQ(output, "");
     EXPECT_EQ(FilesLeft(), 1U) << limit;
   }
-  EXPECT_EQ(errors, "corvane import: " + folder.Path("drive.isf") + " cannot be written\n");
+  EXPECT_EQ(errors,
+            "corvane import: " + folder.Path("drive.isf") + " cannot be written: File too large\n");
 }
 
 TEST_F(ImportProgramTest, TheReplacedCaptureStaysWhenTheNewOneFails) {
@@ -102,7 +103,7 @@ TEST_F(ImportProgramTest, TheEndOfACaptureThatIsNotWrittenIsNoticed) {
   EXPECT_EQ(Run("import " + WriteStream("longer.hdlc", packets) + " -o " + capture,
                 "trap '' XFSZ; ulimit -f " + std::to_string(size / 512) + "; "),
             1);
-  EXPECT_EQ(errors, "corvane import: " + capture + " cannot be written\n");
+  EXPECT_EQ(errors, "corvane import: " + capture + " cannot be written: File too large\n");
   EXPECT_FALSE(std::filesystem::exists(capture));
 }
 
@@ -130,6 +131,32 @@ TEST_F(ImportProgramTest, AStreamThatCannotBeReadToItsEndLeavesNoCapture) {
   EXPECT_EQ(Run("import /proc/self/mem -o " + folder.Path("drive.isf")), 1);
   EXPECT_EQ(errors, "corvane import: /proc/self/mem cannot be read to its end\n");
   EXPECT_EQ(FilesLeft(), 0U);
+}
+
+// What the program says where no file can grow, as on a full disk.
+[[nodiscard]] std::string SaidWithoutRoom(const std::string& arguments, const std::string& into) {
+  const std::string command = "(trap '' XFSZ; ulimit -f 0; exec \"" CORVANE_PROGRAM "\" " +
+                              arguments + " 2>&1) | cat >\"" + into + "\"";
+  EXPECT_EQ(std::system(command.c_str()), 0);
+  std::ifstream said(into, std::ios::binary);
+  return {std::istreambuf_iterator<char>(said), {}};
+}
+
+TEST_F(ImportProgramTest, EachCommandTellsWhyAFileCannotBeWritten) {
+  const std::string stream = WriteStream("drive.hdlc", 10);
+  const std::string made = folder.Path("made");
+  const std::string said = folder.Path("said");
+  const std::string why = made + " cannot be written: File too large\n";
+  EXPECT_EQ(SaidWithoutRoom("import " + stream + " -o " + made, said), "corvane import: " + why);
+  EXPECT_EQ(SaidWithoutRoom("profile make --log-code 0xB0C0 -o " + made, said),
+            "corvane profile make: " + why);
+  EXPECT_FALSE(std::filesystem::exists(made));
+  cCaptureBuilder builder;
+  builder.Add({7, kNoon, TextItem("x"), {}});
+  const std::string capture = folder.Write("open.isf", builder.Unclosed());
+  EXPECT_EQ(SaidWithoutRoom("mark " + capture + " here", said),
+            "corvane mark: " + capture + ".marks cannot be written: File too large\n");
+  EXPECT_FALSE(std::filesystem::exists(capture + ".marks"));
 }
 
 }  // namespace

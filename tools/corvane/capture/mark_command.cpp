@@ -1,4 +1,5 @@
 #include <fmt/format.h>
+#include <cerrno>
 
 #include <CLI/App.hpp>
 #include <iostream>
@@ -10,6 +11,7 @@
 #include "analysis/selected_items.h"
 #include "analysis/selection_matcher.h"
 #include "corvane/command/command_line.h"
+#include "corvane/command/file_options.h"
 #include "corvane/command/help.h"
 #include "corvane/reading/selection_options.h"
 #include "platform/clock.h"
@@ -45,8 +47,9 @@ struct sMarkRequest {
   const std::uint64_t now = SystemFileTime() / isf::kFileTimeUnitsPerMillisecond;
   const sMarker marker{TimeOf(request.at, FirstTimeOf(*file).value_or(now)).value_or(now),
                        fmt::format("{}", fmt::join(request.words, " "))};
+  errno = 0;
   if (!AddMarker(request.capture, marker)) {
-    return Fail(fmt::format("{} cannot be written", MarkerPath(request.capture)));
+    return Fail(DescribeUnwritable(MarkerPath(request.capture), errno));
   }
   std::cout << MarkerLine(marker) << std::flush;
   return kExitGood;

@@ -1,6 +1,9 @@
 #include "corvane/command/file_options.h"
 
+#include <fmt/format.h>
+
 #include <CLI/App.hpp>
+#include <system_error>
 
 namespace corvane::tools {
 
@@ -21,6 +24,12 @@ void AddNewFileOptions(CLI::App& command, const std::string& what, std::string& 
       });
   command.add_flag("--overwrite", overwrite,
                    "Replace a file of that name, once the new one is complete");
+}
+
+std::string DescribeUnwritable(const std::string& name, int reason) {
+  return reason == 0 ? fmt::format("{} cannot be written", name)
+                     : fmt::format("{} cannot be written: {}", name,
+                                   std::generic_category().message(reason));
 }
 
 }  // namespace corvane::tools

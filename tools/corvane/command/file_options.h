@@ -18,4 +18,8 @@ void AddCaptureArgument(CLI::App& command, std::string& path);
 void AddNewFileOptions(CLI::App& command, const std::string& what, std::string& path,
                        bool& overwrite);
 
+// That the file `name` cannot be written, as a sentence for the user. `reason` is a value of errno;
+// not every failure of a stream leaves one, and then it is 0.
+[[nodiscard]] std::string DescribeUnwritable(const std::string& name, int reason);
+
 }  // namespace corvane::tools

@@ -1,4 +1,5 @@
 #include "corvane/making/capture_output.h"
+#include "corvane/command/file_options.h"
 
 #include <fmt/format.h>
 
@@ -39,13 +40,7 @@ std::optional<std::string> cCaptureOutput::Begin(const std::vector<std::string>&
   return std::nullopt;
 }
 
-std::string cCaptureOutput::WriteProblem() const {
-  // Not every failure of a stream leaves a reason.
-  const int reason = errno;
-  return reason == 0 ? fmt::format("{} cannot be written", name)
-                     : fmt::format("{} cannot be written: {}", name,
-                                   std::generic_category().message(reason));
-}
+std::string cCaptureOutput::WriteProblem() const { return DescribeUnwritable(name, errno); }
 
 void cCaptureOutput::AddMarker(const sMarker& marker) {
   if (!std::exchange(hasMarkers, true)) {
@@ -63,9 +58,10 @@ std::optional<std::string> cCaptureOutput::Complete() {
     return WriteProblem();
   }
   if (hasMarkers) {
+    errno = 0;
     markers.close();
     if (!markers) {
-      return fmt::format("{} cannot be written", MarkerPath(name));
+      return DescribeUnwritable(MarkerPath(name), errno);
     }
   }
   if (auto obstacle = file.Complete()) {

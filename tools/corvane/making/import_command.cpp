@@ -187,15 +187,17 @@ class cImportRun {
     errno = 0;
     auto capture = std::make_unique<std::ofstream>(path, std::ios::binary | std::ios::trunc);
     if (!capture->is_open()) {
-      Tell(fmt::format("{} cannot be written: {}", request.output,
-                       std::generic_category().message(errno)));
+      Tell(DescribeUnwritable(request.output, errno));
       return false;
     }
     cImport import(std::move(capture), {NameOf(request.input), request.wrapped});
+    reasonAtBegin = errno;
     if (!FeedAll(import)) {
       return false;
     }
+    errno = 0;
     const std::uint32_t error = import.Finish();
+    const int reason = WriteReason();
     report = import.Report();
     if (error == 0 && HasNoFrame(report)) {
       Tell(fmt::format("no DIAG frame was found in {}: is it a raw DIAG stream?",
@@ -203,11 +205,14 @@ class cImportRun {
       return false;
     }
     if (error != 0 || !IsWhole(path)) {
-      Tell(fmt::format("{} cannot be written", request.output));
+      Tell(DescribeUnwritable(request.output, reason));
       return false;
     }
     return true;
   }
+
+  // A value of errno. The file that cannot be begun makes all that follows fail without one.
+  [[nodiscard]] int WriteReason() const { return errno != 0 ? errno : reasonAtBegin; }
 
   [[nodiscard]] bool FeedAll(cImport& import) {
     std::istream& in = IsStandardInput(request.input) ? std::cin : file;
@@ -227,9 +232,11 @@ class cImportRun {
         Tell(fmt::format("{} is a capture file already", InputName(request.input)));
         return false;
       }
+      errno = 0;
       if (import.Feed(bytes) != 0) {
+        const int reason = WriteReason();
         progress.Wipe();
-        Tell(fmt::format("{} cannot be written", request.output));
+        Tell(DescribeUnwritable(request.output, reason));
         return false;
       }
     }
@@ -252,6 +259,7 @@ class cImportRun {
   std::ostream& out;
   std::ostream& errors;
   std::ifstream file;
+  int reasonAtBegin = 0;
   sImportReport report;
 };
 

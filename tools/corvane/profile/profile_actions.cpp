@@ -9,6 +9,7 @@
 #include <system_error>
 
 #include "corvane/command/command_line.h"
+#include "corvane/command/file_options.h"
 #include "corvane/command/named_numbers.h"
 #include "corvane/command/readable_text.h"
 #include "corvane/making/new_file.h"
@@ -246,11 +247,12 @@ int MakeProfile(const sProfileContent& content, const std::string& output, bool 
   if (const auto obstacle = file.Begin()) {
     return Fail("make", *obstacle, errors);
   }
+  errno = 0;
   std::ofstream written(file.WritePath());
   written << text;
   written.close();
   if (!written) {
-    return Fail("make", fmt::format("{} cannot be written", output), errors);
+    return Fail("make", DescribeUnwritable(output, errno), errors);
   }
   if (const auto problem = file.Complete()) {
     return Fail("make", *problem, errors);
