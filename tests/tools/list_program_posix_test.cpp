@@ -24,6 +24,15 @@ TEST_F(CorvaneProgramTest, ACompleteFileIsListedWithCode0) {
   EXPECT_EQ(errors, "");
 }
 
+TEST_F(CorvaneProgramTest, ANamedPipeIsReadAsAFileIs) {
+  const std::string capture = folder.Write("drive.isf", Sample().Closed());
+  const std::string pipe = folder.Path("pipe");
+  const std::string feed = "mkfifo " + pipe + " && { cat " + capture + " >" + pipe + " & } && ";
+  EXPECT_EQ(Run("list " + pipe, feed), 0);
+  EXPECT_EQ(output, kSampleLine);
+  EXPECT_EQ(errors, "");
+}
+
 TEST_F(CorvaneProgramTest, ADamagedFileGivesCode1) {
   ByteVector bytes = Sample().Closed();
   bytes[bytes.size() - 5] = 1;

@@ -1,19 +1,24 @@
 #include "corvane/reading/open_capture.h"
 
 #include <array>
+#include <cerrno>
 #include <cstdio>
+#include <filesystem>
+#include <map>
 #include <mutex>
 #include <span>
+#include <system_error>
 #include <utility>
 
 #include "corvane/command/progress.h"
 #include "corvane/command/standard_streams.h"
 #include "corvane/command/temporary_file.h"
+#include "platform/file_names.h"
 
 namespace corvane::tools {
 namespace {
 
-// What standard input had, in a temporary file.
+// What a stream had, in a temporary file.
 class cSpooledBytes final : public cByteSource {
  public:
   explicit cSpooledBytes(std::shared_ptr<cTemporaryFile> whole) : file(std::move(whole)) {}
@@ -48,45 +53,63 @@ class cWatchedBytes final : public cByteSource {
   cProgress* progress = nullptr;
 };
 
-[[nodiscard]] std::unique_ptr<cTemporaryFile> SpoolStandardInput(std::string& reason) {
-  MakeStandardInputBinary();
+[[nodiscard]] std::unique_ptr<cTemporaryFile> Spool(std::FILE* stream, std::string& reason) {
   std::unique_ptr<cTemporaryFile> file = cTemporaryFile::Make(reason);
   if (file == nullptr) {
     return nullptr;
   }
   std::array<std::uint8_t, 65'536> piece{};
   std::size_t size = 0;
-  while ((size = std::fread(piece.data(), 1, piece.size(), stdin)) != 0) {
+  while ((size = std::fread(piece.data(), 1, piece.size(), stream)) != 0) {
     if (!file->Append(std::span(piece).first(size))) {
       reason = "its bytes cannot be kept in a temporary file";
       return nullptr;
     }
   }
-  if (std::ferror(stdin) != 0) {
+  if (std::ferror(stream) != 0) {
     reason = "it cannot be read to its end";
     return nullptr;
   }
   return file;
 }
 
-// It can be read to its end only once: what it had stays for those who open it again.
-[[nodiscard]] std::unique_ptr<cByteSource> OpenStandardInput(std::string& reason) {
-  static std::mutex lock;
-  static std::shared_ptr<cTemporaryFile> spooled;
-  const std::lock_guard guard(lock);
-  if (spooled == nullptr) {
-    spooled = SpoolStandardInput(reason);
+[[nodiscard]] std::unique_ptr<cTemporaryFile> SpoolInput(const std::string& path,
+                                                         std::string& reason) {
+  if (path == kStandardInput) {
+    MakeStandardInputBinary();
+    return Spool(stdin, reason);
   }
-  return spooled == nullptr ? nullptr : std::make_unique<cSpooledBytes>(spooled);
+  const auto close = [](std::FILE* stream) { std::fclose(stream); };
+  const std::unique_ptr<std::FILE, decltype(close)> stream(std::fopen(path.c_str(), "rb"), close);
+  if (stream == nullptr) {
+    reason = std::generic_category().message(errno);
+    return nullptr;
+  }
+  return Spool(stream.get(), reason);
+}
+
+// It can be read to its end only once: what it had stays for those who open it again.
+[[nodiscard]] std::unique_ptr<cByteSource> OpenSpooled(const std::string& path,
+                                                       std::string& reason) {
+  static std::mutex lock;
+  static std::map<std::string, std::shared_ptr<cTemporaryFile>> spooled;
+  const std::lock_guard guard(lock);
+  std::shared_ptr<cTemporaryFile>& file = spooled[path];
+  if (file == nullptr) {
+    file = SpoolInput(path, reason);
+  }
+  return file == nullptr ? nullptr : std::make_unique<cSpooledBytes>(file);
+}
+
+[[nodiscard]] bool IsStream(const std::string& path) {
+  std::error_code ignored;  // what cannot be looked at is told by opening it
+  return path == kStandardInput || std::filesystem::is_fifo(PathOf(path), ignored);
 }
 
 }  // namespace
 
 std::unique_ptr<cByteSource> OpenBytes(const std::string& path, std::string& reason) {
-  if (path == kStandardInput) {
-    return OpenStandardInput(reason);
-  }
-  return cFileSource::Open(path, reason);
+  return IsStream(path) ? OpenSpooled(path, reason) : cFileSource::Open(path, reason);
 }
 
 std::unique_ptr<cCaptureFile> OpenCapture(const std::string& path, sCaptureError& error,

@@ -9,9 +9,9 @@
 // How a command opens the captures that it reads.
 namespace corvane::tools {
 
-// Opens the bytes at `path`, or those of standard input: these are read to their end first, into a
-// temporary file without a name, since a capture is read here and there, and stay there until the
-// program ends. So standard input may be opened again, and by several threads. Null when that
+// Opens the bytes at `path`, or those of standard input or a named pipe: these are read to their
+// end first, into a temporary file without a name, since a capture is read here and there, and stay
+// there until the program ends. So they may be opened again, and by several threads. Null when that
 // fails; `reason` then receives why, as text for the user.
 [[nodiscard]] std::unique_ptr<cByteSource> OpenBytes(const std::string& path, std::string& reason);
 
