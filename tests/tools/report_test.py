@@ -244,6 +244,17 @@ class Report(unittest.TestCase):
         self.assertEqual(3, program(path, "-o", output).returncode)
         self.assertIn("The file was not closed", output.read_text(encoding="utf-8"))
 
+    def test_long_texts_are_cut_in_charts_too(self):
+        drive = Drive()
+        for number in range(50):
+            drive.text(f"Port {number:02}{'x' * 7_000} connected")
+        path, output = self.folder / "long.isf", self.folder / "long.html"
+        path.write_bytes(drive.capture.closed())
+        self.assertEqual(0, program(path, "-o", output).returncode)
+        page = output.read_text(encoding="utf-8")
+        self.assertIn(f"49{'x' * 298}...", page)
+        self.assertNotIn("x" * 301, page)
+
     def test_what_is_no_capture_leaves_no_page(self):
         path, output = self.folder / "none.isf", self.folder / "none.html"
         path.write_bytes(b"no capture")

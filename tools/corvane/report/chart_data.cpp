@@ -56,7 +56,7 @@ class cLane {
  public:
   void Add(std::uint64_t from, std::uint64_t to, const std::string& text) {
     if (entries.size() < kMostEntries) {
-      entries.push_back({ScriptTime(from), ScriptTime(std::max(from, to)), Readable(text)});
+      entries.push_back({ScriptTime(from), ScriptTime(std::max(from, to)), ShownText(text)});
     }
   }
 

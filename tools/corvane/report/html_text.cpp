@@ -31,7 +31,7 @@ namespace {
 
 }  // namespace
 
-std::string HtmlText(std::string_view text, std::size_t most) {
+std::string ShownText(std::string_view text, std::size_t most) {
   std::size_t end = std::min(most, text.size());
   // No character of up to four bytes is cut in two.
   const auto isWithin = [&text](std::size_t place) {
@@ -45,6 +45,11 @@ std::string HtmlText(std::string_view text, std::size_t most) {
   if (end < text.size()) {
     shown += "...";
   }
+  return shown;
+}
+
+std::string HtmlText(std::string_view text, std::size_t most) {
+  const std::string shown = ShownText(text, most);
   std::string html;
   html.reserve(shown.size());
   for (const char character : shown) {

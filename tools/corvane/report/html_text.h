@@ -10,10 +10,16 @@
 // Text as a page of HTML holds it.
 namespace corvane::tools {
 
-// Any bytes as text between tags or in an attribute in quotation marks, in UTF-8. Control
-// characters and bytes that are no UTF-8 become visible, as "\x1B". No more than `most` bytes of
-// the text are shown, and "..." behind them.
-[[nodiscard]] std::string HtmlText(std::string_view text, std::size_t most = 300);
+// How many bytes of a text a page shows as a rule.
+inline constexpr std::size_t kMostShown = 300;
+
+// Any bytes as text in UTF-8, as a script's data hold it: control characters and bytes that are no
+// UTF-8 become visible, as "\x1B". No more than `most` bytes of the text are shown, and "..."
+// behind them.
+[[nodiscard]] std::string ShownText(std::string_view text, std::size_t most = kMostShown);
+
+// The same as text between tags or in an attribute in quotation marks.
+[[nodiscard]] std::string HtmlText(std::string_view text, std::size_t most = kMostShown);
 
 // JSON as it may stand in a script element: no "<" is in it.
 [[nodiscard]] std::string JsonInHtml(std::string_view json);
