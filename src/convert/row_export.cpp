@@ -16,6 +16,7 @@ namespace {
 
 constexpr std::string_view kCsvLineEnd = "\r\n";
 constexpr std::string_view kSort = "sort";
+constexpr std::string_view kText = "text";
 
 void AppendNumber(std::string& line, std::uint64_t number) {
   std::array<char, 20> digits{};  // of the greatest number of 64 bits
@@ -64,8 +65,9 @@ void cRowExport::Pass(const sCaptureItem& item) {
 }
 
 void cRowExport::Mark(const sMarker& marker) {
-  const bool namesItself = std::any_of(
-      fields.begin(), fields.end(), [](const sItemField* field) { return field->name == kSort; });
+  const bool namesItself = std::any_of(fields.begin(), fields.end(), [](const sItemField* field) {
+    return field->name == kSort || field->name == kText;
+  });
   if (!namesItself) {
     return;
   }
@@ -74,7 +76,7 @@ void cRowExport::Mark(const sMarker& marker) {
       value.SetText("marker");
     } else if (field.name == "time") {
       value.SetText(FormatUtc(marker.time));
-    } else if (field.name == "text") {
+    } else if (field.name == kText) {
       value.SetText(marker.text);
     }
   });

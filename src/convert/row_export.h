@@ -20,7 +20,7 @@ enum class eRowFormat : std::uint8_t {
 };
 
 // All items of a capture as rows of the fields of convert/item_fields.h, in UTF-8. A marker is a
-// row of its sort, time and text; it is left out where rows have no `sort`, which would name it.
+// row of its sort, time and text; it is left out where rows have neither its `sort` nor a `text`.
 class cRowExport final : public cItemExport {
  public:
   // CSV begins with its line of names.

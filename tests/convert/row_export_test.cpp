@@ -258,7 +258,11 @@ TEST(RowExportTest, AMarkerIsARowThatNamesItself) {
             "1,2024-05-17T12:00:00.000Z,request,COM7,\r\n");
   options.fields.erase(options.fields.begin() + 2);
   EXPECT_EQ(RowsAroundAMarker(eExportFormat::Separated, options),
+            "\t2024-05-17T12:00:00.001Z\t\tover \"there\"\n"
             "1\t2024-05-17T12:00:00.000Z\tCOM7\t\n");
+  options.fields.pop_back();
+  EXPECT_EQ(RowsAroundAMarker(eExportFormat::Separated, options),
+            "1\t2024-05-17T12:00:00.000Z\tCOM7\n");
 }
 
 TEST(ItemFieldsTest, TheDocumentHasTheTable) {
