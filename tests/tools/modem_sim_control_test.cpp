@@ -52,6 +52,23 @@ TEST(ModemSimOptionsTest, WithoutArgumentsTheDefaultsHold) {
   EXPECT_TRUE(parsed.options->faults.badCrc.Empty());
 }
 
+TEST(ModemSimOptionsTest, TheVersionIsTold) {
+  const sParsed parsed = Parse({"--version"});
+  EXPECT_FALSE(parsed.options);
+  EXPECT_EQ(parsed.exitCode, 0);
+  EXPECT_EQ(parsed.output.rfind("corvane-modem-sim ", 0), 0U);
+  EXPECT_EQ(parsed.errors, "");
+}
+
+TEST(ModemSimOptionsTest, WrongUsageIsToldWithTheProgramsName) {
+  const sParsed parsed = Parse({"--count", "many"});
+  EXPECT_FALSE(parsed.options);
+  EXPECT_EQ(parsed.exitCode, 2);
+  EXPECT_EQ(parsed.output, "");
+  EXPECT_EQ(parsed.errors.rfind("corvane-modem-sim: ", 0), 0U) << parsed.errors;
+  EXPECT_NE(parsed.errors.find("\ncorvane-modem-sim --help tells more\n"), std::string::npos);
+}
+
 TEST(ModemSimOptionsTest, EveryOptionIsTaken) {
   const sParsed parsed = Parse({"--link",
                                 "here",

@@ -341,13 +341,20 @@ std::optional<sOptions> ParseOptions(int argc, const char* const* argv, int& exi
       "sends and receives; the first line tells the terminal's path.",
       "corvane-modem-sim");
   app.footer(kFooter);
+  app.set_version_flag("--version", "corvane-modem-sim " CORVANE_VERSION, "Show the version");
   AddConnectionOptions(app, options);
   AddStreamOptions(app, options);
   AddFaultOptions(app, options);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    exitCode = app.exit(error, std::cout, std::cerr) == 0 ? 0 : 2;
+    if (error.get_exit_code() == 0) {
+      exitCode = app.exit(error, std::cout, std::cerr);
+    } else {
+      std::cerr << "corvane-modem-sim: " << error.what()
+                << "\ncorvane-modem-sim --help tells more\n";
+      exitCode = 2;
+    }
     return std::nullopt;
   }
   return options;
