@@ -284,6 +284,7 @@ class Refusals(CommandLineTestCase):
 
     def test_a_duration_that_is_none_is_wrong_usage(self):
         self.assert_refused(self.capture("--duration", "soon"), '"soon" is no duration', code=2)
+        self.assert_refused(self.capture("--duration", "0s"), '"0s" is no duration', code=2)
 
     def test_a_missing_option_is_wrong_usage(self):
         self.assert_refused(self.run_corvane("capture", "--device", "COM7"), "--output", code=2)

@@ -1,7 +1,10 @@
 #include "corvane/capture/capture_start.h"
+#include "corvane/capture/run_options.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include <CLI/App.hpp>
 
 #include <filesystem>
 #include <fstream>
@@ -236,6 +239,22 @@ TEST_F(CaptureStartTest, AReplacementWithTooLongANameIsRefused) {
   EXPECT_EQ(BeginOutput(request, host, told), nullptr);
   ASSERT_EQ(told.lines.size(), 1U);
   EXPECT_THAT(told.lines[0], HasSubstr(".part"));
+}
+
+TEST(RunOptionsTest, ASizeHoldsMoreThanTheFirstBlock) {
+  for (const char* const option : {"--size", "--rotate-size"}) {
+    for (const auto& [size, isGood] : {std::pair("1", false), {"99999", false}, {"100k", true}}) {
+      CLI::App command;
+      sCaptureRequest asked;
+      AddRunOptions(command, asked);
+      const std::string line = std::string(option) + " " + size;
+      if (isGood) {
+        EXPECT_NO_THROW(command.parse(line)) << line;
+      } else {
+        EXPECT_THROW(command.parse(line), CLI::ValidationError) << line;
+      }
+    }
+  }
 }
 
 }  // namespace

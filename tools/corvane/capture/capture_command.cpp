@@ -26,7 +26,7 @@ void AddDurationOption(CLI::App& command, const char* option,
           option,
           [option, &duration](const std::string& text) {
             duration = ParseDuration(text);
-            if (!duration) {
+            if (!duration || *duration == std::chrono::milliseconds(0)) {
               Refuse(option, text, "duration: write 10s, 5m or 2h");
             }
           },

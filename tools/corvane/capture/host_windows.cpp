@@ -118,16 +118,11 @@ std::chrono::milliseconds cWindowsHost::Elapsed() {
 }
 
 std::optional<std::uint64_t> FreeSpaceFor(const std::string& path) {
-  std::array<char, 32768> full{};
-  char* name = nullptr;  // where the file's name begins in `full`
-  const DWORD length =
-      GetFullPathNameA(path.c_str(), static_cast<DWORD>(full.size()), full.data(), &name);
-  if (length == 0 || length >= full.size() || name == nullptr) {
-    return std::nullopt;
-  }
-  *name = '\0';
+  // The folder alone: Windows makes no full path of a name as long as a file's may be.
+  const std::size_t end = path.find_last_of("\\/:");
+  const std::string folder = end == std::string::npos ? "." : path.substr(0, end + 1);
   ULARGE_INTEGER available{};  // to this user, which is less than there is where quotas are set
-  if (!GetDiskFreeSpaceExA(full.data(), &available, nullptr, nullptr)) {
+  if (!GetDiskFreeSpaceExA(folder.c_str(), &available, nullptr, nullptr)) {
     return std::nullopt;
   }
   return available.QuadPart;

@@ -33,6 +33,15 @@ constexpr std::uint64_t kSmallestFile = 100'000;
   return *count;
 }
 
+// The size of a file that holds something.
+[[nodiscard]] std::uint64_t ReadFileSize(const char* option, const std::string& text) {
+  const std::uint64_t size = ReadSize(option, text);
+  if (size < kSmallestFile) {
+    Refuse(option, "a file takes at least 100k");
+  }
+  return size;
+}
+
 void AddLimits(CLI::App& command, sCaptureRequest& request) {
   command
       .add_option_function<std::string>(
@@ -55,7 +64,7 @@ void AddLimits(CLI::App& command, sCaptureRequest& request) {
   command
       .add_option_function<std::string>(
           "--size",
-          [&request](const std::string& text) { request.size = ReadSize("--size", text); },
+          [&request](const std::string& text) { request.size = ReadFileSize("--size", text); },
           "End the capture when it has so many bytes, or a few more: 500k, 200M or 1G")
       ->type_name("SIZE");
 }
@@ -65,10 +74,7 @@ void AddRotation(CLI::App& command, sCaptureRequest& request) {
       .add_option_function<std::string>(
           "--rotate-size",
           [&request](const std::string& text) {
-            request.rotateSize = ReadSize("--rotate-size", text);
-            if (request.rotateSize < kSmallestFile) {
-              Refuse("--rotate-size", "a file takes at least 100k");
-            }
+            request.rotateSize = ReadFileSize("--rotate-size", text);
           },
           "Go on in the next file when one has so many bytes: 100M gives "
           "NAME_00001_DATE_TIME.isf and so on")
