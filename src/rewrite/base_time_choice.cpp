@@ -1,6 +1,7 @@
 #include "rewrite/base_time_choice.h"
 
 #include <algorithm>
+#include <vector>
 
 #include "reader/directory.h"
 #include "rewrite/record_proof.h"
@@ -32,6 +33,19 @@ constexpr std::uint64_t kNear = std::uint64_t{2} * 24 * 3600 * 1000;
 [[nodiscard]] bool LiesBetween(std::uint64_t time, const sBaseTimeEvidence& evidence) {
   return (!evidence.before || *evidence.before <= time) &&
          (!evidence.after || time <= *evidence.after);
+}
+
+// Whether the modem and all the blocks around show times that are years from this one.
+[[nodiscard]] bool IsContradicted(std::uint64_t time, const sBaseTimeEvidence& evidence) {
+  constexpr std::uint64_t kYear = std::uint64_t{365} * 24 * 3600 * 1000;
+  const auto isFar = [time](const std::optional<std::uint64_t>& other) {
+    return !other || std::max(time, *other) - std::min(time, *other) > kYear;
+  };
+  if ((!evidence.before && !evidence.after) || !isFar(evidence.before) || !isFar(evidence.after)) {
+    return false;
+  }
+  const auto reference = evidence.byModem();
+  return reference && isFar(reference);
 }
 
 // True for the own base time, false for that of the index; nothing where nothing decides.
@@ -79,7 +93,9 @@ sChosenBaseTime ChooseBaseTime(const sBaseTimeEvidence& evidence) {
   const std::uint64_t own = evidence.own;
   const std::optional<std::uint64_t>& indexed = evidence.indexed;
   const bool isPossible = own <= isf::kLatestTime;
-  const bool isBelieved = isPossible && (IsLikelyTime(own) || evidence.isOfCompleteFile);
+  const bool isBelieved =
+      isPossible && (evidence.isOfCompleteFile ||
+                     (IsLikelyTime(own) && (indexed || !IsContradicted(own, evidence))));
   if (isPossible && indexed ? *indexed == own : isBelieved) {
     return {own};
   }
@@ -89,7 +105,8 @@ sChosenBaseTime ChooseBaseTime(const sBaseTimeEvidence& evidence) {
   if (isBelieved) {
     return {own, " is not that of the block index, which cannot be right"};
   }
-  if (!isPossible && IsLikelyTime(own & kClockBits)) {
+  if (!isPossible && IsLikelyTime(own & kClockBits) &&
+      !IsContradicted(own & kClockBits, evidence)) {
     return {own & kClockBits, " cannot be right: its two highest bytes are taken for zero"};
   }
   if (const auto reference = evidence.byModem()) {
@@ -104,20 +121,32 @@ sChosenBaseTime ChooseBaseTime(const sBaseTimeEvidence& evidence) {
 }
 
 std::optional<std::uint64_t> BaseTimeByModem(
-    cByteSource& source, const sBlockToRecover& block,
+    cByteSource& source, const sBlockToRecover& wanted,
     std::span<const std::uint8_t, isf::kDirectorySize> directory) {
+  constexpr std::size_t kLooks = 8;
+  constexpr std::uint64_t kHour = std::uint64_t{3600} * 1000;
   const sJudgedDirectory judged =
-      JudgeDirectory(directory, {block.offset, 0, block.limit, 0, false}, source);
+      JudgeDirectory(directory, {wanted.offset, 0, wanted.limit, 0, false}, source);
   cByteWindow window(source);
-  for (std::uint32_t place = 0; place < judged.entries; ++place) {
+  std::vector<std::uint64_t> times;
+  for (std::uint32_t place = 0; place < judged.entries && times.size() < kLooks; ++place) {
     const isf::sDirectoryEntry entry = EntryAt(directory, place);
-    if (!judged.good.test(place)) {
+    if (!judged.good.test(place) || entry.WidthCode() == isf::kTimeAbsolute64) {
       continue;
     }
-    const auto record = window.Read(block.RecordsBegin() + entry.position, entry.RecordSize());
-    const auto time = record ? ModemTimeIn(record->last(entry.length)) : std::nullopt;
-    if (time && entry.WidthCode() != isf::kTimeAbsolute64) {
-      return *time - isf::LoadRecordHead(entry, 0, *record).time;
+    const auto record = window.Read(wanted.RecordsBegin() + entry.position, entry.RecordSize());
+    const auto packet = record ? record->last(entry.length) : std::span<const std::uint8_t>();
+    const auto time = OwnLength(packet) == packet.size() ? ModemTimeIn(packet) : std::nullopt;
+    if (time) {
+      times.push_back(*time - isf::LoadRecordHead(entry, 0, *record).time);
+    }
+  }
+  for (const std::uint64_t time : times) {
+    const auto isNear = [time](std::uint64_t other) {
+      return std::max(time, other) - std::min(time, other) <= kHour;
+    };
+    if (std::count_if(times.begin(), times.end(), isNear) > (times.size() == 1 ? 0 : 1)) {
+      return time;
     }
   }
   return std::nullopt;

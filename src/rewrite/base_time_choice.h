@@ -33,10 +33,12 @@ struct sChosenBaseTime {
 // The block's own base time, unless that of the block index is better. One that no clock of these
 // years shows is worse than one that does. Between two that both may be, the time by the modem
 // decides when it is near to one alone, or just that of one, and then the blocks around when only
-// one lies between them. Where nothing decides, the block's own is taken.
+// one lies between them. Where nothing decides, the block's own is taken; without that of the
+// index too, unless it is years from the modem's time and from both blocks around.
 [[nodiscard]] sChosenBaseTime ChooseBaseTime(const sBaseTimeEvidence& evidence);
 
-// The block's base time by the modem's clock: from the first packet that tells its time.
+// A block's base time by the modem's clock: from the first packet that tells its time and its
+// length, of which another one of the first has the same within an hour, if there are others.
 [[nodiscard]] std::optional<std::uint64_t> BaseTimeByModem(
     cByteSource& source, const sBlockToRecover& block,
     std::span<const std::uint8_t, isf::kDirectorySize> directory);

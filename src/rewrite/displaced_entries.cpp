@@ -8,7 +8,7 @@
 #include "capture/isf/item_types.h"
 #include "diag/packets.h"
 #include "reader/directory.h"
-#include "rewrite/record_proof.h"
+#include "rewrite/record_fit.h"
 
 namespace corvane {
 namespace {
@@ -27,31 +27,6 @@ constexpr std::uint32_t kFewRecords = 16;
 
 // It is used, and no word of it speaks for any record.
 constexpr isf::sDirectoryEntry kNoEntry{isf::kItemTypes - 1, 0xFFFF'FFFF, 0};
-
-enum class eFit { Fits, Differs, CannotTell };
-
-// Whether a record's packet is one of its entry: of its type, and as long by its own account.
-[[nodiscard]] eFit FitOf(const isf::sDirectoryEntry& entry, std::span<const std::uint8_t> packet) {
-  switch (entry.Type()) {
-    case isf::kPacketItem:
-    case isf::kRequestItem:
-    case isf::kSubsystemItem:
-    case isf::kSubsystemRequestItem:
-    case isf::kShortLogItem:
-      return eFit::CannotTell;
-    default:
-      break;
-  }
-  if (!IsTypeFor(entry.Type(), packet)) {
-    return eFit::Differs;
-  }
-  const auto length = OwnLength(packet);
-  if (!length) {
-    const bool isLog = packet[0] == command::kLog;  // which always tells it
-    return isLog ? eFit::Differs : eFit::CannotTell;
-  }
-  return *length == entry.length ? eFit::Fits : eFit::Differs;
-}
 
 class cDisplacement {
  public:
@@ -135,11 +110,25 @@ class cDisplacement {
       return GoOnAt(*found);
     }
     if (run.places.size() >= kProof && !IsInOrder(run)) {
-      for (const std::uint32_t lost : run.places) {
-        Drop(lost);
+      Drop(run.places.front());
+      for (std::size_t number = 1; number < run.places.size(); ++number) {
+        DropBetween(run.places[number - 1], run.places[number]);
+        Drop(run.places[number]);
       }
     }
     return run.next;
+  }
+
+  // What any bytes would satisfy is not believed between records that are not there.
+  void DropBetween(std::uint32_t last, std::uint32_t next) {
+    for (std::uint32_t place = last + 1; place < next; ++place) {
+      if (FitAt(looks, place, displacement) == eFit::Fits) {
+        return;
+      }
+    }
+    for (std::uint32_t place = last + 1; place < next; ++place) {
+      Drop(place);
+    }
   }
 
   // The run ends where the records are in their places again: one alone may only look so.
@@ -251,25 +240,29 @@ class cDisplacement {
     return first;
   }
 
-  // Goes on at a distance, from the first entry on that fits there.
+  // Goes on at a distance. What lies where it should, up to the change, stays.
   [[nodiscard]] std::uint32_t GoOnAt(const sFoundDistance& found) {
-    // Bytes may have been removed from the last record that fits.
-    recordsEnd = settled == 0 ? recordsEnd : BeginOf(settled - 1, displacement) + 1;
-    const std::uint32_t first = FirstAt(found);
-    for (std::uint32_t place = settled; place < first; ++place) {
+    const sChangePlace change =
+        FindChange(file, {directory, block.RecordsBegin(), block.baseTime, settled, found.place + 1,
+                          displacement, found.distance});
+    MoveUpTo(change.before);
+    for (std::uint32_t place = change.before; place < change.after; ++place) {
       Drop(place);
     }
-    recordsEnd = BeginOf(first, found.distance);
-    if (settled != 0 && IsSpliced(first, found.distance)) {
-      result.spliced.push_back(static_cast<std::uint64_t>(BeginOf(settled - 1, displacement)));
-      Drop(settled - 1);
+    if (change.before < change.after) {
+      // Their packets may look whole.
+      result.spliced.push_back(PlaceOf(change.before, displacement));
+      result.spliced.push_back(PlaceOf(change.after - 1, found.distance));
     }
-    settled = first;
     displacement = found.distance;
-    // The change may be in its head, which then has another's time.
-    result.spliced.push_back(static_cast<std::uint64_t>(BeginOf(first, displacement)));
-    Drop(first);
-    return first;
+    settled = change.after;
+    if (change.after < used) {
+      recordsEnd = BeginOf(change.after, displacement);
+    }
+    return change.after;
+  }
+  [[nodiscard]] std::uint64_t PlaceOf(std::uint32_t place, std::int64_t distance) const {
+    return static_cast<std::uint64_t>(BeginOf(place, distance));
   }
 
   [[nodiscard]] std::optional<std::uint64_t> TimeAt(std::uint32_t place) {
@@ -282,21 +275,6 @@ class cDisplacement {
     const isf::sRecordHead head = isf::LoadRecordHead(entry, block.baseTime, *bytes);
     const bool isGood = FindBrokenRule(entry, head, place, block.baseTime).problem == nullptr;
     return isGood ? std::optional(head.time) : std::nullopt;
-  }
-
-  // Whether the record before the dropped ones may have the end of another, or of what was put in.
-  // Removed bytes mostly begin inside a record, whose head still fits. Bytes were put into one
-  // record alone: into that one, unless another one is broken.
-  [[nodiscard]] bool IsSpliced(std::uint32_t first, std::int64_t distance) {
-    if (distance < displacement) {
-      return true;
-    }
-    for (std::uint32_t place = settled; place < first; ++place) {
-      if (FitAt(looks, place, displacement) == eFit::Differs) {
-        return false;
-      }
-    }
-    return true;
   }
 
   // Moves the entries up to one that fits to where their records are.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdlib>
 #include <memory>
 #include <utility>
 
@@ -9,6 +10,7 @@
 #include "rewrite/loss_text.h"
 #include "rewrite/part_recovery.h"
 #include "rewrite/part_source.h"
+#include "rewrite/realignment.h"
 #include "rewrite/record_proof.h"
 
 namespace corvane {
@@ -30,15 +32,12 @@ namespace {
 
 class cRecovery {
  public:
-  cRecovery(cByteSource& bytes, std::uint64_t fileSize, const RecoveredItemTaker& taker)
-      : source(bytes), size(fileSize), take(taker) {}
+  // What is found out is added to `begun`.
+  cRecovery(cByteSource& bytes, std::uint64_t fileSize, const RecoveredItemTaker& taker,
+            sRecoveryReport begun)
+      : source(bytes), size(fileSize), take(taker), report(std::move(begun)) {}
 
   [[nodiscard]] sRecoveryReport Recover() {
-    sCaptureError ignored;
-    const auto file = cCaptureFile::Open(std::make_unique<cPartSource>(source, 0, size), ignored);
-    if (file != nullptr) {
-      report.state = file->State();
-    }
     std::uint64_t origin = 0;
     std::optional<std::uint64_t> first = FindFirst(origin);
     while (first) {
@@ -66,6 +65,11 @@ class cRecovery {
     while (HasHeader(source, origin) && HasTrailerOfNone(source, origin + isf::kHeaderSize) &&
            HasHeader(source, origin + isf::kHeaderSize + isf::kTrailerSize)) {
       origin += isf::kHeaderSize + isf::kTrailerSize;
+      report.moreCaptures.push_back(origin);
+    }
+    // So has one of which there is only the header.
+    while (HasHeader(source, origin) && HasHeader(source, origin + isf::kHeaderSize)) {
+      origin += isf::kHeaderSize;
       report.moreCaptures.push_back(origin);
     }
     if (HasHeader(source, origin)) {
@@ -126,16 +130,49 @@ class cRecovery {
   sRecoveryReport report;
 };
 
+// Says where bytes were removed or put in. The places that are told are those of the file as it
+// was.
+void TellMoved(const sRealignment& was, sRecoveryReport& report) {
+  std::int64_t distance = 0;
+  for (const sMovedPiece& piece : was.pieces) {
+    if (piece.distance != distance) {
+      const std::int64_t more = piece.distance - distance;
+      report.mended.Add({"bytes were removed or put in: from here on all stands " +
+                             Count(static_cast<std::uint64_t>(std::abs(more)), "byte") +
+                             (more > 0 ? " behind" : " before") +
+                             " its place, and places are told as they were",
+                         piece.begin});
+    }
+    distance = piece.distance;
+  }
+}
+
 }  // namespace
 
 sRecoveryReport RecoverCapture(cByteSource& source, const RecoveredItemTaker& take) {
   const std::optional<std::uint64_t> size = source.Size();
+  sRecoveryReport report;
   if (!size) {
-    sRecoveryReport report;
     report.losses.Add({"the file's size cannot be found out", {}});
     return report;
   }
-  return cRecovery(source, *size, take).Recover();
+  sCaptureError ignored;
+  const auto file = cCaptureFile::Open(std::make_unique<cPartSource>(source, 0, *size), ignored);
+  if (file != nullptr) {
+    report.state = file->State();
+  }
+  const auto was =
+      report.state == eCaptureState::Complete ? std::nullopt : FindRealignment(source, *size);
+  if (!was) {
+    return cRecovery(source, *size, take, std::move(report)).Recover();
+  }
+  TellMoved(*was, report);
+  cRealignedSource realigned(source, *was);
+  const RecoveredItemTaker takeMoved = [&](sRecoveredItem item) {
+    item.offset = was->PlaceNow(item.offset);
+    return take(item);
+  };
+  return cRecovery(realigned, was->size, takeMoved, std::move(report)).Recover();
 }
 
 }  // namespace corvane

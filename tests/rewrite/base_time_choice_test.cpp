@@ -119,5 +119,17 @@ TEST(BaseTimeChoiceTest, TheModemsOwnTimeIsALoss) {
   EXPECT_TRUE(ChooseBaseTime(evidence).isLoss);
 }
 
+TEST(BaseTimeChoiceTest, ATimeYearsFromAllOthersIsNotTaken) {
+  // Also without its two highest bytes.
+  for (const std::uint64_t wrong :
+       {kNoon + 5 * kYear, kNoon + 5 * kYear + (std::uint64_t{7} << 56)}) {
+    sBaseTimeEvidence evidence = Differing(wrong, 0, kNoon);
+    evidence.indexed.reset();
+    evidence.before = kNoon - kHour;
+    EXPECT_EQ(ChooseBaseTime(evidence).time, kNoon);
+    EXPECT_TRUE(ChooseBaseTime(evidence).isLoss);
+  }
+}
+
 }  // namespace
 }  // namespace corvane

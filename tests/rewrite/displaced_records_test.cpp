@@ -168,5 +168,124 @@ TEST_F(DisplacedRecordsTest, OddPacketsInOrderAreKept) {
   EXPECT_EQ(outcome.report.unfit.count, 20U);
 }
 
+// A dialogue whose packets do not tell their lengths.
+[[nodiscard]] std::vector<sBuiltItem> Dialogue(std::uint32_t count) {
+  std::vector<sBuiltItem> items = {{7, kNoon, TextItem("Corvane version 1.0"), {}}};
+  for (std::uint32_t number = 1; number < count; ++number) {
+    const std::uint64_t time = kNoon + 7 * number;
+    const bool isRequest = number % 2 == 1;
+    const bool isSubsystem = number % 5 < 2;
+    ByteVector packet = isSubsystem ? Hex("4B 12 00 00") : Hex("73 00 00 00");
+    Append(packet, number, 4);
+    packet.resize(packet.size() + number % 23, 0x33);
+    const std::uint32_t type = isSubsystem ? (isRequest ? 10 : 9) : (isRequest ? 2 : 1);
+    items.push_back({type, time, packet, {}});
+  }
+  return items;
+}
+
+TEST_F(DisplacedRecordsTest, RequestsAndRepliesInTheirPlacesStay) {
+  auto items = Dialogue(400);
+  const auto logs = ManyLogs(60);
+  items.insert(items.end(), logs.begin(), logs.end());
+  for (std::size_t number = 400; number < items.size(); ++number) {
+    items[number].time += 5000;
+  }
+  for (const bool isClosed : {true, false}) {
+    for (const std::size_t count : {1U, 16U}) {
+      SCOPED_TRACE(std::to_string(count) + (isClosed ? " bytes, closed" : " bytes"));
+      file = isClosed ? BuildItems(items).Closed() : BuildItems(items).Unclosed();
+      Insert(kRecords + 4'000, count);
+      ExpectMissing(items, 1, 5);
+      file = isClosed ? BuildItems(items).Closed() : BuildItems(items).Unclosed();
+      Remove(kRecords + 4'000, count);
+      ExpectMissing(items, 1, 5);
+    }
+  }
+}
+
+// Blocks of which much was removed, or into which much was put.
+class RealignedCaptureTest : public DisplacedRecordsTest {
+ protected:
+  RealignedCaptureTest() : items(ManyLogs(3 * 8192 + 40)) {
+    const sOpened opened = OpenBytes(BuildItems(items).Closed());
+    for (const sCaptureBlock& block : opened.file->Blocks()) {
+      blocks.push_back(static_cast<std::size_t>(block.offset));
+    }
+  }
+
+  // As many items are kept and told lost as there were, and no more lost than must be.
+  void ExpectCounted(std::size_t most) {
+    const sOutcome outcome = Recover(file);
+    const std::size_t missing = Missing(outcome.items, items);
+    EXPECT_LE(missing, most);
+    EXPECT_EQ(outcome.report.lostItems, missing);
+    EXPECT_EQ(outcome.report.unfinishedBytes, 0U);
+  }
+  void Restore(bool isClosed) {
+    file = isClosed ? BuildItems(items).Closed() : BuildItems(items).Unclosed();
+  }
+
+  const std::vector<sBuiltItem> items;
+  std::vector<std::size_t> blocks;
+};
+
+TEST_F(RealignedCaptureTest, BytesPutIntoADirectoryCostNoTimes) {
+  for (const bool isClosed : {true, false}) {
+    for (const std::size_t count : {4096U, 65'536U}) {
+      SCOPED_TRACE(std::to_string(count) + (isClosed ? " bytes, closed" : " bytes"));
+      Restore(isClosed);
+      file.insert(file.begin() + static_cast<std::ptrdiff_t>(blocks[1] + 20'003), count, 0);
+      ExpectCounted(3);
+    }
+  }
+}
+
+TEST_F(RealignedCaptureTest, RandomBytesPutBetweenRecordsBecomeNoItems) {
+  for (const bool isClosed : {true, false}) {
+    SCOPED_TRACE(isClosed ? "closed" : "unclosed");
+    Restore(isClosed);
+    Insert(blocks[1] + 100'003, 65'536);
+    ExpectCounted(3);
+  }
+}
+
+TEST_F(RealignedCaptureTest, TheBlockBehindRemovedBytesIsKept) {
+  // From its records, its directory, the end of that, and the end of its records on. Without an
+  // index nothing tells where a block was whose end is gone.
+  for (const auto& [place, isClosed] :
+       {std::pair(blocks[1] + 100'003, true), std::pair(blocks[1] + 100'003, false),
+        std::pair(blocks[1] + 20'003, true), std::pair(blocks[1] + 20'003, false),
+        std::pair(blocks[1] + 57'300, true), std::pair(blocks[2] - 20'003, true),
+        std::pair(blocks[2] - 20'003, false)}) {
+    SCOPED_TRACE(std::to_string(place) + (isClosed ? ", closed" : ""));
+    Restore(isClosed);
+    Remove(place, 30'001);
+    const sOutcome outcome = Recover(file);
+    const std::size_t missing = Missing(outcome.items, items);
+    // A directory entry has 7 bytes, and a record 30.
+    EXPECT_LE(missing, 30'001U / 7 + 30'001U / 30 + 6);
+    EXPECT_EQ(outcome.report.lostItems, missing);
+    EXPECT_EQ(outcome.items.back().time, items.back().time);
+    EXPECT_EQ(outcome.report.unfinishedBytes, 0U);
+  }
+}
+
+TEST_F(RealignedCaptureTest, AWrongLinkMovesNothing) {
+  Restore(false);
+  Put(file, blocks[0] + 57'344, blocks[1] + 1234, 8);
+  EXPECT_EQ(Missing(Recover(file).items, items), 0U);
+}
+
+TEST_F(RealignedCaptureTest, ACaptureBehindALoneHeaderIsFound) {
+  for (const bool isClosed : {true, false}) {
+    Restore(isClosed);
+    file.insert(file.begin(), file.begin(), file.begin() + 4);
+    const sOutcome outcome = Recover(file);
+    EXPECT_EQ(Missing(outcome.items, items), 0U);
+    EXPECT_THAT(outcome.report.moreCaptures, ::testing::ElementsAre(4U));
+  }
+}
+
 }  // namespace
 }  // namespace corvane
