@@ -269,8 +269,11 @@ class cBlockLocator : private sLocatedBlocks {
       if (!end) {
         continue;
       }
-      if (AreLastMoved(last, lastEntries, bytes, distance,
-                       static_cast<std::int64_t>(indexPlace - *end))) {
+      // A file that was not closed may have been cut off: records that it would have cut say
+      // nothing.
+      const std::uint32_t whole = isClosed ? lastEntries : WholeIn(last, bytes, distance);
+      if (whole != 0 && AreLastMoved(last, whole, bytes, distance,
+                                     static_cast<std::int64_t>(indexPlace - *end))) {
         indexOffset = *end;
       }
       break;
@@ -297,6 +300,20 @@ class cBlockLocator : private sLocatedBlocks {
     const int here = std::max(WeighDistance(file, last), 0);
     last.from = farther;
     return farther != distance && WeighDistance(file, last) > here;
+  }
+
+  // How many of the last block's entries have records that end within the file at a distance.
+  [[nodiscard]] std::uint32_t WholeIn(std::int64_t last, const Directory& bytes,
+                                      std::int64_t distance) const {
+    const std::int64_t records =
+        static_cast<std::int64_t>(OffsetOf(last) + isf::kBlockSize) + distance;
+    std::uint32_t whole = lastEntries;
+    while (whole != 0 &&
+           records + static_cast<std::int64_t>(EndIn(EntryAt(AsDirectory(bytes), whole - 1))) >
+               static_cast<std::int64_t>(indexPlace)) {
+      --whole;
+    }
+    return whole;
   }
 
   [[nodiscard]] static std::uint32_t UsedIn(const Directory& bytes) {
