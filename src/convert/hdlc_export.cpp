@@ -30,7 +30,7 @@ namespace {
 
 // Whether it is worth describing an item to find out whether it was rebuilt.
 [[nodiscard]] bool MayBeRebuilt(const sCaptureItem& item) {
-  return item.bytes.size() > ota_log::kHeaderSize && item.bytes[0] == command::kLog &&
+  return item.bytes.size() > log_packet::kHeaderSize && item.bytes[0] == command::kLog &&
          Load16(&item.bytes[log_packet::kLogCode]) == ota_log::kLogCode;
 }
 

@@ -128,6 +128,13 @@ TEST(HdlcExportTest, TheLongestPacketOfFlagsIsWritten) {
 
 // --- What the recorder added
 
+TEST(HdlcExportTest, ALogThatEndsBeforeItsCodeIsWritten) {
+  for (const ByteVector& packet :
+       {Hex("10"), Hex("10 00 03 00 03 00"), Hex("10 00 03 00 03 00 2F")}) {
+    EXPECT_EQ(Export({{5, packet}}).stream, FrameOf(packet));
+  }
+}
+
 TEST(HdlcExportTest, RebuiltBlocksAreLeftOutAndTold) {
   const sExported exported = Export({{8, kLog}, {8, Rebuilt()}});
   EXPECT_EQ(exported.stream, StreamOf({kLog}));
