@@ -73,7 +73,8 @@ bool AddMarker(const std::string& capturePath, const sMarker& marker) {
   // Behind a line that somebody could not end the marker would be the rest of that line.
   std::error_code ignored;  // what cannot be looked at is told by opening it
   const bool isNew = !std::filesystem::exists(PathOf(path), ignored);
-  if (AppendToFile(path, (EndsAmidALine(path) ? "\n" : "") + MarkerLine(marker))) {
+  const std::string line = MarkerLine(marker);
+  if (AppendToFile(path, EndsAmidALine(path) ? '\n' + line : line)) {
     return true;
   }
   const int reason = errno;
