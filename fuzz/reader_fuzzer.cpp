@@ -189,10 +189,11 @@ void CheckStatistics(cCaptureFile& file) {
   Require(!text.str().empty(), "statistics are tables");
 }
 
-// Whether a rule is one of single items, which the reader of a file that is not closed leaves
-// alone.
-bool IsOfOneItem(eRule rule) {
+// Whether a rule is one of single items or of joined captures, which the reader of a file that is
+// not closed leaves alone.
+bool IsLeftAlone(eRule rule) {
   switch (rule) {
+    case eRule::Joined:
     case eRule::BaseTime:
     case eRule::PacketLength:
     case eRule::ItemType:
@@ -214,7 +215,7 @@ void CheckRules(const cCaptureFile& file, std::unique_ptr<cByteSource> source) {
     Require(violation.offset <= file.Size() && !violation.problem.empty(),
             "a rule is broken at a place of the file");
     ++found;
-    leftAlone += !file.IsClosed() && IsOfOneItem(violation.rule) ? 1U : 0U;
+    leftAlone += !file.IsClosed() && IsLeftAlone(violation.rule) ? 1U : 0U;
     return true;
   };
   const sVerified verified = VerifyCapture(std::move(source), request);
