@@ -140,7 +140,7 @@ class Capture(CommandLineTestCase):
         self.assertFalse(self.output.exists())
 
     def test_a_wait_for_nothing_captures_nothing(self):
-        process = self.capture("--duration", "0s")
+        process = self.capture("--wait", "0s")
         _, errors = process.communicate(timeout=wine.DEADLINE)
         self.assertEqual(process.returncode, 4, errors)
         self.assertFalse(self.output.exists())
@@ -152,7 +152,7 @@ class Troubles(CommandLineTestCase):
     def test_a_configuration_of_too_many_requests_is_warned_of(self):
         levels = ",".join(f"{ssid}/1" for ssid in range(988))
         self.config.write_text(f"<MessageLevels>{levels}</MessageLevels>")
-        process = self.capture("--duration", "0s")
+        process = self.capture("--wait", "0s")
         _, errors = process.communicate(timeout=wine.DEADLINE)
         self.assertEqual(process.returncode, 4, errors)
         warning = errors.index("makes 1,001 requests, and the library keeps only the last 1,000")
