@@ -35,7 +35,9 @@ struct sRuleWords {
     case eRule::ItemType:
       return {"item-type", "Item types are 0 to 2 and 4 to 10"};
     case eRule::ExtraField:
-      return {"extra-field", "Only items of type 8 have an extra field: the technology or cell value of their log code"};
+      return {"extra-field",
+              "Only items of type 8 have an extra field: the technology or cell value of their log "
+              "code"};
     case eRule::ItemTime:
       return {"item-time", "A time is one that clocks can show"};
     case eRule::TimeWidth:

@@ -13,8 +13,8 @@
 #include <tuple>
 #include <utility>
 
-#include "corvane/live/live_output.h"
 #include "corvane/command/standard_streams.h"
+#include "corvane/live/live_output.h"
 
 namespace corvane::tools {
 namespace {

@@ -27,8 +27,8 @@ struct sExportRequest {
 // or the name is none. Of a file to make cNewFile tells that it is there. Changes nothing.
 [[nodiscard]] std::optional<std::string> ObstacleTo(const sExportRequest& request);
 
-// Exports the selected items that are there. What is wrong and what was not shown is told on `errors`.
-// Returns an exit code (command_line.h).
+// Exports the selected items that are there. What is wrong and what was not shown is told on
+// `errors`. Returns an exit code (command_line.h).
 [[nodiscard]] int ExportCapture(const sExportRequest& request, std::ostream& errors);
 
 // Adds the options that tell what of a capture is shown, and how.

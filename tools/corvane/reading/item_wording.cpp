@@ -9,8 +9,8 @@
 #include <utility>
 
 #include "capture/isf/layout.h"
-#include "corvane/reading/cell_wording.h"
 #include "corvane/command/readable_text.h"
+#include "corvane/reading/cell_wording.h"
 #include "describe/message_names.h"
 #include "describe/names.h"
 #include "diag/packets.h"

@@ -16,8 +16,8 @@ struct sShowing {
   std::string path;  // of the capture, beside which its markers are
   sSelection selection;
   std::optional<std::uint64_t> most = {};  // no more items than these, the first
-  // What is shown goes to the terminal where the bar is drawn: it stands there only while nothing is
-  // found.
+  // What is shown goes to the terminal where the bar is drawn: it stands there only while nothing
+  // is found.
   bool sharesTerminal = false;
 };
 
