@@ -137,6 +137,10 @@ class FileNames(ProgramTestCase):
         code, _, errors = self.run_corvane("import", stream, "-o", capture)
         self.assertEqual((code, errors), (0, ""))
         self.assertEqual(isf.read(capture).items[0].text, f"Imported from {NAME}.hdlc")
+        merged = path / "слияние.isf"
+        code, _, errors = self.run_corvane("merge", capture, "-o", merged)
+        self.assertEqual((code, errors), (0, ""))
+        self.assertEqual(isf.read(merged).items[0].text, "Merged from импорт.isf")
 
     def test_a_file_that_is_missing_is_named(self):
         missing = self.root / f"{NAME}.isf"

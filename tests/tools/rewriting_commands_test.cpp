@@ -231,14 +231,6 @@ TEST_F(RewritingCommandsTest, ItemsAreMergedInTheOrderOfTimeWithTheirSources) {
   EXPECT_THAT(out.str(), HasSubstr("Merged: 8 items of 2 captures"));
 }
 
-TEST_F(RewritingCommandsTest, NamesBeyondAsciiStandWholeInTheTexts) {
-  const std::string one = Make("größe.isf", {Reply(kNoon + 1, 1)});
-  const std::string two = Make("漢.isf", {Reply(kNoon + 2, 2)});
-  EXPECT_EQ(Merge({one, two}), kExitGood) << errors.str();
-  EXPECT_THAT(ItemsOf(output),
-              ElementsAre("+1 Merged from größe.isf", "+1 1", "+2 Merged from 漢.isf", "+2 2"));
-}
-
 TEST_F(RewritingCommandsTest, AConnectionThatHasEndedIsNotBegunAnew) {
   const std::string one =
       Make("one.isf", {Text(kNoon, "Port COM7 connected"),
