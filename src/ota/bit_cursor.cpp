@@ -117,6 +117,17 @@ void StoreBigEndian(std::uint8_t* bytes, std::uint64_t value) {
   return GatherLeastSignificantFirst(reader, count);
 }
 
+// The same for 1 to 8 bits, which lie in two bytes. Most fields are that short.
+[[nodiscard]] inline std::uint8_t PeekFewBits(const sBitReader& reader, std::uint32_t count) {
+  if (reader.bitOrder == kLeastSignificantBitFirst) {
+    return static_cast<std::uint8_t>(PeekBits(reader, count));
+  }
+  const std::uint8_t* const bytes = reader.data + reader.position / 8;
+  const std::uint32_t end = reader.position % 8 + count;
+  const std::uint32_t pair = std::uint32_t{bytes[0]} << 8 | (end > 8 ? bytes[1] : 0u);
+  return static_cast<std::uint8_t>((pair >> (16 - end)) & kLowBits[count]);
+}
+
 [[nodiscard]] std::uint32_t BitsBetween(std::uint32_t position, std::uint32_t end) {
   return position < end ? end - position : 0;
 }
@@ -186,7 +197,7 @@ std::uint32_t ReadBits8(sBitReader& reader, std::uint32_t count, std::uint8_t& o
   if (status != kErrorSuccess) {
     return status;
   }
-  out = static_cast<std::uint8_t>(PeekBits(reader, count));
+  out = PeekFewBits(reader, count);
   reader.position += count;
   return kErrorSuccess;
 }
