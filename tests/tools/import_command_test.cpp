@@ -136,12 +136,21 @@ TEST_F(ImportCommandTest, WithoutADiagFrameThereIsNoCapture) {
   }
 }
 
-TEST_F(ImportCommandTest, BadFramesAloneAreToldAndMakeACapture) {
+TEST_F(ImportCommandTest, BadFramesAloneAreToldAndMakeNoCapture) {
   Write("drive.hdlc", Hex("11 22 33 44 7E 11 22 33 44 7E"));
-  EXPECT_EQ(Run({"PATH/drive.hdlc", "-o", "PATH/drive.isf"}), 0);
-  EXPECT_EQ(errors,
-            "corvane import: PATH/drive.hdlc: the frame at offset 0 has a wrong checksum\n"
-            "corvane import: PATH/drive.hdlc: the frame at offset 5 has a wrong checksum\n");
+  const std::string told =
+      "corvane import: PATH/drive.hdlc: the frame at offset 0 has a wrong checksum\n"
+      "corvane import: PATH/drive.hdlc: the frame at offset 5 has a wrong checksum\n"
+      "corvane import: no capture was made: PATH/drive.hdlc has no good DIAG frame\n";
+  EXPECT_EQ(Run({"PATH/drive.hdlc", "-o", "PATH/drive.isf"}), 1);
+  EXPECT_EQ(out, "");
+  EXPECT_EQ(errors, told);
+  EXPECT_THAT(FilesLeft(), ElementsAre("drive.hdlc"));
+
+  Write("drive.isf", Hex("01 02 03"));
+  EXPECT_EQ(Run({"PATH/drive.hdlc", "-o", "PATH/drive.isf", "--overwrite"}), 1);
+  EXPECT_EQ(errors, told);
+  EXPECT_EQ(Content("drive.isf"), Hex("01 02 03"));
   EXPECT_THAT(FilesLeft(), UnorderedElementsAre("drive.hdlc", "drive.isf"));
 }
 

@@ -105,8 +105,8 @@ void ReportResult(const sImportReport& report, std::ostream& out) {
   return losses;
 }
 
-// Whether the stream is something else altogether: it has bytes, and no flag that ends a frame. A
-// stream of bad frames alone is one, and so is an empty one.
+// Whether the stream is something else altogether: it has bytes, and no flag that ends a frame. An
+// empty stream is one, and so is one of bad frames alone, of which no capture can be made either.
 [[nodiscard]] bool HasNoFrame(const sImportReport& report) {
   if (report.packets != 0 || report.badFrames != 1) {
     return false;
@@ -132,13 +132,16 @@ class cImportRun {
     if (!Import(output.WritePath())) {
       return kExitFailed;
     }
+    if (report.packets == 0 && report.badFrames != 0) {
+      TellLosses();
+      return Fail(
+          fmt::format("no capture was made: {} has no good DIAG frame", InputName(request.input)));
+    }
     if (const auto obstacle = output.Complete()) {
       return Fail(*obstacle);
     }
     ReportResult(report, out);
-    for (const std::string& loss : Losses(report)) {
-      Tell(fmt::format("{}: {}", InputName(request.input), loss));
-    }
+    TellLosses();
     return out ? kExitGood : Fail("the output cannot be written");
   }
 
@@ -147,6 +150,11 @@ class cImportRun {
   int Fail(const std::string& what) {
     Tell(what);
     return kExitFailed;
+  }
+  void TellLosses() {
+    for (const std::string& loss : Losses(report)) {
+      Tell(fmt::format("{}: {}", InputName(request.input), loss));
+    }
   }
 
   [[nodiscard]] bool OpenInput() {
@@ -288,8 +296,8 @@ void AddImportCommand(CLI::App& app, int& exitCode) {
                         {"corvane import drive.hdlc -o drive.isf --overwrite",
                          "Again, in place of the capture that is there"}},
            .exitCodes = {"0 the capture is complete; what could not be imported is told",
-                         "1 it could not be made, or the stream not be read, or it has no DIAG "
-                         "frame",
+                         "1 it could not be made, or the stream not be read, or it has no good "
+                         "DIAG frame",
                          "2 wrong usage"}});
   command->callback(
       [request, &exitCode] { exitCode = ImportStream(*request, std::cout, std::cerr); });
