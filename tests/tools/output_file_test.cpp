@@ -27,20 +27,6 @@ TEST(OutputNameTest, WhatAFileNameCannotHoldBecomesAHyphen) {
   EXPECT_EQ(ExpandName("{device}", kTime, "a<b>c:d\"e/f\\g|h?i*j\x1Fk"), "a-b-c-d-e-f-g-h-i-j-k");
 }
 
-TEST(OutputNameTest, NamesOfDevicesAreNoFiles) {
-  for (const char* const name :
-       {"COM7", "com7.isf", "drives/COM7.isf", "drives\\aux.isf", "C:nul.isf", "NUL", "con.a.isf",
-        "Prn .isf", "LPT0.isf", "com\u00B2.isf", "COM7:", "CONIN$", "conout$.isf"}) {
-    EXPECT_NE(FindReservedName(name), std::nullopt) << name;
-  }
-  for (const char* const name : {"COM12.isf", "COM.isf", "COM7-.isf", "xCOM7.isf", "COM7x.isf",
-                                 "nul/drive.isf", "auxiliary.isf", "drive.aux", "{device}.isf"}) {
-    EXPECT_EQ(FindReservedName(name), std::nullopt) << name;
-  }
-  EXPECT_EQ(FindReservedName("x/com7.isf"),
-            "x/com7.isf is no name of a file: Windows has reserved com7 for a device");
-}
-
 TEST(OutputNameTest, ADeviceThatWouldBeReservedGetsAHyphen) {
   EXPECT_EQ(ExpandName("{device}.isf", kTime, "COM7"), "COM7-.isf");
   EXPECT_EQ(ExpandName("x/{device}", kTime, "COM7"), "x/COM7-");

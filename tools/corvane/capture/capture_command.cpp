@@ -10,6 +10,7 @@
 #include "corvane/capture/run_options.h"
 #include "corvane/command/command_line.h"
 #include "corvane/command/help.h"
+#include "corvane/command/reserved_name.h"
 
 namespace corvane::tools {
 namespace {

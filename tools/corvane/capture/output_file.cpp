@@ -3,13 +3,13 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <filesystem>
 #include <functional>
+#include <iterator>
 #include <system_error>
-#include <vector>
 
+#include "corvane/command/reserved_name.h"
 #include "platform/file_names.h"
 #include "platform/files.h"
 #include "reader/markers.h"
@@ -55,35 +55,6 @@ void ForEachPiece(std::string_view name,
   return part;
 }
 
-// The part of a path by which Windows knows a reserved name: of the last name what is before its
-// first dot or colon, without blanks at its end.
-[[nodiscard]] std::string_view StemOf(std::string_view path) {
-  constexpr std::size_t kDriveLength = 2;  // "C:"
-  path.remove_prefix(path.find_last_of("/\\") + 1);
-  if (path.size() > kDriveLength && path[1] == ':') {
-    path.remove_prefix(kDriveLength);
-  }
-  path = path.substr(0, path.find_first_of(".:"));
-  return path.substr(0, path.find_last_not_of(' ') + 1);
-}
-
-[[nodiscard]] bool IsReserved(std::string_view stem) {
-  constexpr std::array<std::string_view, 6> kNames = {"CON", "PRN",    "AUX",
-                                                      "NUL", "CONIN$", "CONOUT$"};
-  // What may stand behind "COM" and "LPT": superscript digits, too, which were in a code page.
-  constexpr std::array<std::string_view, 13> kNumbers = {
-      "0", "1", "2", "3", "4", "5", "6", "7", "8", "9", "\u00B9", "\u00B2", "\u00B3"};
-  std::string name(stem);
-  std::transform(name.begin(), name.end(), name.begin(), [](char letter) {
-    return letter >= 'a' && letter <= 'z' ? static_cast<char>(letter - 'a' + 'A') : letter;
-  });
-  constexpr std::size_t kKindLength = 3;
-  const bool isNumbered = name.starts_with("COM") || name.starts_with("LPT");
-  return std::find(kNames.begin(), kNames.end(), name) != kNames.end() ||
-         (isNumbered &&
-          std::find(kNumbers.begin(), kNumbers.end(), name.substr(kKindLength)) != kNumbers.end());
-}
-
 // A link has the name, too, wherever it leads.
 [[nodiscard]] bool IsTaken(const std::string& path) {
   std::error_code ignored;  // what cannot be looked at is told by opening it
@@ -118,14 +89,6 @@ std::optional<std::string> FindWrongPlaceholder(std::string_view name) {
   return wrong;
 }
 
-std::optional<std::string> FindReservedName(std::string_view name) {
-  const std::string_view stem = StemOf(name);
-  if (!IsReserved(stem)) {
-    return std::nullopt;
-  }
-  return fmt::format("{} is no name of a file: Windows has reserved {} for a device", name, stem);
-}
-
 bool NamesDevice(std::string_view name) {
   bool names = false;
   ForEachPiece(name, [&names](std::string_view text, bool isPlaceholder) {
@@ -147,10 +110,10 @@ std::string ExpandName(std::string_view name, std::uint64_t time, std::string_vi
       expanded += FileNamePart(device);
     }
   });
-  const std::string_view stem = StemOf(expanded);
-  if (NamesDevice(name) && IsReserved(stem)) {
-    const std::size_t end = static_cast<std::size_t>(stem.data() - expanded.data()) + stem.size();
-    expanded.insert(end, 1, '-');
+  const std::string_view reserved = ReservedPart(expanded);
+  if (NamesDevice(name) && !reserved.empty()) {
+    const auto end = reserved.data() - expanded.data() + std::ssize(reserved);
+    expanded.insert(static_cast<std::size_t>(end), 1, '-');
   }
   return expanded;
 }

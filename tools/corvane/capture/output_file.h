@@ -16,11 +16,6 @@ namespace corvane::tools {
 // {date}, {time} and {device} are known.
 [[nodiscard]] std::optional<std::string> FindWrongPlaceholder(std::string_view name);
 
-// That the name is one which Windows has reserved for a device, whatever its ending and the case of
-// its letters, as a sentence for the user, or nothing: "aux.isf" is no file, and "COM7.isf" would
-// open the port of a modem.
-[[nodiscard]] std::optional<std::string> FindReservedName(std::string_view name);
-
 // Whether the name holds {device}.
 [[nodiscard]] bool NamesDevice(std::string_view name);
 

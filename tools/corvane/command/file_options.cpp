@@ -5,6 +5,8 @@
 #include <CLI/App.hpp>
 #include <system_error>
 
+#include "corvane/command/reserved_name.h"
+
 namespace corvane::tools {
 
 void AddCaptureArgument(CLI::App& command, std::string& path) {
@@ -20,7 +22,10 @@ void AddNewFileOptions(CLI::App& command, const std::string& what, std::string& 
         if (name.empty()) {
           return "the name of the file to make is empty";
         }
-        return name == "-" ? "the file to make has a name: it is not standard output" : "";
+        if (name == "-") {
+          return "the file to make has a name: it is not standard output";
+        }
+        return FindReservedName(name).value_or("");
       });
   command.add_flag("--overwrite", overwrite,
                    "Replace a file of that name, once the new one is complete");

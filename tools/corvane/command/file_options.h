@@ -14,7 +14,8 @@ namespace corvane::tools {
 void AddCaptureArgument(CLI::App& command, std::string& path);
 
 // --output and --overwrite: the file that the command makes, which `what` describes ("The capture
-// file to make"). An empty name, and "-", are wrong usage: it is no stream.
+// file to make"). An empty name, "-", and one that is reserved (reserved_name.h) are wrong usage:
+// it is no stream and no device.
 void AddNewFileOptions(CLI::App& command, const std::string& what, std::string& path,
                        bool& overwrite);
 

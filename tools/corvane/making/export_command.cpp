@@ -18,6 +18,7 @@
 #include "corvane/command/file_options.h"
 #include "corvane/command/help.h"
 #include "corvane/command/progress.h"
+#include "corvane/command/reserved_name.h"
 #include "corvane/command/standard_streams.h"
 #include "corvane/live/live_export.h"
 #include "corvane/live/live_output.h"
@@ -266,6 +267,9 @@ void CheckOutput(const CLI::App& command, const sExportRequest& request) {
   if (request.output == kStandardOutput) {
     throw CLI::ValidationError("--output",
                                "a file to make has a name: -w - writes to standard output");
+  }
+  if (const auto reserved = FindReservedName(request.output)) {
+    throw CLI::ValidationError("--output", *reserved);
   }
   if (request.output.empty() && request.stream.empty()) {
     throw CLI::ValidationError("the name of the output is empty");

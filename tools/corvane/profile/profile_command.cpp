@@ -9,6 +9,7 @@
 
 #include "corvane/command/command_line.h"
 #include "corvane/command/help.h"
+#include "corvane/command/reserved_name.h"
 #include "corvane/command/standard_streams.h"
 
 namespace corvane::tools {
@@ -108,7 +109,8 @@ void AddMakeOptions(CLI::App& action, sMaking& making) {
   action.add_flag("--multi-sim", making.content.unwraps,
                   "Take the logs of several SIMs out of their wrappers");
   action.add_option("-o,--output", making.output, "The file to write; - and nothing: print it")
-      ->type_name("FILE");
+      ->type_name("FILE")
+      ->check([](const std::string& name) { return FindReservedName(name).value_or(""); });
   action.add_flag("--overwrite", making.mayReplace, "Replace a file that is there");
 }
 
