@@ -285,7 +285,8 @@ class cBlockLocator : private sLocatedBlocks {
     return true;
   }
 
-  // The last entry may be wrong: then the records are where it does not lead.
+  // Whether the last records are at another distance, behind a change in front of them or between
+  // them. Instead the last entry alone may be wrong, or its packet.
   [[nodiscard]] bool AreLastMoved(std::int64_t number, std::uint32_t entries,
                                   const Directory& bytes, std::int64_t distance,
                                   std::int64_t farther) {
@@ -296,10 +297,11 @@ class cBlockLocator : private sLocatedBlocks {
                        entries - std::min(entries, kLast),
                        entries,
                        distance,
-                       {}};
-    const int here = std::max(WeighDistance(file, last), 0);
-    last.from = farther;
-    return farther != distance && WeighDistance(file, last) > here;
+                       farther};
+    const std::optional<int> moved = WeighChange(file, last);
+    const int here = WeighDistance(file, last);
+    --last.end;
+    return farther != distance && moved && *moved > std::max(here, WeighDistance(file, last));
   }
 
   // How many of the last block's entries have records that end within the file at a distance.

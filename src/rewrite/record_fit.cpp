@@ -36,25 +36,23 @@ class cChange {
     return std::accumulate(scores.begin(), scores.end(), 0);
   }
 
+  [[nodiscard]] std::optional<int> BestSplit() {
+    Weigh();
+    std::optional<int> best;
+    for (std::size_t place = 0; place + 1 < back.size(); ++place) {
+      if (back[place] > 0) {
+        best = std::max(best, std::optional(front[place] + back[place]));
+      }
+    }
+    return best;
+  }
+
   [[nodiscard]] sChangePlace Find() {
     if (moved.first == moved.end) {
       return {moved.first, moved.end, 0};
     }
-    // What all entries in front of each say for the first distance, and all from it on for the
-    // second.
-    std::vector<int> front = Scores(moved.from);
-    std::vector<int> back = moved.to ? Scores(*moved.to) : std::vector<int>(front.size());
-    const std::vector<int> here = front;
-    const std::vector<int> there = back;
-    front.insert(front.begin(), 0);
-    back.push_back(0);
-    for (std::size_t place = 1; place < front.size(); ++place) {
-      front[place] += front[place - 1];
-    }
-    for (std::size_t place = back.size() - 1; place-- > 0;) {
-      back[place] += back[place + 1];
-    }
-    Choose(front, back);
+    Weigh();
+    Choose();
     sChangePlace change = Widened();
     change.contradicted = static_cast<std::uint32_t>(
         std::count(here.begin(), here.begin() + std::ptrdiff_t{before}, kContradicted) +
@@ -65,6 +63,21 @@ class cChange {
  private:
   [[nodiscard]] isf::sDirectoryEntry Entry(std::uint32_t place) const {
     return EntryAt(moved.directory, place);
+  }
+
+  // What each entry says for either distance; and what all in front of each say for the first one,
+  // and all from it on for the second.
+  void Weigh() {
+    here = front = Scores(moved.from);
+    there = back = moved.to ? Scores(*moved.to) : std::vector<int>(front.size());
+    front.insert(front.begin(), 0);
+    back.push_back(0);
+    for (std::size_t place = 1; place < front.size(); ++place) {
+      front[place] += front[place - 1];
+    }
+    for (std::size_t place = back.size() - 1; place-- > 0;) {
+      back[place] += back[place + 1];
+    }
   }
 
   [[nodiscard]] std::vector<int> Scores(std::int64_t distance) {
@@ -112,26 +125,26 @@ class cChange {
     return command::IsSubsystem(packet[0]) ? kPossibleSubsystem : kPossible;
   }
 
-  // Goes through all pairs of entries between which as much is lost as the change takes.
-  void Choose(const std::vector<int>& front, const std::vector<int>& back) {
+  // Between the last record in front of the change and the first one behind it.
+  void Choose() {
     int best = std::numeric_limits<int>::min();
-    ForEachPair(static_cast<std::uint32_t>(front.size() - 1),
-                [&](std::uint32_t last, std::uint32_t next) {
-                  best = std::max(best, front[last] + back[next]);
-                });
+    ForEachPair([&](std::uint32_t last, std::uint32_t next) {
+      best = std::max(best, front[last] + back[next]);
+    });
     before = moved.end;
-    ForEachPair(static_cast<std::uint32_t>(front.size() - 1),
-                [&](std::uint32_t last, std::uint32_t next) {
-                  if (front[last] + back[next] + kDoubt >= best) {
-                    before = std::min(before, last);
-                    after = std::max(after, next);
-                    isBetween = isBetween && next == last + 1;
-                  }
-                });
+    ForEachPair([&](std::uint32_t last, std::uint32_t next) {
+      if (front[last] + back[next] + kDoubt >= best) {
+        before = std::min(before, last);
+        after = std::max(after, next);
+        isBetween = isBetween && next == last + 1;
+      }
+    });
   }
 
+  // Goes through all pairs of entries between which as much is lost as the change takes.
   template <typename Take>
-  void ForEachPair(std::uint32_t count, const Take& take) const {
+  void ForEachPair(const Take& take) const {
+    const std::uint32_t count = moved.end - moved.first;
     std::uint32_t next = 0;
     for (std::uint32_t last = 0; last <= count; ++last) {
       next = std::max(next, last);
@@ -175,6 +188,10 @@ class cChange {
 
   cByteSource& source;
   const sMovedRecords& moved;
+  std::vector<int> here;
+  std::vector<int> there;
+  std::vector<int> front;
+  std::vector<int> back;
   std::uint32_t before = 0;  // counted from the first
   std::uint32_t after = 0;
   bool isBetween = true;  // the one record between them is broken
@@ -206,6 +223,10 @@ eFit FitOf(const isf::sDirectoryEntry& entry, std::span<const std::uint8_t> pack
 
 int WeighDistance(cByteSource& source, const sMovedRecords& moved) {
   return cChange(source, moved).Sum();
+}
+
+std::optional<int> WeighChange(cByteSource& source, const sMovedRecords& moved) {
+  return cChange(source, moved).BestSplit();
 }
 
 sChangePlace FindChange(cByteSource& source, const sMovedRecords& moved) {

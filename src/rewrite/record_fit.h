@@ -43,4 +43,8 @@ struct sChangePlace {
 // How much the records say for the first distance; comparable for the same entries.
 [[nodiscard]] int WeighDistance(cByteSource& source, const sMovedRecords& moved);
 
+// How much they say for the first distance up to an entry and for the second one from it on, where
+// that is most. Nothing where no records at the end speak for the second one.
+[[nodiscard]] std::optional<int> WeighChange(cByteSource& source, const sMovedRecords& moved);
+
 }  // namespace corvane

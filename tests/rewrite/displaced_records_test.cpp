@@ -204,6 +204,37 @@ TEST_F(DisplacedRecordsTest, RequestsAndRepliesInTheirPlacesStay) {
   }
 }
 
+// How many items are none of those that there were.
+[[nodiscard]] std::size_t MadeUp(const std::vector<sBuiltItem>& some,
+                                 const std::vector<sBuiltItem>& all) {
+  return static_cast<std::size_t>(
+      std::count_if(some.begin(), some.end(), [&all](const sBuiltItem& item) {
+        return std::none_of(all.begin(), all.end(), [&item](const sBuiltItem& other) {
+          return AreSame(item, other);
+        });
+      }));
+}
+
+TEST_F(DisplacedRecordsTest, FewRecordsThatTellNoLengthBecomeNoOthers) {
+  const auto items = Dialogue(24);
+  for (const bool isClosed : {true, false}) {
+    const ByteVector whole = isClosed ? BuildItems(items).Closed() : BuildItems(items).Unclosed();
+    for (std::size_t place = kRecords + 60; place + 20 < whole.size(); place += 3) {
+      for (const std::size_t count : {1U, 3U}) {
+        SCOPED_TRACE(std::to_string(count) + " at " + std::to_string(place) +
+                     (isClosed ? ", closed" : ""));
+        file = whole;
+        Insert(place, count);
+        // That into which they were put may look whole, and at the end so may two behind it.
+        EXPECT_LE(MadeUp(Recover(file).items, items), 3U);
+        file = whole;
+        Remove(place, count);
+        EXPECT_LE(MadeUp(Recover(file).items, items), 3U);
+      }
+    }
+  }
+}
+
 // Blocks of which much was removed, or into which much was put.
 class RealignedCaptureTest : public DisplacedRecordsTest {
  protected:
