@@ -80,12 +80,11 @@ void AppendPadded(std::string& text, std::uint64_t number, std::size_t digits) {
 
 // The levels of a debug message, those of the bits above them left out.
 [[nodiscard]] std::string LevelNames(std::uint32_t levels) {
-  constexpr std::array<std::string_view, 5> kNames = {"low", "medium", "high", "error", "fatal"};
   std::string text;
-  for (std::size_t level = 0; level < kNames.size(); ++level) {
+  for (std::uint32_t level = 0; !MessageLevelName(level).empty(); ++level) {
     if ((levels >> level & 1) != 0) {
       text += text.empty() ? "" : "/";
-      text += kNames[level];
+      text += MessageLevelName(level);
     }
   }
   return text;

@@ -1,58 +1,17 @@
-"""The frame of the command line: manual pages, completion, progress, captures from standard input."""
+"""The frame of the command line: manual pages, progress, captures from standard input."""
 
 import json
 import os
-import pathlib
 import pty
 import re
 import select
-import shutil
 import signal
 import subprocess
-import tempfile
 import time
 import unittest
 
 import made_capture
-
-PROGRAM = pathlib.Path(os.environ["CORVANE_PROGRAMS"]) / "corvane"
-DEADLINE = 60.0
-PROFILES = sorted(
-    path.stem for path in (pathlib.Path(__file__).resolve().parents[2] / "profiles").glob("*.cfg")
-)
-NOON = made_capture.item_time(1_715_947_200_000)  # 2024-05-17 12:00:00 UTC
-
-
-def run(*arguments, **options):
-    """-> the ended process, its streams as text"""
-    return subprocess.run(
-        [PROGRAM, *arguments],
-        **{"capture_output": True, "text": True, "check": False, "timeout": DEADLINE, **options},
-    )
-
-
-def described():
-    return json.loads(run("manual", "--json").stdout)
-
-
-def commands_below(command):
-    for below in command["commands"]:
-        yield below
-        yield from commands_below(below)
-
-
-def capture_of(items, step=1):
-    made = made_capture.MadeCapture()
-    made.add_text("Corvane version 1.0", NOON)
-    for number in range(1, items):
-        made.add(made_capture.PACKET, NOON + number * step, b"\x4b\x0f" + bytes(2) + b"x" * 60)
-    return made.closed()
-
-
-class FrameTestCase(unittest.TestCase):
-    def setUp(self):
-        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="corvane-"))
-        self.addCleanup(shutil.rmtree, self.folder)
+from corvane_run import DEADLINE, PROGRAM, FrameTestCase, capture_of, commands_below, described, run
 
 
 class ManualPages(FrameTestCase):
@@ -109,111 +68,6 @@ class ManualPages(FrameTestCase):
         ended = run("manual", self.folder / "missing")
         self.assertEqual(ended.returncode, 1)
         self.assertIn("missing/corvane.1 cannot be written: No such file", ended.stderr)
-
-
-class BashCompletion(FrameTestCase):
-    @classmethod
-    def setUpClass(cls):
-        cls.script = run("completion", "bash").stdout
-
-    def complete(self, *words):
-        """-> what bash offers for the last of the words that follow the program's name"""
-        typed = " ".join("'" + word.replace("'", "'\\''") + "'" for word in ("corvane", *words))
-        ended = subprocess.run(
-            [
-                *("bash", "--norc", "-c"),
-                f'{self.script}\nCOMP_WORDS=({typed}); COMP_CWORD={len(words)}; _corvane; '
-                'printf "%s\\n" "${COMPREPLY[@]}"',
-            ],
-            cwd=self.folder,
-            capture_output=True,
-            text=True,
-            check=False,
-            timeout=DEADLINE,
-        )
-        self.assertEqual(ended.stderr, "")
-        return sorted(ended.stdout.split("\n")[:-1])
-
-    def test_commands_are_completed(self):
-        names = sorted(command["name"].split()[1] for command in described()["commands"])
-        self.assertEqual(self.complete(""), names)
-        self.assertEqual(self.complete("inf"), ["info"])
-        self.assertEqual(self.complete("wireshark", ""), ["install", "uninstall"])
-        self.assertEqual(self.complete("wireshark", "un"), ["uninstall"])
-
-    def test_options_are_completed(self):
-        self.assertEqual(self.complete("export", "--for"), ["--format"])
-        self.assertIn("-o", self.complete("export", "-"))
-        self.assertEqual(self.complete("wireshark", "install", "--f"), ["--folder"])
-        self.assertEqual(self.complete("--ver"), ["--version"])
-        for command in commands_below(described()):
-            wanted = sorted(name for option in command["options"] for name in option["names"])
-            self.assertEqual(self.complete(*command["name"].split()[1:], "-"), wanted)
-
-    def test_choices_are_completed(self):
-        self.assertEqual(self.complete("export", "--clock", ""), ["host", "modem"])
-        self.assertEqual(self.complete("export", "--format", "js"), ["jsonl"])
-        # Bash makes three words of "--format=js".
-        self.assertEqual(self.complete("export", "--format", "=", "js"), ["jsonl"])
-        self.assertEqual(self.complete("export", "--format", "="), self.complete("export", "--format", ""))
-        self.assertEqual(self.complete("completion", "p"), ["powershell"])
-
-    def test_profiles_are_completed(self):
-        self.assertEqual(self.complete("capture", "--profile", ""), PROFILES)
-        self.assertEqual(self.complete("profile", "show", "lte-r"), ["lte-radio"])
-        self.assertEqual(self.complete("profile", "show", ""), PROFILES)
-
-    def test_file_names_are_completed(self):
-        for name in ("drive.isf", "drive two.isf", "other.isf"):
-            (self.folder / name).write_bytes(b"")
-        self.assertEqual(self.complete("info", "dr"), ["drive two.isf", "drive.isf"])
-        self.assertEqual(self.complete("info", "--deep", "oth"), ["other.isf"])
-        self.assertEqual(self.complete("export", "-o", "o"), ["other.isf"])
-
-    def test_what_nobody_can_guess_is_left_to_the_user(self):
-        self.assertEqual(self.complete("export", "--leap-seconds", ""), [""])
-
-    def test_no_name_has_a_letter_that_bash_would_take_for_its_own(self):
-        for command in (described(), *commands_below(described())):
-            words = [command["name"]]
-            for option in (*command["options"], *command["arguments"]):
-                words += option["names"] + option["choices"]
-            for word in words:
-                self.assertRegex(word, r"^[A-Za-z0-9. _-]+$")
-
-
-class PowerShellCompletion(unittest.TestCase):
-    """What can be told of the script without a PowerShell."""
-
-    def test_it_has_every_command_option_and_choice(self):
-        script = run("completion", "powershell").stdout
-        for command in (described(), *commands_below(described())):
-            words = " ".join(command["name"].split()[1:])
-            _, found, below = script.partition(f"  $commands['{words}'] = @{{ Choices = $values\n")
-            self.assertTrue(found, words)
-            values = script.partition(f"  $commands['{words}'] = ")[0].rpartition("$values = ")[2]
-            options = below.splitlines()[0]
-            for option in command["options"]:
-                for name in option["names"]:
-                    self.assertIn(f"'{name}'", options)
-                    if option["value"]:
-                        wanted = PROFILES if name == "--profile" else option["choices"]
-                        choices = ", ".join(f"'{choice}'" for choice in wanted)
-                        self.assertIn(f"$values['{name}'] = @({choices})\n", values)
-
-    def test_quotes_and_brackets_are_closed(self):
-        script = run("completion", "powershell").stdout
-        code = re.sub(r"^\s*#.*$", "", script, flags=re.MULTILINE)
-        bare = re.sub(r"'(?:[^']|'')*'", "", code)
-        self.assertNotIn("'", bare)
-        self.assertNotIn('"', bare)
-        open_ones = []
-        for letter in bare:
-            if letter in "({[":
-                open_ones.append(letter)
-            elif letter in ")}]":
-                self.assertEqual(open_ones.pop() + letter, {")": "()", "}": "{}", "]": "[]"}[letter])
-        self.assertEqual(open_ones, [])
 
 
 class Progress(FrameTestCase):

@@ -108,6 +108,8 @@ bool IsFileName(const std::string& value) {
                      [&value](const char* file) { return value == file; });
 }
 
+bool IsList(const std::string& value) { return value.find("[,") != std::string::npos; }
+
 std::vector<std::string> Paragraphs(const std::string& text) {
   std::vector<std::string> paragraphs;
   std::size_t begin = 0;

@@ -48,6 +48,9 @@ struct sCommandText {
 // Whether `value` stands for the name of a file or a folder, which shells complete.
 [[nodiscard]] bool IsFileName(const std::string& value);
 
+// Whether `value` stands for words with commas between them: "TYPE[,TYPE]".
+[[nodiscard]] bool IsList(const std::string& value);
+
 // `text` in its paragraphs, which line ends divide.
 [[nodiscard]] std::vector<std::string> Paragraphs(const std::string& text);
 

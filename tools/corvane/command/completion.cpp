@@ -100,6 +100,16 @@ _corvane_words() {
   mapfile -t COMPREPLY < <(compgen -W "$1" -- "$2")
 }
 
+# Of words with commas between them the last one.
+_corvane_list() {
+  local before=
+  if [[ $2 == *,* ]]; then
+    before=${2%,*},
+  fi
+  mapfile -t COMPREPLY < <(compgen -P "$before" -W "$1" -- "${2##*,}")
+  compopt -o nospace 2>/dev/null
+}
+
 _corvane_files() {
   mapfile -t COMPREPLY < <(compgen -f -- "$1")
   compopt -o filenames 2>/dev/null
@@ -116,7 +126,8 @@ complete -F _corvane corvane
   }
   std::string action = "return";
   if (!option.choices.empty()) {
-    action = fmt::format("_corvane_words '{}' \"$cur\"; return", Joined(option.choices, " "));
+    action = fmt::format("_corvane_{} '{}' \"$cur\"; return",
+                         IsList(option.value) ? "list" : "words", Joined(option.choices, " "));
   } else if (IsFileName(option.value)) {
     action = "_corvane_files \"$cur\"; return";
   }
@@ -170,15 +181,22 @@ constexpr std::string_view kPowerShellTail =
   }
   $here = $commands[$command]
   $last = if ($words.Count -gt 0) { $words[-1] } else { '' }
+  $before = ''
+  $begun = $wordToComplete
   if ($here.Choices.ContainsKey($last)) {
     $offered = $here.Choices[$last]
+    # Of words with commas between them the last one is completed.
+    if ($here.Lists -ccontains $last) {
+      $before = $begun.Substring(0, $begun.LastIndexOf(',') + 1)
+      $begun = $begun.Substring($before.Length)
+    }
   } elseif ($wordToComplete.StartsWith('-')) {
     $offered = $here.Options
   } else {
     $offered = $here.Words
   }
-  $offered | Where-Object { $_.StartsWith($wordToComplete) } | ForEach-Object {
-    [System.Management.Automation.CompletionResult]::new($_, $_, 'ParameterValue', $_)
+  $offered | Where-Object { $_.StartsWith($begun) } | ForEach-Object {
+    [System.Management.Automation.CompletionResult]::new($before + $_, $_, 'ParameterValue', $_)
   }
 }
 )";
@@ -203,17 +221,22 @@ std::string PowerShellCompletion(const sCommandText& root) {
   ForEachCommand(root, [&script](const sCommandText& command) {
     script += fmt::format(
         "  $values = New-Object System.Collections.Hashtable ([StringComparer]::Ordinal)\n");
-    ForEachOption(command, [&script](const sOptionText& option) {
+    std::vector<std::string> lists;
+    ForEachOption(command, [&script, &lists](const sOptionText& option) {
       for (const std::string& name : option.names) {
         if (!option.value.empty()) {
           script +=
               fmt::format("  $values[{}] = {}\n", Quoted(name), PowerShellList(option.choices));
         }
+        if (IsList(option.value)) {
+          lists.push_back(name);
+        }
       }
     });
     script += fmt::format(
-        "  $commands[{}] = @{{ Choices = $values\n    Options = {}\n    Words = {} }}\n",
-        Quoted(WordsOf(command)), PowerShellList(OptionNames(command)),
+        "  $commands[{}] = @{{ Choices = $values\n    Options = {}\n    Lists = {}\n"
+        "    Words = {} }}\n",
+        Quoted(WordsOf(command)), PowerShellList(OptionNames(command)), PowerShellList(lists),
         PowerShellList(Words(command)));
   });
   return script + std::string(kPowerShellTail);

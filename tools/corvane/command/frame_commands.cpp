@@ -9,14 +9,17 @@
 #include <memory>
 #include <system_error>
 
+#include "convert/item_fields.h"
 #include "corvane/command/choice_option.h"
 #include "corvane/command/command_line.h"
 #include "corvane/command/command_text.h"
 #include "corvane/command/completion.h"
 #include "corvane/command/help.h"
 #include "corvane/command/manual.h"
+#include "corvane/command/named_numbers.h"
 #include "corvane/command/usage_error.h"
 #include "corvane/profile/shipped_profiles.h"
+#include "corvane/reading/item_wording.h"
 
 namespace corvane::tools {
 namespace {
@@ -70,21 +73,65 @@ void AddHelpCommand(CLI::App& app, int& exitCode) {
   command->callback([&app, words, &exitCode] { exitCode = ShowHelp(app, *words); });
 }
 
-// Makes the names of profiles choices where one is wanted. The help does not list them all.
-void OfferProfiles(sCommandText& command, const std::vector<std::string>& names) {
-  for (sOptionGroup& group : command.groups) {
-    for (sOptionText& option : group.options) {
-      if (std::ranges::find(option.names, "--profile") != option.names.end()) {
-        option.choices = names;
+// Words that options take beside others, or that the help does not list, by what it says that they
+// take ("TYPE[,TYPE]"): an option of one name may take something else in another command.
+struct sOffer {
+  const char* option;
+  const char* value;
+  std::vector<std::string> words;
+};
+
+[[nodiscard]] std::vector<sOffer> Offers() {
+  std::vector<std::string> profiles, types, fields;
+  for (const sShippedProfile& profile : ShippedProfiles()) {
+    profiles.push_back(profile.name);
+  }
+  for (const sNamedItemType& type : NamedItemTypes()) {
+    types.push_back(type.name);
+  }
+  for (const sItemField& field : ItemFields()) {
+    fields.emplace_back(field.name);
+  }
+  return {{"--profile", "NAME", profiles},
+          {"NAME", "NAME", profiles},  // of profile show
+          {"--type", "TYPE[,TYPE]", types},
+          {"--level", "LEVEL[,LEVEL]", MessageLevelNames()},
+          {"--fields", "FIELD[,FIELD]", fields}};
+}
+
+// Makes these words choices where they are wanted.
+void OfferWords(sCommandText& command, const std::vector<sOffer>& offers) {
+  const auto offer = [&offers](sOptionText& option) {
+    for (const sOffer& one : offers) {
+      if (option.value == one.value &&
+          std::ranges::find(option.names, one.option) != option.names.end()) {
+        option.choices = one.words;
       }
     }
+  };
+  for (sOptionGroup& group : command.groups) {
+    std::ranges::for_each(group.options, offer);
   }
-  if (command.name == "corvane profile show") {
-    command.arguments.front().choices = names;
-  }
+  std::ranges::for_each(command.arguments, offer);
   for (sCommandText& below : command.commands) {
-    OfferProfiles(below, names);
+    OfferWords(below, offers);
   }
+}
+
+// `command` and those below it as words behind `name`, without options and arguments.
+[[nodiscard]] sCommandText NamesOf(const sCommandText& command, const std::string& name) {
+  sCommandText names;
+  names.name = name;
+  for (const sCommandText& below : command.commands) {
+    names.commands.push_back(NamesOf(below, name + " " + below.Word()));
+  }
+  return names;
+}
+
+// Makes all commands words behind "help", which tells of them.
+void OfferCommands(sCommandText& root) {
+  const auto help = std::ranges::find(root.commands, "corvane help", &sCommandText::name);
+  help->commands = NamesOf(root, help->name).commands;
 }
 
 void AddCompletionCommand(CLI::App& app, int& exitCode) {
@@ -108,11 +155,8 @@ void AddCompletionCommand(CLI::App& app, int& exitCode) {
            .exitCodes = {"0 done", "2 wrong usage"}});
   command->callback([&app, shell, &exitCode] {
     sCommandText root = DescribeCommand(app);
-    std::vector<std::string> profiles;
-    for (const sShippedProfile& profile : ShippedProfiles()) {
-      profiles.push_back(profile.name);
-    }
-    OfferProfiles(root, profiles);
+    OfferWords(root, Offers());
+    OfferCommands(root);
     std::cout << (*shell == eShell::Bash ? BashCompletion(root) : PowerShellCompletion(root))
               << std::flush;
     exitCode = kExitGood;

@@ -255,8 +255,16 @@ std::optional<std::string> TakeSsids(std::string_view word, std::vector<sNumberR
   return Take(word, {"subsystems", kLastSsid, false}, kTable, ranges);
 }
 
+std::vector<std::string> MessageLevelNames() {
+  std::vector<std::string> names;
+  for (std::uint32_t level = 0; !MessageLevelName(level).empty(); ++level) {
+    names.emplace_back(MessageLevelName(level));
+  }
+  return names;
+}
+
 std::optional<std::string> TakeLevel(std::string_view word, std::uint32_t& levels) {
-  static const std::vector<std::string> kNames = {"low", "medium", "high", "error", "fatal"};
+  static const std::vector<std::string> kNames = MessageLevelNames();
   std::optional<std::size_t> bit = ParseUnsigned<std::uint32_t>(word);
   if (const auto name = std::find(kNames.begin(), kNames.end(), Hyphenate(word));
       name != kNames.end()) {

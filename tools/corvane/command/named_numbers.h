@@ -32,6 +32,8 @@ namespace corvane::tools {
                                                    std::vector<sNumberRange>& ranges);
 // A level of debug messages, low, medium, high, error or fatal, or the number of its bit, 0 to 31.
 [[nodiscard]] std::optional<std::string> TakeLevel(std::string_view word, std::uint32_t& levels);
+// The levels that have names, from the lowest on.
+[[nodiscard]] std::vector<std::string> MessageLevelNames();
 
 // A name in small letters with hyphens between its words: "lte-rrc-state-change".
 [[nodiscard]] std::string Hyphenate(std::string_view name);

@@ -195,15 +195,15 @@ void AppendEvents(std::string& text, const std::vector<sEvent>& events) {
 // --- Messages
 
 void AppendLevels(std::string& text, std::uint32_t levels) {
-  constexpr std::array<std::string_view, 5> kNames = {"low", "medium", "high", "error", "fatal"};
   char separator = ' ';
-  for (std::size_t level = 0; level < kNames.size(); ++level) {
+  std::uint32_t level = 0;
+  for (; !MessageLevelName(level).empty(); ++level) {
     if ((levels >> level & 1) != 0) {
-      (text += std::exchange(separator, '/')) += kNames[level];
+      (text += std::exchange(separator, '/')) += MessageLevelName(level);
     }
   }
   // The others mean something else in each subsystem.
-  if (const std::uint32_t others = levels >> kNames.size() << kNames.size(); others != 0) {
+  if (const std::uint32_t others = levels >> level << level; others != 0) {
     Append(text, "{}0x{:X}", separator, others);
   }
 }
@@ -346,6 +346,16 @@ std::string_view ItemTypeName(std::uint32_t type) {
     default:
       return kUnknownType;
   }
+}
+
+std::vector<sNamedItemType> NamedItemTypes() {
+  std::vector<sNamedItemType> named;
+  for (std::uint32_t type = 0; type < isf::kItemTypes; ++type) {
+    if (const std::string_view name = ItemTypeName(type); name != kUnknownType) {
+      named.push_back({type, std::string(name)});
+    }
+  }
+  return named;
 }
 
 void AppendWords(std::string& text, const sCaptureItem& item, const sDescription& description,

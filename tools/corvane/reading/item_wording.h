@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "describe/description.h"
 #include "reader/capture_file.h"
@@ -13,6 +14,14 @@ namespace corvane::tools {
 
 // The name of an item type, one word: "signalling-log". "unknown" for types that nothing writes.
 [[nodiscard]] std::string_view ItemTypeName(std::uint32_t type);
+
+// A type that has a name.
+struct sNamedItemType {
+  std::uint32_t type = 0;
+  std::string name;
+};
+// All of them, in ascending order.
+[[nodiscard]] std::vector<sNamedItemType> NamedItemTypes();
 
 // Appends what is in an item, in a few words and without a line break:
 //

@@ -59,20 +59,17 @@ CLI::Option* AddListOption(CLI::App& command, const std::string& option, const s
     return fmt::format("there is no item type {}: they go from 0 to {}", word, isf::kItemTypes - 1);
   }
   if (!type) {
+    const std::vector<sNamedItemType> known = NamedItemTypes();
     std::vector<std::string> names;
-    std::vector<std::uint32_t> numbers;
-    for (std::uint32_t number = 0; number < isf::kItemTypes; ++number) {
-      if (const std::string_view name = ItemTypeName(number); name != ItemTypeName(UINT32_MAX)) {
-        names.emplace_back(name);
-        numbers.push_back(number);
-      }
+    for (const sNamedItemType& one : known) {
+      names.push_back(one.name);
     }
     std::string problem;
     const auto found = FindName(names, word, "item types", problem);
     if (!found) {
       return problem;
     }
-    type = numbers[*found];
+    type = known[*found].type;
   }
   types.push_back(*type);
   return std::nullopt;
