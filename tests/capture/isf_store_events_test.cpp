@@ -101,6 +101,14 @@ TEST_F(IsfStoreEventsTest, AStoreCanFreeTheEventsBeforeTheBreak) {
   EXPECT_EQ(after, before);
 }
 
+TEST_F(IsfStoreEventsTest, AStoreThatFreesThoseEventsDoesNotRecordThemEither) {
+  cISFStore freeing{{.keepsBrokenEvents = false}};
+  freeing.Attach(Create("freed.isf"));
+  const cBufferReference item(MakeBuffer(BrokenReport(), kOriginDevice));
+  EXPECT_EQ(freeing.AddItem(item.Get(), kAutomaticType), kErrorSuccess);
+  EXPECT_EQ(ReadFile(scratch.Path("freed.isf")).size(), 4U);
+}
+
 TEST_F(IsfStoreEventsTest, TheClockIsAskedForEachEventInItsOrder) {
   std::uint64_t now = 0;
   cISFStore counting{{.now = [&now] { return now += 10'000; }}};
