@@ -71,7 +71,6 @@ void cISFStore::Close() {
   if (file != nullptr) {
     // On a failed stream nothing is written: the file ends without index and trailer.
     std::ignore = WriteIndexAndTrailer();
-    file->close();
     file.reset();
   }
   blockItems = 0;
