@@ -6,8 +6,6 @@
 namespace corvane {
 namespace {
 
-constexpr std::string_view kHexDigits = "0123456789ABCDEF";
-
 // How many bytes the character in front of `text` has; 0 when that is no UTF-8.
 [[nodiscard]] std::size_t SizeInUtf8(std::string_view text) {
   const auto byte = [&text](std::size_t place) {

@@ -1,11 +1,20 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 
 // The characters of a text that came from somewhere else, and may be anything.
 namespace corvane {
+
+inline constexpr std::string_view kHexDigits = "0123456789ABCDEF";
+
+// The bytes of a text, which lends them.
+[[nodiscard]] inline std::span<const std::uint8_t> BytesOf(std::string_view text) {
+  return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
+}
 
 // The character that a text begins with.
 struct sCharacter {

@@ -39,7 +39,6 @@ struct sSyntaxCarrier {
 };
 
 // GSMTAP types.
-constexpr std::uint8_t kUm = 1;
 constexpr std::uint8_t kAbis = 2;
 constexpr std::uint8_t kUmtsRrc = 12;
 constexpr std::uint8_t kLteRrc = 13;
@@ -53,10 +52,13 @@ using Gsmtap = sGsmtapType;
 
 constexpr std::array kCarriers{
     sSyntaxCarrier{eSyntax::GsmLayer3, {"gsm_a_dtap", "GSM L3"}, Gsmtap{kAbis, 0}},
-    sSyntaxCarrier{eSyntax::GsmPseudoLength, {"gsm_a_ccch", "GSM RR"}, Gsmtap{kUm, 2}},
-    sSyntaxCarrier{eSyntax::GsmAccessBurst, {kBytesDissector, "GSM RACH"}, Gsmtap{kUm, kRach}},
-    sSyntaxCarrier{eSyntax::GprsRlcMacDownlink, {"gsm_rlcmac_dl", kRlcMac}, Gsmtap{kUm, kPacch}},
-    sSyntaxCarrier{eSyntax::GprsRlcMacUplink, {"gsm_rlcmac_ul", kRlcMac}, Gsmtap{kUm, kPacch}},
+    sSyntaxCarrier{eSyntax::GsmPseudoLength, {"gsm_a_ccch", "GSM RR"}, Gsmtap{kGsmtapUm, 2}},
+    sSyntaxCarrier{
+        eSyntax::GsmAccessBurst, {kBytesDissector, "GSM RACH"}, Gsmtap{kGsmtapUm, kRach}},
+    sSyntaxCarrier{
+        eSyntax::GprsRlcMacDownlink, {"gsm_rlcmac_dl", kRlcMac}, Gsmtap{kGsmtapUm, kPacch}},
+    sSyntaxCarrier{
+        eSyntax::GprsRlcMacUplink, {"gsm_rlcmac_ul", kRlcMac}, Gsmtap{kGsmtapUm, kPacch}},
 
     sSyntaxCarrier{eSyntax::WcdmaUlCcch, {"rrc.ul.ccch", kWcdmaRrc}, Gsmtap{kUmtsRrc, 3}},
     sSyntaxCarrier{eSyntax::WcdmaUlDcch, {"rrc.ul.dcch", kWcdmaRrc}, Gsmtap{kUmtsRrc, 1}},

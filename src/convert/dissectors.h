@@ -31,6 +31,8 @@ struct sGsmtapType {
   std::uint8_t subtype = 0;
 };
 
+inline constexpr std::uint8_t kGsmtapUm = 1;  // the type of GSM's air interface
+
 // Nothing for a message that GSMTAP cannot carry.
 [[nodiscard]] std::optional<sGsmtapType> GsmtapTypeOf(const sSignalling& signalling);
 

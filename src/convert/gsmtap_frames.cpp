@@ -7,6 +7,7 @@
 
 #include "convert/byte_order.h"
 #include "convert/pcapng_writer.h"
+#include "describe/diag_time.h"
 
 namespace corvane {
 namespace {
@@ -16,16 +17,15 @@ using Bytes = std::vector<std::uint8_t>;
 // --- pcap
 
 constexpr std::uint32_t kNanosecondMagic = 0xA1B23C4D;
-constexpr std::uint16_t kMajorVersion = 2;
-constexpr std::uint16_t kMinorVersion = 4;
+constexpr std::uint16_t kPcapMajorVersion = 2;
+constexpr std::uint16_t kPcapMinorVersion = 4;
 constexpr std::uint32_t kSnapLength = 65'535;
-constexpr std::int64_t kNanosecondsPerSecond = 1'000'000'000;
 
 [[nodiscard]] Bytes FileHeader() {
   Bytes header;
   AppendLittleEndian(header, kNanosecondMagic);
-  AppendLittleEndian(header, kMajorVersion);
-  AppendLittleEndian(header, kMinorVersion);
+  AppendLittleEndian(header, kPcapMajorVersion);
+  AppendLittleEndian(header, kPcapMinorVersion);
   AppendLittleEndian(header, std::uint32_t{0});  // times are UTC
   AppendLittleEndian(header, std::uint32_t{0});  // and nothing is said of their accuracy
   AppendLittleEndian(header, kSnapLength);
@@ -92,7 +92,6 @@ constexpr std::uint8_t kHeaderWords = 4;
 constexpr std::uint32_t kMostChannelNumber = 0x3FFF;
 constexpr std::uint16_t kUplinkBit = 0x4000;
 
-constexpr std::uint8_t kUm = 1;
 constexpr std::uint8_t kBcch = 1;
 constexpr std::uint8_t kSdcch8 = 8;
 constexpr std::uint8_t kSacch = 0x88;
@@ -118,14 +117,14 @@ constexpr std::size_t kLongestInLapdm = 63;
 // below as long as that can tell its length. On others it goes as it is.
 [[nodiscard]] sGsmtapType TypeOnChannel(const sSignalling& signalling, sGsmtapType type) {
   if (signalling.syntax == eSyntax::GsmPseudoLength && signalling.channel == "BCCH") {
-    return {kUm, kBcch};
+    return {kGsmtapUm, kBcch};
   }
   if (signalling.syntax == eSyntax::GsmLayer3 && signalling.message.size() <= kLongestInLapdm) {
     if (signalling.channel == "SDCCH") {
-      return {kUm, kSdcch8};
+      return {kGsmtapUm, kSdcch8};
     }
     if (signalling.channel == "SACCH") {
-      return {kUm, kSacch};
+      return {kGsmtapUm, kSacch};
     }
   }
   return type;
@@ -133,11 +132,11 @@ constexpr std::size_t kLongestInLapdm = 63;
 
 // What the lower layers of the channel put in front of the message.
 void AppendLowerLayers(Bytes& payload, sGsmtapType type, std::size_t messageSize) {
-  const bool isSacch = type.type == kUm && type.subtype == kSacch;
+  const bool isSacch = type.type == kGsmtapUm && type.subtype == kSacch;
   if (isSacch) {
     payload.insert(payload.end(), {0, 0});  // power and timing advance
   }
-  if (isSacch || (type.type == kUm && type.subtype == kSdcch8)) {
+  if (isSacch || (type.type == kGsmtapUm && type.subtype == kSdcch8)) {
     // 3GPP TS 44.006: address (SAPI 0), control (unnumbered information), length.
     const auto length = static_cast<std::uint8_t>(messageSize << 2 | 1);
     payload.insert(payload.end(), {0x01, 0x03, length});

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <string>
 
+#include "convert/characters.h"
 #include "describe/diag_time.h"
 #include "describe/message_names.h"
 #include "describe/names.h"
@@ -13,8 +14,6 @@
 
 namespace corvane {
 namespace {
-
-constexpr std::string_view kHexDigits = "0123456789ABCDEF";
 
 // --- Parts of a row
 
@@ -97,16 +96,13 @@ void FillModemTime(const sItemRow& row, cFieldValue& value) {
     return;
   }
   const auto time = UnixNanosecondsFromDiag(*row.description.modemTime);
-  constexpr std::int64_t kNanosecondsPerSecond = 1'000'000'000;
   const std::int64_t leap = std::int64_t{row.leapSeconds} * kNanosecondsPerSecond;
   if (!time || *time < leap) {
     return;
   }
-  constexpr std::uint64_t kUnixEpoch = kSecondsFrom1601To1970 * 1000;  // in milliseconds since 1601
-  constexpr std::int64_t kNanosecondsPerMillisecond = 1'000'000;
   const std::int64_t utc = *time - leap;
-  std::string text =
-      FormatUtc(kUnixEpoch + static_cast<std::uint64_t>(utc / kNanosecondsPerMillisecond));
+  std::string text = FormatUtc(kUnixEpochMilliseconds +
+                               static_cast<std::uint64_t>(utc / kNanosecondsPerMillisecond));
   text.pop_back();  // the Z stands behind all nine digits
   AppendPadded(text, static_cast<std::uint64_t>(utc % kNanosecondsPerMillisecond), 6);
   text += 'Z';

@@ -6,8 +6,6 @@
 namespace corvane {
 namespace {
 
-constexpr std::uint64_t kUnixEpoch = kSecondsFrom1601To1970 * 1000;  // in milliseconds since 1601
-constexpr std::int64_t kNanosecondsPerMillisecond = 1'000'000;
 constexpr std::uint64_t kMostMilliseconds =
     static_cast<std::uint64_t>(INT64_MAX / kNanosecondsPerMillisecond);
 
@@ -20,10 +18,10 @@ constexpr std::uint64_t kMostMilliseconds =
 }  // namespace
 
 std::int64_t UnixNanosecondsOfItem(std::uint64_t itemTime) {
-  if (itemTime < kUnixEpoch) {
+  if (itemTime < kUnixEpochMilliseconds) {
     return 0;
   }
-  const std::uint64_t milliseconds = itemTime - kUnixEpoch;
+  const std::uint64_t milliseconds = itemTime - kUnixEpochMilliseconds;
   return milliseconds > kMostMilliseconds
              ? INT64_MAX
              : static_cast<std::int64_t>(milliseconds) * kNanosecondsPerMillisecond;

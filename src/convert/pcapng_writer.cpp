@@ -4,6 +4,7 @@
 #include <cstddef>
 
 #include "convert/byte_order.h"
+#include "convert/characters.h"
 #include "diag/little_endian.h"
 
 namespace corvane {
@@ -31,10 +32,6 @@ constexpr std::uint32_t kInbound = 1;
 constexpr std::uint32_t kOutbound = 2;
 
 constexpr std::size_t kLengthOffset = 4;
-
-[[nodiscard]] std::span<const std::uint8_t> BytesOf(std::string_view text) {
-  return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
-}
 
 // As much of a text as an option holds. A character of UTF-8 has up to three bytes behind its
 // first.

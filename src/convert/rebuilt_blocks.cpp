@@ -9,10 +9,6 @@
 namespace corvane {
 namespace {
 
-// In milliseconds since 1601, as item times are.
-constexpr auto kUnixEpochMilliseconds = static_cast<std::int64_t>(kSecondsFrom1601To1970 * 1000);
-constexpr std::int64_t kNanosecondsPerMillisecond = 1'000'000;
-
 // `itemTime` counts milliseconds since 1601, `stamp` is a DIAG timestamp.
 [[nodiscard]] bool IsWithinMillisecond(std::uint64_t itemTime, std::uint64_t stamp) {
   const std::optional<std::int64_t> stampTime = UnixNanosecondsFromDiag(stamp);
@@ -20,7 +16,8 @@ constexpr std::int64_t kNanosecondsPerMillisecond = 1'000'000;
     return false;
   }
   // Item times reach further than 63 bits of nanoseconds: milliseconds are compared first.
-  const std::int64_t milliseconds = static_cast<std::int64_t>(itemTime) - kUnixEpochMilliseconds -
+  const std::int64_t milliseconds = static_cast<std::int64_t>(itemTime) -
+                                    static_cast<std::int64_t>(kUnixEpochMilliseconds) -
                                     *stampTime / kNanosecondsPerMillisecond;
   if (std::abs(milliseconds) > 2) {
     return false;

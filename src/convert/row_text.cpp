@@ -57,7 +57,7 @@ void AppendJsonString(std::string& row, std::string_view text) {
 }
 
 std::string InertJson(std::string_view json) {
-  constexpr std::string_view kHexDigits = "0123456789abcdef";
+  constexpr std::string_view kSmallHexDigits = "0123456789abcdef";
   // What such characters begin with, but for those that JSON itself does not allow.
   constexpr std::string_view kFirstBytes = "\x7F\xC2\xD8\xE2";
   std::string inert;
@@ -73,7 +73,7 @@ std::string InertJson(std::string_view json) {
     if (ActsOnText(character.code)) {
       inert += "\\u";
       for (int shift = 12; shift >= 0; shift -= 4) {
-        inert += kHexDigits[character.code >> shift & 0xF];
+        inert += kSmallHexDigits[character.code >> shift & 0xF];
       }
     } else {
       inert += json.substr(0, character.size);

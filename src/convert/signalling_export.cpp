@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "capture/isf/layout.h"
+#include "convert/characters.h"
 #include "convert/item_description.h"
 #include "convert/log_lines.h"
 #include "convert/rebuilt_blocks.h"
@@ -19,10 +20,6 @@ constexpr char kRebuilt[] = ", rebuilt by the recorder";
 
 [[nodiscard]] bool IsOfHost(const sCaptureItem& item) {
   return item.type == isf::kRequestItem || item.type == isf::kSubsystemRequestItem;
-}
-
-[[nodiscard]] std::span<const std::uint8_t> BytesOf(std::string_view text) {
-  return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
 }
 
 // How many of a message's items are named. An RRC message has up to 16; only an IP packet can have

@@ -3,7 +3,15 @@
 #include <cstdint>
 #include <optional>
 
+#include "platform/clock.h"
+
 namespace corvane {
+
+// 1970-01-01 as the time of an item, in milliseconds since 1601.
+inline constexpr std::uint64_t kUnixEpochMilliseconds = kSecondsFrom1601To1970 * 1000;
+
+inline constexpr std::int64_t kNanosecondsPerMillisecond = 1'000'000;
+inline constexpr std::int64_t kNanosecondsPerSecond = 1'000'000'000;
 
 // A DIAG timestamp as nanoseconds since 1970-01-01 00:00:00, in the modem's own time: UTC on GSM,
 // WCDMA, LTE and NR networks, ahead of it by the leap seconds where the modem took its time from a

@@ -8,10 +8,6 @@
 namespace corvane {
 namespace {
 
-// How often a block that changes while it is looked at is looked at again before its last answer is
-// believed.
-constexpr int kLooks = 100;
-
 [[nodiscard]] std::string NameOf(const sCaptureBlock& block) {
   return "the block at offset " + std::to_string(block.offset);
 }

@@ -13,6 +13,10 @@
 
 namespace corvane {
 
+// How often a capture that is written while it is looked at is looked at again before its last
+// answer is believed.
+inline constexpr int kLooks = 100;
+
 // One block of a capture file.
 struct sCaptureBlock {
   std::uint64_t number = 0;  // its place among the blocks, from 0: item 8192 * number is its first

@@ -6,10 +6,6 @@
 namespace corvane {
 namespace {
 
-// How often a file that changes while it is looked at is looked at again before its last answer is
-// believed.
-constexpr int kLooks = 100;
-
 [[nodiscard]] std::optional<sCaptureError> CheckHeader(cByteSource& source) {
   std::array<std::uint8_t, isf::kHeaderSize> header{};
   const std::size_t count = source.ReadAt(0, header);

@@ -129,7 +129,6 @@ class cBlockRecovery {
   // being written when the recorder died: no entry leads to it yet.
   [[nodiscard]] bool MayEndUnfinished(std::uint32_t place,
                                       const isf::sDirectoryEntry& entry) const {
-    constexpr std::uint64_t kLongestRecord = isf::kLongestRecordHead + isf::kLongestPacket;
     const bool isBlockFull = place + 1 == isf::kItemsPerBlock;
     return !block.endsAtLimit && !block.items && place + 1 == judged.entries &&
            block.limit - EndOf(entry) <= (isBlockFull ? isf::kBlockSize : kLongestRecord);

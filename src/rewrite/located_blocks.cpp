@@ -16,7 +16,7 @@ namespace {
 
 // How far behind its place the end of a block is looked for, and how many bytes are looked through
 // in all.
-constexpr std::uint64_t kReach = std::uint64_t{1} << 24;
+constexpr std::uint64_t kReachBehindPlace = std::uint64_t{1} << 24;
 constexpr std::uint64_t kMostLookedThrough = std::uint64_t{1} << 28;
 
 using TailBytes = std::array<std::uint8_t, isf::kBlockTailSize>;
@@ -116,7 +116,7 @@ class cBlockLocator : private sLocatedBlocks {
                                           : TailOf(anchors.back().number) + isf::kBlockTailSize +
                                                 static_cast<std::uint64_t>(anchors.back().distance);
     const std::uint64_t end =
-        std::min(indexPlace, was + static_cast<std::uint64_t>(distance) + kReach);
+        std::min(indexPlace, was + static_cast<std::uint64_t>(distance) + kReachBehindPlace);
     std::vector<std::uint8_t> bytes;
     while (place + isf::kBlockTailSize <= end && lookedThrough < kMostLookedThrough) {
       constexpr std::uint64_t kAtOnce = 1u << 18;

@@ -19,8 +19,6 @@
 namespace corvane {
 namespace {
 
-constexpr std::uint64_t kLongestRecord = isf::kLongestRecordHead + isf::kLongestPacket;
-
 // The base time that an index has for a block that is its entry `number`.
 [[nodiscard]] std::optional<std::uint64_t> TimeIn(cBlockIndex& found, std::uint64_t number,
                                                   const sCaptureBlock& block) {

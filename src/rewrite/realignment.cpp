@@ -14,7 +14,7 @@ namespace corvane {
 namespace {
 
 // So few records may be others than they should where one change explains all.
-constexpr std::uint32_t kFewRecords = 16;
+constexpr std::uint32_t kFewContradicted = 16;
 constexpr std::int64_t kFewBytes = 64;
 // What is behind all bytes.
 constexpr std::uint64_t kNoEnd = std::numeric_limits<std::uint64_t>::max();
@@ -90,7 +90,7 @@ class cRealigner : private sLocatedBlocks {
       const sChangePlace change =
           FindChange(file, {AsDirectory(directory), records, TimeOf(front.block), 0, entries,
                             from.distance, isInOne ? std::optional(to.distance) : std::nullopt});
-      isExplained = isExplained && change.contradicted <= kFewRecords;
+      isExplained = isExplained && change.contradicted <= kFewContradicted;
       begin = PlaceOf(directory, records, change.before, entries, OffsetOf(front.block + 1));
       const std::uint32_t behind = isInOne ? change.after : change.before + 2;
       const std::uint64_t least =

@@ -146,7 +146,6 @@ class cGuesser {
 }  // namespace
 
 std::optional<sRecordGuess> GuessRecord(cByteWindow& window, const sRecordHints& hints) {
-  constexpr std::uint64_t kLongestRecord = isf::kLongestRecordHead + isf::kLongestPacket;
   const std::uint64_t room = hints.limit > hints.offset ? hints.limit - hints.offset : 0;
   const auto bytes =
       window.Read(hints.offset, static_cast<std::size_t>(std::min(room, kLongestRecord)));

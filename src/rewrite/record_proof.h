@@ -5,8 +5,12 @@
 #include <optional>
 #include <span>
 
+#include "capture/isf/layout.h"
+
 // What the bytes of a packet tell about themselves, where a directory cannot be relied on.
 namespace corvane {
+
+inline constexpr std::uint64_t kLongestRecord = isf::kLongestRecordHead + isf::kLongestPacket;
 
 // Whether the recorder can have given this type to a packet of these bytes. `packet` is not empty.
 [[nodiscard]] bool IsTypeFor(std::uint32_t type, std::span<const std::uint8_t> packet);
