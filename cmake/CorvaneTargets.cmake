@@ -108,3 +108,14 @@ function(corvane_header_library package target)
   target_include_directories(${target} SYSTEM INTERFACE ${private_include})
   target_compile_definitions(${target} INTERFACE ${library_DEFINITIONS})
 endfunction()
+
+# corvane_compile_as_one(<target>)
+#
+# Compiles all files of a target as one. Most of the time that a file takes goes into the headers that all
+# of them have. Names in their unnamed namespaces differ. A build that compiles each file by itself, as
+# scripts/lint.sh looks at them, turns this off too.
+function(corvane_compile_as_one target)
+  if(NOT CMAKE_DISABLE_PRECOMPILE_HEADERS)
+    set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 0)
+  endif()
+endfunction()
