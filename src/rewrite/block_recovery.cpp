@@ -340,15 +340,12 @@ class cBlockRecovery {
 
   // Where the next record begins behind one that was lost, or the end of the stretch.
   [[nodiscard]] std::uint64_t NextRecord(const sStretch& stretch, std::uint32_t place) {
-    std::uint64_t end = stretch.end;
-    bool isEndSure = stretch.isEndSure;
-    for (const auto& [begin, hintedPlace] : hinted) {
-      if (begin > result.end && (place == kNoPlace || hintedPlace >= place)) {
-        end = begin;
-        isEndSure = true;
-        break;
-      }
-    }
+    const auto hint = std::find_if(
+        std::upper_bound(hinted.begin(), hinted.end(), std::pair(result.end, kNoPlace)),
+        hinted.end(),
+        [place](const auto& one) { return place == kNoPlace || one.second >= place; });
+    const std::uint64_t end = hint != hinted.end() ? hint->first : stretch.end;
+    const bool isEndSure = hint != hinted.end() || stretch.isEndSure;
     // A packet that begins close behind is that of the record that was lost, whose head is wrong.
     for (std::uint64_t offset = result.end + isf::kLongestRecordHead;
          offset < end && !onlyAsEntered; ++offset) {
@@ -396,7 +393,8 @@ class cBlockRecovery {
       time = guess->time;
       offset += guess->entry.RecordSize();
       if (offset == end && isEndSure) {
-        return first;
+        // Where the times around are in no order, fewer records have nothing to be held to.
+        return lastTime <= stretch.latest ? first : std::nullopt;
       }
     }
     return first;
