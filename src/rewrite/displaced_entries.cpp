@@ -3,12 +3,14 @@
 #include <algorithm>
 #include <bitset>
 #include <cstdlib>
+#include <limits>
 #include <utility>
 
 #include "capture/isf/item_types.h"
 #include "diag/packets.h"
 #include "reader/directory.h"
 #include "rewrite/record_fit.h"
+#include "rewrite/record_proof.h"
 
 namespace corvane {
 namespace {
@@ -24,6 +26,8 @@ constexpr std::int64_t kReach = std::int64_t{1} << 20;
 constexpr int kMostSearches = 48;
 // So few records may be lost where bytes were removed or put in.
 constexpr std::uint32_t kFewRecords = 16;
+
+constexpr std::uint64_t kEndOfTime = std::numeric_limits<std::uint64_t>::max();
 
 // It is used, and no word of it speaks for any record.
 constexpr isf::sDirectoryEntry kNoEntry{isf::kItemTypes - 1, 0xFFFF'FFFF, 0};
@@ -71,6 +75,17 @@ class cDisplacement {
     return static_cast<std::int64_t>(block.RecordsBegin() + Entry(place).position) + distance;
   }
 
+  // The packet to which an entry leads at a distance; empty where there is none.
+  [[nodiscard]] std::span<const std::uint8_t> PacketAt(cByteWindow& bytes, std::uint32_t place,
+                                                       std::int64_t distance) {
+    const isf::sDirectoryEntry entry = Entry(place);
+    const std::int64_t begin = BeginOf(place, distance);
+    const auto record = begin < 0
+                            ? std::nullopt
+                            : bytes.Read(static_cast<std::uint64_t>(begin), entry.RecordSize());
+    return record ? record->last(entry.length) : std::span<const std::uint8_t>();
+  }
+
   [[nodiscard]] eFit FitAt(cByteWindow& bytes, std::uint32_t place, std::int64_t distance) {
     const isf::sDirectoryEntry entry = Entry(place);
     if (FindBrokenRule(entry).problem != nullptr) {
@@ -80,8 +95,16 @@ class cDisplacement {
     if (begin < recordsEnd || begin + std::int64_t{entry.RecordSize()} > recordsLimit) {
       return eFit::Differs;
     }
-    const auto record = bytes.Read(static_cast<std::uint64_t>(begin), entry.RecordSize());
-    return record ? FitOf(entry, record->last(entry.length)) : eFit::Differs;
+    const auto packet = PacketAt(bytes, place, distance);
+    return packet.empty() ? eFit::Differs : FitOf(entry, packet);
+  }
+  // Where the directory has it, whatever was found elsewhere.
+  [[nodiscard]] eFit FitInPlace(std::uint32_t place) {
+    const isf::sDirectoryEntry entry = Entry(place);
+    const bool isEntry = FindBrokenRule(entry).problem == nullptr;
+    const auto packet = isEntry ? PacketAt(looks, place, 0) : std::span<const std::uint8_t>();
+    return !packet.empty() && IsTypeFor(entry.Type(), packet) ? FitOf(entry, packet)
+                                                              : eFit::Differs;
   }
 
   [[nodiscard]] bool AllFit(std::span<const std::uint32_t> places, std::int64_t distance) {
@@ -104,6 +127,8 @@ class cDisplacement {
     const sRun run = RunFrom(place);
     recordsLimit =
         run.next < used ? BeginOf(run.next, displacement) : static_cast<std::int64_t>(block.limit);
+    earliest = settled != 0 ? TimeAt(settled - 1, displacement).value_or(0) : 0;
+    latest = run.next < used ? TimeAt(run.next, displacement).value_or(kEndOfTime) : kEndOfTime;
     const auto found = FindDistance(run);
     recordsLimit = static_cast<std::int64_t>(block.limit);
     if (found) {
@@ -214,7 +239,8 @@ class cDisplacement {
       return begin >= from && packet + entry.length <= std::ssize(around) &&
              FitOf(entry, std::span(around).subspan(static_cast<std::size_t>(packet),
                                                     entry.length)) == eFit::Fits &&
-             AllFit(places, displacement + begin - expected);
+             AllFit(places, displacement + begin - expected) &&
+             IsTimely(places, displacement + begin - expected);
     };
     const std::int64_t farthest = std::max(expected - from, to - expected);
     for (std::int64_t step = 1; step <= farthest; ++step) {
@@ -225,6 +251,12 @@ class cDisplacement {
       }
     }
     return std::nullopt;
+  }
+
+  // Whether times lie between those around: captures repeat themselves.
+  [[nodiscard]] bool IsTimely(std::span<const std::uint32_t> places, std::int64_t distance) {
+    return TimeAt(places.front(), distance).value_or(earliest) >= earliest &&
+           TimeAt(places.back(), distance).value_or(latest) <= latest;
   }
 
   // The first entry that fits at a distance, with all behind it up to one that is known to.
@@ -242,9 +274,17 @@ class cDisplacement {
 
   // Goes on at a distance. What lies where it should, up to the change, stays.
   [[nodiscard]] std::uint32_t GoOnAt(const sFoundDistance& found) {
+    const std::uint32_t back = found.distance == 0 ? FirstInPlace(found.place) : used;
+    if (back < settled) {
+      PutBack(back);
+      return back;
+    }
     const sChangePlace change =
         FindChange(file, {directory, block.RecordsBegin(), block.baseTime, settled, found.place + 1,
                           displacement, found.distance});
+    if (displacement == 0) {
+      left = change;
+    }
     MoveUpTo(change.before);
     for (std::uint32_t place = change.before; place < change.after; ++place) {
       Drop(place);
@@ -261,14 +301,48 @@ class cDisplacement {
     }
     return change.after;
   }
+
+  // Where the records are in their places again, some in front may be so too: they were found
+  // elsewhere only because others were overwritten with copies of them.
+  [[nodiscard]] std::uint32_t FirstInPlace(std::uint32_t place) {
+    std::uint32_t first = place;
+    for (; place != 0 && FitInPlace(place - 1) != eFit::Differs; --place) {
+      first = FitInPlace(place - 1) == eFit::Fits ? place - 1 : first;
+    }
+    return first;
+  }
+
+  // Takes back that the entries from one on lead elsewhere: some bytes were overwritten with a copy
+  // of others, and none removed. So the last records in front of them are whole too, and the last
+  // copy unless it is longer than the way to what it is a copy of.
+  void PutBack(std::uint32_t first) {
+    for (std::uint32_t place = first; place < settled; ++place) {
+      Keep(place);
+    }
+    result.moved -= std::min(result.moved, settled - first);
+    if (first != 0 && Entry(first - 1).RecordSize() > std::abs(displacement)) {
+      Drop(first - 1);
+      result.spliced.push_back(PlaceOf(first - 1, displacement));
+    }
+    for (std::uint32_t place = left.before; place < left.after; ++place) {
+      if (FitInPlace(place) == eFit::Differs) {
+        break;
+      }
+      Keep(place);
+    }
+    displacement = 0;
+    settled = first;
+    recordsEnd = BeginOf(first, 0);
+  }
   [[nodiscard]] std::uint64_t PlaceOf(std::uint32_t place, std::int64_t distance) const {
     return static_cast<std::uint64_t>(BeginOf(place, distance));
   }
 
-  [[nodiscard]] std::optional<std::uint64_t> TimeAt(std::uint32_t place) {
+  [[nodiscard]] std::optional<std::uint64_t> TimeAt(std::uint32_t place, std::int64_t distance) {
     const isf::sDirectoryEntry entry = Entry(place);
-    const std::int64_t begin = BeginOf(place, displacement);
-    const auto bytes = looks.Read(static_cast<std::uint64_t>(begin), entry.HeadSize());
+    const std::int64_t begin = BeginOf(place, distance);
+    const auto bytes =
+        begin < 0 ? std::nullopt : looks.Read(static_cast<std::uint64_t>(begin), entry.HeadSize());
     if (!bytes) {
       return std::nullopt;
     }
@@ -290,6 +364,11 @@ class cDisplacement {
     }
   }
 
+  void Keep(std::uint32_t place) {
+    Store(place, Entry(place));
+    dropped.reset(place);
+  }
+
   void Drop(std::uint32_t place) {
     Store(place, kNoEntry);
     dropped.set(place);
@@ -307,7 +386,7 @@ class cDisplacement {
   [[nodiscard]] bool IsInOrder(const sRun& run) {
     std::uint64_t time = block.baseTime;
     for (const std::uint32_t place : run.places) {
-      const auto own = TimeAt(place);
+      const auto own = TimeAt(place, displacement);
       if (own.value_or(0) < time) {
         return false;
       }
@@ -326,8 +405,11 @@ class cDisplacement {
   std::uint32_t used = 0;         // behind the last entry that can be one
   std::uint32_t settled = 0;      // behind the last entry that is where it should be, or was moved
   std::int64_t displacement = 0;  // of the records from there on
+  sChangePlace left;              // where they are in their places no longer
   std::int64_t recordsEnd;        // file position behind the last one that fits
   std::int64_t recordsLimit;      // file position before which records are looked for
+  std::uint64_t earliest = 0;     // between these are the times of records that are looked for
+  std::uint64_t latest = kEndOfTime;
   int searches = 0;
   sMendedDirectory result;
 };

@@ -173,14 +173,15 @@ class cChange {
   }
 
   // Bytes that were put in are inside one record at most: where that is known, its neighbours are
-  // whole.
+  // whole. So is the first one that is where the directory has it again.
   [[nodiscard]] sChangePlace Widened() const {
     const std::uint32_t place = moved.first + before;
     const std::uint32_t next = moved.to ? moved.first + after : moved.end;
     if (moved.to && Removed() == 0 && isBetween) {
       return {place, next, 0};
     }
-    return {place == 0 ? 0 : place - 1, std::min(next + 1, moved.end), 0};
+    const bool isInItsPlace = moved.to == std::int64_t{0};
+    return {place == 0 ? 0 : place - 1, isInItsPlace ? next : std::min(next + 1, moved.end), 0};
   }
 
   // So many records more than must be may be lost where bytes were removed or put in.

@@ -209,9 +209,8 @@ TEST_F(DisplacedRecordsTest, RequestsAndRepliesInTheirPlacesStay) {
                                  const std::vector<sBuiltItem>& all) {
   return static_cast<std::size_t>(
       std::count_if(some.begin(), some.end(), [&all](const sBuiltItem& item) {
-        return std::none_of(all.begin(), all.end(), [&item](const sBuiltItem& other) {
-          return AreSame(item, other);
-        });
+        return std::none_of(all.begin(), all.end(),
+                            [&item](const sBuiltItem& other) { return AreSame(item, other); });
       }));
 }
 
