@@ -32,10 +32,23 @@ class cDoubts {
   // The good entries that cannot be.
   [[nodiscard]] std::vector<std::uint32_t> FindWrong(const sJudgedDirectory& judged) {
     std::vector<std::uint32_t> wrong;
+    std::uint64_t end = 0;        // of the good record before
+    std::uint64_t jumpedEnd = 0;  // of one that cannot be where it is
     for (std::uint32_t number = 0; number + 1 < judged.entries; ++number) {
-      if (judged.good.test(number) && !judged.good.test(number + 1) && Swallows(number)) {
+      if (!judged.good.test(number)) {
+        continue;
+      }
+      const isf::sDirectoryEntry entry = EntryAt(bytes, number);
+      const std::uint64_t entryEnd = std::uint64_t{entry.position} + entry.RecordSize();
+      // What follows it directly was overwritten together with it.
+      const bool isJump =
+          (jumpedEnd != 0 && entry.position == jumpedEnd) || LeadsInto(end, entry.position, number);
+      if (isJump ||
+          (!judged.good.test(number + 1) && LeadsInto(entry.position + 1, entryEnd, number))) {
         wrong.push_back(number);
       }
+      jumpedEnd = isJump ? entryEnd : 0;
+      end = isJump ? end : entryEnd;
     }
     return wrong;
   }
@@ -47,12 +60,10 @@ class cDoubts {
            EntryAt(bytes, next).position == std::uint64_t{entry.position} + entry.RecordSize();
   }
 
-  [[nodiscard]] bool Swallows(std::uint32_t number) {
-    const isf::sDirectoryEntry entry = EntryAt(bytes, number);
-    const std::uint64_t end = std::uint64_t{entry.position} + entry.RecordSize();
-    auto row = std::upper_bound(rows.begin(), rows.end(),
-                                std::pair(entry.position, std::uint32_t{isf::kItemsPerBlock}));
-    for (int looks = 0; looks < kLooks && row != rows.end() && row->first < end; ++looks, ++row) {
+  // Whether later entries that agree with each other lead to records that begin in a range.
+  [[nodiscard]] bool LeadsInto(std::uint64_t from, std::uint64_t to, std::uint32_t number) {
+    auto row = std::lower_bound(rows.begin(), rows.end(), std::pair(from, std::uint32_t{0}));
+    for (int looks = 0; looks < kLooks && row != rows.end() && row->first < to; ++looks, ++row) {
       if (row->second > number && LeadsToRecord(EntryAt(bytes, row->second))) {
         return true;
       }
@@ -69,7 +80,7 @@ class cDoubts {
   const sDirectoryPlace& place;
   cByteWindow window;
   // The first of three entries whose records follow each other: where its record is, and its place.
-  std::vector<std::pair<std::uint32_t, std::uint32_t>> rows;
+  std::vector<std::pair<std::uint64_t, std::uint32_t>> rows;
 };
 
 }  // namespace

@@ -128,7 +128,9 @@ class cDisplacement {
     recordsLimit =
         run.next < used ? BeginOf(run.next, displacement) : static_cast<std::int64_t>(block.limit);
     earliest = settled != 0 ? TimeAt(settled - 1, displacement).value_or(0) : 0;
-    latest = run.next < used ? TimeAt(run.next, displacement).value_or(kEndOfTime) : kEndOfTime;
+    // The time field of the first one that fits may belong to the bytes that do not.
+    const std::uint32_t behind = run.next + 1;
+    latest = behind < used ? TimeAt(behind, displacement).value_or(kEndOfTime) : kEndOfTime;
     const auto found = FindDistance(run);
     recordsLimit = static_cast<std::int64_t>(block.limit);
     if (found) {
