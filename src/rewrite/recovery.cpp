@@ -16,17 +16,17 @@
 namespace corvane {
 namespace {
 
-[[nodiscard]] bool HasHeader(cByteSource& source, std::uint64_t offset) {
-  std::array<std::uint8_t, isf::kHeaderSize> header{};
-  return source.ReadAt(offset, header) == header.size() && isf::IsHeader(header);
+[[nodiscard]] bool HasHeader(cByteWindow& bytes, std::uint64_t offset) {
+  const auto header = bytes.Read(offset, isf::kHeaderSize);
+  return header && isf::IsHeader(header->first<isf::kHeaderSize>());
 }
 
-[[nodiscard]] bool HasTrailerOfNone(cByteSource& source, std::uint64_t offset) {
-  std::array<std::uint8_t, isf::kTrailerSize> bytes{};
-  if (source.ReadAt(offset, bytes) != bytes.size()) {
+[[nodiscard]] bool HasTrailerOfNone(cByteWindow& bytes, std::uint64_t offset) {
+  const auto found = bytes.Read(offset, isf::kTrailerSize);
+  if (!found) {
     return false;
   }
-  const isf::sTrailer trailer = isf::LoadTrailer(bytes);
+  const isf::sTrailer trailer = isf::LoadTrailer(found->first<isf::kTrailerSize>());
   return trailer.magic == isf::kTrailerMagic && trailer.zero == 0 && trailer.itemCount == 0;
 }
 
@@ -35,7 +35,7 @@ class cRecovery {
   // What is found out is added to `begun`.
   cRecovery(cByteSource& bytes, std::uint64_t fileSize, const RecoveredItemTaker& taker,
             sRecoveryReport begun)
-      : source(bytes), size(fileSize), take(taker), report(std::move(begun)) {}
+      : source(bytes), looks(bytes), size(fileSize), take(taker), report(std::move(begun)) {}
 
   [[nodiscard]] sRecoveryReport Recover() {
     std::uint64_t origin = 0;
@@ -62,17 +62,17 @@ class cRecovery {
   // Where the first block stands. `origin` receives where its capture begins.
   [[nodiscard]] std::optional<std::uint64_t> FindFirst(std::uint64_t& origin) {
     // Captures without items have nothing to recover, but for what follows them.
-    while (HasHeader(source, origin) && HasTrailerOfNone(source, origin + isf::kHeaderSize) &&
-           HasHeader(source, origin + isf::kHeaderSize + isf::kTrailerSize)) {
+    while (HasHeader(looks, origin) && HasTrailerOfNone(looks, origin + isf::kHeaderSize) &&
+           HasHeader(looks, origin + isf::kHeaderSize + isf::kTrailerSize)) {
       origin += isf::kHeaderSize + isf::kTrailerSize;
-      report.moreCaptures.push_back(origin);
+      AddCapture(origin);
     }
     // So has one of which there is only the header.
-    while (HasHeader(source, origin) && HasHeader(source, origin + isf::kHeaderSize)) {
+    while (HasHeader(looks, origin) && HasHeader(looks, origin + isf::kHeaderSize)) {
       origin += isf::kHeaderSize;
-      report.moreCaptures.push_back(origin);
+      AddCapture(origin);
     }
-    if (HasHeader(source, origin)) {
+    if (HasHeader(looks, origin)) {
       return origin + isf::kHeaderSize;
     }
     if (ProvesBlock(source, size, isf::kHeaderSize) || EndsAsBlock(isf::kHeaderSize)) {
@@ -118,13 +118,20 @@ class cRecovery {
   // A block behind a header is the first of another capture, whose positions count from there.
   void EnterCapture(std::uint64_t block, std::uint64_t& origin) {
     if (block >= origin + isf::kHeaderSize + 1 && block > isf::kHeaderSize &&
-        HasHeader(source, block - isf::kHeaderSize)) {
+        HasHeader(looks, block - isf::kHeaderSize)) {
       origin = block - isf::kHeaderSize;
+      AddCapture(origin);
+    }
+  }
+
+  void AddCapture(std::uint64_t origin) {
+    if (report.captures++ < cDamage::kMostKept) {
       report.moreCaptures.push_back(origin);
     }
   }
 
   cByteSource& source;
+  cByteWindow looks;
   const std::uint64_t size;
   const RecoveredItemTaker& take;
   sRecoveryReport report;

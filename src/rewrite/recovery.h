@@ -40,8 +40,10 @@ struct sRecoveryReport {
   cDamage mended;
   // Bytes behind the last item that belong to what was being written when the recorder stopped.
   std::uint64_t unfinishedBytes = 0;
-  // File positions at which another capture begins in the same file.
+  // File positions at which another capture begins in the same file: of the first ones, and how
+  // many there are.
   std::vector<std::uint64_t> moreCaptures;
+  std::uint64_t captures = 0;
   // What a reader says of the file; nothing when it does not begin as a capture does.
   std::optional<eCaptureState> state;
 };

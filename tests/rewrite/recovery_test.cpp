@@ -243,6 +243,21 @@ TEST_F(RecoveryTest, ItemsBehindCapturesWithoutItemsAreKept) {
   EXPECT_THAT(outcome.report.moreCaptures, ElementsAre(20U, 40U));
 }
 
+TEST_F(RecoveryTest, OfVeryManyCapturesTheFirstOnesAreTold) {
+  const std::vector<sBuiltItem> few(items.begin(), items.begin() + 50);
+  const ByteVector whole = BuildItems(few).Closed();
+  ByteVector file;
+  for (int number = 0; number < 30; ++number) {
+    file.insert(file.end(), whole.begin(), whole.begin() + 4);
+  }
+  file.insert(file.end(), whole.begin(), whole.end());
+  const sOutcome outcome = Recover(file);
+  EXPECT_TRUE(AreItems(outcome.items, few, 0, 50));
+  EXPECT_EQ(outcome.report.captures, 30U);
+  EXPECT_EQ(outcome.report.moreCaptures.size(), 20U);
+  EXPECT_EQ(outcome.report.moreCaptures.back(), 80U);
+}
+
 TEST_F(RecoveryTest, ALinkToNowhereCostsNothing) {
   for (const ByteVector& file : {closed, unclosed}) {
     for (const std::uint64_t link : {std::uint64_t{0}, std::uint64_t{57'364}, UINT64_MAX}) {

@@ -88,6 +88,10 @@ class cRecoverRun {
     for (const std::uint64_t offset : report.moreCaptures) {
       TellOfInput(fmt::format("another capture begins at offset {}; its items follow", offset));
     }
+    if (report.captures != report.moreCaptures.size()) {
+      TellOfInput(fmt::format("{} more captures begin behind that one",
+                              report.captures - report.moreCaptures.size()));
+    }
     TellAll(report.losses, "lost something");
     if (report.unfit.count != 0) {
       TellOfInput(
