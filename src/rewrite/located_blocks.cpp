@@ -14,6 +14,11 @@
 namespace corvane {
 namespace {
 
+// A block's records take no more.
+constexpr std::uint64_t kMostRecords =
+    std::uint64_t{isf::kItemsPerBlock} * (isf::kLongestRecordHead + isf::kLongestPacket);
+// Of a small file no more than this is believed to have been lost; of others as much as is left.
+constexpr std::uint64_t kMostLost = std::uint64_t{1} << 28;
 // How far behind its place the end of a block is looked for, and how many bytes are looked through
 // in all.
 constexpr std::uint64_t kReachBehindPlace = std::uint64_t{1} << 24;
@@ -39,7 +44,8 @@ class cBlockLocator : private sLocatedBlocks {
  private:
   // --- What the index says
 
-  // Its blocks stand behind each other from the header on, and have likely times.
+  // Its blocks stand behind each other from the header on, no farther than their records can take
+  // them, and have likely times.
   [[nodiscard]] bool LoadIndex() {
     auto index = cBlockIndex::Find(file, size);
     if (!index || index->Trailer().zero != 0 || index->BlockCount() == 0 || !index->Offset()) {
@@ -49,8 +55,9 @@ class cBlockLocator : private sLocatedBlocks {
     std::uint64_t least = isf::kHeaderSize;
     for (std::uint64_t number = 0; number < index->BlockCount(); ++number) {
       const auto entry = index->Entry(indexPlace, number);
-      if (!entry || entry->blockOffset < least || !IsLikelyTime(entry->baseTime) ||
-          (number == 0 && entry->blockOffset != least)) {
+      const std::uint64_t most = number == 0 ? least : least + kMostRecords;
+      if (!entry || entry->blockOffset < least || entry->blockOffset > most ||
+          !IsLikelyTime(entry->baseTime)) {
         return false;
       }
       blocks.push_back(*entry);
@@ -237,12 +244,10 @@ class cBlockLocator : private sLocatedBlocks {
   [[nodiscard]] bool IsLikelyTail(std::uint64_t was,
                                   std::span<const std::uint8_t, isf::kBlockTailSize> bytes) const {
     constexpr std::uint64_t kDay = 86'400'000;
-    constexpr std::uint64_t kLongest = isf::kLongestRecordHead + isf::kLongestPacket;
     const isf::sBlockTail tail = isf::LoadBlockTail(bytes);
     const std::uint64_t records = was + isf::kBlockSize;
-    const bool isLink =
-        tail.nextBlock == 0 ||
-        (tail.nextBlock > records && tail.nextBlock <= records + isf::kItemsPerBlock * kLongest);
+    const bool isLink = tail.nextBlock == 0 ||
+                        (tail.nextBlock > records && tail.nextBlock <= records + kMostRecords);
     const std::uint64_t before = blocks.empty() ? tail.baseTime : blocks.back().baseTime;
     return isLink && IsLikelyTime(tail.baseTime) && tail.baseTime + kDay >= before &&
            tail.baseTime <= before + 30 * kDay;
@@ -278,7 +283,8 @@ class cBlockLocator : private sLocatedBlocks {
       }
       break;
     }
-    if (indexOffset < OffsetOf(last) + isf::kBlockSize) {
+    if (indexOffset < OffsetOf(last) + isf::kBlockSize ||
+        indexOffset > indexPlace + std::max(size, kMostLost)) {
       return false;
     }
     anchors.push_back({Count(), static_cast<std::int64_t>(indexPlace - indexOffset)});

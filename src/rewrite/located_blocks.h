@@ -59,8 +59,8 @@ struct sLocatedBlocks {
 };
 
 // Finds the ends of blocks, which have their links and base times, wherever they are. Nothing when
-// the file does not begin as a capture does, and when no block is found. Looks through a limited
-// number of bytes besides those of the directories.
+// the file does not begin as a capture does, when no block is found, and when far more would have
+// been lost than is left. Looks through a limited number of bytes besides those of the directories.
 [[nodiscard]] std::optional<sLocatedBlocks> FindBlocks(cByteSource& file, std::uint64_t size);
 
 }  // namespace corvane

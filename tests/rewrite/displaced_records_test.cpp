@@ -218,7 +218,7 @@ TEST_F(DisplacedRecordsTest, FewRecordsThatTellNoLengthBecomeNoOthers) {
   const auto items = Dialogue(24);
   for (const bool isClosed : {true, false}) {
     const ByteVector whole = isClosed ? BuildItems(items).Closed() : BuildItems(items).Unclosed();
-    for (std::size_t place = kRecords + 60; place + 20 < whole.size(); place += 3) {
+    for (std::size_t place = kRecords + 60; place + 20 < whole.size(); place += 5) {
       for (const std::size_t count : {1U, 3U}) {
         SCOPED_TRACE(std::to_string(count) + " at " + std::to_string(place) +
                      (isClosed ? ", closed" : ""));
@@ -305,6 +305,35 @@ TEST_F(RealignedCaptureTest, AWrongLinkMovesNothing) {
   Restore(false);
   Put(file, blocks[0] + 57'344, blocks[1] + 1234, 8);
   EXPECT_EQ(Missing(Recover(file).items, items), 0U);
+}
+
+TEST_F(RealignedCaptureTest, AnIndexThatLeadsBeyondAnyFileMovesNothing) {
+  Restore(true);
+  const std::size_t second = file.size() - 16 - 3 * 16;
+  for (const std::uint64_t offset :
+       {std::uint64_t{1} << 32, std::uint64_t{1} << 63, UINT64_MAX - 57'360, UINT64_MAX}) {
+    Restore(true);
+    file = With(file, second, offset, 8);
+    EXPECT_EQ(Missing(Recover(file).items, items), 0U) << offset;
+  }
+}
+
+TEST_F(RealignedCaptureTest, AnIndexOfFarMoreThanIsThereMovesNothing) {
+  // 26 GB, and the end of the last block is there.
+  const std::vector<sBuiltItem> few(items.begin(), items.begin() + 40);
+  file = BuildItems(few).Unclosed();
+  Append(file, 0, 8);
+  Append(file, kNoon + 1, 8);
+  for (std::uint64_t block = 0; block < 200; ++block) {
+    Append(file, 4 + 130'000'000 * block, 8);
+    Append(file, kNoon + (block != 0 ? 1 : 0), 8);
+  }
+  Append(file, 0, 8);
+  Append(file, 200 * 8192, 4);
+  Append(file, 0xAB60'3107, 4);
+  const sOutcome outcome = Recover(file);
+  EXPECT_EQ(Missing(outcome.items, few), 0U);
+  EXPECT_EQ(outcome.report.unfinishedBytes, 16U + 201U * 16U);
 }
 
 TEST_F(RealignedCaptureTest, ACaptureBehindALoneHeaderIsFound) {
