@@ -2,6 +2,7 @@
 #include <stdio.h>
 #include <unistd.h>
 
+#include <cstdint>
 #include <cstdlib>
 
 #include "diag/shared_buffer.h"
@@ -30,6 +31,15 @@ void EndAndLookAtTheFlagBehindTheLastDestructor() {
 TEST(BufferLockDeathTest, AtTheEndOfTheProgramTheLockIsNotReadyAnyMore) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_EXIT(EndAndLookAtTheFlagBehindTheLastDestructor(), testing::ExitedWithCode(kNotReady), "");
+}
+
+std::uint32_t readyAtFirst = 2;
+
+// Called in front of all initializers of static objects.
+[[gnu::constructor(101)]] void LookAtTheFlagFirst() { readyAtFirst = gBufferLockReady; }
+
+TEST(BufferLockStartTest, BeforeAnythingIsInitializedTheLockIsNotReady) {
+  EXPECT_EQ(readyAtFirst, 0U);
 }
 
 }  // namespace
