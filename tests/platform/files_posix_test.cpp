@@ -1,7 +1,11 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
 
 #include "platform/files.h"
+#include "platform/stream_error.h"
 #include "support/temp_directory.h"
 
 namespace corvane {
@@ -41,6 +45,31 @@ TEST(FileLinksTest, NothingIsAppendedToWhatIsNoFile) {
   ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
   EXPECT_FALSE(AppendToFile(pipe, "text"));
   EXPECT_FALSE(AppendToFile("/dev/null", "text"));
+}
+
+TEST(NewFileTest, NothingOfItStaysOpen) {
+  const cTempDirectory folder;
+  const int lowest = dup(STDERR_FILENO);
+  ASSERT_EQ(close(lowest), 0);
+  ASSERT_EQ(MakeNewFile(folder.Path("new")), eMaking::Made);
+  const int next = dup(STDERR_FILENO);
+  EXPECT_EQ(next, lowest);
+  EXPECT_EQ(close(next), 0);
+}
+
+// An interruption of something earlier is none of this.
+TEST(AppendedTextTest, NothingIsAppendedAtOnce) {
+  const cTempDirectory folder;
+  errno = EINTR;
+  EXPECT_TRUE(AppendToFile(folder.Path("text"), ""));
+  EXPECT_EQ(file_size(folder.Path("text")), 0U);
+}
+
+TEST(StreamErrorTest, AFailureWithoutAReasonOfItsOwnIsOneOfTheDevice) {
+  errno = 0;
+  EXPECT_EQ(LastStreamError(), EIO);
+  errno = EPERM;
+  EXPECT_EQ(LastStreamError(), EPERM);
 }
 
 }  // namespace
