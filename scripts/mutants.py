@@ -52,7 +52,10 @@ ASSIGNMENTS = {"=", "+=", "-=", "*=", "/=", "%=", "|=", "&=", "^=", "<<=", ">>="
 OTHER_WORD = {"true": "false", "false": "true"}
 OTHER_STEP = {"++": "--", "--": "++"}
 # What returns these is changed by another operator, or comes to the same.
-PLAIN_RESULTS = {"true", "false", "nullptr", "{}", "std::nullopt", "0"}
+PLAIN_RESULTS = {
+    *("true", "false", "nullptr", "{}", "std::nullopt", "0", "FALSE", "S_OK", "ERROR_SUCCESS"),
+    "kErrorSuccess",
+}
 NOT_STATEMENTS = {
     *("auto", "case", "class", "const", "constexpr", "default", "delete", "do", "else", "enum"),
     *("explicit", "extern", "for", "friend", "goto", "if", "inline", "namespace", "operator"),

@@ -221,30 +221,40 @@ class Run:
         self._baselines = baselines
         self._changed = threading.Condition()
         self.trouble = None
-        # Those that the tests of their room have not noticed. When all are that far, all other tests are run
-        # with these.
+        # Those that the tests of their room have not noticed. All other tests are run with these.
         self._unnoticed = []
         self._busy = []  # rooms, as often as one of their mutants is being tried
 
-    def _take(self):
+    def _take(self, number):
         """-> a room, a mutant of it and whether all tests are to look for it; None at the end"""
         with self._changed:
             while self.trouble is None:
                 # Under Wine one at a time.
                 free = [room for room in self._rooms if not (room.room.windows and room in self._busy)]
-                for room in free:
-                    if mutant := room.next():
-                        self._busy.append(room)
-                        return room, mutant, False
-                for room, mutant in self._unnoticed:
-                    if room in free:
-                        self._unnoticed.remove((room, mutant))
-                        self._busy.append(room)
-                        return room, mutant, True
+                # Survivors show early: every other worker has those first that went unnoticed.
+                ways = (self._another, self._one_unnoticed)
+                for way in ways if number % 2 == 0 else reversed(ways):
+                    if taken := way(free):
+                        self._busy.append(taken[0])
+                        return taken
                 if not self._busy:
                     return None
                 self._changed.wait()
             return None
+
+    @staticmethod
+    def _another(free):
+        for room in free:
+            if mutant := room.next():
+                return room, mutant, False
+        return None
+
+    def _one_unnoticed(self, free):
+        for room, mutant in self._unnoticed:
+            if room in free:
+                self._unnoticed.remove((room, mutant))
+                return room, mutant, True
+        return None
 
     def _preset_of(self, mutant):
         native = self._presets["native"]
@@ -255,7 +265,7 @@ class Run:
     def work(self, number):
         try:
             worker = trials.Worker(number)
-            while taken := self._take():
+            while taken := self._take(number):
                 room, mutant, everywhere = taken
                 found = self._log.known(mutant, everywhere)
                 if found is None:

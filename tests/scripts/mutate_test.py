@@ -84,12 +84,13 @@ class Verdicts(unittest.TestCase):
     def setUp(self):
         folder = tempfile.TemporaryDirectory(prefix="corvane-mutate-")
         self.addCleanup(folder.cleanup)
-        self.root = pathlib.Path(folder.name)
-        for name, value in (("WORK", self.root), ("TREE", self.root)):
+        work = pathlib.Path(folder.name)
+        self.root = work / "tree"
+        for name, value in (("WORK", work), ("TREE", self.root)):
             before = getattr(trials, name)
             self.addCleanup(setattr, trials, name, before)
             setattr(trials, name, value)
-        (self.root / "bin").mkdir()
+        (self.root / "bin").mkdir(parents=True)
         (self.root / "bin/add_test").touch()
         (self.root / "src").mkdir()
         (self.root / "src/add.cpp").write_text(SOURCE)
