@@ -239,6 +239,29 @@ TEST_F(ImportCommandTest, WrappersAreOpenedOrDropped) {
   EXPECT_EQ(Run({"PATH/drive.hdlc", "-o", "PATH/kept.isf", "--wrapped", "keep"}), 2);
 }
 
+TEST_F(ImportCommandTest, MarkersOfAnotherCaptureAreNotTakenOver) {
+  const ByteVector marker = Hex("32 30 32 34 0A");
+  Write("drive.hdlc", StreamOf({Log(kNoon)}));
+  Write("drive.isf.marks", marker);
+  EXPECT_EQ(Run({"PATH/drive.hdlc", "-o", "PATH/drive.isf"}), 1);
+  EXPECT_EQ(errors,
+            "corvane import: PATH/drive.isf.marks is there already; --overwrite replaces it\n");
+  EXPECT_THAT(FilesLeft(), UnorderedElementsAre("drive.hdlc", "drive.isf.marks"));
+
+  // An import that fails leaves them to the capture that stays.
+  Write("bad.hdlc", Hex("10 00 0C"));
+  EXPECT_EQ(Run({"PATH/bad.hdlc", "-o", "PATH/drive.isf", "--overwrite"}), 1);
+  EXPECT_EQ(Content("drive.isf.marks"), marker);
+
+  EXPECT_EQ(Run({"PATH/drive.hdlc", "-o", "PATH/drive.isf", "--overwrite"}), 0);
+  EXPECT_EQ(errors, "");
+  EXPECT_THAT(FilesLeft(), UnorderedElementsAre("drive.hdlc", "bad.hdlc", "drive.isf"));
+
+  std::filesystem::create_directory(folder.Path("drive.isf.marks"));
+  EXPECT_EQ(Run({"PATH/drive.hdlc", "-o", "PATH/drive.isf", "--overwrite"}), 1);
+  EXPECT_EQ(errors, "corvane import: PATH/drive.isf.marks is a folder\n");
+}
+
 TEST_F(ImportCommandTest, AFileOfThatNameIsNotReplacedUnasked) {
   Write("drive.hdlc", StreamOf({Log(kNoon)}));
   Write("drive.isf", Hex("01 02 03"));

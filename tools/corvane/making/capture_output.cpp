@@ -74,10 +74,13 @@ std::optional<std::string> cCaptureOutput::CompleteMarkers() {
   if (hasMarkers) {
     return markerFile.Complete();
   }
-  // Those of the file that was replaced are none of this one.
+  return replaces ? RemoveMarkers(name) : std::nullopt;
+}
+
+std::optional<std::string> RemoveMarkers(const std::string& capture) {
   std::error_code error;
-  const std::string old = MarkerPath(name);
-  if (replaces && std::filesystem::exists(std::filesystem::symlink_status(PathOf(old), error)) &&
+  const std::string old = MarkerPath(capture);
+  if (std::filesystem::exists(std::filesystem::symlink_status(PathOf(old), error)) &&
       !std::filesystem::remove(PathOf(old), error)) {
     return fmt::format("{} could not be removed: {}", old, error.message());
   }

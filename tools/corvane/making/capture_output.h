@@ -46,4 +46,8 @@ class cCaptureOutput {
   std::optional<cCaptureWriter> writer;
 };
 
+// Removes the markers of a capture that was replaced, which are none of the new one's. Returns why
+// that failed, as a sentence for the user; without markers it does not.
+[[nodiscard]] std::optional<std::string> RemoveMarkers(const std::string& capture);
+
 }  // namespace corvane::tools

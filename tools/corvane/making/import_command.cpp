@@ -22,10 +22,12 @@
 #include "corvane/command/progress.h"
 #include "corvane/command/readable_text.h"
 #include "corvane/command/standard_streams.h"
+#include "corvane/making/capture_output.h"
 #include "corvane/making/new_file.h"
 #include "corvane/reading/open_capture.h"
 #include "platform/file_names.h"
 #include "reader/capture_file.h"
+#include "reader/markers.h"
 #include "reader/utc_time.h"
 
 namespace corvane::tools {
@@ -105,11 +107,14 @@ void ReportResult(const sImportReport& report, std::ostream& out) {
   return losses;
 }
 
-// Whether the stream is something else altogether: it has bytes, and no flag that ends a frame. An
-// empty stream is one, and so is one of bad frames alone, of which no capture can be made either.
+// Whether no frame ends in the stream: it is empty, or has nothing but flags, or is something else
+// altogether.
 [[nodiscard]] bool HasNoFrame(const sImportReport& report) {
-  if (report.packets != 0 || report.badFrames != 1) {
+  if (report.packets != 0 || report.badFrames > 1) {
     return false;
+  }
+  if (report.badFrames == 0) {
+    return true;
   }
   const eFrameFault fault = report.firstBadFrames.front().fault;
   return fault == eFrameFault::Unfinished || fault == eFrameFault::TooLong;
@@ -138,6 +143,9 @@ class cImportRun {
           fmt::format("no capture was made: {} has no good DIAG frame", InputName(request.input)));
     }
     if (const auto obstacle = output.Complete()) {
+      return Fail(*obstacle);
+    }
+    if (const auto obstacle = request.overwrite ? RemoveMarkers(request.output) : std::nullopt) {
       return Fail(*obstacle);
     }
     ReportResult(report, out);
