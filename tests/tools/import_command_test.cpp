@@ -116,7 +116,8 @@ TEST_F(ImportCommandTest, AStreamBecomesACapture) {
   EXPECT_THAT(FilesLeft(), UnorderedElementsAre("drive.hdlc", "drive.isf"));
 }
 
-// A text, a pcapng file's header, frames with a wrong checksum, one that never ends.
+// A text, a pcapng file's header, frames with a wrong checksum, one that never ends, nothing at
+// all, and flags between which there is nothing.
 TEST_F(ImportCommandTest, WithoutADiagFrameThereIsNoCapture) {
   const std::string_view prose = "Drive of 2024-05-17, 40 km\nno frame\n";
   for (const ByteVector& bytes : std::initializer_list<ByteVector>{
@@ -125,6 +126,9 @@ TEST_F(ImportCommandTest, WithoutADiagFrameThereIsNoCapture) {
            Hex("0A 0D 0D 0A 1C 00 00 00 4D 3C 2B 1A 01 00 00 00 FF FF FF FF FF FF FF FF 1C 00 00 "
                "00"),
            Hex("10 00 0C 00 0C 00"),
+           ByteVector{},
+           Hex("7E"),
+           Hex("7E 7E 7E"),
        }) {
     Write("drive.hdlc", bytes);
     EXPECT_EQ(Run({"PATH/drive.hdlc", "-o", "PATH/drive.isf"}), 1);
@@ -154,19 +158,14 @@ TEST_F(ImportCommandTest, BadFramesAloneAreToldAndMakeNoCapture) {
   EXPECT_THAT(FilesLeft(), UnorderedElementsAre("drive.hdlc", "drive.isf"));
 }
 
-TEST_F(ImportCommandTest, AnEmptyStreamMakesACaptureWithoutPackets) {
-  Write("drive.hdlc", {});
-  EXPECT_EQ(Run({"PATH/drive.hdlc", "-o", "PATH/drive.isf"}), 0);
-  EXPECT_EQ(errors, "");
-  EXPECT_THAT(FilesLeft(), UnorderedElementsAre("drive.hdlc", "drive.isf"));
-}
-
 TEST_F(ImportCommandTest, TheOldCaptureStaysWhereTheStreamHasNoFrame) {
-  Write("drive.hdlc", Hex("10 00 0C"));
-  Write("drive.isf", Hex("01 02 03"));
-  EXPECT_EQ(Run({"PATH/drive.hdlc", "-o", "PATH/drive.isf", "--overwrite"}), 1);
-  EXPECT_EQ(Content("drive.isf"), Hex("01 02 03"));
-  EXPECT_THAT(FilesLeft(), UnorderedElementsAre("drive.hdlc", "drive.isf"));
+  for (const ByteVector& stream : {Hex("10 00 0C"), ByteVector{}, Hex("7E"), Hex("7E 7E 7E")}) {
+    Write("drive.hdlc", stream);
+    Write("drive.isf", Hex("01 02 03"));
+    EXPECT_EQ(Run({"PATH/drive.hdlc", "-o", "PATH/drive.isf", "--overwrite"}), 1);
+    EXPECT_EQ(Content("drive.isf"), Hex("01 02 03"));
+    EXPECT_THAT(FilesLeft(), UnorderedElementsAre("drive.hdlc", "drive.isf"));
+  }
 }
 
 TEST_F(ImportCommandTest, ACaptureFileIsNoStream) {

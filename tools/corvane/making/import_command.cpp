@@ -134,10 +134,15 @@ class cImportRun {
     if (const auto obstacle = FindObstacle(output)) {
       return Fail(*obstacle);
     }
+    // The capture has no markers: those that are there are another one's.
+    cNewFile markers(MarkerPath(request.output), request.overwrite, cNewFile::eLinks::Replaced);
+    if (const auto obstacle = markers.BeginCapture()) {
+      return Fail(*obstacle);
+    }
     if (!Import(output.WritePath())) {
       return kExitFailed;
     }
-    if (report.packets == 0 && report.badFrames != 0) {
+    if (report.packets == 0) {
       TellLosses();
       return Fail(
           fmt::format("no capture was made: {} has no good DIAG frame", InputName(request.input)));
