@@ -308,6 +308,7 @@ class Report(unittest.TestCase):
             self.assertEqual(360, page.value_of("document.documentElement.scrollWidth"))
             self.assertEqual(2, page.value_of("document.querySelectorAll('.uplot canvas').length"))
             self.check_odd_captures(page)
+            self.check_bars(page)
             pdf = base64.b64decode(page.command("Page.printToPDF", printBackground=True)["data"])
             self.assertTrue(pdf.startswith(b"%PDF-") and len(pdf) > 20_000, len(pdf))
             self.assertEqual([], page.complaints())
@@ -334,6 +335,59 @@ class Report(unittest.TestCase):
             page.open(output)
             self.assertEqual(2 if times else 0, page.value_of("document.querySelectorAll('.uplot').length"))
             self.assertEqual([], page.complaints(), name)
+
+    def check_bars(self, page):
+        """Two connections 75 s apart, and between them two markers: each lane ends its own bars, whatever
+        the others have in between."""
+        drive = Drive.__new__(Drive)
+        drive.capture, drive.now = made_capture.MadeCapture(), START
+        for _ in range(2):
+            drive.text("Port COM7 connected")
+            drive.request("1d")
+            drive.packet("1d 01 02 03 04 05 06 07 08", later=5000)
+            drive.text("Port COM7 disconnected")
+            drive.now += 75_000
+        path, output = self.folder / "bars.isf", self.folder / "bars.html"
+        path.write_bytes(drive.capture.closed())
+        markers = "2023-11-14T22:14:00.000Z one\n2023-11-14T22:14:01.000Z two\n"  # START and 40 s
+        pathlib.Path(f"{path}.marks").write_text(markers)
+        self.assertEqual(0, program(path, "-o", output).returncode)
+        page.command("Emulation.setDeviceMetricsOverride", width=1280, height=800, deviceScaleFactor=1, mobile=False)
+        page.open(output)
+        page.value_of("new Promise((done) => requestAnimationFrame(() => requestAnimationFrame(done)))")
+        data = json.loads(Page(output.read_text(encoding="utf-8")).scripts[0])
+        (stretch,) = data["stretches"]
+        length = len(stretch["counts"][0]) * stretch["width"]
+
+        # A copy, for the browser complains of a canvas that is read pixel by pixel.
+        page.value_of(
+            "{ const shown = document.querySelector('#lanes canvas'), copy = document.createElement('canvas');"
+            "[copy.width, copy.height] = [shown.width, shown.height];"
+            "globalThis.pixels = copy.getContext('2d', { willReadFrequently: true });"
+            "pixels.drawImage(shown, 0, 0); }"
+        )
+
+        def colour(lane, seconds):
+            """of the chart, as much later than START"""
+            across = (START + 1000 * seconds - stretch["start"]) / length
+            down = (lane + 0.6) / (len(data["lanes"]) + 0.2)
+            return page.value_of(
+                "{ const area = document.querySelector('#lanes .u-over');"
+                f"const x = Math.round(area.offsetLeft + area.offsetWidth * {across});"
+                f"const y = Math.round(area.offsetTop + area.offsetHeight * {down});"
+                "pixels.getImageData(x, y, 1, 1).data.join(); }"
+            )
+
+        names = [lane["name"] for lane in data["lanes"]]
+        for name, bars, empty in (
+            ("Connections", (2.5, 82.5), (20, 40.5, 60)),
+            ("Answered", (2.5, 82.5), (20, 40.5, 60)),
+            ("Markers", (40, 41), (20, 40.5, 60)),
+        ):
+            lane = names.index(name)
+            (bar,) = {colour(lane, seconds) for seconds in bars}
+            for seconds in empty:
+                self.assertNotEqual(bar, colour(lane, seconds), (name, seconds))
 
     def check_filter(self, page):
         def shown(text, link="", broadcast=True):

@@ -138,7 +138,9 @@
     });
     // A lane that has nothing still has its line of the table.
     const frame = [[stretch.start / 1000, end / 1000], [null, null]];
-    const table = uPlot.join([frame, ...lanes.map((lane) => lane.table)]);
+    // A bar's end holds until the next bar begins, whatever times the other lanes have in between.
+    const endsHold = [[1, 1], ...lanes.map(() => [1, 2])];
+    const table = uPlot.join([frame, ...lanes.map((lane) => lane.table)], endsHold);
     table.splice(1, 1);
     const series = lanes.map((lane, place) => ({
       label: lane.name,
