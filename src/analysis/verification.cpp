@@ -10,7 +10,6 @@
 #include "reader/block_index.h"
 #include "reader/capture_file.h"
 #include "reader/directory.h"
-#include "reader/joined_captures.h"
 
 namespace corvane {
 namespace {
@@ -42,6 +41,10 @@ class cVerifier {
 
   [[nodiscard]] sVerified Run() {
     if (CheckHeader() && Open()) {
+      if (file->IsCutOffBySecond()) {
+        Report(eRule::Joined, captureEnd,
+               "another capture begins here, and the one in front of it was cut off");
+      }
       CheckBlocks();
       CheckEnd();
     }
@@ -51,36 +54,15 @@ class cVerifier {
  private:
   void Report(eRule rule, std::uint64_t offset, std::string problem,
               std::optional<std::uint64_t> item = std::nullopt) {
-    if (!result.endedEarly && !BelongsToAnother(offset)) {
-      Emit({rule, offset, std::move(problem), item});
+    if (!result.endedEarly && !IsCutOff(offset)) {
+      ++result.violations;
+      result.endedEarly = !request.onViolation({rule, offset, std::move(problem), item});
     }
   }
 
-  void Emit(const sViolation& violation) {
-    ++result.violations;
-    result.endedEarly = !request.onViolation(violation);
-  }
-
-  // Where the file goes on as another capture, because it was cut off in front of one that was
-  // joined to it, most rules seem broken behind that place, and only the joining is.
-  [[nodiscard]] bool BelongsToAnother(std::uint64_t offset) {
-    if (file == nullptr || file->SecondCapture()) {
-      return false;
-    }
-    const auto& blocks = file->Blocks();
-    LookForAnother(blocks.empty() ? isf::kHeaderSize : blocks.front().offset + isf::kBlockSize);
-    return result.endedEarly || (another && std::max(offset, subjectEnd) > *another);
-  }
-
-  void LookForAnother(std::uint64_t from) {
-    if (std::exchange(lookedForAnother, true)) {
-      return;
-    }
-    another = FindCaptureBehind(bytes, from, result.size);
-    if (another) {
-      Emit({eRule::Joined, *another,
-            "another capture begins here, and the one in front of it was cut off", std::nullopt});
-    }
+  // What a capture was cut off in, because another one was joined to it, breaks no rule beside.
+  [[nodiscard]] bool IsCutOff(std::uint64_t offset) const {
+    return file != nullptr && file->IsCutOffBySecond() && std::max(offset, subjectEnd) > captureEnd;
   }
 
   // False when nothing behind it can be read.
@@ -107,6 +89,7 @@ class cVerifier {
     result.items = file->ItemCount();
     result.blocks = file->Blocks().size();
     result.size = file->Size();
+    captureEnd = file->SecondCapture().value_or(result.size);
     result.closed = file->IsClosed();
     if (file->IsClosed()) {
       const std::uint64_t blocks = file->Blocks().empty() ? 0 : file->Blocks().back().number + 1;
@@ -133,7 +116,7 @@ class cVerifier {
       return;
     }
     const isf::sBlockTail tail = isf::LoadBlockTail(tailBytes);
-    subjectEnd = tail.nextBlock == 0 ? 0 : tail.nextBlock + 1;
+    subjectEnd = tail.nextBlock == 0 ? 0 : tail.nextBlock + isf::kBlockSize;
     CheckLink(block, next, tail.nextBlock);
     subjectEnd = block.offset + isf::kBlockSize;
     const bool hasTime = tail.baseTime <= isf::kLatestTime;
@@ -229,7 +212,7 @@ class cVerifier {
     const std::uint64_t begin = block.offset + isf::kBlockSize + entry.position;
     const std::uint64_t limit = next != nullptr ? next->offset
                                 : result.closed ? indexOffset
-                                                : result.size;
+                                                : captureEnd;
     const char* problem = " does not fit between its neighbours";
     if (begin < end) {
       problem = " leads into the record before its own";
@@ -244,7 +227,7 @@ class cVerifier {
   [[nodiscard]] bool MayBeTorn(const sCaptureBlock& block, const isf::sDirectoryEntry& entry,
                                std::uint32_t place, std::uint64_t record) const {
     return !result.closed && &block == &file->Blocks().back() && place + 1 == block.entries &&
-           record + entry.RecordSize() != result.size;
+           record + entry.RecordSize() != captureEnd;
   }
 
   void CheckItem(const sCaptureBlock& block, const isf::sDirectoryEntry& entry, std::uint32_t place,
@@ -306,12 +289,9 @@ class cVerifier {
   }
 
   void CheckEnd() {
-    if (const auto second = file->SecondCapture()) {
-      Report(eRule::Joined, *second, "a second capture begins here");
-      return;
-    }
-    if (another) {
-      return;  // the end of the file is that one's
+    if (file->SecondCapture() && !file->IsCutOffBySecond()) {
+      Report(eRule::Joined, captureEnd, "a second capture begins here");
+      subjectEnd = 0;
     }
     if (!result.closed) {
       CheckUnclosedEnd();
@@ -360,7 +340,7 @@ class cVerifier {
       return;
     }
     const isf::sTrailer trailer = isf::LoadTrailer(last);
-    if (const std::uint64_t more = file->Size() - file->ClosedEnd(); more != 0) {
+    if (const std::uint64_t more = captureEnd - file->ClosedEnd(); more != 0) {
       Report(eRule::BehindTrailer, file->ClosedEnd(),
              std::to_string(more) + (more == 1 ? " byte stands" : " bytes stand") +
                  " behind the trailer");
@@ -380,28 +360,22 @@ class cVerifier {
   void CheckUnclosedEnd() {
     const auto& blocks = file->Blocks();
     if (blocks.empty()) {
-      if (const auto error = file->Damage()) {
+      const auto error = file->Damage();
+      if (error && !file->SecondCapture()) {  // which has been named
         Report(eRule::Block, error->offset.value_or(0), error->message);
       }
       return;
     }
-    // The last record is the longest that can reach into another capture.
-    const std::uint64_t longest = isf::kLongestPacket + isf::kLongestRecordHead;
-    LookForAnother(file->ItemsEnd() -
-                   std::min(file->ItemsEnd() - blocks.front().offset - isf::kBlockSize, longest));
-    if (another) {
-      return;
-    }
     const std::uint64_t closing =
         (blocks.back().number + 1) * isf::kIndexEntrySize + isf::kTrailerSize;
-    if (result.size - std::min(result.size, file->ItemsEnd()) < closing) {
+    if (captureEnd - std::min(captureEnd, file->ItemsEnd()) < closing) {
       return;
     }
     // A whole index where that of a closed file would be was followed by a trailer once.
-    const std::uint64_t offset = result.size - isf::kTrailerSize;
+    const std::uint64_t offset = captureEnd - isf::kTrailerSize;
     cBlockIndex index(bytes, offset);
     const bool isWhole = std::all_of(blocks.begin(), blocks.end(), [&](const sCaptureBlock& block) {
-      const auto entry = index.Entry(result.size - closing, block.number);
+      const auto entry = index.Entry(captureEnd - closing, block.number);
       return entry && *entry == isf::sIndexEntry{block.offset, block.baseTime};
     });
     if (isWhole) {
@@ -424,11 +398,10 @@ class cVerifier {
   const sVerifyRequest& request;
   cByteWindow records;
   std::unique_ptr<cCaptureFile> file;
+  std::uint64_t captureEnd = 0;   // of the file, or of the first of several captures in it
   std::uint64_t indexOffset = 0;  // of a closed file
   // Up to where in the file the thing reaches that is looked at, and that its entry stands for.
   std::uint64_t subjectEnd = 0;
-  bool lookedForAnother = false;
-  std::optional<std::uint64_t> another;  // capture, which begins within this one
   std::unique_ptr<sLoadedDirectory> directory = std::make_unique<sLoadedDirectory>();
   sVerified result;
 };

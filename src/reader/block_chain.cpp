@@ -43,8 +43,7 @@ void cBlockChain::Advance() {
   for (;;) {
     sLook look = Look();
     if (HoldsNothing()) {
-      blocks.clear();
-      now = settled = {};
+      Forget();
       return;
     }
     for (int looks = 1; look.damage.Count() != 0 && looks < kLooks; ++looks) {
@@ -64,6 +63,11 @@ void cBlockChain::Advance() {
     settled.end = next->offset + isf::kBlockSize;
     blocks.push_back(*next);
   }
+}
+
+void cBlockChain::Forget() {
+  blocks.clear();
+  now = settled = {};
 }
 
 // A trailer of no items right behind the header: what follows is not this capture's.

@@ -61,6 +61,9 @@ class cBlockChain {
   // was there at two looks in a row.
   void Advance();
 
+  // Forgets all of it: the bytes are others than they were.
+  void Forget();
+
   [[nodiscard]] const std::vector<sCaptureBlock>& Blocks() const { return blocks; }
   // The good items.
   [[nodiscard]] std::uint64_t ItemCount() const { return now.items; }

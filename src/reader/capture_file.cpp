@@ -18,6 +18,12 @@ namespace {
   return std::nullopt;
 }
 
+constexpr char kSecondBehindWhole[] =
+    "a second capture begins here: files were joined, and only the first one is read";
+constexpr char kSecondBehindCutOff[] =
+    "a second capture begins here, and the first one was cut off in front of it: files were "
+    "joined, and only the first one is read";
+
 // "item 17"
 [[nodiscard]] std::string NameOf(std::uint64_t number) { return "item " + std::to_string(number); }
 
@@ -55,40 +61,62 @@ std::unique_ptr<cCaptureFile> cCaptureFile::Open(std::unique_ptr<cByteSource> so
 }
 
 cCaptureFile::cCaptureFile(std::unique_ptr<cByteSource> bytes, eCheck howMuch)
-    : source(std::move(bytes)), check(howMuch), chain(*source), records(*source) {}
+    : source(std::move(bytes)), check(howMuch), chain(source), records(source) {}
 
 void cCaptureFile::Refresh() {
   // The newest directory, and the bytes behind the last record, may have changed.
   ForgetDirectory();
   records.Clear();
 
+  damage = FindSettledDamage();
+  if (second) {
+    return;
+  }
+  second = FindSecondCapture();
+  if (second) {
+    // What the blocks of the first one seem to say behind that place, they do not.
+    source.EndAt(*second);
+    chain.Forget();
+    records.Clear();
+    damage = FindSettledDamage();
+  }
+}
+
+cDamage cCaptureFile::FindSettledDamage() {
   // Reading does not stop the writer, so it can be caught halfway: a trailer may be seen without
   // the items that it counts. Looking again shows the rest. Only what looks wrong in the same way
   // twice is wrong.
-  damage = FindDamage();
-  for (int look = 1; damage.Count() != 0 && look < kLooks; ++look) {
+  cDamage found = FindDamage();
+  for (int look = 1; found.Count() != 0 && look < kLooks; ++look) {
     cDamage again = FindDamage();
-    if (again == damage) {
+    if (again == found) {
       break;
     }
-    damage = std::move(again);
+    found = std::move(again);
   }
+  return found;
 }
 
 cDamage cCaptureFile::FindDamage() {
   closed = false;
-  second.reset();
   chain.Advance();
-  const std::optional<std::uint64_t> now = source->Size();
-  size = now.value_or(0);
-  cDamage found = chain.Damage();
-  if (!now) {
+  const std::optional<std::uint64_t> all = source.WholeFile().Size();
+  fileSize = all.value_or(0);
+  size = std::min(fileSize, second.value_or(fileSize));
+  cDamage found;
+  if (!all) {
+    found.Add(chain.Damage());
     if (found.Count() == 0) {
       found.Add({"the file's size cannot be found out", {}});
     }
     return found;
   }
-  found.Add(CheckClosing());
+  const cDamage atEnd = CheckClosing();
+  if (second) {
+    found.Add({IsCutOffBySecond() ? kSecondBehindCutOff : kSecondBehindWhole, *second});
+  }
+  found.Add(chain.Damage());
+  found.Add(atEnd);
   return found;
 }
 
@@ -110,7 +138,7 @@ std::uint64_t cCaptureFile::UnclaimedBytes() const {
   if (State() == eCaptureState::Complete || size < chain.End()) {
     return chain.GapBytes();
   }
-  return chain.GapBytes() + size - chain.End();
+  return chain.GapBytes() + fileSize - chain.End();
 }
 
 std::size_t cCaptureFile::FindBlock(std::uint64_t number) const {
@@ -198,7 +226,7 @@ std::optional<sCaptureError> cCaptureFile::ReadTime(std::uint64_t number, std::u
   const std::uint64_t offset = block.offset + isf::kBlockSize + entry.position;
   std::array<std::uint8_t, isf::kLongestRecordHead> bytes{};
   const auto head = std::span(bytes).first(entry.HeadSize());
-  if (source->ReadAt(offset, head) != head.size()) {
+  if (source.ReadAt(offset, head) != head.size()) {
     return sCaptureError{"the record of " + NameOf(number) + " cannot be read", offset};
   }
   time = isf::LoadRecordHead(entry, block.baseTime, head).time;

@@ -11,6 +11,7 @@
 #include "reader/block_chain.h"
 #include "reader/byte_source.h"
 #include "reader/damage.h"
+#include "reader/joined_captures.h"
 
 namespace corvane {
 
@@ -117,17 +118,22 @@ class cCaptureFile {
   // One more than the highest number that an item can have.
   [[nodiscard]] std::uint64_t NumbersEnd() const { return chain.NumbersEnd(); }
   [[nodiscard]] const std::vector<sCaptureBlock>& Blocks() const { return chain.Blocks(); }
-  // The size of the file in bytes.
-  [[nodiscard]] std::uint64_t Size() const { return size; }
+  // The size of the file in bytes, with a second capture where there is one.
+  [[nodiscard]] std::uint64_t Size() const { return fileSize; }
   // File position behind the last good record.
   [[nodiscard]] std::uint64_t ItemsEnd() const { return chain.End(); }
   // Whether the capture ends in a trailer, also where State() is Damaged.
   [[nodiscard]] bool IsClosed() const { return closed; }
   // File position behind the trailer of a closed capture; more may stand there, which is damage.
   [[nodiscard]] std::uint64_t ClosedEnd() const { return closedEnd; }
-  // Where a second capture begins, behind the end of this one: files were joined. State() is
-  // Damaged then, and only the first one's items are read.
+  // Where a second capture begins, behind the end of this one, or anywhere in it where it was cut
+  // off: files were joined. State() is Damaged then, and the first one is read as if it ended
+  // there.
   [[nodiscard]] std::optional<std::uint64_t> SecondCapture() const { return second; }
+  // Whether the first of two captures lacks its end.
+  [[nodiscard]] bool IsCutOffBySecond() const {
+    return second && !closed && (chain.End() < *second || chain.Damage().Count() != 0);
+  }
   // Bytes between good records that belong to none.
   [[nodiscard]] std::uint64_t GapBytes() const { return chain.GapBytes(); }
   // Bytes that belong to no good item: those between good records, and, in a file that is not
@@ -175,7 +181,12 @@ class cCaptureFile {
 
   [[nodiscard]] std::optional<std::uint64_t> FindNextItem(std::uint64_t from);
 
+  // What is wrong in the same way at two looks in a row.
+  [[nodiscard]] cDamage FindSettledDamage();
   [[nodiscard]] cDamage FindDamage();
+  // Once `damage` is known: whether a second capture is worth looking for, and where it begins.
+  [[nodiscard]] bool MayHoldSecond() const;
+  [[nodiscard]] std::optional<std::uint64_t> FindSecondCapture();
   // Looks at what follows the last record of `chain`, and finds out whether the file is closed.
   // Returns what is wrong beside what `chain` says.
   //
@@ -191,13 +202,15 @@ class cCaptureFile {
   [[nodiscard]] std::optional<sCaptureError> FindItem(std::uint64_t number);
   [[nodiscard]] std::optional<sCaptureError> LoadDirectoryOf(std::uint64_t number);
 
-  std::unique_ptr<cByteSource> source;
+  cFirstCaptureBytes source;
   eCheck check;
   cBlockChain chain;
-  std::uint64_t size = 0;
+  std::uint64_t fileSize = 0;
+  std::uint64_t size = 0;  // of this capture, as far as there is no second one
   bool closed = false;
   std::uint64_t closedEnd = 0;
   std::optional<std::uint64_t> second;
+  bool lookedWithin = false;  // for a second capture in a first one that was cut off
   cDamage damage;
 
   // The directory that items were last read through, its block, and the number of its first item.

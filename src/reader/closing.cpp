@@ -218,24 +218,6 @@ void CheckRecords(cByteSource& source, eCheck howMuch, cBlockChain& chain,
   return differences.Count() == 0;
 }
 
-// Where a second capture begins behind the records of `chain`, or behind the index and the trailer
-// that close them.
-[[nodiscard]] std::optional<std::uint64_t> FindSecondCapture(cByteSource& source,
-                                                             const cBlockChain& chain,
-                                                             std::uint64_t size) {
-  // A capture without items, before another one, is taken for one with a block.
-  const bool hasItems = chain.ItemCount() != 0;
-  const std::uint64_t end = hasItems ? chain.End() : std::uint64_t{isf::kHeaderSize};
-  const std::uint64_t closing =
-      (hasItems ? BlockCount(chain) * isf::kIndexEntrySize : 0) + isf::kTrailerSize;
-  for (const std::uint64_t offset : {end + closing, end}) {
-    if (IsCaptureAt(source, offset, size)) {
-      return offset;
-    }
-  }
-  return std::nullopt;
-}
-
 // The index and trailer that stand right behind the records of `chain`, whatever follows them;
 // nothing unless they are just those of its blocks.
 [[nodiscard]] std::optional<cBlockIndex> FindWholeClosing(cByteSource& source,
@@ -269,43 +251,79 @@ cDamage cCaptureFile::CheckClosing() {
   if (size - isf::kHeaderSize >= isf::kTrailerSize) {
     std::array<std::uint8_t, isf::kTrailerSize> last{};
     const std::uint64_t offset = size - isf::kTrailerSize;
-    if (source->ReadAt(offset, last) != last.size()) {
+    if (source.ReadAt(offset, last) != last.size()) {
       found.Add({"the end of the file cannot be read", offset});
       return found;
     }
   }
 
-  second = FindSecondCapture(*source, chain, size);
-  const std::optional<cBlockIndex> whole = FindWholeClosing(*source, chain, size);
+  const std::optional<cBlockIndex> whole = FindWholeClosing(source, chain, size);
   closed = whole.has_value();
   closedEnd = whole ? whole->TrailerOffset() + isf::kTrailerSize : size;
-  if (second) {
-    found.Add({"a second capture begins here: files were joined, and only the first one is read",
-               *second});
-    return found;
-  }
-  std::optional<cBlockIndex> index = cBlockIndex::Find(*source, size);
+  std::optional<cBlockIndex> index = cBlockIndex::Find(source, size);
   if (index && IsTrailer(*index, chain)) {
     closed = true;
     closedEnd = size;
     const auto offset = index->OffsetFor(BlockCount(chain)).value_or(0);
-    CheckRecords(*source, check, chain, offset, found);
+    CheckRecords(source, check, chain, offset, found);
     CheckTrailer(*index, chain, found);
   } else if (closed) {
-    CheckRecords(*source, check, chain, chain.End(), found);
+    CheckRecords(source, check, chain, chain.End(), found);
     const std::uint64_t more = size - closedEnd;
     found.Add({std::to_string(more) + (more == 1 ? " byte stands" : " bytes stand") +
                    " behind the trailer",
                closedEnd});
-  } else if (HasIndexWithoutTrailer(*source, chain, size)) {
+  } else if (HasIndexWithoutTrailer(source, chain, size)) {
     found.Add({"the trailer does not end in its closing number",
                size - isf::kTrailerSize + isf::kTrailerMagicOffset});
   } else if (chain.Blocks().empty()) {
-    if (auto error = CheckBlockBegun(*source, size)) {
+    if (auto error = CheckBlockBegun(source, size)) {
       found.Add(std::move(*error));
     }
   }
   return found;
+}
+
+// Whether another capture may have begun in this one before it was closed. Its first block is
+// longer than any record of this one, which can reach into it.
+bool cCaptureFile::MayHoldSecond() const {
+  constexpr std::uint64_t kRest = isf::kBlockSize - isf::kLongestPacket - isf::kLongestRecordHead;
+  std::uint64_t recordsEnd = isf::kHeaderSize;
+  for (const sCaptureBlock& block : chain.Blocks()) {
+    recordsEnd = block.entries != 0 ? block.end : recordsEnd;
+  }
+  return damage.Count() != 0 || (!closed && size >= recordsEnd + kRest);
+}
+
+std::optional<std::uint64_t> cCaptureFile::FindSecondCapture() {
+  cByteSource& file = source.WholeFile();
+  // A capture without items, before another one, is taken for one with a block.
+  const bool hasItems = chain.ItemCount() != 0;
+  const std::uint64_t end = hasItems ? chain.End() : std::uint64_t{isf::kHeaderSize};
+  const std::uint64_t closing =
+      (hasItems ? BlockCount(chain) * isf::kIndexEntrySize : 0) + isf::kTrailerSize;
+  for (const std::uint64_t offset : {end + closing, end}) {
+    if (IsCaptureAt(file, offset, size)) {
+      return offset;
+    }
+  }
+  if (!MayHoldSecond() || std::exchange(lookedWithin, true)) {
+    return std::nullopt;
+  }
+  // A capture that was cut off has nothing wrong in front of that place. Of what is behind it one
+  // directory can look as if it were right: it is empty, or its block is where the one before says.
+  std::uint64_t wrong = UINT64_MAX;
+  for (const sCaptureError& error : damage.Kept()) {
+    wrong = std::min(wrong, error.offset.value_or(0));
+  }
+  std::uint64_t from = isf::kHeaderSize;
+  std::uint64_t last = isf::kHeaderSize;
+  for (const sCaptureBlock& block : chain.Blocks()) {
+    if (block.offset <= wrong) {
+      from = std::exchange(last, block.offset);
+    }
+  }
+  return FindCaptureBehind(file, from, size);
 }
 
 }  // namespace corvane

@@ -27,6 +27,17 @@ constexpr std::size_t kPiece = 65'536;
 
 }  // namespace
 
+std::optional<std::uint64_t> cFirstCaptureBytes::Size() {
+  const std::optional<std::uint64_t> size = file->Size();
+  return size ? std::optional(std::min(*size, end)) : std::nullopt;
+}
+
+std::size_t cFirstCaptureBytes::ReadAt(std::uint64_t offset, std::span<std::uint8_t> bytes) {
+  const std::uint64_t left = end - std::min(end, offset);
+  return file->ReadAt(
+      offset, bytes.first(static_cast<std::size_t>(std::min<std::uint64_t>(bytes.size(), left))));
+}
+
 bool IsCaptureAt(cByteSource& source, std::uint64_t offset, std::uint64_t size) {
   if (offset >= size || size - offset < isf::kHeaderSize + isf::kTrailerSize) {
     return false;

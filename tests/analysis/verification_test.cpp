@@ -272,6 +272,18 @@ TEST(VerificationTest, ASecondCaptureIsNamed) {
               ElementsAre(std::to_string(first) + " joined: a second capture begins here"));
 }
 
+TEST(VerificationTest, ACaptureBehindALoneHeaderIsNamedAlone) {
+  for (const ByteVector& second : {SmallCapture().Closed(), TwoBlocks().Unclosed()}) {
+    ByteVector file = Hex("08 31 60 AB");
+    file.insert(file.end(), second.begin(), second.end());
+    EXPECT_THAT(Verify(file).lines, ElementsAre("4 joined: a second capture begins here"));
+    // Amid the first directory.
+    file.insert(file.begin() + 4, 4000, 0);
+    EXPECT_THAT(Verify(file).lines, ElementsAre("4004 joined: another capture begins here, and the "
+                                                "one in front of it was cut off"));
+  }
+}
+
 TEST(VerificationTest, PacketsAreHeldToTheirTypesWhenAsked) {
   cCaptureBuilder good;
   const ByteVector log = Hex("10 00 0C 00 0C 00 C0 B0 01 02 03 04 05 06 07 08");

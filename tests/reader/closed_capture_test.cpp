@@ -98,6 +98,33 @@ TEST(ClosedCaptureTest, ASecondCaptureBehindTheFirstIsToldWithItsOffset) {
   }
 }
 
+// Wherever the first one was cut off, it is read as it would be without the second one.
+TEST(ClosedCaptureTest, ACaptureBehindOneThatWasCutOffIsToldWithItsOffset) {
+  const ByteVector whole = TwoBlocks().Closed();
+  const std::size_t records = 4 + isf::kBlockSize;
+  for (const ByteVector& other : {SmallCapture().Closed(), TwoBlocks().Unclosed()}) {
+    for (const std::size_t size : {std::size_t{4}, std::size_t{2000}, records - 10, records + 500,
+                                   whole.size() - 1000, whole.size() - 40, whole.size() - 5}) {
+      const ByteVector one(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size));
+      const sOpened alone = OpenBytes(one);
+      const sOpened opened = OpenBytes(Joined(one, other));
+      ASSERT_NE(opened.file, nullptr);
+      EXPECT_EQ(opened.file->State(), eCaptureState::Damaged);
+      EXPECT_EQ(opened.file->SecondCapture(), size);
+      EXPECT_EQ(opened.file->IsCutOffBySecond(), size != 4);
+      EXPECT_EQ(opened.file->ItemCount(), alone.file->ItemCount()) << size;
+      EXPECT_EQ(opened.file->Size(), size + other.size());
+      std::vector<std::string> expected = TextsOf(alone.file->AllDamage());
+      expected.insert(expected.begin(),
+                      std::string("a second capture begins here") +
+                          (size == 4 ? "" : ", and the first one was cut off in front of it") +
+                          ": files were joined, and only the first one is read, at offset " +
+                          std::to_string(size));
+      EXPECT_EQ(TextsOf(opened.file->AllDamage()), expected) << size;
+    }
+  }
+}
+
 TEST(ClosedCaptureTest, AHeaderAloneBehindACaptureIsNoSecondOne) {
   const ByteVector header = cCaptureBuilder().Unclosed();
   const ByteVector file = Joined(SmallCapture().Closed(), Joined(header, ByteVector(100, 0x55)));

@@ -8,6 +8,10 @@
 #include <string>
 #include <vector>
 
+#include "convert/memory_sink.h"
+#include "corvane/command/command_line.h"
+#include "corvane/reading/capture_statistics.h"
+#include "corvane/reading/reading_commands.h"
 #include "reader/capture_builder.h"
 #include "support/temp_directory.h"
 
@@ -65,6 +69,35 @@ TEST_F(VerifyCommandTest, PacketsThatWereLookedAtNeedNoWord) {
   const auto objects = Verify({.paths = {sound}, .contents = true, .json = true}).Objects();
   ASSERT_EQ(objects.size(), 1U);
   EXPECT_EQ(objects[0]["contents"], true);
+}
+
+// The first of two captures that were joined had lost its last byte.
+TEST_F(VerifyCommandTest, OtherReadersTellJoinedCapturesAlike) {
+  ByteVector bytes = SmallCapture().Closed();
+  bytes.pop_back();
+  const std::string offset = std::to_string(bytes.size());
+  const ByteVector second = SmallCapture().Closed();
+  bytes.insert(bytes.end(), second.begin(), second.end());
+  const std::string joined = folder.Write("joined.isf", bytes);
+  EXPECT_EQ(Verify({.paths = {joined}}).out.find(joined + ": offset " + offset + ": "), 0U);
+  const auto expect = [&](const char* command, int code, const std::ostringstream& errors) {
+    EXPECT_EQ(code, kExitFailed) << command;
+    EXPECT_EQ(errors.str(),
+              std::string("corvane ") + command + ": " + joined +
+                  ": a second capture begins here, and the first one was cut off in front "
+                  "of it: files were joined, and only the first one is read, at offset " +
+                  offset + '\n');
+  };
+  std::ostringstream out, info, deep, list, stats;
+  expect("info", ShowInfo(joined, false, out, info), info);
+  expect("info", ShowInfo(joined, true, out, deep), deep);
+  sStatisticsRequest counted;
+  counted.path = joined;
+  expect("stats", ShowStatistics(counted, out, stats), stats);
+  sListRequest listed;
+  listed.showing.path = joined;
+  cMemorySink sink;
+  expect("list", ListItems(listed, sink, list), list);
 }
 
 TEST_F(VerifyCommandTest, AFileThatIsNotClosedHasACodeOfItsOwn) {
