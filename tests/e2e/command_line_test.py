@@ -216,9 +216,22 @@ class Troubles(CommandLineTestCase):
             "and the capture would end below 18.4 EB: make room, or give a smaller --stop-below",
         )
         self.assertEqual(self.output.read_bytes(), b"an earlier capture")
+        # The longest name that a capture which replaces another one can have.
+        folder = len(wine.windows_path(self.files)) + 1
+        longest = wine.windows_path(self.files / ("x" * (254 - folder)))
+        self.assertEqual(len(longest), 254)
+        self.assert_refused(
+            self.capture("--stop-below", "18446744073G", output=longest),
+            f" are free for the capture file {longest}, and the capture would end below 18.4 EB",
+        )
 
-    def test_a_size_that_is_none_is_wrong_usage(self):
+    def test_amounts_that_are_none_are_wrong_usage(self):
         self.assert_refused(self.capture("--stop-below", "much"), '"much" is no size', code=2)
+        self.assert_refused(
+            self.capture("--duration", "0s"),
+            '--duration: "0s" is no duration: write 10s, 5m or 2h',
+            code=2,
+        )
 
 
 class Refusals(CommandLineTestCase):

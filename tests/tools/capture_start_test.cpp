@@ -241,6 +241,45 @@ TEST_F(CaptureStartTest, AReplacementWithTooLongANameIsRefused) {
   EXPECT_THAT(told.lines[0], HasSubstr(".part"));
 }
 
+// The longest name that a replacement can have: until it is complete it has 259 characters.
+TEST_F(CaptureStartTest, RoomIsLookedAtForTheLongestNameToo) {
+  const std::string start = folder.Path("");
+  request.output = start + std::string(254 - start.size(), 'x');
+  request.overwrite = true;
+  request.stopBelow = 1'000'000'000;
+  Write(request.output, "old");
+  host.freeSpace = 999'999'999;
+  EXPECT_EQ(BeginOutput(request, host, told), nullptr);
+  EXPECT_THAT(told.lines,
+              ElementsAre("! only 1.0 GB are free for the capture file " + request.output +
+                          ", and the capture would end below 1.0 GB: make room, or give a smaller "
+                          "--stop-below (0 for no limit)"));
+  EXPECT_EQ(FileCount(), 2);
+  told.lines.clear();
+  host.freeSpace = 1'000'000'000;
+  const auto file = BeginOutput(request, host, told);
+  ASSERT_NE(file, nullptr);
+  EXPECT_EQ(file->WritePath(), request.output + ".part");
+  EXPECT_EQ(file->WritePath().size(), 259U);
+  EXPECT_THAT(told.lines, IsEmpty());
+}
+
+TEST(RunOptionsTest, ADurationOfNothingIsWrongUsage) {
+  for (const char* const text : {"0s", "0", "-1s", "soon"}) {
+    CLI::App app;
+    int exitCode = 0;
+    AddCaptureCommand(app, exitCode);
+    std::string problem;
+    try {
+      app.parse(std::string("capture --device COM7 --config x -o y --duration=") + text);
+    } catch (const CLI::ValidationError& error) {
+      problem = error.what();
+    }
+    EXPECT_EQ(problem,
+              std::string("--duration: \"") + text + "\" is no duration: write 10s, 5m or 2h");
+  }
+}
+
 TEST(RunOptionsTest, ASizeHoldsMoreThanTheFirstBlock) {
   for (const char* const option : {"--size", "--rotate-size"}) {
     for (const auto& [size, isGood] : {std::pair("1", false), {"99999", false}, {"100k", true}}) {
