@@ -177,6 +177,33 @@ TEST_F(OutputFileTest, AFileThatCannotBeReplacedStaysBesideTheNewOne) {
   EXPECT_EQ(Text(path + ".part"), "new");
 }
 
+// Two captures that replace one file: the first to end takes its place.
+TEST_F(OutputFileTest, AnotherCaptureThatTookThePlaceIsNotReplaced) {
+  Write(path, "old");
+  cOutputFile one(path, true);
+  cOutputFile other(path, true);
+  ASSERT_EQ(one.Begin(), std::nullopt);
+  ASSERT_EQ(other.Begin(), std::nullopt);
+  EXPECT_EQ(other.WritePath(), path + ".part2");
+  Write(one.WritePath(), "the first");
+  Write(other.WritePath(), "the second one");
+  EXPECT_EQ(one.Keep(), std::nullopt);
+  EXPECT_EQ(other.Keep(), path + " is no longer the file that was to be replaced; the capture is " +
+                              path + ".part2");
+  EXPECT_EQ(Text(path), "the first");
+  EXPECT_EQ(Text(path + ".part2"), "the second one");
+}
+
+TEST_F(OutputFileTest, AFileThatIsGoneNeedNotBeReplaced) {
+  Write(path, "old");
+  cOutputFile file(path, true);
+  ASSERT_EQ(file.Begin(), std::nullopt);
+  Write(file.WritePath(), "new");
+  std::filesystem::remove(path);
+  EXPECT_EQ(file.Keep(), std::nullopt);
+  EXPECT_EQ(Text(path), "new");
+}
+
 TEST_F(OutputFileTest, AFolderAndAMissingFolderAreRefused) {
   std::filesystem::create_directory(path);
   cOutputFile onFolder(path, true);

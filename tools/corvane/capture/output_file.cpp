@@ -176,6 +176,7 @@ std::optional<std::string> cOutputFile::MakeEmpty() {
 }
 
 std::optional<std::string> cOutputFile::MakeEmptyBeside() {
+  replaced = StampOf(wanted);
   written = wanted + ".part";
   // Nor may a file have the name of its markers. A capture that was ended by force leaves both.
   for (int number = 2; IsTaken(written) || IsTaken(MarkerPath(written)); ++number) {
@@ -184,10 +185,22 @@ std::optional<std::string> cOutputFile::MakeEmptyBeside() {
   return MakeEmpty();
 }
 
+std::optional<cOutputFile::sStamp> cOutputFile::StampOf(const std::string& path) {
+  std::error_code sizeError;
+  std::error_code timeError;
+  const sStamp stamp{fs::file_size(PathOf(path), sizeError),
+                     fs::last_write_time(PathOf(path), timeError)};
+  return sizeError || timeError ? std::nullopt : std::optional(stamp);
+}
+
 std::optional<std::string> cOutputFile::Keep() {
   isKept = true;
   if (!Replaces()) {
     return std::nullopt;
+  }
+  if (const auto stamp = StampOf(wanted); stamp && stamp != replaced) {
+    return fmt::format("{} is no longer the file that was to be replaced; the capture is {}",
+                       wanted, written);
   }
   std::error_code error;
   fs::rename(PathOf(written), PathOf(wanted), error);

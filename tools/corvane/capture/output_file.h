@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <filesystem>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -26,7 +27,8 @@ namespace corvane::tools {
                                      std::string_view device);
 
 // A capture file from before its start to its end. A file that it replaces stays as it is until the
-// new one is whole: that one has a name beside it so long ("drive.isf.part"). The markers of a
+// new one is whole: that one has a name beside it so long ("drive.isf.part"). What has taken the
+// place of that file meanwhile is not replaced: it may be another capture. The markers of a
 // capture (reader/markers.h) belong to it, and come and go with it. Unless it was kept, nothing is
 // left of the new file.
 class cOutputFile {
@@ -61,10 +63,20 @@ class cOutputFile {
   [[nodiscard]] std::optional<std::string> MakeEmptyBeside();
   void Remove();
 
+  // By which a file is known again, where it can be looked at.
+  struct sStamp {
+    std::uintmax_t size = 0;
+    std::filesystem::file_time_type written;
+
+    friend bool operator==(const sStamp&, const sStamp&) = default;
+  };
+  [[nodiscard]] static std::optional<sStamp> StampOf(const std::string& path);
+
   std::string wanted;
   const bool replaces;
   std::string written;
-  bool isMade = false;  // by Begin: what was there before is never removed
+  std::optional<sStamp> replaced;  // the file that is to be replaced
+  bool isMade = false;             // by Begin: what was there before is never removed
   bool isKept = false;
 };
 
