@@ -26,10 +26,11 @@ struct sMendedDirectory {
 
 // Looks at the packets that tell their own lengths. Where three of them in a row are not where the
 // directory says, all of it from there on is looked for at one distance: that by which the block's
-// end was moved, or the nearest at which such packets are found, no more than 1 MiB away. Where
-// the change is, record_fit.h tells: up to there all stays, and what may not be whole is dropped,
-// and so is what was found nowhere when its times are in no order, as those of overwritten records
-// are. Nothing when there is nothing to change.
+// end was moved, or the nearest at which such packets are found with times between those around, no
+// more than 1 MiB away. Where the change is, record_fit.h tells: up to there all stays, and what
+// may not be whole is dropped, and so is what was found nowhere when its times are in no order, as
+// those of overwritten records are. What fits in its place again stays there, although it was found
+// elsewhere too: that was a copy. Nothing when there is nothing to change.
 [[nodiscard]] std::optional<sMendedDirectory> MendDisplacedEntries(
     cByteSource& source, const sBlockToRecover& block,
     std::span<const std::uint8_t, isf::kDirectorySize> directory);

@@ -31,9 +31,10 @@ struct sRealignment {
   [[nodiscard]] std::uint64_t PlaceNow(std::uint64_t place) const;
 };
 
-// Nothing when the file does not begin as a capture does, when all is in its place, and when no
-// block is found. Of a record or a directory entry that may not be
-// whole all bytes are lost, and of entries without records and records without entries too.
+// Nothing when the file does not begin as a capture does, when all is in its place, when no block
+// is found, and when far more would have been lost than is left. Of a record or a directory entry
+// that may not be whole all bytes are lost, and of entries without records and records without
+// entries too.
 [[nodiscard]] std::optional<sRealignment> FindRealignment(cByteSource& file, std::uint64_t size);
 
 // The file as it was. Zeros stand for what is lost.

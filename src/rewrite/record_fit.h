@@ -37,7 +37,8 @@ struct sChangePlace {
 
 // Where most of the records say that one distance ends and the other begins. The last record in
 // front of the change and the first one behind it are among the lost ones where the change may be
-// inside them; `before` may therefore be one less than `first`.
+// inside them, but for one behind it that is where the directory has it; `before` may therefore be
+// one less than `first`.
 [[nodiscard]] sChangePlace FindChange(cByteSource& source, const sMovedRecords& moved);
 
 // How much the records say for the first distance; comparable for the same entries.
