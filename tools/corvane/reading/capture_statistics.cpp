@@ -161,9 +161,6 @@ std::vector<sTotalsTable> MakeTables(const cStatistics& counts, std::optional<st
       KeepTop(table, *top);
     }
   }
-  std::erase_if(tables, [](const sTotalsTable& table) {
-    return table.rows.empty() && table.others.items == 0;
-  });
   return tables;
 }
 

@@ -73,9 +73,11 @@ struct sTotalsTable {
   bool isNumbered = false;   // keys are decimal numbers
   std::vector<sTotalsRow> rows;
   sItemTotals others;  // of what has no row of its own
+
+  [[nodiscard]] bool IsEmpty() const { return rows.empty() && others.items == 0; }
 };
 
-// The tables that have rows. With `top` each has so many rows, those with the most items first.
+// All tables, in their order. With `top` each has so many rows, those with the most items first.
 [[nodiscard]] std::vector<sTotalsTable> MakeTables(const cStatistics& counts,
                                                    std::optional<std::uint64_t> top);
 

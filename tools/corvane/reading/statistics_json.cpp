@@ -184,8 +184,14 @@ void AddGaps(cJsonObject& object, const cGaps& gaps, std::uint64_t limit) {
   steps.End();
 }
 
-void AddRequests(cJsonObject& object, const cRequestReplies& requests) {
+// Without what was paired, an object without members: a 0 would tell that there is none.
+void AddRequests(cJsonObject& object, const cRequestReplies* paired) {
   cJsonObject member = object.Begin("requests");
+  if (paired == nullptr) {
+    member.End();
+    return;
+  }
+  const cRequestReplies& requests = *paired;
   Json totals;
   AddRequestTotals(totals, requests.Totals(), requests.RoundTrips());
   member.AddMembers(totals);
@@ -248,9 +254,7 @@ void WriteStatisticsJson(const sStatisticsSubject& subject, const cCaptureStatis
   }
   AddConnections(object, statistics.Connections());
   AddGaps(object, statistics.Gaps(), statistics.GapLimit());
-  if (const cRequestReplies* const requests = statistics.Requests()) {
-    AddRequests(object, *requests);
-  }
+  AddRequests(object, statistics.Requests());
   if (const cIntervals* const intervals = statistics.Intervals()) {
     AddIntervals(object, *intervals);
   }

@@ -281,7 +281,9 @@ void WriteStatisticsText(const sStatisticsSubject& subject, const cCaptureStatis
     return;
   }
   for (const sTotalsTable& table : MakeTables(statistics.Counts(), request.top)) {
-    report.WriteTable(table);
+    if (!table.IsEmpty()) {
+      report.WriteTable(table);
+    }
   }
   report.WriteConnections();
   report.WriteGaps();
