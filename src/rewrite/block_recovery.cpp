@@ -170,19 +170,21 @@ class cBlockRecovery {
   }
 
   // The entry with the type that its packet tells, where its own is none for such a packet and all
-  // else agrees.
+  // else agrees. In a complete file the types agree with all else, too.
   [[nodiscard]] isf::sDirectoryEntry WithFittingType(std::uint32_t place) {
     const isf::sDirectoryEntry entry = Entry(place);
     const auto record = window.Read(BeginOf(entry), entry.RecordSize());
-    if (!record || block.keepsTypes) {
+    if (!record) {
       return entry;
     }
     const auto packet = record->last(entry.length);
-    if (IsTypeFor(entry.Type(), packet)) {
+    if (block.keepsTypes ? IsAsRecorded(isf::LoadRecordHead(entry, block.baseTime, *record), packet)
+                         : IsTypeFor(entry.Type(), packet)) {
       return entry;
     }
     const std::uint32_t type = FittingType(entry.Type(), packet).value_or(entry.Type());
-    if (type == entry.Type() || (entry.HasExtra() && type != isf::kSignallingLogItem)) {
+    if (block.keepsTypes || type == entry.Type() ||
+        (entry.HasExtra() && type != isf::kSignallingLogItem)) {
       result.unfit.Add({BeginOf(entry), block.firstNumber + place});
       return entry;
     }

@@ -22,7 +22,8 @@ struct sBlockToRecover {
   bool endsAtLimit = false;
   // How many items it has, where that is known.
   std::optional<std::uint32_t> items;
-  // Its items keep their types, also one that does not fit its packet.
+  // It is one of a complete file: its items keep their types, also one that does not fit its
+  // packet.
   bool keepsTypes = false;
   // File positions where records begin that may not be whole, although their packets look so.
   std::vector<std::uint64_t> spliced;
@@ -47,7 +48,7 @@ struct sLostItems {
   friend bool operator==(const sLostItems&, const sLostItems&) = default;
 };
 
-// A record whose packet is none of its type.
+// A record whose packet is none of its type, or whose extra field is none of its packet.
 struct sUnfitRecord {
   std::uint64_t offset = 0;             // file position
   std::optional<std::uint64_t> number;  // of its item in the file, where that is known
@@ -55,7 +56,7 @@ struct sUnfitRecord {
   friend bool operator==(const sUnfitRecord&, const sUnfitRecord&) = default;
 };
 
-// Records whose packets are none of their types, in the order of the file.
+// Such records, in the order of the file.
 struct sUnfitRecords {
   std::uint64_t count = 0;
   sUnfitRecord first;  // this one and the last are meaningless without any

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "analysis/packet_faults.h"
 #include "capture/isf/item_types.h"
 #include "capture/isf/layout.h"
 #include "diag/little_endian.h"
@@ -163,6 +164,12 @@ bool IsTypeFor(std::uint32_t type, Packet packet) {
     default:
       return false;
   }
+}
+
+bool IsAsRecorded(const isf::sRecordHead& head, Packet packet) {
+  const bool isExtraWrong =
+      head.extra && head.extra != kNotLearned && FindExtraFault(*head.extra, packet);
+  return !isExtraWrong && !FindPacketFault(head.type, packet);
 }
 
 std::optional<std::uint32_t> FittingType(std::uint32_t type, Packet packet) {

@@ -15,6 +15,11 @@ inline constexpr std::uint64_t kLongestRecord = isf::kLongestRecordHead + isf::k
 // Whether the recorder can have given this type to a packet of these bytes. `packet` is not empty.
 [[nodiscard]] bool IsTypeFor(std::uint32_t type, std::span<const std::uint8_t> packet);
 
+// Whether the recorder can have written an item of this type and extra field: by every rule that
+// its packet and its extra field keep, while IsTypeFor holds requests and texts to fewer and to
+// other ones. `packet` is not empty.
+[[nodiscard]] bool IsAsRecorded(const isf::sRecordHead& head, std::span<const std::uint8_t> packet);
+
 // The type of a packet whose bytes alone decide it: log and text items, events and debug messages.
 // Nothing for requests and replies, which look alike.
 [[nodiscard]] std::optional<std::uint32_t> TypeByContent(std::span<const std::uint8_t> packet);

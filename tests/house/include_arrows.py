@@ -21,7 +21,9 @@ MAY_INCLUDE = {
     "describe": ("diag", "ota/bit_cursor.h", "platform"),
     "convert": ("reader", "describe", "capture/isf", "ota/bit_cursor.h", "diag", "platform"),
     "analysis": ("convert", "reader", "describe", "capture/isf", "filters", "diag", "platform"),
-    "rewrite": ("convert", "reader", "describe", "capture/isf", "diag", "platform"),
+    "rewrite": (
+        "analysis/packet_faults.h", "convert", "reader", "describe", "capture/isf", "diag", "platform"
+    ),
 }
 
 # Headers that lie outside the rooms.

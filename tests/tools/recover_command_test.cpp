@@ -37,7 +37,28 @@ TEST_F(RecoverCommandTest, RecoveringTellsOfOverwrittenPackets) {
   EXPECT_THAT(out.str(), HasSubstr("Lost:   no item; 1 item may have been overwritten (item 1 at "
                                    "offset 57367)\n"));
   EXPECT_THAT(errors.str(), HasSubstr("in.isf: 1 item (item 1 at offset 57367) kept as it is: the "
-                                      "packet is none of the item's type"));
+                                      "bytes are none of the item's type"));
+}
+
+TEST_F(RecoverCommandTest, OverwrittenPacketsOfACompleteCaptureAreTold) {
+  const std::string input = Make("in.isf", {Reply(kNoon, 1), Text(kNoon + 1, "a text")});
+  Overwrite(input, {57'364 + 3 + 1});
+  EXPECT_EQ(Recover(input), kExitFailed);
+  EXPECT_EQ(BytesOf(output), BytesOf(input));
+  EXPECT_THAT(out.str(), HasSubstr("Lost:   no item; 1 item may have been overwritten (item 1 at "
+                                   "offset 57367)\n"));
+  EXPECT_THAT(errors.str(), HasSubstr("in.isf: 1 item (item 1 at offset 57367) kept as it is: "));
+}
+
+TEST_F(RecoverCommandTest, AnExtraFieldThatWasOverwrittenIsTold) {
+  sBuiltItem log{8, kNoon, ByteVector(40), 5};  // of a log code that has the technology beside it
+  Put(log.packet, 0, 0x10, 1);
+  log.packet[2] = log.packet[4] = 36;
+  Put(log.packet, 6, 0x1004, 2);
+  EXPECT_EQ(Recover(Make("good.isf", {log})), kExitGood) << errors.str();
+  log.extra = 0x40000005;
+  EXPECT_EQ(Recover(Make("bad.isf", {log}), true), kExitFailed);
+  EXPECT_THAT(out.str(), HasSubstr("1 item may have been overwritten (item 0 at offset 57364)\n"));
 }
 
 TEST_F(RecoverCommandTest, OverwrittenPacketsAreToldFromFirstToLast) {

@@ -95,8 +95,8 @@ class cRecoverRun {
     TellAll(report.losses, "lost something");
     if (report.unfit.count != 0) {
       TellOfInput(
-          fmt::format("{} ({}) kept as {} the packet is none of the item's type, so its bytes may "
-                      "have been overwritten",
+          fmt::format("{} ({}) kept as {} the bytes are none of the item's type, so they may have "
+                      "been overwritten",
                       FormatItems(report.unfit.count), PlaceText(report.unfit),
                       report.unfit.count == 1 ? "it is:" : "they are:"));
     }
