@@ -12,8 +12,8 @@ the seed's next one takes its place.
 
 Everything happens on a copy of the tracked files, in build/mutate. What was found goes into
 build/mutate/log.jsonl at once: a run on the same files goes on where the last one was interrupted, and
-with --believe-kills what was killed stays so while its own file has not changed. --list names the
-chosen mutants and runs nothing.
+with --believe-kills what was killed once is not tried again, whatever has changed around its line.
+--list names the chosen mutants and runs nothing.
 
 scripts/mutants_equivalent.txt has the mutants that do the same as the original, with the reason. They
 are not run. Each survivor is printed, then a table. The exit code is 1 when under 98 % of the others of
@@ -178,15 +178,11 @@ class Log:
                 for line in file:
                     with contextlib.suppress(json.JSONDecodeError):  # the last line of an interrupted run
                         entry = json.loads(line)
-                        self._known[entry["id"], entry["file_state"]] = entry
-
-    @staticmethod
-    def _file_state(mutant):
-        return hashlib.sha256((trials.TREE / mutant.file).read_bytes()).hexdigest()[:16]
+                        self._known[entry["id"]] = entry
 
     def known(self, mutant, everywhere):
         """-> (result, by), or None"""
-        entry = self._known.get((mutant.identity, self._file_state(mutant)))
+        entry = self._known.get(mutant.identity)
         if entry is None:
             return None
         if everywhere and entry["result"] == "unnoticed":
@@ -197,7 +193,6 @@ class Log:
     def add(self, room, mutant, result, by, seconds):
         entry = {
             "state": self._state,
-            "file_state": self._file_state(mutant),
             "id": mutant.identity,
             "room": room.name,
             "result": result,
@@ -371,6 +366,9 @@ def main():
             arguments.error(f"no room {name}: {', '.join(names)}")
 
     equivalents = mutants.read_equivalents(EQUIVALENTS.read_text(encoding="utf-8"))
+    # The tests expect that nothing is ignored, as it is behind nohup.
+    for number in (signal.SIGHUP, signal.SIGINT, signal.SIGTERM):
+        signal.signal(number, trials.end_at_once)
     trials.WORK.mkdir(parents=True, exist_ok=True)
     state = copy_tree()
     windows = any(room.windows for room in chosen_rooms(options))
@@ -382,9 +380,6 @@ def main():
                 print(f"{mutant.file}:{mutant.line}\n- {mutant.before.strip()}\n+ {mutant.after.strip()}")
         return 0
     os.environ["CCACHE_DISABLE"] = "1"
-    # The tests expect that nothing is ignored, as it is behind nohup.
-    for number in (signal.SIGHUP, signal.SIGINT, signal.SIGTERM):
-        signal.signal(number, trials.end_at_once)
     run = Run(rooms, presets, Log(state, options.believe_kills), trials.Baselines())
     threads = [threading.Thread(target=run.work, args=(number,)) for number in range(options.jobs)]
     for thread in threads:

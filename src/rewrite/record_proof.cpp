@@ -189,10 +189,10 @@ std::optional<std::uint32_t> FittingType(std::uint32_t type, Packet packet) {
 }
 
 std::optional<std::size_t> OwnLength(Packet bytes) {
-  std::optional<std::size_t> length;
   if (bytes.empty()) {
-    return length;
+    return std::nullopt;
   }
+  std::optional<std::size_t> length;
   if (IsText(bytes)) {
     length = TextLength(bytes);
   } else if (bytes[0] == command::kLog) {
