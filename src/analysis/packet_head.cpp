@@ -113,7 +113,6 @@ void ReadFromDescription(const sCaptureItem& item, sPacketHead& head) {
 }  // namespace
 
 void ReadPacketHead(const sCaptureItem& item, sPacketHead& head) {
-  head.sort = eItemSort::Unknown;
   head.subscription.reset();
   head.logCode.reset();
   head.events.clear();
