@@ -113,9 +113,9 @@ endfunction()
 #
 # Compiles all files of a target as one. Most of the time that a file takes goes into the headers that all
 # of them have. Names in their unnamed namespaces differ. A build that compiles each file by itself, as
-# scripts/lint.sh looks at them, turns this off too.
+# scripts/lint.sh looks at them and scripts/mutate.sh changes them, turns this off too.
 function(corvane_compile_as_one target)
-  if(NOT CMAKE_DISABLE_PRECOMPILE_HEADERS)
+  if(NOT CMAKE_DISABLE_PRECOMPILE_HEADERS AND NOT DEFINED CMAKE_UNITY_BUILD)
     set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 0)
   endif()
 endfunction()
