@@ -266,9 +266,9 @@ std::optional<sCaptureBlock> cBlockChain::FindInIndex(const sView& view, std::ui
   }
 }
 
-// Of a closed file's last block: its records end where the block index begins.
+// Of a closed file's last block: its records end where the block index begins. The index has been
+// looked for, as no next block was found.
 void cBlockChain::FindClosing(const sView& view, sLook& look) {
-  FindIndex(view.fileSize);
   if (!index || index->BlockCount() != look.block.number + 1 || look.damage.Count() != 0) {
     return;
   }
