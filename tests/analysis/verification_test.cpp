@@ -263,6 +263,18 @@ TEST(VerificationTest, WhatIsWrongInFrontOfAnotherCaptureIsNamedToo) {
                                        "25 item-type: item 3 has type 11"));
 }
 
+TEST(VerificationTest, AnEntryThatLeadsIntoAnotherCaptureMayBeRight) {
+  ByteVector file = BuildNumbered(8300).Closed();
+  file.resize(70'000);
+  const ByteVector second = SmallCapture().Closed();
+  file.insert(file.end(), second.begin(), second.end());
+  // The record begins at about 57400, and others behind it are whole.
+  const sFound found = Verify(With(file, 4 + 7 * 3 + 5, 16'000, 2));
+  EXPECT_THAT(found.lines, ElementsAre("70000 joined: another capture begins here, and the one in "
+                                       "front of it was cut off"));
+  EXPECT_EQ(Verify(With(file, 4 + 7 * 3 + 5, 12'000, 2)).lines.size(), 2U);
+}
+
 TEST(VerificationTest, ASecondCaptureIsNamed) {
   ByteVector file = SmallCapture().Closed();
   const std::size_t first = file.size();

@@ -79,6 +79,10 @@ TEST(FailingSourceTest, AFileWhoseSizeCannotBeFoundOutIsDamaged) {
     sCaptureError error;
     const auto file = cCaptureFile::Open(std::move(source), error);
     ASSERT_NE(file, nullptr);
+    // What was found stays where it is.
+    for (std::size_t number = 0; number < file->Blocks().size(); ++number) {
+      EXPECT_EQ(file->Blocks()[number].offset, number == 0 ? 4 : kSecondBlock);
+    }
     if (!file->Damage()) {
       break;
     }

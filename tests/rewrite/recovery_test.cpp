@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <numeric>
 
 #include "rewrite/real_capture.h"
 #include "rewrite/recovered_items.h"
@@ -78,7 +79,10 @@ TEST_F(RecoveryTest, ALengthThatAPacketTellsWrongTakesNothingOfWhatFollows) {
   recorded.push_back({5, items[20].time, wrong, std::nullopt});
   cCaptureBuilder builder = BuildItems(recorded);
   const ByteVector whole = builder.Unclosed();
-  for (std::size_t unfinished = 0; unfinished <= 30; ++unfinished) {
+  std::vector<std::size_t> sizes(31);
+  std::iota(sizes.begin(), sizes.end(), std::size_t{0});
+  sizes.push_back(12 + 16'640);  // all that a record can take
+  for (const std::size_t unfinished : sizes) {
     ByteVector file = whole;
     file.insert(file.end(), unfinished, std::uint8_t{0x17});
     const sOutcome outcome = Recover(file);
