@@ -82,11 +82,16 @@ class sMutant:
     before: str
     after: str
     occurrence: int = 0  # how many lines of the file in front of it have the same text
+    above: str = ""  # the line in front of it that is not blank
 
     @property
-    def change(self):
-        """What the list of equivalents names it by."""
-        return self.file, self.before.strip(), self.after.strip()
+    def names(self):
+        """What the list of equivalents may name it by."""
+        change = self.before.strip(), self.after.strip()
+        return (self.file, "", *change), (self.file, self.above, *change)
+
+    def is_in(self, equivalents):
+        return any(name in equivalents for name in self.names)
 
     @property
     def identity(self):
@@ -189,6 +194,7 @@ class cSource:
     def mutants(self):
         """-> for each line that can be changed, its mutants in a fixed order"""
         index = 0
+        above = ""
         for number, line in enumerate(self.lines, 1):
             begin, end = self._starts[number - 1], self._starts[number] - 1
             first = index
@@ -198,8 +204,11 @@ class cSource:
             for start, stop, new in self._changes(first, index):
                 if stop <= end:
                     after = line[: start - begin] + new + line[stop - begin :]
-                    found.append(sMutant(self.file, number, line, after, self._occurrences[line]))
+                    found.append(
+                        sMutant(self.file, number, line, after, self._occurrences[line], above)
+                    )
             self._occurrences[line] += 1
+            above = line.strip() or above
             if found:
                 yield list(dict.fromkeys(found))
 
@@ -281,21 +290,24 @@ class MalformedList(Exception):
 
 
 def read_equivalents(text):
-    """The list of mutants that do what the original does. -> {(file, before, after): why}
+    """The list of mutants that do what the original does. -> {(file, line above, before, after): why}
 
     Each has the file, the line behind "- ", the changed line behind "+ " and the reason, on as many lines
-    as it takes. Blank lines are between them, and lines that start with # are comments."""
+    as it takes. Where not all lines with that text are meant, the one above stands in front, behind two
+    blanks. Blank lines are between them, and lines that start with # are comments."""
     found = {}
     for paragraph in re.split(r"\n\s*\n", text):
         lines = [line for line in paragraph.splitlines() if line.strip() and not line.startswith("#")]
         if not lines:
             continue
-        if len(lines) < 4 or lines[1][:2] != "- " or lines[2][:2] != "+ ":
-            raise MalformedList(f"no file, '- ', '+ ' and reason: {lines[0]}")
-        key = (lines[0].strip(), lines[1][2:].strip(), lines[2][2:].strip())
+        file = lines.pop(0).strip()
+        above = lines.pop(0).strip() if lines and lines[0].startswith("  ") else ""
+        if len(lines) < 3 or lines[0][:2] != "- " or lines[1][:2] != "+ ":
+            raise MalformedList(f"no file, '- ', '+ ' and reason: {file}")
+        key = (file, above, lines[0][2:].strip(), lines[1][2:].strip())
         if key in found:
             raise MalformedList(f"twice: {' '.join(key)}")
-        found[key] = " ".join(line.strip() for line in lines[3:])
+        found[key] = " ".join(line.strip() for line in lines[2:])
     return found
 
 
@@ -305,7 +317,8 @@ def stale(equivalents, read_text):
     for file in {key[0] for key in equivalents}:
         text = read_text(file)
         source = cSource(file, text) if text is not None else None
-        possible[file] = {
-            mutant.change for mutants in (source.mutants() if source else ()) for mutant in mutants
-        }
+        possible[file] = set()
+        for line in source.mutants() if source else ():
+            for mutant in line:
+                possible[file].update(mutant.names)
     return [key for key in equivalents if key not in possible[key[0]]]

@@ -152,7 +152,7 @@ class RoomRun:
             mutant = next(self.candidates, None)
             if mutant is None:
                 self.wanted = 0
-            elif mutant.change in self.equivalents:
+            elif mutant.is_in(self.equivalents):
                 self.results[mutant] = "equivalent"
             else:
                 self.running += 1
@@ -393,8 +393,8 @@ def main():
     if failed:
         print(f"FAILED: under {100 * SCORE:.0f} % in {', '.join(failed)}")
     old = mutants.stale(equivalents, lambda file: read_if_there(trials.TREE / file))
-    for file, before, after in old:
-        print(f"FAILED: {EQUIVALENTS.name} names what is not there: {file}\n- {before}\n+ {after}")
+    for file, above, before, after in old:
+        print(f"FAILED: {EQUIVALENTS.name} names what is not there: {file}\n  {above}\n- {before}\n+ {after}")
     return 1 if failed or old else 0
 
 

@@ -154,7 +154,7 @@ class Choice(unittest.TestCase):
 
     def test_invalid_ones_are_replaced_and_equivalent_ones_count(self):
         candidates = self.chosen(self.TEXT)
-        room = mutate.RoomRun(mutate.ROOMS[0], 2, candidates, {candidates[1].change: "why"})
+        room = mutate.RoomRun(mutate.ROOMS[0], 2, candidates, {candidates[1].names[0]: "why"})
         first = room.next()
         self.assertEqual((first, room.next()), (candidates[0], None))
         room.running = 0
@@ -167,8 +167,15 @@ class Equivalents(unittest.TestCase):
     TEXT = "# comment\n\na.cpp\n- int a = 1;\n+ int a = 2;\nNothing reads it,\nanywhere.\n"
 
     def test_a_list_is_read(self):
-        expected = {("a.cpp", "int a = 1;", "int a = 2;"): "Nothing reads it, anywhere."}
+        expected = {("a.cpp", "", "int a = 1;", "int a = 2;"): "Nothing reads it, anywhere."}
         self.assertEqual(mutants.read_equivalents(self.TEXT), expected)
+
+    def test_the_line_above_tells_lines_of_one_text_apart(self):
+        listed = mutants.read_equivalents("a.cpp\n  case 2:\n- break;\n+ ;\nThe end.\n")
+        source = mutants.cSource("a.cpp", "case 1:\n  break;\ncase 2:\n\n  break;\n")
+        found = [mutant for line in source.mutants() for mutant in line if mutant.after == "  ;"]
+        self.assertEqual([mutant.is_in(listed) for mutant in found], [False, True])
+        self.assertEqual(mutants.stale(listed, lambda file: source.text), [])
 
     def test_an_entry_without_a_reason_or_twice_is_refused(self):
         for text in ("a.cpp\n- a\n+ b\n", f"{self.TEXT}\n{self.TEXT}"):
