@@ -269,5 +269,42 @@ TEST_F(SelectedItemsTest, AGrowingCaptureIsSelectedFromAlike) {
   }
 }
 
+TEST_F(SelectedItemsTest, ASearchIsToldOfSoManyItemsThatWerePassedOver) {
+  cCaptureBuilder builder;
+  builder.Add({2, kNoon, {0x1D}, {}});
+  for (int number = 0; number < 10'000; ++number) {
+    builder.Add({1, kNoon, {0x1D}, {}});
+  }
+  const sOpened opened = OpenBytes(builder.Closed());
+  sSelection selection;
+  selection.types = {2};
+  for (const bool isRead : {true, false}) {
+    cSelectedItems items(*opened.file, selection);
+    std::vector<std::uint64_t> told;
+    items.TellSearch([&told](std::uint64_t number) { told.push_back(number); });
+    EXPECT_TRUE(isRead ? items.Next() : items.Skip() == 0U);
+    EXPECT_FALSE(isRead ? items.Next() : items.Skip().has_value());
+    // Item 1 was the first of them.
+    EXPECT_EQ(told, (std::vector<std::uint64_t>{4096, 8192}));
+  }
+}
+
+TEST_F(SelectedItemsTest, TextsOfAGrowingCaptureThatArePassedOverAreTold) {
+  cCaptureBuilder builder;
+  for (const std::uint32_t type : {7U, 1U, 7U, 2U}) {
+    builder.Add({type, kNoon, type == 7U ? TextItem("Port COM7 connected") : Hex("1D"), {}});
+  }
+  const cTempDirectory folder;
+  cItemFollower follower(folder.Write("drive.isf", builder.Unclosed()));
+  sSelection selection;
+  selection.types = {2};
+  cSelectedFollower items(follower, selection);
+  std::vector<std::uint64_t> told;
+  items.TellPassed([&told](const sCaptureItem& text) { told.push_back(text.number); });
+  ASSERT_EQ(follower.Look(), eFollowing::Going);
+  EXPECT_TRUE(items.Next());
+  EXPECT_EQ(told, (std::vector<std::uint64_t>{0, 2}));
+}
+
 }  // namespace
 }  // namespace corvane
