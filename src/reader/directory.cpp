@@ -232,10 +232,8 @@ class cDirectoryWalk {
   }
 
   // Whether the entry is right even if the one before it, which is not accepted yet, is wrong.
+  // There is such an entry: behind the last one no record begins.
   [[nodiscard]] bool ProvesItself(std::uint32_t number) const {
-    if (number >= judged.entries) {
-      return false;
-    }
     const isf::sDirectoryEntry entry = EntryAt(bytes, number);
     if (FindOwnProblem(entry) != nullptr || BeginOf(entry) - judged.end < kSmallestRecord) {
       return false;

@@ -268,6 +268,38 @@ TEST_F(ItemFollowerTest, AnotherFileUnderThePathEndsTheFollowing) {
   EXPECT_EQ(taken.size(), 3U);
 }
 
+TEST_F(ItemFollowerTest, ACaptureBegunUnderThePathEndsTheFollowing) {
+  Rewrite(SmallCapture().Unclosed());
+  EXPECT_EQ(Take(), eFollowing::Going);
+  const std::string newer = folder.Write("newer.isf", cCaptureBuilder().Unclosed());
+  std::error_code refused;
+  std::filesystem::rename(newer, path, refused);
+  EXPECT_EQ(Take(), refused ? eFollowing::Going : eFollowing::Lost);
+  EXPECT_EQ(taken.size(), 3U);
+}
+
+TEST_F(ItemFollowerTest, EntriesThatLeadNowhereAtTheEndAreWaitedFor) {
+  ByteVector bytes = SmallCapture().Closed();
+  Put(bytes, 4 + 7 * 2 + 1, 0xFFFFFFFF, 4);  // where the last record stands
+  Rewrite(bytes);
+  EXPECT_EQ(TakeAll(), eFollowing::Closed);
+  EXPECT_EQ(taken.size(), 2U);
+}
+
+TEST_F(ItemFollowerTest, AnItemThatCannotBeReadIsToldAndPassedOver) {
+  cCaptureBuilder builder;
+  builder.Add({1, kNoon, {0x42}, {}});
+  for (int count = 0; count < 2; ++count) {
+    builder.AddRaw(1 + 3 * 32, 1, Hex("FF FF FF FF FF FF FF FF 42"));  // a time of no clock
+  }
+  Rewrite(builder.Closed());
+  EXPECT_EQ(TakeAll(), eFollowing::Closed);
+  EXPECT_EQ(taken.size(), 1U);
+  ASSERT_TRUE(follower.Unreadable().has_value());
+  EXPECT_EQ(follower.Unreadable()->Text(),
+            "the time of item 1 is later than any clock can be, at offset 57366");
+}
+
 TEST_F(ItemFollowerTest, ARenamedFileGoesOnBeingFollowed) {
   Rewrite(SmallCapture().Unclosed());
   EXPECT_EQ(Take(), eFollowing::Going);
