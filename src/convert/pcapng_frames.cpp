@@ -70,9 +70,9 @@ std::uint32_t cPcapngFrames::InterfaceOf(const sSource& source, std::uint16_t li
   }
   const bool isRaw = linkType == kLinkTypeUser0;
   const std::string name = isNamed ? SourceName(source, unnamedSource) : "more sources";
-  const std::uint32_t number =
-      file.AddInterface({linkType, isRaw ? name + " packets" : name,
-                         (isRaw ? "DIAG packets of " : "Signalling of ") + name});
+  const std::string shownName = isRaw ? name + " packets" : name;
+  const std::string description = (isRaw ? "DIAG packets of " : "Signalling of ") + name;
+  const std::uint32_t number = file.AddInterface({linkType, shownName, description});
   interfaces.emplace(isNamed ? own : shared, number);
   return number;
 }

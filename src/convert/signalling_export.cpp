@@ -192,8 +192,6 @@ bool cSignallingExport::MayBeShown(const sCaptureItem& item) {
 
 bool cSignallingExport::IsExtra(eItemSort sort) const {
   switch (sort) {
-    case eItemSort::Log:
-      return false;
     case eItemSort::Event:
       return options.events;
     case eItemSort::Message:

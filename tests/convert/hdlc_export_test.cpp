@@ -7,8 +7,10 @@
 #include "convert/import.h"
 #include "convert/memory_sink.h"
 #include "convert/modem_time.h"
+#include "diag/shared_buffer.h"
 #include "platform/error_codes.h"
 #include "reader/capture_builder.h"
+#include "support/replaced_call.h"
 #include "support/temp_directory.h"
 
 namespace corvane {
@@ -249,6 +251,32 @@ TEST(HdlcExportTest, APacketOutOfAReplyIsLeftOutWithItsSubscription) {
           {Text("Imported from drive.hdlc"), Text("Subscription 2"), {9, GetItem(kLog)}, {5, kLog}})
           .stream,
       StreamOf({Wrapped(2, GetItem(kLog))}));
+}
+
+TEST(HdlcExportTest, ATextThatIsPassedOverStillTellsTheSubscription) {
+  cMemorySink sink;
+  const auto exported = MakeExport(eExportFormat::Hdlc, {}, sink);
+  sCaptureItem item;
+  item.type = 7;
+  for (const char* const text : {"Imported from drive.hdlc", "Subscription 2"}) {
+    item.bytes = TextItem(text);
+    exported->Pass(item);
+    ++item.number;
+  }
+  item.type = 5;
+  item.bytes = kLog;
+  exported->Add(item);
+  exported->Finish();
+  EXPECT_EQ(sink.Bytes(), StreamOf({Wrapped(2, kLog)}));
+}
+
+// The block heap of a system that has no memory left.
+void* AllocateNothing(std::size_t) { return nullptr; }
+
+// The reply is known, but not what it holds: its packet then is one that the modem sent.
+TEST(HdlcExportTest, WithoutMemoryAPacketOutOfAReplyIsWrittenTwice) {
+  const cReplacedCall replaced(BlockHeap().allocate, AllocateNothing);
+  EXPECT_EQ(Export({{9, GetItem(kLog)}, {5, kLog}}).stream, StreamOf({GetItem(kLog), kLog}));
 }
 
 // --- The way there and back

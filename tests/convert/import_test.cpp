@@ -9,8 +9,10 @@
 #include "convert/export.h"
 #include "convert/import_fixture.h"
 #include "convert/memory_sink.h"
+#include "diag/shared_buffer.h"
 #include "ota/dispatcher.h"
 #include "ota/ota_messages.h"
+#include "support/replaced_call.h"
 
 namespace corvane {
 namespace {
@@ -225,6 +227,45 @@ TEST_F(ImportTest, AFailedWriteEndsTheImport) {
     }
     EXPECT_EQ(error, kErrorInvalidBlock) << nth;
     EXPECT_TRUE(failing.hasFailed);
+  }
+}
+
+// Counts down to the one allocation of a packet's bytes that finds no memory.
+std::uint32_t allocationsToGo = 0;
+void* (*allocateBlock)(std::size_t) = nullptr;
+void* AllocateUnlessItIsTheOne(std::size_t size) {
+  return allocationsToGo != 0 && --allocationsToGo == 0 ? nullptr : allocateBlock(size);
+}
+
+TEST_F(ImportTest, WithoutMemoryForAPacketOrATextTheImportEnds) {
+  constexpr std::uint32_t kNotEnoughMemory = 8;  // ERROR_NOT_ENOUGH_MEMORY
+  const ByteVector stream =
+      StreamOf({Wrapped(1, Log(kNoon)), Wrapped(2, Log(kNoon + 1)), Wrapped(2, Log(kNoon + 2))});
+  const auto whole = Import(stream);
+  ASSERT_THAT(whole, SizeIs(5));  // with two texts of subscriptions
+  allocateBlock = BlockHeap().allocate;
+  const cReplacedCall replaced(BlockHeap().allocate, AllocateUnlessItIsTheOne);
+  // Three packets, the name of the stream and two subscriptions each take bytes.
+  for (std::uint32_t nth = 1; nth <= 6; ++nth) {
+    cImport import(Create(), {"drive.hdlc", eWrapped::Open});
+    allocationsToGo = nth;
+    std::uint32_t error = import.Feed(stream);
+    if (error != kErrorSuccess) {
+      EXPECT_EQ(import.Feed(stream), error);
+    }
+    error = import.Finish();
+    EXPECT_EQ(allocationsToGo, 0U);
+    EXPECT_EQ(error, kNotEnoughMemory) << nth;
+    // What was recorded until then is a complete capture, and nothing is missing in between.
+    EXPECT_TRUE(OpenBytes(FileBytes()).file->IsComplete());
+    auto items = DecodeCapture(FileBytes()).Items();
+    if (!items.empty()) {
+      items.erase(items.begin());
+    }
+    ASSERT_LT(items.size(), whole.size());
+    for (std::size_t place = 0; place < items.size(); ++place) {
+      EXPECT_EQ(items[place].packet, whole[place].packet) << nth;
+    }
   }
 }
 

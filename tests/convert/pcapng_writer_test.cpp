@@ -140,5 +140,76 @@ TEST(PcapngFramesTest, AMessageThatIsNoIpPacketIsWhole) {
   EXPECT_EQ(original, captured);
 }
 
+// The number of the interface that the last packet block of `bytes` has.
+[[nodiscard]] std::uint32_t LastInterface(const ByteVector& bytes) {
+  return Load32(&bytes.at(bytes.size() - Load32(&bytes.at(bytes.size() - 4)) + 8));
+}
+
+TEST(PcapngFramesTest, EachSourceHasAnInterfaceAndItsPacketsAnother) {
+  cMemorySink sink;
+  cPcapngFrames frames(sink, "", "modem");
+  const sSource unnamed;
+  const sSource second{"COM7", 2, false, "drive.isf"};
+  const ByteVector bytes = Hex("AA BB");
+  sFrame frame;
+  frame.sort = eFrameSort::Packet;
+  frame.source = &second;
+  frame.bytes = bytes;
+  sink.Clear();
+  EXPECT_TRUE(frames.Add(frame));
+  const std::string text(sink.Bytes().begin(), sink.Bytes().end());
+  EXPECT_NE(text.find("COM7 subscription 2 of drive.isf packets"), std::string::npos);
+  EXPECT_NE(text.find("DIAG packets of COM7 subscription 2 of drive.isf"), std::string::npos);
+  EXPECT_EQ(Load16(&sink.Bytes().at(8)), 147);  // LINKTYPE_USER0
+  EXPECT_EQ(LastInterface(sink.Bytes()), 0U);
+
+  frame.sort = eFrameSort::Text;
+  frame.dissector = kLineDissector;
+  EXPECT_TRUE(frames.Add(frame));
+  EXPECT_EQ(LastInterface(sink.Bytes()), 1U);
+  frame.source = &unnamed;
+  EXPECT_TRUE(frames.Add(frame));
+  EXPECT_EQ(LastInterface(sink.Bytes()), 2U);
+  frame.source = &second;
+  EXPECT_TRUE(frames.Add(frame));
+  EXPECT_EQ(LastInterface(sink.Bytes()), 1U);
+}
+
+TEST(PcapngFramesTest, AMessageWithoutADissectorIsNotWritten) {
+  cMemorySink sink;
+  cPcapngFrames frames(sink, "", "modem");
+  const sSource source;
+  sSignalling signalling;
+  signalling.syntax = eSyntax::WcdmaSystemInformationBlock;
+  signalling.sibType = 31;  // no block has it
+  sFrame frame;
+  frame.source = &source;
+  frame.signalling = &signalling;
+  sink.Clear();
+  EXPECT_FALSE(frames.Add(frame));
+  EXPECT_TRUE(sink.Bytes().empty());
+}
+
+TEST(PcapngFramesTest, SourcesBeyond256ShareAnInterface) {
+  cMemorySink sink;
+  cPcapngFrames frames(sink, "", "modem");
+  sSource source;
+  sFrame frame;
+  frame.sort = eFrameSort::Text;
+  frame.dissector = kLineDissector;
+  frame.source = &source;
+  std::vector<std::uint32_t> interfaces;
+  for (int port = 0; port < 258; ++port) {
+    source.port = "COM" + std::to_string(port);
+    sink.Clear();
+    EXPECT_TRUE(frames.Add(frame));
+    interfaces.push_back(LastInterface(sink.Bytes()));
+  }
+  EXPECT_EQ(interfaces.at(0), 0U);
+  EXPECT_EQ(interfaces.at(255), 255U);
+  EXPECT_EQ(interfaces.at(256), 256U);
+  EXPECT_EQ(interfaces.at(257), 256U);
+}
+
 }  // namespace
 }  // namespace corvane

@@ -95,6 +95,12 @@ TEST(RowExportTest, AnEventIsARow) {
             "\n");
 }
 
+TEST(RowExportTest, AnEventWithoutAPayloadHasNoneInItsRow) {
+  const std::string row = Json({{4, Hex("60 0A 00 46 06 00 00 00 00 00 00 00 00")}});
+  EXPECT_NE(row.find(R"("event_id":1606)"), std::string::npos);
+  EXPECT_EQ(row.find("event_payload"), std::string::npos);
+}
+
 TEST(RowExportTest, AReportOfSeveralEventsTellsTheFirst) {
   const std::string row =
       Json({{1, Hex("60 10 00 46 26 11 12 13 14 15 16 17 00 04 47 A6 21 22 05")}});

@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "convert/modem_time.h"
 #include "reader/capture_builder.h"
 
@@ -10,8 +12,11 @@ namespace corvane {
 namespace {
 
 constexpr std::uint32_t kPacketItem = 1;
+constexpr std::uint32_t kRequestItem = 2;
 constexpr std::uint32_t kEventItem = 4;
 constexpr std::uint32_t kLogItem = 5;
+constexpr std::uint32_t kMessageItem = 6;
+constexpr std::uint32_t kTextItem = 7;
 
 // Keeps what the frames have, in place of a file.
 class cKeptFrames final : public cFrameWriter {
@@ -20,15 +25,25 @@ class cKeptFrames final : public cFrameWriter {
     std::string comment;
     std::int64_t time = 0;
     ByteVector bytes;
+    std::string dissector = {};
+    std::string protocol = {};
+    std::optional<eLink> link = {};
   };
 
   explicit cKeptFrames(std::vector<sKept>& keeper) : kept(keeper) {}
 
+  bool refusesMessages = false;
+
   [[nodiscard]] bool Add(const sFrame& frame) override {
+    if (refusesMessages && frame.sort == eFrameSort::Message) {
+      return false;
+    }
     const ByteVector bytes = frame.signalling == nullptr
                                  ? ByteVector(frame.bytes.begin(), frame.bytes.end())
                                  : frame.signalling->message;
-    kept.push_back({std::string(frame.comment), frame.time, bytes});
+    kept.push_back({std::string(frame.comment), frame.time, bytes,
+                    std::string(frame.dissector.name), std::string(frame.dissector.protocol),
+                    frame.link});
     return true;
   }
 
@@ -41,8 +56,14 @@ struct sExport {
   cSignallingExport exported;
   std::uint64_t number = 0;
 
-  explicit sExport(const sExportOptions& options = {})
-      : exported(options, std::make_unique<cKeptFrames>(frames)) {}
+  explicit sExport(const sExportOptions& options = {}, bool refusesMessages = false)
+      : exported(options, Writer(refusesMessages)) {}
+
+  [[nodiscard]] std::unique_ptr<cFrameWriter> Writer(bool refusesMessages) {
+    auto writer = std::make_unique<cKeptFrames>(frames);
+    writer->refusesMessages = refusesMessages;
+    return writer;
+  }
 
   void Add(std::uint32_t type, const ByteVector& packet) {
     sCaptureItem item;
@@ -227,6 +248,131 @@ TEST(SignallingExportTest, AKeptRebuiltBlockOfNoTypeIsNotShown) {
   EXPECT_THAT(exported.frames[0].comment, testing::EndsWith("rebuilt by the recorder"));
   EXPECT_THAT(exported.exported.Notes(),
               testing::ElementsAre("1 message of 2 items", testing::EndsWith("SIB type 31")));
+}
+
+// --- What is shown besides signalling
+
+[[nodiscard]] std::string TextOf(const ByteVector& bytes) { return {bytes.begin(), bytes.end()}; }
+
+// SSID 5, line 120, level 4, two lost before: "cell %d found" with 7, of cell.cpp.
+[[nodiscard]] ByteVector DebugMessage() {
+  ByteVector packet = Hex("79 00 01 02");
+  Append(packet, StampAt(kNoon), 8);
+  const ByteVector rest = Hex("78 00 05 00 04 00 00 00 07 00 00 00");
+  packet.insert(packet.end(), rest.begin(), rest.end());
+  for (const std::string_view text : {"cell %d found", "cell.cpp"}) {
+    packet.insert(packet.end(), text.begin(), text.end());
+    packet.push_back(0);
+  }
+  return packet;
+}
+
+TEST(SignallingExportTest, DebugMessagesAndTextsAreLines) {
+  sExportOptions options;
+  options.messages = true;
+  sExport exported(options);
+  exported.Add(kTextItem, TextItem("Port COM7 connected"));
+  exported.Add(kMessageItem, DebugMessage());
+  exported.Add(kRequestItem, Hex("1D"));
+  ASSERT_EQ(exported.frames.size(), 2U);
+  EXPECT_EQ(exported.frames[0].comment, "item 0, text, COM7");
+  EXPECT_EQ(TextOf(exported.frames[0].bytes), "<14>Port COM7 connected");
+  EXPECT_EQ(exported.frames[1].comment, "item 1, message, COM7");
+  EXPECT_EQ(TextOf(exported.frames[1].bytes),
+            "<13>call manager  cell.cpp:120  cell 7 found  (2 lost before)");
+  EXPECT_EQ(exported.frames[1].dissector, "syslog");
+  EXPECT_EQ(exported.frames[1].link, std::nullopt);
+}
+
+TEST(SignallingExportTest, RequestsRepliesAndOtherPacketsAreBytes) {
+  sExportOptions options;
+  options.requests = true;
+  sExport exported(options);
+  const ByteVector reply = Hex("1D 00 00 00 00 00 00 00 00");
+  const ByteVector unknown = Hex("8E 01 02");
+  const ByteVector wrapped = Hex("98 01 00 00 02 00 00 00 8E 01 02");
+  exported.Add(kRequestItem, Hex("1D"));
+  exported.Add(kPacketItem, reply);
+  exported.Add(kPacketItem, unknown);
+  exported.Add(kPacketItem, wrapped);
+  exported.Add(kMessageItem, DebugMessage());
+  ASSERT_EQ(exported.frames.size(), 4U);
+  const auto& [request, answer, other, inner] =
+      std::tie(exported.frames[0], exported.frames[1], exported.frames[2], exported.frames[3]);
+  EXPECT_EQ(request.comment, "item 0, request 0x1D time stamp, DIAG");
+  EXPECT_EQ(request.protocol, "DIAG request");
+  EXPECT_EQ(request.link, eLink::Uplink);
+  EXPECT_EQ(request.bytes, Hex("1D"));
+  EXPECT_EQ(answer.comment, "item 1, reply 0x1D time stamp, DIAG");
+  EXPECT_EQ(answer.protocol, "DIAG reply");
+  EXPECT_EQ(answer.link, eLink::Downlink);
+  EXPECT_EQ(answer.bytes, reply);
+  EXPECT_EQ(other.comment, "item 2, packet 0x8E, DIAG");
+  EXPECT_EQ(other.protocol, "DIAG packet");
+  EXPECT_EQ(other.link, eLink::Downlink);
+  EXPECT_EQ(other.dissector, "data");
+  EXPECT_EQ(inner.comment, "item 3, packet 0x8E, DIAG subscription 2");
+  EXPECT_EQ(inner.bytes, unknown);
+}
+
+TEST(SignallingExportTest, ARequestToASubsystemIsNamedWithIt) {
+  sExportOptions options;
+  options.requests = true;
+  sExport exported(options);
+  exported.Add(kRequestItem, Hex("4B 25 08 00"));
+  ASSERT_EQ(exported.frames.size(), 1U);
+  EXPECT_EQ(exported.frames[0].comment, "item 0, request 0x4B debug get-item, DIAG");
+}
+
+// --- What is counted
+
+TEST(SignallingExportTest, LogsWithoutSignallingAreCounted) {
+  // 0x1FF0 is no log that carries signalling; the second time it is told without a look at it.
+  ByteVector other = Hex("10 00 0C 00 0C 00 F0 1F");
+  Append(other, StampAt(kNoon), 8);
+  const char* const told = "3 log packets carry no signalling";
+  sExport exported;
+  for (int count = 0; count < 3; ++count) {
+    exported.Add(kLogItem, other);
+  }
+  EXPECT_THAT(exported.exported.Notes(), testing::ElementsAre("0 messages of 3 items", told));
+
+  sExportOptions options;
+  options.raw = true;
+  sExport raw(options);
+  for (int count = 0; count < 3; ++count) {
+    raw.Add(kLogItem, other);
+  }
+  EXPECT_THAT(raw.exported.Notes(),
+              testing::ElementsAre("0 messages and 3 other frames of 3 items", told));
+}
+
+TEST(SignallingExportTest, ALogThatEndsBeforeItsCodeIsNoMessage) {
+  sExport exported;
+  exported.Add(kLogItem, Hex("10 00 04 00 04 00 C0"));
+  EXPECT_TRUE(exported.frames.empty());
+  EXPECT_THAT(exported.exported.Notes(), testing::ElementsAre("0 messages of 1 item"));
+}
+
+TEST(SignallingExportTest, WhatTheFormatCannotCarryIsCounted) {
+  sExport exported({}, true);
+  exported.Add(kLogItem, RrcOf1980(2));
+  EXPECT_TRUE(exported.frames.empty());
+  EXPECT_THAT(exported.exported.Notes(),
+              testing::ElementsAre("0 messages of 1 item",
+                                   "1 packet is not shown: 0xB0C0 LTE RRC OTA message, version 2, "
+                                   "the format cannot carry it"));
+}
+
+TEST(SignallingExportTest, PartsThatMakeNoMessageAreCounted) {
+  sExport exported;
+  // The first of the parts that a log of version 30 cuts a message into.
+  exported.Add(kLogItem, Hex("10 00 25 00 25 00 C0 B0 00 60 89 67 45 23 F1 00 1E C2 C3 C4 C5"
+                             "02 44 01 AA 05 01 00 17 20 09 D0 D1 D2 D3 01 00 D6 D7 01 24"));
+  EXPECT_THAT(exported.exported.Notes(),
+              testing::ElementsAre("0 messages of 1 item",
+                                   "1 message lacks parts and is not shown: "
+                                   "0xB0C0 LTE RRC OTA message, version 30"));
 }
 
 }  // namespace

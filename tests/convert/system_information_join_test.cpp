@@ -227,6 +227,12 @@ TEST(SystemInformationListTest, AListThatBreaksOffTellsTheBlocksInFront) {
             (std::vector<std::uint8_t>{1}));
 }
 
+TEST(SystemInformationListTest, AMessageThatEndsInFrontOfItsListTellsNone) {
+  // Frame number and choice leave one bit for the count, which has four.
+  EXPECT_TRUE(
+      Listed(eSyntax::WcdmaBcchBch, Number(0, 11) + Number(kCompleteList, 4) + "1").empty());
+}
+
 TEST(SystemInformationListTest, OtherMessagesHaveNone) {
   EXPECT_TRUE(Listed(eSyntax::WcdmaBcchBch, Bch(kFirst, FirstOf(5, 3, kA))).empty());
   EXPECT_TRUE(Listed(eSyntax::WcdmaBcchBch, "0").empty());
