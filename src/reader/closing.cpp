@@ -274,8 +274,8 @@ cDamage cCaptureFile::CheckClosing() {
                    " behind the trailer",
                closedEnd});
   } else if (HasIndexWithoutTrailer(source, chain, size)) {
-    found.Add({"the trailer does not end in its closing number",
-               size - isf::kTrailerSize + isf::kTrailerMagicOffset});
+    const std::uint64_t number = size - isf::kTrailerSize + isf::kTrailerMagicOffset;
+    found.Add({"the trailer does not end in its closing number", number});
   } else if (chain.Blocks().empty()) {
     if (auto error = CheckBlockBegun(source, size)) {
       found.Add(std::move(*error));
