@@ -42,13 +42,15 @@ if(MINGW)
 endif()
 target_compile_options(corvane_test_headers PRIVATE ${CORVANE_TEST_OPTIONS})
 
-# corvane_test(<name> [THREADED] SOURCES <file>... [LIBRARIES <target>...])
+# corvane_test(<name> [THREADED] [UNCOUNTED] SOURCES <file>... [LIBRARIES <target>...])
 #
 # One test program from GoogleTest sources, run by CTest as one test, under Wine where it was built
 # for Windows. Its results also go to <build>/test-results/<name>.xml, from which scripts/test.sh
-# makes its line of totals. Only THREADED ones are built and run under ThreadSanitizer.
+# makes its line of totals. Only THREADED ones are built and run under ThreadSanitizer. With
+# CORVANE_COVERAGE all are linked once more as <name>_counted, for scripts/coverage.py, but UNCOUNTED
+# ones: these hardly use the library themselves, or are long repetitions of what others do.
 function(corvane_test name)
-  cmake_parse_arguments(test "THREADED" "" "SOURCES;LIBRARIES" ${ARGN})
+  cmake_parse_arguments(test "THREADED;UNCOUNTED" "" "SOURCES;LIBRARIES" ${ARGN})
   add_executable(${name} ${test_SOURCES})
   target_link_libraries(${name} PRIVATE corvane_options ${test_LIBRARIES} GTest::gmock
                                         GTest::gtest_main)
@@ -71,5 +73,14 @@ function(corvane_test name)
     set_tests_properties(
       ${name} PROPERTIES ENVIRONMENT
                          "LSAN_OPTIONS=suppressions=${suppressions}:print_suppressions=0")
+  endif()
+  if(CORVANE_COVERAGE AND NOT test_UNCOUNTED)
+    # Takes nothing from the archives but the tables of names.
+    add_executable(${name}_counted EXCLUDE_FROM_ALL $<TARGET_OBJECTS:corvane_counted>
+                                                    $<TARGET_OBJECTS:${name}>)
+    target_link_libraries(${name}_counted PRIVATE corvane_options ${test_LIBRARIES} corvane_describe
+                                                  GTest::gmock GTest::gtest_main)
+    target_link_options(${name}_counted PRIVATE --coverage)
+    add_dependencies(counted_tests ${name}_counted)
   endif()
 endfunction()

@@ -11,11 +11,10 @@ cd "$(dirname -- "$0")/.."
 patient_step scripts/packages.sh cmake ninja-build g++ clang libclang-rt-dev llvm \
   g++-mingw-w64-x86-64-posix wine wine64 googletest libcli11-dev libfmt-dev nlohmann-json3-dev \
   python3 procps dpkg-dev file pkgconf nodejs libbenchmark-dev valgrind tshark \
-  chromium
+  chromium gcovr
 
 presets='native asan tsan mingw'
-# shellcheck disable=SC2086  # the list is meant to fall into words
-step scripts/build.sh $presets bench
+step scripts/build.sh native:all,counted_tests asan tsan mingw bench
 
 # Windows programs of one test run share a Wine prefix; it is ready before the first of them starts.
 shut_wine_down() {
@@ -37,6 +36,9 @@ for preset in $presets; do
     failed="$failed $preset"
   }
 done
+
+echo "Counting what of src the tests run"
+step python3 -B scripts/coverage.py || failed="$failed coverage"
 
 for fuzzer in build/asan/bin/*_fuzzer; do
   name=$(basename "$fuzzer" _fuzzer)
