@@ -230,6 +230,45 @@ TEST(VerificationTest, ANewestEntryThatIsHalfWrittenBreaksNoRule) {
   }
 }
 
+TEST(VerificationTest, TheEndOfAClosedFileHasItsRules) {
+  const ByteVector file = SmallCapture().Closed();
+  EXPECT_THAT(Verify(With(file, file.size() - 8, 77, 4)).lines,
+              ElementsAre(std::to_string(file.size() - 8) +
+                          " trailer: the trailer counts 77 items, the directories hold 3"));
+  EXPECT_THAT(Verify(With(file, file.size() - 4, 0, 4)).lines,
+              ElementsAre(std::to_string(file.size() - 4) +
+                          " trailer: the trailer does not end in its closing number"));
+  ByteVector withoutIndex = SmallCapture().Unclosed();
+  const std::size_t end = withoutIndex.size();
+  withoutIndex.insert(withoutIndex.end(), file.end() - 16, file.end());
+  EXPECT_THAT(Verify(withoutIndex).lines,
+              ElementsAre(std::to_string(end) +
+                          " block-index: the block index does not fit between the last record and "
+                          "the trailer"));
+  cCaptureBuilder empty;
+  EXPECT_THAT(Verify(empty.AddBlock(kNoon).Closed()).lines,
+              ElementsAre("4 block: the last block has no items"));
+}
+
+TEST(VerificationTest, ATimeThatNoClockCanShowIsNamed) {
+  cCaptureBuilder builder;
+  builder.Add({1, kNoon, {0x42}, {}});
+  builder.AddRaw(1 + 3 * 32, 1, Hex("FF FF FF FF FF FF FF FF 42"));
+  EXPECT_THAT(Verify(builder.Closed()).lines,
+              ElementsAre("57366 item-time: item 1 has a time later than any clock can be"));
+}
+
+TEST(VerificationTest, BlocksThatAreLostAreCounted) {
+  // The link to the second of three blocks, its entry in the index and the record in front of it.
+  ByteVector file = BuildNumbered(2 * 8192 + 1).Closed();
+  Put(file, 4 + 57344, 5, 8);
+  Put(file, file.size() - 16 - 2 * 16, 6, 8);
+  Put(file, 4 + 7 * 8191, UINT64_MAX, 7);
+  EXPECT_THAT(
+      Verify(file).lines,
+      testing::Contains("57348 next-block: 1 blocks behind the block at offset 4 are lost"));
+}
+
 TEST(VerificationTest, ACaptureInWhichAnotherBeginsIsNamedOnce) {
   const ByteVector cut = BuildNumbered(8300).Closed();
   const ByteVector second = BuildNumbered(500).Closed();
