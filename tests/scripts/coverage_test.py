@@ -97,7 +97,7 @@ class LinesThatDidNotRun(CoverageTestCase):
         told = "uncovered_lines.tsv: no longer needed: src/diag/f.cpp: return 1;\n"
         self.assertEqual(self.tell(self.lines(1), self.WHY), (True, told))
 
-    def test_the_explanations_of_the_repository_are_of_lines_that_are_there(self):
+    def test_each_explained_line_of_the_repository_is_there(self):
         for file, above, line in coverage.explained(coverage.EXPLANATIONS.read_text("utf-8")):
             texts = [text.strip() for text in (coverage.ROOT / file).read_text("utf-8").splitlines()]
             self.assertIn((above, line), list(zip(texts, texts[1:])), file)
