@@ -117,6 +117,24 @@ class Events(RunningCaptureTestCase):
         process.stdout = process.stderr = None
 
 
+class SeveralSims(RunningCaptureTestCase):
+    def test_their_missing_logs_are_hinted_at(self):
+        """The library is silent about the wrappers that it refuses on a COM port."""
+        self.simulate("--rate", "300", "--scenario", "signalling", "--subscriptions", "2")
+        process = self.capture("--duration", "3s", "--json")
+        printed, errors = self.finish(process)
+        self.assertEqual(self.read_capture().packets(isf.LOG), [])
+        summary = self.events(printed, "summary")[0]
+        self.assertEqual((summary["refused_packets"], summary["exit_code"]), (0, 0))
+        (warning,) = self.events(printed, "warning")
+        self.assertRegex(
+            warning["text"],
+            "no log was recorded, though the modem accepted the log masks: perhaps it has several "
+            "SIMs .* <MultiSim>unwrap</MultiSim> in the configuration records them",
+        )
+        self.assertIn(f"corvane capture: warning: {warning['text']}\n", errors)
+
+
 class Limits(RunningCaptureTestCase):
     def test_it_ends_at_its_size(self):
         self.simulate("--rate", "500")

@@ -121,6 +121,10 @@ class cScriptedLibrary final : public cCaptureLibrary {
         Reply(request);
       }
     }
+    if (!logMaskReply.empty()) {
+      Add(BuildLogMaskRequest(11, {0xB0C0})->Bytes(), kOriginLibrary);
+      Add(logMaskReply, kOriginDevice);
+    }
   }
   void Disconnect() {
     isConnected = false;
@@ -141,6 +145,7 @@ class cScriptedLibrary final : public cCaptureLibrary {
   bool connects = true;  // at the start
   bool isConnected = false;
   std::size_t answers = 1000;
+  ByteVector logMaskReply;  // to a request for log 0xB0C0 behind the others; empty for no request
   std::chrono::milliseconds stopTakes{0};
   int starts = 0;
   int stops = 0;

@@ -112,5 +112,79 @@ TEST_F(CaptureLossesTest, WhereLogsComeOrAreUnwrappedNothingIsHinted) {
   EXPECT_THAT(errors, Not(HasSubstr("several SIMs wraps")));
 }
 
+// On a COM port the library says nothing of the packets that it refuses.
+class MissingLogsTest : public CaptureCourseTest {
+ protected:
+  MissingLogsTest() {
+    std::ofstream(request.configuration) << "<LogCodes>B0C0</LogCodes>";
+    library.logMaskReply = kAccepted;
+    request.duration = seconds(45);
+  }
+
+  // The texts of the warnings.
+  [[nodiscard]] std::vector<std::string> Warnings() const {
+    std::vector<std::string> texts;
+    for (const auto& event : Events("warning")) {
+      texts.push_back(event["text"]);
+    }
+    return texts;
+  }
+
+  // Operation 3 for equipment ID 11, with status 0 and 1.
+  const ByteVector kAccepted = {0x73, 0, 0, 0, 3, 0, 0, 0, 0, 0, 0, 0, 11, 0, 0, 0};
+  const ByteVector kRefused = {0x73, 0, 0, 0, 3, 0, 0, 0, 1, 0, 0, 0, 11, 0, 0, 0};
+  const std::string kPerhaps =
+      ", though the modem accepted the log masks: perhaps it has several SIMs and wraps its logs "
+      "in packets that are refused; <MultiSim>unwrap</MultiSim> in the configuration records them";
+};
+
+TEST_F(MissingLogsTest, AreToldAfterAWhileAndInTheEnd) {
+  EXPECT_EQ(Run(true), kExitGood);
+  EXPECT_THAT(Warnings(), testing::ElementsAre("no log has come for 30 s" + kPerhaps,
+                                               "no log was recorded" + kPerhaps));
+  EXPECT_EQ(Events("warning")[0]["time"], "2026-03-01T10:00:30.200Z");
+  EXPECT_THAT(errors, HasSubstr("warning: no log was recorded" + kPerhaps + "\n"));
+}
+
+TEST_F(MissingLogsTest, AreToldInTheEndOfAShortCapture) {
+  request.duration = seconds(3);
+  EXPECT_EQ(Run(), kExitGood);
+  EXPECT_THAT(Warnings(), testing::ElementsAre("no log was recorded" + kPerhaps));
+}
+
+TEST_F(MissingLogsTest, AreNotMissedWhereOneCame) {
+  host.whileWaiting = [this] {
+    if (host.now == seconds(20)) {
+      library.SendLog();
+    }
+  };
+  EXPECT_EQ(Run(), kExitGood);
+  EXPECT_THAT(Warnings(), testing::IsEmpty());
+}
+
+TEST_F(MissingLogsTest, AreNotMissedWhereNoneCanCome) {
+  library.logMaskReply = kRefused;
+  EXPECT_EQ(Run(), kExitGood);
+  EXPECT_THAT(errors, Not(HasSubstr("several SIMs")));
+
+  library.logMaskReply = kAccepted;
+  std::ofstream(request.configuration) << "<LogCodes>B0C0</LogCodes><MultiSim>unwrap</MultiSim>";
+  request.output = folder.Path("unwrapped.isf");
+  EXPECT_EQ(Run(), kExitGood);
+  EXPECT_THAT(errors, Not(HasSubstr("several SIMs")));
+}
+
+TEST_F(MissingLogsTest, AreWaitedForFromTheConnectionOn) {
+  host.whileWaiting = [this] {
+    if (host.now == seconds(20)) {
+      library.Disconnect();
+    } else if (host.now == seconds(25)) {
+      library.Connect();
+    }
+  };
+  EXPECT_EQ(Run(), kExitGood);
+  EXPECT_THAT(Warnings(), testing::ElementsAre("no log was recorded" + kPerhaps));
+}
+
 }  // namespace
 }  // namespace corvane::tools

@@ -81,7 +81,8 @@ cCaptureCourse::cCaptureCourse(const sCaptureRequest& prepared, const sParts& us
       parts(used),
       watch(request, parts.host, parts.presence, parts.console, parts.printed),
       kept(request.keep),
-      asked(RequestsIn(request.configuration)) {}
+      asked(RequestsIn(request.configuration)),
+      missingLogs(asked) {}
 
 cCaptureCourse::~cCaptureCourse() {
   if (isRunning) {
@@ -100,7 +101,7 @@ int cCaptureCourse::Run() {
   }
   while (true) {
     const eWatchEnd end = watch.Watch({output->WritePath(), fileBegan, tally.Items(), tally.Bytes(),
-                                       tally.Received(), [this] { TellFirstReceived(); }},
+                                       tally.Received(), [this] { AfterLook(); }},
                                       *follower);
     if (end != eWatchEnd::FileFull) {
       parts.console.EndStatus();
@@ -169,6 +170,7 @@ void cCaptureCourse::Stop() {
 bool cCaptureCourse::FinishFile() {
   Stop();
   std::ignore = follower->FollowToEnd(parts.host.Elapsed());
+  LookForLogs();
   const std::string path = output->WritePath();
   const sCaptureResult result = ReadResult(path);
   const bool isDropped = result.isComplete && IsWorthNothing(result);
@@ -272,6 +274,17 @@ void cCaptureCourse::TellChange(const std::string& closed, milliseconds change) 
   parts.console.Report(RotatedEvent(parts.host.Now(), {closed, output->WritePath(), change}));
 }
 
+void cCaptureCourse::AfterLook() {
+  TellFirstReceived();
+  LookForLogs();
+}
+
+void cCaptureCourse::LookForLogs() {
+  if (const auto missing = missingLogs.Look(*follower, parts.host.Elapsed())) {
+    watch.Warn(*missing);
+  }
+}
+
 // A file counts among those that are kept from its first item of the device on: until then the ones
 // before it are all that there is.
 void cCaptureCourse::TellFirstReceived() {
@@ -339,7 +352,7 @@ int cCaptureCourse::JudgeCapture(bool isGood) {
       parts.console.Tell(line);
     }
   }
-  TellWrapped();
+  TellMissingLogs();
   const bool wasFull = watch.WasDiskFull();
   if ((tally.Received() == 0 || wasTooLate) && isGood && !wasFull) {
     Fail(fmt::format("nothing was captured: {}{}", WhyNothing(), DescribeSpared(*output)));
@@ -360,19 +373,12 @@ int cCaptureCourse::JudgeCapture(bool isGood) {
   return isGood && !wasFull ? kExitGood : kExitFailed;
 }
 
-// A modem with several SIMs wraps its logs: the library refuses the wrappers, and the capture has
-// no logs.
-void cCaptureCourse::TellWrapped() {
-  const std::uint64_t refused = parts.printed.Counts().refused;
+void cCaptureCourse::TellMissingLogs() {
   const auto& items = tally.ItemsByType();
   const std::uint64_t logs =
       items[isf::kLogItem] + items[isf::kShortLogItem] + items[isf::kSignallingLogItem];
-  if (!asked.unwraps && refused > logs) {
-    watch.Warn(fmt::format(
-        "{} refused, and {} recorded: a modem with several SIMs wraps its logs in packets that are "
-        "refused; <MultiSim>unwrap</MultiSim> in the configuration records them",
-        FormatCount(refused) + (refused == 1 ? " packet was" : " packets were"),
-        FormatCount(logs) + (logs == 1 ? " log" : " logs")));
+  if (const auto missing = missingLogs.AtEnd(logs, parts.printed.Counts().refused)) {
+    watch.Warn(*missing);
   }
 }
 

@@ -15,6 +15,7 @@
 #include "corvane/capture/capture_watch.h"
 #include "corvane/capture/device_presence.h"
 #include "corvane/capture/files_in_turn.h"
+#include "corvane/capture/missing_logs.h"
 #include "corvane/capture/output_file.h"
 #include "corvane/capture/printed_lines.h"
 #include "corvane/profile/profile_requests.h"
@@ -72,6 +73,8 @@ class cCaptureCourse {
   [[nodiscard]] eNext StartNext();
   [[nodiscard]] bool IsShortOfRoom();
   void TellChange(const std::string& closed, milliseconds change);
+  void AfterLook();
+  void LookForLogs();
   void TellFirstReceived();
   void TellSilenceOfChange();
   void RemoveOldFiles();
@@ -79,7 +82,7 @@ class cCaptureCourse {
   void Fail(const std::string& problem);
   [[nodiscard]] int Finish(bool isGood);
   [[nodiscard]] const char* WhyNothing() const;
-  void TellWrapped();
+  void TellMissingLogs();
   [[nodiscard]] int JudgeCapture(bool isGood);
 
   const sCaptureRequest request;
@@ -88,6 +91,7 @@ class cCaptureCourse {
   cCaptureTally tally;
   cKeptFiles kept;
   const sProfileRequests asked;  // of each connection
+  cMissingLogs missingLogs;
   std::unique_ptr<cOutputFile> output;
   std::unique_ptr<cCaptureFollower> follower;
   std::uint64_t fileNumber = 0;
