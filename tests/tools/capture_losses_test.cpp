@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "corvane/capture/disk_room.h"
 #include "corvane/command/command_line.h"
 #include "tools/capture_course_fixture.h"
 
@@ -44,13 +45,38 @@ TEST_F(CaptureLossesTest, AFullDiskIsToldWhileItIsFullAndInTheEnd) {
   EXPECT_EQ(Summary()["unwritten_packets"], 32);
 }
 
-TEST_F(CaptureLossesTest, TheStatusSaysThatTheDiskIsFull) {
+TEST_F(CaptureLossesTest, ADiskThatStillTakesItemsIsNearlyFull) {
   request.stopBelow = 0;
-  request.duration = seconds(3);
+  request.duration = seconds(8);
   host.freeSpace = 57'359;  // less than a block of the capture
-  EXPECT_EQ(Run(), kExitFailed);
-  EXPECT_THAT(errors, HasSubstr("items/s  set up  the disk is full\n"));
+  SendALogEachLook();
+  EXPECT_EQ(Run(), kExitGood);
+  const auto warnings = Events("warning");
+  ASSERT_EQ(warnings.size(), 2U);  // and that the configuration asks for nothing
+  EXPECT_EQ(warnings[1]["text"], "the disk of " + request.output +
+                                     " is nearly full: soon what the device sends will be lost");
+  EXPECT_THAT(errors, HasSubstr("items/s  set up  the disk is nearly full\n"));
+  EXPECT_THAT(errors, Not(HasSubstr("is full")));
   EXPECT_TRUE(IsComplete(request.output));
+}
+
+// On a COM port the library says of no packet that it could not be written.
+TEST_F(CaptureLossesTest, ADiskThatTakesNothingMoreIsFull) {
+  request.stopBelow = 0;
+  request.duration = seconds(9);
+  host.whileWaiting = [this] {
+    host.freeSpace = host.now < seconds(2) ? 1'000'000 : 0;
+    if (host.freeSpace != 0U) {
+      library.SendLog();
+    }
+  };
+  EXPECT_EQ(Run(), kExitFailed);
+  const auto warnings = Events("warning");
+  ASSERT_EQ(warnings.size(), 3U);
+  EXPECT_EQ(warnings[2]["text"],
+            "the disk of " + request.output + " is full: what the device sends is lost");
+  EXPECT_EQ(warnings[2]["time"], "2026-03-01T10:00:06.800Z");  // it grew until second 1.8
+  EXPECT_THAT(errors, HasSubstr("items/s  set up  the disk is full\n"));
 }
 
 TEST_F(CaptureLossesTest, ADiskThatHasRoomAgainIsToldOf) {
@@ -60,12 +86,35 @@ TEST_F(CaptureLossesTest, ADiskThatHasRoomAgainIsToldOf) {
     host.freeSpace = host.now >= seconds(1) && host.now < seconds(2) ? 0 : 1'000'000;
     if (host.freeSpace != 0U) {
       library.SendLog();
+    } else {
+      print("error 9 writing item");
     }
   };
   EXPECT_EQ(Run(), kExitFailed);
   EXPECT_THAT(errors, HasSubstr(request.output + " is written again\n"));
   EXPECT_EQ(Events("warning").size(), 2U);
   EXPECT_TRUE(IsComplete(request.output));
+}
+
+// What is left of 50 kB, when the capture has not grown for ten seconds.
+[[nodiscard]] eDiskRoom RoomAfterASilence(std::uint64_t fileItems, bool isConnected = true) {
+  cDiskRoom disk;
+  sDiskLook look{"drive.isf", seconds(1), fileItems, 400'000, isConnected, 50'000, 0};
+  std::ignore = disk.Look(look);
+  look.elapsed = seconds(11);
+  std::ignore = disk.Look(look);
+  return disk.Room();
+}
+
+TEST(DiskRoomTest, IsNotGoneWhileTheNextItemHasRoom) {
+  EXPECT_EQ(RoomAfterASilence(8191), eDiskRoom::Scarce);
+  EXPECT_EQ(RoomAfterASilence(8193), eDiskRoom::Scarce);
+}
+
+TEST(DiskRoomTest, IsGoneWhereTheNextItemBeginsABlock) {
+  EXPECT_EQ(RoomAfterASilence(8192), eDiskRoom::None);
+  // Nothing is sent.
+  EXPECT_EQ(RoomAfterASilence(8192, false), eDiskRoom::Scarce);
 }
 
 TEST_F(CaptureLossesTest, AFileThatCannotBeWrittenForAnotherReasonIsToldOf) {

@@ -12,6 +12,7 @@
 
 #include "analysis/request_replies.h"
 #include "capture/isf/layout.h"
+#include "corvane/capture/disk_room.h"
 #include "reader/capture_file.h"
 
 // How far a running capture has come. All that is known of it stands in the growing capture file,
@@ -49,7 +50,7 @@ struct sProgress {
   std::uint64_t received = 0;           // items of the device
   bool isConnected = false;
   sSetUpProgress setUp = {};  // of the present connection
-  bool isDiskFull = false;    // what the device sends cannot be written
+  eDiskRoom disk = eDiskRoom::Enough;
 };
 
 // The port came or went.

@@ -3,9 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <utility>
 
-#include "capture/isf/layout.h"
 #include "corvane/capture/capture_checks.h"
 #include "corvane/capture/capture_events.h"
 #include "corvane/capture/capture_tally.h"
@@ -74,9 +72,13 @@ std::string FormatStatus(const sProgress& now, const sProgress& previous) {
   if (now.isConnected && now.setUp.wanted != 0) {
     line += FormatSetUp(now.setUp);
   }
-  if (now.isDiskFull) {
-    line += "  the disk is full";
-  } else if (now.silence >= kPatience) {
+  if (now.disk == eDiskRoom::None) {
+    return line + "  the disk is full";
+  }
+  if (now.disk == eDiskRoom::Scarce) {
+    line += "  the disk is nearly full";
+  }
+  if (now.silence >= kPatience) {
     line += fmt::format("  nothing received for {} s", SecondsOf(now.silence));
   }
   return line;
@@ -144,31 +146,26 @@ sProgress cCaptureWatch::LookAt(const sWatchedFile& file, cCaptureFollower& foll
   now.items += file.earlierItems;
   now.bytes += file.earlierBytes;
   now.received += file.earlierReceived;
-  now.isDiskFull = LookAtDisk(file.path, now.bytes);
+  LookAtDisk(file, now);
   if (now.isConnected) {
     lastSetUp = now.setUp;
   }
   return now;
 }
 
-// Whether the disk is full, which is told when it begins and when it ends. `bytes` is what all
-// files have.
-bool cCaptureWatch::LookAtDisk(const std::string& path, std::uint64_t bytes) {
-  freeSpace = host.FreeSpace(path);
-  const std::uint64_t earlier = std::exchange(unwritten, printed.Counts().unwritten);
-  // A little room may be left that is too little for what has to be written.
-  const bool hasRoom = freeSpace.value_or(isf::kBlockSize) >= isf::kBlockSize;
-  const bool isLosing = unwritten != earlier;
-  if (!bytesWhenFull && (!hasRoom || isLosing)) {
-    bytesWhenFull = bytes;
-    wasDiskFull = true;
-    Warn(hasRoom ? fmt::format("{} can no longer be written: what the device sends is lost", path)
-                 : fmt::format("the disk of {} is full: what the device sends is lost", path));
-  } else if (bytesWhenFull && hasRoom && !isLosing && bytes > *bytesWhenFull) {
-    bytesWhenFull.reset();
-    console.Tell(fmt::format("{} is written again", path));
+// Tells when the disk gets full, and when it is over. `now` is of all files.
+void cCaptureWatch::LookAtDisk(const sWatchedFile& file, sProgress& now) {
+  freeSpace = host.FreeSpace(file.path);
+  const cDiskRoom::sNews news =
+      disk.Look({file.path, now.elapsed, now.items - file.earlierItems, now.bytes, now.isConnected,
+                 freeSpace, printed.Counts().unwritten});
+  if (news.warning) {
+    Warn(*news.warning);
   }
-  return bytesWhenFull.has_value();
+  if (news.relief) {
+    console.Tell(*news.relief);
+  }
+  now.disk = disk.Room();
 }
 
 void cCaptureWatch::TellPortChanges(cCaptureFollower& follower, milliseconds elapsed) {

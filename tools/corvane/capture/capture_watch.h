@@ -11,6 +11,7 @@
 #include "corvane/capture/capture_host.h"
 #include "corvane/capture/capture_request.h"
 #include "corvane/capture/device_presence.h"
+#include "corvane/capture/disk_room.h"
 #include "corvane/capture/printed_lines.h"
 
 // A running capture as its user sees it, until it is to end.
@@ -67,7 +68,7 @@ class cCaptureWatch {
   // The set-up of the newest connection, as long as it was there.
   [[nodiscard]] const sSetUpProgress& LastSetUp() const { return lastSetUp; }
   // Whether the disk took nothing more at any time.
-  [[nodiscard]] bool WasDiskFull() const { return wasDiskFull; }
+  [[nodiscard]] bool WasDiskFull() const { return disk.WasNone(); }
   // A problem of the running capture, for the user and for the supervisor.
   void Warn(const std::string& text);
 
@@ -76,7 +77,7 @@ class cCaptureWatch {
 
   [[nodiscard]] milliseconds NextWait() const;
   [[nodiscard]] sProgress LookAt(const sWatchedFile& file, cCaptureFollower& follower);
-  [[nodiscard]] bool LookAtDisk(const std::string& path, std::uint64_t bytes);
+  void LookAtDisk(const sWatchedFile& file, sProgress& now);
   void TellPortChanges(cCaptureFollower& follower, milliseconds elapsed);
   void TellSetUp(const sProgress& now, const cRequestReplies& requests);
   void TellStatus(const sProgress& now, bool isLast);
@@ -99,10 +100,7 @@ class cCaptureWatch {
   bool toldStuck = false;
 
   std::optional<std::uint64_t> freeSpace;  // at the last look
-  std::uint64_t unwritten = 0;             // packets, at the last look
-  // Of the capture's files when the disk was found to be full; nothing while it is not.
-  std::optional<std::uint64_t> bytesWhenFull;
-  bool wasDiskFull = false;
+  cDiskRoom disk;
 };
 
 }  // namespace corvane::tools
