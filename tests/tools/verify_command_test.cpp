@@ -108,6 +108,21 @@ TEST_F(VerifyCommandTest, AFileThatIsNotClosedHasACodeOfItsOwn) {
                             "(packets not looked at: --contents)\n");
 }
 
+// The first of the files has by far the most to tell, and takes the longest.
+TEST_F(VerifyCommandTest, FilesAreToldInTheOrderOfTheArguments) {
+  ByteVector bytes = TwoBlocks().Closed();
+  for (std::size_t item = 0; item < 8192; ++item) {
+    bytes[4 + 7 * item + 5] = bytes[4 + 7 * item + 6] = 0;  // its length
+  }
+  const std::string worst = folder.Write("worst.isf", bytes);
+  const sVerifyFiles alone{.paths = {good, worst, unclosed, worst, bad, good}};
+  sVerifyFiles together = alone;
+  together.jobs = 4;
+  const sResult result = Verify(together);
+  EXPECT_EQ(result.out, Verify(alone).out);
+  EXPECT_GT(result.out.size(), std::size_t{256} * 1024);
+}
+
 TEST_F(VerifyCommandTest, EachViolationIsALineWithItsOffsetAndRule) {
   const sResult result = Verify({.paths = {bad}});
   EXPECT_EQ(result.code, 1);

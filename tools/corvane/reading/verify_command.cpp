@@ -4,7 +4,9 @@
 
 #include <algorithm>
 #include <atomic>
+#include <condition_variable>
 #include <iostream>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <nlohmann/json.hpp>
@@ -23,19 +25,43 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-// Whole lines from several threads.
+// The lines of several files, each looked at by a thread of its own, in the order of the files.
 class cLines {
  public:
-  explicit cLines(std::ostream& stream) : out(stream) {}
+  cLines(std::ostream& output, std::ostream& errorOutput) : out(output), errors(errorOutput) {}
 
-  void Write(const std::string& lines) {
-    const std::lock_guard guard(lock);
+  // Lines of a file that has more. Waits until the files in front of it have ended, so that no more
+  // has to be kept; the first file that has not ended waits for none.
+  void Write(std::size_t file, const std::string& lines) {
+    std::unique_lock guard(lock);
+    turnCame.wait(guard, [&] { return turn == file; });
     out << lines;
   }
 
+  // The last lines of a file, which are kept until its turn, and what was wrong with it.
+  void End(std::size_t file, const std::string& lines, const std::string& complaint) {
+    const std::lock_guard guard(lock);
+    ended[file] = {lines, complaint};
+    for (auto next = ended.begin(); next != ended.end() && next->first == turn; ++turn) {
+      out << next->second.lines;
+      errors << next->second.complaint;
+      next = ended.erase(next);
+    }
+    turnCame.notify_all();
+  }
+
  private:
+  struct sEnd {
+    std::string lines;
+    std::string complaint;
+  };
+
   std::mutex lock;
+  std::condition_variable turnCame;
+  std::size_t turn = 0;  // the first file that has not ended
+  std::map<std::size_t, sEnd> ended;
   std::ostream& out;
+  std::ostream& errors;
 };
 
 // A text of JSON; a path or a problem may hold bytes that are no UTF-8.
@@ -44,8 +70,12 @@ class cLines {
 // One violation after the other, of one file.
 class cFileReport {
  public:
-  cFileReport(const std::string& file, const sVerifyFiles& wanted, cLines& lines)
-      : path(InputName(file)), shownPath(Readable(path)), request(wanted), out(lines) {}
+  cFileReport(std::size_t place, const sVerifyFiles& wanted, cLines& lines)
+      : number(place),
+        path(InputName(wanted.paths[place])),
+        shownPath(Readable(path)),
+        request(wanted),
+        out(lines) {}
   cFileReport(const cFileReport&) = delete;
   cFileReport& operator=(const cFileReport&) = delete;
 
@@ -64,7 +94,8 @@ class cFileReport {
                           violation.problem, RuleName(violation.rule), RuleText(violation.rule));
     }
     if (text.size() >= kPiece) {
-      Flush();
+      out.Write(number, text);
+      text.clear();
     }
     return !request.onlyFirst;
   }
@@ -73,8 +104,8 @@ class cFileReport {
   void EndUnopened(const std::string& problem) {
     if (request.json) {
       text += Line({{"file", path}, {"verdict", "not opened"}, {"problem", problem}});
-      Flush();
     }
+    out.End(number, text, fmt::format("corvane verify: {}: {}\n", path, problem));
   }
 
   // The verdict. Returns the file's exit code.
@@ -104,18 +135,14 @@ class cFileReport {
       text += code == kExitUnclosed ? "; it has no block index and no trailer" : "";
       text += request.contents ? "\n" : " (packets not looked at: --contents)\n";
     }
-    Flush();
+    out.End(number, text, "");
     return code;
   }
 
  private:
   static constexpr std::size_t kPiece = std::size_t{64} * 1024;
 
-  void Flush() {
-    out.Write(text);
-    text.clear();
-  }
-
+  const std::size_t number;
   const std::string path;
   const std::string shownPath;
   const sVerifyFiles& request;
@@ -123,15 +150,13 @@ class cFileReport {
   std::string text;
 };
 
-[[nodiscard]] int VerifyFile(const std::string& path, const sVerifyFiles& request, cLines& out,
-                             cLines& errors) {
+[[nodiscard]] int VerifyFile(std::size_t number, const sVerifyFiles& request, cLines& lines) {
+  const std::string& path = request.paths[number];
   std::string reason;
   std::unique_ptr<cByteSource> source = OpenBytes(path, reason);
-  cFileReport report(path, request, out);
+  cFileReport report(number, request, lines);
   if (source == nullptr) {
-    const std::string problem = fmt::format("the file cannot be opened ({})", reason);
-    errors.Write(fmt::format("corvane verify: {}: {}\n", InputName(path), problem));
-    report.EndUnopened(problem);
+    report.EndUnopened(fmt::format("the file cannot be opened ({})", reason));
     return kExitFailed;
   }
   // Several bars would wipe each other out.
@@ -159,14 +184,13 @@ class cFileReport {
 }  // namespace
 
 int VerifyFiles(const sVerifyFiles& request, std::ostream& out, std::ostream& errors) {
-  cLines outLines(out);
-  cLines errorLines(errors);
+  cLines lines(out, errors);
   std::atomic<std::size_t> next = 0;
   std::mutex lock;
   int worst = kExitGood;
   const auto work = [&] {
     for (std::size_t number = next++; number < request.paths.size(); number = next++) {
-      const int code = VerifyFile(request.paths[number], request, outLines, errorLines);
+      const int code = VerifyFile(number, request, lines);
       const std::lock_guard guard(lock);
       worst = Worse(worst, code);
     }
