@@ -40,6 +40,7 @@ class cVerifier {
       : bytes(source), request(wanted), records(source) {}
 
   [[nodiscard]] sVerified Run() {
+    result.size = bytes.Size().value_or(0);
     if (CheckHeader() && Open()) {
       if (file->IsCutOffBySecond()) {
         Report(eRule::Joined, captureEnd,
@@ -366,6 +367,7 @@ class cVerifier {
       }
       return;
     }
+    result.remains = FindClosingRemains(bytes, blocks, file->ItemsEnd(), captureEnd);
     const std::uint64_t closing =
         (blocks.back().number + 1) * isf::kIndexEntrySize + isf::kTrailerSize;
     if (captureEnd - std::min(captureEnd, file->ItemsEnd()) < closing) {

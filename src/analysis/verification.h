@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "reader/byte_source.h"
+#include "reader/closing_remains.h"
 
 // A capture file held to every rule of its format (docs/capture-format.md), one violation after the
 // other. The reader passes over what is bad and keeps the first few places; this names them all.
@@ -63,6 +64,8 @@ struct sVerified {
   // The file has its index and its trailer. One without, and without a violation, is still being
   // recorded, or its recorder died.
   bool closed = false;
+  // What there is of them otherwise.
+  sClosingRemains remains;
   bool endedEarly = false;  // onViolation said so
 };
 

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "capture/isf/item_types.h"
+#include "reader/closing_remains.h"
 #include "reader/directory.h"
 #include "rewrite/base_time_choice.h"
 #include "rewrite/block_search.h"
@@ -350,6 +351,12 @@ bool cPartRecovery::IsUnfinished(std::size_t number, const sBlockToRecover& want
       (chain.Blocks().back().number + 1) * isf::kIndexEntrySize + isf::kTrailerSize;
   if (lost.bytes > std::max({kLongestRecord, std::uint64_t{isf::kBlockSize}, closing})) {
     return false;
+  }
+  const sClosingRemains remains =
+      isWhole ? FindClosingRemains(part, chain.Blocks(), lost.offset, size) : sClosingRemains{};
+  if (remains.what != sClosingRemains::eWhat::Nothing) {
+    report.mended.Add({remains.Text(), origin + remains.end});
+    return true;
   }
   report.unfinishedBytes += lost.bytes;
   return true;

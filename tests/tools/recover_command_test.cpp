@@ -74,6 +74,30 @@ TEST_F(RecoverCommandTest, OverwrittenPacketsAreToldFromFirstToLast) {
                                       "57386) kept as they are"));
 }
 
+TEST_F(RecoverCommandTest, ATrailerThatIsNotWholeIsToldAsSuch) {
+  const ByteVector whole = cCaptureBuilder().Add(Reply(kNoon, 1)).Closed();
+  const std::string trailer = std::to_string(whole.size() - 16);
+  ByteVector flipped = whole;
+  flipped.back() ^= 1;
+  EXPECT_EQ(Recover(folder.Write("in.isf", flipped)), kExitGood);
+  EXPECT_THAT(errors.str(), HasSubstr("in.isf: the trailer is damaged, at offset " + trailer));
+  EXPECT_THAT(out.str(), HasSubstr("Lost:   nothing; the file was damaged\n"));
+  EXPECT_EQ(BytesOf(output), std::string(whole.begin(), whole.end()));
+
+  const ByteVector cut(whole.begin(), whole.end() - 4);
+  EXPECT_EQ(Recover(folder.Write("in.isf", cut), true), kExitGood);
+  EXPECT_THAT(errors.str(), HasSubstr("in.isf: the trailer is cut off, at offset " + trailer));
+
+  // The index of a second block is not whole, either.
+  const ByteVector two = TwoBlocks().Closed();
+  const ByteVector cutIndex(two.begin(), two.end() - 20);
+  EXPECT_EQ(Recover(folder.Write("in.isf", cutIndex), true), kExitGood);
+  EXPECT_THAT(errors.str(),
+              HasSubstr("in.isf: the block index is cut off, and there is no trailer, at offset " +
+                        std::to_string(two.size() - 32)));
+  EXPECT_EQ(BytesOf(output), std::string(two.begin(), two.end()));
+}
+
 TEST_F(RecoverCommandTest, TheLastOfManyLossesIsNamed) {
   // So many captures behind each other, in each of which the second item is cut short.
   ByteVector file;

@@ -108,6 +108,29 @@ TEST_F(VerifyCommandTest, AFileThatIsNotClosedHasACodeOfItsOwn) {
                             "(packets not looked at: --contents)\n");
 }
 
+// A capture of one block has 16 bytes of index and 16 bytes of trailer.
+TEST_F(VerifyCommandTest, WhatThereIsOfTheEndOfAFileIsTold) {
+  const auto verdict = [&](std::size_t cutOff) {
+    ByteVector bytes = SmallCapture().Closed();
+    bytes.resize(bytes.size() - cutOff);
+    const sResult result = Verify({.paths = {folder.Write("cut.isf", bytes)}});
+    EXPECT_EQ(result.code, 3);
+    const std::size_t begin = result.out.find(';');
+    return result.out.substr(begin, result.out.find(" (packets") - begin);
+  };
+  for (const std::size_t cutOff : {1U, 4U, 8U, 16U}) {
+    EXPECT_EQ(verdict(cutOff), "; the trailer is cut off");
+  }
+  EXPECT_EQ(verdict(17), "; it has no block index and no trailer");
+  EXPECT_EQ(verdict(32), "; it has no block index and no trailer");
+}
+
+TEST_F(VerifyCommandTest, AFileTooShortForAHeaderHasItsSize) {
+  const std::string tiny = folder.Write("tiny.isf", ByteVector{8, 0x31, 0x60});
+  EXPECT_NE(Verify({.paths = {tiny}}).out.find("0 items, 3 B, 1 violation"), std::string::npos);
+  EXPECT_EQ(Verify({.paths = {tiny}, .json = true}).Objects().back()["bytes"], 3);
+}
+
 // The first of the files has by far the most to tell, and takes the longest.
 TEST_F(VerifyCommandTest, FilesAreToldInTheOrderOfTheArguments) {
   ByteVector bytes = TwoBlocks().Closed();

@@ -132,7 +132,11 @@ class cFileReport {
             fmt::format(", {} violation{}{}", FormatCount(verified.violations),
                         verified.violations == 1 ? "" : "s", verified.endedEarly ? " so far" : "");
       }
-      text += code == kExitUnclosed ? "; it has no block index and no trailer" : "";
+      if (code == kExitUnclosed) {
+        text += verified.remains.what == sClosingRemains::eWhat::Nothing
+                    ? "; it has no block index and no trailer"
+                    : fmt::format("; {}", verified.remains.Text());
+      }
       text += request.contents ? "\n" : " (packets not looked at: --contents)\n";
     }
     out.End(number, text, "");
