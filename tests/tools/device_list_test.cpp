@@ -152,7 +152,9 @@ class DeviceListTest : public testing::Test {
  protected:
   [[nodiscard]] std::string Show(const sDeviceListOptions& options) {
     std::ostringstream out;
-    ShowDevices(options, devices, out);
+    std::ostringstream told;
+    ShowDevices(options, devices, out, told);
+    errors = told.str();
     return out.str();
   }
   void AddDevices() {
@@ -165,11 +167,15 @@ class DeviceListTest : public testing::Test {
   }
 
   cListedDevices devices;
+  std::string errors;
 };
 
 TEST_F(DeviceListTest, WithoutAnyDeviceThatIsSaid) {
-  EXPECT_EQ(Show({}), "No COM port and no mobile-broadband interface is present.\n");
+  const std::string none = "No COM port and no mobile-broadband interface is present.\n";
+  EXPECT_EQ(Show({}), "");
+  EXPECT_EQ(errors, none);
   EXPECT_EQ(Show({.probe = true, .json = true}), "");
+  EXPECT_EQ(errors, none);
   EXPECT_TRUE(devices.probed.empty());
 }
 

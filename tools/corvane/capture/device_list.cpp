@@ -61,10 +61,6 @@ struct sListedDevice {
 }
 
 void WriteText(const std::vector<sListedDevice>& devices, std::ostream& out) {
-  if (devices.empty()) {
-    out << "No COM port and no mobile-broadband interface is present.\n";
-    return;
-  }
   std::size_t width = 0;
   for (const sListedDevice& device : devices) {
     width = std::max(width, device.name.size());
@@ -111,9 +107,12 @@ void WriteJson(const std::vector<sListedDevice>& devices, std::ostream& out) {
 
 }  // namespace
 
-void ShowDevices(const sDeviceListOptions& options, cDeviceSource& source, std::ostream& out) {
+void ShowDevices(const sDeviceListOptions& options, cDeviceSource& source, std::ostream& out,
+                 std::ostream& errors) {
   const std::vector<sListedDevice> devices = ListDevices(source, options.probe);
-  if (options.json) {
+  if (devices.empty()) {
+    errors << "No COM port and no mobile-broadband interface is present.\n";
+  } else if (options.json) {
     WriteJson(devices, out);
   } else {
     WriteText(devices, out);

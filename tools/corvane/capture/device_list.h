@@ -30,10 +30,11 @@ struct sDeviceListOptions {
 };
 
 // Writes a line for each device that a capture could use now: the name in the form that --device
-// takes, and what is known of it.
-void ShowDevices(const sDeviceListOptions& options, cDeviceSource& source, std::ostream& out);
+// takes, and what is known of it. That there is none, `errors` gets.
+void ShowDevices(const sDeviceListOptions& options, cDeviceSource& source, std::ostream& out,
+                 std::ostream& errors);
 
-// The same of this machine, on standard output. It is for Windows only: elsewhere it says so, and
+// The same of this machine, on the standard streams. It is for Windows only: elsewhere it says so, and
 // returns kExitUsage.
 [[nodiscard]] int ShowDevicesHere(const sDeviceListOptions& options);
 

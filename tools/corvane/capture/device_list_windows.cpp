@@ -122,7 +122,7 @@ class cMachineDevices final : public cDeviceSource {
 
 int ShowDevicesHere(const sDeviceListOptions& options) {
   cMachineDevices devices;
-  ShowDevices(options, devices, std::cout);
+  ShowDevices(options, devices, std::cout, std::cerr);
   return kExitGood;
 }
 
