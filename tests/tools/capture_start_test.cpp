@@ -104,10 +104,16 @@ TEST_F(CaptureStartTest, WhatIsDoubtfulOfTheConfigurationIsWarnedOf) {
 
 TEST_F(CaptureStartTest, AProfileThatThereIsNotIsWrongUsage) {
   request.configuration.clear();
-  request.profile = "no-such-profile";
+  request.profile = "signaling";
   EXPECT_THAT(Prepare(), Optional(kExitUsage));
   ASSERT_EQ(told.lines.size(), 1U);
-  EXPECT_THAT(told.lines[0], HasSubstr("there is no profile no-such-profile"));
+  EXPECT_THAT(told.lines[0], HasSubstr("there is no profile \"signaling\"; the nearest: "));
+}
+
+TEST_F(CaptureStartTest, AnEmptyDeviceNameIsWrongUsage) {
+  request.device.clear();
+  EXPECT_THAT(Prepare(), Optional(kExitUsage));
+  EXPECT_THAT(told.lines, testing::ElementsAre("! the device name is empty"));
 }
 
 TEST_F(CaptureStartTest, AProfileIsFoundByItsName) {

@@ -29,8 +29,8 @@ constexpr milliseconds kLookInterval(1000);
     reporter.Complain(
         shipped.empty()
             ? "the profiles that belong to this program are not installed: give --config FILE"
-            : fmt::format("there is no profile {}; corvane profile list shows those that there are",
-                          request.profile));
+            : NoProfileText(shipped, request.profile) +
+                  "; corvane profile list shows those that there are");
     return false;
   }
   request.configuration = TextOf(profile->path);
@@ -138,6 +138,10 @@ std::optional<int> PrepareCapture(sCaptureRequest& request, cCaptureHost& host,
     return kExitUsage;
   }
   request.device = NormalDeviceName(request.device);
+  if (request.device.empty()) {
+    reporter.Complain("the device name is empty");
+    return kExitUsage;
+  }
   if (const auto obstacle = FindConfigurationObstacle(request.configuration)) {
     reporter.Complain(*obstacle);
     return kExitFailed;
