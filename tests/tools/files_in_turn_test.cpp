@@ -60,6 +60,8 @@ TEST_F(FilesInTurnTest, FilesInTurnAreCompleteCaptures) {
   EXPECT_THAT(errors, HasSubstr("3 files; each change took 300 ms, and nothing was received for "
                                 "300 ms around it"));
   ASSERT_EQ(Events("resumed").size(), 2U);
+  const std::size_t change = output.find("\"rotated\"");
+  EXPECT_LT(output.find("\"connected\"", change), output.find("\"resumed\"", change));
   EXPECT_EQ(Events("resumed")[0]["output"], library.outputs[1]);
   EXPECT_DOUBLE_EQ(Events("resumed")[0]["silence"], 0.3);
   EXPECT_THAT(errors, HasSubstr("The device is heard again; around the change of files it was not "

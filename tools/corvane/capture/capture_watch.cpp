@@ -112,6 +112,10 @@ eWatchEnd cCaptureWatch::Watch(const sWatchedFile& file, cCaptureFollower& follo
     SetMarkers(file.path);
     const sProgress now = LookAt(file, follower);
     TellPortChanges(follower, now.elapsed);
+    // The connection comes first, which what is told here belongs to.
+    if (file.afterLook) {
+      file.afterLook();
+    }
     TellSetUp(now, follower.Requests());
     const bool isDue = now.elapsed >= nextStatus;
     const auto end = stopped ? std::optional(eWatchEnd::StopRequested) : FindEnd(file, now);
@@ -140,9 +144,6 @@ milliseconds cCaptureWatch::NextWait() const {
 
 sProgress cCaptureWatch::LookAt(const sWatchedFile& file, cCaptureFollower& follower) {
   sProgress now = follower.Follow(host.Elapsed());
-  if (file.afterLook) {
-    file.afterLook();
-  }
   now.items += file.earlierItems;
   now.bytes += file.earlierBytes;
   now.received += file.earlierReceived;

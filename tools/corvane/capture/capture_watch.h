@@ -47,7 +47,7 @@ struct sWatchedFile {
   std::uint64_t earlierItems = 0;     // in the files before
   std::uint64_t earlierBytes = 0;
   std::uint64_t earlierReceived = 0;
-  std::function<void()> afterLook = {};  // called whenever the follower has looked at the file
+  std::function<void()> afterLook = {};  // called after each look at the file
 };
 
 class cCaptureWatch {
