@@ -90,6 +90,10 @@ TEST(ClosedCaptureTest, ASecondCaptureBehindTheFirstIsToldWithItsOffset) {
                   testing::Contains("a second capture begins here: files were joined, and only the "
                                     "first one is read, at offset " +
                                     std::to_string(one.size())));
+      const std::vector<std::string> told = TextsOf(opened.file->AllDamage());
+      opened.file->Refresh();
+      EXPECT_EQ(opened.file->SecondCapture(), one.size());
+      EXPECT_EQ(TextsOf(opened.file->AllDamage()), told);
       if (one != empty) {
         EXPECT_EQ(opened.file->AllDamage().Count(), 1U);
         EXPECT_EQ(opened.file->ItemCount(), OpenBytes(one).file->ItemCount());
