@@ -7,7 +7,7 @@ cd "$(dirname -- "$0")/.."
 . scripts/steps.sh
 
 patient_step scripts/packages.sh cmake ninja-build g++ g++-mingw-w64-x86-64-posix wine wine64 \
-  googletest libcli11-dev libfmt-dev nlohmann-json3-dev libbenchmark-dev python3
+  googletest libcli11-dev libfmt-dev nlohmann-json3-dev libbenchmark-dev python3 time
 step scripts/build.sh bench:benchmarks native:corvane \
   mingw:corvane_dll,capture_host,registry_agent,port_reader
 step scripts/wine.sh

@@ -1,9 +1,8 @@
 """Measures how the cost of an item grows with the items that a file has, and the memory that it takes."""
 
-import os
-import subprocess
 import tempfile
 
+from commands import cost
 from library import row
 
 MAKER = "build/bench/bin/large_capture"
@@ -13,11 +12,8 @@ ITEMS = (10_000, 100_000, 1_000_000, 10_000_000)
 def make(items):
     """-> seconds of the processor an item, and the most memory in bytes"""
     with tempfile.TemporaryDirectory(prefix="corvane-growth-") as folder:
-        process = subprocess.Popen([MAKER, f"{folder}/capture.isf", str(items)])
-        _, status, usage = os.wait4(process.pid, 0)
-        if status != 0:
-            raise SystemExit(f"{MAKER}: status {status}")
-    return (usage.ru_utime + usage.ru_stime) / items, usage.ru_maxrss * 1024
+        seconds, memory = cost([MAKER, f"{folder}/capture.isf", str(items)])
+    return seconds / items, memory
 
 
 def best(items):
