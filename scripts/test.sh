@@ -1,6 +1,6 @@
 #!/bin/sh
 # Builds everything and runs every test; installs what is missing first.
-# The last line gives the totals, and the exit code is 0 only when all of them passed.
+# Ends with the totals, and behind them with what failed; the exit code is 0 only when nothing did.
 set -eu
 cd "$(dirname -- "$0")/.."
 . scripts/steps.sh
