@@ -69,9 +69,8 @@ void AddMarkCommand(CLI::App& app, int& exitCode) {
   const auto request = std::make_shared<sMarkRequest>();
   CLI::App* const command =
       app.add_subcommand("mark", "Sets a marker in a capture that is being recorded");
-  command->add_option("capture", request->capture, "Capture file")->required()->type_name("FILE");
-  command->add_option("text", request->words, "What the marker says; several words are one text")
-      ->type_name("TEXT");
+  command->add_option("FILE", request->capture, "Capture file")->required();
+  command->add_option("TEXT", request->words, "What the marker says; several words are one text");
   command
       ->add_option_function<std::string>(
           "--at", [request](const std::string& text) { TakeMarkerTime(text, request->at); },

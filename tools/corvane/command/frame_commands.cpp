@@ -150,8 +150,8 @@ void AddCompletionCommand(CLI::App& app, int& exitCode) {
                         {"corvane completion powershell >corvane.ps1",
                          "A file for PowerShell's profile to run"}},
            .notes = "The Debian package has the script for bash where the shell looks for it, the "
-                    "archive for Windows that for PowerShell in share/corvane. The latter has been "
-                    "compared with the program's options, and is untried in PowerShell.",
+                    "archive for Windows that for PowerShell in share/corvane. No PowerShell has run "
+                    "the latter so far: its words are held against the program's.",
            .exitCodes = {"0 done", "2 wrong usage"}});
   command->callback([&app, shell, &exitCode] {
     sCommandText root = DescribeCommand(app);
