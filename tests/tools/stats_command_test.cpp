@@ -81,6 +81,7 @@ TEST_F(StatsCommandTest, AnIntervalMakesATableOverTime) {
   EXPECT_THAT(out.str(), HasSubstr("\n2024-05-17T12:00:04.000Z         1           16       0.5"
                                    "         8.0"));
   EXPECT_THAT(out.str(), Not(HasSubstr("Log codes")));
+  EXPECT_THAT(out.str(), Not(HasSubstr("not kept")));
 }
 
 TEST_F(StatsCommandTest, LowRatesHaveDigitsThatTell) {
