@@ -22,6 +22,22 @@ namespace {
   return items;
 }
 
+// A dialogue whose packets do not tell their lengths.
+[[nodiscard]] std::vector<sBuiltItem> Dialogue(std::uint32_t count) {
+  std::vector<sBuiltItem> items = {{7, kNoon, TextItem("Corvane version 1.0"), {}}};
+  for (std::uint32_t number = 1; number < count; ++number) {
+    const std::uint64_t time = kNoon + 7 * number;
+    const bool isRequest = number % 2 == 1;
+    const bool isSubsystem = number % 5 < 2;
+    ByteVector packet = isSubsystem ? Hex("4B 12 00 00") : Hex("73 00 00 00");
+    Append(packet, number, 4);
+    packet.resize(packet.size() + number % 23, 0x33);
+    const std::uint32_t type = isSubsystem ? (isRequest ? 10 : 9) : (isRequest ? 2 : 1);
+    items.push_back({type, time, packet, {}});
+  }
+  return items;
+}
+
 class DisplacedRecordsTest : public ::testing::Test {
  protected:
   void Remove(std::size_t from, std::size_t count) {
@@ -106,6 +122,17 @@ TEST_F(DisplacedRecordsTest, AByteOfADirectoryCostsTwoItemsAtMost) {
   }
 }
 
+// The byte with an item's type stands there twice: the second one begins the entry, which is whole.
+TEST_F(DisplacedRecordsTest, ABytePutInBeforeAnEntryCostsNoItem) {
+  const auto items = Dialogue(24);
+  const ByteVector whole = BuildItems(items).Unclosed();
+  for (std::size_t place = 4; place < 4 + 7 * 23; place += 7) {
+    file = whole;
+    file.insert(file.begin() + static_cast<std::ptrdiff_t>(place), file[place]);
+    EXPECT_EQ(Missing(Recover(file).items, items), 0U) << place;
+  }
+}
+
 TEST_F(DisplacedRecordsTest, MoreBytesOfADirectoryCostTheirEntries) {
   const auto items = ManyRealItems(300);
   file = BuildItems(items).Unclosed();
@@ -166,22 +193,6 @@ TEST_F(DisplacedRecordsTest, OddPacketsInOrderAreKept) {
   const sOutcome outcome = Recover(file);
   EXPECT_EQ(Missing(outcome.items, items), 0U);
   EXPECT_EQ(outcome.report.unfit.count, 20U);
-}
-
-// A dialogue whose packets do not tell their lengths.
-[[nodiscard]] std::vector<sBuiltItem> Dialogue(std::uint32_t count) {
-  std::vector<sBuiltItem> items = {{7, kNoon, TextItem("Corvane version 1.0"), {}}};
-  for (std::uint32_t number = 1; number < count; ++number) {
-    const std::uint64_t time = kNoon + 7 * number;
-    const bool isRequest = number % 2 == 1;
-    const bool isSubsystem = number % 5 < 2;
-    ByteVector packet = isSubsystem ? Hex("4B 12 00 00") : Hex("73 00 00 00");
-    Append(packet, number, 4);
-    packet.resize(packet.size() + number % 23, 0x33);
-    const std::uint32_t type = isSubsystem ? (isRequest ? 10 : 9) : (isRequest ? 2 : 1);
-    items.push_back({type, time, packet, {}});
-  }
-  return items;
 }
 
 TEST_F(DisplacedRecordsTest, RequestsAndRepliesInTheirPlacesStay) {
