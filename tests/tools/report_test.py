@@ -255,6 +255,17 @@ class Report(unittest.TestCase):
         self.assertIn(f"49{'x' * 298}...", page)
         self.assertNotIn("x" * 301, page)
 
+    def test_ten_sources_are_named_and_others_are_not(self):
+        for count in (10, 11):
+            capture = made_capture.MadeCapture()
+            for number in range(count):
+                capture.add_text(f"Port COM{number} connected", made_capture.item_time(START + number))
+            path, output = self.folder / f"{count}.isf", self.folder / f"{count}.html"
+            path.write_bytes(capture.closed())
+            self.assertEqual(0, program(path, "-o", output).returncode)
+            page = output.read_text(encoding="utf-8")
+            self.assertIn(", COM8, COM9" + (" and others" if count > 10 else "<"), page)
+
     def test_what_is_no_capture_leaves_no_page(self):
         path, output = self.folder / "none.isf", self.folder / "none.html"
         path.write_bytes(b"no capture")
