@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <set>
 #include <tuple>
 
 #include "modem_sim/diag_packets.h"
@@ -176,14 +177,17 @@ TEST(ModemSimFaultsTest, OpenNoiseAndItsPacketAreOneDamagedFrame) {
 TEST(ModemSimFaultsTest, ASplitCutsInsideTheFrame) {
   sPacketFaults packet;
   packet.split = true;
+  std::set<std::size_t> counts;
   for (std::uint64_t number = 0; number < 200; ++number) {
     const sWire wire = cFaults(1, {}).Wire(number, kPacket, packet);
     EXPECT_EQ(wire.bytes, Frame(kPacket));
     ASSERT_FALSE(wire.cuts.empty());
+    counts.insert(wire.cuts.size());
     EXPECT_GT(wire.cuts.front(), 0U);
     EXPECT_LT(wire.cuts.back(), wire.bytes.size());
     EXPECT_TRUE(std::is_sorted(wire.cuts.begin(), wire.cuts.end(), std::less_equal<>()));
   }
+  EXPECT_EQ(counts, (std::set<std::size_t>{1, 2, 3}));
 }
 
 TEST(ModemSimFaultsTest, UnaskedRepliesAreSubsystemOrGetItemAnswersWithAPacket) {

@@ -203,6 +203,7 @@ void Compare(const sStory& story, std::uint64_t seed) {
   cRandom random(seed, eDraw::FaultDetail, 0);
   std::set<std::pair<unsigned, unsigned>> choices;
   std::set<unsigned> types;
+  std::set<std::pair<unsigned, unsigned>> wholeTypes;  // of messages with one whole block alone
   std::size_t blocks = 0;
   for (std::uint64_t number = 0; number < 8000; ++number) {
     const bool delivered = !story.spoils || random.Below(10) != 0;
@@ -226,6 +227,9 @@ void Compare(const sStory& story, std::uint64_t seed) {
     blocks += made.blocks.size();
     for (const Bytes& block : made.blocks) {
       types.insert(block[20]);
+      if (made.sib->choice == kCompleteSib) {
+        wholeTypes.insert({made.sib->channel, block[20]});
+      }
     }
     if (story.hostGoes && random.Below(50) == 0) {
       scenario.HostGone();
@@ -233,6 +237,7 @@ void Compare(const sStory& story, std::uint64_t seed) {
   }
   EXPECT_EQ(choices.size(), 20U);
   EXPECT_EQ(types.size(), 32U);
+  EXPECT_EQ(wholeTypes.size(), 32U + 8U);  // five bits on one channel, three on the other
   EXPECT_GT(blocks, 4000U);
 }
 
