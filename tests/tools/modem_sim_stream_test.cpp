@@ -232,6 +232,17 @@ TEST(ModemSimStreamTest, OnlyMessagesThatAreOnAreSentInAllThreeForms) {
   EXPECT_EQ(commands, (std::set<unsigned>{0x1F, 0x79, 0x92}));
 }
 
+TEST(ModemSimStreamTest, ArgumentsOfMessagesAreAnyNumbers) {
+  std::set<std::uint32_t> arguments;
+  for (const sStreamPacket& made : Make({}, EverythingOn(), 500)) {
+    const bool hasArguments = made.packet[0] == 0x79 && made.packet[2] != 0;
+    if (hasArguments) {
+      arguments.insert(ReadU32(made.packet, 20));
+    }
+  }
+  EXPECT_GT(arguments.size(), 20U);
+}
+
 TEST(ModemSimStreamTest, TheMixSaysHowOftenEachKindComes) {
   sStreamOptions options;
   options.logWeight = 0;
