@@ -292,7 +292,8 @@ class cBlockLocator : private sLocatedBlocks {
   }
 
   // Whether the last records are at another distance, behind a change in front of them or between
-  // them. Instead the last entry alone may be wrong, or its packet.
+  // them. The last entry of all says nothing: it may be the one that is wrong, and then its packet
+  // can still end where the records do.
   [[nodiscard]] bool AreLastMoved(std::int64_t number, std::uint32_t entries,
                                   const Directory& bytes, std::int64_t distance,
                                   std::int64_t farther) {
@@ -301,13 +302,11 @@ class cBlockLocator : private sLocatedBlocks {
                        OffsetOf(number) + isf::kBlockSize,
                        TimeOf(number),
                        entries - std::min(entries, kLast),
-                       entries,
+                       entries - 1,
                        distance,
                        farther};
     const std::optional<int> moved = WeighChange(file, last);
-    const int here = WeighDistance(file, last);
-    --last.end;
-    return farther != distance && moved && *moved > std::max(here, WeighDistance(file, last));
+    return farther != distance && moved && *moved > WeighDistance(file, last);
   }
 
   // How many of the last block's entries have records that end within the file at a distance.

@@ -262,6 +262,18 @@ TEST_F(RecoveryTest, OfVeryManyCapturesTheFirstOnesAreTold) {
   EXPECT_EQ(outcome.report.moreCaptures.back(), 80U);
 }
 
+TEST_F(RecoveryTest, AWrongWidthInTheLastEntryCostsNoItemInFront) {
+  // The packet ends where the records do, as if all behind a change stood elsewhere.
+  const std::vector<sBuiltItem> real = RealItems();
+  for (const ByteVector& whole : {BuildItems(real).Closed(), BuildItems(real).Unclosed()}) {
+    for (const unsigned flags : {0x05U, 0x25U, 0x65U}) {
+      const sOutcome outcome = Recover(With(whole, 4 + 21 * 7, flags, 1));
+      EXPECT_LE(Missing(outcome.items, real), 1U) << flags;
+      EXPECT_GE(outcome.items.size(), 21U);
+    }
+  }
+}
+
 TEST_F(RecoveryTest, ALinkToNowhereCostsNothing) {
   for (const ByteVector& file : {closed, unclosed}) {
     for (const std::uint64_t link : {std::uint64_t{0}, std::uint64_t{57'364}, UINT64_MAX}) {
