@@ -292,8 +292,8 @@ class Refusals(CommandLineTestCase):
             "the path of the capture file has 260 characters; at most 259 are possible",
         )
 
-    def test_empty_names_are_refused(self):
-        self.assert_refused(self.capture(device=""), "the device name is empty")
+    def test_an_empty_device_name_is_wrong_usage(self):
+        self.assert_refused(self.capture(device=""), "the device name is empty", code=2)
 
     def test_a_duration_that_is_none_is_wrong_usage(self):
         self.assert_refused(self.capture("--duration", "soon"), '"soon" is no duration', code=2)
