@@ -85,6 +85,48 @@ bool AddMarker(const std::string& capturePath, const sMarker& marker) {
   return false;
 }
 
+std::optional<std::string> FindMarkerProblem(const std::string& capturePath) {
+  if (capturePath.empty()) {
+    return std::nullopt;
+  }
+  const std::string path = MarkerPath(capturePath);
+  std::error_code ignored;  // what cannot be looked at is told by opening it
+  const auto status = std::filesystem::status(PathOf(path), ignored);
+  if (status.type() == std::filesystem::file_type::not_found) {
+    return std::nullopt;
+  }
+  if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
+    return path + " is no file";
+  }
+  std::ifstream file(path, std::ios::binary);
+  if (!file.is_open()) {
+    return path + " cannot be read";
+  }
+  std::uint64_t number = 1;
+  std::uint64_t first = 0;
+  std::uint64_t count = 0;
+  std::string line;
+  for (char character = 0; file.get(character);) {
+    if (character != '\n') {
+      line.append(line.size() <= kLongestLine ? 1 : 0, character);
+      continue;
+    }
+    const bool isBlank = line.empty() || line == "\r";
+    if (!isBlank && (line.size() > kLongestLine || !ParseLine(line))) {
+      first = count++ == 0 ? number : first;
+    }
+    line.clear();
+    ++number;
+  }
+  if (count <= 1) {
+    return count == 0
+               ? std::nullopt
+               : std::optional("line " + std::to_string(first) + " of " + path + " is no marker");
+  }
+  return std::to_string(count) + " lines of " + path + " are no markers; the first is line " +
+         std::to_string(first);
+}
+
 cMarkerReader::cMarkerReader(const std::string& capturePath)
     : path(capturePath.empty() ? std::string() : MarkerPath(capturePath)) {
   LookAgain();

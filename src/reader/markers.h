@@ -33,6 +33,11 @@ inline constexpr std::size_t kLongestMarker = 1000;
 // when it cannot be written, or would be written where a link leads.
 [[nodiscard]] bool AddMarker(const std::string& capturePath, const sMarker& marker);
 
+// What of the markers of a capture cannot be read, as a sentence for the user: "line 3 of
+// drive.isf.marks is no marker"; or that what has their name is no file, or cannot be opened.
+// Nothing where all can, or there are none. A last line without its end may still be written.
+[[nodiscard]] std::optional<std::string> FindMarkerProblem(const std::string& capturePath);
+
 // How many bytes of markers are sorted at once: tens of thousands, more than anybody sets.
 inline constexpr std::size_t kMostWaitingMarkers = 4U << 20U;
 

@@ -1,6 +1,9 @@
 #include <tuple>
 
+#include "convert/memory_sink.h"
 #include "corvane/command/command_line.h"
+#include "corvane/reading/reading_commands.h"
+#include "corvane/report/report_command.h"
 #include "tools/rewriting_fixture.h"
 
 namespace corvane::tools {
@@ -323,6 +326,39 @@ TEST_F(RewritingCommandsTest, TooManyCapturesOfTheSameTimeAreRefused) {
   EXPECT_THAT(errors.str(), HasSubstr("more than 100 captures of the same time"));
   EXPECT_FALSE(std::filesystem::exists(output));
   EXPECT_FALSE(HasLeftovers());
+}
+
+// Each command tells it alike, and shows or copies the markers that can be read.
+TEST_F(CutTest, LinesThatAreNoMarkersAreTold) {
+  const std::string marked = Make("in.isf", {Reply(kNoon, 1)});
+  std::ignore = AddMarker(marked, {kNoon, "before"});
+  std::ofstream(marked + ".marks", std::ios::app) << "yesterday\nno time\n\n";
+  std::ignore = AddMarker(marked, {kNoon, "behind"});
+  const std::string told = "2 lines of " + marked + ".marks are no markers; the first is line 2\n";
+  std::ostringstream said;
+  EXPECT_EQ(CutFile({marked, folder.Path("cut.isf"), false, {}}, out, said), kExitFailed);
+  EXPECT_EQ(said.str(), "corvane cut: " + told);
+  EXPECT_THAT(MarkersOf(folder.Path("cut.isf")), ElementsAre("before", "behind"));
+  said.str("");
+  EXPECT_EQ(MergeFiles({{marked}, folder.Path("merged.isf"), false}, out, said), kExitFailed);
+  EXPECT_EQ(said.str(), "corvane merge: " + told);
+  said.str("");
+  EXPECT_EQ(RecoverFile({marked, folder.Path("saved.isf"), false}, out, said), kExitFailed);
+  EXPECT_EQ(said.str(), "corvane recover: " + told);
+  said.str("");
+  EXPECT_EQ(MakeReport({marked, folder.Path("page.html"), false, {}, ""}, said), kExitFailed);
+  EXPECT_EQ(said.str(), "corvane report: " + told);
+  said.str("");
+  sListRequest listed;
+  listed.showing.path = marked;
+  cMemorySink sink;
+  EXPECT_EQ(ListItems(listed, sink, said), kExitFailed);
+  EXPECT_EQ(said.str(), "corvane list: " + told);
+  std::filesystem::remove(marked + ".marks");
+  std::filesystem::create_directory(marked + ".marks");
+  said.str("");
+  EXPECT_EQ(ListItems(listed, sink, said), kExitFailed);
+  EXPECT_EQ(said.str(), "corvane list: " + marked + ".marks is no file\n");
 }
 
 }  // namespace

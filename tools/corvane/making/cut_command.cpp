@@ -122,7 +122,7 @@ class cCutRun {
 }  // namespace
 
 int CutFile(const sCutRequest& request, std::ostream& out, std::ostream& errors) {
-  return cCutRun(request, out, errors).Run();
+  return EndWithMarkers("cut", request.input, cCutRun(request, out, errors).Run(), errors);
 }
 
 void AddCutCommand(CLI::App& app, int& exitCode) {

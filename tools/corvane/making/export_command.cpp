@@ -167,8 +167,9 @@ int ExportCapture(const sExportRequest& request, std::ostream& errors) {
     Tell(*obstacle, errors);
     return kExitFailed;
   }
-  return request.output.empty() ? ExportIntoStream(*file, request, errors)
-                                : ExportIntoNewFile(*file, request, errors);
+  const int exitCode = request.output.empty() ? ExportIntoStream(*file, request, errors)
+                                              : ExportIntoNewFile(*file, request, errors);
+  return EndWithMarkers("export", request.path, exitCode, errors);
 }
 
 namespace {

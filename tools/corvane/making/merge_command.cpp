@@ -183,7 +183,11 @@ class cMergeRun {
 }  // namespace
 
 int MergeFiles(const sMergeRequest& request, std::ostream& out, std::ostream& errors) {
-  return cMergeRun(request, out, errors).Run();
+  int exitCode = cMergeRun(request, out, errors).Run();
+  for (const std::string& input : request.inputs) {
+    exitCode = EndWithMarkers("merge", input, exitCode, errors);
+  }
+  return exitCode;
 }
 
 void AddMergeCommand(CLI::App& app, int& exitCode) {

@@ -166,7 +166,8 @@ class cRecoverRun {
 }  // namespace
 
 int RecoverFile(const sRecoverRequest& request, std::ostream& out, std::ostream& errors) {
-  return cRecoverRun(request, out, errors).Run();
+  const int exitCode = cRecoverRun(request, out, errors).Run();
+  return EndWithMarkers("recover", request.input, exitCode, errors);
 }
 
 void AddRecoverCommand(CLI::App& app, int& exitCode) {

@@ -127,7 +127,9 @@ int ListItems(const sListRequest& request, cByteSink& out, std::ostream& errors)
     return kExitFailed;
   }
   ReportNothingSelected(kListCommand, path, shown.outcome, errors);
-  return ReportState(kListCommand, path, *file, shown.unreadable, errors);
+  const int exitCode = ReportState(kListCommand, path, *file, shown.unreadable, errors);
+  return request.form == eListForm::Count ? exitCode
+                                          : EndWithMarkers(kListCommand, path, exitCode, errors);
 }
 
 namespace {

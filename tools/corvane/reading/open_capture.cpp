@@ -6,14 +6,17 @@
 #include <filesystem>
 #include <map>
 #include <mutex>
+#include <ostream>
 #include <span>
 #include <system_error>
 #include <utility>
 
+#include "corvane/command/command_line.h"
 #include "corvane/command/progress.h"
 #include "corvane/command/standard_streams.h"
 #include "corvane/command/temporary_file.h"
 #include "platform/file_names.h"
+#include "reader/markers.h"
 
 namespace corvane::tools {
 namespace {
@@ -133,6 +136,15 @@ std::unique_ptr<cCaptureFile> OpenCapture(const std::string& path, sCaptureError
 
 std::string MarkedCapture(const std::string& path) {
   return path == kStandardInput ? std::string() : path;
+}
+
+int EndWithMarkers(const char* command, const std::string& path, int exitCode,
+                   std::ostream& errors) {
+  const auto problem = FindMarkerProblem(MarkedCapture(path));
+  if (problem) {
+    errors << "corvane " << command << ": " << *problem << '\n';
+  }
+  return problem ? kExitFailed : exitCode;
 }
 
 std::string InputName(const std::string& path) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <iosfwd>
 #include <memory>
 #include <string>
 
@@ -22,6 +23,12 @@ namespace corvane::tools {
 
 // The capture whose markers (reader/markers.h) belong to `path`: none are beside standard input.
 [[nodiscard]] std::string MarkedCapture(const std::string& path);
+
+// Tells on `errors` what of the markers of `path` cannot be read, behind the name of the command
+// that has read the others and ended with `exitCode`. Returns that code, or 1 where there is such a
+// problem.
+[[nodiscard]] int EndWithMarkers(const char* command, const std::string& path, int exitCode,
+                                 std::ostream& errors);
 
 // The file as messages call it: "standard input", or `path`.
 [[nodiscard]] std::string InputName(const std::string& path);

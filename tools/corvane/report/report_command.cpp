@@ -186,7 +186,8 @@ int MakeReport(const sReportRequest& request, std::ostream& errors) {
     return kExitFailed;
   }
   ReportNothingSelected(kCommand, request.path, gathering.Items().Outcome(), errors);
-  return ReportState(kCommand, request.path, *file, unreadable, errors);
+  return EndWithMarkers(kCommand, request.path,
+                        ReportState(kCommand, request.path, *file, unreadable, errors), errors);
 }
 
 namespace {
