@@ -48,7 +48,7 @@ class WiresharkDocument(unittest.TestCase):
     def setUpClass(cls):
         folder = tempfile.TemporaryDirectory(prefix="corvane-wireshark-")
         cls.addClassCleanup(folder.cleanup)
-        stream = pathlib.Path(folder.name) / "COM7.hdlc"
+        stream = pathlib.Path(folder.name) / "drive-COM7.hdlc"
         stream.write_bytes(raw_stream(told_story("--count", str(PACKETS), "--mix", "log=1")))
         capture, cls.export = stream.with_suffix(".isf"), stream.with_suffix(".pcapng")
         corvane("import", stream, "-o", capture)

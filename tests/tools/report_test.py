@@ -149,7 +149,7 @@ class Report(unittest.TestCase):
         cls.mark = f"here </script> {HOSTILE}".replace("\x07", " ").replace("\x1b", " ")
         utc = "2023-11-14T22:13:23.000Z"
         assert marked == made_capture.item_time(1_700_000_003_000)
-        pathlib.Path(f"{cls.path}.marks").write_bytes(f"{utc} {cls.mark}\n".encode() + BAD_UTF8 + b"\n")
+        pathlib.Path(f"{cls.path}.marks").write_bytes(f"{utc} {cls.mark} ".encode() + BAD_UTF8 + b"\n")
         cls.output = cls.folder / "drive.html"
         cls.result = program(cls.path, "-o", cls.output)
         cls.html = cls.output.read_text(encoding="utf-8")
