@@ -37,7 +37,7 @@ def capture_of(items, step=1):
     made = made_capture.MadeCapture()
     made.add_text("Corvane version 1.0", NOON)
     for number in range(1, items):
-        made.add(made_capture.PACKET, NOON + number * step, b"\x4b\x0f" + bytes(2) + b"x" * 60)
+        made.add(made_capture.PACKET, NOON + number * step, b"\x7c" + bytes(3) + b"x" * 60)
     return made.closed()
 
 

@@ -343,11 +343,11 @@ class Files(UntrustedTestCase):
     def test_markers_that_are_no_file_are_not_waited_for(self):
         self.marks.unlink()
         os.mkfifo(self.marks)
-        self.output_of("list", self.capture)
+        self.output_of("list", self.capture, codes=(1,))
         self.output_of("mark", self.capture, "here", "--at", "12:00", codes=(1,))
         self.marks.unlink()
         self.marks.symlink_to("/dev/zero")
-        self.output_of("list", self.capture)
+        self.output_of("list", self.capture, codes=(1,))
         self.output_of("report", self.capture, "-o", self.folder / "made.html", codes=(0, 1))
 
     def test_bytes_of_standard_input_lie_in_a_file_without_a_name(self):
