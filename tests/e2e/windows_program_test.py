@@ -153,7 +153,7 @@ class StandardInput(ProgramTestCase):
     def test_a_capture_is_read_with_all_its_bytes(self):
         made = made_capture.MadeCapture()
         # Line ends and the byte that ends a text file on Windows among them.
-        made.add(made_capture.PACKET, NOON, b"\x4b\x0f" + bytes(range(256)) + b"\r\n\x1a\r\n")
+        made.add(made_capture.PACKET, NOON, b"\x7c\x0f" + bytes(range(256)) + b"\r\n\x1a\r\n")
         code, printed, errors = self.run_corvane("list", "-", data=made.closed())
         self.assertEqual((code, errors), (0, ""))
         self.assertEqual(len(printed.splitlines()), 1)
@@ -161,7 +161,7 @@ class StandardInput(ProgramTestCase):
 
     def test_a_capture_made_of_it_is_the_same(self):
         made = made_capture.MadeCapture()
-        made.add(made_capture.PACKET, NOON, b"\x4b\x0f" + bytes(range(256)) + b"\r\n\x1a\r\n")
+        made.add(made_capture.PACKET, NOON, b"\x7c\x0f" + bytes(range(256)) + b"\r\n\x1a\r\n")
         path, _ = self.place(FOLDER)
         for command in ("cut", "recover"):
             output = path / f"{command}.isf"
