@@ -56,6 +56,7 @@ std::optional<std::string> cNewFile::Begin() {
     // The link stays, and the file that it leads to is replaced.
     wanted = TextOf(std::filesystem::canonical(PathOf(wanted)));
   }
+  const cHeldBackEnd held;
   written = MakeBeside(wanted);
   unfinished.emplace(written);
   return std::nullopt;

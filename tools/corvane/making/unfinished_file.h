@@ -26,6 +26,16 @@ class cUnfinishedFile {
   std::size_t slot;  // kMostFiles: none was free
 };
 
+// As long as it lives, an end from outside waits, as far as this thread would be told of it: a file
+// is made and gets its cUnfinishedFile in one step. One at a time.
+class cHeldBackEnd {
+ public:
+  cHeldBackEnd();
+  cHeldBackEnd(const cHeldBackEnd&) = delete;
+  cHeldBackEnd& operator=(const cHeldBackEnd&) = delete;
+  ~cHeldBackEnd();
+};
+
 // Removes those that there are, open or not. What a signal handler may call.
 void RemoveUnfinishedFiles();
 

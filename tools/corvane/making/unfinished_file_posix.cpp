@@ -8,6 +8,10 @@
 namespace corvane::tools {
 namespace {
 
+constexpr int kEnds[] = {SIGINT, SIGTERM, SIGHUP};
+
+thread_local sigset_t signalsBefore;
+
 // The signal has its first effect again, and comes a second time when this returns.
 void OnEnd(int signal) {
   RemoveUnfinishedFiles();
@@ -19,7 +23,7 @@ void OnEnd(int signal) {
 void RemoveOpenFile(const char* path) { unlink(path); }
 
 void HandleEnds() {
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+  for (const int signal : kEnds) {
     struct sigaction present {};
     if (sigaction(signal, nullptr, &present) == 0 && present.sa_handler == SIG_DFL) {
       struct sigaction action {};
@@ -29,5 +33,16 @@ void HandleEnds() {
     }
   }
 }
+
+cHeldBackEnd::cHeldBackEnd() {
+  sigset_t ends{};
+  sigemptyset(&ends);
+  for (const int signal : kEnds) {
+    sigaddset(&ends, signal);
+  }
+  pthread_sigmask(SIG_BLOCK, &ends, &signalsBefore);
+}
+
+cHeldBackEnd::~cHeldBackEnd() { pthread_sigmask(SIG_SETMASK, &signalsBefore, nullptr); }
 
 }  // namespace corvane::tools

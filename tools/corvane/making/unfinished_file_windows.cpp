@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include <filesystem>
+#include <mutex>
 #include <tuple>
 
 #include "corvane/making/unfinished_file.h"
@@ -15,6 +16,8 @@ namespace {
 // Behind those of the standard streams. A command has a few files open.
 constexpr int kFirstFile = 3;
 constexpr int kLastFile = 63;
+
+std::mutex ends;
 
 void IgnoreInvalid(const wchar_t*, const wchar_t*, const wchar_t*, unsigned, uintptr_t) {}
 
@@ -47,6 +50,7 @@ void CloseStreamsOf(const std::filesystem::path& path) {
 
 // The system calls it in a thread of its own, and ends the program afterwards.
 BOOL WINAPI OnConsoleEnd(DWORD) {
+  const std::lock_guard guard(ends);
   RemoveUnfinishedFiles();
   return FALSE;
 }
@@ -63,5 +67,9 @@ void HandleEnds() {
   static const bool isHandled = SetConsoleCtrlHandler(OnConsoleEnd, TRUE) != 0;
   std::ignore = isHandled;
 }
+
+cHeldBackEnd::cHeldBackEnd() { ends.lock(); }
+
+cHeldBackEnd::~cHeldBackEnd() { ends.unlock(); }
 
 }  // namespace corvane::tools
