@@ -171,5 +171,9 @@ TEST(Markers, ThatCannotBeWrittenAreTold) {
   EXPECT_FALSE(AddMarker(folder.Path("no such folder/drive.isf"), {0, "lost"}));
 }
 
+TEST(Markers, OfStandardInputAreNone) {
+  EXPECT_EQ(FindMarkerProblem(""), std::nullopt);
+}
+
 }  // namespace
 }  // namespace corvane
