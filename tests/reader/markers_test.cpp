@@ -2,10 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <map>
 #include <string>
-#include <thread>
 #include <tuple>
 #include <vector>
 
@@ -132,48 +129,12 @@ TEST(Markers, AboveTheLongestAreCutBetweenCharacters) {
   EXPECT_EQ(lineOf(std::string(997, 'x') + "\u4E2D"), time + std::string(997, 'x') + "\u4E2D\n");
 }
 
-TEST(Markers, OfSeveralProgramsAtOnceNeverMix) {
-  const cTempDirectory folder;
-  const std::string capture = folder.Path("drive.isf");
-  constexpr int kWriters = 4;
-  constexpr int kEach = 100;
-  std::atomic<int> failed{0};
-  {
-    std::vector<std::thread> writers;
-    for (int writer = 0; writer < kWriters; ++writer) {
-      writers.emplace_back([&, writer] {
-        for (int number = 0; number < kEach; ++number) {
-          // Opens and closes the file each time, as programs of their own would.
-          failed +=
-              AddMarker(capture, {0, std::string(200, static_cast<char>('a' + writer))}) ? 0 : 1;
-        }
-      });
-    }
-    for (std::thread& writer : writers) {
-      writer.join();
-    }
-  }
-  EXPECT_EQ(failed, 0);
-  std::map<std::string, int> found;
-  cMarkerReader markers(capture);
-  while (const auto marker = markers.NextUntil(UINT64_MAX)) {
-    ++found[marker->text];
-  }
-  ASSERT_EQ(found.size(), 4U);
-  for (const auto& [text, count] : found) {
-    EXPECT_EQ(text, std::string(200, text.front()));
-    EXPECT_EQ(count, kEach);
-  }
-}
-
 TEST(Markers, ThatCannotBeWrittenAreTold) {
   const cTempDirectory folder;
   EXPECT_FALSE(AddMarker(folder.Path("no such folder/drive.isf"), {0, "lost"}));
 }
 
-TEST(Markers, OfStandardInputAreNone) {
-  EXPECT_EQ(FindMarkerProblem(""), std::nullopt);
-}
+TEST(Markers, OfStandardInputAreNone) { EXPECT_EQ(FindMarkerProblem(""), std::nullopt); }
 
 }  // namespace
 }  // namespace corvane
